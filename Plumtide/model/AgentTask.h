@@ -1,0 +1,78 @@
+#pragma once
+
+#include <QDateTime>
+#include <QJsonObject>
+#include <QList>
+#include <QString>
+
+#include <array>
+#include <optional>
+
+/// The state of a task line. The order is the one in which all cases are offered.
+enum class AgentTaskStatus { waiting, running, shelved, done };
+
+/// Where a task line comes from, in the order in which all cases are offered.
+enum class TaskSource { claude, codex, other };
+
+inline constexpr std::array allAgentTaskStatuses{AgentTaskStatus::waiting, AgentTaskStatus::running,
+                                                 AgentTaskStatus::shelved, AgentTaskStatus::done};
+inline constexpr std::array allTaskSources{TaskSource::claude, TaskSource::codex, TaskSource::other};
+
+/// The stored texts: "waiting", "running", "shelved", "done" and "Claude", "Codex", "Other".
+[[nodiscard]] QString storedText(AgentTaskStatus status);
+[[nodiscard]] QString storedText(TaskSource source);
+
+/// The case of a stored text, compared exactly; nothing for any other text.
+[[nodiscard]] std::optional<AgentTaskStatus> agentTaskStatusFrom(const QString &text);
+[[nodiscard]] std::optional<TaskSource> taskSourceFrom(const QString &text);
+
+/// One line on the board: a session that an agent's events keep up to date, or a task that the user entered.
+/// A plain value; all its rules are functions of it and of the time they are given.
+struct AgentTask
+{
+    QString id; ///< "cc-" or "cx-" and the agent's session id, or a UUID for a line entered by hand.
+    QString title;
+    QString project; ///< Lines are grouped by it.
+    TaskSource source = TaskSource::other;
+    AgentTaskStatus status = AgentTaskStatus::waiting;
+    QString purpose;
+    QString currentState;
+    std::optional<QString> waitingReason; ///< What the user is asked to do.
+    std::optional<bool> needsApproval;    ///< True while the agent waits for a permission.
+    std::optional<bool> titleEdited;      ///< True once the user wrote the title; events leave it alone then.
+    QList<QString> tags;
+    QList<QString> recentEvents; ///< Oldest first.
+    QDateTime updatedAt;         ///< UTC. All time rules measure from it.
+
+    bool operator==(const AgentTask &) const = default;
+
+    /// Whether events keep this line up to date. The prefix of the id decides, never `source`.
+    [[nodiscard]] bool isAgentLine() const;
+    /// It waits, and for the user: for a permission, or because the user entered it.
+    [[nodiscard]] bool isUrgent() const;
+    /// An agent's reply that has waited for more than an hour.
+    [[nodiscard]] bool isFaded(const QDateTime &now) const;
+    /// A running agent line without a sound for more than half an hour.
+    [[nodiscard]] bool isStuck(const QDateTime &now) const;
+};
+
+/// Whether `id` is that of a line which events keep up to date: it begins with "cc-" or "cx-".
+[[nodiscard]] bool isAgentLineId(const QString &id);
+
+/// Whether `updatedAt` lies strictly more than `seconds` before `now`.
+[[nodiscard]] bool isOlderThan(const QDateTime &updatedAt, qint64 seconds, const QDateTime &now);
+
+/// "刚刚", or a whole number and " 分钟前", " 小时前" or " 天前". A time in the future reads as "刚刚".
+[[nodiscard]] QString shortAgo(const QDateTime &time, const QDateTime &now);
+
+/// The stored form: an object whose keys are the field names, absent optional fields left out, `updatedAt` as
+/// ISO 8601 in UTC to the whole second ("2025-03-07T09:41:05Z").
+[[nodiscard]] QJsonObject toJson(const AgentTask &task);
+
+/// The record of a stored object, or nothing when a required field is missing or null, a field has another type,
+/// or `source`, `status` or `updatedAt` does not have a stored form. Other keys are ignored.
+[[nodiscard]] std::optional<AgentTask> agentTaskFrom(const QJsonObject &object);
+
+/// The same line with everything replaced that its stored form could not carry back: lone surrogates and NULs in
+/// texts (by U+FFFD), and an `updatedAt` that is no time of the years 1 to 9999 (by `now`).
+[[nodiscard]] AgentTask storable(AgentTask task, const QDateTime &now);

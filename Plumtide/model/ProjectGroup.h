@@ -1,0 +1,32 @@
+#pragma once
+
+#include "Plumtide/model/AgentTask.h"
+
+/// The three sections of the board, in the order in which they are shown.
+enum class ProjectSection { pending, inProgress, quiet };
+
+inline constexpr std::array allProjectSections{ProjectSection::pending, ProjectSection::inProgress,
+                                               ProjectSection::quiet};
+
+/// The section's label on the board: "待处理", "进行中", "暂无更新".
+[[nodiscard]] QString label(ProjectSection section);
+
+/// The lines of one project. Everything derived is a function of the lines and of `now`; each list keeps the
+/// order of `lines`. Lines that are done are in none of the lists.
+struct ProjectGroup
+{
+    QString name; ///< The project, and the group's identity.
+    QList<AgentTask> lines;
+
+    bool operator==(const ProjectGroup &) const = default;
+
+    [[nodiscard]] QList<AgentTask> urgentLines() const;
+    [[nodiscard]] QList<AgentTask> freshWaitingLines(const QDateTime &now) const; ///< Waiting, not urgent, not faded.
+    [[nodiscard]] QList<AgentTask> runningLines() const;
+    [[nodiscard]] QList<AgentTask> quietLines(const QDateTime &now) const; ///< Shelved and faded ones.
+
+    [[nodiscard]] ProjectSection section(const QDateTime &now) const;
+
+    /// "2 条等你处理 · 3 条在跑 · 2 条没新动静", with the empty parts left out.
+    [[nodiscard]] QString summaryText(const QDateTime &now) const;
+};

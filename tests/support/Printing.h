@@ -1,0 +1,25 @@
+#pragma once
+
+#include "Plumtide/model/AgentTask.h"
+
+#include <QByteArray>
+#include <QJsonDocument>
+#include <QString>
+
+#include <ostream>
+
+// What a failed expectation shows instead of raw bytes.
+inline void PrintTo(const QString &text, std::ostream *out)
+{
+    *out << '"' << text.toStdString() << '"';
+}
+
+inline void PrintTo(const QByteArray &bytes, std::ostream *out)
+{
+    *out << '"' << bytes.toStdString() << '"';
+}
+
+inline void PrintTo(const AgentTask &task, std::ostream *out)
+{
+    *out << QJsonDocument(toJson(task)).toJson().toStdString();
+}
