@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QObject>
+#include <QSocketNotifier>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <mutex>
+
+/// Hands work from other threads to the main thread, one item at a time and in order, without ever keeping the
+/// event loop from its other duties: after `turnBudget` of work it lets the loop turn once. It holds at most
+/// `capacity` items; a poster that is faster than the main thread waits, so a long catch-up needs no more memory
+/// than a short one.
+/// Thread: made and destroyed on the main thread; `post` from any other thread; the rest on the main thread.
+class MainThreadQueue final : public QObject
+{
+    Q_OBJECT
+
+public:
+    using Work = std::function<void()>;
+    static constexpr std::size_t capacity = 64;
+    static constexpr std::chrono::milliseconds turnBudget{8};
+
+    explicit MainThreadQueue(QObject *parent = nullptr);
+    ~MainThreadQueue() override;
+
+    void post(Work work); ///< Waits while the queue is full and not yet closing.
+
+    /// From now on no poster waits. For the end of the program: first this, then the posters are joined, then
+    /// `runAll` does what they left.
+    void stopHolding();
+    void runAll(); ///< Runs everything that is queued, without returning to the event loop.
+
+private:
+    bool runOne(); // false when there was nothing to run
+    void runTurn();
+
+    std::mutex m_mutex;
+    std::condition_variable m_spaceLeft;
+    std::deque<Work> m_items;
+    bool m_holding = true;
+    int m_wakeUp = -1; // eventfd: readable while there may be items
+    QSocketNotifier *m_notifier = nullptr;
+};

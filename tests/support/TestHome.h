@@ -1,0 +1,75 @@
+#pragma once
+
+#include "Plumtide/platform/Environment.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QCoreApplication>
+#include <QFile>
+#include <QSet>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+/// A home directory of its own with a clock and a process table that the test sets. Nothing outside of it is touched.
+class TestHome
+{
+public:
+    QString path(const QString &name = {}) const
+    {
+        return name.isEmpty() ? m_directory.path() : m_directory.filePath(name);
+    }
+
+    void write(const QString &name, const QByteArray &content, QIODevice::OpenMode mode = QIODevice::Truncate) const
+    {
+        QDir().mkpath(QFileInfo(path(name)).path());
+        QFile file(path(name));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | mode)) << qPrintable(path(name));
+        file.write(content);
+    }
+    void append(const QString &name, const QByteArray &content) const { write(name, content, QIODevice::Append); }
+
+    QByteArray read(const QString &name) const
+    {
+        QFile file(path(name));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+    bool exists(const QString &name) const { return QFileInfo::exists(path(name)); }
+
+    std::shared_ptr<Defaults> defaults() const
+    {
+        return std::make_shared<Defaults>(path(QStringLiteral(".config/plumtide/plumtide.conf")));
+    }
+
+    Environment environment()
+    {
+        return {
+            .home = path(),
+            .clock = [this] { return now; },
+            .defaults = defaults(),
+            .processExists = [this](pid_t pid) { return processes.contains(pid); },
+            .resourcesDir = path(QStringLiteral("resources")),
+            .ownerPatience = {},
+        };
+    }
+
+    QDateTime now = QDateTime({2026, 3, 7}, {9, 41, 5}, Qt::UTC);
+    QSet<pid_t> processes;
+
+private:
+    QTemporaryDir m_directory;
+};
+
+/// Turns the event loop until `condition` holds; false when it does not within some seconds.
+template <typename Condition>
+bool waitUntil(Condition condition, int milliseconds = 20'000)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition()) {
+        if (timer.hasExpired(milliseconds))
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 5);
+    }
+    return true;
+}
