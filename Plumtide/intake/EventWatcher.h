@@ -1,0 +1,45 @@
+#pragma once
+
+#include "Plumtide/intake/EventLog.h"
+
+#include <QString>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+class FileChangeSource;
+class SerialQueue;
+
+/// Follows the events log and hands over every complete line as a HookEvent, in file order: at once when the system
+/// reports a change, and every five seconds in any case, which also finds a log that is made, replaced or becomes
+/// readable later.
+/// Thread: made, started and stopped on one thread; `onEvent` is called on the watcher's own thread,
+/// "tavvel.eventwatcher", one call at a time, and may take its time: nothing more is read until it returns.
+/// Errors: none reach the caller. A missing, shortened or replaced log is normal and is tried again.
+class EventWatcher
+{
+public:
+    static constexpr std::chrono::seconds pollInterval{5};
+    using OnEvent = EventLog::OnEvent;
+
+    /// `defaults` keeps the read offset.
+    EventWatcher(QString logPath, std::shared_ptr<Defaults> defaults, OnEvent onEvent);
+    ~EventWatcher(); ///< As `stop`.
+
+    void start(); ///< Returns at once; call it once.
+
+    /// Reads nothing more. Every event whose place in the log is stored as read has been handed over when it
+    /// returns, so `onEvent` must not wait for the calling thread.
+    void stop();
+
+private:
+    void attachIfPossible();
+    void detach();
+    void poll();
+
+    const QByteArray m_path;
+    EventLog m_log;
+    std::unique_ptr<SerialQueue> m_queue;
+    std::unique_ptr<FileChangeSource> m_source; // the queue's thread only, like everything above but the queue
+};
