@@ -1,0 +1,51 @@
+#pragma once
+
+#include "Plumtide/model/AgentTask.h"
+#include "Plumtide/platform/DelayedFlush.h"
+#include "Plumtide/platform/Outcome.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+
+#include <optional>
+#include <vector>
+
+/// The stored task lines: `tasks.json`, one JSON array of records, pretty-printed with sorted keys.
+/// The file is replaced as a whole on every save, so a reader or the next start never sees half of it; only the
+/// lines that changed since the last save are encoded again.
+/// Thread: the main thread.
+class TaskFile
+{
+public:
+    /// `flushWith` are further files to bring to the disk together with this one.
+    TaskFile(QString path, const QStringList &flushWith);
+
+    /// The stored lines. A file that holds anything else is moved aside to "tasks.corrupt.json" (numbered from the
+    /// second on) and counts as empty; so does one that cannot be read, which is moved aside before the first save.
+    [[nodiscard]] QList<AgentTask> load();
+
+    /// Replaces the file. Before it, every line that changed must have been named by `lineChanged`, or all of them
+    /// by `linesChanged`; lines appended at the end are noticed.
+    Outcome<void> save(const QList<AgentTask> &lines);
+    void lineChanged(qsizetype index);
+    void linesChanged() { m_texts.clear(); }
+
+    /// A save reaches the disk within a second by itself; this begins at once, and does not wait.
+    void startFlushing() { m_flush.startFlushing(); }
+    void flush() { m_flush.flushNow(); } ///< Waits until the last save is on the disk.
+
+    /// The bytes of a file with these lines, and back; nothing when the bytes are no array of records.
+    [[nodiscard]] static QByteArray encode(const QList<AgentTask> &lines);
+    [[nodiscard]] static std::optional<QList<AgentTask>> decode(const QByteArray &content);
+
+private:
+    Outcome<void> moveAside();
+
+    const QString m_path;
+    const QString m_directory;
+    DelayedFlush m_flush;
+    bool m_mustMoveAside = false;       // a file that was not understood is still in the way
+    std::vector<QByteArray> m_texts;    // the lines as saved last; an empty one must be encoded again
+    QByteArray m_content;               // kept for its memory
+};

@@ -1,0 +1,170 @@
+#include "Plumtide/store/TaskStore.h"
+
+#include "Plumtide/intake/EventWatcher.h"
+#include "Plumtide/platform/MainThreadQueue.h"
+#include "Plumtide/store/TaskFile.h"
+
+#include <cstdio>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString claudeSeenKey = u"tavvel.claude.hasSeenEvent"_s;
+const QString codexSeenKey = u"tavvel.codex.hasSeenEvent"_s;
+
+} // namespace
+
+TaskStore &TaskStore::shared()
+{
+    static auto *store = new TaskStore(Environment::real());
+    return *store;
+}
+
+TaskStore::TaskStore(Environment environment, QObject *parent)
+    : QObject(parent), m_environment(std::move(environment)), m_tavvelDir(m_environment.home + u"/.tavvel"_s),
+      m_lock(m_environment.home, m_tavvelDir, m_environment.ownerPatience),
+      m_hasSeenClaudeEvent(m_environment.defaults->boolean(claudeSeenKey)),
+      m_hasSeenCodexEvent(m_environment.defaults->boolean(codexSeenKey)),
+      m_file(std::make_unique<TaskFile>(tasksFile(), QStringList{m_environment.defaults->path()})),
+      m_events(std::make_unique<MainThreadQueue>())
+{
+    if (!isOwner())
+        return;
+    load();
+    refreshEventStateFromLog();
+    startWatching();
+}
+
+TaskStore::~TaskStore()
+{
+    finish();
+}
+
+void TaskStore::finish()
+{
+    m_sweepTimer.stop();
+    // In this order: the watcher may be waiting for room, and may still hand over what it has taken.
+    m_events->stopHolding();
+    if (m_watcher)
+        m_watcher->stop();
+    m_events->runAll();
+    m_file->flush();
+    m_loaded = false;
+    m_lock.release();
+}
+
+QString TaskStore::tasksFile() const
+{
+    return m_tavvelDir + u"/tasks.json"_s;
+}
+
+QString TaskStore::eventsFile() const
+{
+    return m_tavvelDir + u"/events.jsonl"_s;
+}
+
+void TaskStore::setTasks(QList<AgentTask> tasks)
+{
+    Q_EMIT objectWillChange();
+    m_tasks = std::move(tasks);
+    for (AgentTask &line : m_tasks)
+        line = storable(std::move(line), now());
+    m_file->linesChanged();
+    save();
+}
+
+void TaskStore::setSourceFilter(std::optional<TaskSource> source)
+{
+    Q_EMIT objectWillChange();
+    m_sourceFilter = source;
+}
+
+void TaskStore::replaceLine(qsizetype index, AgentTask line)
+{
+    Q_EMIT objectWillChange();
+    m_tasks[index] = storable(std::move(line), now());
+    m_file->lineChanged(index);
+    save();
+}
+
+void TaskStore::appendLine(AgentTask line)
+{
+    Q_EMIT objectWillChange();
+    m_tasks.append(storable(std::move(line), now()));
+    save();
+}
+
+qsizetype TaskStore::indexOf(const QString &id) const
+{
+    for (qsizetype i = 0; i < m_tasks.size(); ++i) {
+        if (m_tasks.at(i).id == id)
+            return i;
+    }
+    return -1;
+}
+
+void TaskStore::notify(const QString &title, const QString &body, const QString &id) const
+{
+    if (m_notify)
+        m_notify(title, body, id);
+}
+
+void TaskStore::load()
+{
+    m_tasks = m_file->load();
+    m_loaded = true;
+}
+
+void TaskStore::save()
+{
+    if (!m_loaded)
+        return;
+    if (const Outcome<void> saved = m_file->save(m_tasks); !saved) {
+        const QByteArray line = (u"Plumtide: 保存 tasks.json 失败 — "_s + saved.failure().sentence).toUtf8();
+        std::fprintf(stderr, "%s\n", line.constData());
+    }
+}
+
+void TaskStore::refreshEventStateFromLog()
+{
+    if (m_hasSeenClaudeEvent && m_hasSeenCodexEvent)
+        return;
+    EventLog::forEachLine(eventsFile(), [this](QByteArrayView line) {
+        // Most logs hold only one tool's events. Once that tool is known, a line that does not even mention the
+        // other one (which JSON might write with an escape) need not be decoded.
+        if (m_hasSeenClaudeEvent && !line.contains("Codex") && !line.contains("\\u00"))
+            return true;
+        const std::optional<HookEvent> event = HookEvent::decode(line);
+        if (event && event->hookEventName)
+            markEventSeen(event->isCodex() ? TaskSource::codex : TaskSource::claude);
+        return !(m_hasSeenClaudeEvent && m_hasSeenCodexEvent);
+    });
+}
+
+void TaskStore::markEventSeen(TaskSource source)
+{
+    if (source == TaskSource::other)
+        return;
+    const bool isClaude = source == TaskSource::claude;
+    bool &hasSeen = isClaude ? m_hasSeenClaudeEvent : m_hasSeenCodexEvent;
+    if (hasSeen)
+        return;
+    Q_EMIT objectWillChange();
+    hasSeen = true;
+    m_environment.defaults->setBoolean(isClaude ? claudeSeenKey : codexSeenKey, true, Files::Flush::Later);
+}
+
+void TaskStore::startWatching()
+{
+    // The queue and the watcher end with the store, in `finish`, so `this` outlives every call.
+    m_watcher = std::make_unique<EventWatcher>(
+        eventsFile(), m_environment.defaults, [this](const HookEvent &event) {
+            m_events->post([this, event] { apply(event); });
+        });
+    m_watcher->start();
+
+    m_sweepTimer.setInterval(sweepInterval);
+    connect(&m_sweepTimer, &QTimer::timeout, this, &TaskStore::sweep);
+    m_sweepTimer.start();
+}
