@@ -1,0 +1,32 @@
+#pragma once
+
+#include "Plumtide/platform/Outcome.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <variant>
+
+/// The edit of Claude Code's `settings.json`, as pure functions. Thread: any.
+namespace ClaudeSettings {
+
+/// A shape that is left alone.
+enum class Refusal {
+    NotAnObject,      ///< The outermost value is an array.
+    HooksNotAnObject, ///< The member "hooks" is there and is something else.
+};
+
+/// The new content, or why there is none. The failure is a whole sentence that names the file.
+using Result = std::variant<QByteArray, Refusal, Failure>;
+
+/// Adds `hookCommand` to each of the six events that has no command naming the hook script yet. An event
+/// whose value is not an array of objects is passed over. Everything else keeps its value; the text comes
+/// back in one form: keys sorted, indented by two spaces. No bytes at all count as an empty object.
+/// Source of the format: Claude Code's settings, "hooks" → event → entries → "hooks" → {"type", "command"}.
+Result edit(const QByteArray &settings, const QString &hookCommand);
+
+/// `path` as a command line of /bin/sh, which is how Claude Code runs it: itself, or in single quotes if it
+/// holds a character that the shell would take for something else.
+[[nodiscard]] QString shellCommand(const QString &path);
+
+} // namespace ClaudeSettings

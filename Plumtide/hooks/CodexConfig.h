@@ -1,0 +1,44 @@
+#pragma once
+
+#include "Plumtide/platform/Outcome.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+#include <variant>
+
+/// The edit of Codex's `config.toml`, as pure functions. Thread: any.
+///
+/// The edit is textual, one line replaced or inserted, so that comments, order and spelling survive. A TOML
+/// reader then confirms it: nothing is offered that would change any other value, or make a valid file
+/// invalid.
+namespace CodexConfig {
+
+struct Edit
+{
+    QByteArray content;
+    QStringList previousCommand; ///< The program and arguments of the old `notify`; empty if there was none.
+};
+
+/// Why a configuration stays as it is.
+enum class Unchanged {
+    AlreadyInstalled, ///< It mentions "codex-notify" somewhere.
+    ForeignNotify,    ///< It has a `notify` key whose command cannot be read.
+};
+
+/// The failure is a whole sentence that names the file.
+using Result = std::variant<Edit, Unchanged, Failure>;
+
+/// Makes `notify` of the root table name the script, an absolute path. The key is looked for only at the
+/// start of a line before the first line that begins with a bracket; without one, the new line goes above
+/// that line, or to the end. A `notify` in any other spelling is left alone. A file that is not valid TOML is
+/// edited without confirmation.
+Result edit(const QByteArray &config, const QString &scriptPath);
+
+/// The strings of the first array on `line`; empty if the array is not closed on it. A backslash in double
+/// quotes only protects the next character: TOML's escapes are not interpreted. The text is read by
+/// user-perceived characters.
+[[nodiscard]] QStringList tomlStringElements(const QString &line);
+
+} // namespace CodexConfig

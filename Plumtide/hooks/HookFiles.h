@@ -1,0 +1,39 @@
+#pragma once
+
+#include "Plumtide/platform/Outcome.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <functional>
+#include <optional>
+
+#include <sys/types.h>
+
+/// How the installer changes files: its own, and those of the agent tools, which may write them at any
+/// moment.
+/// Thread: any. Failures are whole sentences.
+namespace HookFiles {
+
+/// The bytes of a file; absent when there is none.
+using Content = std::optional<QByteArray>;
+
+/// Reads a tool's file. A missing one, or a link that leads nowhere, is not a failure.
+Outcome<Content> read(const QString &path);
+
+/// Turns the content into the wanted one; an absent result leaves the file alone.
+using Change = std::function<Outcome<Content>(const Content &)>;
+
+/// Replaces a tool's file with what `change` makes of it. Where another program wrote the file while `change`
+/// ran, `change` runs again on the newer content, a few times. What remains is the instant of the replacement
+/// itself. A symbolic link stays one, an existing file keeps its mode, a new one gets 0600.
+Outcome<void> change(const QString &path, const Change &change);
+
+/// Puts `content`, which was read from `path`, beside it as "<path>.backup-tavvel" with the mode of the
+/// original.
+Outcome<void> backUp(const QString &path, const QByteArray &content);
+
+/// Replaces a file that is the installer's alone, also when it is write-protected or a symbolic link.
+Outcome<void> replaceOwn(const QString &path, const QByteArray &content, mode_t mode);
+
+} // namespace HookFiles

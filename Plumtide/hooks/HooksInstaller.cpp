@@ -1,0 +1,214 @@
+#include "Plumtide/hooks/HooksInstaller.h"
+
+#include "Plumtide/hooks/ClaudeSettings.h"
+#include "Plumtide/hooks/CodexConfig.h"
+#include "Plumtide/hooks/HookFiles.h"
+#include "Plumtide/platform/Files.h"
+
+#include <QFileInfo>
+
+using namespace Qt::StringLiterals;
+using HookFiles::Content;
+
+namespace {
+
+const QString claudeScript = u"tavvel-hook.sh"_s;
+const QString codexScript = u"codex-notify.sh"_s;
+const QString forwardFile = u"codex-notify-forward"_s; // one argument per line; read by the Codex script
+
+const QString noCodexConfig = u"没找到 Codex 配置文件：~/.codex/config.toml"_s;
+
+bool mentions(const QString &path, QByteArrayView marker)
+{
+    const Outcome<Content> content = HookFiles::read(path);
+    return content && content.value() && content.value()->isValidUtf8() && content.value()->contains(marker);
+}
+
+QString describe(ClaudeSettings::Refusal refusal)
+{
+    switch (refusal) {
+    case ClaudeSettings::Refusal::NotAnObject:
+        return u"你的 settings.json 不是常规格式，为避免弄坏它，这次没有改动。"_s;
+    case ClaudeSettings::Refusal::HooksNotAnObject:
+        return u"你的 settings.json 里 hooks 格式不常规，为安全起见没有改动。"_s;
+    }
+    Q_UNREACHABLE();
+}
+
+} // namespace
+
+HooksInstaller &HooksInstaller::shared()
+{
+    static auto *const installer = new HooksInstaller(Environment::real()); // until the process ends
+    return *installer;
+}
+
+HooksInstaller::HooksInstaller(const Environment &environment, QObject *parent)
+    : QObject(parent),
+      m_claudeDir(environment.home + u"/.claude"_s),
+      m_claudeSettings(m_claudeDir + u"/settings.json"_s),
+      m_codexConfig(environment.home + u"/.codex/config.toml"_s),
+      m_deployedHooksDir(environment.home + u"/.tavvel/hooks"_s),
+      m_resourcesDir(environment.resourcesDir)
+{
+    refresh();
+    if (m_claudeInstalled || m_codexInstalled)
+        (void)deployScripts(); // a newer program brings newer scripts; the older ones go on working
+}
+
+void HooksInstaller::clearMessage()
+{
+    setMessage(std::nullopt);
+}
+
+void HooksInstaller::refresh()
+{
+    setClaudeInstalled(mentions(m_claudeSettings, "tavvel-hook.sh"));
+    setCodexInstalled(mentions(m_codexConfig, "codex-notify"));
+}
+
+std::optional<QString> HooksInstaller::resourceHooksDir() const
+{
+    if (m_resourcesDir.isEmpty())
+        return std::nullopt;
+    const QString candidate = m_resourcesDir + u"/hooks"_s;
+    if (!QFileInfo::exists(candidate + u'/' + claudeScript))
+        return std::nullopt;
+    return candidate;
+}
+
+Outcome<QString> HooksInstaller::deployScripts()
+{
+    constexpr qint64 maxScriptBytes = 16 * 1024 * 1024;
+    const std::optional<QString> sourceDir = resourceHooksDir();
+    if (!sourceDir)
+        return Failure{u"app 包里没有 hooks 资源（开发构建请用仓库里的 scripts/install-hooks.py）"_s};
+    if (Outcome<void> made = Files::makeDirectory(m_deployedHooksDir); !made)
+        return made.failure();
+
+    for (const QString &name : {claudeScript, codexScript}) {
+        const QString source = *sourceDir + u'/' + name;
+        if (!QFileInfo::exists(source))
+            continue;
+        const Outcome<QByteArray> script = Files::read(source, maxScriptBytes);
+        if (!script)
+            return script.failure();
+        // In one step: an agent may be running the old one at this moment, or start it at the next.
+        const QString target = m_deployedHooksDir + u'/' + name;
+        if (Outcome<void> replaced = HookFiles::replaceOwn(target, script.value(), 0755); !replaced)
+            return replaced.failure();
+    }
+    return m_deployedHooksDir;
+}
+
+void HooksInstaller::installClaude()
+{
+    const Outcome<QString> hooksDir = deployScripts();
+    if (!hooksDir)
+        return reportFailure(hooksDir.failure());
+    const QString command = ClaudeSettings::shellCommand(hooksDir.value() + u'/' + claudeScript);
+
+    std::optional<ClaudeSettings::Refusal> refusal;
+    const auto addHooks = [&](const Content &settings) -> Outcome<Content> {
+        refusal.reset();
+        if (!settings) {
+            if (Outcome<void> made = Files::makeDirectory(m_claudeDir); !made)
+                return made.failure();
+        }
+        const ClaudeSettings::Result result = ClaudeSettings::edit(settings.value_or(QByteArray()), command);
+        if (const auto *failure = std::get_if<Failure>(&result))
+            return *failure;
+        if (const auto *refused = std::get_if<ClaudeSettings::Refusal>(&result))
+            refusal = *refused;
+        if (settings && refusal != ClaudeSettings::Refusal::NotAnObject) {
+            if (Outcome<void> kept = HookFiles::backUp(m_claudeSettings, *settings); !kept)
+                return kept.failure();
+        }
+        return refusal ? Content() : Content(std::get<QByteArray>(result));
+    };
+    if (const Outcome<void> changed = HookFiles::change(m_claudeSettings, addHooks); !changed)
+        return reportFailure(changed.failure());
+    if (refusal)
+        return setMessage(describe(*refusal));
+    setMessage(u"Claude Code 接好了。重新打开一个会话，再发一条消息就能看到。"_s);
+    refresh();
+}
+
+void HooksInstaller::installCodex()
+{
+    if (const Outcome<Content> config = HookFiles::read(m_codexConfig); config && !config.value())
+        return setMessage(noCodexConfig);
+    const Outcome<QString> hooksDir = deployScripts();
+    if (!hooksDir)
+        return reportFailure(hooksDir.failure());
+
+    std::optional<QString> outcome; // stays absent when there was nothing to do
+    bool isRegistered = false;
+    const auto setNotify = [&](const Content &config) -> Outcome<Content> {
+        outcome.reset();
+        isRegistered = false;
+        if (!config) {
+            outcome = noCodexConfig;
+            return Content();
+        }
+        const CodexConfig::Result result = CodexConfig::edit(*config, hooksDir.value() + u'/' + codexScript);
+        if (const auto *failure = std::get_if<Failure>(&result))
+            return *failure;
+        if (const auto *unchanged = std::get_if<CodexConfig::Unchanged>(&result)) {
+            isRegistered = *unchanged == CodexConfig::Unchanged::AlreadyInstalled;
+            if (!isRegistered)
+                outcome = u"Codex 已有通知配置，暂时没改。可以看看 README 里的说明。"_s;
+            return Content();
+        }
+        const auto &edit = std::get<CodexConfig::Edit>(result);
+        if (Outcome<void> kept = backupCodexConfig(*config); !kept)
+            return kept.failure();
+        if (edit.previousCommand.isEmpty()) {
+            outcome = u"Codex 接好了，重启 Codex 后就生效。"_s;
+        } else {
+            // Before the configuration: once that names our script, the previous command must not be lost.
+            const QByteArray command = edit.previousCommand.join(u'\n').toUtf8() + '\n';
+            const QString path = hooksDir.value() + u'/' + forwardFile;
+            if (Outcome<void> written = HookFiles::replaceOwn(path, command, 0600); !written)
+                return written.failure();
+            outcome = u"Codex 接好了，原来的通知也会保留。重启 Codex 后就生效。"_s;
+        }
+        isRegistered = true;
+        return Content(edit.content);
+    };
+    if (const Outcome<void> changed = HookFiles::change(m_codexConfig, setNotify); !changed)
+        return reportFailure(changed.failure());
+    if (outcome)
+        setMessage(outcome);
+    if (isRegistered)
+        refresh();
+}
+
+Outcome<void> HooksInstaller::backupCodexConfig(const QByteArray &content) const
+{
+    return HookFiles::backUp(m_codexConfig, content);
+}
+
+void HooksInstaller::setClaudeInstalled(bool installed)
+{
+    Q_EMIT objectWillChange();
+    m_claudeInstalled = installed;
+}
+
+void HooksInstaller::setCodexInstalled(bool installed)
+{
+    Q_EMIT objectWillChange();
+    m_codexInstalled = installed;
+}
+
+void HooksInstaller::setMessage(const std::optional<QString> &message)
+{
+    Q_EMIT objectWillChange();
+    m_message = message;
+}
+
+void HooksInstaller::reportFailure(const Failure &failure)
+{
+    setMessage(u"接入失败："_s + failure.sentence);
+    refresh();
+}
