@@ -1,0 +1,23 @@
+#include "Plumtide/app/Notifier.h"
+
+#include "Plumtide/platform/NotificationService.h"
+
+Notifier::Notifier(std::unique_ptr<NotificationService> service)
+    : m_service(std::move(service)), m_available(m_service->isAvailable())
+{
+}
+
+Notifier::~Notifier() = default;
+
+Notifier &Notifier::shared()
+{
+    // Never freed: nobody can know who notifies last.
+    static auto *const notifier = new Notifier(std::make_unique<NotificationService>());
+    return *notifier;
+}
+
+void Notifier::notify(const QString &title, const QString &body, const QString &id)
+{
+    if (m_available)
+        m_service->post({id, title, body});
+}
