@@ -1,0 +1,40 @@
+#include "Plumtide/intake/HookEvent.h"
+#include "Plumtide/model/Texts.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+
+namespace {
+
+void require(bool holds)
+{
+    if (!holds)
+        std::abort();
+}
+
+void requireWellFormed(const std::optional<QString> &text)
+{
+    require(!text || *text == wellFormed(*text));
+}
+
+} // namespace
+
+// Any line: no crash, and whatever decodes can be stored and shown.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    static const QDateTime now({2026, 3, 7}, {9, 41, 5}, Qt::UTC);
+    const auto event = HookEvent::decode(QByteArrayView(data, static_cast<qsizetype>(size)));
+    if (!event)
+        return 0;
+    for (const auto &text : {event->sessionId, event->hookEventName, event->cwd, event->toolName, event->prompt,
+                             event->assistant, event->toolInputSummary()})
+        requireWellFormed(text);
+    const int year = event->date(now).date().year();
+    require(year >= 1 && year <= 9999);
+    for (const qsizetype max : {1, 36, 40}) {
+        const auto line = event->prompt ? HookEvent::squeeze(*event->prompt, max) : std::nullopt;
+        require(!line || (!line->isEmpty() && !line->contains(u'\n') && HookEvent::squeeze(*line, max + 1) == line));
+    }
+    return 0;
+}
