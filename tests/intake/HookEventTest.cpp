@@ -115,6 +115,8 @@ TEST(HookEvent, SqueezeJoinsLinesTrimsAndCountsCharacters)
         {u""_s, std::nullopt},
         {QString(40, u'x'), QString(40, u'x')},
         {QString(41, u'x'), QString(40, u'x') + u'…'},
+        {u" \n "_s.repeated(5000) + QString(1'000'000, u'x'), QString(40, u'x') + u'…'},
+        {u"a"_s + QString(1'000'000, u' ') + u'\n', u"a"_s},
         {QString(40, u'字'), QString(40, u'字')},
         {family.repeated(40), family.repeated(40)},
         {family.repeated(41), family.repeated(40) + u'…'},

@@ -246,6 +246,7 @@ TEST_P(HookScripts, LogsTheMembersTheBoardReadsOfOneJsonObject)
         {"not a number", R"({"cwd":"/a","x":01})"},
         {"not a word of JSON", R"({"cwd":"/a","x":nil})"},
         {"nan", R"({"cwd":"/a","x":nan})"},
+        {"a number that nobody writes", R"({"cwd":"/a","x":)" + QByteArray(500, '1') + "}"},
         {"-inf", R"({"cwd":"/a","x":-inf})"},
         {"raw line feed in a text", "{\"cwd\":\"/a\nb\"}"},
         {"unknown escape", R"({"cwd":"/a\x"})"},
