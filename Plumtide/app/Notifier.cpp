@@ -21,3 +21,8 @@ void Notifier::notify(const QString &title, const QString &body, const QString &
     if (m_available)
         m_service->post({id, title, body});
 }
+
+void Notifier::setActivated(std::function<void(const QString &id)> activated)
+{
+    m_service->setActivated(std::move(activated));
+}

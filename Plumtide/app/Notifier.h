@@ -2,6 +2,7 @@
 
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 class NotificationService;
@@ -25,6 +26,9 @@ public:
     /// Returns at once and never fails. It replaces an earlier notification with the same `id` that is still
     /// on show. All three are plain text.
     void notify(const QString &title, const QString &body, const QString &id);
+
+    /// `activated` is called with the `id` of a notification that the user clicks. Set once.
+    void setActivated(std::function<void(const QString &id)> activated);
 
 private:
     std::unique_ptr<NotificationService> m_service;

@@ -165,9 +165,29 @@ void Defaults::setText(const QString &key, const QString &value, Files::Flush fl
         m_lines.insert(header + 1, written);
     }
 
-    m_isAhead = true;
-    if (!mayWrite)
+    if (mayWrite)
+        save(flush);
+    else
+        m_isAhead = true;
+}
+
+void Defaults::remove(const QString &key)
+{
+    const std::lock_guard lock(m_mutex);
+    const bool mayWrite = readIfChanged();
+    const qsizetype line = lineOf(key);
+    if (line < 0)
         return;
+    m_lines.removeAt(line);
+    if (mayWrite)
+        save(Files::Flush::BeforeRename);
+    else
+        m_isAhead = true;
+}
+
+void Defaults::save(Files::Flush flush)
+{
+    m_isAhead = true;
     const Files::ReplaceOptions options{.flush = flush};
     const QByteArray content = m_lines.join('\n') + '\n';
     if (!Files::replace(m_path, content, options)) {

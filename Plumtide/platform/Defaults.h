@@ -39,12 +39,14 @@ public:
     /// A whole number is written without a fraction.
     void setNumber(const QString &key, double value, Files::Flush flush = Files::Flush::BeforeRename);
     void setNumbers(const QString &key, const QList<double> &values, Files::Flush flush = Files::Flush::BeforeRename);
+    void remove(const QString &key); ///< A missing key stays missing.
 
 private:
     bool readIfChanged(); // false when there is a file and its content is not known
     [[nodiscard]] qsizetype lineOf(const QString &key) const; // -1 when there is none
     [[nodiscard]] std::optional<QString> text(const QString &key);
     void setText(const QString &key, const QString &value, Files::Flush flush);
+    void save(Files::Flush flush); // the lines are ahead of the file when it fails
     // Writes a line that keeps its length over in place, with one call: the offset of an event is not worth a new
     // file. False, and nothing is written, when the file is not the one that was read.
     bool overwriteLine(qsizetype line, const QByteArray &text);

@@ -3,6 +3,7 @@
 #include <QString>
 
 #include <chrono>
+#include <functional>
 #include <memory>
 
 /// Desktop notifications through org.freedesktop.Notifications on the session bus. A notification with the
@@ -30,8 +31,10 @@ public:
     /// Calls that may be waiting for an answer at the same time.
     static constexpr int unansweredCapacity = 16;
 
-    /// The bus is `$DBUS_SESSION_BUS_ADDRESS`, or the socket "bus" in `$XDG_RUNTIME_DIR` where that variable
-    /// is unset. One is never started.
+    /// Called on the main thread when the user clicks a notification, with its identifier.
+    using Activated = std::function<void(const QString &identifier)>;
+
+    /// The bus is the one of SessionBus.
     explicit NotificationService(std::chrono::milliseconds patience = defaultPatience);
     ~NotificationService(); ///< Does not wait for a bus that does not answer.
     NotificationService(const NotificationService &) = delete;
@@ -43,6 +46,9 @@ public:
     /// Returns at once. While an earlier one with the same identifier is still on its way, this one waits for
     /// it so that it can replace it; of several that wait only the newest is kept.
     void post(const Notification &notification);
+
+    /// Set once. Where the service knows no actions, clicks are never reported.
+    void setActivated(Activated activated);
 
 private:
     class Session;

@@ -1,5 +1,8 @@
 #include "Plumtide/app/Notifier.h"
 #include "Plumtide/platform/NotificationService.h"
+#include "Plumtide/platform/SessionBus.h"
+
+#include "tests/app/PrivateBus.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -7,7 +10,6 @@
 #include <QDBusMessage>
 #include <QElapsedTimer>
 #include <QFile>
-#include <QProcess>
 #include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTest>
@@ -16,8 +18,6 @@
 #include <gtest/gtest.h>
 
 #include <poll.h>
-#include <signal.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -33,52 +33,6 @@ namespace {
 
 constexpr auto patientlyMs = 10'000; // how long a condition may take before it counts as never met
 constexpr qint64 atOnceMs = 50;
-
-/// A session bus of its own that starts no services. Its address is the same in all tests, as libdbus reads
-/// the variable only once in a process.
-class PrivateBus
-{
-public:
-    PrivateBus()
-    {
-        qputenv("DBUS_SESSION_BUS_ADDRESS", address().toUtf8());
-        start();
-    }
-    ~PrivateBus() { stop(); }
-
-    [[nodiscard]] static QString address() { return u"unix:path="_s + directory().filePath(u"bus"_s); }
-
-    void start()
-    {
-        QFile config(directory().filePath(u"bus.conf"_s));
-        ASSERT_TRUE(config.open(QIODevice::WriteOnly));
-        config.write("<busconfig><type>session</type><listen>" + address().toUtf8() + "</listen>"
-                     "<policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
-                     "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>");
-        config.close();
-        // It must not outlive a test that crashes.
-        m_daemon.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
-        m_daemon.start(u"dbus-daemon"_s,
-                       {u"--nofork"_s, u"--print-address"_s, u"--config-file"_s, config.fileName()});
-        ASSERT_TRUE(m_daemon.waitForReadyRead(patientlyMs)) << "dbus-daemon did not start";
-    }
-
-    void stop()
-    {
-        m_daemon.kill();
-        m_daemon.waitForFinished();
-        QFile::remove(directory().filePath(u"bus"_s));
-    }
-
-private:
-    static const QTemporaryDir &directory()
-    {
-        static const QTemporaryDir directory;
-        return directory;
-    }
-
-    QProcess m_daemon;
-};
 
 /// The notification service of a desktop, which writes down what it is asked for.
 class FakeService final : public QObject, protected QDBusContext
@@ -144,6 +98,7 @@ public Q_SLOTS:
     }
 
 Q_SIGNALS:
+    void ActionInvoked(uint number, const QString &action);
     void NotificationClosed(uint number, uint reason);
 
 private:
@@ -242,12 +197,41 @@ TEST_F(NotifierTest, BodyIsEscapedOnlyForServicesThatTakeMarkup)
         EXPECT_EQ(fake->titled(u"same service as before the restart"_s).constFirst().body, body);
         EXPECT_EQ(call.application, u"Plumtide"_s);
         EXPECT_EQ(call.icon, u"plumtide"_s);
-        EXPECT_EQ(call.actions, QStringList());
+        EXPECT_EQ(call.actions, capabilities.contains(u"actions"_s) ? QStringList({u"default"_s, u"打开看板"_s})
+                                                                    : QStringList());
         EXPECT_EQ(call.expireTimeout, -1);
         EXPECT_EQ(call.hints.value(u"desktop-entry"_s), u"plumtide"_s);
         EXPECT_EQ(call.hints.value(u"sound-name"_s), u"message-new-instant"_s);
         EXPECT_EQ(call.hints.value(u"urgency"_s), QVariant::fromValue(uchar{1}));
     }
+}
+
+TEST_F(NotifierTest, AClickNamesTheLineOfANotificationOfOurs)
+{
+    auto handed = std::make_unique<NotificationService>();
+    NotificationService &ours = *handed;
+    Notifier notifier(std::move(handed));
+    QStringList clicked;
+    notifier.setActivated([&](const QString &id) { clicked.append(id); });
+    fake->capabilities = {u"actions"_s};
+    // The same one twice: the second takes the first one's place and number.
+    for (const QString &identifier : {u"other"_s, u"line"_s, u"line"_s}) {
+        const qsizetype before = fake->calls.size();
+        notifier.notify(identifier, u"body"_s, identifier);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return fake->calls.size() > before; }, patientlyMs));
+        ours.post({u"answered"_s, u"answered"_s, {}});
+        ASSERT_TRUE(arrives(u"answered"_s, fake->titled(u"answered"_s).size() + 1));
+    }
+    const uint line = fake->titled(u"line"_s).constLast().number;
+    const uint closed = fake->titled(u"other"_s).constLast().number;
+    Q_EMIT fake->ActionInvoked(line + 1000, u"default"_s);
+    Q_EMIT fake->ActionInvoked(0, u"default"_s);
+    Q_EMIT fake->ActionInvoked(line, u"settings"_s);
+    Q_EMIT fake->NotificationClosed(closed, 1);
+    Q_EMIT fake->ActionInvoked(closed, u"default"_s);
+    Q_EMIT fake->ActionInvoked(line, u"default"_s);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !clicked.isEmpty(); }, patientlyMs));
+    EXPECT_EQ(clicked, QStringList(u"line"_s));
 }
 
 TEST_F(NotifierTest, OfABurstTheNewestReplacesTheFirst)
@@ -358,6 +342,15 @@ TEST(NotificationService, BusesThatDoNotAnswerHoldNothingUp)
         if (bus == Bus::Full) {
             ASSERT_EQ(::connect(filler, to, sizeof place), 0); // a queue of length 0 holds one
         }
+
+        const QByteArray address = qgetenv("DBUS_SESSION_BUS_ADDRESS");
+        if (bus != Bus::HangsUp) { // that takes somebody who does it
+            SessionBus::disableMute(100ms);
+            EXPECT_EQ(qgetenv("DBUS_SESSION_BUS_ADDRESS"), bus == Bus::None ? address : "disabled:");
+            qputenv("DBUS_SESSION_BUS_ADDRESS", address);
+        }
+        if (bus == Bus::Silent)
+            ::close(::accept(listener, nullptr, nullptr));
 
         QElapsedTimer time;
         auto service = std::make_unique<NotificationService>();

@@ -75,6 +75,15 @@ TEST_F(DefaultsTest, ValuesOfAnotherKindReadAsMissing)
     EXPECT_FALSE(m_defaults.boolean(u"e"_s));
 }
 
+TEST_F(DefaultsTest, RemovesTheLineOfItsKeyAndNothingElse)
+{
+    m_home.write(m_file, "; mine\n[Other]\nkey=1\n[General]\nkey=2\nlast=3\n");
+    m_defaults.remove(u"key"_s);
+    m_defaults.remove(u"never there"_s);
+    EXPECT_EQ(m_defaults.number(u"key"_s), std::nullopt);
+    EXPECT_EQ(m_home.read(m_file), "; mine\n[Other]\nkey=1\n[General]\nlast=3\n");
+}
+
 TEST_F(DefaultsTest, AFailedWriteStaysReadable)
 {
     m_home.write(u".config"_s, "a file where the folder should be");

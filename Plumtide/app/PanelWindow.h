@@ -1,0 +1,57 @@
+#pragma once
+
+#include <QPoint>
+#include <QPointer>
+#include <QWidget>
+
+#include <chrono>
+#include <functional>
+#include <optional>
+
+/// The window of the main panel, which comes and goes like a menu: it opens beside the tray item with the keyboard,
+/// and closes when the user turns to something else, on Escape, or on a second click. (No Qt::Popup: Qt 6.4 hides
+/// those from screen readers.)
+/// Thread: main thread.
+class PanelWindow final : public QWidget
+{
+    Q_OBJECT
+
+public:
+    using Now = std::function<std::chrono::steady_clock::time_point()>;
+    static constexpr QSize panelSize{400, 560}; ///< Logical pixels.
+
+    /// Some desktops take the focus away before they report the click on the tray item. A click within this time after
+    /// the panel has closed for that reason means "close".
+    static constexpr std::chrono::milliseconds reopenPause{200};
+
+    /// Takes `content` over; it fills the window. It gets every key first: Escape closes when nobody in it accepts it.
+    explicit PanelWindow(QWidget *content, Now now = std::chrono::steady_clock::now);
+
+    /// `at` is where the user clicked, in logical screen pixels. Without one, the last such place counts, or else the
+    /// corner by the desktop's bar. Of an open panel, `open` only brings the focus back.
+    void toggle(std::optional<QPoint> at = {});
+    void open(std::optional<QPoint> at = {});
+    void setVisible(bool isVisible) override;
+
+Q_SIGNALS:
+    void opened();
+    void closed();
+
+protected:
+    bool event(QEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
+    void showEvent(QShowEvent *event) override;
+    void hideEvent(QHideEvent *event) override;
+
+private:
+    void closeUnlessBusy();
+    [[nodiscard]] QPoint placeFor(std::optional<QPoint> at) const;
+
+    const Now m_now;
+    bool m_isHiding = false;
+    std::chrono::steady_clock::time_point m_openedAt;
+    std::optional<QPoint> m_lastClick;
+    std::optional<std::chrono::steady_clock::time_point> m_lostFocus; // when it closed for that reason
+    QPointer<QWidget> m_awaited; // a popup or dialog of ours; after it, it is to be decided whether the panel closes
+};

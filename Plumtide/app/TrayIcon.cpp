@@ -1,0 +1,89 @@
+#include "Plumtide/app/TrayIcon.h"
+
+#include <QFont>
+#include <QFontMetricsF>
+#include <QPainter>
+#include <QPixmap>
+#include <QSvgRenderer>
+
+#include <cmath>
+
+using namespace Qt::StringLiterals;
+
+static void useIcons()
+{
+    Q_INIT_RESOURCE(plumtide);
+}
+
+namespace {
+
+// 3.5:1 and more against the light (#f6f5f4) and the dark (#2b2b2b) panels of today's desktops, both of them.
+constexpr QColor glyphColor(0x80, 0x80, 0x80);
+constexpr QColor badgeColor(0xC9, 0x64, 0x42);
+
+QImage glyph(int size, const QRectF &place)
+{
+    QImage image(size, size, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    QSvgRenderer(u":/icons/people.svg"_s).render(&painter, place);
+    painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
+    painter.fillRect(image.rect(), glyphColor);
+    return image;
+}
+
+void drawBadge(QPainter &painter, int size, const QString &text)
+{
+    QFont font(u"sans-serif"_s);
+    font.setStyleHint(QFont::SansSerif);
+    font.setBold(true);
+    const double scale = size / 22.0;
+    // The digits are what matters: three of them take the whole width.
+    font.setPixelSize(static_cast<int>(std::lround((text.size() < 3 ? 11.5 : 9.0) * scale)));
+    const QFontMetricsF metrics(font);
+    const QRectF ink = metrics.tightBoundingRect(text);
+    const double padding = std::max(1.0, std::round((text.size() < 3 ? 2.5 : 1.0) * scale));
+    const double height = std::min<double>(size, std::ceil(ink.height() + 2 * std::max(1.0, std::round(2 * scale))));
+    const double width = std::min<double>(size, std::max(height, std::ceil(ink.width() + 2 * padding)));
+    const QRectF badge(size - width, size - height, width, height);
+    const double radius = text.size() < 3 ? height / 2 : height / 3;
+
+    // A gap all around parts it from the people.
+    painter.setPen(Qt::NoPen);
+    painter.setCompositionMode(QPainter::CompositionMode_Clear);
+    painter.setBrush(Qt::black);
+    const double gap = std::max(1.0, std::round(scale));
+    painter.drawRoundedRect(badge.adjusted(-gap, -gap, gap, gap), radius + gap, radius + gap);
+    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+    painter.setBrush(badgeColor);
+    painter.drawRoundedRect(badge, radius, radius);
+
+    painter.setFont(font);
+    painter.setPen(Qt::white);
+    const QPointF inkStart = badge.center() - ink.center();
+    painter.drawText(QPointF(std::round(inkStart.x()), std::round(inkStart.y())), text);
+}
+
+QPixmap draw(int size, int count)
+{
+    const double scale = size / 24.0;
+    if (count <= 0)
+        return QPixmap::fromImage(glyph(size, QRectF(0, -1.0 * scale, size, size)));
+    QImage image = glyph(size, QRectF(0, -4 * scale, size, size));
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    drawBadge(painter, size, count > 99 ? u"99+"_s : QString::number(count));
+    painter.end();
+    return QPixmap::fromImage(image);
+}
+
+} // namespace
+
+QIcon trayIcon(int count)
+{
+    useIcons();
+    QIcon icon;
+    for (const int size : {16, 22, 24, 32, 48, 64})
+        icon.addPixmap(draw(size, count));
+    return icon;
+}

@@ -1,0 +1,72 @@
+#include "Plumtide/app/TrayItem.h"
+
+#include "Plumtide/app/TrayIcon.h"
+
+#include <QCursor>
+#include <QMenu>
+#include <QSystemTrayIcon>
+#include <QTimer>
+
+using namespace Qt::StringLiterals;
+
+TrayItem::TrayItem(TrayHost &host, QObject *parent) : QObject(parent)
+{
+    connect(&host, &TrayHost::found, this, &TrayItem::makeIcon);
+}
+
+TrayItem::~TrayItem() = default;
+
+QString TrayItem::toolTip(int count)
+{
+    return count > 0 ? u"Plumtide：%1 条等你处理"_s.arg(count) : u"Plumtide"_s;
+}
+
+void TrayItem::makeIcon()
+{
+    m_menu = std::make_unique<QMenu>();
+    connect(m_menu->addAction(u"打开看板"_s), &QAction::triggered, this, &TrayItem::openRequested);
+    m_miniBoard = m_menu->addAction(u"悬浮板"_s);
+    m_miniBoard->setCheckable(true);
+    m_miniBoard->setChecked(m_isMiniBoardOn);
+    connect(m_miniBoard, &QAction::triggered, this, &TrayItem::miniBoardSwitched);
+    m_menu->addSeparator();
+    connect(m_menu->addAction(u"退出"_s), &QAction::triggered, this, &TrayItem::quitRequested);
+
+    m_icon = std::make_unique<QSystemTrayIcon>();
+    m_icon->setContextMenu(m_menu.get());
+    connect(m_icon.get(), &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
+        if (reason != QSystemTrayIcon::Trigger && reason != QSystemTrayIcon::MiddleClick)
+            return;
+        // A StatusNotifier item does not know where it is, but the pointer is on it.
+        const QRect geometry = m_icon->geometry();
+        Q_EMIT clicked(geometry.isEmpty() ? QCursor::pos() : geometry.center());
+    });
+    // The digits' font takes 15 ms to load. The item must not come later to its place in the tray for that.
+    m_icon->setIcon(trayIcon(0));
+    m_icon->setToolTip(toolTip(m_urgentCount));
+    m_icon->show();
+    if (m_urgentCount > 0)
+        QTimer::singleShot(0, this, &TrayItem::showCount);
+}
+
+void TrayItem::setUrgentCount(int count)
+{
+    if (count == m_urgentCount)
+        return;
+    m_urgentCount = count;
+    if (m_icon)
+        showCount();
+}
+
+void TrayItem::setMiniBoardOn(bool isOn)
+{
+    m_isMiniBoardOn = isOn;
+    if (m_miniBoard)
+        m_miniBoard->setChecked(isOn);
+}
+
+void TrayItem::showCount()
+{
+    m_icon->setIcon(trayIcon(m_urgentCount));
+    m_icon->setToolTip(toolTip(m_urgentCount));
+}

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "Plumtide/platform/TrayHost.h"
+
+#include <QObject>
+#include <QPoint>
+
+#include <memory>
+
+class QAction;
+class QMenu;
+class QSystemTrayIcon;
+
+/// The program's item in the desktop's tray: the icon with the number of lines that want the user, and a menu for
+/// panels that offer nothing else. QSystemTrayIcon registers it again by itself when the panel restarts.
+/// Thread: main thread, on a QApplication. Before `host` has found a tray there is none, and it costs nothing.
+class TrayItem final : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit TrayItem(TrayHost &host, QObject *parent = nullptr);
+    ~TrayItem() override;
+
+    /// The icon and the tooltip are sent only when the number changes.
+    void setUrgentCount(int count);
+    void setMiniBoardOn(bool isOn); ///< The check mark in the menu; no signal follows.
+
+    /// "Plumtide", or "Plumtide：3 条等你处理".
+    [[nodiscard]] static QString toolTip(int count);
+
+Q_SIGNALS:
+    /// A left or middle click. `at` is the item's middle where the tray tells it, or else the pointer's place; in
+    /// logical screen pixels.
+    void clicked(QPoint at);
+    void openRequested();
+    void miniBoardSwitched(bool isOn);
+    void quitRequested();
+
+private:
+    void makeIcon();
+    void showCount();
+
+    std::unique_ptr<QMenu> m_menu; // outlives the icon that shows it
+    std::unique_ptr<QSystemTrayIcon> m_icon;
+    QAction *m_miniBoard = nullptr;
+    int m_urgentCount = 0;
+    bool m_isMiniBoardOn = false;
+};
