@@ -1,0 +1,125 @@
+#include "Plumtide/views/Accessibility.h"
+
+#include "Plumtide/views/DrawnButton.h"
+#include "Plumtide/views/LineRowView.h"
+#include "Plumtide/views/ProjectCardView.h"
+#include "Plumtide/views/SectionHeading.h"
+
+#include <QAccessibleWidget>
+
+namespace {
+
+/// A view that only shows something; it is read out as its texts.
+class AccessibleDrawing final : public QAccessibleWidget
+{
+public:
+    AccessibleDrawing(DrawnView *view, QAccessible::Role role) : QAccessibleWidget(view, role), m_view(view) {}
+
+    [[nodiscard]] QString text(QAccessible::Text kind) const override
+    {
+        const QString text = QAccessibleWidget::text(kind);
+        return kind == QAccessible::Name && text.isEmpty() ? m_view->drawing().spokenText() : text;
+    }
+
+private:
+    DrawnView *m_view;
+};
+
+/// Something that can be pressed.
+class AccessibleControl : public QAccessibleWidget
+{
+public:
+    using QAccessibleWidget::QAccessibleWidget;
+
+    [[nodiscard]] QStringList actionNames() const override
+    {
+        return QStringList{pressAction()} + QAccessibleWidget::actionNames();
+    }
+    void doAction(const QString &name) override
+    {
+        if (name == pressAction())
+            press();
+        else
+            QAccessibleWidget::doAction(name);
+    }
+
+protected:
+    virtual void press() = 0;
+};
+
+class AccessibleButton final : public AccessibleControl
+{
+public:
+    explicit AccessibleButton(DrawnButton *button) : AccessibleControl(button, button->accessibleRole()), m_button(button) {}
+
+    [[nodiscard]] QString text(QAccessible::Text kind) const override
+    {
+        const QString text = QAccessibleWidget::text(kind);
+        return kind == QAccessible::Name && text.isEmpty() ? m_button->text() : text;
+    }
+    [[nodiscard]] QAccessible::State state() const override
+    {
+        QAccessible::State state = QAccessibleWidget::state();
+        state.checkable = m_button->isCheckable();
+        state.checked = m_button->isChecked();
+        state.pressed = m_button->isDown();
+        return state;
+    }
+
+protected:
+    void press() override { m_button->click(); }
+
+private:
+    DrawnButton *m_button;
+};
+
+class AccessibleRow final : public AccessibleControl
+{
+public:
+    explicit AccessibleRow(LineRowView *row) : AccessibleControl(row, QAccessible::ListItem), m_row(row) {}
+
+    [[nodiscard]] QAccessible::State state() const override
+    {
+        QAccessible::State state = QAccessibleWidget::state();
+        state.expandable = true;
+        state.expanded = m_row->isExpanded();
+        state.collapsed = !m_row->isExpanded();
+        return state;
+    }
+    /// The goal and the events are heard when the row is unfolded, like they are seen.
+    [[nodiscard]] QString text(QAccessible::Text kind) const override
+    {
+        if (kind == QAccessible::Description && m_row->isExpanded())
+            return m_row->drawing().spokenText();
+        return QAccessibleWidget::text(kind);
+    }
+
+protected:
+    void press() override { Q_EMIT m_row->clicked(); }
+
+private:
+    LineRowView *m_row;
+};
+
+QAccessibleInterface *makeInterface(const QString & /*className*/, QObject *object)
+{
+    if (auto *row = qobject_cast<LineRowView *>(object))
+        return new AccessibleRow(row);
+    if (auto *button = qobject_cast<DrawnButton *>(object))
+        return new AccessibleButton(button);
+    if (auto *card = qobject_cast<ProjectCardView *>(object))
+        return new AccessibleDrawing(card, QAccessible::List);
+    if (auto *heading = qobject_cast<SectionHeading *>(object))
+        return new AccessibleDrawing(heading, QAccessible::Heading);
+    if (auto *view = qobject_cast<DrawnView *>(object))
+        return new AccessibleDrawing(view, QAccessible::Grouping);
+    return nullptr;
+}
+
+} // namespace
+
+void installAccessibility()
+{
+    static const bool isInstalled = (QAccessible::installFactory(makeInterface), true);
+    Q_UNUSED(isInstalled)
+}

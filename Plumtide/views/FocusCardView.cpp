@@ -1,0 +1,124 @@
+#include "Plumtide/views/FocusCardView.h"
+
+#include "Plumtide/store/TaskStore.h"
+#include "Plumtide/views/CopyButton.h"
+#include "Plumtide/views/HStack.h"
+
+#include <cmath>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr double padding = 14;
+constexpr double gap = 8;
+constexpr double radius = 12;
+constexpr double dotDiameter = 8;
+constexpr double itemGap = 8;
+constexpr double buttonGap = 6;
+constexpr double borderWidth = 1.5;
+constexpr double urgentBorderOpacity = 0.55;
+constexpr double calmBorderOpacity = 0.3;
+constexpr int reasonLines = 2;
+const Drawing::Shadow shadow{Theme::faded(Theme::accent, 0.07), 6, {0, 2}};
+
+constexpr TextStyle labelStyle{11, QFont::Bold, Theme::accent, TextStyle::Design::Sans, 2};
+constexpr TextStyle timeStyle{11, QFont::Normal, Theme::secondary};
+constexpr TextStyle projectStyle{18, QFont::DemiBold, Theme::text, TextStyle::Design::Serif};
+constexpr TextStyle titleStyle{12, QFont::Normal, Theme::secondary};
+constexpr TextStyle urgentReasonStyle{12.5, QFont::Normal, Theme::accent};
+constexpr TextStyle calmReasonStyle{12.5, QFont::Normal, Theme::secondary};
+
+// smallButton
+const DrawnButton::Look smallLook{.style = {11, QFont::Medium, Theme::text},
+                                  .paddingX = 8,
+                                  .paddingY = 4,
+                                  .fill = Theme::bg,
+                                  .radius = 6,
+                                  .border = Theme::border};
+
+} // namespace
+
+FocusCardView::FocusCardView(TaskStore &store, QWidget *parent)
+    : DrawnView(parent), m_copy(new CopyButton({}, smallLook, this)),
+      m_edit(new DrawnButton(u"编辑"_s, {}, smallLook, this)), m_close(new DrawnButton({}, {}, smallLook, this))
+{
+    setObjectName(u"focus"_s);
+    m_copy->setObjectName(u"focus.button.copy"_s);
+    m_edit->setObjectName(u"focus.button.edit"_s);
+    m_close->setObjectName(u"focus.button.close"_s);
+    m_origin = {shadowMargin, shadowMargin};
+    connect(m_copy, &CopyButton::sizeChanged, this, &FocusCardView::placeButtons);
+    connect(m_edit, &QAbstractButton::clicked, this, [this] { Q_EMIT editRequested(m_task); });
+    connect(m_close, &QAbstractButton::clicked, this,
+            [this, &store] { store.setStatus(m_task.id, AgentTaskStatus::done); });
+}
+
+void FocusCardView::setTask(const AgentTask &task, const QDateTime &now)
+{
+    const bool isSame = task == m_task && m_now.isValid() && shortAgo(task.updatedAt, now) == shortAgo(task.updatedAt, m_now);
+    m_now = now;
+    if (isSame)
+        return;
+    m_task = task;
+    m_copy->setCopiedText(task.title);
+    // Codex lines are offered "完成" here, "归档" in their rows.
+    m_close->setText(task.id.startsWith(u"cc-"_s) ? u"归档"_s : u"完成"_s);
+    redraw();
+}
+
+int FocusCardView::layOut(int width)
+{
+    m_width = width;
+    Drawing drawing;
+    m_buttonsTop = drawContent(drawing, width);
+    placeButtons();
+    return static_cast<int>(std::lround(m_buttonsTop + m_copy->exactSize().height() + padding));
+}
+
+double FocusCardView::drawContent(Drawing &drawing, double width) const
+{
+    const double inside = width - 2 * padding;
+    HStack head(0);
+    head.text("label", u"下一步"_s, labelStyle);
+    head.spacer();
+    head.text("time", shortAgo(m_task.updatedAt, m_now), timeStyle);
+    double y = head.place(drawing, {padding, padding}, inside).bottom() + gap;
+
+    HStack project(itemGap);
+    project.dot("dot", dotDiameter, Theme::projectColor(m_task.project));
+    project.text("project", m_task.project, projectStyle, HStack::Shrink::First);
+    project.sourceChip("source", "source.text", m_task.source);
+    y = project.place(drawing, {padding, y}, inside).bottom() + gap;
+
+    const auto addText = [&](const char *name, const QString &text, const TextStyle &style, int maxLines) {
+        TextBlock block = layText(text, style, inside, maxLines);
+        drawing.add(name, {{padding, y}, block.size}, std::move(block.content));
+        y += block.size.height() + gap;
+    };
+    if (m_task.title != m_task.project)
+        addText("title", m_task.title, titleStyle, 1);
+    if (m_task.waitingReason)
+        addText("reason", *m_task.waitingReason, m_task.isUrgent() ? urgentReasonStyle : calmReasonStyle, reasonLines);
+    return y;
+}
+
+void FocusCardView::placeButtons()
+{
+    double right = shadowMargin + m_width - padding;
+    for (DrawnButton *button : {m_close, m_edit, static_cast<DrawnButton *>(m_copy)}) {
+        const QSizeF size = button->exactSize();
+        button->placeAt({{right - size.width(), shadowMargin + m_buttonsTop}, size});
+        right -= size.width() + buttonGap;
+    }
+}
+
+void FocusCardView::compose(Drawing &drawing)
+{
+    const QRectF face({0, 0}, QSizeF(size()).shrunkBy({shadowMargin, shadowMargin, shadowMargin, shadowMargin}));
+    drawing.add("card", face, Drawing::Box{.fill = Theme::card, .radius = radius, .shadow = shadow});
+    drawContent(drawing, face.width());
+    drawing.addBorder("border", face, radius,
+                      Theme::faded(Theme::accent, m_task.isUrgent() ? urgentBorderOpacity : calmBorderOpacity),
+                      borderWidth);
+}

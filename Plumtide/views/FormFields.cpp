@@ -1,0 +1,84 @@
+#include "Plumtide/views/FormFields.h"
+
+#include "Plumtide/views/Icons.h"
+#include "Plumtide/views/Theme.h"
+
+#include <QPainter>
+#include <QWheelEvent>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int paddingX = 8;
+constexpr double radius = 6;
+constexpr double chevronSize = 9;
+constexpr double focusWidth = 2;
+constexpr TextStyle textStyle{12, QFont::Normal, Theme::text};
+
+void paintFace(QWidget *field)
+{
+    QPainter painter(field);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const double width = field->hasFocus() ? focusWidth : 1;
+    painter.setPen(QPen(field->hasFocus() ? Theme::faded(Theme::accent, 0.8) : Theme::fieldBorder, width));
+    painter.setBrush(Theme::card);
+    painter.drawRoundedRect(QRectF(field->rect()).adjusted(width / 2, width / 2, -width / 2, -width / 2),
+                            radius - width / 2, radius - width / 2);
+}
+
+QPalette fieldPalette(QPalette palette)
+{
+    palette.setColor(QPalette::Base, Theme::card);
+    palette.setColor(QPalette::Window, Theme::card);
+    palette.setColor(QPalette::Button, Theme::card);
+    palette.setColor(QPalette::Text, Theme::text);
+    palette.setColor(QPalette::ButtonText, Theme::text);
+    palette.setColor(QPalette::WindowText, Theme::text);
+    palette.setColor(QPalette::PlaceholderText, Theme::placeholder);
+    palette.setColor(QPalette::Highlight, Theme::accent);
+    palette.setColor(QPalette::HighlightedText, Theme::onAccent);
+    return palette;
+}
+
+} // namespace
+
+TextField::TextField(const QString &placeholder, QWidget *parent) : QLineEdit(parent)
+{
+    setFrame(false);
+    setFont(Theme::widgetFont(textStyle));
+    QPalette palette = fieldPalette(this->palette());
+    palette.setColor(QPalette::Base, Qt::transparent); // the face is ours
+    setPalette(palette);
+    setTextMargins(paddingX - 2, 0, paddingX - 2, 0); // QLineEdit keeps 2 pixels beside the text
+    setPlaceholderText(placeholder);
+}
+
+void TextField::paintEvent(QPaintEvent *event)
+{
+    paintFace(this);
+    QLineEdit::paintEvent(event);
+}
+
+ChoiceField::ChoiceField(const QStringList &labels, QWidget *parent) : QComboBox(parent)
+{
+    setFont(Theme::widgetFont(textStyle));
+    setPalette(fieldPalette(palette()));
+    addItems(labels);
+}
+
+void ChoiceField::paintEvent(QPaintEvent * /*event*/)
+{
+    paintFace(this);
+    QPainter painter(this);
+    painter.setPen(textStyle.color);
+    painter.drawText(QRectF(rect()).adjusted(paddingX, 0, -paddingX, 0), Qt::AlignLeft | Qt::AlignVCenter,
+                     currentIndex() >= 0 ? currentText() : m_otherText);
+    const QPointF at(width() - paddingX - chevronSize, (height() - chevronSize) / 2);
+    painter.drawPixmap(at, iconPixmap(u"chevron-down"_s, chevronSize, Theme::secondary, devicePixelRatioF()));
+}
+
+void ChoiceField::wheelEvent(QWheelEvent *event)
+{
+    event->ignore();
+}

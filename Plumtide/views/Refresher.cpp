@@ -1,0 +1,41 @@
+#include "Plumtide/views/Refresher.h"
+
+#include <QEvent>
+#include <QWidget>
+
+#include <algorithm>
+
+Refresher::Refresher(QWidget *view, std::function<void()> refresh)
+    : QObject(view), m_view(view), m_refresh(std::move(refresh))
+{
+    m_timer.setSingleShot(true);
+    m_timer.setTimerType(Qt::PreciseTimer);
+    connect(&m_timer, &QTimer::timeout, this, &Refresher::refreshNow);
+    view->installEventFilter(this);
+}
+
+void Refresher::markStale()
+{
+    m_isStale = true;
+    if (m_timer.isActive() || !m_view->isVisible())
+        return;
+    const qint64 passed = m_sinceLast.isValid() ? m_sinceLast.elapsed() : frame.count();
+    m_timer.start(static_cast<int>(std::clamp<qint64>(frame.count() - passed, 0, frame.count())));
+}
+
+bool Refresher::eventFilter(QObject *object, QEvent *event)
+{
+    if (event->type() == QEvent::Show && m_isStale)
+        refreshNow();
+    return QObject::eventFilter(object, event);
+}
+
+void Refresher::refreshNow()
+{
+    m_timer.stop();
+    if (!m_isStale || !m_view->isVisible())
+        return; // hidden meanwhile: it stays stale
+    m_isStale = false;
+    m_refresh();
+    m_sinceLast.start();
+}

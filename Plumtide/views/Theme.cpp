@@ -1,0 +1,106 @@
+#include "Plumtide/views/Theme.h"
+
+#include <QFontDatabase>
+#include <QStringList>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <map>
+#include <tuple>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr std::array projectPalette{QColor{107, 140, 174}, QColor{121, 134, 203}, QColor{156, 138, 165},
+                                    QColor{141, 123, 104}, QColor{92, 122, 153},  QColor{176, 138, 138}};
+
+// The first that is installed draws everything, also Latin letters, so that a line has one height.
+const QStringList &families(TextStyle::Design design)
+{
+    static const QStringList sans{
+        u"Noto Sans CJK SC"_s, u"Noto Sans SC"_s,    u"Source Han Sans SC"_s,  u"Source Han Sans CN"_s,
+        u"Sarasa UI SC"_s,     u"HarmonyOS Sans SC"_s, u"WenQuanYi Micro Hei"_s, u"WenQuanYi Zen Hei"_s,
+        u"Droid Sans Fallback"_s};
+    static const QStringList serif{
+        u"Noto Serif CJK SC"_s, u"Noto Serif SC"_s,     u"Source Han Serif SC"_s, u"Source Han Serif CN"_s,
+        u"AR PL SungtiL GB"_s,  u"AR PL UMing CN"_s,    u"Noto Sans CJK SC"_s,    u"WenQuanYi Micro Hei"_s,
+        u"WenQuanYi Zen Hei"_s, u"Droid Sans Fallback"_s};
+    return design == TextStyle::Design::Serif ? serif : sans;
+}
+
+QFont makeFont(const TextStyle &style, double scale)
+{
+    QFont font(families(style.design));
+    font.setStyleHint(style.design == TextStyle::Design::Serif ? QFont::Serif : QFont::SansSerif);
+    font.setPixelSize(static_cast<int>(std::lround(style.size / scale)));
+    font.setWeight(style.weight);
+    // Letters keep their widths at every scale, and a text its line breaks.
+    font.setHintingPreference(QFont::PreferNoHinting);
+    if (style.letterSpacing != 0)
+        font.setLetterSpacing(QFont::AbsoluteSpacing, style.letterSpacing / scale);
+    return font;
+}
+
+} // namespace
+
+QColor Theme::projectColor(const QString &name)
+{
+    quint32 hash = 0;
+    for (const char32_t scalar : name.toUcs4())
+        hash = hash * 31 + scalar;
+    return projectPalette[hash % projectPalette.size()];
+}
+
+QColor Theme::sourceColor(TaskSource source)
+{
+    switch (source) {
+    case TaskSource::claude: return {217, 119, 87};
+    case TaskSource::codex: return {16, 163, 127};
+    case TaskSource::other: return secondary;
+    }
+    Q_UNREACHABLE();
+}
+
+QColor Theme::faded(QColor color, double opacity)
+{
+    color.setAlphaF(static_cast<float>(color.alphaF() * opacity));
+    return color;
+}
+
+const Theme::Face &Theme::face(const TextStyle &style)
+{
+    using Key = std::tuple<double, int, TextStyle::Design, double>;
+    static std::map<Key, Face> faces;
+    const Key key{style.size, style.weight, style.design, style.letterSpacing};
+    const auto known = faces.find(key);
+    if (known != faces.end())
+        return known->second;
+    const QFont font = makeFont(style, Face::scale);
+    const QFontMetricsF metrics(font);
+    const double ascent = std::nearbyint(metrics.ascent() * Face::scale);
+    const double height = ascent + std::nearbyint(metrics.descent() * Face::scale);
+    return faces.emplace(key, Face{font, metrics, ascent, height}).first->second;
+}
+
+QFont Theme::widgetFont(const TextStyle &style)
+{
+    return makeFont(style, 1);
+}
+
+void Theme::checkFonts()
+{
+    static bool isChecked = false;
+    if (std::exchange(isChecked, true))
+        return;
+    const auto isInstalled = [](const QString &family) { return QFontDatabase::hasFamily(family); };
+    for (const auto design : {TextStyle::Design::Sans, TextStyle::Design::Serif}) {
+        if (std::ranges::any_of(families(design), isInstalled))
+            return;
+    }
+    if (QFontDatabase::families(QFontDatabase::SimplifiedChinese).isEmpty())
+        std::fputs("Plumtide: 没有找到中文字体，文字可能显示为方框；请安装 fonts-noto-cjk。\n", stderr);
+}
