@@ -1,11 +1,14 @@
 #include "Plumtide/PlumtideApp.h"
 
+#include "Plumtide/DesktopShell.h"
+#include "Plumtide/app/MiniBoardController.h"
 #include "Plumtide/app/Notifier.h"
 #include "Plumtide/hooks/HooksInstaller.h"
+#include "Plumtide/platform/InstanceSocket.h"
 #include "Plumtide/platform/TerminationSignals.h"
 #include "Plumtide/store/TaskStore.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 
 #include <cstdio>
 
@@ -19,6 +22,19 @@ void printMessage(const HooksInstaller &installer)
 }
 
 } // namespace
+
+bool PlumtideApp::openInRunning()
+{
+    return InstanceSocket::ask(DesktopShell::socketPath(Environment::realHome()), InstanceSocket::openWord);
+}
+
+int PlumtideApp::resetMiniBoard()
+{
+    const QString &home = Environment::realHome();
+    if (!InstanceSocket::ask(DesktopShell::socketPath(home), InstanceSocket::resetMiniBoardWord))
+        Defaults(Defaults::standardPath(home)).remove(MiniBoardController::originKey);
+    return 0;
+}
 
 PlumtideApp::PlumtideApp(Mode mode)
     : m_mode(mode), m_signals(std::make_unique<TerminationSignals>()), m_store(TaskStore::shared())
@@ -57,5 +73,10 @@ int PlumtideApp::follow()
         Notifier::shared().notify(title, body, id);
     });
     QObject::connect(m_signals.get(), &TerminationSignals::requested, qApp, &QCoreApplication::quit);
+    std::unique_ptr<DesktopShell> desktop;
+    if (qobject_cast<QApplication *>(qApp)) {
+        desktop = std::make_unique<DesktopShell>(m_store, HooksInstaller::shared(), Environment::real());
+        QObject::connect(desktop.get(), &DesktopShell::quitRequested, qApp, &QCoreApplication::quit);
+    }
     return QCoreApplication::exec();
 }

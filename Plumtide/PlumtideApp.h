@@ -16,6 +16,12 @@ public:
         Follow,       ///< Keeps the board until the user or the system ends the program.
     };
     static constexpr auto installFlag = "--install-hooks"; ///< The argument that asks for the first.
+    static constexpr auto resetFlag = "--reset-mini-board"; ///< The argument that asks for `resetMiniBoard`.
+
+    /// Asks a program that is already running with windows to open its panel. True when it does.
+    [[nodiscard]] static bool openInRunning();
+    /// Puts the mini board back to its first place, in the running program or for the next start. The exit status.
+    [[nodiscard]] static int resetMiniBoard();
 
     explicit PlumtideApp(Mode mode); ///< Obtains the store, which loads the lines and follows the events log.
     ~PlumtideApp();                  ///< Applies and saves what was taken from the log.

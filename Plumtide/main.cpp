@@ -1,8 +1,9 @@
 #include "Plumtide/PlumtideApp.h"
 #include "Plumtide/platform/Display.h"
+#include "Plumtide/platform/SessionBus.h"
 
+#include <QApplication>
 #include <QFile>
-#include <QGuiApplication>
 
 #include <algorithm>
 #include <csignal>
@@ -23,7 +24,11 @@ std::unique_ptr<QCoreApplication> makeApplication(char **argv, bool isInstalling
         std::fputs("Plumtide: 没有可用的图形界面，在后台继续运行，不显示窗口。\n", stderr);
         return std::make_unique<QCoreApplication>(argc, argv);
     }
-    auto application = std::make_unique<QGuiApplication>(argc, argv);
+    ignoreDesktopTheme();
+    SessionBus::disableMute();
+    QGuiApplication::setDesktopFileName(QCoreApplication::applicationName());
+    QApplication::setStyle(QStringLiteral("Fusion"));
+    auto application = std::make_unique<QApplication>(argc, argv);
     QGuiApplication::setQuitOnLastWindowClosed(false);
     return application;
 }
@@ -42,7 +47,12 @@ int main(int argc, char **argv)
     }
     QCoreApplication::setApplicationName(QStringLiteral("plumtide"));
     const std::span<char *> arguments(argv, static_cast<size_t>(argc));
-    const bool isInstalling = std::ranges::find(arguments, std::string_view(PlumtideApp::installFlag)) != arguments.end();
+    const auto isAsked = [&](std::string_view flag) { return std::ranges::find(arguments, flag) != arguments.end(); };
+    const bool isInstalling = isAsked(PlumtideApp::installFlag);
+    if (!isInstalling && isAsked(PlumtideApp::resetFlag))
+        return PlumtideApp::resetMiniBoard();
+    if (!isInstalling && PlumtideApp::openInRunning())
+        return 0;
     const std::unique_ptr<QCoreApplication> application = makeApplication(argv, isInstalling);
     return PlumtideApp(isInstalling ? PlumtideApp::Mode::InstallHooks : PlumtideApp::Mode::Follow).run();
 }

@@ -121,3 +121,10 @@ bool chooseDisplayPlatform(milliseconds patience)
     const QByteArray platform = usableDisplayPlatform(patience);
     return !platform.isEmpty() && qputenv("QT_QPA_PLATFORM", platform);
 }
+
+void ignoreDesktopTheme()
+{
+    for (const char *name : {"XDG_CURRENT_DESKTOP", "DESKTOP_SESSION", "KDE_FULL_SESSION", "GNOME_DESKTOP_SESSION_ID",
+                             "QT_QPA_PLATFORMTHEME", "QT_STYLE_OVERRIDE"})
+        qunsetenv(name);
+}

@@ -19,3 +19,7 @@ inline constexpr std::chrono::milliseconds displayPatience{2'000};
 
 /// Sets `$QT_QPA_PLATFORM` to the usable platform. False, and nothing is set, when there is none.
 [[nodiscard]] bool chooseDisplayPlatform(std::chrono::milliseconds patience = displayPatience);
+
+/// Hides the desktop's name and any wish for a theme from Qt. Its theme plugins would load a second toolkit (with GTK 3
+/// some 7 MiB and 20 ms), and everything that is seen here has a look of its own.
+void ignoreDesktopTheme();

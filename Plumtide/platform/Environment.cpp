@@ -46,12 +46,17 @@ QString resourcesDirectory()
 
 } // namespace
 
-Environment Environment::real()
+const QString &Environment::realHome()
 {
     static const QString home = homeDirectory();
-    static const auto defaults = std::make_shared<Defaults>(Defaults::standardPath(home)); // one for all services
+    return home;
+}
+
+Environment Environment::real()
+{
+    static const auto defaults = std::make_shared<Defaults>(Defaults::standardPath(realHome())); // one for all services
     return {
-        .home = home,
+        .home = realHome(),
         .clock = [] { return QDateTime::currentDateTimeUtc(); },
         .defaults = defaults,
         .processExists = answersSignals,

@@ -27,6 +27,9 @@ struct Environment
     /// program that was started meanwhile must not take it for its own twin.
     std::chrono::milliseconds ownerPatience{0};
 
-    /// `$HOME` (or the password database where that is unset), the system's clock, process table and defaults.
+    /// The system's clock and process table, `realHome`, its defaults, and the program's resources. A QCoreApplication
+    /// exists before it.
     static Environment real();
+    /// `$HOME`, or what the password database says where that is unset. Needs no application object.
+    static const QString &realHome();
 };

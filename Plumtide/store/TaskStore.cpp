@@ -22,7 +22,7 @@ TaskStore &TaskStore::shared()
 }
 
 TaskStore::TaskStore(Environment environment, QObject *parent)
-    : QObject(parent), m_environment(std::move(environment)), m_tavvelDir(m_environment.home + u"/.tavvel"_s),
+    : QObject(parent), m_environment(std::move(environment)), m_tavvelDir(tavvelDirIn(m_environment.home)),
       m_lock(m_environment.home, m_tavvelDir, m_environment.ownerPatience),
       m_hasSeenClaudeEvent(m_environment.defaults->boolean(claudeSeenKey)),
       m_hasSeenCodexEvent(m_environment.defaults->boolean(codexSeenKey)),
@@ -52,6 +52,11 @@ void TaskStore::finish()
     m_file->flush();
     m_loaded = false;
     m_lock.release();
+}
+
+QString TaskStore::tavvelDirIn(const QString &home)
+{
+    return home + u"/.tavvel"_s;
 }
 
 QString TaskStore::tasksFile() const

@@ -55,6 +55,8 @@ public:
 
     [[nodiscard]] bool isOwner() const { return m_lock.isOwner(); } ///< Of the data directory.
     [[nodiscard]] const QString &tavvelDir() const { return m_tavvelDir; }
+    /// The data directory of the user whose home directory is `home`.
+    [[nodiscard]] static QString tavvelDirIn(const QString &home);
     [[nodiscard]] QString tasksFile() const;
     [[nodiscard]] QString eventsFile() const;
 

@@ -1,0 +1,107 @@
+#include "Plumtide/DesktopShell.h"
+
+#include "Plumtide/app/MiniBoardController.h"
+#include "Plumtide/app/Notifier.h"
+#include "Plumtide/app/PanelWindow.h"
+#include "Plumtide/app/TrayItem.h"
+#include "Plumtide/hooks/HooksInstaller.h"
+#include "Plumtide/store/TaskStore.h"
+#include "Plumtide/views/MiniBoardView.h"
+#include "Plumtide/views/PanelView.h"
+
+#include <chrono>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+// A new picture in the tray is many pixels on the bus; in a burst of events nobody can read each number.
+constexpr std::chrono::milliseconds countPause = 100ms;
+
+} // namespace
+
+QString DesktopShell::socketPath(const QString &home)
+{
+    return TaskStore::tavvelDirIn(home) + u"/plumtide.socket"_s;
+}
+
+DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, const Environment &environment)
+    : m_store(store), m_installer(installer), m_environment(environment), m_tray(std::make_unique<TrayItem>(m_trayHost)),
+      m_miniBoard(std::make_unique<MiniBoardController>(
+          *m_environment.defaults, [this] { return makeMiniBoardContent(); }, [this] { openPanel(); })),
+      m_socket(socketPath(environment.home))
+{
+    m_countTimer.setSingleShot(true);
+    connect(&m_countTimer, &QTimer::timeout, this, &DesktopShell::showCount);
+    connect(&store, &TaskStore::objectWillChange, this, &DesktopShell::scheduleCount);
+    showCount();
+
+    connect(m_tray.get(), &TrayItem::clicked, this, [this](QPoint at) { panel().toggle(at); });
+    connect(m_tray.get(), &TrayItem::openRequested, this, &DesktopShell::openPanel);
+    connect(m_tray.get(), &TrayItem::quitRequested, this, &DesktopShell::quitRequested);
+    connect(m_tray.get(), &TrayItem::miniBoardSwitched, m_miniBoard.get(), &MiniBoardController::setEnabled);
+    connect(m_miniBoard.get(), &MiniBoardController::enabledChanged, this, [this](bool isOn) {
+        m_tray->setMiniBoardOn(isOn);
+        if (m_panelView)
+            m_panelView->setMiniBoardOn(isOn);
+    });
+    m_tray->setMiniBoardOn(m_miniBoard->isEnabled());
+    connect(&m_socket, &InstanceSocket::requested, this, &DesktopShell::answer);
+    Notifier::shared().setActivated([this](const QString & /*id*/) { openPanel(); });
+
+    m_trayHost.start();
+    QTimer::singleShot(0ms, m_miniBoard.get(), &MiniBoardController::applyPreference); // once the event loop runs
+}
+
+DesktopShell::~DesktopShell()
+{
+    Notifier::shared().setActivated({});
+}
+
+void DesktopShell::openPanel()
+{
+    panel().open();
+}
+
+PanelWindow &DesktopShell::panel()
+{
+    if (!m_panel) {
+        m_panelView = new PanelView(m_store, m_installer, m_environment.clock);
+        m_panelView->setMiniBoardOn(m_miniBoard->isEnabled());
+        connect(m_panelView, &PanelView::miniBoardSwitched, m_miniBoard.get(), &MiniBoardController::setEnabled);
+        connect(m_panelView, &PanelView::quitRequested, this, &DesktopShell::quitRequested);
+        m_panel = std::make_unique<PanelWindow>(m_panelView);
+        connect(m_panel.get(), &PanelWindow::opened, this, [this] { m_panelView->setFocus(Qt::OtherFocusReason); });
+    }
+    return *m_panel;
+}
+
+QWidget *DesktopShell::makeMiniBoardContent()
+{
+    auto *view = new MiniBoardView(m_store, m_installer);
+    connect(view, &MiniBoardView::mainPanelRequested, m_miniBoard.get(), &MiniBoardController::openMainPanel);
+    return view;
+}
+
+void DesktopShell::answer(const QByteArray &word)
+{
+    if (word == InstanceSocket::openWord)
+        openPanel();
+    else if (word == InstanceSocket::resetMiniBoardWord)
+        m_miniBoard->resetPlace();
+}
+
+void DesktopShell::scheduleCount()
+{
+    if (m_countTimer.isActive())
+        return;
+    const bool isBurst = m_sinceCount.isValid() && m_sinceCount.elapsed() < countPause.count();
+    m_countTimer.start(isBurst ? countPause : 0ms);
+}
+
+void DesktopShell::showCount()
+{
+    m_tray->setUrgentCount(m_store.urgentCount());
+    m_sinceCount.start();
+}

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "Plumtide/platform/Environment.h"
+#include "Plumtide/platform/InstanceSocket.h"
+#include "Plumtide/platform/TrayHost.h"
+
+#include <QElapsedTimer>
+#include <QObject>
+#include <QTimer>
+
+#include <memory>
+
+class HooksInstaller;
+class MiniBoardController;
+class PanelView;
+class PanelWindow;
+class QWidget;
+class TaskStore;
+class TrayItem;
+
+/// All that is seen: makes the tray item, the panel and the mini board, and wires them to the store and to each other.
+/// The panel is made when it is opened for the first time.
+/// Thread: main thread, on a QApplication.
+class DesktopShell final : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// `store` and `installer` must outlive it.
+    DesktopShell(TaskStore &store, HooksInstaller &installer, const Environment &environment);
+    ~DesktopShell() override;
+
+    /// Where the program of the user with this home directory listens for a second start (see InstanceSocket).
+    [[nodiscard]] static QString socketPath(const QString &home);
+
+    void openPanel(); ///< Where it was opened last, or by the desktop's bar.
+
+Q_SIGNALS:
+    void quitRequested();
+
+private:
+    PanelWindow &panel();
+    QWidget *makeMiniBoardContent();
+    void answer(const QByteArray &word);
+    void scheduleCount();
+    void showCount();
+
+    TaskStore &m_store;
+    HooksInstaller &m_installer;
+    const Environment m_environment;
+    TrayHost m_trayHost;
+    std::unique_ptr<TrayItem> m_tray;
+    std::unique_ptr<PanelWindow> m_panel;
+    PanelView *m_panelView = nullptr; // owned by the window
+    std::unique_ptr<MiniBoardController> m_miniBoard;
+    InstanceSocket m_socket;
+    QTimer m_countTimer;
+    QElapsedTimer m_sinceCount;
+};
