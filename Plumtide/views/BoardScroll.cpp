@@ -75,6 +75,9 @@ BoardScroll::BoardScroll(QWidget *parent)
     : QScrollArea(parent), m_handle(new ScrollHandle(verticalScrollBar(), this)), m_animation(verticalScrollBar(), "value")
 {
     setFrameShape(QFrame::NoFrame);
+    QPalette colors = palette();
+    colors.setColor(QPalette::Window, Theme::bg); // below a short board
+    setPalette(colors);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setFocusPolicy(Qt::NoFocus);

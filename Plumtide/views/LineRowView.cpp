@@ -171,7 +171,7 @@ int LineRowView::layOut(int width)
 {
     const auto lines = [](const TextStyle &style) { return Theme::face(style).lineHeight; };
     const double folded = paddingY + lines(titleStyle) + lineGap + lines(activityStyle) + paddingY;
-    if (m_expansion.amount() == 0) {
+    if (m_expansion.amount() == 0 && !m_expansion.isOpen()) {
         m_body.reset();
         m_height = static_cast<int>(folded);
         return m_height;

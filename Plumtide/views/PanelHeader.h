@@ -39,7 +39,7 @@ private:
 
     TaskStore &m_store;
     QList<SourceFilter> m_filters;
-    DrawnButton *m_register;
+    DrawnButton *m_register = nullptr;
     qsizetype m_waiting = 0;
     qsizetype m_running = 0;
     qsizetype m_idle = 0;

@@ -23,8 +23,8 @@ Transition::Transition(std::function<void()> moved)
     m_animation.setEasingCurve(easeInOut());
     QObject::connect(&m_animation, &QVariantAnimation::valueChanged, &m_animation,
                      [this, moved = std::move(moved)](const QVariant &value) {
-                         if (isAtRest() && value.toDouble() == m_amount)
-                             return;
+                         if (m_animation.state() != QAbstractAnimation::Running)
+                             return; // it tells of new ends, too
                          m_amount = value.toDouble();
                          moved();
                      });

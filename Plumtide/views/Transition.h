@@ -14,7 +14,6 @@ public:
 
     [[nodiscard]] double amount() const { return m_amount; }
     [[nodiscard]] bool isOpen() const { return m_isOpen; } ///< Or on the way there.
-    [[nodiscard]] bool isAtRest() const { return m_animation.state() == QAbstractAnimation::Stopped; }
 
     void animateTo(bool isOpen);
     void jumpTo(bool isOpen); ///< Without steps and without a call of `moved`.
