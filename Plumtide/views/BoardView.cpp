@@ -105,7 +105,10 @@ ProjectCardView *BoardView::makeCard()
     });
     connect(card, &ProjectCardView::rowClicked, this, &BoardView::toggleRow);
     connect(card, &ProjectCardView::editRequested, this, &BoardView::editRequested);
-    connect(card, &ProjectCardView::heightChanged, this, [this] { layOut(width()); });
+    connect(card, &ProjectCardView::heightChanged, this, [this] {
+        if (!m_isRefreshing) // which ends in it
+            layOut(width());
+    });
     return card;
 }
 
