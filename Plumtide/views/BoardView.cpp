@@ -29,6 +29,8 @@ BoardView::BoardView(TaskStore &store, HooksInstaller &installer, QWidget *paren
                   {ProjectSection::inProgress, new SectionHeading(ProjectSection::inProgress, this), {}},
                   {ProjectSection::quiet, new SectionHeading(ProjectSection::quiet, this), {}}}}
 {
+    m_allClear->stackUnder(m_sections.front().heading);
+    m_focus->stackUnder(m_banner); // its shadow reaches below its neighbours
     setAttribute(Qt::WA_OpaquePaintEvent); // so that scrolling moves pixels instead of painting them
     connect(m_focus, &FocusCardView::editRequested, this, &BoardView::editRequested);
 }
@@ -63,11 +65,12 @@ void BoardView::refresh(const QList<AgentTask> &waiting, const QDateTime &now)
 
     const std::optional<QString> focusID = waiting.isEmpty() ? std::nullopt : std::optional(waiting.first().id);
     QHash<QString, ProjectCardView *> gone = std::exchange(m_cards, {});
+    bool isReordered = false;
     for (Section &section : m_sections) {
         const QList<ProjectGroup> groups =
             visibleGroups(section.kind, section.kind == ProjectSection::pending ? focusID : std::nullopt);
         section.heading->setCount(groups.size());
-        section.cards.clear();
+        const QList<ProjectCardView *> before = std::exchange(section.cards, {});
         for (const ProjectGroup &group : groups) {
             ProjectCardView *card = gone.take(group.name);
             const bool isNew = !card;
@@ -79,12 +82,25 @@ void BoardView::refresh(const QList<AgentTask> &waiting, const QDateTime &now)
             if (isNew)
                 card->show();
         }
+        isReordered = isReordered || section.cards != before;
     }
+    if (isReordered)
+        keepSpokenOrder();
     for (ProjectCardView *card : std::as_const(gone)) {
         card->hide();
         card->deleteLater(); // one of its buttons may be being pressed
     }
     layOut(width());
+}
+
+// Screen readers go through the board in the order of its children, and new ones come last.
+void BoardView::keepSpokenOrder()
+{
+    for (const Section &section : m_sections) {
+        section.heading->raise();
+        for (ProjectCardView *card : section.cards)
+            card->raise();
+    }
 }
 
 void BoardView::showFocusArea(const QList<AgentTask> &waiting, const QDateTime &now)
@@ -169,7 +185,6 @@ void BoardView::layOut(int width)
         place(m_focus, m_focus->layOut(inside), FocusCardView::shadowMargin);
     else
         place(m_allClear, m_allClear->layOut(inside), 0);
-    m_focus->lower(); // its shadow reaches below its neighbours
     for (const Section &section : m_sections) {
         section.heading->setVisible(!section.cards.isEmpty());
         if (section.cards.isEmpty())

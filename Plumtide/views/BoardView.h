@@ -58,6 +58,7 @@ private:
     [[nodiscard]] std::optional<TaskSource> emptyStateHintSource() const;
     [[nodiscard]] QList<ProjectGroup> visibleGroups(ProjectSection section, const std::optional<QString> &excludeID) const;
     void showFocusArea(const QList<AgentTask> &waiting, const QDateTime &now);
+    void keepSpokenOrder();
     ProjectCardView *makeCard();
     void toggleRow(const QString &id);
     [[nodiscard]] LineRowView *row(const QString &id) const;

@@ -98,7 +98,7 @@ void ProjectCardView::keepRows()
         lines += quiet;
 
     QHash<QString, LineRowView *> gone = std::exchange(m_rowById, {});
-    m_rows.clear();
+    const QList<LineRowView *> before = std::exchange(m_rows, {});
     for (const AgentTask &line : std::as_const(lines)) {
         LineRowView *row = gone.take(line.id);
         const bool isNew = !row;
@@ -116,6 +116,10 @@ void ProjectCardView::keepRows()
     for (LineRowView *row : std::as_const(gone)) {
         row->hide();
         row->deleteLater();
+    }
+    if (m_rows != before) {
+        for (LineRowView *row : std::as_const(m_rows))
+            row->raise(); // screen readers go through them in the order of the children
     }
     updateFold();
 }
@@ -142,6 +146,7 @@ void ProjectCardView::updateFold()
                 [this] { setShowQuiet(!m_unfolding.isOpen(), LineRowView::Animate::Yes); });
         m_fold->show();
     }
+    m_fold->raise();
     m_fold->setObjectName(objectName() + u".fold"_s);
     m_fold->setOpacity(opacity());
     m_fold->setText(m_unfolding.isOpen() ? u"收起"_s : u"还有 %1 条暂时没新动静"_s.arg(m_quietCount));
@@ -191,7 +196,6 @@ int ProjectCardView::layOut(int width)
         y += gap;
         const QSizeF size = m_fold->exactSize();
         m_fold->placeAt({{left, y}, size});
-        m_fold->raise();
         y += size.height();
     }
     return static_cast<int>(std::lround(y + paddingY));
