@@ -64,6 +64,10 @@ void PanelWindow::open(std::optional<QPoint> at)
     }
     raise();
     activateWindow();
+    // Qt 6.4 on X11 hears late that a window it hid has lost the focus. Shown again before that, the window would get
+    // the focus without being told, and not notice when it goes.
+    if (!isActiveWindow() && QGuiApplication::focusWindow() == windowHandle())
+        QApplication::setActiveWindow(this);
 }
 
 void PanelWindow::setVisible(bool isVisible)

@@ -9,9 +9,26 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-bool isFreshWaiting(const AgentTask &line, const QDateTime &now)
+bool isUrgentLine(const AgentTask &line)
 {
-    return line.status == AgentTaskStatus::waiting && !line.isUrgent() && !line.isFaded(now);
+    return line.isUrgent();
+}
+
+bool isRunning(const AgentTask &line)
+{
+    return line.status == AgentTaskStatus::running;
+}
+
+auto isFreshWaitingAt(const QDateTime &now)
+{
+    return [&now](const AgentTask &line) {
+        return line.status == AgentTaskStatus::waiting && !line.isUrgent() && !line.isFaded(now);
+    };
+}
+
+auto isQuietAt(const QDateTime &now)
+{
+    return [&now](const AgentTask &line) { return line.status == AgentTaskStatus::shelved || line.isFaded(now); };
 }
 
 template <typename Predicate>
@@ -34,36 +51,36 @@ QString label(ProjectSection section)
     Q_UNREACHABLE();
 }
 
+bool ProjectGroup::isUrgent() const
+{
+    return std::ranges::any_of(lines, isUrgentLine);
+}
+
 QList<AgentTask> ProjectGroup::urgentLines() const
 {
-    return linesWhere(lines, [](const AgentTask &line) { return line.isUrgent(); });
+    return linesWhere(lines, isUrgentLine);
 }
 
 QList<AgentTask> ProjectGroup::freshWaitingLines(const QDateTime &now) const
 {
-    return linesWhere(lines, [&now](const AgentTask &line) { return isFreshWaiting(line, now); });
+    return linesWhere(lines, isFreshWaitingAt(now));
 }
 
 QList<AgentTask> ProjectGroup::runningLines() const
 {
-    return linesWhere(lines, [](const AgentTask &line) { return line.status == AgentTaskStatus::running; });
+    return linesWhere(lines, isRunning);
 }
 
 QList<AgentTask> ProjectGroup::quietLines(const QDateTime &now) const
 {
-    return linesWhere(lines, [&now](const AgentTask &line) {
-        return line.status == AgentTaskStatus::shelved || line.isFaded(now);
-    });
+    return linesWhere(lines, isQuietAt(now));
 }
 
 ProjectSection ProjectGroup::section(const QDateTime &now) const
 {
-    const bool hasPending = std::any_of(lines.begin(), lines.end(), [&now](const AgentTask &line) {
-        return line.isUrgent() || isFreshWaiting(line, now);
-    });
-    if (hasPending)
+    if (isUrgent() || std::ranges::any_of(lines, isFreshWaitingAt(now)))
         return ProjectSection::pending;
-    return runningLines().isEmpty() ? ProjectSection::quiet : ProjectSection::inProgress;
+    return std::ranges::any_of(lines, isRunning) ? ProjectSection::inProgress : ProjectSection::quiet;
 }
 
 QString ProjectGroup::summaryText(const QDateTime &now) const
@@ -73,8 +90,9 @@ QString ProjectGroup::summaryText(const QDateTime &now) const
         if (count > 0)
             parts.append(QString::number(count) + suffix);
     };
-    add(urgentLines().size() + freshWaitingLines(now).size(), u" 条等你处理"_s);
-    add(runningLines().size(), u" 条在跑"_s);
-    add(quietLines(now).size(), u" 条没新动静"_s);
+    add(std::ranges::count_if(lines, isUrgentLine) + std::ranges::count_if(lines, isFreshWaitingAt(now)),
+        u" 条等你处理"_s);
+    add(std::ranges::count_if(lines, isRunning), u" 条在跑"_s);
+    add(std::ranges::count_if(lines, isQuietAt(now)), u" 条没新动静"_s);
     return parts.join(u" · "_s);
 }

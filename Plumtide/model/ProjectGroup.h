@@ -20,6 +20,7 @@ struct ProjectGroup
 
     bool operator==(const ProjectGroup &) const = default;
 
+    [[nodiscard]] bool isUrgent() const; ///< Any of its lines is.
     [[nodiscard]] QList<AgentTask> urgentLines() const;
     [[nodiscard]] QList<AgentTask> freshWaitingLines(const QDateTime &now) const; ///< Waiting, not urgent, not faded.
     [[nodiscard]] QList<AgentTask> runningLines() const;

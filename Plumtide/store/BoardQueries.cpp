@@ -3,6 +3,7 @@
 #include <QHash>
 
 #include <algorithm>
+#include <vector>
 
 namespace {
 
@@ -23,11 +24,27 @@ int lineRank(const AgentTask &line, const QDateTime &now)
 
 constexpr int freshWaitingRank = 1; // the only rank in which the longest wait leads
 
-QDateTime newestChange(const ProjectGroup &group)
+/// A line with what decides its place, found once instead of at every comparison. Lines are heavy: they are copied
+/// when they have their order.
+struct Ranked
 {
-    return std::max_element(group.lines.begin(), group.lines.end(),
-                            [](const AgentTask &a, const AgentTask &b) { return a.updatedAt < b.updatedAt; })
-        ->updatedAt;
+    const AgentTask *line;
+    int rank;
+    qint64 changed; // milliseconds
+};
+
+qint64 changeOf(const AgentTask &line)
+{
+    return line.updatedAt.toMSecsSinceEpoch();
+}
+
+QList<AgentTask> linesOf(const std::vector<Ranked> &ranked)
+{
+    QList<AgentTask> lines;
+    lines.reserve(static_cast<qsizetype>(ranked.size()));
+    for (const Ranked &item : ranked)
+        lines.append(*item.line);
+    return lines;
 }
 
 } // namespace
@@ -49,59 +66,79 @@ int TaskStore::idleLineCount() const
 QList<AgentTask> TaskStore::tasks(AgentTaskStatus in) const
 {
     const QDateTime time = now();
-    QList<AgentTask> result;
-    std::copy_if(m_tasks.begin(), m_tasks.end(), std::back_inserter(result), [&](const AgentTask &line) {
-        return line.status == in && !line.isFaded(time) && passesFilter(line);
+    std::vector<Ranked> found;
+    for (const AgentTask &line : m_tasks) {
+        if (line.status == in && !line.isFaded(time) && passesFilter(line))
+            found.push_back({&line, line.isUrgent() ? 0 : 1, changeOf(line)});
+    }
+    std::ranges::stable_sort(found, [in](const Ranked &a, const Ranked &b) {
+        if (a.rank != b.rank)
+            return a.rank < b.rank;
+        return in == AgentTaskStatus::waiting ? a.changed < b.changed : b.changed < a.changed;
     });
-    std::stable_sort(result.begin(), result.end(), [in](const AgentTask &a, const AgentTask &b) {
-        if (a.isUrgent() != b.isUrgent())
-            return a.isUrgent();
-        return in == AgentTaskStatus::waiting ? a.updatedAt < b.updatedAt : b.updatedAt < a.updatedAt;
-    });
-    return result;
+    return linesOf(found);
 }
 
 QList<ProjectGroup> TaskStore::projectGroups() const
 {
     const QDateTime time = now();
-    QList<ProjectGroup> groups;
-    QHash<QString, qsizetype> places;
+    std::vector<std::vector<Ranked>> projects;
+    QHash<QString, std::size_t> places;
     for (const AgentTask &line : m_tasks) {
         if (line.status == AgentTaskStatus::done || !passesFilter(line))
             continue;
-        const auto place = places.constFind(line.project);
-        if (place != places.constEnd()) {
-            groups[*place].lines.append(line);
-        } else {
-            places.insert(line.project, groups.size());
-            groups.append({line.project, {line}});
+        auto place = places.constFind(line.project);
+        if (place == places.constEnd()) {
+            place = places.insert(line.project, projects.size());
+            projects.emplace_back();
         }
+        projects[*place].push_back({&line, lineRank(line, time), changeOf(line)});
     }
-    for (ProjectGroup &group : groups) {
-        std::stable_sort(group.lines.begin(), group.lines.end(), [&time](const AgentTask &a, const AgentTask &b) {
-            const int rank = lineRank(a, time);
-            if (rank != lineRank(b, time))
-                return rank < lineRank(b, time);
-            return rank == freshWaitingRank ? a.updatedAt < b.updatedAt : b.updatedAt < a.updatedAt;
+    QList<ProjectGroup> groups;
+    groups.reserve(static_cast<qsizetype>(projects.size()));
+    for (std::vector<Ranked> &lines : projects) {
+        std::ranges::stable_sort(lines, [](const Ranked &a, const Ranked &b) {
+            if (a.rank != b.rank)
+                return a.rank < b.rank;
+            return a.rank == freshWaitingRank ? a.changed < b.changed : b.changed < a.changed;
         });
+        groups.append({lines.front().line->project, linesOf(lines)});
     }
     return groups;
 }
 
+std::array<QList<ProjectGroup>, allProjectSections.size()> TaskStore::sections() const
+{
+    struct Placed
+    {
+        ProjectGroup group;
+        bool isUrgent;
+        qint64 newest;
+    };
+    const QDateTime time = now();
+    std::array<std::vector<Placed>, allProjectSections.size()> placed;
+    for (ProjectGroup &group : projectGroups()) {
+        const ProjectSection section = group.section(time);
+        const qint64 newest = changeOf(*std::ranges::max_element(group.lines, {}, changeOf));
+        const bool isUrgent = group.isUrgent();
+        placed[static_cast<std::size_t>(section)].push_back({std::move(group), isUrgent, newest});
+    }
+    std::array<QList<ProjectGroup>, allProjectSections.size()> sections;
+    for (std::size_t i = 0; i < placed.size(); ++i) {
+        std::ranges::sort(placed[i], [](const Placed &a, const Placed &b) {
+            if (a.isUrgent != b.isUrgent)
+                return a.isUrgent;
+            return a.newest != b.newest ? b.newest < a.newest : a.group.name < b.group.name;
+        });
+        for (Placed &item : placed[i])
+            sections[i].append(std::move(item.group));
+    }
+    return sections;
+}
+
 QList<ProjectGroup> TaskStore::projectGroups(ProjectSection in) const
 {
-    const QDateTime time = now();
-    QList<ProjectGroup> groups = projectGroups();
-    groups.removeIf([in, &time](const ProjectGroup &group) { return group.section(time) != in; });
-    std::sort(groups.begin(), groups.end(), [](const ProjectGroup &a, const ProjectGroup &b) {
-        const bool isUrgent = !a.urgentLines().isEmpty();
-        if (isUrgent != !b.urgentLines().isEmpty())
-            return isUrgent;
-        const QDateTime newestOfA = newestChange(a);
-        const QDateTime newestOfB = newestChange(b);
-        return newestOfA != newestOfB ? newestOfB < newestOfA : a.name < b.name;
-    });
-    return groups;
+    return sections()[static_cast<std::size_t>(in)];
 }
 
 void TaskStore::upsert(AgentTask task)

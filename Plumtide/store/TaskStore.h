@@ -12,6 +12,7 @@
 #include <QString>
 #include <QTimer>
 
+#include <array>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -79,6 +80,8 @@ public:
     [[nodiscard]] QList<ProjectGroup> projectGroups() const;
     /// The groups of one section: those with urgent lines first, then the latest change first, then by name.
     [[nodiscard]] QList<ProjectGroup> projectGroups(ProjectSection in) const;
+    /// Those of all three, in the order of `allProjectSections`, for little more than the price of one.
+    [[nodiscard]] std::array<QList<ProjectGroup>, allProjectSections.size()> sections() const;
 
     void upsert(AgentTask task); ///< Stores a line from the edit form, with the current time.
     void setStatus(const QString &id, AgentTaskStatus status);

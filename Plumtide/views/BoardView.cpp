@@ -46,9 +46,8 @@ std::optional<TaskSource> BoardView::emptyStateHintSource() const
 }
 
 // Without the line that is shown in the focus card.
-QList<ProjectGroup> BoardView::visibleGroups(ProjectSection section, const std::optional<QString> &excludeID) const
+QList<ProjectGroup> BoardView::visibleGroups(QList<ProjectGroup> groups, const std::optional<QString> &excludeID)
 {
-    QList<ProjectGroup> groups = m_store.projectGroups(section);
     if (!excludeID)
         return groups;
     for (ProjectGroup &group : groups)
@@ -66,9 +65,11 @@ void BoardView::refresh(const QList<AgentTask> &waiting, const QDateTime &now)
     const std::optional<QString> focusID = waiting.isEmpty() ? std::nullopt : std::optional(waiting.first().id);
     QHash<QString, ProjectCardView *> gone = std::exchange(m_cards, {});
     bool isReordered = false;
+    std::array<QList<ProjectGroup>, allProjectSections.size()> sections = m_store.sections();
     for (Section &section : m_sections) {
         const QList<ProjectGroup> groups =
-            visibleGroups(section.kind, section.kind == ProjectSection::pending ? focusID : std::nullopt);
+            visibleGroups(std::move(sections[static_cast<std::size_t>(section.kind)]),
+                          section.kind == ProjectSection::pending ? focusID : std::nullopt);
         section.heading->setCount(groups.size());
         const QList<ProjectCardView *> before = std::exchange(section.cards, {});
         for (const ProjectGroup &group : groups) {

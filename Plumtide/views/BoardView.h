@@ -56,7 +56,8 @@ private:
     };
 
     [[nodiscard]] std::optional<TaskSource> emptyStateHintSource() const;
-    [[nodiscard]] QList<ProjectGroup> visibleGroups(ProjectSection section, const std::optional<QString> &excludeID) const;
+    [[nodiscard]] static QList<ProjectGroup> visibleGroups(QList<ProjectGroup> groups,
+                                                           const std::optional<QString> &excludeID);
     void showFocusArea(const QList<AgentTask> &waiting, const QDateTime &now);
     void keepSpokenOrder();
     ProjectCardView *makeCard();

@@ -55,8 +55,8 @@ void paintBox(QPainter &painter, const PixelGrid &grid, const QRectF &exact, con
         paintShadow(painter, rect, box.radius, *box.shadow);
     if (box.fill.alpha() > 0) {
         const QColor fill = overBackground(box.fill, opacity);
-        if (box.outline)
-            painter.fillPath(box.outline->intersected(roundedPath(rect, 0)), fill);
+        if (!box.outline.isEmpty())
+            painter.fillPath(box.outline.intersected(roundedPath(rect, 0)), fill);
         else if (box.radius > 0)
             painter.fillPath(roundedPath(rect, box.radius), fill);
         else
@@ -180,6 +180,11 @@ TextBlock layLabelledText(const QString &label, const TextStyle &labelStyle, con
                           const TextStyle &style, double width)
 {
     return layRuns(label + text, label.size(), labelStyle, style, width, 0, Qt::AlignLeft);
+}
+
+void Drawing::add(const char *name, const QRectF &box, std::variant<Box, Text, Icon> content)
+{
+    m_items.push_back({name, box, std::move(content)});
 }
 
 QString Drawing::spokenText() const

@@ -36,7 +36,7 @@ public:
         double strokeWidth = 0;
         Line line = Line::Solid;
         std::optional<Shadow> shadow = {};
-        std::optional<QPainterPath> outline = {}; ///< Cuts the fill; in the drawing's coordinates.
+        QPainterPath outline = {}; ///< Cuts the fill unless it is empty; in the drawing's coordinates.
     };
     struct Run
     {
@@ -64,9 +64,7 @@ public:
         std::variant<Box, Text, Icon> content;
     };
 
-    void add(const char *name, const QRectF &box, Box content) { m_items.push_back({name, box, std::move(content)}); }
-    void add(const char *name, const QRectF &box, Text content) { m_items.push_back({name, box, std::move(content)}); }
-    void add(const char *name, const QRectF &box, Icon content) { m_items.push_back({name, box, std::move(content)}); }
+    void add(const char *name, const QRectF &box, std::variant<Box, Text, Icon> content);
     /// A filled circle.
     void addDot(const char *name, const QRectF &box, QColor color)
     {

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -46,13 +47,26 @@ QDateTime newestChange(const ProjectGroup &group)
     return newest;
 }
 
+// When the first minute of a line is full: every rule that looks at the time counts whole minutes.
+qint64 nextChange(const ProjectGroup &group, const QDateTime &now)
+{
+    constexpr qint64 minute = 60'000;
+    const qint64 present = now.toMSecsSinceEpoch();
+    qint64 next = present + minute;
+    for (const AgentTask &line : group.lines) {
+        const qint64 intoMinute = (present - line.updatedAt.toMSecsSinceEpoch()) % minute;
+        next = std::min(next, present + (intoMinute > 0 ? minute - intoMinute : std::max<qint64>(1, -intoMinute)));
+    }
+    return next;
+}
+
 } // namespace
 
 ProjectCardView::ProjectCardView(TaskStore &store, QWidget *parent)
     : DrawnView(parent), m_store(store), m_unfolding([this] {
           if (m_unfolding.amount() == 0)
               keepRows();
-          Q_EMIT heightChanged();
+          changeHeight();
       })
 {
 }
@@ -64,14 +78,20 @@ LineRowView *ProjectCardView::row(const QString &id) const
 
 void ProjectCardView::setGroup(const ProjectGroup &group, const QDateTime &now)
 {
+    const bool isSameGroup = m_now.isValid() && group == m_group;
+    if (isSameGroup && now >= m_now && now.toMSecsSinceEpoch() < m_validUntil)
+        return;
     const ProjectSection section = group.section(now);
-    const bool looksSame = m_now.isValid() && group == m_group && section == m_section
+    const bool looksSame = isSameGroup && section == m_section
         && shortAgo(newestChange(group), now) == shortAgo(newestChange(group), m_now)
         && group.summaryText(now) == group.summaryText(m_now);
     m_group = group;
     m_section = section;
     m_now = now;
-    setObjectName(u"card[%1]"_s.arg(group.name));
+    m_validUntil = nextChange(group, now);
+    m_laidOutWidth = 0;
+    if (!isSameGroup)
+        setObjectName(u"card[%1]"_s.arg(group.name));
     setOpacity(section == ProjectSection::quiet ? quietOpacity : 1);
     keepRows();
     if (!looksSame)
@@ -129,7 +149,7 @@ LineRowView *ProjectCardView::makeRow()
     auto *row = new LineRowView(m_store, this);
     connect(row, &LineRowView::clicked, this, [this, row] { Q_EMIT rowClicked(row->line().id); });
     connect(row, &LineRowView::editRequested, this, [this, row] { Q_EMIT editRequested(row->line()); });
-    connect(row, &LineRowView::heightChanged, this, &ProjectCardView::heightChanged);
+    connect(row, &LineRowView::heightChanged, this, &ProjectCardView::changeHeight);
     return row;
 }
 
@@ -160,11 +180,19 @@ void ProjectCardView::setShowQuiet(bool showQuiet, LineRowView::Animate animate)
     else
         m_unfolding.jumpTo(showQuiet);
     keepRows();
+    changeHeight();
+}
+
+void ProjectCardView::changeHeight()
+{
+    m_laidOutWidth = 0;
     Q_EMIT heightChanged();
 }
 
 int ProjectCardView::layOut(int width)
 {
+    if (std::exchange(m_laidOutWidth, width) == width)
+        return m_height;
     const double left = paddingLeftIn(m_section);
     const int inside = static_cast<int>(width - left - paddingRight);
     double y = paddingY + Theme::face(nameStyle).lineHeight;
@@ -198,13 +226,14 @@ int ProjectCardView::layOut(int width)
         m_fold->placeAt({{left, y}, size});
         y += size.height();
     }
-    return static_cast<int>(std::lround(y + paddingY));
+    m_height = static_cast<int>(std::lround(y + paddingY));
+    return m_height;
 }
 
 void ProjectCardView::compose(Drawing &drawing)
 {
     const QRectF face(rect());
-    const bool isUrgent = !m_group.urgentLines().isEmpty();
+    const bool isUrgent = m_group.isUrgent();
     const double left = paddingLeftIn(m_section);
     const double inside = face.width() - left - paddingRight;
 

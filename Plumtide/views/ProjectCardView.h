@@ -43,6 +43,7 @@ protected:
 private:
     [[nodiscard]] QList<AgentTask> shownLines() const;
     void keepRows();
+    void changeHeight();
     void updateFold();
     LineRowView *makeRow();
 
@@ -50,10 +51,13 @@ private:
     ProjectGroup m_group;
     ProjectSection m_section = ProjectSection::pending;
     QDateTime m_now;
+    qint64 m_validUntil = 0; // milliseconds; then time alone changes what is shown
     qsizetype m_activeCount = 0; // of the lines that are listed first
     qsizetype m_quietCount = 0;  // of the lines that can be folded away
     Transition m_unfolding;
     QList<LineRowView *> m_rows; // in order
     QHash<QString, LineRowView *> m_rowById;
     DrawnButton *m_fold = nullptr; // null while there is nothing to fold
+    int m_laidOutWidth = 0; // 0 while a part of it has changed its height
+    int m_height = 0;
 };

@@ -5,6 +5,7 @@
 #include "Plumtide/views/BoardView.h"
 #include "Plumtide/views/LineRowView.h"
 #include "Plumtide/views/PanelView.h"
+#include "Plumtide/views/Refresher.h"
 #include "tests/support/TestHome.h"
 
 #include <QAbstractButton>
@@ -30,11 +31,14 @@ protected:
         task.updatedAt = m_home.now.addSecs(-60 * minutesAgo);
         return task;
     }
-    /// Shows what the store holds, as the event loop does.
-    void settle()
+    /// Lets the event loop bring a view up to date with the store, and paint it.
+    void settle(QWidget &view)
     {
-        QTest::qWait(40); // two frames
+        const auto *refresher = view.findChild<Refresher *>();
+        ASSERT_TRUE(waitUntil([&] { return !refresher->isStale() || !view.isVisible(); }));
+        QTest::qWait(20);
     }
+    void settle() { settle(m_panel); }
     template <typename Widget = QAbstractButton>
     Widget *find(const QString &name)
     {

@@ -288,7 +288,7 @@ TEST_F(PanelTest, TheMiniBoardFollowsTheLinesAndOpensThePanel)
         for (int i = 0; i < count; ++i)
             lines.append(line(u"cc-%1"_s.arg(i), Status::waiting));
         m_store.setTasks(lines);
-        settle();
+        settle(mini);
         EXPECT_EQ(mini.height(), 34 + 23 * std::min(count, 3) + (count > 3 ? 22 : 0)) << count;
     }
     QTest::mouseClick(mini.findChild<QWidget *>(u"mini.row[cc-0]"_s), Qt::LeftButton);

@@ -51,7 +51,7 @@ QString describe(const Drawing::Box &box)
         text += u" radius "_s + number(box.radius);
     if (box.shadow)
         text += u" shadow %1 %2 +%3"_s.arg(colorText(box.shadow->color), number(box.shadow->deviation), number(box.shadow->offset.y()));
-    if (box.outline)
+    if (!box.outline.isEmpty())
         text += u" cut"_s;
     return text;
 }
