@@ -5,6 +5,7 @@
 #include "Plumtide/app/PanelWindow.h"
 #include "Plumtide/app/TrayItem.h"
 #include "Plumtide/hooks/HooksInstaller.h"
+#include "Plumtide/platform/IdleMemory.h"
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/views/MiniBoardView.h"
 #include "Plumtide/views/PanelView.h"
@@ -19,6 +20,9 @@ namespace {
 // A new picture in the tray is many pixels on the bus; in a burst of events nobody can read each number.
 constexpr std::chrono::milliseconds countPause = 100ms;
 
+// A panel that has been closed for so long is not opened again in the next moment.
+constexpr std::chrono::milliseconds idleAfter = 5s;
+
 } // namespace
 
 QString DesktopShell::socketPath(const QString &home)
@@ -32,6 +36,9 @@ DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, const En
           *m_environment.defaults, [this] { return makeMiniBoardContent(); }, [this] { openPanel(); })),
       m_socket(socketPath(environment.home))
 {
+    m_idleTimer.setSingleShot(true);
+    m_idleTimer.setInterval(idleAfter);
+    connect(&m_idleTimer, &QTimer::timeout, this, [] { giveBackIdleMemory(); });
     m_countTimer.setSingleShot(true);
     connect(&m_countTimer, &QTimer::timeout, this, &DesktopShell::showCount);
     connect(&store, &TaskStore::objectWillChange, this, &DesktopShell::scheduleCount);
@@ -72,7 +79,11 @@ PanelWindow &DesktopShell::panel()
         connect(m_panelView, &PanelView::miniBoardSwitched, m_miniBoard.get(), &MiniBoardController::setEnabled);
         connect(m_panelView, &PanelView::quitRequested, this, &DesktopShell::quitRequested);
         m_panel = std::make_unique<PanelWindow>(m_panelView);
-        connect(m_panel.get(), &PanelWindow::opened, this, [this] { m_panelView->setFocus(Qt::OtherFocusReason); });
+        connect(m_panel.get(), &PanelWindow::opened, this, [this] {
+            m_idleTimer.stop();
+            m_panelView->setFocus(Qt::OtherFocusReason);
+        });
+        connect(m_panel.get(), &PanelWindow::closed, &m_idleTimer, qOverload<>(&QTimer::start));
     }
     return *m_panel;
 }

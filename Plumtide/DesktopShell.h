@@ -54,6 +54,7 @@ private:
     PanelView *m_panelView = nullptr; // owned by the window
     std::unique_ptr<MiniBoardController> m_miniBoard;
     InstanceSocket m_socket;
+    QTimer m_idleTimer; // runs after the panel was closed
     QTimer m_countTimer;
     QElapsedTimer m_sinceCount;
 };

@@ -111,12 +111,27 @@ void PanelWindow::closeUnlessBusy()
         own->installEventFilter(this);
         return;
     }
-    // wlroots (seen with sway 1.7) takes the focus back at once from a window that bypasses the window manager, unless
-    // the focus was ours already. Then the panel is there to be clicked, and a second click on the item closes it.
-    if (windowFlags().testFlag(Qt::X11BypassWindowManagerHint) && m_now() - m_openedAt < std::chrono::milliseconds{500})
+    if (m_now() - m_openedAt < openingTime) {
+        keepWhileOpening();
         return;
+    }
     m_lostFocus = m_now();
     hide();
+}
+
+// Nobody turns away so soon. Window managers give the focus to and fro when a click opens the panel (seen with openbox 3.6
+// on a busy machine).
+void PanelWindow::keepWhileOpening()
+{
+    // wlroots (seen with sway 1.7) takes the focus back at once from a window that bypasses the window manager, unless
+    // the focus was ours already. Then the panel is there to be clicked, and a second click on the item closes it.
+    if (windowFlags().testFlag(Qt::X11BypassWindowManagerHint))
+        return;
+    activateWindow();
+    QTimer::singleShot(openingTime, this, [this] {
+        if (isVisible() && !isActiveWindow())
+            closeUnlessBusy();
+    });
 }
 
 bool PanelWindow::eventFilter(QObject *watched, QEvent *event)

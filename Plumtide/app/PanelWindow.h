@@ -24,6 +24,9 @@ public:
     /// the panel has closed for that reason means "close".
     static constexpr std::chrono::milliseconds reopenPause{200};
 
+    /// Within this time after it has opened, a loss of the focus is not the user's turning away.
+    static constexpr std::chrono::milliseconds openingTime{400};
+
     /// Takes `content` over; it fills the window. It gets every key first: Escape closes when nobody in it accepts it.
     explicit PanelWindow(QWidget *content, Now now = std::chrono::steady_clock::now);
 
@@ -46,6 +49,7 @@ protected:
 
 private:
     void closeUnlessBusy();
+    void keepWhileOpening();
     [[nodiscard]] QPoint placeFor(std::optional<QPoint> at) const;
 
     const Now m_now;

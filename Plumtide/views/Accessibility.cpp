@@ -1,6 +1,7 @@
 #include "Plumtide/views/Accessibility.h"
 
 #include "Plumtide/views/DrawnButton.h"
+#include "Plumtide/views/FormFields.h"
 #include "Plumtide/views/LineRowView.h"
 #include "Plumtide/views/ProjectCardView.h"
 #include "Plumtide/views/SectionHeading.h"
@@ -52,6 +53,8 @@ class AccessibleButton final : public AccessibleControl
 public:
     explicit AccessibleButton(DrawnButton *button) : AccessibleControl(button, button->accessibleRole()), m_button(button) {}
 
+    /// Qt makes this object when the button gets its text, before anybody could say what it is.
+    [[nodiscard]] QAccessible::Role role() const override { return m_button->accessibleRole(); }
     [[nodiscard]] QString text(QAccessible::Text kind) const override
     {
         const QString text = QAccessibleWidget::text(kind);
@@ -71,6 +74,24 @@ protected:
 
 private:
     DrawnButton *m_button;
+};
+
+/// A choice of the form. Qt's own interface names a combo box by its value instead of its label.
+class AccessibleChoice final : public AccessibleControl
+{
+public:
+    explicit AccessibleChoice(ChoiceField *choice) : AccessibleControl(choice, QAccessible::ComboBox), m_choice(choice) {}
+
+    [[nodiscard]] QString text(QAccessible::Text kind) const override
+    {
+        return kind == QAccessible::Value ? m_choice->currentText() : QAccessibleWidget::text(kind);
+    }
+
+protected:
+    void press() override { m_choice->showPopup(); }
+
+private:
+    ChoiceField *m_choice;
 };
 
 class AccessibleRow final : public AccessibleControl
@@ -107,6 +128,8 @@ QAccessibleInterface *makeInterface(const QString & /*className*/, QObject *obje
         return new AccessibleRow(row);
     if (auto *button = qobject_cast<DrawnButton *>(object))
         return new AccessibleButton(button);
+    if (auto *choice = qobject_cast<ChoiceField *>(object))
+        return new AccessibleChoice(choice);
     if (auto *card = qobject_cast<ProjectCardView *>(object))
         return new AccessibleDrawing(card, QAccessible::List);
     if (auto *heading = qobject_cast<SectionHeading *>(object))

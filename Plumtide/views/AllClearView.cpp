@@ -1,6 +1,7 @@
 #include "Plumtide/views/AllClearView.h"
 
 #include <cmath>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -39,6 +40,7 @@ void AllClearView::setHintSource(std::optional<TaskSource> source)
     if (m_hintSource == source)
         return;
     m_hintSource = source;
+    m_width = 0;
     redraw();
 }
 
@@ -59,8 +61,11 @@ double AllClearView::drawContent(Drawing &drawing, double width) const
 
 int AllClearView::layOut(int width)
 {
+    if (std::exchange(m_width, width) == width)
+        return m_height;
     Drawing drawing;
-    return static_cast<int>(std::lround(drawContent(drawing, width)));
+    m_height = static_cast<int>(std::lround(drawContent(drawing, width)));
+    return m_height;
 }
 
 void AllClearView::compose(Drawing &drawing)

@@ -22,4 +22,6 @@ private:
     double drawContent(Drawing &drawing, double width) const; // the height
 
     std::optional<TaskSource> m_hintSource;
+    int m_width = 0; // of the last `layOut`; 0 when it counts no more
+    int m_height = 0;
 };

@@ -5,6 +5,7 @@
 #include <QTimer>
 
 #include <chrono>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -21,6 +22,12 @@ CopyButton::CopyButton(const QString &icon, const Look &look, QWidget *parent)
     : DrawnButton(copyLabel, icon, look, parent)
 {
     connect(this, &QAbstractButton::clicked, this, &CopyButton::copy);
+}
+
+void CopyButton::setCopiedText(const QString &text)
+{
+    if (std::exchange(m_text, text) != text && this->text() != copyLabel)
+        setCopied(false);
 }
 
 void CopyButton::copy()

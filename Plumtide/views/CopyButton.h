@@ -10,7 +10,7 @@ class CopyButton final : public DrawnButton
 public:
     CopyButton(const QString &icon, const Look &look, QWidget *parent);
 
-    void setCopiedText(const QString &text) { m_text = text; }
+    void setCopiedText(const QString &text); ///< Another text has not been copied yet.
 
 Q_SIGNALS:
     void sizeChanged(); ///< Its label has another width.

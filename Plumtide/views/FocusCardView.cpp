@@ -5,6 +5,7 @@
 #include "Plumtide/views/HStack.h"
 
 #include <cmath>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -61,6 +62,7 @@ void FocusCardView::setTask(const AgentTask &task, const QDateTime &now)
     if (isSame)
         return;
     m_task = task;
+    m_isLaidOut = false;
     m_copy->setCopiedText(task.title);
     // Codex lines are offered "完成" here, "归档" in their rows.
     m_close->setText(task.id.startsWith(u"cc-"_s) ? u"归档"_s : u"完成"_s);
@@ -69,11 +71,14 @@ void FocusCardView::setTask(const AgentTask &task, const QDateTime &now)
 
 int FocusCardView::layOut(int width)
 {
+    if (std::exchange(m_isLaidOut, true) && width == m_width)
+        return m_height;
     m_width = width;
     Drawing drawing;
     m_buttonsTop = drawContent(drawing, width);
     placeButtons();
-    return static_cast<int>(std::lround(m_buttonsTop + m_copy->exactSize().height() + padding));
+    m_height = static_cast<int>(std::lround(m_buttonsTop + m_copy->exactSize().height() + padding));
+    return m_height;
 }
 
 double FocusCardView::drawContent(Drawing &drawing, double width) const

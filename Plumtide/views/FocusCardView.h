@@ -39,6 +39,8 @@ private:
     CopyButton *m_copy;
     DrawnButton *m_edit;
     DrawnButton *m_close;
-    double m_width = 0;
+    int m_width = 0;
+    bool m_isLaidOut = false; // for m_width
+    int m_height = 0;
     double m_buttonsTop = 0;
 };

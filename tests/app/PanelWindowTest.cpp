@@ -44,6 +44,7 @@ protected:
     }
     void turnToOtherWork()
     {
+        m_now += 1s;
         m_other.show();
         m_other.activateWindow();
         ASSERT_TRUE(QTest::qWaitForWindowActive(&m_other));
@@ -85,6 +86,17 @@ TEST_F(PanelWindowTest, ClicksOpenAndCloseItWhereverTheFocusWentFirst)
     EXPECT_TRUE(m_panel.isVisible());
     EXPECT_EQ(m_opened.count(), 4);
     EXPECT_EQ(m_closed.count(), 3);
+}
+
+TEST_F(PanelWindowTest, AFocusThatIsLostWhileItOpensComesBack)
+{
+    open();
+    m_now += PanelWindow::openingTime - 1ms;
+    m_other.show(); // the window manager's doing
+    m_other.activateWindow();
+    EXPECT_TRUE(QTest::qWaitForWindowActive(&m_panel));
+    turnToOtherWork();
+    EXPECT_FALSE(m_panel.isVisible());
 }
 
 TEST_F(PanelWindowTest, EscapeIsTheContentsFirst)
