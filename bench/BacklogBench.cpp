@@ -2,6 +2,7 @@
 // for its user meanwhile?
 
 #include "Plumtide/store/TaskStore.h"
+#include "bench/support/Absence.h"
 #include "bench/support/Child.h"
 #include "bench/support/EventMix.h"
 #include "bench/support/RawFile.h"
@@ -135,31 +136,6 @@ RawRun runRaw(const QList<qsizetype> &sizes)
     return run;
 }
 
-// Runs the event loop until `isOver`, and says how long it was away from its timers at most, to a millisecond.
-Seconds longestAbsence(const std::function<void()> &start, const std::function<bool()> &isOver)
-{
-    QElapsedTimer sinceTick;
-    qint64 longest = 0;
-    QTimer probe;
-    probe.setTimerType(Qt::PreciseTimer);
-    QObject::connect(&probe, &QTimer::timeout, [&] {
-        longest = std::max(longest, sinceTick.nsecsElapsed());
-        sinceTick.start();
-    });
-    // Looks at the disk, so rarely; its own time counts as absence, too.
-    QTimer look;
-    QObject::connect(&look, &QTimer::timeout, [&] {
-        if (isOver())
-            QCoreApplication::quit();
-    });
-    sinceTick.start();
-    start();
-    probe.start(1ms);
-    look.start(100ms);
-    QCoreApplication::exec();
-    return std::chrono::nanoseconds(longest);
-}
-
 // The store in this program's own event loop, as the real program runs it, from before it is constructed.
 Seconds absenceInCatchUp(const QByteArray &log, const QByteArray &expected)
 {
@@ -169,21 +145,12 @@ Seconds absenceInCatchUp(const QByteArray &log, const QByteArray &expected)
     std::unique_ptr<TaskStore> store;
     QElapsedTimer sinceStart;
     sinceStart.start();
-    return longestAbsence([&] { store = std::make_unique<TaskStore>(workspace.environment()); },
-                          [&] {
-                              if (Seconds(std::chrono::nanoseconds(sinceStart.nsecsElapsed())) > patience)
-                                  Report::giveUp("the store did not work through the backlog.");
-                              return isDone(workspace, expected);
-                          });
-}
-
-// The same loop with nothing to do: what the machine itself adds.
-Seconds absenceInIdleness(Seconds length)
-{
-    QElapsedTimer sinceStart;
-    sinceStart.start();
-    const auto isOver = [&] { return Seconds(std::chrono::nanoseconds(sinceStart.nsecsElapsed())) > length; };
-    return longestAbsence([] {}, isOver);
+    return Absence::longest([&] { store = std::make_unique<TaskStore>(workspace.environment()); },
+                            [&] {
+                                if (Seconds(std::chrono::nanoseconds(sinceStart.nsecsElapsed())) > patience)
+                                    Report::giveUp("the store did not work through the backlog.");
+                                return isDone(workspace, expected);
+                            });
 }
 
 } // namespace
@@ -218,7 +185,7 @@ int main(int argc, char **argv)
                        Report::Limit::AtMost, 1.5);
 
     const Seconds absence = *std::max_element(absences.begin(), absences.end());
-    const Seconds idleAbsence = absenceInIdleness(Report::median(ours));
+    const Seconds idleAbsence = Absence::whileIdle(Report::median(ours));
     const Seconds unavoidable = std::max(longestRawWrite, idleAbsence);
     Report::print({
         .what = "the same: longest absence of the main thread from its event loop, worst of "

@@ -9,7 +9,7 @@ QString Board::sessionId(qsizetype index)
     return EventMix::sessionId(index);
 }
 
-QList<AgentTask> Board::lines(qsizetype count, const QDateTime &now)
+QList<AgentTask> Board::lines(qsizetype count, const QDateTime &now, qsizetype projects)
 {
     QList<AgentTask> result;
     for (qsizetype i = 0; i < count; ++i) {
@@ -17,7 +17,7 @@ QList<AgentTask> Board::lines(qsizetype count, const QDateTime &now)
         result.append({
             .id = u"cc-"_s + sessionId(i),
             .title = u"登录页的报错改成中文 %1"_s.arg(i),
-            .project = u"shop-%1"_s.arg(i % 12),
+            .project = u"shop-%1"_s.arg(i % projects),
             .source = TaskSource::claude,
             .status = isRunning ? AgentTaskStatus::running : AgentTaskStatus::waiting,
             .purpose = {},

@@ -10,7 +10,8 @@ namespace Board {
 /// The session of line `index`; the line's id is "cc-" and this.
 [[nodiscard]] QString sessionId(qsizetype index);
 
-/// `count` lines of about half a kilobyte each, last changed within the hour before `now`.
-[[nodiscard]] QList<AgentTask> lines(qsizetype count, const QDateTime &now);
+/// `count` lines of about half a kilobyte each, last changed within the hour before `now`; the project of line `index`
+/// is "shop-" and the remainder of `index` by `projects`.
+[[nodiscard]] QList<AgentTask> lines(qsizetype count, const QDateTime &now, qsizetype projects = 12);
 
 } // namespace Board

@@ -119,6 +119,16 @@ qint64 Child::statusBytes(const QByteArray &field) const
     return 1024 * statusField(QStringLiteral("/proc/%1/status").arg(m_pid), field);
 }
 
+qint64 Child::ownStatusBytes(const QByteArray &field)
+{
+    return 1024 * statusField(QStringLiteral("/proc/self/status"), field);
+}
+
+qint64 Child::proportionalBytes(const QByteArray &field) const
+{
+    return 1024 * statusField(QStringLiteral("/proc/%1/smaps_rollup").arg(m_pid), field);
+}
+
 qint64 Child::voluntarySwitches() const
 {
     qint64 sum = 0;

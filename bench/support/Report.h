@@ -18,6 +18,7 @@ namespace Report {
 [[noreturn]] void giveUp(const QByteArray &sentence);
 
 [[nodiscard]] Seconds timeOf(const std::function<void()> &work);
+[[nodiscard]] Seconds processorTimeOf(const std::function<void()> &work); ///< Of the calling thread.
 
 /// The value at `part` of the sorted values: 0.5 for the median.
 [[nodiscard]] double quantile(QList<double> values, double part);
