@@ -11,8 +11,11 @@
 #include "Plumtide/views/Theme.h"
 
 #include <QApplication>
+#include <QHash>
+#include <QKeyEvent>
 #include <QPaintEvent>
 #include <QPainter>
+#include <QScrollBar>
 
 #include <utility>
 
@@ -137,4 +140,17 @@ bool PanelView::focusNextPrevChild(bool next)
     if (m_board->isAncestorOf(wanted))
         m_scroll->ensureWidgetVisible(wanted, 0, 20);
     return true;
+}
+
+void PanelView::keyPressEvent(QKeyEvent *event)
+{
+    static const QHash<int, QAbstractSlider::SliderAction> actions{
+        {Qt::Key_Up, QAbstractSlider::SliderSingleStepSub},  {Qt::Key_Down, QAbstractSlider::SliderSingleStepAdd},
+        {Qt::Key_PageUp, QAbstractSlider::SliderPageStepSub}, {Qt::Key_PageDown, QAbstractSlider::SliderPageStepAdd},
+        {Qt::Key_Home, QAbstractSlider::SliderToMinimum},     {Qt::Key_End, QAbstractSlider::SliderToMaximum}};
+    const auto action = actions.constFind(event->key());
+    if (m_editor || action == actions.constEnd())
+        QWidget::keyPressEvent(event);
+    else
+        m_scroll->verticalScrollBar()->triggerAction(*action);
 }

@@ -46,6 +46,7 @@ protected:
     void paintEvent(QPaintEvent *event) override;
     void showEvent(QShowEvent *event) override;
     bool focusNextPrevChild(bool next) override;
+    void keyPressEvent(QKeyEvent *event) override; ///< Scrolls the board, wherever the focus is.
 
 private:
     void refresh();

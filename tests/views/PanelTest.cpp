@@ -98,6 +98,11 @@ TEST_F(PanelTest, AnEventChangesOnlyWhatItTouches)
     QTRY_VERIFY(find(u"row[cc-10].button.edit"_s));
     QScrollBar *bar = m_panel.findChild<QScrollArea *>()->verticalScrollBar();
     QTRY_VERIFY(bar->maximum() > 700);
+    m_panel.setFocus();
+    for (const auto &[key, value] : {std::pair(Qt::Key_Home, 0), {Qt::Key_End, bar->maximum()}, {Qt::Key_PageUp, bar->maximum() - bar->pageStep()}}) {
+        QTest::keyClick(&m_panel, key);
+        EXPECT_EQ(bar->value(), value);
+    }
     bar->setValue(600);
     find(u"row[cc-10].button.edit"_s)->setFocus();
     QWidget *const kept = row(u"cc-10"_s);
