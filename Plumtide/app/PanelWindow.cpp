@@ -4,6 +4,7 @@
 #include "Plumtide/platform/FloatingWindow.h"
 
 #include <QApplication>
+#include <QCursor>
 #include <QKeyEvent>
 #include <QScreen>
 #include <QTimer>
@@ -51,6 +52,7 @@ void PanelWindow::open(std::optional<QPoint> at)
         m_lastClick = at;
     if (!isVisible()) {
         m_openedAt = m_now();
+        m_pointerAtOpening = QCursor::pos();
         const QPoint place = placeFor(m_lastClick);
         winId(); // makes the native window
         FloatingWindow::prepare(*windowHandle(), FloatingWindow::Desktops::Current);
@@ -111,7 +113,9 @@ void PanelWindow::closeUnlessBusy()
         own->installEventFilter(this);
         return;
     }
-    if (m_now() - m_openedAt < openingTime) {
+    // Window managers give the focus to and fro when a click opens the panel (seen with openbox 3.6 on a busy machine). A
+    // user who turns away so soon has moved the pointer for it.
+    if (m_now() - m_openedAt < openingTime && QCursor::pos() == m_pointerAtOpening) {
         keepWhileOpening();
         return;
     }
@@ -119,8 +123,6 @@ void PanelWindow::closeUnlessBusy()
     hide();
 }
 
-// Nobody turns away so soon. Window managers give the focus to and fro when a click opens the panel (seen with openbox 3.6
-// on a busy machine).
 void PanelWindow::keepWhileOpening()
 {
     // wlroots (seen with sway 1.7) takes the focus back at once from a window that bypasses the window manager, unless

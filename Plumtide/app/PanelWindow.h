@@ -24,8 +24,8 @@ public:
     /// the panel has closed for that reason means "close".
     static constexpr std::chrono::milliseconds reopenPause{200};
 
-    /// Within this time after it has opened, a loss of the focus is not the user's turning away.
-    static constexpr std::chrono::milliseconds openingTime{400};
+    /// Within this time after it has opened, a loss of the focus without a move of the pointer is not the user's.
+    static constexpr std::chrono::milliseconds openingTime{250};
 
     /// Takes `content` over; it fills the window. It gets every key first: Escape closes when nobody in it accepts it.
     explicit PanelWindow(QWidget *content, Now now = std::chrono::steady_clock::now);
@@ -55,6 +55,7 @@ private:
     const Now m_now;
     bool m_isHiding = false;
     std::chrono::steady_clock::time_point m_openedAt;
+    QPoint m_pointerAtOpening;
     std::optional<QPoint> m_lastClick;
     std::optional<std::chrono::steady_clock::time_point> m_lostFocus; // when it closed for that reason
     QPointer<QWidget> m_awaited; // a popup or dialog of ours; after it, it is to be decided whether the panel closes

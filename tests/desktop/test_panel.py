@@ -131,6 +131,7 @@ class PanelTest(unittest.TestCase):
         self.type_into('标题', ' a title')
         other = DESKTOP.open_window(100, 200, 300, 200)
         self.addCleanup(other.destroy)
+        DESKTOP.click(200, 300)
         program.until_closed()
         program.open()
         self.assertEqual(program.find('text', '标题').text, 'half a title')
