@@ -8,6 +8,7 @@
 #include <QPainter>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -49,8 +50,8 @@ void DrawnButton::setLook(const Look &look)
 
 void DrawnButton::setIconName(const QString &icon)
 {
-    m_icon = icon;
-    invalidate();
+    if (std::exchange(m_icon, icon) != icon)
+        invalidate();
 }
 
 void DrawnButton::setOpacity(double opacity)

@@ -82,9 +82,6 @@ void ProjectCardView::setGroup(const ProjectGroup &group, const QDateTime &now)
     if (isSameGroup && now >= m_now && now.toMSecsSinceEpoch() < m_validUntil)
         return;
     const ProjectSection section = group.section(now);
-    const bool looksSame = isSameGroup && section == m_section
-        && shortAgo(newestChange(group), now) == shortAgo(newestChange(group), m_now)
-        && group.summaryText(now) == group.summaryText(m_now);
     m_group = group;
     m_section = section;
     m_now = now;
@@ -94,7 +91,10 @@ void ProjectCardView::setGroup(const ProjectGroup &group, const QDateTime &now)
         setObjectName(u"card[%1]"_s.arg(group.name));
     setOpacity(section == ProjectSection::quiet ? quietOpacity : 1);
     keepRows();
-    if (!looksSame)
+    // Rows draw themselves. Here it is only what stands around them.
+    const QStringList texts{group.name, shortAgo(newestChange(group), now), group.summaryText(now),
+                            QString::number(group.isUrgent()), QString::number(static_cast<int>(section))};
+    if (std::exchange(m_shown, texts) != texts)
         redraw();
 }
 

@@ -7,6 +7,7 @@
 #include <QDateTime>
 #include <QHash>
 #include <QList>
+#include <QStringList>
 
 class DrawnButton;
 class TaskStore;
@@ -51,6 +52,7 @@ private:
     ProjectGroup m_group;
     ProjectSection m_section = ProjectSection::pending;
     QDateTime m_now;
+    QStringList m_shown; // what the card itself is drawn from
     qint64 m_validUntil = 0; // milliseconds; then time alone changes what is shown
     qsizetype m_activeCount = 0; // of the lines that are listed first
     qsizetype m_quietCount = 0;  // of the lines that can be folded away
