@@ -98,8 +98,8 @@ void ProjectCardView::setGroup(const ProjectGroup &group, const QDateTime &now)
         redraw();
 }
 
-// The lines in the order in which they are shown; also sets how many of them are active and quiet ones.
-QList<AgentTask> ProjectCardView::shownLines() const
+// The active lines: those that are never folded away.
+QList<AgentTask> ProjectCardView::activeLines() const
 {
     QList<AgentTask> lines;
     std::copy_if(m_group.lines.begin(), m_group.lines.end(), std::back_inserter(lines), [this](const AgentTask &line) {
@@ -110,7 +110,7 @@ QList<AgentTask> ProjectCardView::shownLines() const
 
 void ProjectCardView::keepRows()
 {
-    QList<AgentTask> lines = shownLines();
+    QList<AgentTask> lines = activeLines();
     const QList<AgentTask> quiet = m_group.quietLines(m_now);
     m_activeCount = lines.size();
     m_quietCount = quiet.size();

@@ -42,7 +42,7 @@ protected:
     void compose(Drawing &drawing) override;
 
 private:
-    [[nodiscard]] QList<AgentTask> shownLines() const;
+    [[nodiscard]] QList<AgentTask> activeLines() const;
     void keepRows();
     void changeHeight();
     void updateFold();
