@@ -93,7 +93,7 @@ TaskEditView::TaskEditView(TaskStore &store, const std::optional<AgentTask> &edi
     m_save->setObjectName(u"form.save"_s);
     for (const Field &field : std::as_const(m_fields)) {
         const bool isChoice = field.control == m_source || field.control == m_status;
-        const QString name = QLatin1StringView(field.labelName).chopped(qstrlen(".label"));
+        const QString name = QLatin1StringView(field.labelName).chopped(".label"_L1.size());
         field.control->setObjectName(u"form.%1.%2"_s.arg(name, isChoice ? u"choice"_s : u"input"_s));
         field.control->setAccessibleName(field.label);
         if (auto *input = qobject_cast<QLineEdit *>(field.control)) {
