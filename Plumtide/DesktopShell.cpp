@@ -31,7 +31,10 @@ QString DesktopShell::socketPath(const QString &home)
 }
 
 DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, const Environment &environment)
-    : m_store(store), m_installer(installer), m_environment(environment), m_tray(std::make_unique<TrayItem>(m_trayHost)),
+    : m_store(store),
+      m_installer(installer),
+      m_environment(environment),
+      m_tray(std::make_unique<TrayItem>(m_trayHost)),
       m_miniBoard(std::make_unique<MiniBoardController>(
           *m_environment.defaults, [this] { return makeMiniBoardContent(); }, [this] { openPanel(); })),
       m_socket(socketPath(environment.home))

@@ -72,11 +72,13 @@ int PlumtideApp::follow()
     m_store.setNotify([](const QString &title, const QString &body, const QString &id) {
         Notifier::shared().notify(title, body, id);
     });
-    QObject::connect(m_signals.get(), &TerminationSignals::requested, QCoreApplication::instance(), &QCoreApplication::quit);
+    QObject::connect(m_signals.get(), &TerminationSignals::requested, QCoreApplication::instance(),
+                     &QCoreApplication::quit);
     std::unique_ptr<DesktopShell> desktop;
     if (qobject_cast<QApplication *>(QCoreApplication::instance())) {
         desktop = std::make_unique<DesktopShell>(m_store, HooksInstaller::shared(), Environment::real());
-        QObject::connect(desktop.get(), &DesktopShell::quitRequested, QCoreApplication::instance(), &QCoreApplication::quit);
+        QObject::connect(desktop.get(), &DesktopShell::quitRequested, QCoreApplication::instance(),
+                         &QCoreApplication::quit);
     }
     return QCoreApplication::exec();
 }

@@ -15,7 +15,7 @@ public:
         InstallHooks, ///< Registers the hooks, prints two lines, ends.
         Follow,       ///< Keeps the board until the user or the system ends the program.
     };
-    static constexpr auto installFlag = "--install-hooks"; ///< The argument that asks for the first.
+    static constexpr auto installFlag = "--install-hooks";  ///< The argument that asks for the first.
     static constexpr auto resetFlag = "--reset-mini-board"; ///< The argument that asks for `resetMiniBoard`.
 
     /// Asks a program that is already running with windows to open its panel. True when it does.

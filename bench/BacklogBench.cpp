@@ -130,8 +130,8 @@ RawRun runRaw(const QList<qsizetype> &sizes)
     RawRun run;
     run.time = Report::timeOf([&] {
         for (qsizetype size : sizes)
-            run.longestWrite = std::max(run.longestWrite,
-                                        Report::timeOf([&] { RawFile::replace(path, content, size); }));
+            run.longestWrite =
+                std::max(run.longestWrite, Report::timeOf([&] { RawFile::replace(path, content, size); }));
     });
     return run;
 }
@@ -191,8 +191,8 @@ int main(int argc, char **argv)
         .what = "the same: longest absence of the main thread from its event loop, worst of "
             + QByteArray::number(rounds) + " runs (median " + Report::timeText(Report::median(absences)) + ")",
         .ours = Report::timeText(absence),
-        .floor = "one write + rename: " + Report::timeText(longestRawWrite) + ", an idle loop: "
-            + Report::timeText(idleAbsence),
+        .floor = "one write + rename: " + Report::timeText(longestRawWrite)
+            + ", an idle loop: " + Report::timeText(idleAbsence),
         .ratio = Report::ratioText(absence / unavoidable),
         .reach = "50 ms or less",
         .isWithinReach = absence <= 50ms,

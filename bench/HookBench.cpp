@@ -13,7 +13,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QByteArray ordinaryPayload = R"({"session_id":"4319d94c-2187-4df0-959a-3f82ef0eb761","transcript_path":)"
+const QByteArray ordinaryPayload =
+    R"({"session_id":"4319d94c-2187-4df0-959a-3f82ef0eb761","transcript_path":)"
     R"("/home/user/.claude/projects/-home-user-shop/4319d94c-2187-4df0-959a-3f82ef0eb761.jsonl","cwd":)"
     R"("/home/user/shop","prompt_id":"cae1f478-81f5-4ce5-b865-88c1eb85f204","permission_mode":"default","effort":)"
     R"({"level":"medium"},"hook_event_name":"PostToolUse","tool_name":"Bash","tool_input":{"command":)"
@@ -31,8 +32,10 @@ QByteArray largePayload()
     payload[u"tool_name"_s] = u"Write"_s;
     const QString path = u"/home/user/shop/web/fields.ts"_s;
     payload[u"tool_input"_s] = QJsonObject{{u"file_path"_s, path}, {u"content"_s, source}};
-    payload[u"tool_response"_s] = QJsonObject{{u"type"_s, u"update"_s}, {u"filePath"_s, path},
-                                              {u"content"_s, source}, {u"structuredPatch"_s, QJsonValue::Null}};
+    payload[u"tool_response"_s] = QJsonObject{{u"type"_s, u"update"_s},
+                                              {u"filePath"_s, path},
+                                              {u"content"_s, source},
+                                              {u"structuredPatch"_s, QJsonValue::Null}};
     return QJsonDocument(payload).toJson(QJsonDocument::Compact);
 }
 
@@ -55,7 +58,7 @@ with open(os.environ["HOME"] + "/.tavvel/python.jsonl", "a") as log:
 struct Candidate
 {
     QByteArray name;
-    QByteArray command; // for /bin/sh -c, as the agent runs it
+    QByteArray command;   // for /bin/sh -c, as the agent runs it
     QByteArray path = {}; // instead of the usual one
     Report::Limit limit = Report::Limit::AtMost;
     QList<Seconds> times = {};
@@ -85,7 +88,9 @@ QList<Candidate> ourCandidates(const Workspace &workspace)
         const QString directory = workspace.path(u"gawk-only"_s);
         workspace.write(directory + u"/README"_s, "All the programs that the script finds.\n");
         QFile::link(gawk, directory + u"/awk"_s);
-        result.append({.name = "where gawk is the only awk", .command = command, .path = QFile::encodeName(directory),
+        result.append({.name = "where gawk is the only awk",
+                       .command = command,
+                       .path = QFile::encodeName(directory),
                        .limit = Report::Limit::None}); // gawk alone takes nearly four times as long to start as sh
     }
     return result;
@@ -102,8 +107,8 @@ void measure(const Workspace &workspace, QList<Candidate *> candidates, const QB
     // Turn by turn, so that whatever else the machine does hits all of them. The first turn fills the caches.
     for (int round = -1; round < rounds; ++round) {
         for (Candidate *candidate : candidates) {
-            const Seconds time = Child::timeOfRun({"/bin/sh", "-c", candidate->command},
-                                                  workspace.variables(candidate->path), payload);
+            const Seconds time =
+                Child::timeOfRun({"/bin/sh", "-c", candidate->command}, workspace.variables(candidate->path), payload);
             if (round >= 0)
                 candidate->times.append(time);
         }

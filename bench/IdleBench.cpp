@@ -35,7 +35,8 @@ class Watched
 public:
     /// On a desktop its mini board is shown; without one, nothing.
     explicit Watched(const Desktop *desktop = nullptr)
-        : m_shorterHome(filled(500)), m_home(filled(50)),
+        : m_shorterHome(filled(500)),
+          m_home(filled(50)),
           m_shorter(std::make_unique<Child>(command(), variables(desktop, *m_shorterHome))),
           m_program(std::make_unique<Child>(command(), variables(desktop, *m_home)))
     {
@@ -76,8 +77,8 @@ private:
         auto home = std::make_unique<Workspace>();
         home->write(home->tasksFile(), TaskFile::encode(Board::lines(200, QDateTime::currentDateTimeUtc())));
         home->write(home->logFile(), {});
-        home->write(home->defaultsFile(), "[General]\nminiBoardEnabled=true\nminiBoardOrigin=" + QByteArray::number(x)
-                                              + ", 50\n");
+        home->write(home->defaultsFile(),
+                    "[General]\nminiBoardEnabled=true\nminiBoardOrigin=" + QByteArray::number(x) + ", 50\n");
         return home;
     }
     static std::vector<QByteArray> command() { return {BENCH_PLUMTIDE}; }

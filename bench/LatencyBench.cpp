@@ -27,8 +27,8 @@ class Appender
 {
 public:
     explicit Appender(const Workspace &workspace)
-        : m_log(::open(QFile::encodeName(workspace.logFile()).constData(),
-                       O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600)),
+        : m_log(::open(QFile::encodeName(workspace.logFile()).constData(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC,
+                       0600)),
           m_replaced(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK))
     {
         const QByteArray directory = QFile::encodeName(workspace.path(u".tavvel"_s));

@@ -30,7 +30,9 @@ int coordinate(double value)
 
 MiniBoardController::MiniBoardController(Defaults &defaults, MakeContent makeContent,
                                          std::function<void()> openMainPanel, QObject *parent)
-    : QObject(parent), m_defaults(defaults), m_makeContent(std::move(makeContent)),
+    : QObject(parent),
+      m_defaults(defaults),
+      m_makeContent(std::move(makeContent)),
       m_openMainPanel(std::move(openMainPanel))
 {
 }

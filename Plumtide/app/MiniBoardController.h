@@ -31,8 +31,8 @@ public:
                         QObject *parent = nullptr);
     ~MiniBoardController() override;
 
-    void applyPreference();        ///< Once, when the event loop runs. Writes the preference back.
-    [[nodiscard]] bool isEnabled(); ///< The preference.
+    void applyPreference();          ///< Once, when the event loop runs. Writes the preference back.
+    [[nodiscard]] bool isEnabled();  ///< The preference.
     void setEnabled(bool isEnabled); ///< Writes the preference, then shows or hides.
 
     void show(); ///< In front of everything, without activating it.

@@ -12,7 +12,8 @@
 using namespace Qt::StringLiterals;
 
 MiniBoardWindow::MiniBoardWindow(QWidget *content)
-    : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus
+    : QWidget(nullptr,
+              Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus
                   | FloatingWindow::additionalFlags()),
       m_content(content)
 {

@@ -113,8 +113,8 @@ void PanelWindow::closeUnlessBusy()
         own->installEventFilter(this);
         return;
     }
-    // Window managers give the focus to and fro when a click opens the panel (seen with openbox 3.6 on a busy machine). A
-    // user who turns away so soon has moved the pointer for it.
+    // Window managers give the focus to and fro when a click opens the panel (seen with openbox 3.6 on a busy machine).
+    // A user who turns away so soon has moved the pointer for it.
     if (m_now() - m_openedAt < openingTime && QCursor::pos() == m_pointerAtOpening) {
         keepWhileOpening();
         return;

@@ -35,8 +35,7 @@ bool namesScript(const JsonTree &tree, Node entry)
         return false;
     for (Node hook = tree.firstChild(hooks); hook != JsonTree::none; hook = tree.next(hook)) {
         const Node command = tree.member(hook, "command");
-        if (command != JsonTree::none && tree.kind(command) == Kind::String
-            && tree.text(command).contains(scriptName))
+        if (command != JsonTree::none && tree.kind(command) == Kind::String && tree.text(command).contains(scriptName))
             return true;
     }
     return false;
@@ -96,8 +95,8 @@ Result edit(const QByteArray &settings, const QString &hookCommand)
 QString shellCommand(const QString &path)
 {
     const auto isPlain = [](QChar c) {
-        return c.unicode() >= 0x80 || (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z')
-               || (c >= u'0' && c <= u'9') || QStringView(u"/._-+,:@%=").contains(c);
+        return c.unicode() >= 0x80 || (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9')
+            || QStringView(u"/._-+,:@%=").contains(c);
     };
     if (std::all_of(path.begin(), path.end(), isPlain))
         return path;

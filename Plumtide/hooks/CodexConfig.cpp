@@ -80,8 +80,8 @@ std::optional<Range> findNotifyLine(const QByteArray &text, Range rootTable)
 std::optional<QByteArrayView> afterNotifyKey(QByteArrayView text)
 {
     text = withoutLeadingBlanks(text);
-    for (const QByteArrayView spelling : {QByteArrayView("notify"), QByteArrayView("\"notify\""),
-                                          QByteArrayView("'notify'")}) {
+    for (const QByteArrayView spelling :
+         {QByteArrayView("notify"), QByteArrayView("\"notify\""), QByteArrayView("'notify'")}) {
         if (text.startsWith(spelling))
             return withoutLeadingBlanks(text.sliced(spelling.size()));
     }
@@ -154,8 +154,7 @@ bool isIntended(toml::table before, const QByteArray &edited, const QString &scr
     if (!after)
         return false;
     const toml::array *notify = after->get_as<toml::array>("notify");
-    if (!notify || notify->size() != 1
-        || notify->get(0)->value_exact<std::string>() != scriptPath.toStdString())
+    if (!notify || notify->size() != 1 || notify->get(0)->value_exact<std::string>() != scriptPath.toStdString())
         return false;
     before.erase("notify");
     after->erase("notify");

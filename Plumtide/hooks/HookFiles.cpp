@@ -63,10 +63,8 @@ Outcome<void> backUp(const QString &path, const QByteArray &content)
 
 Outcome<void> replaceOwn(const QString &path, const QByteArray &content, mode_t mode)
 {
-    const Files::ReplaceOptions options{.newFileMode = mode,
-                                        .forceMode = true,
-                                        .links = Files::Links::Replace,
-                                        .flush = Files::Flush::BeforeRename};
+    const Files::ReplaceOptions options{
+        .newFileMode = mode, .forceMode = true, .links = Files::Links::Replace, .flush = Files::Flush::BeforeRename};
     Outcome<void> replaced = Files::replace(path, content, options);
     if (!replaced && replaced.failure().code == EACCES && QFile::remove(path)) // it was write-protected
         replaced = Files::replace(path, content, options);

@@ -118,9 +118,8 @@ private:
     bool add(Kind kind, QByteArrayView text = {})
     {
         if (m_open == none)
-            m_tree.m_items.push_back({.kind = kind,
-                                      .textBegin = m_tree.store(text),
-                                      .textSize = static_cast<quint32>(text.size())});
+            m_tree.m_items.push_back(
+                {.kind = kind, .textBegin = m_tree.store(text), .textSize = static_cast<quint32>(text.size())});
         else if (m_tree.kind(m_open) == Kind::Object)
             m_tree.append(m_open, m_key, kind, text);
         else
@@ -196,10 +195,8 @@ quint32 JsonTree::store(QByteArrayView text)
 JsonTree::Node JsonTree::append(Node array, Kind kind, QByteArrayView text)
 {
     const auto node = static_cast<Node>(m_items.size());
-    m_items.push_back({.kind = kind,
-                       .parent = array,
-                       .textBegin = store(text),
-                       .textSize = static_cast<quint32>(text.size())});
+    m_items.push_back(
+        {.kind = kind, .parent = array, .textBegin = store(text), .textSize = static_cast<quint32>(text.size())});
     Item &parent = m_items[array];
     (parent.firstChild == none ? parent.firstChild : m_items[parent.lastChild].next) = node;
     parent.lastChild = node;
@@ -220,7 +217,7 @@ void JsonTree::sortMembers()
     const auto keyLess = [this](Node a, Node b) {
         // By bytes: std::string_view compares them as unsigned.
         return std::string_view(key(a).data(), static_cast<size_t>(key(a).size()))
-               < std::string_view(key(b).data(), static_cast<size_t>(key(b).size()));
+            < std::string_view(key(b).data(), static_cast<size_t>(key(b).size()));
     };
     for (Item &object : m_items) {
         if (object.kind != Kind::Object || object.firstChild == none)

@@ -70,10 +70,7 @@ public:
     [[nodiscard]] bool isInHeader() const { return m_isHeader; }
     [[nodiscard]] bool isInValue() const { return m_isValue; }
     [[nodiscard]] bool isInBrackets() const { return !m_outer.empty(); }
-    [[nodiscard]] bool isTooDeep() const
-    {
-        return m_headerKeys + m_outerKeys + m_outer.size() + m_keys > deepestLevel;
-    }
+    [[nodiscard]] bool isTooDeep() const { return m_headerKeys + m_outerKeys + m_outer.size() + m_keys > deepestLevel; }
 
     void startStatement(bool isHeader)
     {
@@ -137,8 +134,8 @@ TomlForm examineToml(QByteArrayView text)
                 position.startStatement(c == '[');
         }
         // The reader takes all up to the next blank, comma or closing bracket for one number.
-        const bool isInWord = !isBlankOrLineEnd(before)
-                              && !QByteArrayView(position.isInValue() ? "=,[" : ".,[{").contains(before);
+        const bool isInWord =
+            !isBlankOrLineEnd(before) && !QByteArrayView(position.isInValue() ? "=,[" : ".,[{").contains(before);
         ++at;
         switch (c) {
         case '"':
@@ -154,20 +151,14 @@ TomlForm examineToml(QByteArrayView text)
             if (at < 0)
                 return TomlForm::Readable;
             break;
-        case '\n':
-            isLineStart = true;
-            break;
+        case '\n': isLineStart = true; break;
         case ' ':
             // Between a date and its time, the reader takes a digit and whatever stands after it.
             if (position.isInValue() && isInWord && isDigitAt(text, at) && !isDigitAt(text, at + 1))
                 return TomlForm::Invalid;
             break;
-        case '.':
-            position.dot();
-            break;
-        case ',':
-            position.comma();
-            break;
+        case '.': position.dot(); break;
+        case ',': position.comma(); break;
         case '=':
             if (position.isInValue() || position.isInHeader())
                 return TomlForm::Invalid;
@@ -189,8 +180,7 @@ TomlForm examineToml(QByteArrayView text)
                 return TomlForm::Invalid;
             position.close();
             break;
-        default:
-            break;
+        default: break;
         }
         if (position.isTooDeep())
             return TomlForm::Unreadable;

@@ -91,8 +91,8 @@ private:
         m_block.resize(length);
         qint64 done = 0;
         while (done < length) {
-            const ssize_t count = ::pread(m_file.get(), m_block.data() + done, static_cast<size_t>(length - done),
-                                          offset + done);
+            const ssize_t count =
+                ::pread(m_file.get(), m_block.data() + done, static_cast<size_t>(length - done), offset + done);
             if (count > 0)
                 done += count;
             else if (count == 0 || errno != EINTR)

@@ -6,7 +6,8 @@
 #include <QFile>
 
 EventWatcher::EventWatcher(QString logPath, std::shared_ptr<Defaults> defaults, OnEvent onEvent)
-    : m_path(QFile::encodeName(logPath)), m_log(std::move(logPath), std::move(defaults), std::move(onEvent)),
+    : m_path(QFile::encodeName(logPath)),
+      m_log(std::move(logPath), std::move(defaults), std::move(onEvent)),
       m_queue(std::make_unique<SerialQueue>("tavvel.eventwatcher"))
 {
 }

@@ -66,7 +66,13 @@ private:
 bool isNewline(QChar unit)
 {
     switch (unit.unicode()) {
-    case 0x000A: case 0x000B: case 0x000C: case 0x000D: case 0x0085: case 0x2028: case 0x2029: return true;
+    case 0x000A:
+    case 0x000B:
+    case 0x000C:
+    case 0x000D:
+    case 0x0085:
+    case 0x2028:
+    case 0x2029: return true;
     default: return false;
     }
 }
@@ -143,8 +149,8 @@ std::optional<QString> HookEvent::toolInputSummary() const
 {
     if (!toolInput)
         return std::nullopt;
-    static const std::array keys{u"command"_s, u"file_path"_s, u"path"_s, u"pattern"_s,
-                                 u"url"_s, u"description"_s, u"prompt"_s};
+    static const std::array keys{u"command"_s, u"file_path"_s,   u"path"_s,  u"pattern"_s,
+                                 u"url"_s,     u"description"_s, u"prompt"_s};
     for (const QString &key : keys) {
         const auto member = toolInput->constFind(key);
         if (member == toolInput->constEnd())

@@ -27,8 +27,7 @@ Compositor::Compositor(QObject *parent) : QObject(parent)
         return;
     static constexpr QByteArrayView name = "_NET_WM_CM_S0"; // Qt uses the first screen of a display
     const auto atomQuestion = xcb_intern_atom(connection, 0, static_cast<uint16_t>(name.size()), name.data());
-    const std::unique_ptr<xcb_intern_atom_reply_t, Free> atom{
-        xcb_intern_atom_reply(connection, atomQuestion, nullptr)};
+    const std::unique_ptr<xcb_intern_atom_reply_t, Free> atom{xcb_intern_atom_reply(connection, atomQuestion, nullptr)};
     if (!atom)
         return;
     m_selection = atom->atom;

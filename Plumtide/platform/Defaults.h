@@ -42,7 +42,7 @@ public:
     void remove(const QString &key); ///< A missing key stays missing.
 
 private:
-    bool readIfChanged(); // false when there is a file and its content is not known
+    bool readIfChanged();                                     // false when there is a file and its content is not known
     [[nodiscard]] qsizetype lineOf(const QString &key) const; // -1 when there is none
     [[nodiscard]] std::optional<QString> text(const QString &key);
     void setText(const QString &key, const QString &value, Files::Flush flush);

@@ -46,6 +46,6 @@ private:
     QHash<QString, Version> m_flushed; // what each file was when it was flushed last
     QTimer m_timer;
     QElapsedTimer m_oldestChange; // invalid while nothing waits
-    std::thread m_flusher; // joined before this object ends
+    std::thread m_flusher;        // joined before this object ends
     std::atomic<bool> m_isFlushing = false;
 };

@@ -104,7 +104,8 @@ bool isUsable(const QByteArray &entry, milliseconds patience)
 QByteArray usableDisplayPlatform(milliseconds patience)
 {
     QList<QByteArray> candidates = qgetenv("QT_QPA_PLATFORM").split(';');
-    candidates << "xcb" << "wayland";
+    candidates << "xcb"
+               << "wayland";
     QList<QByteArray> tried;
     for (const QByteArray &candidate : std::as_const(candidates)) {
         if (tried.contains(candidate)) // a dead display is waited for once

@@ -18,11 +18,11 @@ using ProcessProbe = std::function<bool(pid_t)>;
 /// What the services ask of the world, handed to their constructors so that tests can set it.
 struct Environment
 {
-    QString home;                       ///< The user's home directory, absolute, without a trailing slash.
+    QString home; ///< The user's home directory, absolute, without a trailing slash.
     Clock clock;
     std::shared_ptr<Defaults> defaults; ///< The per-user defaults.
     ProcessProbe processExists;
-    QString resourcesDir;               ///< The program's resources; empty when it has none.
+    QString resourcesDir; ///< The program's resources; empty when it has none.
     /// How long to wait for another owner of the data directory to end. An installation is one, for a moment; a
     /// program that was started meanwhile must not take it for its own twin.
     std::chrono::milliseconds ownerPatience{0};

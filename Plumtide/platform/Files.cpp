@@ -54,8 +54,8 @@ bool writeAll(int descriptor, const QByteArray &content)
 {
     qsizetype written = 0;
     while (written < content.size()) {
-        const ssize_t count = ::write(descriptor, content.constData() + written,
-                                      static_cast<size_t>(content.size() - written));
+        const ssize_t count =
+            ::write(descriptor, content.constData() + written, static_cast<size_t>(content.size() - written));
         if (count < 0) {
             if (errno == EINTR)
                 continue;
@@ -90,8 +90,8 @@ int openTemporary(const QByteArray &path, struct stat &opened)
         }
         // The name may have been renamed away between the open and the lock.
         struct stat named = {};
-        if (::fstat(descriptor, &opened) == 0 && ::stat(path.constData(), &named) == 0
-            && opened.st_ino == named.st_ino && opened.st_dev == named.st_dev) {
+        if (::fstat(descriptor, &opened) == 0 && ::stat(path.constData(), &named) == 0 && opened.st_ino == named.st_ino
+            && opened.st_dev == named.st_dev) {
             if (opened.st_size == 0 || ::ftruncate(descriptor, 0) == 0)
                 return descriptor;
             const int error = errno;
@@ -267,7 +267,8 @@ Outcome<QString> moveAside(const QString &path, const QString &base, const QStri
 QString describeErrno(int code)
 {
     switch (code) {
-    case EACCES: case EPERM: return u"没有权限"_s;
+    case EACCES:
+    case EPERM: return u"没有权限"_s;
     case ENOENT: return u"文件或文件夹不存在"_s;
     case ENOSPC: return u"磁盘空间不足"_s;
     case EDQUOT: return u"超出了磁盘配额"_s;
@@ -279,9 +280,11 @@ QString describeErrno(int code)
     case EFBIG: return u"文件太大"_s;
     case ENAMETOOLONG: return u"路径太长"_s;
     case EIO: return u"读写磁盘出错"_s;
-    case EBUSY: case ETXTBSY: return u"文件正被其他程序使用"_s;
+    case EBUSY:
+    case ETXTBSY: return u"文件正被其他程序使用"_s;
     case EINVAL: return u"这不是普通文件"_s;
-    case EMFILE: case ENFILE: return u"打开的文件太多"_s;
+    case EMFILE:
+    case ENFILE: return u"打开的文件太多"_s;
     case ENOMEM: return u"内存不足"_s;
     default: return u"系统错误 %1"_s.arg(code);
     }

@@ -29,8 +29,8 @@ enum class Flush {
 
 struct ReplaceOptions
 {
-    mode_t newFileMode = 0600;        ///< Permissions of a file that did not exist; an existing one keeps its own.
-    bool forceMode = false;           ///< Give `newFileMode` to an existing file, too.
+    mode_t newFileMode = 0600; ///< Permissions of a file that did not exist; an existing one keeps its own.
+    bool forceMode = false;    ///< Give `newFileMode` to an existing file, too.
     Links links = Links::Follow;
     Flush flush = Flush::BeforeRename;
 };

@@ -28,8 +28,8 @@ xcb_connection_t *serverConnection()
 
 Atoms askAtoms(xcb_connection_t *connection)
 {
-    static constexpr std::array<const char *, AtomCount> names = {
-        "_NET_WM_STATE", "_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER", "_NET_WM_DESKTOP"};
+    static constexpr std::array<const char *, AtomCount> names = {"_NET_WM_STATE", "_NET_WM_STATE_SKIP_TASKBAR",
+                                                                  "_NET_WM_STATE_SKIP_PAGER", "_NET_WM_DESKTOP"};
     std::array<xcb_intern_atom_cookie_t, AtomCount> questions{}; // all first, so that it is one wait
     for (std::size_t i = 0; i < AtomCount; ++i)
         questions[i] = xcb_intern_atom(connection, 0, static_cast<uint16_t>(std::strlen(names[i])), names[i]);

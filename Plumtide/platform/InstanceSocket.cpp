@@ -83,7 +83,7 @@ InstanceSocket::InstanceSocket(const QString &path, QObject *parent) : QObject(p
 
 InstanceSocket::~InstanceSocket()
 {
-    struct stat status{};
+    struct stat status = {};
     if (isListening() && ::fstatat(m_directory.get(), m_name.constData(), &status, AT_SYMLINK_NOFOLLOW) == 0
         && status.st_ino == m_inode)
         ::unlinkat(m_directory.get(), m_name.constData(), 0);
@@ -97,7 +97,7 @@ bool InstanceSocket::listen(const QString &path)
     m_name = nameOf(path);
     m_listener = makeSocket();
     const std::optional<sockaddr_un> address = addressOf(m_directory, m_name);
-    struct stat status{};
+    struct stat status = {};
     if (!m_listener.isOpen() || !address)
         return false;
     if (::fstatat(m_directory.get(), m_name.constData(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISSOCK(status.st_mode))

@@ -23,9 +23,9 @@ class InstanceSocket final : public QObject
     Q_OBJECT
 
 public:
-    static constexpr auto openWord = "open";                     ///< Open the panel.
+    static constexpr auto openWord = "open";                       ///< Open the panel.
     static constexpr auto resetMiniBoardWord = "reset-mini-board"; ///< Put the mini board back to its first place.
-    static constexpr qsizetype longestWord = 64;                 ///< Bytes; anything longer is dropped.
+    static constexpr qsizetype longestWord = 64;                   ///< Bytes; anything longer is dropped.
     static constexpr std::size_t clientCapacity = 8; ///< Beyond it, the client that has been silent longest is dropped.
     static constexpr std::chrono::milliseconds defaultPatience{2'000};
 

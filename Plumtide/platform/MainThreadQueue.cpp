@@ -8,7 +8,8 @@
 // An eventfd and a mutex of our own instead of Qt's posted events: Qt empties its list of posted events in one go,
 // however much is added meanwhile, so a long catch-up would keep timers, D-Bus and the display waiting.
 MainThreadQueue::MainThreadQueue(QObject *parent)
-    : QObject(parent), m_wakeUp(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+    : QObject(parent),
+      m_wakeUp(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       m_notifier(new QSocketNotifier(m_wakeUp, QSocketNotifier::Read, this))
 {
     connect(m_notifier, &QSocketNotifier::activated, this, &MainThreadQueue::runTurn);

@@ -109,9 +109,8 @@ void NotificationService::Session::post(const Notification &notification)
 {
     if (!isAvailable() || m_hasEnded)
         return;
-    const auto known = std::find_if(m_entries.begin(), m_entries.end(), [&](const Entry &entry) {
-        return entry.identifier == notification.identifier;
-    });
+    const auto known = std::find_if(m_entries.begin(), m_entries.end(),
+                                    [&](const Entry &entry) { return entry.identifier == notification.identifier; });
     if (known != m_entries.end())
         m_entries.splice(m_entries.end(), m_entries, known);
     else
@@ -177,8 +176,7 @@ void NotificationService::Session::sendWaiting()
 
 // `answered` is called with the finished call, unless the connection has gone by then.
 template <typename Answered>
-void NotificationService::Session::call(const QString &method, const QVariantList &arguments,
-                                        Answered answered)
+void NotificationService::Session::call(const QString &method, const QVariantList &arguments, Answered answered)
 {
     QDBusMessage message = QDBusMessage::createMethodCall(serviceName, servicePath, serviceName, method);
     message.setArguments(arguments);
@@ -225,8 +223,8 @@ void NotificationService::Session::send(Entry &entry)
     const QStringList actions = m_hasActions ? QStringList{defaultAction, u"打开看板"_s} : QStringList();
     const int expireTimeout = -1; // as the service likes
     const QString body = m_bodyIsMarkup ? escaped(notification.body) : notification.body;
-    const QVariantList arguments{u"Plumtide"_s, entry.number, u"plumtide"_s, notification.title, body,
-                                 actions,       hints,        expireTimeout};
+    const QVariantList arguments{u"Plumtide"_s, entry.number, u"plumtide"_s, notification.title,
+                                 body,          actions,      hints,         expireTimeout};
     call(u"Notify"_s, arguments,
          [this, number = entry.call, ownership = m_ownerships](const QDBusPendingCall &finished) {
              const auto isAnswered = [number](const Entry &candidate) { return candidate.call == number; };
@@ -274,14 +272,10 @@ void NotificationService::Session::startOver(const QString & /*name*/, const QSt
 
 void NotificationService::Session::removeUseless()
 {
-    m_entries.remove_if(
-        [](const Entry &entry) { return entry.number == 0 && entry.call == 0 && !entry.waiting; });
+    m_entries.remove_if([](const Entry &entry) { return entry.number == 0 && entry.call == 0 && !entry.waiting; });
 }
 
-NotificationService::NotificationService(milliseconds patience)
-    : m_session(std::make_unique<Session>(patience))
-{
-}
+NotificationService::NotificationService(milliseconds patience) : m_session(std::make_unique<Session>(patience)) {}
 
 NotificationService::~NotificationService() = default;
 

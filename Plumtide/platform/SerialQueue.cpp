@@ -128,8 +128,7 @@ private:
         std::vector<pollfd> descriptors{{.fd = m_wakeUp, .events = POLLIN, .revents = 0}};
         for (const auto &[descriptor, readable] : m_watched)
             descriptors.push_back({.fd = descriptor, .events = POLLIN, .revents = 0});
-        const std::optional<timespec> timeout =
-            m_timer ? std::optional(untilDeadline(m_timer->next)) : std::nullopt;
+        const std::optional<timespec> timeout = m_timer ? std::optional(untilDeadline(m_timer->next)) : std::nullopt;
         std::vector<int> ready;
         if (::ppoll(descriptors.data(), descriptors.size(), timeout ? &*timeout : nullptr, nullptr) <= 0)
             return ready;

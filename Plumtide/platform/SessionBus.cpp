@@ -49,8 +49,7 @@ std::optional<BusSocket> busSocket(const QByteArray &entry)
             return std::nullopt;
         socket.address.sun_family = AF_UNIX;
         std::memcpy(socket.address.sun_path, name.constData(), static_cast<std::size_t>(name.size()));
-        socket.length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path)
-                                               + static_cast<std::size_t>(name.size()));
+        socket.length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + static_cast<std::size_t>(name.size()));
         return socket;
     }
     return std::nullopt;
@@ -66,7 +65,7 @@ QList<BusSocket> sessionBusSockets()
     if (entries.isEmpty()) {
         const QByteArray directory = qgetenv("XDG_RUNTIME_DIR");
         const QByteArray path = directory + "/bus";
-        struct stat status{};
+        struct stat status = {};
         if (directory.isEmpty() || ::stat(path.constData(), &status) != 0 || !S_ISSOCK(status.st_mode)
             || status.st_uid != ::getuid()) // libdbus does not take another user's
             return {};
@@ -87,10 +86,7 @@ class Patience
 {
 public:
     /// `stop` is a descriptor that becomes readable when the waiting is to end.
-    Patience(milliseconds limit, int stop)
-        : m_deadline(std::chrono::steady_clock::now() + limit), m_stop(stop)
-    {
-    }
+    Patience(milliseconds limit, int stop) : m_deadline(std::chrono::steady_clock::now() + limit), m_stop(stop) {}
 
     /// False at the deadline or when stopped.
     [[nodiscard]] bool untilReadable(int descriptor) const { return wait(descriptor, left()); }
@@ -109,8 +105,7 @@ private:
     [[nodiscard]] bool wait(int descriptor, milliseconds time) const // true when the descriptor is readable
     {
         pollfd watched[] = {{descriptor, POLLIN, 0}, {descriptor == m_stop ? -1 : m_stop, POLLIN, 0}};
-        return ::poll(watched, 2, static_cast<int>(time.count())) > 0 && watched[0].revents
-            && !watched[1].revents;
+        return ::poll(watched, 2, static_cast<int>(time.count())) > 0 && watched[0].revents && !watched[1].revents;
     }
 
     std::chrono::steady_clock::time_point m_deadline;
@@ -150,7 +145,9 @@ struct SessionBus::Sockets
 };
 
 SessionBus::SessionBus(Sharing sharing, milliseconds patience, Prepare prepare)
-    : m_sharing(sharing), m_patience(patience), m_prepare(std::move(prepare)),
+    : m_sharing(sharing),
+      m_patience(patience),
+      m_prepare(std::move(prepare)),
       m_sockets(std::make_unique<const Sockets>())
 {
 }

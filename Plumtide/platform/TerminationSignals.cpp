@@ -38,7 +38,7 @@ TerminationSignals::TerminationSignals(QObject *parent) : QObject(parent)
         Q_EMIT requested();
     });
 
-    struct sigaction action{};
+    struct sigaction action = {};
     action.sa_handler = catchSignal;
     sigemptyset(&action.sa_mask);
     // Reset for this signal alone: the end of a login session sends SIGTERM and SIGHUP together.

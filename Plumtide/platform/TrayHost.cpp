@@ -18,8 +18,8 @@ constexpr std::chrono::milliseconds patience{10'000};
 
 // Qt's own connection: QSystemTrayIcon needs it anyway, and finds it made.
 TrayHost::TrayHost(std::chrono::milliseconds grace, QObject *parent)
-    : QObject(parent), m_bus(SessionBus::Sharing::Default, patience,
-                             [this](QDBusConnection &connection) { lookForWatcher(connection); })
+    : QObject(parent),
+      m_bus(SessionBus::Sharing::Default, patience, [this](QDBusConnection &connection) { lookForWatcher(connection); })
 {
     m_grace.setSingleShot(true);
     m_grace.setInterval(grace);

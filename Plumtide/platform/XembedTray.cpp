@@ -70,8 +70,8 @@ void XembedTray::readEvents()
     while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(m_connection.get())}) {
         const auto *message = reinterpret_cast<const xcb_client_message_event_t *>(event.get());
         // The highest bit says that another client sent it, which is the case here.
-        if ((event->response_type & 0x7f) == XCB_CLIENT_MESSAGE && message->format == 32
-            && message->type == m_manager && message->data.data32[1] == m_selection)
+        if ((event->response_type & 0x7f) == XCB_CLIENT_MESSAGE && message->format == 32 && message->type == m_manager
+            && message->data.data32[1] == m_selection)
             Q_EMIT appeared();
     }
 }

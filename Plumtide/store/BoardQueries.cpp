@@ -51,8 +51,8 @@ QList<AgentTask> linesOf(const std::vector<Ranked> &ranked)
 
 int TaskStore::urgentCount() const
 {
-    return static_cast<int>(std::count_if(m_tasks.begin(), m_tasks.end(),
-                                          [](const AgentTask &line) { return line.isUrgent(); }));
+    return static_cast<int>(
+        std::count_if(m_tasks.begin(), m_tasks.end(), [](const AgentTask &line) { return line.isUrgent(); }));
 }
 
 int TaskStore::idleLineCount() const

@@ -167,8 +167,7 @@ void TaskStore::apply(const HookEvent &event)
         addEvent(line, u"Codex 回了："_s + squeezed(event.assistant, replyLength).value_or(u"（无内容）"_s), at);
         break;
     case Kind::SessionStart:
-    case Kind::Other:
-        return;
+    case Kind::Other: return;
     }
 
     line.updatedAt = at;

@@ -9,9 +9,9 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // Seconds since a line's last change.
-constexpr qint64 livenessAge = 300;   // a session must be this quiet before its process is looked for
-constexpr qint64 idleAge = 7200;      // a running line that is silent for longer is closed
-constexpr qint64 purgeAge = 604'800;  // a finished line is dropped after seven days
+constexpr qint64 livenessAge = 300;  // a session must be this quiet before its process is looked for
+constexpr qint64 idleAge = 7200;     // a running line that is silent for longer is closed
+constexpr qint64 purgeAge = 604'800; // a finished line is dropped after seven days
 
 } // namespace
 
@@ -61,8 +61,7 @@ void TaskStore::closeSilentLines()
     const QDateTime time = now();
     for (qsizetype i = 0; i < m_tasks.size(); ++i) {
         const AgentTask &line = m_tasks.at(i);
-        if (line.isAgentLine() && line.status == AgentTaskStatus::running
-            && isOlderThan(line.updatedAt, idleAge, time))
+        if (line.isAgentLine() && line.status == AgentTaskStatus::running && isOlderThan(line.updatedAt, idleAge, time))
             closeLine(i, u"长时间无动静，判定会话已结束"_s);
     }
 }

@@ -45,7 +45,7 @@ private:
     const QString m_path;
     const QString m_directory;
     DelayedFlush m_flush;
-    bool m_mustMoveAside = false;       // a file that was not understood is still in the way
-    std::vector<QByteArray> m_texts;    // the lines as saved last; an empty one must be encoded again
-    QByteArray m_content;               // kept for its memory
+    bool m_mustMoveAside = false;    // a file that was not understood is still in the way
+    std::vector<QByteArray> m_texts; // the lines as saved last; an empty one must be encoded again
+    QByteArray m_content;            // kept for its memory
 };

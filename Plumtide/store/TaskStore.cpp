@@ -22,7 +22,9 @@ TaskStore &TaskStore::shared()
 }
 
 TaskStore::TaskStore(Environment environment, QObject *parent)
-    : QObject(parent), m_environment(std::move(environment)), m_tavvelDir(tavvelDirIn(m_environment.home)),
+    : QObject(parent),
+      m_environment(std::move(environment)),
+      m_tavvelDir(tavvelDirIn(m_environment.home)),
       m_lock(m_environment.home, m_tavvelDir, m_environment.ownerPatience),
       m_hasSeenClaudeEvent(m_environment.defaults->boolean(claudeSeenKey)),
       m_hasSeenCodexEvent(m_environment.defaults->boolean(codexSeenKey)),
@@ -163,10 +165,9 @@ void TaskStore::markEventSeen(TaskSource source)
 void TaskStore::startWatching()
 {
     // The queue and the watcher end with the store, in `finish`, so `this` outlives every call.
-    m_watcher = std::make_unique<EventWatcher>(
-        eventsFile(), m_environment.defaults, [this](const HookEvent &event) {
-            m_events->post([this, event] { apply(event); });
-        });
+    m_watcher = std::make_unique<EventWatcher>(eventsFile(), m_environment.defaults, [this](const HookEvent &event) {
+        m_events->post([this, event] { apply(event); });
+    });
     m_watcher->start();
 
     m_sweepTimer.setInterval(sweepInterval);

@@ -51,7 +51,10 @@ protected:
 class AccessibleButton final : public AccessibleControl
 {
 public:
-    explicit AccessibleButton(DrawnButton *button) : AccessibleControl(button, button->accessibleRole()), m_button(button) {}
+    explicit AccessibleButton(DrawnButton *button)
+        : AccessibleControl(button, button->accessibleRole()), m_button(button)
+    {
+    }
 
     /// Qt makes this object when the button gets its text, before anybody could say what it is.
     [[nodiscard]] QAccessible::Role role() const override { return m_button->accessibleRole(); }
@@ -80,7 +83,9 @@ private:
 class AccessibleChoice final : public AccessibleControl
 {
 public:
-    explicit AccessibleChoice(ChoiceField *choice) : AccessibleControl(choice, QAccessible::ComboBox), m_choice(choice) {}
+    explicit AccessibleChoice(ChoiceField *choice) : AccessibleControl(choice, QAccessible::ComboBox), m_choice(choice)
+    {
+    }
 
     [[nodiscard]] QString text(QAccessible::Text kind) const override
     {

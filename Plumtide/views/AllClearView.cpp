@@ -14,7 +14,11 @@ constexpr double fillOpacity = 0.6;
 constexpr TextStyle headlineStyle{15, QFont::DemiBold, Theme::text, TextStyle::Design::Serif};
 constexpr TextStyle hintStyle{12, QFont::Normal, Theme::secondary};
 
-struct Texts { QString headline; QString hint; };
+struct Texts
+{
+    QString headline;
+    QString hint;
+};
 
 Texts textsFor(std::optional<TaskSource> source)
 {

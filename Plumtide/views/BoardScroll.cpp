@@ -13,10 +13,10 @@
 namespace {
 
 constexpr int handleWidth = 6;
-constexpr int handleMargin = 3;   // to the right edge
-constexpr int handleEnds = 2;     // above and below its way
+constexpr int handleMargin = 3; // to the right edge
+constexpr int handleEnds = 2;   // above and below its way
 constexpr int shortestHandle = 24;
-constexpr int wheelStep = 120;    // angle units of one step of an ordinary wheel
+constexpr int wheelStep = 120; // angle units of one step of an ordinary wheel
 constexpr int pixelsAStep = 60;
 constexpr std::chrono::milliseconds wheelTime{120};
 
@@ -62,7 +62,8 @@ private:
     {
         const double room = height() - 2 * handleEnds;
         const double all = m_bar->maximum() + m_bar->pageStep();
-        const double length = std::clamp(room * m_bar->pageStep() / std::max(1.0, all), std::min<double>(shortestHandle, room), room);
+        const double length =
+            std::clamp(room * m_bar->pageStep() / std::max(1.0, all), std::min<double>(shortestHandle, room), room);
         const double top = m_bar->maximum() > 0 ? (room - length) * m_bar->value() / m_bar->maximum() : 0;
         return {0, handleEnds + top, handleWidth, length};
     }
@@ -72,7 +73,9 @@ private:
 };
 
 BoardScroll::BoardScroll(QWidget *parent)
-    : QScrollArea(parent), m_handle(new ScrollHandle(verticalScrollBar(), this)), m_animation(verticalScrollBar(), "value")
+    : QScrollArea(parent),
+      m_handle(new ScrollHandle(verticalScrollBar(), this)),
+      m_animation(verticalScrollBar(), "value")
 {
     setFrameShape(QFrame::NoFrame);
     QPalette colors = palette();

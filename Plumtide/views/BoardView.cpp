@@ -23,14 +23,18 @@ constexpr int sectionGap = 8;
 } // namespace
 
 BoardView::BoardView(TaskStore &store, HooksInstaller &installer, QWidget *parent)
-    : QWidget(parent), m_store(store), m_installer(installer), m_banner(new OnboardingBanner(installer, this)),
-      m_focus(new FocusCardView(store, this)), m_allClear(new AllClearView(this)),
+    : QWidget(parent),
+      m_store(store),
+      m_installer(installer),
+      m_banner(new OnboardingBanner(installer, this)),
+      m_focus(new FocusCardView(store, this)),
+      m_allClear(new AllClearView(this)),
       m_sections{{{ProjectSection::pending, new SectionHeading(ProjectSection::pending, this), {}},
                   {ProjectSection::inProgress, new SectionHeading(ProjectSection::inProgress, this), {}},
                   {ProjectSection::quiet, new SectionHeading(ProjectSection::quiet, this), {}}}}
 {
     m_allClear->stackUnder(m_sections.front().heading);
-    m_focus->stackUnder(m_banner); // its shadow reaches below its neighbours
+    m_focus->stackUnder(m_banner);         // its shadow reaches below its neighbours
     setAttribute(Qt::WA_OpaquePaintEvent); // so that scrolling moves pixels instead of painting them
     connect(m_focus, &FocusCardView::editRequested, this, &BoardView::editRequested);
 }
@@ -117,9 +121,8 @@ void BoardView::showFocusArea(const QList<AgentTask> &waiting, const QDateTime &
 ProjectCardView *BoardView::makeCard()
 {
     auto *card = new ProjectCardView(m_store, this);
-    connect(card, &ProjectCardView::rowAdded, this, [this](LineRowView *row) {
-        row->setExpanded(m_expandedID == row->line().id, LineRowView::Animate::No);
-    });
+    connect(card, &ProjectCardView::rowAdded, this,
+            [this](LineRowView *row) { row->setExpanded(m_expandedID == row->line().id, LineRowView::Animate::No); });
     connect(card, &ProjectCardView::rowClicked, this, &BoardView::toggleRow);
     connect(card, &ProjectCardView::editRequested, this, &BoardView::editRequested);
     connect(card, &ProjectCardView::heightChanged, this, [this] {

@@ -135,7 +135,12 @@ TextBlock layRuns(const QString &whole, qsizetype labelEnd, const TextStyle &lab
         format.setFont(Theme::face(labelStyle).font);
         layout.setFormats({{0, static_cast<int>(labelEnd), format}});
     }
-    struct Piece { QString text; qsizetype start; double width; };
+    struct Piece
+    {
+        QString text;
+        qsizetype start;
+        double width;
+    };
     std::vector<Piece> lines;
     layout.beginLayout();
     for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
@@ -148,7 +153,8 @@ TextBlock layRuns(const QString &whole, qsizetype labelEnd, const TextStyle &lab
             block.content.isElided = true;
             break;
         }
-        lines.push_back({withoutTrailingSpace(text.sliced(start, line.textLength())), start, line.naturalTextWidth() * face.scale});
+        lines.push_back(
+            {withoutTrailingSpace(text.sliced(start, line.textLength())), start, line.naturalTextWidth() * face.scale});
         if (isLast)
             break;
     }
@@ -220,8 +226,8 @@ void Drawing::paint(QPainter &painter, const QRectF &clip, double opacity) const
             }
         } else if (const auto *icon = std::get_if<Icon>(&item.content)) {
             const QPointF at(grid.x(item.box.left()), grid.y(item.box.top()));
-            painter.drawPixmap(at, iconPixmap(icon->name, item.box.height(), overBackground(icon->color, opacity),
-                                              grid.ratio));
+            painter.drawPixmap(
+                at, iconPixmap(icon->name, item.box.height(), overBackground(icon->color, opacity), grid.ratio));
         }
     }
 }

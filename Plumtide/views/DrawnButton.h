@@ -29,8 +29,8 @@ public:
     void setLook(const Look &look);
     void setIconName(const QString &icon);
     void setOpacity(double opacity);
-    [[nodiscard]] QSizeF exactSize();   ///< Logical pixels; without the room around it.
-    void placeAt(const QRectF &box);    ///< In its parent, and with the room that its shadow and its focus ring need.
+    [[nodiscard]] QSizeF exactSize(); ///< Logical pixels; without the room around it.
+    void placeAt(const QRectF &box);  ///< In its parent, and with the room that its shadow and its focus ring need.
     [[nodiscard]] const Drawing &drawing() override;
     /// What a screen reader calls it; `Button` unless it was set.
     void setAccessibleRole(QAccessible::Role role) { m_role = role; }

@@ -41,8 +41,10 @@ const DrawnButton::Look smallLook{.style = {11, QFont::Medium, Theme::text},
 } // namespace
 
 FocusCardView::FocusCardView(TaskStore &store, QWidget *parent)
-    : DrawnView(parent), m_copy(new CopyButton({}, smallLook, this)),
-      m_edit(new DrawnButton(u"编辑"_s, {}, smallLook, this)), m_close(new DrawnButton({}, {}, smallLook, this))
+    : DrawnView(parent),
+      m_copy(new CopyButton({}, smallLook, this)),
+      m_edit(new DrawnButton(u"编辑"_s, {}, smallLook, this)),
+      m_close(new DrawnButton({}, {}, smallLook, this))
 {
     setObjectName(u"focus"_s);
     m_copy->setObjectName(u"focus.button.copy"_s);
@@ -57,7 +59,8 @@ FocusCardView::FocusCardView(TaskStore &store, QWidget *parent)
 
 void FocusCardView::setTask(const AgentTask &task, const QDateTime &now)
 {
-    const bool isSame = task == m_task && m_now.isValid() && shortAgo(task.updatedAt, now) == shortAgo(task.updatedAt, m_now);
+    const bool isSame =
+        task == m_task && m_now.isValid() && shortAgo(task.updatedAt, now) == shortAgo(task.updatedAt, m_now);
     m_now = now;
     if (isSame)
         return;

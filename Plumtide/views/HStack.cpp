@@ -34,7 +34,11 @@ void HStack::icon(const char *name, const QString &icon, double size, QColor col
 
 void HStack::sourceChip(const char *name, const char *textName, TaskSource source)
 {
-    add({.kind = Thing::Kind::Chip, .name = name, .textName = textName, .size = SourceChip(source).size(), .source = source});
+    add({.kind = Thing::Kind::Chip,
+         .name = name,
+         .textName = textName,
+         .size = SourceChip(source).size(),
+         .source = source});
 }
 
 void HStack::spacer(double minimum)
@@ -91,7 +95,9 @@ QRectF HStack::place(Drawing &drawing, QPointF topLeft, double width)
         case Thing::Kind::Dot: drawing.addDot(thing.name, box, thing.color); break;
         case Thing::Kind::Text: drawing.add(thing.name, box, std::move(thing.block.content)); break;
         case Thing::Kind::Icon: drawing.add(thing.name, box, Drawing::Icon{thing.text, thing.color}); break;
-        case Thing::Kind::Chip: SourceChip(thing.source).draw(drawing, thing.name, thing.textName, box.topLeft()); break;
+        case Thing::Kind::Chip:
+            SourceChip(thing.source).draw(drawing, thing.name, thing.textName, box.topLeft());
+            break;
         case Thing::Kind::Room: m_rooms.append(box); break;
         case Thing::Kind::Spacer: break;
         }

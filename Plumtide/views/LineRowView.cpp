@@ -59,8 +59,8 @@ qint64 silentMinutes(const AgentTask &line, const QDateTime &now)
 // Whether time has changed nothing of what a row shows.
 bool looksTheSame(const AgentTask &line, const QDateTime &before, const QDateTime &now)
 {
-    return shortAgo(line.updatedAt, before) == shortAgo(line.updatedAt, now) && line.isFaded(before) == line.isFaded(now)
-        && line.isStuck(before) == line.isStuck(now)
+    return shortAgo(line.updatedAt, before) == shortAgo(line.updatedAt, now)
+        && line.isFaded(before) == line.isFaded(now) && line.isStuck(before) == line.isStuck(now)
         && (!line.isStuck(now) || silentMinutes(line, before) == silentMinutes(line, now));
 }
 
@@ -163,7 +163,8 @@ QString LineRowView::activityText() const
 
 QString LineRowView::spokenName() const
 {
-    return QStringList{m_line.title, SourceChip::label(m_line.source), activityText(), shortAgo(m_line.updatedAt, m_now)}
+    return QStringList{m_line.title, SourceChip::label(m_line.source), activityText(),
+                       shortAgo(m_line.updatedAt, m_now)}
         .join(u"，"_s);
 }
 
@@ -249,8 +250,8 @@ void LineRowView::showBody()
     connect(m_body->copy, &CopyButton::sizeChanged, this, [this] { placeButtons(m_buttonsTop); });
     connect(m_body->edit, &QAbstractButton::clicked, this, &LineRowView::editRequested);
     connect(m_body->shelve, &QAbstractButton::clicked, this, [this] {
-        m_store.setStatus(m_line.id, m_line.status == AgentTaskStatus::shelved ? AgentTaskStatus::waiting
-                                                                               : AgentTaskStatus::shelved);
+        m_store.setStatus(
+            m_line.id, m_line.status == AgentTaskStatus::shelved ? AgentTaskStatus::waiting : AgentTaskStatus::shelved);
     });
     connect(m_body->close, &QAbstractButton::clicked, this,
             [this] { m_store.setStatus(m_line.id, AgentTaskStatus::done); });

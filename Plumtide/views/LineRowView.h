@@ -35,9 +35,9 @@ public:
     [[nodiscard]] int laidOutHeight() const { return m_height; } ///< What `layOut` returned last.
 
 Q_SIGNALS:
-    void clicked();        ///< The user wants it unfolded, or folded.
+    void clicked(); ///< The user wants it unfolded, or folded.
     void editRequested();
-    void heightChanged();  ///< Lay the card out again.
+    void heightChanged(); ///< Lay the card out again.
 
 protected:
     void compose(Drawing &drawing) override;

@@ -29,8 +29,7 @@ constexpr TextStyle moreStyle{10, QFont::Normal, Theme::secondary};
 } // namespace
 
 MiniBoardView::MiniBoardView(TaskStore &store, HooksInstaller &installer, QWidget *parent)
-    : DrawnView(parent), m_store(store), m_installer(installer),
-      m_refresher(new Refresher(this, [this] { refresh(); }))
+    : DrawnView(parent), m_store(store), m_installer(installer), m_refresher(new Refresher(this, [this] { refresh(); }))
 {
     setObjectName(u"mini"_s);
     for (qsizetype i = 0; i < shownLines; ++i) {

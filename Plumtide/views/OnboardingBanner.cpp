@@ -24,11 +24,8 @@ constexpr TextStyle headingStyle{12, QFont::Bold, Theme::accent};
 constexpr TextStyle titleStyle{12.5, QFont::Normal, Theme::text};
 constexpr TextStyle messageStyle{11, QFont::Normal, Theme::secondary};
 
-const DrawnButton::Look connectLook{.style = {11, QFont::DemiBold, Theme::onAccent},
-                                    .paddingX = 10,
-                                    .paddingY = 4,
-                                    .fill = Theme::accent,
-                                    .radius = 6};
+const DrawnButton::Look connectLook{
+    .style = {11, QFont::DemiBold, Theme::onAccent}, .paddingX = 10, .paddingY = 4, .fill = Theme::accent, .radius = 6};
 
 } // namespace
 
@@ -42,8 +39,9 @@ OnboardingBanner::OnboardingBanner(HooksInstaller &installer, QWidget *parent)
         button->setAccessibleDescription(spoken);
         return button;
     };
-    m_rows = {{"row.claude.title", u"Claude Code 还没接入"_s, makeButton(u"banner.row.claude.button"_s, u"Claude Code"_s)},
-              {"row.codex.title", u"Codex 还没接入"_s, makeButton(u"banner.row.codex.button"_s, u"Codex"_s)}};
+    m_rows = {
+        {"row.claude.title", u"Claude Code 还没接入"_s, makeButton(u"banner.row.claude.button"_s, u"Claude Code"_s)},
+        {"row.codex.title", u"Codex 还没接入"_s, makeButton(u"banner.row.codex.button"_s, u"Codex"_s)}};
     connect(m_rows[0].button, &QAbstractButton::clicked, this, [this] { m_installer.installClaude(); });
     connect(m_rows[1].button, &QAbstractButton::clicked, this, [this] { m_installer.installCodex(); });
 }

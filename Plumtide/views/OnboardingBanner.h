@@ -17,8 +17,8 @@ public:
     /// `installer` must outlive the view.
     OnboardingBanner(HooksInstaller &installer, QWidget *parent);
 
-    void refresh();                   ///< Reads the installer.
-    int layOut(int width) override;   ///< 0 when there is nothing to show.
+    void refresh();                 ///< Reads the installer.
+    int layOut(int width) override; ///< 0 when there is nothing to show.
 
 protected:
     void compose(Drawing &drawing) override;

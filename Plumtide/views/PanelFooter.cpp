@@ -18,7 +18,8 @@ constexpr TextStyle controlStyle{12, QFont::Normal, Theme::secondary};
 } // namespace
 
 PanelFooter::PanelFooter(QWidget *parent)
-    : DrawnView(parent), m_switch(new Switch(u"悬浮板"_s, controlStyle, this)),
+    : DrawnView(parent),
+      m_switch(new Switch(u"悬浮板"_s, controlStyle, this)),
       m_quit(new DrawnButton(u"退出"_s, {}, {.style = controlStyle}, this))
 {
     setObjectName(u"footer"_s);

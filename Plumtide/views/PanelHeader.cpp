@@ -54,13 +54,13 @@ void addCount(HStack &row, const char *labelName, const char *numberName, const 
 
 } // namespace
 
-PanelHeader::PanelHeader(TaskStore &store, QWidget *parent)
-    : DrawnView(parent), m_store(store)
+PanelHeader::PanelHeader(TaskStore &store, QWidget *parent) : DrawnView(parent), m_store(store)
 {
     setObjectName(u"header"_s);
     m_filters.append({std::nullopt, sourceChip(u"全部"_s, std::nullopt, u"chip.all"_s)});
     for (const TaskSource source : allTaskSources)
-        m_filters.append({source, sourceChip(SourceChip::label(source), source, u"chip."_s + storedText(source).toLower())});
+        m_filters.append(
+            {source, sourceChip(SourceChip::label(source), source, u"chip."_s + storedText(source).toLower())});
     m_register = new DrawnButton(u"登记"_s, u"plus"_s, registerLook, this); // after the chips, as Tab goes
     m_register->setObjectName(u"header.register"_s);
     m_register->setToolTip(u"手动登记一个任务（Codex 或其他来源都可以）"_s);

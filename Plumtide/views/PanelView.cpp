@@ -28,9 +28,14 @@ constexpr int ruleHeight = 1;
 } // namespace
 
 PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, QWidget *parent)
-    : QWidget(parent), m_store(store), m_clock(std::move(clock)), m_header(new PanelHeader(store, this)),
-      m_scroll(new BoardScroll(this)), m_board(new BoardView(store, installer, m_scroll)),
-      m_footer(new PanelFooter(this)), m_refresher(new Refresher(this, [this] { refresh(); }))
+    : QWidget(parent),
+      m_store(store),
+      m_clock(std::move(clock)),
+      m_header(new PanelHeader(store, this)),
+      m_scroll(new BoardScroll(this)),
+      m_board(new BoardView(store, installer, m_scroll)),
+      m_footer(new PanelFooter(this)),
+      m_refresher(new Refresher(this, [this] { refresh(); }))
 {
     setObjectName(u"panel"_s);
     setAccessibleName(u"Plumtide"_s);
@@ -78,7 +83,8 @@ void PanelView::edit(const std::optional<AgentTask> &task)
     connect(m_editor, &TaskEditView::closed, this, &PanelView::closeEditor);
     m_editor->setGeometry(rect());
     m_editor->layOut(width());
-    for (QWidget *part : {static_cast<QWidget *>(m_header), static_cast<QWidget *>(m_scroll), static_cast<QWidget *>(m_footer)})
+    for (QWidget *part :
+         {static_cast<QWidget *>(m_header), static_cast<QWidget *>(m_scroll), static_cast<QWidget *>(m_footer)})
         part->hide();
     m_editor->show();
     m_editor->focusFirstField();
@@ -93,7 +99,8 @@ void PanelView::closeEditor()
     setFocus(Qt::OtherFocusReason);
     editor->hide();
     editor->deleteLater(); // one of its buttons is being pressed
-    for (QWidget *part : {static_cast<QWidget *>(m_header), static_cast<QWidget *>(m_scroll), static_cast<QWidget *>(m_footer)})
+    for (QWidget *part :
+         {static_cast<QWidget *>(m_header), static_cast<QWidget *>(m_scroll), static_cast<QWidget *>(m_footer)})
         part->show();
     update();
 }
@@ -120,7 +127,8 @@ QList<QWidget *> PanelView::tabOrder() const
         return m_editor->tabOrder();
     const auto controls = [](const QWidget *part) {
         QList<QWidget *> found = part->findChildren<QWidget *>();
-        found.removeIf([](const QWidget *widget) { return !(widget->focusPolicy() & Qt::TabFocus) || !widget->isEnabled(); });
+        found.removeIf(
+            [](const QWidget *widget) { return !(widget->focusPolicy() & Qt::TabFocus) || !widget->isEnabled(); });
         return found;
     };
     return controls(m_header) + m_board->tabOrder() + controls(m_footer);
@@ -145,7 +153,7 @@ bool PanelView::focusNextPrevChild(bool next)
 void PanelView::keyPressEvent(QKeyEvent *event)
 {
     static const QHash<int, QAbstractSlider::SliderAction> actions{
-        {Qt::Key_Up, QAbstractSlider::SliderSingleStepSub},  {Qt::Key_Down, QAbstractSlider::SliderSingleStepAdd},
+        {Qt::Key_Up, QAbstractSlider::SliderSingleStepSub},   {Qt::Key_Down, QAbstractSlider::SliderSingleStepAdd},
         {Qt::Key_PageUp, QAbstractSlider::SliderPageStepSub}, {Qt::Key_PageDown, QAbstractSlider::SliderPageStepAdd},
         {Qt::Key_Home, QAbstractSlider::SliderToMinimum},     {Qt::Key_End, QAbstractSlider::SliderToMaximum}};
     const auto action = actions.constFind(event->key());

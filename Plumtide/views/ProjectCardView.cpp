@@ -208,9 +208,8 @@ int ProjectCardView::layOut(int width)
         LineRowView *row = m_rows.at(i);
         y += gap + row->layOut(inside);
     }
-    const double end = m_activeCount > 0 && m_rows.size() > m_activeCount
-        ? std::round(below + (y - below) * m_unfolding.amount())
-        : y;
+    const double end =
+        m_activeCount > 0 && m_rows.size() > m_activeCount ? std::round(below + (y - below) * m_unfolding.amount()) : y;
     double top = y0;
     for (LineRowView *row : std::as_const(m_rows)) {
         top += gap;
@@ -254,7 +253,8 @@ void ProjectCardView::compose(Drawing &drawing)
     if (m_section == ProjectSection::pending) {
         QPainterPath outline;
         outline.addRoundedRect(face, radius, radius);
-        drawing.add("bar", QRectF(0, 0, barWidth, face.height()),
-                    Drawing::Box{.fill = Theme::faded(Theme::accent, isUrgent ? 1 : calmBarOpacity), .outline = outline});
+        drawing.add(
+            "bar", QRectF(0, 0, barWidth, face.height()),
+            Drawing::Box{.fill = Theme::faded(Theme::accent, isUrgent ? 1 : calmBarOpacity), .outline = outline});
     }
 }

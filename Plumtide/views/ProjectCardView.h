@@ -52,14 +52,14 @@ private:
     ProjectGroup m_group;
     ProjectSection m_section = ProjectSection::pending;
     QDateTime m_now;
-    QStringList m_shown; // what the card itself is drawn from
-    qint64 m_validUntil = 0; // milliseconds; then time alone changes what is shown
+    QStringList m_shown;         // what the card itself is drawn from
+    qint64 m_validUntil = 0;     // milliseconds; then time alone changes what is shown
     qsizetype m_activeCount = 0; // of the lines that are listed first
     qsizetype m_quietCount = 0;  // of the lines that can be folded away
     Transition m_unfolding;
     QList<LineRowView *> m_rows; // in order
     QHash<QString, LineRowView *> m_rowById;
     DrawnButton *m_fold = nullptr; // null while there is nothing to fold
-    int m_laidOutWidth = 0; // 0 while a part of it has changed its height
+    int m_laidOutWidth = 0;        // 0 while a part of it has changed its height
     int m_height = 0;
 };

@@ -11,7 +11,12 @@ constexpr double itemGap = 6;
 constexpr double quietDotOpacity = 0.6;
 constexpr double fontSize = 12;
 
-struct Look { const char16_t *name; QColor dot; QColor text; };
+struct Look
+{
+    const char16_t *name;
+    QColor dot;
+    QColor text;
+};
 
 Look lookOf(ProjectSection section)
 {

@@ -62,7 +62,8 @@ QPixmap makeShadow(double radius, double deviation, int margin, int side, QColor
         auto *line = reinterpret_cast<QRgb *>(image.scanLine(y));
         for (int x = 0; x < side; ++x) {
             const float alpha = coverage[static_cast<size_t>(y * side + x)] * color.alphaF();
-            line[x] = qPremultiply(qRgba(color.red(), color.green(), color.blue(), static_cast<int>(std::lround(alpha * 255))));
+            line[x] = qPremultiply(
+                qRgba(color.red(), color.green(), color.blue(), static_cast<int>(std::lround(alpha * 255))));
         }
     }
     return QPixmap::fromImage(image);
@@ -76,7 +77,8 @@ void paintShadow(QPainter &painter, const QRectF &box, double radius, const Draw
     const int margin = static_cast<int>(std::ceil(3 * shadow.deviation * ratio));
     const int corner = 2 * margin + static_cast<int>(std::ceil(radius * ratio)); // where the edge is straight again
     const int side = 2 * corner + 1;
-    const QString key = u"plumtide/shadow/%1/%2/%3/%4"_s.arg(radius).arg(shadow.deviation).arg(ratio).arg(shadow.color.rgba(), 0, 16);
+    const QString key =
+        u"plumtide/shadow/%1/%2/%3/%4"_s.arg(radius).arg(shadow.deviation).arg(ratio).arg(shadow.color.rgba(), 0, 16);
     QPixmap pixmap;
     if (!QPixmapCache::find(key, &pixmap)) {
         pixmap = makeShadow(radius * ratio, shadow.deviation * ratio, margin, side, shadow.color);

@@ -35,7 +35,8 @@ QSizeF SourceChip::size() const
 void SourceChip::draw(Drawing &drawing, const char *name, const char *textName, QPointF topLeft) const
 {
     const QRectF box(topLeft, size());
-    drawing.add(name, box, Drawing::Box{.fill = Theme::faded(Theme::sourceColor(source), fillOpacity), .radius = radius});
+    drawing.add(name, box,
+                Drawing::Box{.fill = Theme::faded(Theme::sourceColor(source), fillOpacity), .radius = radius});
     TextBlock text = layText(label(source), style(source), box.width());
     drawing.add(textName, {topLeft + QPointF(paddingX, paddingY), text.size}, std::move(text.content));
 }

@@ -72,9 +72,14 @@ QStringList sourceLabels()
 } // namespace
 
 TaskEditView::TaskEditView(TaskStore &store, const std::optional<AgentTask> &editing, Clock clock, QWidget *parent)
-    : DrawnView(parent), m_store(store), m_editing(editing), m_clock(std::move(clock)),
-      m_cancel(new DrawnButton(u"取消"_s, {}, cancelLook, this)), m_title(new TextField(u"输入任务名称"_s, this)),
-      m_project(new TextField(u"项目或仓库名称"_s, this)), m_source(new ChoiceField(sourceLabels(), this)),
+    : DrawnView(parent),
+      m_store(store),
+      m_editing(editing),
+      m_clock(std::move(clock)),
+      m_cancel(new DrawnButton(u"取消"_s, {}, cancelLook, this)),
+      m_title(new TextField(u"输入任务名称"_s, this)),
+      m_project(new TextField(u"项目或仓库名称"_s, this)),
+      m_source(new ChoiceField(sourceLabels(), this)),
       m_status(new ChoiceField(statusLabels(), this)),
       m_purpose(new TextField(u"例如：完成后可以合并代码"_s, this)),
       m_currentState(new TextField(u"当前进展（可选）"_s, this)),
@@ -121,7 +126,8 @@ void TaskEditView::fill()
     m_project->setText(m_editing->project);
     m_source->setCurrentIndex(static_cast<int>(m_editing->source));
     const auto offered = std::ranges::find(offeredStatuses, m_editing->status);
-    m_status->setCurrentIndex(offered == offeredStatuses.end() ? -1 : static_cast<int>(offered - offeredStatuses.begin()));
+    m_status->setCurrentIndex(offered == offeredStatuses.end() ? -1
+                                                               : static_cast<int>(offered - offeredStatuses.begin()));
     m_status->setOtherText(statusLabel(m_editing->status));
     m_purpose->setText(m_editing->purpose);
     m_currentState->setText(m_editing->currentState);

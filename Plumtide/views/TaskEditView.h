@@ -46,7 +46,8 @@ private:
     [[nodiscard]] bool canSave() const;
     void save();
     void updateState(); // after a change of the title or the status
-    double walkFields(double width, const std::function<void(const Field &, const QRectF &label, const QRectF &control)> &visit);
+    double walkFields(double width,
+                      const std::function<void(const Field &, const QRectF &label, const QRectF &control)> &visit);
 
     TaskStore &m_store;
     const std::optional<AgentTask> m_editing;

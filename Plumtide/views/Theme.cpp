@@ -21,14 +21,13 @@ constexpr std::array projectPalette{QColor{107, 140, 174}, QColor{121, 134, 203}
 // The first that is installed draws everything, also Latin letters, so that a line has one height.
 const QStringList &families(TextStyle::Design design)
 {
-    static const QStringList sans{
-        u"Noto Sans CJK SC"_s, u"Noto Sans SC"_s,    u"Source Han Sans SC"_s,  u"Source Han Sans CN"_s,
-        u"Sarasa UI SC"_s,     u"HarmonyOS Sans SC"_s, u"WenQuanYi Micro Hei"_s, u"WenQuanYi Zen Hei"_s,
-        u"Droid Sans Fallback"_s};
-    static const QStringList serif{
-        u"Noto Serif CJK SC"_s, u"Noto Serif SC"_s,     u"Source Han Serif SC"_s, u"Source Han Serif CN"_s,
-        u"AR PL SungtiL GB"_s,  u"AR PL UMing CN"_s,    u"Noto Sans CJK SC"_s,    u"WenQuanYi Micro Hei"_s,
-        u"WenQuanYi Zen Hei"_s, u"Droid Sans Fallback"_s};
+    static const QStringList sans{u"Noto Sans CJK SC"_s,    u"Noto Sans SC"_s,      u"Source Han Sans SC"_s,
+                                  u"Source Han Sans CN"_s,  u"Sarasa UI SC"_s,      u"HarmonyOS Sans SC"_s,
+                                  u"WenQuanYi Micro Hei"_s, u"WenQuanYi Zen Hei"_s, u"Droid Sans Fallback"_s};
+    static const QStringList serif{u"Noto Serif CJK SC"_s,   u"Noto Serif SC"_s,       u"Source Han Serif SC"_s,
+                                   u"Source Han Serif CN"_s, u"AR PL SungtiL GB"_s,    u"AR PL UMing CN"_s,
+                                   u"Noto Sans CJK SC"_s,    u"WenQuanYi Micro Hei"_s, u"WenQuanYi Zen Hei"_s,
+                                   u"Droid Sans Fallback"_s};
     return design == TextStyle::Design::Serif ? serif : sans;
 }
 

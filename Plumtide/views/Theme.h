@@ -53,8 +53,8 @@ public:
         /// To be painted at `scale`: Qt 6.4 rounds fonts to whole pixels, and thickens the stems of small ones.
         QFont font;
         QFontMetricsF metrics; ///< Of `font`, unscaled.
-        double ascent;     ///< Whole.
-        double lineHeight; ///< Whole.
+        double ascent;         ///< Whole.
+        double lineHeight;     ///< Whole.
 
         static constexpr double scale = 0.5;
 

@@ -29,7 +29,7 @@ public:
     rusage wait();
 
     [[nodiscard]] pid_t pid() const { return m_pid; }
-    [[nodiscard]] qint64 statusBytes(const QByteArray &field) const; ///< A "... kB" field of /proc/PID/status.
+    [[nodiscard]] qint64 statusBytes(const QByteArray &field) const;     ///< A "... kB" field of /proc/PID/status.
     [[nodiscard]] static qint64 ownStatusBytes(const QByteArray &field); ///< The same of this process.
     /// A field of /proc/PID/smaps_rollup: "Pss" is the size where a page that n processes share counts as an n-th.
     [[nodiscard]] qint64 proportionalBytes(const QByteArray &field) const;

@@ -38,17 +38,19 @@ void stop(QProcess &process)
 
 Desktop::Desktop()
 {
-    m_display = ':' + start(m_server, u"Xvfb"_s, {u"-displayfd"_s, u"1"_s, u"-nolisten"_s, u"tcp"_s, u"-screen"_s,
-                                                  u"0"_s, u"1280x800x24"_s});
+    m_display = ':'
+        + start(m_server, u"Xvfb"_s,
+                {u"-displayfd"_s, u"1"_s, u"-nolisten"_s, u"tcp"_s, u"-screen"_s, u"0"_s, u"1280x800x24"_s});
     m_connection = xcb_connect(m_display.constData(), nullptr);
     if (xcb_connection_has_error(m_connection) != 0)
         Report::giveUp("the X server does not answer.");
     const QString configuration = m_files.path(u"bus.conf"_s);
-    m_files.write(configuration, "<busconfig><type>session</type><listen>unix:tmpdir=/tmp</listen><policy "
-                                 "context=\"default\"><allow send_destination=\"*\"/><allow receive_sender=\"*\"/>"
-                                 "<allow own=\"*\"/></policy></busconfig>");
-    m_busAddress = start(m_bus, u"dbus-daemon"_s,
-                         {u"--nofork"_s, u"--print-address"_s, u"--config-file"_s, configuration});
+    m_files.write(configuration,
+                  "<busconfig><type>session</type><listen>unix:tmpdir=/tmp</listen><policy "
+                  "context=\"default\"><allow send_destination=\"*\"/><allow receive_sender=\"*\"/>"
+                  "<allow own=\"*\"/></policy></busconfig>");
+    m_busAddress =
+        start(m_bus, u"dbus-daemon"_s, {u"--nofork"_s, u"--print-address"_s, u"--config-file"_s, configuration});
     m_tray = std::make_unique<TrayWatcher>(QString::fromUtf8(m_busAddress));
 }
 

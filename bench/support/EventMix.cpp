@@ -3,14 +3,25 @@
 namespace {
 
 // As they stand inside JSON: quotes and line feeds are escaped already.
-const std::vector<QByteArray> promptWords{
-    "登录页的报错", "改成中文，", "再补上测试。", "please", "refactor the session cache", "并且", "不要动数据库\\n\\n",
-    "for \\\"expired\\\" tokens", "then run the whole suite", "🙂", "看看为什么 CI 会失败，",
-};
-const std::vector<QByteArray> commandWords{
-    "npm test -- --run", "&& git diff --stat", "| head -n 40", "grep -rn 'TODO' src/", "cat package.json",
-    "\\nfor f in *.ts; do echo \\\"$f\\\"; done", "2>&1", "cmake --build build -j2",
-};
+const std::vector<QByteArray> promptWords{"登录页的报错",
+                                          "改成中文，",
+                                          "再补上测试。",
+                                          "please",
+                                          "refactor the session cache",
+                                          "并且",
+                                          "不要动数据库\\n\\n",
+                                          "for \\\"expired\\\" tokens",
+                                          "then run the whole suite",
+                                          "🙂",
+                                          "看看为什么 CI 会失败，"};
+const std::vector<QByteArray> commandWords{"npm test -- --run",
+                                           "&& git diff --stat",
+                                           "| head -n 40",
+                                           "grep -rn 'TODO' src/",
+                                           "cat package.json",
+                                           "\\nfor f in *.ts; do echo \\\"$f\\\"; done",
+                                           "2>&1",
+                                           "cmake --build build -j2"};
 
 // The members that every event has, up to the tool or prompt.
 QByteArray start(qsizetype session, const QByteArray &name)

@@ -34,8 +34,8 @@ struct Row
     QByteArray what;
     QByteArray ours;
     QByteArray floor;
-    QByteArray ratio;        ///< Ours to the floor; empty where the floor is nothing at all.
-    QByteArray reach;        ///< The limit in words.
+    QByteArray ratio; ///< Ours to the floor; empty where the floor is nothing at all.
+    QByteArray reach; ///< The limit in words.
     bool isWithinReach = false;
 };
 void print(const Row &row);

@@ -112,10 +112,7 @@ struct NotifierTest : testing::Test
     std::unique_ptr<FakeService> fake = std::make_unique<FakeService>();
     NotificationService service;
 
-    void post(const QString &identifier, const QString &body = {})
-    {
-        service.post({identifier, identifier, body});
-    }
+    void post(const QString &identifier, const QString &body = {}) { service.post({identifier, identifier, body}); }
 
     [[nodiscard]] bool arrives(const QString &title, qsizetype times = 1) const
     {
@@ -128,11 +125,13 @@ struct NotifierTest : testing::Test
     {
         static int count = 0;
         const QString title = u"settle %1"_s.arg(++count);
-        ASSERT_TRUE(QTest::qWaitFor([&] {
-            post(title);
-            const auto calls = fake->titled(title);
-            return !calls.isEmpty() && calls.constLast().replaces != 0;
-        }, patientlyMs));
+        ASSERT_TRUE(QTest::qWaitFor(
+            [&] {
+                post(title);
+                const auto calls = fake->titled(title);
+                return !calls.isEmpty() && calls.constLast().replaces != 0;
+            },
+            patientlyMs));
     }
 };
 
@@ -149,8 +148,7 @@ TEST_F(NotifierTest, ReplacesExactlyWhatIsStillOnShow)
         {"nothing happens", [] {}, u"line"_s, true},
         {"another line notifies", [] {}, u"other line"_s, false},
         {"somebody else's is closed", [&] { Q_EMIT fake->NotificationClosed(7, 2); }, u"line"_s, true},
-        {"it is closed",
-         [&] { Q_EMIT fake->NotificationClosed(fake->titled(u"line"_s).constLast().number, 2); },
+        {"it is closed", [&] { Q_EMIT fake->NotificationClosed(fake->titled(u"line"_s).constLast().number, 2); },
          u"line"_s, false},
         {"the service restarts",
          [&] {
@@ -197,8 +195,8 @@ TEST_F(NotifierTest, BodyIsEscapedOnlyForServicesThatTakeMarkup)
         EXPECT_EQ(fake->titled(u"same service as before the restart"_s).constFirst().body, body);
         EXPECT_EQ(call.application, u"Plumtide"_s);
         EXPECT_EQ(call.icon, u"plumtide"_s);
-        EXPECT_EQ(call.actions, capabilities.contains(u"actions"_s) ? QStringList({u"default"_s, u"打开看板"_s})
-                                                                    : QStringList());
+        EXPECT_EQ(call.actions,
+                  capabilities.contains(u"actions"_s) ? QStringList({u"default"_s, u"打开看板"_s}) : QStringList());
         EXPECT_EQ(call.expireTimeout, -1);
         EXPECT_EQ(call.hints.value(u"desktop-entry"_s), u"plumtide"_s);
         EXPECT_EQ(call.hints.value(u"sound-name"_s), u"message-new-instant"_s);

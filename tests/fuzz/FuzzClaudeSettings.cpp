@@ -48,8 +48,7 @@ std::vector<QByteArray> numbersOf(const QByteArray &json)
 bool isArrayOfObjects(const QJsonValue &value)
 {
     const QJsonArray array = value.toArray();
-    return value.isArray()
-           && std::all_of(array.begin(), array.end(), [](const auto &v) { return v.isObject(); });
+    return value.isArray() && std::all_of(array.begin(), array.end(), [](const auto &v) { return v.isObject(); });
 }
 
 } // namespace
@@ -82,8 +81,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const QJsonObject ours{{u"hooks"_s, QJsonArray{hook}}};
     QJsonObject beforeHooks = beforeRoot.take(u"hooks"_s).toObject();
     QJsonObject afterHooks = afterRoot.take(u"hooks"_s).toObject();
-    for (const QString &event : {u"SessionStart"_s, u"UserPromptSubmit"_s, u"PermissionRequest"_s,
-                                 u"PostToolUse"_s, u"Stop"_s, u"SessionEnd"_s}) {
+    for (const QString &event : {u"SessionStart"_s, u"UserPromptSubmit"_s, u"PermissionRequest"_s, u"PostToolUse"_s,
+                                 u"Stop"_s, u"SessionEnd"_s}) {
         const QJsonValue old = beforeHooks.contains(event) ? beforeHooks.value(event) : QJsonArray();
         const QJsonValue now = afterHooks.value(event);
         if (old != now) {

@@ -20,8 +20,7 @@ using ClaudeSettings::Refusal;
 namespace {
 
 const QString command = u"/home/user/.tavvel/hooks/tavvel-hook.sh"_s;
-const QByteArray entry =
-    R"({"hooks":[{"command":"/home/user/.tavvel/hooks/tavvel-hook.sh","type":"command"}]})";
+const QByteArray entry = R"({"hooks":[{"command":"/home/user/.tavvel/hooks/tavvel-hook.sh","type":"command"}]})";
 
 QByteArray edited(const QByteArray &settings)
 {
@@ -44,8 +43,7 @@ std::string sentenceFor(const QByteArray &settings)
 // The value of an event after the edit of a file that held `value` for it, as compact JSON.
 QByteArray eventAfter(const char *name, const QByteArray &value)
 {
-    const QByteArray settings =
-        value.isEmpty() ? "{}" : R"({"hooks":{")" + QByteArray(name) + "\":" + value + "}}";
+    const QByteArray settings = value.isEmpty() ? "{}" : R"({"hooks":{")" + QByteArray(name) + "\":" + value + "}}";
     const QJsonValue after = QJsonDocument::fromJson(edited(settings))[u"hooks"_s][QLatin1StringView(name)];
     const QByteArray wrapped = QJsonDocument(QJsonArray{after}).toJson(QJsonDocument::Compact);
     return wrapped.sliced(1, wrapped.size() - 2);
@@ -61,11 +59,12 @@ QByteArray withoutBlanks(QByteArray text)
 TEST(ClaudeSettings, NewFileHoldsTheSixEventsInOneForm)
 {
     QByteArray expected = "{\n  \"hooks\": {\n";
-    for (const char *name : {"PermissionRequest", "PostToolUse", "SessionEnd", "SessionStart", "Stop",
-                             "UserPromptSubmit"}) {
-        expected += "    \"" + QByteArray(name) + "\": [\n      {\n        \"hooks\": [\n          {\n"
-                    "            \"command\": \"/home/user/.tavvel/hooks/tavvel-hook.sh\",\n"
-                    "            \"type\": \"command\"\n          }\n        ]\n      }\n    ],\n";
+    for (const char *name :
+         {"PermissionRequest", "PostToolUse", "SessionEnd", "SessionStart", "Stop", "UserPromptSubmit"}) {
+        expected += "    \"" + QByteArray(name)
+            + "\": [\n      {\n        \"hooks\": [\n          {\n"
+              "            \"command\": \"/home/user/.tavvel/hooks/tavvel-hook.sh\",\n"
+              "            \"type\": \"command\"\n          }\n        ]\n      }\n    ],\n";
     }
     expected.chop(2);
     expected += "\n  }\n}\n";
@@ -75,21 +74,24 @@ TEST(ClaudeSettings, NewFileHoldsTheSixEventsInOneForm)
 
 TEST(ClaudeSettings, EachEventGetsTheHookOnceAndOddOnesStay)
 {
-    struct Case { const char *name; QByteArray before; QByteArray after; };
+    struct Case
+    {
+        const char *name;
+        QByteArray before;
+        QByteArray after;
+    };
     const QByteArray other = R"({"hooks":[{"command":"notify-send","type":"command"}],"matcher":"Bash"})";
     const QByteArray elsewhere = R"({"hooks":[{"command":"x"},{"command":"/opt/tavvel-hook.sh --old"}]})";
     const Case cases[] = {
         {"missing", "", "[" + entry + "]"},
         {"empty list", "[]", "[" + entry + "]"},
         {"after another tool's", "[" + other + "]", "[" + other + "," + entry + "]"},
-        {"registered elsewhere, not updated", "[" + other + "," + elsewhere + "]",
-         "[" + other + "," + elsewhere + "]"},
+        {"registered elsewhere, not updated", "[" + other + "," + elsewhere + "]", "[" + other + "," + elsewhere + "]"},
         {"text", "\"x\"", "\"x\""},
         {"null", "null", "null"},
         {"object", R"({"hooks":[]})", R"({"hooks":[]})"},
         {"list with a text in it", R"([{},"tavvel-hook.sh"])", R"([{},"tavvel-hook.sh"])"},
-        {"entry without hooks", R"([{"matcher":"tavvel-hook.sh"}])",
-         R"([{"matcher":"tavvel-hook.sh"},)" + entry + "]"},
+        {"entry without hooks", R"([{"matcher":"tavvel-hook.sh"}])", R"([{"matcher":"tavvel-hook.sh"},)" + entry + "]"},
         {"entry whose hooks are mixed", R"([{"hooks":[{"command":"tavvel-hook.sh"},1]}])",
          R"([{"hooks":[{"command":"tavvel-hook.sh"},1]},)" + entry + "]"},
         {"command that is a list", R"([{"hooks":[{"command":["tavvel-hook.sh"]}]}])",
@@ -109,7 +111,9 @@ TEST(ClaudeSettings, OtherValuesKeepEveryDigitAndEveryCharacter)
                                "0.100000000000000000000000000001,5e-324,1e-999]";
     EXPECT_TRUE(withoutBlanks(edited(R"({"zz":)" + numbers + "}")).endsWith(R"("zz":)" + numbers + "}"));
 
-    const QByteArray texts = R"({"a\u0000\u001f\b\f\n\r\t\"\\\/":"\ud83d\ude00 é 好 \u2028 )" "\x7f" R"("})";
+    const QByteArray texts = R"({"a\u0000\u001f\b\f\n\r\t\"\\\/":"\ud83d\ude00 é 好 \u2028 )"
+                             "\x7f"
+                             R"("})";
     const QJsonObject after = QJsonDocument::fromJson(edited(R"({"t":)" + texts + "}")).object();
     EXPECT_EQ(after[u"t"_s].toObject(), QJsonDocument::fromJson(texts).object());
     EXPECT_TRUE(edited(R"({"k":"\u597d/"})").contains("\"k\": \"好/\""));
@@ -135,8 +139,7 @@ TEST(ClaudeSettings, OfTwoMembersWithOneNameTheLastCounts)
 
 TEST(ClaudeSettings, EditingTheResultAgainChangesNothing)
 {
-    const QByteArray once =
-        edited(R"({"hooks":{"Stop":[{"hooks":[]}],"PreToolUse":[[1.50]]},"a":{"b":[{}]}})");
+    const QByteArray once = edited(R"({"hooks":{"Stop":[{"hooks":[]}],"PreToolUse":[[1.50]]},"a":{"b":[{}]}})");
     EXPECT_EQ(edited(once), once);
 }
 
@@ -149,13 +152,19 @@ TEST(ClaudeSettings, StrangeShapesAreRefused)
     for (const char *settings : {"[]", R"([{"hooks":{}}])"})
         EXPECT_TRUE(is(ClaudeSettings::edit(settings, command), Refusal::NotAnObject)) << settings;
     for (const char *hooks : {"[]", "null", "\"x\"", "1"})
-        EXPECT_TRUE(is(ClaudeSettings::edit(R"({"hooks":)" + QByteArray(hooks) + "}", command),
-                       Refusal::HooksNotAnObject)) << hooks;
+        EXPECT_TRUE(
+            is(ClaudeSettings::edit(R"({"hooks":)" + QByteArray(hooks) + "}", command), Refusal::HooksNotAnObject))
+            << hooks;
 }
 
 TEST(ClaudeSettings, WhatCannotBeKeptExactlyIsRefusedWithASentence)
 {
-    struct Case { const char *name; QByteArray settings; std::string sentence; };
+    struct Case
+    {
+        const char *name;
+        QByteArray settings;
+        std::string sentence;
+    };
     const auto notJson = [](int line) { return "第 " + std::to_string(line) + " 行附近不是有效的 JSON"; };
     const Case cases[] = {
         {"cut short", "{\n\"a\":\n{\"b\"", notJson(3)},
@@ -189,8 +198,9 @@ TEST(ClaudeSettings, AMillionLevelsNeedNoStack)
 TEST(ClaudeSettings, DecimalPointIsNotTheUsersLocale)
 {
     QTemporaryDir locales;
-    ASSERT_EQ(QProcess::execute(u"localedef"_s, {u"-i"_s, u"de_DE"_s, u"-f"_s, u"UTF-8"_s,
-                                                 locales.filePath(u"de_DE.UTF-8"_s)}), 0);
+    ASSERT_EQ(QProcess::execute(u"localedef"_s,
+                                {u"-i"_s, u"de_DE"_s, u"-f"_s, u"UTF-8"_s, locales.filePath(u"de_DE.UTF-8"_s)}),
+              0);
     qputenv("LOCPATH", locales.path().toUtf8());
     const std::string before = std::setlocale(LC_ALL, nullptr);
     ASSERT_TRUE(std::setlocale(LC_ALL, "de_DE.UTF-8"));
@@ -202,9 +212,8 @@ TEST(ClaudeSettings, DecimalPointIsNotTheUsersLocale)
 
 TEST(ClaudeSettings, ShellRunsTheScriptWhateverItsPath)
 {
-    for (const QString &name : {u"plain-1.2_3+4,5:6@7%8=9"_s, u"用户 é"_s, u"用户"_s, u"two  words"_s,
-                                u"o'brien's"_s, u"$HOME`id`\"(x)"_s, u"a\\b;c&d|e<f>*?[!]{1,2}~#"_s,
-                                u"line\nfeed\ttab"_s}) {
+    for (const QString &name : {u"plain-1.2_3+4,5:6@7%8=9"_s, u"用户 é"_s, u"用户"_s, u"two  words"_s, u"o'brien's"_s,
+                                u"$HOME`id`\"(x)"_s, u"a\\b;c&d|e<f>*?[!]{1,2}~#"_s, u"line\nfeed\ttab"_s}) {
         QTemporaryDir dir;
         const QString path = dir.filePath(name) + u"/tavvel-hook.sh"_s;
         ASSERT_TRUE(QDir().mkpath(dir.filePath(name)));

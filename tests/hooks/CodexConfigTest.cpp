@@ -43,8 +43,7 @@ TEST(CodexConfig, LineGoesAboveTheFirstHeaderOrToTheEnd)
         {"no header", "a = 1\n", "a = 1\n\n" + line + "\n"},
         {"no final line feed", "a = 1", "a = 1\n" + line + "\n"},
         {"empty", "", "\n" + line + "\n"},
-        {"below root keys",
-         "a = 1\n\n# x\n[t]\nb = 2\n[u]\n", "a = 1\n\n# x\n" + line + "\n[t]\nb = 2\n[u]\n"},
+        {"below root keys", "a = 1\n\n# x\n[t]\nb = 2\n[u]\n", "a = 1\n\n# x\n" + line + "\n[t]\nb = 2\n[u]\n"},
         {"header first", "[t]\nnotify = [\"x\"]\n", line + "\n[t]\nnotify = [\"x\"]\n"},
         {"header first, after a byte order mark", "\xEF\xBB\xBF[t]\n", "\xEF\xBB\xBF" + line + "\n[t]\n"},
         {"array of tables", "[[t]]\n", line + "\n[[t]]\n"},
@@ -53,17 +52,17 @@ TEST(CodexConfig, LineGoesAboveTheFirstHeaderOrToTheEnd)
          "notify2 = 1\nnotify-x = 2\nx.notify = 3\n\n" + line + "\n"},
         {"notify in a comment", "# notify = [\"x\"]\n", "# notify = [\"x\"]\n\n" + line + "\n"},
         {"not valid TOML", "a = \n[t]\n", "a = \n" + line + "\n[t]\n"},
-        {"not valid TOML, key in a table",
-         "a = \n[t]\nnotify = [\"x\"]\n", "a = \n" + line + "\n[t]\nnotify = [\"x\"]\n"},
+        {"not valid TOML, key in a table", "a = \n[t]\nnotify = [\"x\"]\n",
+         "a = \n" + line + "\n[t]\nnotify = [\"x\"]\n"},
         {"values that are easily changed",
          "a = nan\nb = -inf\nc = 1979-05-27T07:32:00.5-07:00\nd = 0x10\ne = -0.0\n"
          "f = 07:32:00\ng = 1979-05-27\nh = { x = [1, 'a', [true]] }\n",
          "a = nan\nb = -inf\nc = 1979-05-27T07:32:00.5-07:00\nd = 0x10\ne = -0.0\n"
-         "f = 07:32:00\ng = 1979-05-27\nh = { x = [1, 'a', [true]] }\n\n" + line + "\n"},
+         "f = 07:32:00\ng = 1979-05-27\nh = { x = [1, 'a', [true]] }\n\n"
+             + line + "\n"},
         {"bracket inside a string over several lines", "a = '''\n[t]\n'''\n", strange},
         {"bracket inside an array over several lines", "a = [\n[1],\n]\n", strange},
-        {"the same with an inline table",
-         "a = [\n[1],\n]\nb = { c = 1, d.\"é\" = [{ e = 2 }, '好'] }\n", strange},
+        {"the same with an inline table", "a = [\n[1],\n]\nb = { c = 1, d.\"é\" = [{ e = 2 }, '好'] }\n", strange},
         {"only an indented header, so the end is in its table", "  [t]\na = 1\n", strange},
     };
     for (const Case &c : cases)
@@ -93,9 +92,15 @@ TEST(CodexConfig, LineTakesThePlaceOfAnEarlierCommand)
 TEST(CodexConfig, NoSecondKeyBesideANotifyInAnotherSpelling)
 {
     const char *const configs[] = {
-        "  notify = [\"x\"]\n", "\"notify\" = [\"x\"]\n", "'notify' = [\"x\"]\n[t]\n",
+        "  notify = [\"x\"]\n",
+        "\"notify\" = [\"x\"]\n",
+        "'notify' = [\"x\"]\n[t]\n",
         "\"n\\u006ftify\" = [\"x\"]\n",
-        "notify.x = 1\n", "notify . x = 1\n", "[notify]\n", "[ notify . a ]\n", "[t]\n[[notify]]\n",
+        "notify.x = 1\n",
+        "notify . x = 1\n",
+        "[notify]\n",
+        "[ notify . a ]\n",
+        "[t]\n[[notify]]\n",
         "[\"notify\"]\n",
         "a = [\n[1]\n]\nnotify = [\"x\"]\n", // the key stands below what looks like a header
         "\xEF\xBB\xBF 'notify' = 1\n",
@@ -129,20 +134,22 @@ TEST(CodexConfig, SomeFilesAreLeftAlone)
         EXPECT_EQ(outcome(c.before), c.after) << c.name;
 
     // What is not TOML needs no confirmation. All of this is more than the reader can stand.
-    for (const QByteArray broken : {"a = [\uFD75],\n", "\u00E9 = 1\n", "a = 1\u0100\n", "a = \"\\\u3010\"\n",
-                                    "a = 9A\"\uFEFB\"\n", "a = 1.'\uFEFB'\n", "a = 1[\"\uFEFB\"]\n",
-                                    "a = 1=\"\uFEFB\"\n", "a = 1980-05-27 1\n'\uFEFB'\n"}) {
+    for (const QByteArray broken :
+         {"a = [\uFD75],\n", "\u00E9 = 1\n", "a = 1\u0100\n", "a = \"\\\u3010\"\n", "a = 9A\"\uFEFB\"\n",
+          "a = 1.'\uFEFB'\n", "a = 1[\"\uFEFB\"]\n", "a = 1=\"\uFEFB\"\n", "a = 1980-05-27 1\n'\uFEFB'\n"}) {
         EXPECT_EQ(examineToml(broken), TomlForm::Invalid) << broken.constData();
         EXPECT_EQ(outcome(broken), broken + '\n' + line + '\n');
     }
 
     // Many dots that nest nothing, and text beyond ASCII where it belongs.
     const QByteArray numbers = "a = [" + QByteArray("1.5, ").repeated(1000) + "]\n";
-    const QByteArray texts = "b = \"" + QByteArray(1000, '.') + "\" # " + QByteArray(1000, '.') + "\n"
-                             "'" + QByteArray(1000, '.') + "' = 1\n"
-                             "'好' = \"\"\"\uFD75\\n\uFD75\\\n x\"\"\" # \uFD75\n";
-    const QByteArray tables =
-        QByteArray("[t.u.v]\nx.y = 1.5\n") + QByteArray("[[w.x]]\n[w.x.y]\n").repeated(300);
+    const QByteArray texts = "b = \"" + QByteArray(1000, '.') + "\" # " + QByteArray(1000, '.')
+        + "\n"
+          "'"
+        + QByteArray(1000, '.')
+        + "' = 1\n"
+          "'好' = \"\"\"\uFD75\\n\uFD75\\\n x\"\"\" # \uFD75\n";
+    const QByteArray tables = QByteArray("[t.u.v]\nx.y = 1.5\n") + QByteArray("[[w.x]]\n[w.x.y]\n").repeated(300);
     EXPECT_EQ(outcome(numbers + texts + tables), numbers + texts + line + "\n" + tables);
 }
 
@@ -157,7 +164,11 @@ TEST(CodexConfig, PathIsWrittenAsATomlString)
 
 TEST(CodexConfig, ScannerReadsTheFirstArrayOfALine)
 {
-    struct ScanCase { QString line; QStringList elements; };
+    struct ScanCase
+    {
+        QString line;
+        QStringList elements;
+    };
     const ScanCase cases[] = {
         {u"notify = [\"a\", \"b\"]"_s, {u"a"_s, u"b"_s}},
         {u"['a' \"b\"'c'] # \"d\"]"_s, {u"a"_s, u"b"_s, u"c"_s}},

@@ -76,7 +76,14 @@ protected:
 
 TEST_F(HooksInstallerTest, ConstructionReplacesScriptsOnlyWhereAToolIsRegistered)
 {
-    struct Case { const char *name; QString file; QByteArray content; bool claude; bool codex; };
+    struct Case
+    {
+        const char *name;
+        QString file;
+        QByteArray content;
+        bool claude;
+        bool codex;
+    };
     const Case cases[] = {
         {"neither file", settings, "", false, false},
         {"mentioned anywhere in the settings", settings, "x tavvel-hook.sh", true, false},
@@ -127,9 +134,8 @@ TEST_F(HooksInstallerTest, EveryAssignmentIsAnnouncedBeforeItHappens)
 {
     HooksInstaller installer(environment());
     std::vector<std::string> seen;
-    QObject::connect(&installer, &HooksInstaller::objectWillChange, &installer, [&] {
-        seen.push_back(message(installer) + (installer.claudeInstalled() ? " yes" : " no"));
-    });
+    QObject::connect(&installer, &HooksInstaller::objectWillChange, &installer,
+                     [&] { seen.push_back(message(installer) + (installer.claudeInstalled() ? " yes" : " no")); });
     installer.installClaude();
     const std::string done = claudeDone;
     EXPECT_EQ(seen, (std::vector<std::string>{"- no", done + " no", done + " yes"}));
@@ -214,12 +220,12 @@ TEST_F(HooksInstallerTest, RefusedSettingsStayAsTheyAre)
         bool isRefreshed;
     };
     const Case cases[] = {
-        {"array", R"(["tavvel-hook.sh"])",
-         "你的 settings.json 不是常规格式，为避免弄坏它，这次没有改动。", false, false},
+        {"array", R"(["tavvel-hook.sh"])", "你的 settings.json 不是常规格式，为避免弄坏它，这次没有改动。", false,
+         false},
         {"hooks is an array", R"({"hooks":["tavvel-hook.sh"]})",
          "你的 settings.json 里 hooks 格式不常规，为安全起见没有改动。", true, false},
-        {"not JSON", "tavvel-hook.sh",
-         "接入失败：settings.json 第 1 行附近不是有效的 JSON，这次没有改动。", false, true},
+        {"not JSON", "tavvel-hook.sh", "接入失败：settings.json 第 1 行附近不是有效的 JSON，这次没有改动。", false,
+         true},
     };
     for (const Case &c : cases) {
         HooksInstaller installer(environment());

@@ -56,8 +56,9 @@ TEST_F(EventLogTest, HalfWrittenLastLineWaitsForItsLineFeed)
 
 TEST_F(EventLogTest, BlankAndBrokenLinesAreStepsOnTheWay)
 {
-    m_home.write(m_name, "\n" + line(1) + "\n\n" + "not json\n" + "{\"session_id\":5}\n" + QByteArray("\0\xff\n", 3)
-                             + QByteArray(100'000, '[') + "\n" + line(2));
+    m_home.write(m_name,
+                 "\n" + line(1) + "\n\n" + "not json\n" + "{\"session_id\":5}\n" + QByteArray("\0\xff\n", 3)
+                     + QByteArray(100'000, '[') + "\n" + line(2));
     EXPECT_EQ(readNow(), u"1 2"_s);
     EXPECT_EQ(offset(), QFileInfo(m_home.path(m_name)).size());
 }
@@ -101,7 +102,8 @@ TEST_F(EventLogTest, LongAndUnfinishedLinesNeedNoMemory)
     EXPECT_EQ(readNow(), u"2"_s);
 
     // Longer than a block, but not too long.
-    const QByteArray longLine = "{\"session_id\":\"3\",\"prompt\":\"" + QByteArray(3 * EventLog::blockBytes, 'x') + "\"}";
+    const QByteArray longLine =
+        "{\"session_id\":\"3\",\"prompt\":\"" + QByteArray(3 * EventLog::blockBytes, 'x') + "\"}";
     m_home.append(m_name, longLine);
     EXPECT_EQ(readNow(), u""_s);
     m_home.append(m_name, "\n" + line(4));
@@ -203,7 +205,8 @@ TEST_F(EventLogTest, EmptyingLosesNoLineOfABusyLog)
         const QByteArray path = QFile::encodeName(m_home.path(m_name));
         for (int i = 0; i < count; ++i) {
             const int log = ::open(path.constData(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
-            [[maybe_unused]] const auto written = ::write(log, line(i).constData(), static_cast<size_t>(line(i).size()));
+            [[maybe_unused]] const auto written =
+                ::write(log, line(i).constData(), static_cast<size_t>(line(i).size()));
             ::close(log);
         }
         isDone = true;

@@ -101,7 +101,8 @@ TEST_F(EventWatcherTest, ADeletedAndReplacedLogIsFollowedAgain)
 
     // By a rename over it; the new one is longer, so it goes on at the old position.
     m_home.write(u"other"_s, line(5) + line(6) + line(7));
-    ASSERT_EQ(::rename(QFile::encodeName(m_home.path(u"other"_s)).constData(), QFile::encodeName(m_path).constData()), 0);
+    ASSERT_EQ(::rename(QFile::encodeName(m_home.path(u"other"_s)).constData(), QFile::encodeName(m_path).constData()),
+              0);
     EXPECT_EQ(m_received.waitFor(5, withPoll), u"1 2 3 4 7"_s);
     m_home.append(m_name, line(8));
     EXPECT_EQ(m_received.waitFor(6, atOnce), u"1 2 3 4 7 8"_s);

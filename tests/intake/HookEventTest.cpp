@@ -41,8 +41,9 @@ TEST(HookEvent, ReadsTheEightKeysAndIgnoresAllOthers)
 TEST(HookEvent, AnotherTypeUnderOneKeyFailsTheWholeLine)
 {
     const QByteArray wrong[] = {
-        R"("session_id":1)", R"("hook_event_name":["Stop"])", R"("cwd":{})", R"("tool_name":true)", R"("prompt":1)",
-        R"("assistant":false)", R"("tool_input":"ls")", R"("tool_input":[1])", R"("tavvel_ts":"1")", R"("tavvel_ts":true)",
+        R"("session_id":1)",  R"("hook_event_name":["Stop"])", R"("cwd":{})",          R"("tool_name":true)",
+        R"("prompt":1)",      R"("assistant":false)",          R"("tool_input":"ls")", R"("tool_input":[1])",
+        R"("tavvel_ts":"1")", R"("tavvel_ts":true)",
     };
     for (const QByteArray &member : wrong)
         EXPECT_FALSE(HookEvent::decode(R"({"cwd":"/a",)" + member + "}")) << member.constData();
@@ -51,8 +52,17 @@ TEST(HookEvent, AnotherTypeUnderOneKeyFailsTheWholeLine)
 TEST(HookEvent, HostileLinesDoNotDecodeAndDoNoHarm)
 {
     const QByteArray lines[] = {
-        "", " ", "[]", "\"text\"", "1", "{", "{}x", "{\"cwd\":\"\xff\xfe\"}", "{\"cwd\":\"\xed\xa0\x80\"}",
-        QByteArray(200'000, '['), "{\"tool_input\":" + QByteArray(5000, '[') + QByteArray(5000, ']') + "}",
+        "",
+        " ",
+        "[]",
+        "\"text\"",
+        "1",
+        "{",
+        "{}x",
+        "{\"cwd\":\"\xff\xfe\"}",
+        "{\"cwd\":\"\xed\xa0\x80\"}",
+        QByteArray(200'000, '['),
+        "{\"tool_input\":" + QByteArray(5000, '[') + QByteArray(5000, ']') + "}",
     };
     for (const QByteArray &line : lines)
         EXPECT_FALSE(HookEvent::decode(line)) << line.left(40).constData();
@@ -70,7 +80,8 @@ TEST(HookEvent, TimesThatCannotBeStoredBecomeNow)
 
 TEST(HookEvent, LoneSurrogatesAndNulsAreReplaced)
 {
-    const auto event = HookEvent::decode(R"({"prompt":"a\ud83d b\u0000 \ud83d\ude00","tool_input":{"command":"\udc00"}})");
+    const auto event =
+        HookEvent::decode(R"({"prompt":"a\ud83d b\u0000 \ud83d\ude00","tool_input":{"command":"\udc00"}})");
     ASSERT_TRUE(event);
     EXPECT_EQ(event->prompt, u"a\uFFFD b\uFFFD 😀"_s);
     EXPECT_EQ(event->toolInputSummary(), u"\uFFFD"_s);
@@ -81,7 +92,9 @@ TEST(HookEvent, ToolInputKeepsJsonTypesApart)
     const auto event = HookEvent::decode(R"({"tool_input":{"t":true,"n":1,"s":"1","o":{"a":[null,2.5]}}})");
     ASSERT_TRUE(event && event->toolInput);
     const JSONValue::Object expected{
-        {u"t"_s, {true}}, {u"n"_s, {1.0}}, {u"s"_s, {u"1"_s}},
+        {u"t"_s, {true}},
+        {u"n"_s, {1.0}},
+        {u"s"_s, {u"1"_s}},
         {u"o"_s, {JSONValue::Object{{u"a"_s, {JSONValue::Array{{JSONValue::Null{}}, {2.5}}}}}}},
     };
     EXPECT_EQ(*event->toolInput, expected);
@@ -90,7 +103,8 @@ TEST(HookEvent, ToolInputKeepsJsonTypesApart)
 TEST(HookEvent, SummaryIsTheFirstTextThatIsNotEmpty)
 {
     const std::pair<QByteArray, std::optional<QString>> cases[] = {
-        {R"({"prompt":"p","description":"d","url":"u","pattern":"pa","path":"pt","file_path":"f","command":"c"})", u"c"_s},
+        {R"({"prompt":"p","description":"d","url":"u","pattern":"pa","path":"pt","file_path":"f","command":"c"})",
+         u"c"_s},
         {R"({"command":"","file_path":"/a/b"})", u"/a/b"_s},
         {R"({"command":"   ","file_path":"/a/b"})", std::nullopt},
         {R"({"command":5,"url":"http://x"})", u"http://x"_s},

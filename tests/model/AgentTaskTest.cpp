@@ -92,9 +92,11 @@ TEST(AgentTask, UrgencyFadingAndStucknessFollowIdStatusAndAge)
 TEST(AgentTask, ShortAgoNamesTheLargestWholeUnit)
 {
     const std::pair<qint64, QString> cases[] = {
-        {-120, u"刚刚"_s}, {0, u"刚刚"_s}, {59, u"刚刚"_s}, {60, u"1 分钟前"_s}, {3599, u"59 分钟前"_s},
-        {3600, u"1 小时前"_s}, {86'399, u"23 小时前"_s}, {86'400, u"1 天前"_s}, {950'399, u"10 天前"_s},
-        {86'400LL * 2000, u"2000 天前"_s},
+        {-120, u"刚刚"_s},        {0, u"刚刚"_s},
+        {59, u"刚刚"_s},          {60, u"1 分钟前"_s},
+        {3599, u"59 分钟前"_s},   {3600, u"1 小时前"_s},
+        {86'399, u"23 小时前"_s}, {86'400, u"1 天前"_s},
+        {950'399, u"10 天前"_s},  {86'400LL * 2000, u"2000 天前"_s},
     };
     for (const auto &[seconds, text] : cases)
         EXPECT_EQ(shortAgo(now.addSecs(-seconds), now), text);
@@ -130,13 +132,22 @@ TEST(AgentTask, UnfitRecordsAreNotRead)
         EXPECT_FALSE(agentTaskFrom(changed(key, 7)));
     }
     const std::pair<QString, QJsonValue> cases[] = {
-        {u"status"_s, u"Waiting"_s}, {u"source"_s, u"claude"_s}, {u"tags"_s, QJsonArray{u"a"_s, 1}},
-        {u"needsApproval"_s, u"true"_s}, {u"titleEdited"_s, 1}, {u"waitingReason"_s, 1},
-        {u"updatedAt"_s, u"2026-03-07T09:41:05.250Z"_s}, {u"updatedAt"_s, u"2026-03-07T09:41:05+00:00"_s},
-        {u"updatedAt"_s, u"2026-03-07 09:41:05Z"_s}, {u"updatedAt"_s, u"2026-02-30T09:41:05Z"_s},
-        {u"updatedAt"_s, u"2026/03/07T09:41:05Z"_s}, {u"updatedAt"_s, u"2026-03-07T24:00:00Z"_s},
-        {u"updatedAt"_s, u"2026-03-07T09:41.05Z"_s}, {u"updatedAt"_s, u"２026-03-07T09:41:05Z"_s},
-        {u"updatedAt"_s, u"0000-03-07T09:41:05Z"_s}, {u"updatedAt"_s, u"2026-03-07T09:41:05z"_s},
+        {u"status"_s, u"Waiting"_s},
+        {u"source"_s, u"claude"_s},
+        {u"tags"_s, QJsonArray{u"a"_s, 1}},
+        {u"needsApproval"_s, u"true"_s},
+        {u"titleEdited"_s, 1},
+        {u"waitingReason"_s, 1},
+        {u"updatedAt"_s, u"2026-03-07T09:41:05.250Z"_s},
+        {u"updatedAt"_s, u"2026-03-07T09:41:05+00:00"_s},
+        {u"updatedAt"_s, u"2026-03-07 09:41:05Z"_s},
+        {u"updatedAt"_s, u"2026-02-30T09:41:05Z"_s},
+        {u"updatedAt"_s, u"2026/03/07T09:41:05Z"_s},
+        {u"updatedAt"_s, u"2026-03-07T24:00:00Z"_s},
+        {u"updatedAt"_s, u"2026-03-07T09:41.05Z"_s},
+        {u"updatedAt"_s, u"２026-03-07T09:41:05Z"_s},
+        {u"updatedAt"_s, u"0000-03-07T09:41:05Z"_s},
+        {u"updatedAt"_s, u"2026-03-07T09:41:05z"_s},
     };
     for (const auto &[key, value] : cases)
         EXPECT_FALSE(agentTaskFrom(changed(key, value))) << qPrintable(key + u' ' + value.toVariant().toString());

@@ -22,7 +22,8 @@ ProjectGroup group(const QString &letters)
         line.needsApproval = letter == u'a';
         line.updatedAt = now.addSecs(letter == u'f' ? -7200 : -600);
         switch (letter.unicode()) {
-        case 'r': case 'R': line.status = AgentTaskStatus::running; break;
+        case 'r':
+        case 'R': line.status = AgentTaskStatus::running; break;
         case 's': line.status = AgentTaskStatus::shelved; break;
         case 'd': line.status = AgentTaskStatus::done; break;
         default: line.status = AgentTaskStatus::waiting;

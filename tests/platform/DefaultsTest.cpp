@@ -31,8 +31,9 @@ TEST_F(DefaultsTest, EachWriteIsInTheFileAndAnotherReaderUnderstandsIt)
     m_defaults.setBoolean(u"miniBoardEnabled"_s, true);
     m_defaults.setNumber(u"tavvel.events.offset"_s, 9'007'199'254'740'991.0, Files::Flush::Later);
     m_defaults.setNumbers(u"miniBoardOrigin"_s, {-100.5, 200});
-    EXPECT_EQ(m_home.read(m_file), "[General]\nminiBoardOrigin=-100.5, 200\ntavvel.events.offset=9007199254740991\n"
-                                   "miniBoardEnabled=true\n");
+    EXPECT_EQ(m_home.read(m_file),
+              "[General]\nminiBoardOrigin=-100.5, 200\ntavvel.events.offset=9007199254740991\n"
+              "miniBoardEnabled=true\n");
     const QSettings other(m_home.path(m_file), QSettings::IniFormat);
     EXPECT_TRUE(other.value(u"miniBoardEnabled"_s).toBool());
     EXPECT_EQ(other.value(u"tavvel.events.offset"_s).toLongLong(), 9'007'199'254'740'991);
@@ -52,7 +53,8 @@ TEST_F(DefaultsTest, LinesOfOthersKeepTheirBytes)
     EXPECT_EQ(m_defaults.number(u"top"_s), 1.0);
     m_defaults.setNumber(u"key"_s, 5);
     m_defaults.setBoolean(u"new"_s, true);
-    EXPECT_EQ(m_home.read(m_file), "; mine\ntop=1\n[Other]\nkey=2\n\n[General]\nnew=true\nkey=5\nodd line\r\n[Last]\nkey=4\n");
+    EXPECT_EQ(m_home.read(m_file),
+              "; mine\ntop=1\n[Other]\nkey=2\n\n[General]\nnew=true\nkey=5\nodd line\r\n[Last]\nkey=4\n");
 }
 
 TEST_F(DefaultsTest, ChangesOfOthersCountFromTheNextCallOn)

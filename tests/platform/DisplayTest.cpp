@@ -128,8 +128,7 @@ TEST(Display, ChoosesAPlatformThatWillStart)
     };
     // Plugins of our own choice: any will do, none is ever started.
     QTemporaryDir plugins;
-    const QString offscreen =
-        QLibraryInfo::path(QLibraryInfo::PluginsPath) + u"/platforms/libqoffscreen.so"_s;
+    const QString offscreen = QLibraryInfo::path(QLibraryInfo::PluginsPath) + u"/platforms/libqoffscreen.so"_s;
     for (const QString &name : {u"xcb"_s, u"wayland-generic"_s, u"offscreen"_s, u"linuxfb"_s})
         ASSERT_TRUE(QFile::link(offscreen, plugins.filePath(u"libq%1.so"_s.arg(name))));
 

@@ -34,7 +34,8 @@ protected:
         return QDir(m_home.path(directory)).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
     }
 
-    Outcome<void> replace(const QString &file, const QByteArray &content, const Files::ReplaceOptions &options = {}) const
+    Outcome<void> replace(const QString &file, const QByteArray &content,
+                          const Files::ReplaceOptions &options = {}) const
     {
         return Files::replace(m_home.path(file), content, options);
     }
@@ -90,9 +91,9 @@ TEST_F(FilesTest, FailuresLeaveTheOldFileAndNothingElse)
     ::chmod(QFile::encodeName(m_home.path()).constData(), 0777);
     ASSERT_EQ(::mkfifo(name(u"fifo"_s).constData(), 0600), 0);
     const std::pair<QString, int> cases[] = {
-        {u"folder/file"_s, EACCES},  {u"folder/new"_s, EACCES},      {u"protected"_s, EACCES},
-        {u"folder"_s, EISDIR},       {u"missing/file"_s, ENOENT},    {u"protected/file"_s, ENOTDIR},
-        {u"fifo"_s, EINVAL},         {QString(300, u'n'), ENAMETOOLONG},
+        {u"folder/file"_s, EACCES}, {u"folder/new"_s, EACCES},          {u"protected"_s, EACCES},
+        {u"folder"_s, EISDIR},      {u"missing/file"_s, ENOENT},        {u"protected/file"_s, ENOTDIR},
+        {u"fifo"_s, EINVAL},        {QString(300, u'n'), ENAMETOOLONG},
     };
     const QStringList before = entries();
     {
@@ -132,7 +133,9 @@ TEST_F(FilesTest, AReaderSeesOneWholeFileWhileSeveralProcessesReplaceIt)
             int failures = 0;
             for (int round = 0; round < rounds; ++round)
                 failures += replace(u"file"_s, QByteArray(50'000 + i, static_cast<char>('a' + i)),
-                                    {.flush = Files::Flush::Later}) ? 0 : 1;
+                                    {.flush = Files::Flush::Later})
+                    ? 0
+                    : 1;
             ::_exit(failures);
         }
     }
@@ -158,7 +161,8 @@ TEST_F(FilesTest, ReadingIsBoundedAndTakesOnlyRegularFiles)
     m_home.write(u"file"_s, "12345");
     EXPECT_EQ(Files::read(m_home.path(u"file"_s), 5).value(), "12345");
     ASSERT_EQ(::mkfifo(name(u"fifo"_s).constData(), 0600), 0);
-    const std::pair<QString, int> cases[] = {{u"file"_s, EFBIG}, {u"fifo"_s, EINVAL}, {u"."_s, EISDIR}, {u"none"_s, ENOENT}};
+    const std::pair<QString, int> cases[] = {
+        {u"file"_s, EFBIG}, {u"fifo"_s, EINVAL}, {u"."_s, EISDIR}, {u"none"_s, ENOENT}};
     for (const auto &[file, code] : cases) {
         const Outcome<QByteArray> content = Files::read(m_home.path(file), 4);
         ASSERT_FALSE(content) << qPrintable(file);

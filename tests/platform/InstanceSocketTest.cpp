@@ -53,7 +53,7 @@ TEST_F(InstanceSocketTest, HandsTheWordOnAtAPathOfAnyLength)
         EXPECT_FALSE(ask(path, QByteArray(InstanceSocket::longestWord + 1, 'x')));
         EXPECT_EQ(m_words, (QList<QByteArray>{"open", QByteArray(InstanceSocket::longestWord, 'x')}));
 
-        struct stat status{};
+        struct stat status = {};
         ASSERT_EQ(::stat(QFile::encodeName(path).constData(), &status), 0);
         EXPECT_EQ(status.st_mode & 0777, 0600u);
         ASSERT_EQ(::stat(QFile::encodeName(QFileInfo(path).path()).constData(), &status), 0);

@@ -10,7 +10,7 @@ using Handler = void (*)(int);
 
 Handler handlerOf(int number)
 {
-    struct sigaction action{};
+    struct sigaction action = {};
     ::sigaction(number, nullptr, &action);
     return action.sa_handler;
 }

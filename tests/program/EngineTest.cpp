@@ -35,7 +35,8 @@ protected:
 
     virtual QString home() const { return m_home.path(); }
 
-    std::unique_ptr<QProcess> start(const QStringList &arguments = {}, const QString &program = QStringLiteral(PLUMTIDE_PROGRAM))
+    std::unique_ptr<QProcess> start(const QStringList &arguments = {},
+                                    const QString &program = QStringLiteral(PLUMTIDE_PROGRAM))
     {
         auto process = std::make_unique<QProcess>();
         process->setProcessEnvironment(environment());
@@ -133,15 +134,22 @@ QString brief(const AgentTask &line)
     QStringList entries;
     for (const QString &entry : line.recentEvents)
         entries.append(entry.sliced(6));
-    return QStringList{line.id.left(11), storedText(line.source), line.project, storedText(line.status), line.title,
-                       line.currentState, line.waitingReason.value_or(u"-"_s), entries.join(u" / "_s)}
+    return QStringList{line.id.left(11),
+                       storedText(line.source),
+                       line.project,
+                       storedText(line.status),
+                       line.title,
+                       line.currentState,
+                       line.waitingReason.value_or(u"-"_s),
+                       entries.join(u" / "_s)}
         .join(u" | "_s);
 }
 
 QByteArray event(const QByteArray &session, const QByteArray &name, int number)
 {
-    return R"({"session_id":")" + session + R"(","hook_event_name":")" + name + R"(","cwd":"/p/shop","prompt":"prompt number )"
-        + QByteArray::number(number) + R"(","tavvel_ts":)" + QByteArray::number(1'795'520'000 + number) + "}\n";
+    return R"({"session_id":")" + session + R"(","hook_event_name":")" + name
+        + R"(","cwd":"/p/shop","prompt":"prompt number )" + QByteArray::number(number) + R"(","tavvel_ts":)"
+        + QByteArray::number(1'795'520'000 + number) + "}\n";
 }
 
 } // namespace
@@ -151,13 +159,15 @@ TEST_F(EngineTest, RecordedSessionsOfBothToolsBecomeTheRightBoardLiveAndAfterARe
     m_home.write(u".codex/config.toml"_s, "model = \"x\"\n");
     std::unique_ptr<QProcess> program = start();
     const QByteArray printed = run({u"--install-hooks"_s});
-    EXPECT_EQ(printed, "Claude Code 接好了。重新打开一个会话，再发一条消息就能看到。\nCodex 接好了，重启 Codex 后就生效。\n");
+    EXPECT_EQ(printed,
+              "Claude Code 接好了。重新打开一个会话，再发一条消息就能看到。\nCodex 接好了，重启 Codex 后就生效。\n");
 
     // All payloads of one session in their order; the tool runs only the registered events.
-    const QStringList registered{u"SessionStart"_s, u"UserPromptSubmit"_s, u"PermissionRequest"_s,
-                                 u"PostToolUse"_s,  u"Stop"_s,             u"SessionEnd"_s};
+    const QStringList registered{u"SessionStart"_s, u"UserPromptSubmit"_s, u"PermissionRequest"_s, u"PostToolUse"_s,
+                                 u"Stop"_s,         u"SessionEnd"_s};
     const QString command = hookCommand();
-    const QStringList sessions = QDir(recordings + u"/claude"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
+    const QStringList sessions =
+        QDir(recordings + u"/claude"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
     ASSERT_GE(sessions.size(), 10);
     for (const QString &session : sessions) {
         const QDir directory(recordings + u"/claude/"_s + session);
@@ -218,7 +228,8 @@ TEST_F(EngineTest, KilledAtRandomMomentsOfABurstTheFileIsWholeAndTheNextStartGoe
         std::unique_ptr<QProcess> program = start();
         QByteArray burst;
         for (int i = 0; i < 400; ++i, ++number)
-            burst += event("S" + QByteArray::number(number % sessions), number % 3 ? "PostToolUse" : "UserPromptSubmit", number);
+            burst += event("S" + QByteArray::number(number % sessions), number % 3 ? "PostToolUse" : "UserPromptSubmit",
+                           number);
         m_home.append(u".tavvel/events.jsonl"_s, burst);
         // Some while it starts, most while it works.
         const double before = offset();
@@ -243,8 +254,9 @@ TEST_F(EngineTest, KilledAtRandomMomentsOfABurstTheFileIsWholeAndTheNextStartGoe
     std::unique_ptr<QProcess> program = start();
     EXPECT_TRUE(waitUntil([&] {
         const QList<AgentTask> lines = stored();
-        return lines.size() == sessions
-            && std::all_of(lines.begin(), lines.end(), [](const AgentTask &line) { return line.status == AgentTaskStatus::done; });
+        return lines.size() == sessions && std::all_of(lines.begin(), lines.end(), [](const AgentTask &line) {
+                   return line.status == AgentTaskStatus::done;
+               });
     }));
     end(*program);
     EXPECT_TRUE(hasReadAll());
@@ -295,9 +307,11 @@ TEST_F(EngineTest, EndsCleanlyOnEachSignalAndSaysThatThereIsNoDisplay)
     for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
         std::unique_ptr<QProcess> program = start();
         m_home.append(u".tavvel/events.jsonl"_s, event("S" + QByteArray::number(signal), "UserPromptSubmit", signal));
-        ASSERT_TRUE(waitUntil([&] { return !stored().isEmpty() && stored().last().id == u"cc-S"_s + QString::number(signal); }));
+        ASSERT_TRUE(waitUntil(
+            [&] { return !stored().isEmpty() && stored().last().id == u"cc-S"_s + QString::number(signal); }));
         end(*program, signal);
-        EXPECT_EQ(program->readAllStandardError(), QStringLiteral("Plumtide: 没有可用的图形界面，在后台继续运行，不显示窗口。\n").toUtf8());
+        EXPECT_EQ(program->readAllStandardError(),
+                  QStringLiteral("Plumtide: 没有可用的图形界面，在后台继续运行，不显示窗口。\n").toUtf8());
     }
 }
 
@@ -376,10 +390,12 @@ TEST_P(OddHomeTest, HooksWorkWhateverTheHomeIsCalled)
     ASSERT_TRUE(QDir().mkpath(home()));
     std::unique_ptr<QProcess> program = start();
     run({u"--install-hooks"_s});
-    runHook(hookCommand(), R"({"session_id":"S","hook_event_name":"UserPromptSubmit","cwd":"/p/shop","prompt":"hello there"})");
+    runHook(hookCommand(),
+            R"({"session_id":"S","hook_event_name":"UserPromptSubmit","cwd":"/p/shop","prompt":"hello there"})");
     EXPECT_TRUE(waitUntil([&] { return stored().size() == 1; })) << qPrintable(hookCommand());
     end(*program);
 }
 
 INSTANTIATE_TEST_SUITE_P(Names, OddHomeTest,
-                         testing::Values("plain", "with space", "it's", "(paren)", "$HOME", "a\"b", "back\\slash", "家"));
+                         testing::Values("plain", "with space", "it's", "(paren)", "$HOME", "a\"b", "back\\slash",
+                                         "家"));

@@ -28,14 +28,14 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qsizetype longestLine = 4096;    // bytes with the line feed: what every awk writes at once
+constexpr qsizetype longestLine = 4096; // bytes with the line feed: what every awk writes at once
 
 struct Combination
 {
     const char *shell;
     const char *shellArgument;
     const char *awk;
-    size_t share = 0;    // of the recordings: each combination gets a tenth of them, to save time
+    size_t share = 0; // of the recordings: each combination gets a tenth of them, to save time
 };
 constexpr size_t shares = 10;
 
@@ -76,8 +76,8 @@ QJsonObject logged(const QJsonObject &payload)
             line[key] = payload[key];
     if (payload[u"tool_input"].isObject()) {
         QJsonObject input;
-        for (const auto &key : {u"command"_s, u"file_path"_s, u"path"_s, u"pattern"_s, u"url"_s,
-                                u"description"_s, u"prompt"_s})
+        for (const auto &key :
+             {u"command"_s, u"file_path"_s, u"path"_s, u"pattern"_s, u"url"_s, u"description"_s, u"prompt"_s})
             if (payload[u"tool_input"][key].isString())
                 input[key] = payload[u"tool_input"][key];
         line[u"tool_input"_s] = input;
@@ -119,8 +119,7 @@ protected:
         ASSERT_EQ(chmod(QFile::encodeName(path), 0755), 0);
     }
 
-    std::unique_ptr<QProcess> start(const QString &script, const QStringList &arguments,
-                                    const QByteArray &input)
+    std::unique_ptr<QProcess> start(const QString &script, const QStringList &arguments, const QByteArray &input)
     {
         auto process = std::make_unique<QProcess>();
         process->setProcessEnvironment(m_environment);
@@ -147,10 +146,7 @@ protected:
     }
 
     void claude(const QByteArray &payload) { finish(*start(m_hooks + u"/tavvel-hook.sh"_s, {}, payload)); }
-    void codex(const QStringList &arguments)
-    {
-        finish(*start(m_hooks + u"/codex-notify.sh"_s, arguments, {}));
-    }
+    void codex(const QStringList &arguments) { finish(*start(m_hooks + u"/codex-notify.sh"_s, arguments, {})); }
 
     /// The lines logged since the last call, each checked for form and time and without the latter.
     std::vector<QJsonObject> takeLines()
@@ -198,18 +194,17 @@ TEST_P(HookScripts, LogsTheMembersTheBoardReadsOfOneJsonObject)
     {
         const char *name;
         QByteArray payload;
-        const char *line = nullptr;    // nothing is logged
+        const char *line = nullptr; // nothing is logged
     } cases[] = {
         {"empty object", " {}\r\n", "{}"},
-        {"laid out over lines with CRLF",
-         "{\r\n\t\"session_id\" : \"s\",\r\n \"x\": [ 1, -2.5e+3, null ]\r\n}\r\n", R"({"session_id":"s"})"},
+        {"laid out over lines with CRLF", "{\r\n\t\"session_id\" : \"s\",\r\n \"x\": [ 1, -2.5e+3, null ]\r\n}\r\n",
+         R"({"session_id":"s"})"},
         {"the same names deeper down",
          R"({"tool_response":{"cwd":"no","tool_input":{"url":"no"}},"x":[{"cwd":"no"}],)"
          R"("tool_input":{"deep":{"path":"no"},"list":[{"url":"no"}],"url":"u","old":"no"}})",
          R"({"tool_input":{"url":"u"}})"},
         {"a name that looks like a path", R"({"tool_input.url":"no"})", "{}"},
-        {"quotes, braces and backslashes in texts",
-         R"({"prompt":"{\"a\":[\\","x":"\\\"}","assistant":"\\\\\""})",
+        {"quotes, braces and backslashes in texts", R"({"prompt":"{\"a\":[\\","x":"\\\"}","assistant":"\\\\\""})",
          R"({"prompt":"{\"a\":[\\","assistant":"\\\\\""})"},
         {"names with escapes", R"({"\u0063w\u0064":"/a","\\u0063wd":"no"})", R"({"cwd":"/a"})"},
         {"a time of its own", R"({"tavvel_ts":1,"cwd":""})", R"({"cwd":""})"},
@@ -217,8 +212,7 @@ TEST_P(HookScripts, LogsTheMembersTheBoardReadsOfOneJsonObject)
          R"({"cwd":"no","tool_input":{"url":"no"},"cwd":"/b","tool_name":"no","tool_name":1,)"
          R"("tool_input":{"path":"no","path":"p"}})",
          R"({"cwd":"/b","tool_input":{"path":"p"}})"},
-        {"other types are left out",
-         R"({"session_id":5,"prompt":null,"tool_input":["command"],"cwd":["/a"]})", "{}"},
+        {"other types are left out", R"({"session_id":5,"prompt":null,"tool_input":["command"],"cwd":["/a"]})", "{}"},
         {"only texts of the tool input", R"({"tool_input":{"command":1,"path":"","url":{"path":"no"}}})",
          R"({"tool_input":{"path":""}})"},
         {"a lone surrogate and other text", R"({"prompt":"\ud83d","assistant":"你好 \u00e9"})",
@@ -267,7 +261,7 @@ TEST_P(HookScripts, ManyAtOnceEachLogOneWholeLine)
         if (i % shares == GetParam().share)
             std::swap(payloads[i / shares], payloads[i]);
     payloads.resize(payloads.size() / shares);
-    while (payloads.size() < 40)    // the rest gives lines of nearly the greatest length
+    while (payloads.size() < 40) // the rest gives lines of nearly the greatest length
         payloads.push_back(R"({"prompt":")" + QByteArray(2000, 'p') + R"(","cwd":")" + QByteArray(1900, 'c')
                            + R"(","tool_response":")" + QByteArray(20'000, 'r') + "\"}\n");
     std::vector<QByteArray> expected, actual;
@@ -292,8 +286,7 @@ TEST_P(HookScripts, LongTextsAreCutBetweenCharacters)
     const QStringList inputs{u"command"_s, u"file_path"_s,   u"path"_s,  u"pattern"_s,
                              u"url"_s,     u"description"_s, u"prompt"_s};
     const QStringList others{u"session_id"_s, u"tool_name"_s, u"prompt"_s, u"assistant"_s, u"cwd"_s};
-    for (const char *character :
-         {"x", "é", "中", "🎉", R"(\u4e2d)", R"(\ud83c\udf89)", R"(\")", R"(\\)", R"(\/)"}) {
+    for (const char *character : {"x", "é", "中", "🎉", R"(\u4e2d)", R"(\ud83c\udf89)", R"(\")", R"(\\)", R"(\/)"}) {
         SCOPED_TRACE(character);
         QByteArray payload = R"({"tool_input":{"x":"")";
         const auto add = [&](const QString &name) {
@@ -337,7 +330,7 @@ TEST_P(HookScripts, MegabytesLeaveAShortPrivateLineQuickly)
              R"({"x":")" + backslashes + R"( \"","cwd":"/)" + backslashes + R"( \"/shop"})",
          }) {
         claude(payload);
-        struct stat status{};
+        struct stat status = {};
         ASSERT_EQ(stat(QFile::encodeName(m_log), &status), 0);
         EXPECT_EQ(status.st_mode & 07777, 0600u);
         EXPECT_LE(status.st_size, longestLine);
@@ -345,7 +338,7 @@ TEST_P(HookScripts, MegabytesLeaveAShortPrivateLineQuickly)
         ASSERT_EQ(lines.size(), 1u);
         EXPECT_TRUE(lines[0][u"cwd"].toString().endsWith(u"/shop"));
     }
-    EXPECT_LT(timer.elapsed(), 15'000);                 // normally about one second
+    EXPECT_LT(timer.elapsed(), 15'000); // normally about one second
 }
 
 TEST_P(HookScripts, BytesThatAreNotUtf8StayWithinTheBound)
@@ -372,7 +365,7 @@ TEST_P(HookScripts, FindTheirDataDirectory)
     };
     run(m_hooks, std::nullopt);
     run(m_hooks, home);
-    EXPECT_EQ(takeLines().size(), 2u);                  // deployed: beside the script, whatever HOME says
+    EXPECT_EQ(takeLines().size(), 2u); // deployed: beside the script, whatever HOME says
     EXPECT_FALSE(QFile::exists(home + u"/.tavvel"_s));
     for (const auto &odd : {std::optional<QString>(), std::optional(u""_s), std::optional(u"relative"_s)})
         run(elsewhere, odd);
@@ -411,13 +404,13 @@ TEST_P(HookScripts, SurviveALogThatCannotBeWritten)
 TEST_P(HookScripts, AFullDiskDoesNotCostTheNextEvent)
 {
     const QByteArray payload = R"({"cwd":"/)" + QByteArray(200, 'a') + "\"}\n";
-    m_fileSizeLimit = 50;                               // bytes: half of the line fits
+    m_fileSizeLimit = 50; // bytes: half of the line fits
     claude(payload);
     ASSERT_EQ(contents(m_log).size(), 50);
     m_fileSizeLimit = RLIM_INFINITY;
     claude(payload);
     claude(payload);
-    const auto lines = contents(m_log).split('\n');     // half a line, two whole ones, what follows the last
+    const auto lines = contents(m_log).split('\n'); // half a line, two whole ones, what follows the last
     ASSERT_EQ(lines.size(), 4);
     EXPECT_EQ(object(lines[1])[u"cwd"], object(payload)[u"cwd"]);
     EXPECT_EQ(object(lines[2])[u"cwd"], object(payload)[u"cwd"]);
@@ -438,10 +431,9 @@ TEST_P(HookScripts, LogTheTurnsOfTheUserInCodex)
     const QString otherType = QString(turn).replace(u"agent-turn-complete"_s, u"approval-requested"_s);
     const QString noClient = QString(turn).replace(u"\"client\":\"c\","_s, QString());
     const QString noReply = QString(turn).replace(u"\"Done \\\\n\""_s, u"null"_s);
-    const QString title = QString(turn).replace(
-        u"[\"first\",\"the"_s, u"[\"Generate a concise, single-line task title of at most"_s);
-    const QString aboutTitles = QString(turn).replace(
-        u"\"the"_s, u"\"Generate a concise, single-line task title"_s);
+    const QString title =
+        QString(turn).replace(u"[\"first\",\"the"_s, u"[\"Generate a concise, single-line task title of at most"_s);
+    const QString aboutTitles = QString(turn).replace(u"\"the"_s, u"\"Generate a concise, single-line task title"_s);
     auto line = object(R"({"hook_event_name":"CodexTurnComplete","session_id":"t","cwd":"/a",)"
                        R"("prompt":"the \"last\"\n%s","assistant":"Done \\n"})");
     auto lineWithoutReply = line, titlesLine = line;
@@ -452,7 +444,7 @@ TEST_P(HookScripts, LogTheTurnsOfTheUserInCodex)
     {
         const char *name;
         QString json;
-        std::optional<qint64> seenAgo;    // seconds since a turn named a client
+        std::optional<qint64> seenAgo; // seconds since a turn named a client
         std::optional<QJsonObject> line;
     } cases[] = {
         {"old Codex that never names a client", noClient, {}, line},

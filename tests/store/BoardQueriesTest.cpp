@@ -106,8 +106,9 @@ TEST_F(BoardQueriesTest, LinesInsideAProjectByRankThenTime)
               {u"cc-twin2"_s, u"a"_s, running, 8},
               {u"cc-done"_s, u"a"_s, done, 1}});
     ASSERT_EQ(store().projectGroups().size(), 1);
-    EXPECT_EQ(ids(store().projectGroups().first().lines),
-              u"cc-approval-new cc-approval-old cc-reply-old cc-reply-new cc-running cc-twin1 cc-twin2 cc-shelved cc-faded"_s);
+    EXPECT_EQ(
+        ids(store().projectGroups().first().lines),
+        u"cc-approval-new cc-approval-old cc-reply-old cc-reply-new cc-running cc-twin1 cc-twin2 cc-shelved cc-faded"_s);
 }
 
 TEST_F(BoardQueriesTest, GroupsOfASectionUrgentFirstThenNewestThenByName)
@@ -129,7 +130,8 @@ TEST_F(BoardQueriesTest, GroupsOfASectionUrgentFirstThenNewestThenByName)
 TEST_F(BoardQueriesTest, EditsByHandKeepPlacesAndOtherFields)
 {
     apply("PermissionRequest", R"("tool_name":"Bash")");
-    setLines({{u"first"_s, u"a"_s, waiting, 1}, {u"cc-S"_s, u"a"_s, waiting, 1, true}, {u"last"_s, u"a"_s, waiting, 1}});
+    setLines(
+        {{u"first"_s, u"a"_s, waiting, 1}, {u"cc-S"_s, u"a"_s, waiting, 1, true}, {u"last"_s, u"a"_s, waiting, 1}});
     AgentTask edited = line();
     edited.waitingReason = u"等你确认：Bash"_s;
     edited.updatedAt = QDateTime();

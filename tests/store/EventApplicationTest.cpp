@@ -52,8 +52,9 @@ TEST_F(EventApplicationTest, AWholeClaudeCodeSession)
         EXPECT_EQ(line().updatedAt, m_home.now);
         EXPECT_EQ(stored().size(), 1);
     }
-    EXPECT_EQ(line().recentEvents, (QList<QString>{u"10:00 你说：add a login page"_s,
-                                                   u"10:02 请求审批 Bash — npm install"_s, u"10:30 会话结束"_s}));
+    EXPECT_EQ(line().recentEvents,
+              (QList<QString>{u"10:00 你说：add a login page"_s, u"10:02 请求审批 Bash — npm install"_s,
+                              u"10:30 会话结束"_s}));
     EXPECT_EQ(line().title, u"add a login page"_s);
     EXPECT_EQ(line().project, u"shop"_s);
     EXPECT_EQ(line().source, TaskSource::claude);
@@ -72,7 +73,8 @@ TEST_F(EventApplicationTest, ACodexTurnMakesItsLineAndFollowsItsPrompt)
     EXPECT_EQ(codex.needsApproval, false);
     apply("CodexTurnComplete", R"("prompt":"now the tests")");
     EXPECT_EQ(line(u"cx-S"_s).title, u"now the tests"_s);
-    EXPECT_EQ(entries(line(u"cx-S"_s)), (QStringList{u"Codex 回了：改好了： 1. login ✅"_s, u"Codex 回了：（无内容）"_s}));
+    EXPECT_EQ(entries(line(u"cx-S"_s)),
+              (QStringList{u"Codex 回了：改好了： 1. login ✅"_s, u"Codex 回了：（无内容）"_s}));
     EXPECT_TRUE(store().hasSeenCodexEvent());
     EXPECT_FALSE(store().hasSeenClaudeEvent());
     // The same id at the other tool is another session.
@@ -88,7 +90,8 @@ TEST_F(EventApplicationTest, TitlesComeFromPromptsThatSaySomething)
         {R"("prompt":"hi")", u"shop"_s, u"hi"_s},
         {R"("prompt":"1234")", u"shop"_s, u"1234"_s},
         {R"("prompt":"12345")", u"12345"_s, u"12345"_s},
-        {R"("prompt":"👨‍👩‍👧‍👦👨‍👩‍👧‍👦")", u"shop"_s, u"👨‍👩‍👧‍👦👨‍👩‍👧‍👦"_s},
+        {R"("prompt":"👨‍👩‍👧‍👦👨‍👩‍👧‍👦")", u"shop"_s,
+         u"👨‍👩‍👧‍👦👨‍👩‍👧‍👦"_s},
         {R"("prompt":"  1234  ")", u"shop"_s, u"1234"_s},
         {R"("prompt":"You are a helpful assistant. Do it")", u"shop"_s, u"You are a helpful assistant. Do it"_s},
         {R"("prompt":")" + long36 + "y\"", QString::fromUtf8(long36) + u'…', QString::fromUtf8(long36) + u'…'},
@@ -107,8 +110,9 @@ TEST_F(EventApplicationTest, TitlesComeFromPromptsThatSaySomething)
 TEST_F(EventApplicationTest, TheProjectIsTheLastPartOfTheFolder)
 {
     const std::pair<QByteArray, QString> cases[] = {
-        {R"("cwd":"/home/u/shop")", u"shop"_s}, {R"("cwd":"/home/u/shop//")", u"shop"_s}, {R"("cwd":"shop")", u"shop"_s},
-        {R"("cwd":"/")", u"/"_s}, {R"("cwd":"")", u"未知项目"_s}, {R"("cwd":null)", u"未知项目"_s},
+        {R"("cwd":"/home/u/shop")", u"shop"_s}, {R"("cwd":"/home/u/shop//")", u"shop"_s},
+        {R"("cwd":"shop")", u"shop"_s},         {R"("cwd":"/")", u"/"_s},
+        {R"("cwd":"")", u"未知项目"_s},         {R"("cwd":null)", u"未知项目"_s},
     };
     for (const auto &[cwd, project] : cases) {
         store().setTasks({});

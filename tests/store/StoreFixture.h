@@ -66,8 +66,10 @@ protected:
 
     HookEvent event(const QByteArray &name, const QByteArray &members = {}) const
     {
-        const QByteArray time = QByteArray::number(static_cast<double>(m_home.now.toMSecsSinceEpoch()) / 1000.0, 'f', 3);
-        QByteArray line = R"({"session_id":"S","cwd":"/home/u/shop","hook_event_name":")" + name + R"(","tavvel_ts":)" + time;
+        const QByteArray time =
+            QByteArray::number(static_cast<double>(m_home.now.toMSecsSinceEpoch()) / 1000.0, 'f', 3);
+        QByteArray line =
+            R"({"session_id":"S","cwd":"/home/u/shop","hook_event_name":")" + name + R"(","tavvel_ts":)" + time;
         if (!members.isEmpty())
             line += "," + members;
         const std::optional<HookEvent> decoded = HookEvent::decode(line + "}");

@@ -83,9 +83,19 @@ TEST_F(SweepTest, RecordsThatSayNothingCloseNothing)
 {
     addRecord("real.json", R"({"sessionId":"S1","pid":4242})");
     const QByteArray useless[] = {
-        "", "[]", "null", "{", R"({"sessionId":"S"})", R"({"pid":1})", R"({"sessionId":5,"pid":10})",
-        R"({"sessionId":"S","pid":"10"})", R"({"sessionId":"S","pid":10.5})", R"({"sessionId":"S","pid":0})",
-        R"({"sessionId":"S","pid":-1})", R"({"sessionId":"S","pid":4294967297})", R"({"sessionId":"S","pid":1e300})",
+        "",
+        "[]",
+        "null",
+        "{",
+        R"({"sessionId":"S"})",
+        R"({"pid":1})",
+        R"({"sessionId":5,"pid":10})",
+        R"({"sessionId":"S","pid":"10"})",
+        R"({"sessionId":"S","pid":10.5})",
+        R"({"sessionId":"S","pid":0})",
+        R"({"sessionId":"S","pid":-1})",
+        R"({"sessionId":"S","pid":4294967297})",
+        R"({"sessionId":"S","pid":1e300})",
         R"({"sessionId":"S","pid":true})",
     };
     int number = 0;
@@ -117,7 +127,8 @@ TEST_F(SweepTest, ClosesSilentAgentLinesAfterTwoHoursAndDropsOldOnesAfterAWeek)
     QStringList ids;
     for (const AgentTask &task : stored())
         ids.append(task.id);
-    EXPECT_EQ(ids, (QStringList{u"cc-edge"_s, u"cc-silent"_s, u"cx-silent"_s, u"cx-waiting"_s, u"manual"_s, u"cc-week"_s}));
+    EXPECT_EQ(ids,
+              (QStringList{u"cc-edge"_s, u"cc-silent"_s, u"cx-silent"_s, u"cx-waiting"_s, u"manual"_s, u"cc-week"_s}));
     EXPECT_EQ(line(u"manual"_s).status, running);
     EXPECT_EQ(line(u"cx-waiting"_s).status, waiting);
 }

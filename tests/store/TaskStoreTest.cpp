@@ -182,10 +182,14 @@ TEST_F(TaskStoreTest, AFailedSaveKeepsTheLinesAndTheNextChangeSavesThemAll)
 
 TEST_F(TaskStoreTest, EventsOfTheLogAreAppliedAndSurviveARestart)
 {
-    m_home.write(m_events, R"({"session_id":"S","hook_event_name":"UserPromptSubmit","cwd":"/a/shop","prompt":"rename it","tavvel_ts":1772876465})"
-                           "\n");
+    m_home.write(
+        m_events,
+        R"({"session_id":"S","hook_event_name":"UserPromptSubmit","cwd":"/a/shop","prompt":"rename it","tavvel_ts":1772876465})"
+        "\n");
     ASSERT_TRUE(waitUntil([this] { return store().tasks().size() == 1; }));
-    m_home.append(m_events, R"({"session_id":"S","hook_event_name":"Stop","tavvel_ts":1772876466.5})" "\n");
+    m_home.append(m_events,
+                  R"({"session_id":"S","hook_event_name":"Stop","tavvel_ts":1772876466.5})"
+                  "\n");
     ASSERT_TRUE(waitUntil([this] { return line().status == AgentTaskStatus::waiting; }));
     EXPECT_TRUE(store().hasSeenClaudeEvent());
     EXPECT_FALSE(store().hasSeenCodexEvent());
@@ -193,7 +197,9 @@ TEST_F(TaskStoreTest, EventsOfTheLogAreAppliedAndSurviveARestart)
     EXPECT_EQ(before.first().updatedAt, QDateTime::fromSecsSinceEpoch(1772876466, Qt::UTC));
 
     m_store.reset();
-    m_home.append(m_events, R"({"session_id":"S","hook_event_name":"SessionEnd","tavvel_ts":1772876470})" "\n");
+    m_home.append(m_events,
+                  R"({"session_id":"S","hook_event_name":"SessionEnd","tavvel_ts":1772876470})"
+                  "\n");
     restart();
     EXPECT_EQ(store().tasks(), before);
     ASSERT_TRUE(waitUntil([this] { return line().status == AgentTaskStatus::done; }));
@@ -205,8 +211,9 @@ TEST_F(TaskStoreTest, FinishingAppliesAllThatTheWatcherTook)
     QByteArray log;
     constexpr int count = 3000; // far more than may be on their way at once
     for (int i = 0; i < count; ++i)
-        log += R"({"session_id":"S)" + QByteArray::number(i % 50) + R"(","hook_event_name":"UserPromptSubmit","prompt":"prompt )"
-            + QByteArray::number(i) + "\",\"tavvel_ts\":" + QByteArray::number(1'772'876'000 + i) + "}\n";
+        log += R"({"session_id":"S)" + QByteArray::number(i % 50)
+            + R"(","hook_event_name":"UserPromptSubmit","prompt":"prompt )" + QByteArray::number(i)
+            + "\",\"tavvel_ts\":" + QByteArray::number(1'772'876'000 + i) + "}\n";
     m_home.write(m_events, log);
     store();
     ASSERT_TRUE(waitUntil([this] { return store().tasks().size() > 5; }));
@@ -231,7 +238,10 @@ TEST_F(TaskStoreTest, FinishingAppliesAllThatTheWatcherTook)
 
 TEST_F(TaskStoreTest, SeenFlagsComeFromTheDefaultsTheLogAndTheEvents)
 {
-    m_home.write(m_events, "broken\n{}\n" R"({"hook_event_name":"\u0043odexTurnComplete"})" "\n");
+    m_home.write(m_events,
+                 "broken\n{}\n"
+                 R"({"hook_event_name":"\u0043odexTurnComplete"})"
+                 "\n");
     m_home.defaults()->setNumber(u"tavvel.events.offset"_s, 1'000'000); // nothing of it is new
     EXPECT_TRUE(store().hasSeenCodexEvent());
     EXPECT_FALSE(store().hasSeenClaudeEvent());
@@ -254,7 +264,9 @@ TEST_F(TaskStoreTest, ASecondStoreOfTheSameDataTouchesNothing)
     {
         TaskStore second(m_home.environment());
         EXPECT_FALSE(second.isOwner());
-        m_home.append(m_events, R"({"session_id":"S","hook_event_name":"UserPromptSubmit"})" "\n");
+        m_home.append(m_events,
+                      R"({"session_id":"S","hook_event_name":"UserPromptSubmit"})"
+                      "\n");
         second.upsert(manualLine(u"other"_s, u"t"_s));
         second.sweep();
         ASSERT_TRUE(waitUntil([this] { return store().tasks().size() == 2; }));
@@ -273,7 +285,8 @@ TEST_F(TaskStoreTest, TextsAndTimesThatCouldNotBeReadBackAreTamedOnEveryWayIn)
     store().setTasks({task});
     task.id = u"m2"_s;
     store().upsert(task);
-    store().apply(*HookEvent::decode(R"({"session_id":"\ud800","hook_event_name":"UserPromptSubmit","cwd":"/\udfff","prompt":"hello\u0000 \ud83d","tavvel_ts":1e300})"));
+    store().apply(*HookEvent::decode(
+        R"({"session_id":"\ud800","hook_event_name":"UserPromptSubmit","cwd":"/\udfff","prompt":"hello\u0000 \ud83d","tavvel_ts":1e300})"));
     EXPECT_EQ(store().tasks().size(), 3);
     const QList<AgentTask> before = stored();
     restart();

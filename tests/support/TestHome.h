@@ -2,9 +2,9 @@
 
 #include "Plumtide/platform/Environment.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
-#include <QCoreApplication>
 #include <QFile>
 #include <QSet>
 #include <QTemporaryDir>

@@ -14,8 +14,8 @@ public:
     }
     ~Unprivileged()
     {
-        if (m_isRoot)
-            [[maybe_unused]] const int ignored = ::seteuid(0);
+        if (m_isRoot) [[maybe_unused]]
+            const int ignored = ::seteuid(0);
     }
     Unprivileged(const Unprivileged &) = delete;
     Unprivileged &operator=(const Unprivileged &) = delete;

@@ -21,11 +21,14 @@ QStringList lines(const TextBlock &block)
 
 TEST(Theme, AProjectsColourIsAHashOfItsCodePoints)
 {
-    const struct { QString name; QColor color; } cases[] = {
-        {u""_s, {107, 140, 174}},
-        {u"a"_s, {121, 134, 203}},  // 97 % 6 = 1
-        {u"ab"_s, {141, 123, 104}}, // 3105 % 6 = 3
-        {u"𝄞"_s, {107, 140, 174}}, // one code point, 0x1D11E = 119070, not its two halves
+    const struct
+    {
+        QString name;
+        QColor color;
+    } cases[] = {
+        {u""_s, {107, 140, 174}},        {u"a"_s, {121, 134, 203}}, // 97 % 6 = 1
+        {u"ab"_s, {141, 123, 104}},                                 // 3105 % 6 = 3
+        {u"𝄞"_s, {107, 140, 174}},       // one code point, 0x1D11E = 119070, not its two halves
         {u"zzzzzzzz"_s, {92, 122, 153}}, // wraps at 2^32
     };
     for (const auto &[name, color] : cases)
@@ -36,7 +39,15 @@ TEST(Theme, AProjectsColourIsAHashOfItsCodePoints)
 TEST(LayText, BreaksAndCutsWhereTheRoomEnds)
 {
     const QString text = u"一二三四五六七八九十"_s; // 12 pixels each
-    const struct { const char *name; double width; int maxLines; QStringList lines; bool isElided; double height; } cases[] = {
+    const struct
+    {
+        const char *name;
+        double width;
+        int maxLines;
+        QStringList lines;
+        bool isElided;
+        double height;
+    } cases[] = {
         {"fits", 130, 1, {text}, false, 17},
         {"cut in one line", 60, 1, {u"一二三四…"_s}, true, 17},
         {"two lines hold it", 61, 2, {u"一二三四五"_s, u"六七八九十"_s}, false, 34},

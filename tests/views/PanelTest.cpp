@@ -99,7 +99,9 @@ TEST_F(PanelTest, AnEventChangesOnlyWhatItTouches)
     QScrollBar *bar = m_panel.findChild<QScrollArea *>()->verticalScrollBar();
     QTRY_VERIFY(bar->maximum() > 700);
     m_panel.setFocus();
-    for (const auto &[key, value] : {std::pair(Qt::Key_Home, 0), {Qt::Key_End, bar->maximum()}, {Qt::Key_PageUp, bar->maximum() - bar->pageStep()}}) {
+    for (const auto &[key, value] : {std::pair(Qt::Key_Home, 0),
+                                     {Qt::Key_End, bar->maximum()},
+                                     {Qt::Key_PageUp, bar->maximum() - bar->pageStep()}}) {
         QTest::keyClick(&m_panel, key);
         EXPECT_EQ(bar->value(), value);
     }
@@ -172,7 +174,8 @@ TEST_F(PanelTest, TheFilterShowsOneSourceAndKeepsOneChipChecked)
 
 TEST_F(PanelTest, FoldedLinesAppearAndGo)
 {
-    m_store.setTasks({line(u"cc-1"_s, Status::running), line(u"cc-2"_s, Status::shelved), line(u"cc-3"_s, Status::shelved)});
+    m_store.setTasks(
+        {line(u"cc-1"_s, Status::running), line(u"cc-2"_s, Status::shelved), line(u"cc-3"_s, Status::shelved)});
     m_panel.show();
     EXPECT_EQ(find(u"card[shop].fold"_s)->text(), u"还有 2 条暂时没新动静"_s);
     EXPECT_FALSE(row(u"cc-2"_s));
@@ -199,10 +202,11 @@ TEST_F(PanelTest, TabReachesEveryControlInTheOrderOfTheScreen)
         QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
         names.append(QApplication::focusWidget()->objectName());
     }
-    EXPECT_EQ(names, (QStringList{u"chip.all"_s, u"chip.claude"_s, u"chip.codex"_s, u"chip.other"_s, u"header.register"_s,
-                                  u"banner.row.claude.button"_s, u"banner.row.codex.button"_s, u"focus.button.copy"_s,
-                                  u"focus.button.edit"_s, u"focus.button.close"_s, u"row[cc-2]"_s, u"footer.switch"_s,
-                                  u"footer.quit"_s, u"chip.all"_s}));
+    EXPECT_EQ(names,
+              (QStringList{u"chip.all"_s, u"chip.claude"_s, u"chip.codex"_s, u"chip.other"_s, u"header.register"_s,
+                           u"banner.row.claude.button"_s, u"banner.row.codex.button"_s, u"focus.button.copy"_s,
+                           u"focus.button.edit"_s, u"focus.button.close"_s, u"row[cc-2]"_s, u"footer.switch"_s,
+                           u"footer.quit"_s, u"chip.all"_s}));
     QTest::keyClick(QApplication::focusWidget(), Qt::Key_Backtab);
     EXPECT_EQ(QApplication::focusWidget()->objectName(), u"footer.quit"_s);
 }

@@ -50,7 +50,8 @@ QString describe(const Drawing::Box &box)
     if (box.radius > 0)
         text += u" radius "_s + number(box.radius);
     if (box.shadow)
-        text += u" shadow %1 %2 +%3"_s.arg(colorText(box.shadow->color), number(box.shadow->deviation), number(box.shadow->offset.y()));
+        text += u" shadow %1 %2 +%3"_s.arg(colorText(box.shadow->color), number(box.shadow->deviation),
+                                           number(box.shadow->offset.y()));
     if (!box.outline.isEmpty())
         text += u" cut"_s;
     return text;
@@ -86,12 +87,15 @@ void addElements(const QWidget &window, QWidget &widget, QStringList &elements)
             const QString part = QLatin1StringView(item.name);
             const QString name = widget.objectName() + (part.isEmpty() ? QString() : u"."_s + part);
             const QString look = std::visit([](const auto &content) { return describe(content); }, item.content);
-            elements.append(u"%1 | %2 |%3%4"_s.arg(name, boxText(item.box.translated(at + drawn->origin())), look, opacity));
+            elements.append(
+                u"%1 | %2 |%3%4"_s.arg(name, boxText(item.box.translated(at + drawn->origin())), look, opacity));
         }
     } else if (auto *input = qobject_cast<QLineEdit *>(&widget)) {
-        elements.append(u"%1 | %2 | “%3” or “%4”"_s.arg(widget.objectName(), boxText({at, widget.size()}), input->text(), input->placeholderText()));
+        elements.append(u"%1 | %2 | “%3” or “%4”"_s.arg(widget.objectName(), boxText({at, widget.size()}),
+                                                        input->text(), input->placeholderText()));
     } else if (auto *choice = qobject_cast<QComboBox *>(&widget)) {
-        elements.append(u"%1 | %2 | “%3”"_s.arg(widget.objectName(), boxText({at, widget.size()}), choice->currentText()));
+        elements.append(
+            u"%1 | %2 | “%3”"_s.arg(widget.objectName(), boxText({at, widget.size()}), choice->currentText()));
         return;
     }
     for (QObject *child : widget.children()) {

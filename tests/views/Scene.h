@@ -11,7 +11,8 @@ class HooksInstaller;
 class QWidget;
 class TaskStore;
 
-/// A view in a state that a file describes: the task lines, the time, what is connected, seen, unfolded, scrolled, edited.
+/// A view in a state that a file describes: the task lines, the time, what is connected, seen, unfolded, scrolled,
+/// edited.
 class Scene
 {
 public:

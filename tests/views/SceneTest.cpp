@@ -32,10 +32,12 @@ protected:
     const Scene m_scene{scenes + QString::fromStdString(GetParam()) + u".json"_s};
 };
 
-// The expected lists are written by scripts/render-scenes; they are copied here after somebody has looked at the pictures.
+// The expected lists are written by scripts/render-scenes; they are copied here after somebody has looked at the
+// pictures.
 TEST_P(SceneTest, BoxesColoursAndTextsAreTheExpectedOnes)
 {
-    ASSERT_TRUE(QFontDatabase::hasFamily(u"Noto Sans CJK SC"_s)) << "The boxes are measured with Debian's fonts-noto-cjk.";
+    ASSERT_TRUE(QFontDatabase::hasFamily(u"Noto Sans CJK SC"_s))
+        << "The boxes are measured with Debian's fonts-noto-cjk.";
     QFile file(scenes + QString::fromStdString(GetParam()) + u".txt"_s);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     const QStringList expected = QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts);
@@ -50,13 +52,15 @@ TEST_P(SceneTest, ThePictureHasTheListedColours)
     constexpr int scale = 2;
     const QImage picture = m_scene.picture(scale);
     const bool isPanel = m_scene.view().width() == 400;
-    static const QRegularExpression pattern(u"^(\\S+) \\| ([-\\d.]+),([-\\d.]+) ([\\d.]+)x([\\d.]+) \\| fill (#[0-9A-F]{6})(?!@)(.*)$"_s);
+    static const QRegularExpression pattern(
+        u"^(\\S+) \\| ([-\\d.]+),([-\\d.]+) ([\\d.]+)x([\\d.]+) \\| fill (#[0-9A-F]{6})(?!@)(.*)$"_s);
     int checked = 0;
     for (const QString &element : m_scene.elements()) {
         const QRegularExpressionMatch match = pattern.match(element);
         if (!match.hasMatch() || match.captured(7).contains(u"opacity"_s) || match.captured(7).contains(u"cut"_s))
             continue;
-        const QRectF box(match.captured(2).toDouble(), match.captured(3).toDouble(), match.captured(4).toDouble(), match.captured(5).toDouble());
+        const QRectF box(match.captured(2).toDouble(), match.captured(3).toDouble(), match.captured(4).toDouble(),
+                         match.captured(5).toDouble());
         const bool isDot = box.width() == box.height();
         // Of a face, between its border and what is on it.
         const QPointF point = isDot ? box.center() : QPointF(box.right() - 13, box.top() + 1.5);
@@ -64,7 +68,8 @@ TEST_P(SceneTest, ThePictureHasTheListedColours)
             || match.captured(1).startsWith(u"focus"_s) || match.captured(1).startsWith(u"section"_s);
         if (isBoard && (point.y() < 82 || point.y() > 522))
             continue; // scrolled away
-        EXPECT_EQ(picture.pixelColor((point * scale).toPoint()).name().toUpper(), match.captured(6)) << qPrintable(element);
+        EXPECT_EQ(picture.pixelColor((point * scale).toPoint()).name().toUpper(), match.captured(6))
+            << qPrintable(element);
         ++checked;
     }
     EXPECT_GT(checked, GetParam() == "board" ? 10 : -1);
@@ -81,7 +86,8 @@ TEST_P(SceneTest, EveryScaleShowsTheSamePicture)
 {
     const QImage one = m_scene.picture(1);
     for (const double scale : {1.5, 2.0}) {
-        const QImage smaller = m_scene.picture(scale).scaled(one.size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+        const QImage smaller =
+            m_scene.picture(scale).scaled(one.size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
         qint64 difference = 0;
         for (int y = 0; y < one.height(); ++y) {
             for (int x = 0; x < one.width(); ++x)
