@@ -11,6 +11,7 @@
 #include "Plumtide/views/PanelView.h"
 
 #include <chrono>
+#include <cstdio>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -34,6 +35,7 @@ DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, const En
     : m_store(store),
       m_installer(installer),
       m_environment(environment),
+      m_autostart(Autostart::standardPath(environment.home), environment.program),
       m_tray(std::make_unique<TrayItem>(m_trayHost)),
       m_miniBoard(std::make_unique<MiniBoardController>(
           *m_environment.defaults, [this] { return makeMiniBoardContent(); }, [this] { openPanel(); })),
@@ -57,6 +59,9 @@ DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, const En
             m_panelView->setMiniBoardOn(isOn);
     });
     m_tray->setMiniBoardOn(m_miniBoard->isEnabled());
+    connect(m_tray.get(), &TrayItem::menuOpening, this, [this] { m_tray->setLoginStartOn(m_autostart.isOn()); });
+    connect(m_tray.get(), &TrayItem::loginStartSwitched, this, &DesktopShell::switchLoginStart);
+    m_tray->setLoginStartOn(m_autostart.isOn()); // for panels that never say that they open a menu
     connect(&m_socket, &InstanceSocket::requested, this, &DesktopShell::answer);
     Notifier::shared().setActivated([this](const QString & /*id*/) { openPanel(); });
 
@@ -104,6 +109,13 @@ void DesktopShell::answer(const QByteArray &word)
         openPanel();
     else if (word == InstanceSocket::resetMiniBoardWord)
         m_miniBoard->resetPlace();
+}
+
+void DesktopShell::switchLoginStart(bool isOn)
+{
+    if (const Outcome<void> done = m_autostart.setOn(isOn); !done)
+        std::fprintf(stderr, "Plumtide: %s\n", qUtf8Printable(done.failure().sentence));
+    m_tray->setLoginStartOn(m_autostart.isOn());
 }
 
 void DesktopShell::scheduleCount()

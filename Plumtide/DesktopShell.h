@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Plumtide/platform/Autostart.h"
 #include "Plumtide/platform/Environment.h"
 #include "Plumtide/platform/InstanceSocket.h"
 #include "Plumtide/platform/TrayHost.h"
@@ -42,12 +43,14 @@ private:
     PanelWindow &panel();
     QWidget *makeMiniBoardContent();
     void answer(const QByteArray &word);
+    void switchLoginStart(bool isOn);
     void scheduleCount();
     void showCount();
 
     TaskStore &m_store;
     HooksInstaller &m_installer;
     const Environment m_environment;
+    const Autostart m_autostart;
     TrayHost m_trayHost;
     std::unique_ptr<TrayItem> m_tray;
     std::unique_ptr<PanelWindow> m_panel;

@@ -29,6 +29,11 @@ void TrayItem::makeIcon()
     m_miniBoard->setCheckable(true);
     m_miniBoard->setChecked(m_isMiniBoardOn);
     connect(m_miniBoard, &QAction::triggered, this, &TrayItem::miniBoardSwitched);
+    m_loginStart = m_menu->addAction(u"登录时启动"_s);
+    m_loginStart->setCheckable(true);
+    m_loginStart->setChecked(m_isLoginStartOn);
+    connect(m_loginStart, &QAction::triggered, this, &TrayItem::loginStartSwitched);
+    connect(m_menu.get(), &QMenu::aboutToShow, this, &TrayItem::menuOpening);
     m_menu->addSeparator();
     connect(m_menu->addAction(u"退出"_s), &QAction::triggered, this, &TrayItem::quitRequested);
 
@@ -63,6 +68,13 @@ void TrayItem::setMiniBoardOn(bool isOn)
     m_isMiniBoardOn = isOn;
     if (m_miniBoard)
         m_miniBoard->setChecked(isOn);
+}
+
+void TrayItem::setLoginStartOn(bool isOn)
+{
+    m_isLoginStartOn = isOn;
+    if (m_loginStart)
+        m_loginStart->setChecked(isOn);
 }
 
 void TrayItem::showCount()

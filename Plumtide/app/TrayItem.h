@@ -24,7 +24,9 @@ public:
 
     /// The icon and the tooltip are sent only when the number changes.
     void setUrgentCount(int count);
-    void setMiniBoardOn(bool isOn); ///< The check mark in the menu; no signal follows.
+    // The check marks in the menu; no signal follows.
+    void setMiniBoardOn(bool isOn);
+    void setLoginStartOn(bool isOn);
 
     /// "Plumtide", or "Plumtide：3 条等你处理".
     [[nodiscard]] static QString toolTip(int count);
@@ -35,6 +37,8 @@ Q_SIGNALS:
     void clicked(QPoint at);
     void openRequested();
     void miniBoardSwitched(bool isOn);
+    void loginStartSwitched(bool isOn);
+    void menuOpening(); ///< Whoever sets a check mark now is in time. Sent for every opening.
     void quitRequested();
 
 private:
@@ -44,6 +48,8 @@ private:
     std::unique_ptr<QMenu> m_menu; // outlives the icon that shows it
     std::unique_ptr<QSystemTrayIcon> m_icon;
     QAction *m_miniBoard = nullptr;
+    QAction *m_loginStart = nullptr;
     int m_urgentCount = 0;
     bool m_isMiniBoardOn = false;
+    bool m_isLoginStartOn = false;
 };

@@ -52,12 +52,15 @@ bool isSectionHeader(const QByteArray &line)
 
 Defaults::Defaults(QString path) : m_path(std::move(path)) {}
 
+QString Defaults::configHome(const QString &home)
+{
+    const QString named = qEnvironmentVariable("XDG_CONFIG_HOME");
+    return QDir::isAbsolutePath(named) ? named : home + u"/.config"_s;
+}
+
 QString Defaults::standardPath(const QString &home)
 {
-    QString configHome = qEnvironmentVariable("XDG_CONFIG_HOME");
-    if (!QDir::isAbsolutePath(configHome))
-        configHome = home + u"/.config"_s;
-    return configHome + u"/plumtide/plumtide.conf"_s;
+    return configHome(home) + u"/plumtide/plumtide.conf"_s;
 }
 
 bool Defaults::boolean(const QString &key)

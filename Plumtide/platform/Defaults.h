@@ -24,8 +24,9 @@ public:
     /// `path` is the INI file. It, and its directory, are made by the first write.
     explicit Defaults(QString path);
 
-    /// `$XDG_CONFIG_HOME/plumtide/plumtide.conf`, or `~/.config/plumtide/plumtide.conf` under `home` where that
-    /// variable is unset or not an absolute path.
+    /// `$XDG_CONFIG_HOME`, or `.config` under `home` where that variable is unset or not an absolute path.
+    static QString configHome(const QString &home);
+    /// `plumtide/plumtide.conf` in there.
     static QString standardPath(const QString &home);
 
     [[nodiscard]] const QString &path() const { return m_path; }

@@ -3,11 +3,13 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QStandardPaths>
 
 #include <cerrno>
 
 #include <pwd.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -44,6 +46,26 @@ QString resourcesDirectory()
     return {};
 }
 
+bool isSameFile(const QString &a, const QString &b)
+{
+    struct stat first = {};
+    struct stat second = {};
+    return ::stat(QFile::encodeName(a).constData(), &first) == 0
+        && ::stat(QFile::encodeName(b).constData(), &second) == 0 && first.st_dev == second.st_dev
+        && first.st_ino == second.st_ino;
+}
+
+// The name by which the user started us, which may be a link that an update moves on; what the link leads to carries a
+// version in its name more often. Only the kernel is to be believed, though: any name can be handed to a program.
+QString ownProgram()
+{
+    const QString file = QCoreApplication::applicationFilePath();
+    const QString name = QCoreApplication::arguments().value(0);
+    const QString named =
+        name.contains(u'/') ? QDir::current().absoluteFilePath(name) : QStandardPaths::findExecutable(name);
+    return isSameFile(named, u"/proc/self/exe"_s) ? QDir::cleanPath(named) : file;
+}
+
 } // namespace
 
 const QString &Environment::realHome()
@@ -54,6 +76,7 @@ const QString &Environment::realHome()
 
 Environment Environment::real()
 {
+    static const QString program = ownProgram(); // at the start; an update may replace the file at any time
     static const auto defaults = std::make_shared<Defaults>(Defaults::standardPath(realHome())); // one for all services
     return {
         .home = realHome(),
@@ -61,6 +84,7 @@ Environment Environment::real()
         .defaults = defaults,
         .processExists = answersSignals,
         .resourcesDir = resourcesDirectory(),
+        .program = program,
         .ownerPatience = std::chrono::seconds(1),
     };
 }

@@ -23,6 +23,7 @@ struct Environment
     std::shared_ptr<Defaults> defaults; ///< The per-user defaults.
     ProcessProbe processExists;
     QString resourcesDir; ///< The program's resources; empty when it has none.
+    QString program = {}; ///< How to start this program again: an absolute path that the next version has, too.
     /// How long to wait for another owner of the data directory to end. An installation is one, for a moment; a
     /// program that was started meanwhile must not take it for its own twin.
     std::chrono::milliseconds ownerPatience{0};

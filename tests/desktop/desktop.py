@@ -73,6 +73,16 @@ def call(bus, name, path, method, arguments=None, limit=5000):
     return bus.call_sync(name, path, interface, member, arguments, None, Gio.DBusCallFlags.NONE, limit, None).unpack()
 
 
+def marked_processes(mark):
+    """The ids of the processes that have `mark`, NAME=VALUE, in their environment."""
+    found = []
+    for entry in Path('/proc').iterdir():
+        with suppress(OSError):
+            if entry.name.isdigit() and mark.encode() in (entry / 'environ').read_bytes().split(b'\0'):
+                found.append(int(entry.name))
+    return found
+
+
 def end_with_parent():
     """In a child: a killed test run takes the display and the bus with it, and they take the rest."""
     ctypes.CDLL(None).prctl(1, signal.SIGTERM)  # PR_SET_PDEATHSIG
@@ -111,13 +121,7 @@ class Desktop:
         shutil.rmtree(self.dir, ignore_errors=True)
 
     def _processes(self):
-        mark = f'{MARK}={self.dir}'.encode()
-        found = []
-        for entry in Path('/proc').iterdir():
-            with suppress(OSError):
-                if entry.name.isdigit() and mark in (entry / 'environ').read_bytes().split(b'\0'):
-                    found.append(int(entry.name))
-        return found
+        return marked_processes(f'{MARK}={self.dir}')
 
     def _start(self):
         for name in ('config', 'services', 'run'):
@@ -258,25 +262,44 @@ class Desktop:
         xtest.fake_input(self.x, kind, detail, **at)
         self.x.sync()
 
-    def click(self, x, y):
-        self.drag((x, y))
+    def click(self, x, y, button=1):
+        self.drag((x, y), button=button)
 
-    def drag(self, *points):
-        """Presses the left button at the first point, and lets it go at the last one."""
+    def drag(self, *points, button=1):
+        """Presses the button at the first point, and lets it go at the last one."""
         for number, (x, y) in enumerate(points):
             self._fake(X.MotionNotify, x=x, y=y)
             if number == 0:
-                self._fake(X.ButtonPress, 1)
-        self._fake(X.ButtonRelease, 1)
+                self._fake(X.ButtonPress, button)
+        self._fake(X.ButtonRelease, button)
 
     def tray_is_empty(self):
         """Whether nothing is drawn at the panel's right end."""
         picture = self.root.get_image(SIZE[0] - PANEL_HEIGHT + 4, 4, 18, 18, X.ZPixmap, 0xffffffff).data
         return picture == picture[:4] * (len(picture) // 4)
 
-    def click_tray(self):
+    def click_tray(self, button=1):
         """A click on the only icon in the tray, at the panel's right end."""
-        self.click(SIZE[0] - PANEL_HEIGHT // 2, PANEL_HEIGHT // 2)
+        self.click(SIZE[0] - PANEL_HEIGHT // 2, PANEL_HEIGHT // 2, button)
+
+    def choose_in_tray_menu(self, position):
+        """Opens the menu of the only icon in the tray, and chooses an entry with the keyboard; the first one is 1."""
+        before = self.menus()
+        self.click_tray(button=3)
+        until(lambda: self.menus() > before, 'the menu is open')
+        for _ in range(position):
+            self.key('Down')
+        self.key('Return')
+        until(lambda: self.menus() == before, 'the menu is closed')
+
+    def menus(self):
+        """How many menus are on the screen."""
+        found = 0
+        for window in self.root.query_tree().children:
+            with suppress(xerror.XError):
+                found += (self.atom('_NET_WM_WINDOW_TYPE_POPUP_MENU') in self.property(window, '_NET_WM_WINDOW_TYPE')
+                          and window.get_attributes().map_state == X.IsViewable)
+        return found
 
     def key(self, name, shift=False):
         """Presses a key of the US keyboard, by its keysym's name."""

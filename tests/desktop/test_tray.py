@@ -1,7 +1,9 @@
 import unittest
 
+from gi.repository import Gio
+
 from desktop import PANEL_HEIGHT, SIZE, Desktop, until
-from program import Program
+from program import PROGRAM, Program
 
 
 def setUpModule():
@@ -62,6 +64,19 @@ class TrayTest(unittest.TestCase):
         x, y, width, height = DESKTOP.geometry(notification)
         DESKTOP.click(x + width // 2, y + height // 2)
         until(self.program.has_focus, 'the panel is open')
+
+    def test_the_menu_switches_the_start_at_login_and_shows_what_is_on_the_disk(self):
+        entry = self.program.home / '.config/autostart/plumtide.desktop'
+        DESKTOP.choose_in_tray_menu(3)
+        until(entry.exists, 'the login starts it')
+        started = Gio.DesktopAppInfo.new_from_filename(str(entry))
+        self.assertEqual(started.get_executable(), PROGRAM)
+        self.assertEqual(started.get_name(), 'Plumtide')
+        entry.unlink()  # the desktop's own settings do so
+        DESKTOP.choose_in_tray_menu(3)
+        until(entry.exists, 'it is not switched off but on, since the menu has seen that it was off')
+        DESKTOP.choose_in_tray_menu(3)
+        until(lambda: not entry.exists(), 'the login starts it no more')
 
     def test_events_that_leave_the_count_alone_leave_the_item_alone(self):
         names = ('NewIcon', 'NewToolTip', 'NewTitle', 'NewStatus', 'NewAttentionIcon', 'NewOverlayIcon')
