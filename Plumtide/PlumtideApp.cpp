@@ -69,6 +69,7 @@ int PlumtideApp::follow()
         std::fputs("Plumtide: 已经在运行了。\n", stderr);
         return 0;
     }
+    HooksInstaller &installer = HooksInstaller::shared(); // brings deployed scripts up to date, with windows or without
     m_store.setNotify([](const QString &title, const QString &body, const QString &id) {
         Notifier::shared().notify(title, body, id);
     });
@@ -76,7 +77,7 @@ int PlumtideApp::follow()
                      &QCoreApplication::quit);
     std::unique_ptr<DesktopShell> desktop;
     if (qobject_cast<QApplication *>(QCoreApplication::instance())) {
-        desktop = std::make_unique<DesktopShell>(m_store, HooksInstaller::shared(), Environment::real());
+        desktop = std::make_unique<DesktopShell>(m_store, installer, Environment::real());
         QObject::connect(desktop.get(), &DesktopShell::quitRequested, QCoreApplication::instance(),
                          &QCoreApplication::quit);
     }

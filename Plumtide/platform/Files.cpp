@@ -74,13 +74,14 @@ bool settleWrites(int descriptor)
 }
 
 // Opens the temporary file and makes it this process's own. The name is always the same, so a killed process leaves
-// one stray file at most, and the lock keeps two writers apart. `opened` is the file as it was opened.
-int openTemporary(const QByteArray &path, struct stat &opened)
+// one stray file at most, and the lock keeps two writers apart. `access` is O_WRONLY, which also empties the file, or
+// O_RDONLY. `opened` is the file as it was opened.
+int openTemporary(const QByteArray &path, int access, struct stat &opened)
 {
     constexpr int attempts = 40;
     constexpr std::chrono::milliseconds pause{5}; // the other writer needs a fraction of that
     for (int attempt = 0; attempt < attempts; ++attempt) {
-        const int descriptor = ::open(path.constData(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+        const int descriptor = ::open(path.constData(), access | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
         if (descriptor < 0)
             return -1;
         if (::flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
@@ -92,7 +93,7 @@ int openTemporary(const QByteArray &path, struct stat &opened)
         struct stat named = {};
         if (::fstat(descriptor, &opened) == 0 && ::stat(path.constData(), &named) == 0 && opened.st_ino == named.st_ino
             && opened.st_dev == named.st_dev) {
-            if (opened.st_size == 0 || ::ftruncate(descriptor, 0) == 0)
+            if (access == O_RDONLY || opened.st_size == 0 || ::ftruncate(descriptor, 0) == 0)
                 return descriptor;
             const int error = errno;
             ::close(descriptor);
@@ -141,15 +142,25 @@ int replaceBytes(const QByteArray &path, const QByteArray &content, const Files:
 
     const QByteArray temporary = directoryOf(target) + "/." + nameOf(target) + ".plumtide-new";
     struct stat opened = {};
-    const Descriptor file(openTemporary(temporary, opened));
-    if (!file.isOpen())
+    // Nobody can start a program that is open for writing, and somebody may start this one right after the rename: the
+    // agents' hooks are replaced while they run. So a program is locked through a descriptor that only reads.
+    const bool isProgram = (mode & (S_IXUSR | S_IXGRP | S_IXOTH)) != 0;
+    const Descriptor lock(openTemporary(temporary, isProgram ? O_RDONLY : O_WRONLY, opened));
+    if (!lock.isOpen())
         return errno;
+    Descriptor writer;
+    if (isProgram) {
+        writer = Descriptor(::open(temporary.constData(), O_WRONLY | O_TRUNC | O_CLOEXEC | O_NOFOLLOW));
+        if (!writer.isOpen())
+            return errno;
+    }
+    const int file = isProgram ? writer.get() : lock.get();
     const auto fail = [&temporary](int error) {
         ::unlink(temporary.constData());
         return error;
     };
 
-    if (!writeAll(file.get(), content))
+    if (!writeAll(file, content))
         return fail(errno);
     if (exists && S_ISREG(existing.st_mode)) {
         // A file that belongs to another group stays that group's where the system lets us; the owner only if we
@@ -157,16 +168,17 @@ int replaceBytes(const QByteArray &path, const QByteArray &content, const Files:
         constexpr auto unchanged = static_cast<uid_t>(-1);
         [[maybe_unused]] int ignored = 0;
         if (opened.st_gid != existing.st_gid)
-            ignored = ::fchown(file.get(), unchanged, existing.st_gid);
+            ignored = ::fchown(file, unchanged, existing.st_gid);
         if (opened.st_uid != existing.st_uid)
-            ignored = ::fchown(file.get(), existing.st_uid, unchanged);
+            ignored = ::fchown(file, existing.st_uid, unchanged);
     }
-    if ((opened.st_mode & permissionBits) != mode && ::fchmod(file.get(), mode) != 0)
+    if ((opened.st_mode & permissionBits) != mode && ::fchmod(file, mode) != 0)
         return fail(errno);
-    if (options.flush == Files::Flush::BeforeRename && ::fsync(file.get()) != 0)
+    if (options.flush == Files::Flush::BeforeRename && ::fsync(file) != 0)
         return fail(errno);
-    if (!settleWrites(file.get()))
+    if (!settleWrites(file))
         return fail(errno);
+    writer.reset();
     if (::rename(temporary.constData(), target.constData()) != 0)
         return fail(errno);
     if (options.flush == Files::Flush::BeforeRename)

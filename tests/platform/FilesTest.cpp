@@ -182,3 +182,31 @@ TEST_F(FilesTest, DirectoriesAreMadeWithTheirParents)
         EXPECT_EQ(made.failure().code, ENOTDIR);
     }
 }
+
+TEST_F(FilesTest, AProgramCanBeStartedWhileItIsReplaced)
+{
+    const QByteArray script = "#!/bin/sh\nexit 7\n";
+    const Files::ReplaceOptions options{.newFileMode = 0755, .forceMode = true};
+    ASSERT_TRUE(replace(u"script"_s, script, options));
+    const pid_t replacing = ::fork(); // a process of its own, as the installation is; it hands no descriptor on
+    if (replacing == 0) {
+        for (int i = 0; i < 300; ++i)
+            if (!replace(u"script"_s, script, options))
+                ::_exit(1);
+        ::_exit(0);
+    }
+    int busy = 0;
+    int status = 0;
+    while (::waitpid(replacing, &status, WNOHANG) == 0) {
+        const pid_t started = ::fork();
+        if (started == 0) {
+            ::execl(name(u"script"_s).constData(), "script", nullptr);
+            ::_exit(errno == ETXTBSY ? 1 : 2);
+        }
+        int answer = 0;
+        ASSERT_EQ(::waitpid(started, &answer, 0), started);
+        busy += WEXITSTATUS(answer) != 7;
+    }
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(busy, 0) << "starts failed";
+}
