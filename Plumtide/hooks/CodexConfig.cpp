@@ -13,7 +13,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qsizetype maxBytes = 4 * 1024 * 1024;
+constexpr qsizetype largestConfig = 4 * 1024 * 1024;
 constexpr char byteOrderMark[] = "\xEF\xBB\xBF";
 
 struct Range
@@ -181,8 +181,8 @@ namespace CodexConfig {
 
 Result edit(const QByteArray &config, const QString &scriptPath)
 {
-    if (config.size() > maxBytes)
-        return Failure{u"config.toml 太大，超过了 %1 MiB，这次没有改动。"_s.arg(maxBytes / (1024 * 1024))};
+    if (config.size() > largestConfig)
+        return Failure{u"config.toml 太大，超过了 %1 MiB，这次没有改动。"_s.arg(largestConfig / (1024 * 1024))};
     if (!config.isValidUtf8())
         return Failure{u"config.toml 不是 UTF-8 文本，这次没有改动。"_s};
     if (config.contains("codex-notify"))

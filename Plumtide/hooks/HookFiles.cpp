@@ -11,7 +11,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qint64 maxBytes = 16 * 1024 * 1024;
+constexpr qint64 largestFile = 16 * 1024 * 1024;
 
 mode_t modeOf(const QString &path)
 {
@@ -27,7 +27,7 @@ namespace HookFiles {
 
 Outcome<Content> read(const QString &path)
 {
-    Outcome<QByteArray> content = Files::read(path, maxBytes);
+    Outcome<QByteArray> content = Files::read(path, largestFile);
     if (content)
         return Content(std::move(content).value());
     if (content.failure().code == ENOENT)

@@ -1,23 +1,14 @@
 #include "Plumtide/platform/Compositor.h"
 
+#include "Plumtide/platform/XcbReply.h"
+
 #include <QGuiApplication>
 
-#include <cstdlib>
-#include <memory>
 
 #include <xcb/xcb.h>
 #include <xcb/xfixes.h>
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-struct Free
-{
-    void operator()(void *memory) const { std::free(memory); }
-};
-
-} // namespace
 
 Compositor::Compositor(QObject *parent) : QObject(parent)
 {
@@ -27,7 +18,7 @@ Compositor::Compositor(QObject *parent) : QObject(parent)
         return;
     static constexpr QByteArrayView name = "_NET_WM_CM_S0"; // Qt uses the first screen of a display
     const auto atomQuestion = xcb_intern_atom(connection, 0, static_cast<uint16_t>(name.size()), name.data());
-    const std::unique_ptr<xcb_intern_atom_reply_t, Free> atom{xcb_intern_atom_reply(connection, atomQuestion, nullptr)};
+    const XcbReply<xcb_intern_atom_reply_t> atom{xcb_intern_atom_reply(connection, atomQuestion, nullptr)};
     if (!atom)
         return;
     m_selection = atom->atom;
@@ -43,8 +34,7 @@ Compositor::Compositor(QObject *parent) : QObject(parent)
         qApp->installNativeEventFilter(this);
     }
     const auto question = xcb_get_selection_owner(connection, m_selection);
-    const std::unique_ptr<xcb_get_selection_owner_reply_t, Free> owner{
-        xcb_get_selection_owner_reply(connection, question, nullptr)};
+    const XcbReply<xcb_get_selection_owner_reply_t> owner{xcb_get_selection_owner_reply(connection, question, nullptr)};
     m_isRunning = owner && owner->owner != XCB_WINDOW_NONE;
 }
 

@@ -1,20 +1,15 @@
 #include "Plumtide/platform/FloatingWindow.h"
 
+#include "Plumtide/platform/XcbReply.h"
+
 #include <QGuiApplication>
 
 #include <array>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 
 #include <xcb/xcb.h>
 
 namespace {
-
-struct Free
-{
-    void operator()(void *memory) const { std::free(memory); }
-};
 
 enum Atom : std::size_t { State, SkipTaskbar, SkipPager, Desktop, AtomCount };
 using Atoms = std::array<xcb_atom_t, AtomCount>;
@@ -35,8 +30,7 @@ Atoms askAtoms(xcb_connection_t *connection)
         questions[i] = xcb_intern_atom(connection, 0, static_cast<uint16_t>(std::strlen(names[i])), names[i]);
     Atoms atoms{};
     for (std::size_t i = 0; i < AtomCount; ++i) {
-        const std::unique_ptr<xcb_intern_atom_reply_t, Free> reply{
-            xcb_intern_atom_reply(connection, questions[i], nullptr)};
+        const XcbReply<xcb_intern_atom_reply_t> reply{xcb_intern_atom_reply(connection, questions[i], nullptr)};
         atoms[i] = reply ? reply->atom : 0;
     }
     return atoms;
@@ -73,8 +67,7 @@ bool FloatingWindow::isHeldByUser()
         return false;
     const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
     const auto question = xcb_query_pointer(connection, root);
-    const std::unique_ptr<xcb_query_pointer_reply_t, Free> reply{
-        xcb_query_pointer_reply(connection, question, nullptr)};
+    const XcbReply<xcb_query_pointer_reply_t> reply{xcb_query_pointer_reply(connection, question, nullptr)};
     constexpr unsigned alt = XCB_MOD_MASK_1, super = XCB_MOD_MASK_4;
     constexpr unsigned buttons = XCB_BUTTON_MASK_1 | XCB_BUTTON_MASK_2 | XCB_BUTTON_MASK_3;
     return reply && (reply->mask & (buttons | alt | super)) != 0;

@@ -1,20 +1,10 @@
 #include "Plumtide/platform/XembedTray.h"
 
+#include "Plumtide/platform/XcbReply.h"
+
 #include <QByteArray>
 #include <QSocketNotifier>
 
-#include <cstdlib>
-
-namespace {
-
-struct Free
-{
-    void operator()(void *memory) const { std::free(memory); }
-};
-template <typename T>
-using Reply = std::unique_ptr<T, Free>;
-
-} // namespace
 
 XembedTray::XembedTray(QObject *parent) : QObject(parent)
 {
@@ -39,7 +29,7 @@ XembedTray::XembedTray(QObject *parent) : QObject(parent)
                                                   ask("_NET_SYSTEM_TRAY_S" + QByteArray::number(screenNumber))};
     xcb_atom_t *const answers[] = {&m_manager, &m_selection};
     for (std::size_t i = 0; i < std::size(questions); ++i) {
-        if (const Reply<xcb_intern_atom_reply_t> reply{xcb_intern_atom_reply(connection, questions[i], nullptr)})
+        if (const XcbReply<xcb_intern_atom_reply_t> reply{xcb_intern_atom_reply(connection, questions[i], nullptr)})
             *answers[i] = reply->atom;
     }
 
@@ -58,7 +48,7 @@ bool XembedTray::isThere()
     if (!m_connection)
         return false;
     const auto question = xcb_get_selection_owner(m_connection.get(), m_selection);
-    const Reply<xcb_get_selection_owner_reply_t> reply{
+    const XcbReply<xcb_get_selection_owner_reply_t> reply{
         xcb_get_selection_owner_reply(m_connection.get(), question, nullptr)};
     // What came together with the answer is no longer on the socket, and would wake nobody.
     QMetaObject::invokeMethod(this, &XembedTray::readEvents, Qt::QueuedConnection);
@@ -67,7 +57,7 @@ bool XembedTray::isThere()
 
 void XembedTray::readEvents()
 {
-    while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(m_connection.get())}) {
+    while (const XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(m_connection.get())}) {
         const auto *message = reinterpret_cast<const xcb_client_message_event_t *>(event.get());
         // The highest bit says that another client sent it, which is the case here.
         if ((event->response_type & 0x7f) == XCB_CLIENT_MESSAGE && message->format == 32 && message->type == m_manager

@@ -16,10 +16,10 @@ using namespace std::chrono_literals;
 namespace {
 
 /// A content that keeps Escape for itself when told to.
-class Content final : public QWidget
+class PanelContent final : public QWidget
 {
 public:
-    Content()
+    PanelContent()
     {
         auto *column = new QVBoxLayout(this);
         column->addWidget(&field);
@@ -51,7 +51,7 @@ protected:
     }
 
     std::chrono::steady_clock::time_point m_now{1h};
-    Content *m_content = new Content;
+    PanelContent *m_content = new PanelContent;
     PanelWindow m_panel{m_content, [this] { return m_now; }};
     QSignalSpy m_opened{&m_panel, &PanelWindow::opened};
     QSignalSpy m_closed{&m_panel, &PanelWindow::closed};

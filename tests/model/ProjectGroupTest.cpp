@@ -8,7 +8,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const QDateTime now({2026, 3, 7}, {9, 41, 5}, Qt::UTC);
+const QDateTime today({2026, 3, 7}, {9, 41, 5}, Qt::UTC);
 
 // Lines in shorthand, one letter a line: a approval, m manual and waiting, w fresh reply, f faded reply, r running,
 // R manual and running, s shelved, d done. The id ends with the line's place.
@@ -20,7 +20,7 @@ ProjectGroup group(const QString &letters)
         const bool isManual = letter == u'm' || letter == u'R';
         line.id = (isManual ? u"manual-"_s : u"cc-"_s) + QString::number(result.lines.size());
         line.needsApproval = letter == u'a';
-        line.updatedAt = now.addSecs(letter == u'f' ? -7200 : -600);
+        line.updatedAt = today.addSecs(letter == u'f' ? -7200 : -600);
         switch (letter.unicode()) {
         case 'r':
         case 'R': line.status = AgentTaskStatus::running; break;
@@ -62,8 +62,8 @@ TEST(ProjectGroup, SectionAndSummaryFollowTheLines)
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(qPrintable(c.lines));
-        EXPECT_EQ(group(c.lines).section(now), c.section);
-        EXPECT_EQ(group(c.lines).summaryText(now), c.summary);
+        EXPECT_EQ(group(c.lines).section(today), c.section);
+        EXPECT_EQ(group(c.lines).summaryText(today), c.summary);
     }
 }
 
@@ -71,7 +71,7 @@ TEST(ProjectGroup, EveryOpenLineIsInOneListAndKeepsItsOrder)
 {
     const ProjectGroup mixed = group(u"swfrmsdaf"_s);
     EXPECT_EQ(places(mixed.urgentLines()), u"47"_s);
-    EXPECT_EQ(places(mixed.freshWaitingLines(now)), u"1"_s);
+    EXPECT_EQ(places(mixed.freshWaitingLines(today)), u"1"_s);
     EXPECT_EQ(places(mixed.runningLines()), u"3"_s);
-    EXPECT_EQ(places(mixed.quietLines(now)), u"0258"_s);
+    EXPECT_EQ(places(mixed.quietLines(today)), u"0258"_s);
 }
