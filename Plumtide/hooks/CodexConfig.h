@@ -15,6 +15,7 @@
 /// invalid.
 namespace CodexConfig {
 
+/// What to write, and what must not get lost with it.
 struct Edit
 {
     QByteArray content;

@@ -23,7 +23,7 @@ JSONValue JSONValue::from(const QJsonValue &json)
         Array elements;
         const QJsonArray array = json.toArray();
         elements.reserve(array.size());
-        for (const QJsonValue &element : array)
+        for (const QJsonValue element : array)
             elements.append(from(element));
         return {std::move(elements)};
     }

@@ -65,7 +65,7 @@ public:
         QList<QString> result;
         const QJsonArray array = value.toArray();
         result.reserve(array.size());
-        for (const QJsonValue &element : array)
+        for (const QJsonValue element : array)
             result.append(textOf(element));
         return result;
     }

@@ -4,7 +4,6 @@
 
 #include <QGuiApplication>
 
-
 #include <xcb/xcb.h>
 #include <xcb/xfixes.h>
 

@@ -27,6 +27,7 @@ enum class Flush {
     Later,        ///< The caller flushes by itself; a killed process still leaves a whole file.
 };
 
+/// How `replace` treats what stands at the path.
 struct ReplaceOptions
 {
     mode_t newFileMode = 0600; ///< Permissions of a file that did not exist; an existing one keeps its own.

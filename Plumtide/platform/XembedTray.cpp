@@ -5,7 +5,6 @@
 #include <QByteArray>
 #include <QSocketNotifier>
 
-
 XembedTray::XembedTray(QObject *parent) : QObject(parent)
 {
     int screenNumber = 0;

@@ -108,7 +108,7 @@ std::optional<QList<AgentTask>> TaskFile::decode(const QByteArray &content)
     QList<AgentTask> lines;
     const QJsonArray array = document.array();
     lines.reserve(array.size());
-    for (const QJsonValue &element : array) {
+    for (const QJsonValue element : array) {
         std::optional<AgentTask> line = element.isObject() ? agentTaskFrom(element.toObject()) : std::nullopt;
         if (!line)
             return std::nullopt;
