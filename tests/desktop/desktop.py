@@ -1,6 +1,7 @@
 """A throw-away X11 desktop: display, session bus, window manager, panel with a tray, notifications, accessibility."""
 import ctypes
 import os
+import re
 import shutil
 import signal
 import subprocess
@@ -195,7 +196,7 @@ class Desktop:
     def messages(self, member):
         """What the monitor saw since its start: for each call or signal of that name its texts, in order."""
         found = []
-        for block in self._watch.read_text().replace('\nmethod', '\n\0method').replace('\nsignal', '\n\0signal').split('\0'):
+        for block in re.split(r'\n(?=method|signal)', self._watch.read_text()):
             head, _, rest = block.partition('\n')
             if head.endswith(f'member={member}'):
                 found.append([line.strip()[8:-1] for line in rest.splitlines() if line.startswith('   string "')])

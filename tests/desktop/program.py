@@ -133,7 +133,8 @@ class Program:
 
     def hook(self, event, session='s1', **members):
         """A session of Claude Code runs the hook, with a recorded payload in which `members` are replaced."""
-        recordings = sorted(RECORDINGS.glob(f'claude/*/*-{event}.json'), key=lambda path: 'reject' not in path.parent.name)
+        recordings = sorted(RECORDINGS.glob(f'claude/*/*-{event}.json'),
+                            key=lambda path: 'reject' not in path.parent.name)
         recorded = json.loads(recordings[0].read_text())
         self._run_hook('tavvel-hook.sh', recorded | {'session_id': session} | members)
 
@@ -187,7 +188,8 @@ class Program:
             for child in element.children():
                 if 'showing' not in child.states:
                     continue
-                if (not role or child.role == role) and (not name or (name(child.name) if callable(name) else child.name == name)):
+                is_named = not name or (name(child.name) if callable(name) else child.name == name)
+                if is_named and (not role or child.role == role):
                     yield child
                 yield from self._walk(child, role, name)
 

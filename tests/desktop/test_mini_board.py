@@ -31,7 +31,8 @@ class MiniBoardTest(unittest.TestCase):
         wanted = {'_NET_WM_STATE_ABOVE', '_NET_WM_STATE_SKIP_TASKBAR', '_NET_WM_STATE_SKIP_PAGER'}
         for _ in range(2):  # also when it is shown again
             until(lambda: wanted <= DESKTOP.states(self.find_board()), f'its states are {wanted}')
-            until(lambda: DESKTOP.property(self.find_board(), '_NET_WM_DESKTOP') == [0xFFFFFFFF], 'it is on all desktops')
+            until(lambda: DESKTOP.property(self.find_board(), '_NET_WM_DESKTOP') == [0xFFFFFFFF],
+                  'it is on all desktops')
             self.program.open()
             self.program.press('check box', '悬浮板')
             until(lambda: not self.find_board(), 'it is hidden')

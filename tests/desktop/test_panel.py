@@ -184,7 +184,8 @@ class PanelTest(unittest.TestCase):
         self.assertEqual(row.name, 'first job，其他，at work，刚刚')
         self.assertEqual(row.states & {'expandable', 'expanded', 'collapsed'}, {'expandable', 'collapsed'})
         row.press()
-        until(lambda: row.states & {'expandable', 'expanded', 'collapsed'} == {'expandable', 'expanded'}, 'it is unfolded')
+        until(lambda: row.states & {'expandable', 'expanded', 'collapsed'} == {'expandable', 'expanded'},
+              'it is unfolded')
         self.assertIn('no dust', row.description)
         row.press()
         until(lambda: 'collapsed' in row.states, 'it is folded')
@@ -204,7 +205,8 @@ class PanelTest(unittest.TestCase):
     def test_the_fields_of_the_form_are_told_by_their_labels(self):
         program = self.start()
         program.press('button', '登记')
-        self.assertEqual([(field.role, field.name) for field in program.elements() if field.role in ('text', 'combo box')],
+        fields = [element for element in program.elements() if element.role in ('text', 'combo box')]
+        self.assertEqual([(field.role, field.name) for field in fields],
                          [('text', '标题'), ('text', '项目'), ('combo box', '来源'), ('combo box', '状态'),
                           ('text', '目标（一句话）'), ('text', '当前状态'), ('text', '等待原因')])
 
