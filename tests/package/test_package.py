@@ -11,6 +11,8 @@ FILES = {f'usr/{name}': 0o755 for name in (
     'bin/plumtide', 'share/plumtide/hooks/codex-notify.sh', 'share/plumtide/hooks/tavvel-hook.sh')} | {
     f'usr/share/{name}': 0o644 for name in (
         'applications/plumtide.desktop', 'doc/plumtide/changelog.gz', 'doc/plumtide/copyright',
+        'doc/plumtide/README.md', 'doc/plumtide/README.zh-CN.md',
+        *(f'doc/plumtide/docs/pictures/{name}.png' for name in ('panel', 'mini-board', 'tray')),
         'icons/hicolor/scalable/apps/plumtide.svg',
         *(f'icons/hicolor/{size}x{size}/apps/plumtide.png' for size in SIZES),
         'man/man1/plumtide.1.gz', 'metainfo/example.plumtide.plumtide.metainfo.xml')}
