@@ -116,8 +116,8 @@ class Program:
         path.parent.mkdir(parents=True, exist_ok=True)
         path.write_text(text)
 
-    def start(self):
-        self.process = subprocess.Popen([PROGRAM], env=self.environment, stdin=subprocess.DEVNULL)
+    def start(self, program=PROGRAM):
+        self.process = subprocess.Popen([program], env=self.environment, stdin=subprocess.DEVNULL)
         self._application = None  # on the accessibility bus, from its first window on
         until((self.home / '.tavvel/plumtide.socket').exists, 'its socket')
 

@@ -66,11 +66,17 @@ class TrayTest(unittest.TestCase):
         until(self.program.has_focus, 'the panel is open')
 
     def test_the_menu_switches_the_start_at_login_and_shows_what_is_on_the_disk(self):
+        self.program.stop()
+        link = self.program.home / 'plumtide'  # an update lets such a link lead to the new version
+        link.symlink_to(PROGRAM)
+        self.program.start(str(link))
+        until(self.program.tooltip, 'its item is registered')
+        until(lambda: not DESKTOP.tray_is_empty(), 'its item is drawn')
         entry = self.program.home / '.config/autostart/plumtide.desktop'
         DESKTOP.choose_in_tray_menu(3)
         until(entry.exists, 'the login starts it')
         started = Gio.DesktopAppInfo.new_from_filename(str(entry))
-        self.assertEqual(started.get_executable(), PROGRAM)
+        self.assertEqual(started.get_executable(), str(link))
         self.assertEqual(started.get_name(), 'Plumtide')
         entry.unlink()  # the desktop's own settings do so
         DESKTOP.choose_in_tray_menu(3)
