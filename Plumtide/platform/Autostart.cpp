@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <optional>
 
 #include <unistd.h>
 
@@ -20,6 +19,14 @@ constexpr qint64 largestEntry = 64 * 1024;
 const QByteArray groupHeader = "[Desktop Entry]";
 
 using Lines = QList<QByteArray>;
+
+// The line that begins the entry's own group; -1 when there is none.
+qsizetype headerOf(const Lines &lines)
+{
+    const auto found =
+        std::find_if(lines.begin(), lines.end(), [](const QByteArray &line) { return line.trimmed() == groupHeader; });
+    return found == lines.end() ? -1 : found - lines.begin();
+}
 
 // The line of a key in the entry's own group; -1 when there is none.
 qsizetype lineOf(const Lines &lines, const QByteArray &key)
@@ -97,7 +104,7 @@ bool isProgramThere(const Lines &lines)
 
 void removeKey(Lines &lines, const QByteArray &key)
 {
-    if (const qsizetype at = lineOf(lines, key); at >= 0)
+    for (qsizetype at = lineOf(lines, key); at >= 0; at = lineOf(lines, key))
         lines.removeAt(at);
 }
 
@@ -106,7 +113,7 @@ void setKey(Lines &lines, const QByteArray &key, const QByteArray &value)
     if (const qsizetype at = lineOf(lines, key); at >= 0)
         lines[at] = key + '=' + value;
     else
-        lines.insert(lines.indexOf(groupHeader) + 1, key + '=' + value);
+        lines.insert(headerOf(lines) + 1, key + '=' + value);
 }
 
 Lines withoutProgram(Lines lines)
@@ -139,8 +146,11 @@ Outcome<void> Autostart::setOn(bool isOn) const
     if (!read)
         return read.failure();
     Lines lines = std::move(read).value();
-    const bool isForeign = !lines.contains(groupHeader);
+    const bool isForeign = headerOf(lines) < 0;
     if (isOn) {
+        // A desktop entry is made of lines.
+        if (std::any_of(m_program.begin(), m_program.end(), [](QChar c) { return c < u' '; }))
+            return Failure{u"无法写入“%1”：程序的路径不能用作启动项。"_s.arg(m_path)};
         if (lines.isEmpty())
             return write(ownLines());
         if (isForeign)
@@ -188,8 +198,6 @@ Lines Autostart::ownLines() const
 
 Outcome<void> Autostart::write(const Lines &lines) const
 {
-    if (m_program.isEmpty() || std::any_of(m_program.begin(), m_program.end(), [](QChar c) { return c < u' '; }))
-        return Failure{u"无法写入“%1”：程序的路径不能用作启动项。"_s.arg(m_path)};
     if (const Outcome<void> made = Files::makeDirectory(QFileInfo(m_path).path()); !made)
         return made;
     return Files::replace(m_path, lines.join('\n'));

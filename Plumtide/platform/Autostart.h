@@ -6,9 +6,10 @@
 #include <QList>
 #include <QString>
 
-/// The start at login: a desktop entry in the user's autostart folder, which every session manager reads (the
-/// freedesktop.org Desktop Application Autostart Specification). What is on the disk is the only truth; session
-/// managers have settings of their own that write there, too. Thread: any. Nothing is kept between the calls.
+/// The start at login: a desktop entry in the user's autostart folder, which every session manager reads (as
+/// freedesktop.org describes for "Autostart Of Applications During Startup"). What is on the disk is the only truth;
+/// session managers have settings of their own that write there, too.
+/// Thread: any. Nothing is kept between the calls.
 class Autostart
 {
 public:

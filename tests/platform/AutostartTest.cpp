@@ -126,6 +126,13 @@ TEST_F(AutostartTest, KeepsWhatTheUserHasWrittenIntoTheEntry)
     EXPECT_EQ(line("Exec"), program.toUtf8()) << "nothing was there to start";
     EXPECT_EQ(line("X-Mine"), "1");
 
+    home.write(entry,
+               "[Desktop Entry]\r\nHidden=true\r\nExec=plumtide\r\nHidden=true\r\n"); // of another system's editor
+    ASSERT_TRUE(autostart().setOn(true));
+    EXPECT_TRUE(autostart().isOn());
+    ASSERT_TRUE(autostart().setOn(false));
+    EXPECT_FALSE(autostart().isOn());
+
     const QString kept = home.path(u"dotfiles/plumtide.desktop"_s);
     ASSERT_TRUE(QFile::remove(home.path(entry)));
     ASSERT_TRUE(autostart().setOn(true));
