@@ -1,6 +1,6 @@
 #include "Plumtide/app/TrayIcon.h"
 #include "Plumtide/app/TrayItem.h"
-#include "Plumtide/platform/TrayHost.h"
+#include "Plumtide/desktop/TrayHost.h"
 
 #include "tests/app/PrivateBus.h"
 #include "tests/support/TestHome.h"

@@ -1,4 +1,4 @@
-#include "Plumtide/platform/InstanceSocket.h"
+#include "Plumtide/desktop/InstanceSocket.h"
 
 #include "tests/support/TestHome.h"
 

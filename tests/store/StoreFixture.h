@@ -2,7 +2,7 @@
 
 #include "Plumtide/store/TaskStore.h"
 
-#include "Plumtide/platform/Descriptor.h"
+#include "Plumtide/system/Descriptor.h"
 #include "tests/support/Printing.h"
 #include "tests/support/TestHome.h"
 
