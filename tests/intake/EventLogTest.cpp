@@ -5,6 +5,7 @@
 
 #include <thread>
 
+#include <malloc.h>
 #include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
@@ -44,7 +45,7 @@ protected:
 
 TEST_F(EventLogTest, EveryWholeLineIsHandedOverOnceAndNoneBeforeItsLineFeed)
 {
-    const QByteArray longLine = line(3, 100'000);
+    const QByteArray longLine = line(3, 3'000'000);
     const QByteArray broken = "\n\n{\n{\"session_id\":5}\n" + QByteArray("\0\xff\n", 3) + QByteArray(9999, '[') + "\n";
     constexpr auto add = QIODevice::Append;
     constexpr auto replace = QIODevice::Truncate;
@@ -56,6 +57,7 @@ TEST_F(EventLogTest, EveryWholeLineIsHandedOverOnceAndNoneBeforeItsLineFeed)
         {add, line(1) + broken + line(2), u"1 2"_s, 0},
         {add, longLine.chopped(1), u""_s, longLine.size() - 1},
         {add, "\n" + line(4), u"3 4"_s, 0},
+        {add, line(5, 17 << 20) + line(6), u"6"_s, 0}, // too long
         {replace, line(1) + line(2) + line(3), u"1 2 3"_s, 0},       // a shorter log is a new one
         {replace, line(4) + line(5) + line(6) + line(7), u"7"_s, 0}, // a longer one is taken for the same
         {replace, "", u""_s, -4 * line(4).size()},                   // an empty one says nothing yet
@@ -65,6 +67,8 @@ TEST_F(EventLogTest, EveryWholeLineIsHandedOverOnceAndNoneBeforeItsLineFeed)
     ::mkfifo(qPrintable(m_path), 0600);
     m_log.readNewLines(); // would block for ever when opened carelessly
     QFile::remove(m_path);
+    const auto bytesInUse = [] { return ::mallinfo2().uordblks + ::mallinfo2().hblkhd; };
+    const size_t before = bytesInUse();
     for (const auto &[how, content, read, left] : rows) {
         write(content, how);
         m_ids.clear();
@@ -72,6 +76,7 @@ TEST_F(EventLogTest, EveryWholeLineIsHandedOverOnceAndNoneBeforeItsLineFeed)
         EXPECT_EQ(m_ids.join(u' '), read);
         EXPECT_EQ(offset(), size() - left) << qPrintable(read);
     }
+    EXPECT_LT(bytesInUse(), before + 1'000'000); // the cost of a long line ends with it
 }
 
 TEST_F(EventLogTest, ThePositionIsStoredBeforeTheLinesOfABlockAreHandedOver)

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "Plumtide/system/Descriptor.h"
+
+#include <QByteArray>
+#include <QString>
+
+/// A file that other programs append to, open for reading as it was at that moment. Thread: any, one at a time.
+class AppendedFile
+{
+public:
+    /// Only a regular file is opened: a FIFO in its place would hold the thread for ever.
+    explicit AppendedFile(const QString &path);
+
+    [[nodiscard]] bool isOpen() const { return m_file.isOpen(); }
+    [[nodiscard]] qint64 size() const { return m_size; } ///< Bytes, when it was opened.
+
+    /// At most `length` bytes at `offset`, fewer only at the end that it had when it was opened, or where it cannot be
+    /// read.
+    [[nodiscard]] QByteArray read(qint64 offset, qint64 length) const;
+
+    /// Cuts the file at `path` to nothing if it is `size` bytes long and nobody else has it open. While it looks and
+    /// cuts, whoever opens the file waits, so no byte that is appended is lost; only on a file system without leases
+    /// can that happen. False when the file was left alone.
+    static bool empty(const QString &path, qint64 size);
+
+private:
+    Descriptor m_file;
+    qint64 m_size = 0;
+};
