@@ -72,9 +72,12 @@ EventLog::EventLog(QString path, std::shared_ptr<Defaults> defaults, OnEvent onE
 void EventLog::readNewLines()
 {
     const AppendedFile log(m_path);
+    if (!m_defaults->isReadable() && !m_defaults->number(offsetKey)) {
+        qCDebug(intakeLog) << "the position is not known: what the log holds may have been applied already";
+        m_defaults->setNumber(offsetKey, static_cast<double>(log.size()));
+    }
     qint64 offset = storedOffset();
-    // An empty log says nothing yet.
-    if (!log.isOpen() || log.size() == offset || log.size() == 0)
+    if (log.size() == offset || log.size() == 0) // an empty log says nothing yet
         return;
     if (log.size() < offset) {
         qCDebug(intakeLog) << "the log has only" << log.size() << "bytes, not" << offset << ": it is read anew";
@@ -85,7 +88,7 @@ void EventLog::readNewLines()
         if (block.isEmpty())
             return;
         qCDebug(intakeLog) << "read up to" << blocks.offset();
-        m_defaults->setNumber(offsetKey, static_cast<double>(blocks.offset()), Files::Flush::Later);
+        m_defaults->setNumber(offsetKey, static_cast<double>(blocks.offset()));
         forEachPiece(block, [this](QByteArrayView line) {
             handOver(line);
             return true;
@@ -108,7 +111,7 @@ void EventLog::rotateIfNeeded()
     if (offset <= rotateAboveBytes || !AppendedFile::empty(m_path, offset))
         return;
     qCDebug(intakeLog) << "emptied the log, all" << offset << "bytes of it were read";
-    m_defaults->setNumber(offsetKey, 0, Files::Flush::Later);
+    m_defaults->setNumber(offsetKey, 0);
 }
 
 void EventLog::forEachLine(const QString &path, const std::function<bool(QByteArrayView)> &visit)

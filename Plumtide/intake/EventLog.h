@@ -29,7 +29,8 @@ public:
     /// Hands over every complete line that was not read yet, in file order. The position is stored before the lines
     /// of a block are decoded: an event is never delivered twice, and one is lost only if the process is killed
     /// between the two. Lines that do not decode are dropped. What cannot be opened or read now is left for the
-    /// next call; a log that is shorter than the position is read from its start.
+    /// next call; a log that is shorter than the position is read from its start. Where the defaults cannot be read,
+    /// reading begins at the end that the log has now.
     void readNewLines();
 
     /// Empties a log of more than `rotateAboveBytes` that has been read to its end and that nobody else has open.

@@ -4,7 +4,10 @@
 
 EventWatcher::EventWatcher(const QString &logPath, std::shared_ptr<Defaults> defaults, OnEvent onEvent,
                            std::chrono::milliseconds pollEvery)
-    : m_pollEvery(pollEvery), m_log(logPath, std::move(defaults), std::move(onEvent)), m_watch(logPath)
+    : m_pollEvery(pollEvery),
+      m_defaults(std::move(defaults)),
+      m_log(logPath, m_defaults, std::move(onEvent)),
+      m_watch(logPath)
 {
 }
 
@@ -24,6 +27,7 @@ void EventWatcher::stop()
     m_watch.end();
     if (m_thread.joinable())
         m_thread.join();
+    m_defaults->writeAgain();
 }
 
 void EventWatcher::run()
@@ -33,5 +37,6 @@ void EventWatcher::run()
     do {
         m_watch.attach(); // before the read: what comes between the two is reported
         m_log.readNewLines();
+        m_defaults->writeAgain(); // a full disk may have room again
     } while (m_watch.wait(m_pollEvery));
 }

@@ -33,6 +33,7 @@ private:
     void run();
 
     const std::chrono::milliseconds m_pollEvery;
+    const std::shared_ptr<Defaults> m_defaults;
     EventLog m_log;
     FileWatch m_watch;
     std::thread m_thread;

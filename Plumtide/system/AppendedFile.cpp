@@ -12,23 +12,19 @@ namespace {
 
 Descriptor openAt(const QString &path, int access)
 {
+    // Without O_NONBLOCK, a FIFO would hold the thread for ever.
     return Descriptor(::open(QFile::encodeName(path).constData(), access | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
 }
 
-// -1 for what is no regular file.
 qint64 sizeOf(const Descriptor &file)
 {
     struct stat status = {};
-    return ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) ? status.st_size : -1;
+    return ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) ? status.st_size : 0;
 }
 
 } // namespace
 
-AppendedFile::AppendedFile(const QString &path) : m_file(openAt(path, O_RDONLY)), m_size(sizeOf(m_file))
-{
-    if (m_size < 0)
-        m_file.reset();
-}
+AppendedFile::AppendedFile(const QString &path) : m_file(openAt(path, O_RDONLY)), m_size(sizeOf(m_file)) {}
 
 QByteArray AppendedFile::read(qint64 offset, qint64 length) const
 {

@@ -9,10 +9,9 @@
 class AppendedFile
 {
 public:
-    /// Only a regular file is opened: a FIFO in its place would hold the thread for ever.
+    /// What cannot be opened, and what is no regular file, is as an empty one.
     explicit AppendedFile(const QString &path);
 
-    [[nodiscard]] bool isOpen() const { return m_file.isOpen(); }
     [[nodiscard]] qint64 size() const { return m_size; } ///< Bytes, when it was opened.
 
     /// At most `length` bytes at `offset`, fewer only at the end that it had when it was opened, or where it cannot be
@@ -25,6 +24,6 @@ public:
     static bool empty(const QString &path, qint64 size);
 
 private:
-    Descriptor m_file;
-    qint64 m_size = 0;
+    const Descriptor m_file;
+    const qint64 m_size;
 };

@@ -47,8 +47,10 @@ protected:
     }
     void restart()
     {
+        m_controller.reset();
+        m_defaults.emplace(m_home.path(u"conf"_s));
         m_controller = std::make_unique<MiniBoardController>(
-            m_defaults, [this] { return m_content = new Content; }, [this] { ++m_openings; });
+            *m_defaults, [this] { return m_content = new Content; }, [this] { ++m_openings; });
     }
     // The press is on `start` in the label, the release `by` pixels farther.
     void drag(QWidget &widget, QPoint start, QPoint by)
@@ -66,7 +68,7 @@ protected:
     }
 
     TestHome m_home;
-    Defaults m_defaults{m_home.path(u"conf"_s)};
+    std::optional<Defaults> m_defaults;
     Content *m_content = nullptr;
     int m_openings = 0;
     std::unique_ptr<MiniBoardController> m_controller;
@@ -130,22 +132,22 @@ TEST_F(MiniBoardTest, IsDraggedByWhatIsNoControl)
     EXPECT_EQ(clicked.count(), 1);
     drag(m_content->label, {20, 10}, {0, 0});
     EXPECT_EQ(panel().pos(), firstPlace(60));
-    EXPECT_EQ(m_defaults.numbers(u"miniBoardOrigin"_s), std::nullopt);
+    EXPECT_EQ(m_defaults->numbers(u"miniBoardOrigin"_s), std::nullopt);
 
     panel().setPlace({300, 200});
     drag(m_content->label, {20, 10}, {-40, 70});
     EXPECT_EQ(panel().pos(), QPoint(260, 270));
-    EXPECT_EQ(m_defaults.numbers(u"miniBoardOrigin"_s), (QList<double>{260, 270}));
+    EXPECT_EQ(m_defaults->numbers(u"miniBoardOrigin"_s), (QList<double>{260, 270}));
 
     panel().move(0, 0); // as the toolkit or the window manager may have it
-    EXPECT_EQ(m_defaults.numbers(u"miniBoardOrigin"_s), (QList<double>{260, 270}));
+    EXPECT_EQ(m_defaults->numbers(u"miniBoardOrigin"_s), (QList<double>{260, 270}));
     m_controller->hide();
     m_controller->show();
     EXPECT_EQ(panel().pos(), QPoint(260, 270));
 
     m_controller->resetPlace();
     EXPECT_EQ(panel().pos(), firstPlace(60));
-    EXPECT_EQ(m_defaults.numbers(u"miniBoardOrigin"_s), std::nullopt);
+    EXPECT_EQ(m_defaults->numbers(u"miniBoardOrigin"_s), std::nullopt);
 }
 
 TEST_F(MiniBoardTest, HasTheSizeOfItsContentAndGrowsDownwards)
