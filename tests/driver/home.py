@@ -7,7 +7,7 @@ import subprocess
 import tempfile
 import time
 from contextlib import suppress
-from datetime import datetime, timezone
+from datetime import datetime, timedelta, timezone
 from pathlib import Path
 
 PROGRAM = os.environ.get('PLUMTIDE_PROGRAM', '')
@@ -34,11 +34,11 @@ def run(*command, **options):
     return done.stdout
 
 
-def line(title, **members):
+def line(title, minutes_ago=0, **members):
     """A line as it is stored; one that the user wrote unless the `id` says something else."""
-    now = datetime.now(timezone.utc).strftime('%Y-%m-%dT%H:%M:%SZ')
+    changed = (datetime.now(timezone.utc) - timedelta(minutes=minutes_ago)).strftime('%Y-%m-%dT%H:%M:%SZ')
     return {'id': title, 'title': title, 'project': 'shop', 'source': 'Other', 'status': 'running', 'purpose': '',
-            'currentState': 'at work', 'tags': [], 'recentEvents': [], 'updatedAt': now} | members
+            'currentState': 'at work', 'tags': [], 'recentEvents': [], 'updatedAt': changed} | members
 
 
 def marked_processes(mark):
@@ -119,9 +119,9 @@ class Home:
 
     def log(self, *events):
         """Appends `events` to the log, in one piece."""
-        self.write('.tavvel/.touch', '')
-        (self.path / '.tavvel/.touch').unlink()
-        with (self.path / '.tavvel/events.jsonl').open('a') as log:
+        path = self.path / '.tavvel/events.jsonl'
+        path.parent.mkdir(exist_ok=True)
+        with path.open('a') as log:
             log.write(''.join(json.dumps(event) + '\n' for event in events))
 
     # What Plumtide keeps.
