@@ -35,8 +35,8 @@ BEGIN {
     # seconds and the next srand() gives that seed back; only bash has a finer clock, TAVVEL_CLOCK.
     srand(); now = srand()
     clock = ENVIRON["TAVVEL_CLOCK"]
-    if (clock - now > -1 && clock - now < 2) stamp = sprintf("%.6f", clock)
-    else if (now > 1e9 && now < 1e11) stamp = sprintf("%.0f", now)  # else the reader takes its own time
+    if (now > 1e9 && now < 1e11)        # else the reader takes its own time
+        stamp = clock - now > -1 && clock - now < 2 ? sprintf("%.6f", clock) : sprintf("%.0f", now)
 
     # Bytes. A longer line would not fit the smallest output buffer around: it would leave the shell in two writes,
     # and the line of another session could come between them.

@@ -28,7 +28,8 @@ def until(condition, what, seconds=20):
 def run(*command, **options):
     """What it prints; a status other than 0 fails the test."""
     usual = {'stdin': subprocess.DEVNULL} if 'input' not in options else {}
-    usual |= {'encoding': 'utf-8', 'timeout': 120, 'stdout': subprocess.PIPE, 'stderr': subprocess.STDOUT}
+    usual |= {'encoding': 'utf-8', 'errors': 'surrogateescape', 'timeout': 120, 'stdout': subprocess.PIPE,
+              'stderr': subprocess.STDOUT}
     done = subprocess.run(command, check=False, **usual | options)
     assert not done.returncode, f'{command} ended with {done.returncode}:\n{done.stdout}'
     return done.stdout
@@ -41,23 +42,16 @@ def line(title, minutes_ago=0, **members):
             'currentState': 'at work', 'tags': [], 'recentEvents': [], 'updatedAt': changed} | members
 
 
-def marked_processes(mark):
-    """The ids of the processes that have `mark` in their environment."""
-    found = []
-    for entry in Path('/proc').iterdir():
-        with suppress(OSError):
-            if entry.name.isdigit() and f'{MARK}={mark}'.encode() in (entry / 'environ').read_bytes().split(b'\0'):
-                found.append(int(entry.name))
-    return found
-
-
 def end_processes(mark):
-    """Kills every process that has `mark` in its environment, and waits until they are gone."""
+    """Kills what has `mark` in its environment, until there is nothing left."""
     def are_gone():
-        for pid in (left := marked_processes(mark)):
-            with suppress(ProcessLookupError):
-                os.kill(pid, signal.SIGKILL)
-        return not left
+        found = []
+        for entry in Path('/proc').glob('[0-9]*'):
+            with suppress(OSError):
+                if f'{MARK}={mark}'.encode() in (entry / 'environ').read_bytes().split(b'\0'):
+                    found.append(entry.name)
+                    os.kill(int(entry.name), signal.SIGKILL)
+        return not found
     until(are_gone, f'the processes of {mark} are gone')
 
 
@@ -73,6 +67,11 @@ class Home:
         sanitizers = {key: value for key, value in os.environ.items() if key.endswith('SAN_OPTIONS')}
         self.environment = {'HOME': str(self.path), 'PATH': '/usr/bin:/bin', 'LC_ALL': 'C.UTF-8',
                             MARK: str(self.folder)} | sanitizers | environment
+
+    def start(self, *command, **options):
+        """A process that also ends when the test run is killed."""
+        usual = {'env': self.environment, 'stdin': subprocess.DEVNULL}
+        return subprocess.Popen(['setpriv', '--pdeathsig', 'KILL', *command], **usual | options)
 
     def write(self, name, content):
         """`content` is text or bytes."""
@@ -103,7 +102,7 @@ class Home:
         settings = json.loads(self.read('.claude/settings.json'))
         for entry in settings['hooks'].get(payload['hook_event_name'], []):
             for hook in entry['hooks']:
-                self._run_silently('/bin/sh', '-c', hook['command'], input=json.dumps(payload, ensure_ascii=False))
+                self.run_silently('/bin/sh', '-c', hook['command'], input=json.dumps(payload, ensure_ascii=False))
 
     def codex(self, thread='t1', **members):
         """A turn of Codex ends, with a recorded notification in which `members` are replaced."""
@@ -111,10 +110,11 @@ class Home:
         self.tell_codex(recorded | {'thread-id': thread} | members)
 
     def tell_codex(self, notification):
-        self._run_silently(self.path / '.tavvel/hooks/codex-notify.sh', json.dumps(notification, ensure_ascii=False))
+        self.run_silently(self.path / '.tavvel/hooks/codex-notify.sh', json.dumps(notification, ensure_ascii=False))
 
-    def _run_silently(self, *command, **options):
-        printed = run(*command, env=self.environment, **options)
+    def run_silently(self, *command, **options):
+        """To its end; it must not print anything."""
+        printed = run(*command, **{'env': self.environment} | options)
         assert not printed, f'{command} printed {printed}'
 
     def log(self, *events):

@@ -2,16 +2,30 @@
 import os
 import signal
 import socket
-import subprocess
 import unittest
 from pathlib import Path
 
 from driver.home import until
 
 
+def faked_clock(clock):
+    """The environment of a process whose clock libfaketime sets, see there: a specification, or a file that holds one
+    and may be written again. A process that waits notices that with what wakes it next."""
+    library = next(Path('/usr/lib').glob('*/faketime/libfaketimeMT.so.1'))
+    is_file = isinstance(clock, Path)
+    told = {'FAKETIME_TIMESTAMP_FILE': str(clock), 'FAKETIME_NO_CACHE': '1'} if is_file else {'FAKETIME': clock}
+    return {'LD_PRELOAD': str(library)} | told
+
+
+def set_clock(file, specification):
+    """In one step: the processes that are set by it may look at any time."""
+    file.with_suffix('.new').write_text(specification)
+    file.with_suffix('.new').replace(file)
+
+
 class Program:
-    """Use it with `with`: ended, and ended well, with it. `clock` is a specification for libfaketime, such as '+0 x60'
-    for minutes that last a second; `variables` are added to the environment of `home`."""
+    """Use it with `with`: ended, and ended well, with it. `clock`: see `faked_clock`. `variables` are added to the
+    environment of `home`."""
 
     def __init__(self, home, *arguments, clock=None, **variables):
         self._home, self._arguments = home, arguments
@@ -19,8 +33,7 @@ class Program:
         if clock:
             if os.environ.get('PLUMTIDE_SANITIZE'):
                 raise unittest.SkipTest('libfaketime does not go with sanitizers')
-            library = next(Path('/usr/lib').glob('*/faketime/libfaketimeMT.so.1'))
-            self.environment |= {'LD_PRELOAD': str(library), 'FAKETIME': clock}
+            self.environment |= faked_clock(clock)
         self.process = None
         self._errors = home.folder / f'stderr-{id(self)}'
 
@@ -34,10 +47,9 @@ class Program:
 
     def start(self):
         """Returns at once without a display, and with one when it can be asked to open its windows."""
-        with self._errors.open('ab') as errors:  # setpriv: a killed test run takes it with it
-            self.process = subprocess.Popen(['setpriv', '--pdeathsig', 'KILL', self._home.program, *self._arguments],
-                                            env=self.environment, stdin=subprocess.DEVNULL, stdout=errors,
-                                            stderr=errors)
+        with self._errors.open('ab') as errors:
+            self.process = self._home.start(self._home.program, *self._arguments, env=self.environment,
+                                            stdout=errors, stderr=errors)
         if 'DISPLAY' in self.environment:
             until(self.is_ready, 'it answers')
 
