@@ -1,4 +1,3 @@
-import os
 import signal
 import subprocess
 import sys
@@ -6,7 +5,7 @@ import unittest
 from pathlib import Path
 
 from driver.desktop import SIZE, App, desktop
-from driver.home import PROGRAM, marked_processes, until
+from driver.home import PROGRAM, until
 
 DEMO = Path(__file__).resolve().parents[2] / 'scripts/demo'
 
@@ -25,15 +24,16 @@ class Demo(App):
     def start(self):
         said = self.home.folder / 'said'
         with said.open('wb') as output:
-            self.process = subprocess.Popen([sys.executable, '-B', DEMO], env=self.environment, stdin=subprocess.PIPE,
-                                            stdout=output)
+            self.process = self.home.start(sys.executable, '-B', DEMO, env=self.environment, stdin=subprocess.PIPE,
+                                           stdout=output)
         until(lambda: b'That was all' in said.read_bytes() or self.process.poll() is not None, 'the last step', 60)
         self.home.path, = self.temporary.iterdir()
         self.environment |= {'HOME': str(self.home.path)}
 
     @property
     def pid(self):
-        return next(pid for pid in marked_processes(self.home.folder) if os.path.samefile(f'/proc/{pid}/exe', PROGRAM))
+        of_script = self.process.pid
+        return int(Path(f'/proc/{of_script}/task/{of_script}/children').read_text())
 
     def __exit__(self, *_):
         self.process.stdin.close()
@@ -64,7 +64,7 @@ class StartTest(unittest.TestCase):
                 ('Claude', 'done'), *[('Claude', 'running')] * 2, *[('Claude', 'waiting')] * 2,
                 *[('Codex', 'waiting')] * 2], 'the last step')
             until(lambda: demo.window() and demo.window(240), 'both boards are on the screen')
+            pid = demo.pid
             demo.process.send_signal(signal.SIGINT)
             self.assertEqual(demo.process.wait(20), 130)
-            self.assertEqual(marked_processes(demo.home.folder), [])
-            self.assertEqual([*demo.temporary.iterdir()], [])
+            self.assertEqual([*demo.temporary.iterdir(), *Path('/proc').glob(f'{pid}')], [])
