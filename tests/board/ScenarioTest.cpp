@@ -91,13 +91,10 @@ private:
     void upsert(const QString &lines, const QString &fields)
     {
         for (const QString &text : lines.split(u',')) {
-            AgentTask line;
-            line.id = text.section(u'@', 0, 0);
-            line.updatedAt = m_home.now.addDays(-1);
-            for (const AgentTask &known : m_store->tasks())
-                line = known.id == line.id ? known : line;
-            QVariantMap record = toJson(line).toVariantMap();
+            const QString id = text.section(u'@', 0, 0);
+            QVariantMap record = m_board.value(id, toJson(AgentTask())).toVariantMap();
             record.insert(QJsonDocument::fromJson(fields.toUtf8()).object().toVariantMap());
+            record.insert({{u"id"_s, id}, {u"updatedAt"_s, u"2026-01-01T00:00:00Z"_s}});
             if (text.contains(u'@'))
                 setTime(text.section(u'@', 1));
             m_store->upsert(agentTaskFrom(QJsonObject::fromVariantMap(record)).value());
@@ -172,27 +169,26 @@ TEST_P(ScenarioTest, TheBoardChangesAsTheTextSays)
     QFile file(QStringLiteral(PLUMTIDE_TEST_DATA_DIR "/board/") + GetParam());
     QFile produced(QCoreApplication::applicationDirPath() + u'/' + GetParam());
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    const QByteArray written = file.readAll();
+    const QString written = QString::fromUtf8(file.readAll());
     for (const char *zone : {"<+0545>-5:45", "<-0930>9:30"}) { // an entry has the local time
         qputenv("TZ", zone);
         ::tzset();
         QStringList played;
         std::unique_ptr<Scene> scene;
-        for (const QString &line : QString::fromUtf8(written).split(u'\n')) {
+        for (const QString &line : written.split(u'\n')) {
             SCOPED_TRACE(qPrintable(line));
-            if (line.startsWith(u"    "))
-                continue;
-            played += line;
+            if (!line.startsWith(u"    "))
+                played += line;
             if (line.startsWith(u"=="))
                 scene = std::make_unique<Scene>();
-            else if (!line.isEmpty() && !line.startsWith(u'#'))
+            else if (!line.isEmpty() && line.at(0).isDigit())
                 played += scene->play(line);
         }
+        if (played.join(u'\n') == written)
+            continue;
         ASSERT_TRUE(produced.open(QIODevice::WriteOnly));
         produced.write(played.join(u'\n').toUtf8());
-        produced.close();
-        ASSERT_TRUE(played.join(u'\n').toUtf8() == written)
-            << "diff -u " << qPrintable(file.fileName()) << ' ' << qPrintable(produced.fileName());
+        FAIL() << "diff -u " << qPrintable(file.fileName()) << ' ' << qPrintable(produced.fileName());
     }
 }
 
