@@ -13,11 +13,6 @@ void require(bool holds)
         std::abort();
 }
 
-void requireWellFormed(const std::optional<QString> &text)
-{
-    require(!text || *text == wellFormed(*text));
-}
-
 } // namespace
 
 // Any line: no crash, and whatever decodes can be stored and shown.
@@ -29,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         return 0;
     for (const auto &text : {event->sessionId, event->hookEventName, event->cwd, event->toolName, event->prompt,
                              event->assistant, event->toolInputSummary()})
-        requireWellFormed(text);
+        require(!text || *text == wellFormed(*text));
     const int year = event->date(now).date().year();
     require(year >= 1 && year <= 9999);
     for (const qsizetype max : {1, 36, 40}) {

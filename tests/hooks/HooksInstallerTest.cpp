@@ -1,25 +1,18 @@
 #include "Plumtide/hooks/HooksInstaller.h"
 
-#include "Plumtide/hooks/HookFiles.h"
+#include "tests/support/Printing.h"
+#include "tests/support/TestHome.h"
 #include "tests/support/Unprivileged.h"
 
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
+#include <cerrno>
 
-#include <gtest/gtest.h>
-
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 
 using namespace Qt::StringLiterals;
 
 namespace {
-
-constexpr char claudeDone[] = "Claude Code 接好了。重新打开一个会话，再发一条消息就能看到。";
-constexpr char codexDone[] = "Codex 接好了，重启 Codex 后就生效。";
-constexpr char codexChained[] = "Codex 接好了，原来的通知也会保留。重启 Codex 后就生效。";
-constexpr char codexForeign[] = "Codex 已有通知配置，暂时没改。可以看看 README 里的说明。";
-constexpr char noResources[] = "接入失败：app 包里没有 hooks 资源（开发构建请用仓库里的 scripts/install-hooks.py）";
 
 const QString settings = u".claude/settings.json"_s;
 const QString config = u".codex/config.toml"_s;
@@ -28,365 +21,182 @@ const QString hookScript = u".tavvel/hooks/tavvel-hook.sh"_s;
 const QString codexScript = u".tavvel/hooks/codex-notify.sh"_s;
 const QString forward = u".tavvel/hooks/codex-notify-forward"_s;
 
-// A home of its own, with resources that hold both scripts. All paths are relative to the home.
+// The names that files got, in order, and what happens at that moment; true where the disk is full.
+QStringList renamed;
+std::function<bool(const QString &)> onRename;
+bool isFlushed = false;
+
+// A home of an ordinary user: nothing protects a file from root.
 class HooksInstallerTest : public testing::Test
 {
 protected:
     HooksInstallerTest()
     {
-        write(u"res/hooks/tavvel-hook.sh"_s, "hook 1");
-        write(u"res/hooks/codex-notify.sh"_s, "codex 1");
+        onRename = {};
+        for (const QString &script : {u"tavvel-hook.sh"_s, u"codex-notify.sh"_s})
+            home.write(u"resources/hooks/"_s + script, "new");
     }
 
-    QString path(const QString &name) const { return m_dir.filePath(name); }
-    void write(const QString &name, const QByteArray &content, mode_t mode = 0640) const
-    {
-        QDir().mkpath(QFileInfo(path(name)).path());
-        QFile file(path(name));
-        ASSERT_TRUE(file.open(QFile::WriteOnly) && file.write(content) == content.size());
-        ASSERT_EQ(::chmod(QFile::encodeName(path(name)).constData(), mode), 0);
-    }
-    // "-" for a file that is not there.
-    std::string read(const QString &name) const
-    {
-        QFile file(path(name));
-        return file.open(QFile::ReadOnly) ? file.readAll().toStdString() : "-";
-    }
     mode_t mode(const QString &name) const
     {
         struct stat status = {};
-        return ::stat(QFile::encodeName(path(name)).constData(), &status) == 0 ? status.st_mode & 07777 : 0;
+        return ::stat(qPrintable(home.path(name)), &status) == 0 ? status.st_mode & 07777 : 0;
     }
-    Environment environment() const
+    static QString state(const HooksInstaller &installer)
     {
-        Environment made;
-        made.home = m_dir.path();
-        made.resourcesDir = path(u"res"_s);
-        return made;
-    }
-    static std::string message(const HooksInstaller &installer)
-    {
-        return installer.message().value_or(u"-"_s).toStdString();
+        return installer.message().value_or(u"-"_s) + (installer.claudeInstalled() ? u" claude"_s : u""_s)
+            + (installer.codexInstalled() ? u" codex"_s : u""_s);
     }
 
-    QTemporaryDir m_dir;
+    const Unprivileged user;
+    TestHome home;
 };
 
 } // namespace
 
-TEST_F(HooksInstallerTest, ConstructionReplacesScriptsOnlyWhereAToolIsRegistered)
+// In the place of the C library's, also for Qt.
+extern "C" int fsync(int descriptor)
 {
-    struct Case
-    {
-        const char *name;
-        QString file;
-        QByteArray content;
-        bool claude;
-        bool codex;
+    isFlushed = true;
+    return static_cast<int>(::syscall(SYS_fsync, descriptor));
+}
+extern "C" int fdatasync(int descriptor)
+{
+    return fsync(descriptor);
+}
+extern "C" int rename(const char *from, const char *to) noexcept
+{
+    const QString name = QFileInfo(QFile::decodeName(to)).fileName();
+    renamed += std::exchange(isFlushed, false) ? name : name + u" (not flushed)"_s;
+    const bool isFull = onRename && onRename(name);
+    errno = ENOSPC;
+    return isFull ? -1 : ::renameat(AT_FDCWD, from, AT_FDCWD, to);
+}
+
+TEST_F(HooksInstallerTest, EveryOutcomeHasItsMessageItsBackupAndItsLookAtBothFilesAndLinksAndModesStay)
+{
+    const QString claudeDone = u"Claude Code 接好了。重新打开一个会话，再发一条消息就能看到。"_s;
+    const QString unwritable = u"接入失败：无法写入 %1：没有权限。"_s;
+    const QString unreadable = u"接入失败：无法读取 %1：没有权限。"_s;
+    const QString bare = u"接入失败：app 包里没有 hooks 资源（开发构建请用仓库里的 scripts/install-hooks.py）"_s;
+    const std::tuple<QString, std::optional<QByteArray>, QString> cases[] = {
+        {settings, {}, claudeDone},
+        {settings, "", claudeDone},
+        {settings, R"({"a":1})", claudeDone},
+        {settings, "[]", u"你的 settings.json 不是常规格式，为避免弄坏它，这次没有改动。"_s},
+        {settings, R"({"hooks":[]})", u"你的 settings.json 里 hooks 格式不常规，为安全起见没有改动。"_s},
+        {settings, "x", u"接入失败：settings.json 第 1 行附近不是有效的 JSON，这次没有改动。"_s},
+        {settings, "{}", unwritable},
+        {settings, "{}", unreadable},
+        {settings, "{}", bare},
+        {config, {}, u"没找到 Codex 配置文件：~/.codex/config.toml"_s},
+        {config, "a = 1\n", u"Codex 接好了，重启 Codex 后就生效。"_s},
+        {config, "notify = ['a', \"好\"]\r\n", u"Codex 接好了，原来的通知也会保留。重启 Codex 后就生效。"_s},
+        {config, "# codex-notify\n", u"-"_s},
+        {config, "notify = [\n\"x\"]\n", u"Codex 已有通知配置，暂时没改。可以看看 README 里的说明。"_s},
+        {config, "a = '''\n[\n'''\n", u"接入失败：config.toml 的写法比较特别，自动改动会弄坏它，这次没有改动。"_s},
+        {config, "a = 1\n", unwritable},
+        {config, "a = 1\n", unreadable},
+        {config, "a = 1\n", bare},
     };
-    const Case cases[] = {
-        {"neither file", settings, "", false, false},
-        {"mentioned anywhere in the settings", settings, "x tavvel-hook.sh", true, false},
-        {"settings that are not UTF-8", settings, "\xff tavvel-hook.sh", false, false},
-        {"mentioned in a comment", config, "# codex-notify", false, true},
-        {"other letter case", config, "# Codex-Notify", false, false},
-    };
-    for (const Case &c : cases) {
-        write(hookScript, "edited by the user", 0444);
-        write(c.file, c.content);
-        const HooksInstaller installer(environment());
-        EXPECT_EQ(installer.claudeInstalled(), c.claude) << c.name;
-        EXPECT_EQ(installer.codexInstalled(), c.codex) << c.name;
-        EXPECT_EQ(read(hookScript), c.claude || c.codex ? "hook 1" : "edited by the user") << c.name;
-        EXPECT_EQ(mode(hookScript), c.claude || c.codex ? 0755u : 0444u) << c.name;
-        EXPECT_EQ(message(installer), "-") << c.name;
-        QFile::remove(path(c.file));
-    }
-}
-
-TEST_F(HooksInstallerTest, ResourcesAreUsableOnlyWithTheClaudeScript)
-{
-    write(settings, "tavvel-hook.sh is mentioned, but nothing else here is right");
-    write(config, "a = 1\n");
-    QFile::remove(path(u"res/hooks/codex-notify.sh"_s));
-    HooksInstaller installer(environment());
-    EXPECT_EQ(read(hookScript), "hook 1");
-    EXPECT_EQ(read(codexScript), "-");
-
-    write(u"res/hooks/codex-notify.sh"_s, "codex 2");
-    QFile::remove(path(u"res/hooks/tavvel-hook.sh"_s));
-    installer.installClaude();
-    EXPECT_EQ(message(installer), noResources);
-    installer.clearMessage();
-    installer.installCodex();
-    EXPECT_EQ(message(installer), noResources);
-    EXPECT_EQ(read(codexScript), "-");
-    EXPECT_EQ(read(config), "a = 1\n");
-
-    Environment none = environment();
-    none.resourcesDir.clear();
-    HooksInstaller bare(none);
-    bare.installClaude();
-    EXPECT_EQ(message(bare), noResources);
-}
-
-TEST_F(HooksInstallerTest, EveryAssignmentIsAnnouncedBeforeItHappens)
-{
-    HooksInstaller installer(environment());
-    std::vector<std::string> seen;
-    QObject::connect(&installer, &HooksInstaller::objectWillChange, &installer,
-                     [&] { seen.push_back(message(installer) + (installer.claudeInstalled() ? " yes" : " no")); });
-    installer.installClaude();
-    const std::string done = claudeDone;
-    EXPECT_EQ(seen, (std::vector<std::string>{"- no", done + " no", done + " yes"}));
-    installer.clearMessage();
-    EXPECT_EQ(seen.back(), done + " yes");
-    EXPECT_FALSE(installer.message());
-}
-
-TEST_F(HooksInstallerTest, ClaudeIsRegisteredInANewFileAndASecondTimeNothingIsAdded)
-{
-    HooksInstaller installer(environment());
-    installer.installClaude();
-    EXPECT_EQ(message(installer), claudeDone);
-    EXPECT_TRUE(installer.claudeInstalled());
-    const std::string once = read(settings);
-    EXPECT_NE(once.find("\"command\": \"" + path(hookScript).toStdString() + '"'), std::string::npos);
-    EXPECT_EQ(mode(settings), 0600u);
-    EXPECT_EQ(mode(u".claude"_s), 0700u);
-    EXPECT_EQ(mode(hookScript), 0755u);
-    EXPECT_EQ(mode(codexScript), 0755u);
-    EXPECT_EQ(read(settings + backup), "-");
-
-    installer.installClaude();
-    EXPECT_EQ(message(installer), claudeDone);
-    EXPECT_EQ(read(settings), once);
-    EXPECT_EQ(read(settings + backup), once);
-}
-
-TEST_F(HooksInstallerTest, LinksAndModesSurviveAndABackupNeverWritesThroughALink)
-{
-    write(u"dot/settings.json"_s, "{}", 0604);
-    write(u"dot/config.toml"_s, "", 0600);
-    write(u"precious"_s, "p");
-    QDir().mkpath(path(u".claude"_s));
-    QDir().mkpath(path(u".codex"_s));
-    ASSERT_TRUE(QFile::link(u"../dot/settings.json"_s, path(settings)));
-    ASSERT_TRUE(QFile::link(u"../dot/config.toml"_s, path(config)));
-    ASSERT_TRUE(QFile::link(path(u"precious"_s), path(settings + backup)));
-    write(config + backup, "older", 0444);
-
-    HooksInstaller installer(environment());
-    installer.installClaude();
-    installer.installCodex();
-    EXPECT_EQ(message(installer), codexDone);
-    EXPECT_TRUE(installer.claudeInstalled() && installer.codexInstalled());
-    for (const QString &name : {settings, config})
-        EXPECT_TRUE(QFileInfo(path(name)).isSymLink());
-    EXPECT_EQ(mode(u"dot/settings.json"_s), 0604u);
-    EXPECT_EQ(mode(u"dot/config.toml"_s), 0600u);
-    EXPECT_FALSE(QFileInfo(path(settings + backup)).isSymLink());
-    EXPECT_EQ(read(settings + backup), "{}");
-    EXPECT_EQ(mode(settings + backup), 0604u);
-    EXPECT_EQ(read(config + backup), "");
-    EXPECT_EQ(mode(config + backup), 0600u);
-    EXPECT_EQ(read(u"precious"_s), "p");
-}
-
-TEST_F(HooksInstallerTest, ALinkToNothingIsAMissingFile)
-{
-    QDir().mkpath(path(u".claude"_s));
-    QDir().mkpath(path(u".codex"_s));
-    ASSERT_TRUE(QFile::link(u"../later.json"_s, path(settings)));
-    ASSERT_TRUE(QFile::link(u"../later.toml"_s, path(config)));
-    HooksInstaller installer(environment());
-    installer.installClaude();
-    EXPECT_EQ(message(installer), claudeDone);
-    EXPECT_TRUE(QFileInfo(path(settings)).isSymLink());
-    EXPECT_NE(read(u"later.json"_s), "-");
-    EXPECT_EQ(read(settings + backup), "-");
-    installer.installCodex();
-    EXPECT_EQ(message(installer), "没找到 Codex 配置文件：~/.codex/config.toml");
-}
-
-TEST_F(HooksInstallerTest, RefusedSettingsStayAsTheyAre)
-{
-    struct Case
-    {
-        const char *name;
-        QByteArray content;
-        std::string message;
-        bool isBackedUp;
-        bool isRefreshed;
-    };
-    const Case cases[] = {
-        {"array", R"(["tavvel-hook.sh"])", "你的 settings.json 不是常规格式，为避免弄坏它，这次没有改动。", false,
-         false},
-        {"hooks is an array", R"({"hooks":["tavvel-hook.sh"]})",
-         "你的 settings.json 里 hooks 格式不常规，为安全起见没有改动。", true, false},
-        {"not JSON", "tavvel-hook.sh", "接入失败：settings.json 第 1 行附近不是有效的 JSON，这次没有改动。", false,
-         true},
-    };
-    for (const Case &c : cases) {
-        HooksInstaller installer(environment());
-        write(settings, c.content);
-        installer.installClaude();
-        EXPECT_EQ(message(installer), c.message) << c.name;
-        EXPECT_EQ(read(settings), c.content.toStdString()) << c.name;
-        EXPECT_EQ(read(settings + backup), c.isBackedUp ? c.content.toStdString() : "-") << c.name;
-        EXPECT_EQ(installer.claudeInstalled(), c.isRefreshed) << c.name;
-        QFile::remove(path(settings));
-        QFile::remove(path(settings + backup));
-    }
-}
-
-TEST_F(HooksInstallerTest, CodexOutcomes)
-{
-    const QByteArray line = "notify = [\"" + path(codexScript).toUtf8() + "\"]";
-    struct Case
-    {
-        const char *name;
-        QByteArray before;
-        std::string message;
-        QByteArray after; // empty: as before, and no backup
-        std::string forward;
-        bool isInstalled;
-        bool isRefreshed = true;
-    };
-    const Case cases[] = {
-        {"added", "a = 1\n[t]\n", codexDone, "a = 1\n" + line + "\n[t]\n", "earlier", true},
-        {"chained", "notify = [\"notify-send\", 'Codex 好']\r\n", codexChained, line + "\r\n",
-         "notify-send\nCodex 好\n", true},
-        {"already there: not even a message", "# codex-notify\n", "-", "", "earlier", true},
-        {"cannot be read", "notify = [\n\"x\"]\n", codexForeign, "", "earlier", false, false},
-        {"indented", " notify = [\"x\"]\n", codexForeign, "", "earlier", false, false},
-        {"would break", "a = '''\nnotify = [\"x\"]\n'''\n",
-         "接入失败：config.toml 的写法比较特别，自动改动会弄坏它，这次没有改动。", "", "earlier", false},
-        {"not UTF-8", "\xff", "接入失败：config.toml 不是 UTF-8 文本，这次没有改动。", "", "earlier", false},
-    };
-    for (const Case &c : cases) {
-        HooksInstaller installer(environment());
-        write(forward, "earlier");
-        write(config, c.before);
-        write(settings, "tavvel-hook.sh"); // seen by the next refresh
-        installer.installCodex();
-        EXPECT_EQ(message(installer), c.message) << c.name;
-        EXPECT_EQ(read(config), (c.after.isEmpty() ? c.before : c.after).toStdString()) << c.name;
-        EXPECT_EQ(read(config + backup), c.after.isEmpty() ? "-" : c.before.toStdString()) << c.name;
-        EXPECT_EQ(read(forward), c.forward) << c.name;
-        EXPECT_EQ(installer.codexInstalled(), c.isInstalled) << c.name;
-        EXPECT_EQ(installer.claudeInstalled(), c.isRefreshed) << c.name;
-        QFile::remove(path(settings));
-        QFile::remove(path(config));
-        QFile::remove(path(config + backup));
-    }
-}
-
-TEST_F(HooksInstallerTest, WithoutACodexConfigurationNothingIsDeployed)
-{
-    HooksInstaller installer(environment());
-    installer.installCodex();
-    EXPECT_EQ(message(installer), "没找到 Codex 配置文件：~/.codex/config.toml");
-    EXPECT_EQ(read(codexScript), "-");
-}
-
-TEST_F(HooksInstallerTest, FilesThatCannotBeUsedEndInAFailureAndStay)
-{
-    // Folders where files are meant to be.
-    QDir().mkpath(path(settings));
-    QDir().mkpath(path(config));
-    HooksInstaller installer(environment());
-    installer.installClaude();
-    EXPECT_EQ(message(installer), "接入失败：无法读取 " + path(settings).toStdString() + "：这是一个文件夹。");
-    installer.installCodex();
-    EXPECT_EQ(message(installer), "接入失败：无法读取 " + path(config).toStdString() + "：这是一个文件夹。");
-
-    // A backup or a forward file that cannot be written stops the installation before the configuration.
-    ASSERT_TRUE(QDir(path(config)).removeRecursively());
-    write(config, "notify = [\"x\"]\n");
-    for (const QString &blocked : {QString(config + backup), forward, codexScript}) {
-        QFile::remove(path(blocked));
-        QDir().mkpath(path(blocked + u"/full"_s));
-        installer.installCodex();
-        EXPECT_EQ(message(installer), "接入失败：无法写入 " + path(blocked).toStdString() + "：这是一个文件夹。");
-        EXPECT_EQ(read(config), "notify = [\"x\"]\n");
-        ASSERT_TRUE(QDir(path(blocked)).removeRecursively());
-    }
-}
-
-// The scope comes before the folder, so that this belongs to the ordinary user.
-class UnprivilegedHooksInstallerTest : private Unprivileged, public HooksInstallerTest
-{
-};
-
-TEST_F(UnprivilegedHooksInstallerTest, WriteProtectedFilesAndFoldersStay)
-{
-    write(settings, "{}");
-    write(config, "a = 1\n");
-    const auto protect = [this](mode_t folders, mode_t files) {
-        for (const QString &name : {u".claude"_s, u".codex"_s})
-            ::chmod(QFile::encodeName(path(name)).constData(), folders);
-        for (const QString &name : {settings, config})
-            ::chmod(QFile::encodeName(path(name)).constData(), files);
-    };
-    for (const auto &[folders, files] : {std::pair(0500, 0600), std::pair(0700, 0444)}) {
-        protect(static_cast<mode_t>(folders), static_cast<mode_t>(files));
-        HooksInstaller installer(environment());
-        for (const auto install : {&HooksInstaller::installClaude, &HooksInstaller::installCodex}) {
-            (installer.*install)();
-            EXPECT_TRUE(message(installer).starts_with("接入失败：无法写入 ")) << message(installer);
-            EXPECT_TRUE(message(installer).ends_with("：没有权限。")) << message(installer);
+    for (const auto &[file, before, sentence] : cases) {
+        const QString message = sentence.contains(u"%1") ? sentence.arg(home.path(file)) : sentence;
+        SCOPED_TRACE(message.toStdString());
+        const bool isEdited = message.contains(u"接好了");
+        const bool isCopied = before && (isEdited || message.contains(u"hooks 格式") || sentence == unwritable);
+        const bool isRefreshed = isEdited || message == u"-" || message.startsWith(u"接入失败：");
+        const mode_t fileMode = sentence == unwritable ? 0404 : sentence == unreadable ? 0 : 0604;
+        Environment environment = home.environment();
+        if (message == bare)
+            environment.resourcesDir += u"/none"_s;
+        HooksInstaller installer(environment);
+        home.write(file == config ? settings : config, "tavvel-hook.sh codex-notify"); // for the next look
+        home.write(u"precious"_s, "precious");
+        home.write(forward, "earlier");
+        if (before) {
+            home.write(u"dot"_s, *before);
+            ::chmod(qPrintable(home.path(u"dot"_s)), fileMode);
+            QDir(home.path()).mkpath(file.section(u'/', 0, 0));
+            QFile::link(u"../dot"_s, home.path(file));
+            QFile::link(home.path(u"precious"_s), home.path(file + backup));
         }
-        EXPECT_EQ(read(settings), "{}");
-        EXPECT_EQ(read(config), "a = 1\n");
-        EXPECT_FALSE(installer.claudeInstalled() || installer.codexInstalled());
+        QStringList seen;
+        QObject::connect(&installer, &HooksInstaller::objectWillChange, [&] { seen += state(installer); });
+
+        file == config ? installer.installCodex() : installer.installClaude();
+        EXPECT_EQ(installer.message().value_or(u"-"_s), message);
+        EXPECT_EQ(seen.size(), (message == u"-" ? 0 : 1) + (isRefreshed ? 2 : 0)); // each change is announced
+        EXPECT_EQ(seen.first(), u"-");                                             // and before it happens
+        EXPECT_EQ(mode(file), before ? fileMode : isEdited ? 0600u : 0u);
+        ::chmod(qPrintable(home.path(u"dot"_s)), 0600);
+        const QByteArray after = home.read(file);
+        EXPECT_EQ(after.contains(home.path(file == config ? codexScript : hookScript).toUtf8()), isEdited);
+        EXPECT_TRUE(isEdited || after == before.value_or(""));
+        EXPECT_EQ(QFileInfo(home.path(file)).isSymLink(), before.has_value());
+        EXPECT_EQ(home.read(file + backup), isCopied ? *before : QByteArray(before ? "precious" : ""));
+        EXPECT_EQ(mode(file + backup), isCopied ? fileMode : before ? mode(u"precious"_s) : 0u);
+        EXPECT_EQ(home.read(u"precious"_s), "precious");
+        EXPECT_EQ(home.read(forward), message.contains(u"原来") ? "a\n好\n" : "earlier");
+        EXPECT_EQ(mode(codexScript), (file == config && !before) || message == bare ? 0u : 0755u);
+        EXPECT_EQ(installer.claudeInstalled(), isRefreshed && (file == config || after.contains("tavvel-hook.sh")));
+        EXPECT_EQ(installer.codexInstalled(), isRefreshed && (file == settings || after.contains("codex-notify")));
+        installer.clearMessage();
+        EXPECT_FALSE(installer.message());
+        for (const QString &folder : {u".claude"_s, u".codex"_s, u".tavvel"_s})
+            QDir(home.path(folder)).removeRecursively();
     }
-
-    // Once the user has lifted the protection it works, also over the write-protected copies of the attempts
-    // before.
-    EXPECT_EQ(mode(settings + backup), 0444u);
-    protect(0700, 0600);
-    HooksInstaller installer(environment());
-    installer.installClaude();
-    EXPECT_EQ(message(installer), claudeDone);
-    EXPECT_EQ(mode(settings + backup), 0600u);
-    installer.installCodex();
-    EXPECT_EQ(message(installer), codexDone);
 }
 
-TEST_F(HooksInstallerTest, HomeWithAQuoteIsQuotedForTheShellOnly)
+TEST_F(HooksInstallerTest, StartReplacesTheScriptsThatThereAreWhereAToolIsRegistered)
 {
-    Environment odd = environment();
-    odd.home = path(u"o'brien \"x\""_s);
-    write(u"o'brien \"x\"/.codex/config.toml"_s, "");
-    HooksInstaller installer(odd);
-    installer.installClaude();
-    EXPECT_NE(read(u"o'brien \"x\"/"_s + settings).find("\"command\": \"'"), std::string::npos);
-    installer.installCodex();
-    EXPECT_NE(read(u"o'brien \"x\"/"_s + config).find("/o'brien \\\"x\\\"/"), std::string::npos);
+    QFile::remove(home.path(u"resources/hooks/codex-notify.sh"_s));
+    home.write(codexScript, "old");
+    const std::tuple<QString, QByteArray, QString> cases[] = {
+        {settings, "x tavvel-hook.sh", u"- claude"_s},
+        {config, "# codex-notify", u"- codex"_s},
+        {config, "# Codex-Notify", u"-"_s},
+        {settings, "\xff tavvel-hook.sh", u"-"_s},
+    };
+    for (const auto &[file, content, expected] : cases) {
+        home.write(hookScript, "old");
+        home.write(file, content);
+        EXPECT_EQ(state(HooksInstaller(home.environment())), expected);
+        EXPECT_EQ(home.read(hookScript), expected == u"-" ? "old" : "new") << qPrintable(expected);
+        QFile::remove(home.path(file));
+    }
+    EXPECT_EQ(home.read(codexScript), "old");
 }
 
-TEST_F(HooksInstallerTest, AFileThatIsWrittenMeanwhileIsReadAgain)
+TEST_F(HooksInstallerTest, TheToolsFileChangesLastWhenAllElseIsOnTheDiskAndStaysWhereAStepFails)
 {
-    write(settings, "1");
-    int calls = 0;
-    const auto append = [&](const HookFiles::Content &content) -> Outcome<HookFiles::Content> {
-        if (++calls == 1)
-            write(settings, "2");
-        return HookFiles::Content(*content + "!");
-    };
-    EXPECT_TRUE(HookFiles::change(path(settings), append));
-    EXPECT_EQ(read(settings), "2!");
-    EXPECT_EQ(calls, 2);
+    home.write(settings, "{}");
+    home.write(config, "notify = ['x']");
+    for (const auto &[file, names] :
+         {std::pair(settings, u"tavvel-hook.sh codex-notify.sh settings.json.backup-tavvel settings.json"_s),
+          {config, u"tavvel-hook.sh codex-notify.sh config.toml.backup-tavvel codex-notify-forward config.toml"_s}}) {
+        const QStringList order = names.split(u' ');
+        const QByteArray before = home.read(file);
+        for (qsizetype step = 0; step <= order.size(); ++step) {
+            HooksInstaller installer(home.environment());
+            renamed.clear();
+            onRename = [step](const QString &) { return renamed.size() > step; };
+            file == config ? installer.installCodex() : installer.installClaude();
+            EXPECT_EQ(renamed, order.first(qMin(step + 1, order.size())));
+            EXPECT_EQ(home.read(file) == before, step < order.size());
+            EXPECT_EQ(state(installer).contains(order.value(step) + u"：磁盘空间不足。"_s), step < order.size());
+        }
+    }
+}
 
-    // One that appears or never rests.
-    QFile::remove(path(settings));
-    const auto disturb = [&](const HookFiles::Content &content) -> Outcome<HookFiles::Content> {
-        write(settings, content.value_or(QByteArray()) + '.');
-        return HookFiles::Content(QByteArray("lost"));
+TEST_F(HooksInstallerTest, WhatAnotherProgramWritesMeanwhileIsNotOverwritten)
+{
+    home.write(settings, "{}");
+    onRename = [this](const QString &name) {
+        if (name == u"settings.json.backup-tavvel" && home.read(settings) == "{}")
+            home.write(settings, R"({"newer":1})");
+        return false;
     };
-    const Outcome<void> outcome = HookFiles::change(path(settings), disturb);
-    ASSERT_FALSE(outcome);
-    EXPECT_TRUE(outcome.failure().sentence.endsWith(u"正被其他程序频繁修改，请稍后再试。"_s));
-    EXPECT_EQ(read(settings), ".....");
+    HooksInstaller(home.environment()).installClaude();
+    EXPECT_TRUE(home.read(settings).contains("newer") && home.read(settings).contains("tavvel-hook.sh"));
+    EXPECT_EQ(home.read(settings + backup), R"({"newer":1})");
 }

@@ -1,0 +1,127 @@
+#pragma once
+
+#include "Plumtide/hooks/ClaudeSettings.h"
+#include "Plumtide/hooks/CodexConfig.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
+
+#include <toml++/toml.h>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+// What must hold of every edit of another program's file, for the fuzz targets and for the ordinary tests. An oracle
+// edits a file's content, says in a word how that went, after a colon why, and throws the promise that the edit broke.
+
+inline void require(bool holds, const char *promise)
+{
+    if (!holds)
+        throw std::logic_error(promise);
+}
+
+// The numbers of a valid JSON text but zeros by their value, as digits and a power of ten, sorted.
+inline QStringList numbersOf(const QByteArray &json)
+{
+    const QRegularExpression texts(uR"("(?:[^"\\]++|\\.)*+")"_s), gaps(u"[^0-9.eE+-]+"_s), zeros(u"^0+"_s);
+    QStringList numbers;
+    for (const QString &number : QString::fromUtf8(json).remove(texts).toLower().split(gaps)) {
+        QString digits = number.section(u'e', 0, 0);
+        qint64 power = number.section(u'e', 1).toLongLong() - digits.section(u'.', 1).size();
+        for (digits.remove(u'.').remove(u'-'); digits.endsWith(u'0'); ++power)
+            digits.chop(1);
+        if (!digits.remove(zeros).isEmpty())
+            numbers += number.left(number.startsWith(u'-')) + digits + u'e' + QString::number(power);
+    }
+    numbers.sort();
+    return numbers;
+}
+
+// "edited" or "refused".
+inline QByteArray editClaudeSettings(const QByteArray &before)
+{
+    const auto command = u"/h/tavvel-hook.sh"_s;
+    const ClaudeSettings::Result result = ClaudeSettings::edit(before, command);
+    if (const auto *failure = std::get_if<Failure>(&result))
+        return "refused:" + failure->sentence.toUtf8();
+    if (std::holds_alternative<ClaudeSettings::Refusal>(result))
+        return "refused:";
+    const QByteArray after = std::get<QByteArray>(result);
+    const ClaudeSettings::Result again = ClaudeSettings::edit(after, command);
+    require(again.index() == result.index() && std::get<QByteArray>(again) == after, "a second edit changes nothing");
+    require(numbersOf(before) == numbersOf(after), "numbers keep their value to the last digit");
+
+    QJsonParseError error;
+    QJsonObject old = QJsonDocument::fromJson(before.isEmpty() ? "{}" : before, &error).object();
+    // Qt's reader stops at 1,024 levels, and drops a byte order mark at the start of a text unless an escape follows.
+    if (error.error != QJsonParseError::NoError || after.contains("\xEF\xBB\xBF"))
+        return "edited:";
+    QJsonObject now = QJsonDocument::fromJson(after).object();
+    QJsonObject oldHooks = old.take(u"hooks").toObject();
+    QJsonObject nowHooks = now.take(u"hooks").toObject();
+    const QJsonObject hook{{u"type"_s, u"command"_s}, {u"command"_s, command}};
+    for (const auto event :
+         {"SessionStart", "UserPromptSubmit", "PermissionRequest", "PostToolUse", "Stop", "SessionEnd"}) {
+        const QLatin1StringView name(event);
+        const QJsonValue was = oldHooks.contains(name) ? oldHooks.take(name) : QJsonArray();
+        const QJsonValue is = nowHooks.take(name);
+        QJsonArray list = was.toArray();
+        const bool fits = was.isArray() && std::all_of(list.begin(), list.end(), [](auto e) { return e.isObject(); });
+        const bool isNamed = QJsonDocument(list).toJson().contains("tavvel-hook.sh");
+        list.append(QJsonObject{{u"hooks"_s, QJsonArray{hook}}});
+        require(is == was ? !fits || isNamed : fits && is == list, "an event gets one entry, behind its own");
+    }
+    require(old == now && oldHooks == nowHooks, "all other members keep their value");
+    return "edited:";
+}
+
+// As toml++ reads it; absent where it is not valid. The reader's behaviour is undefined for many characters beyond
+// ASCII: each of their bytes becomes a "!", which is valid in the same places.
+inline std::optional<toml::table> readToml(const QByteArray &text)
+{
+    std::string ascii = text.sliced(text.startsWith("\xEF\xBB\xBF") ? 3 : 0).toStdString();
+    std::replace_if(
+        ascii.begin(), ascii.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; }, '!');
+    try {
+        return toml::parse(ascii);
+    } catch (const toml::parse_error &) {
+        return std::nullopt;
+    }
+}
+
+// "added", "chained", "already", "foreign" or "refused".
+inline QByteArray editCodexConfig(const QByteArray &before)
+{
+    const QByteArray line = R"(notify = ["/h/codex-notify.sh"])";
+    const CodexConfig::Result result = CodexConfig::edit(before, u"/h/codex-notify.sh"_s);
+    if (const auto *failure = std::get_if<Failure>(&result))
+        return "refused:" + failure->sentence.toUtf8();
+    if (const auto *unchanged = std::get_if<CodexConfig::Unchanged>(&result))
+        return *unchanged == CodexConfig::Unchanged::AlreadyInstalled ? "already:" : "foreign:";
+    const auto &[after, previous] = std::get<CodexConfig::Edit>(result);
+    require(!before.contains("codex-notify") && after.contains(line), "the script is named once");
+
+    const QByteArray head = after.first(after.indexOf(line));
+    const QByteArray tail = after.sliced(head.size() + line.size());
+    require(!('\n' + head.sliced(head.startsWith("\xEF\xBB\xBF") ? 3 : 0)).contains("\n["),
+            "no header stands above it");
+    if (previous.isEmpty()) {
+        require(tail.startsWith("\n[") ? before == head + tail.sliced(1) : tail == "\n" && head == before + '\n',
+                "a new line stands directly above the first header, or at the end");
+    } else {
+        const QByteArray old = before.mid(head.size(), before.size() - head.size() - tail.size());
+        require(before == head + old + tail && old.startsWith("notify"), "the line takes the place of the earlier one");
+        require(!old.contains('\n') && (!old.endsWith('\r') || tail.isEmpty()), "line ends stay");
+        require(CodexConfig::tomlStringElements(QString::fromUtf8(old)) == previous, "the earlier command is kept");
+    }
+    if (std::optional<toml::table> old = readToml(before)) {
+        std::optional<toml::table> now = readToml(after);
+        require(now && now->erase("notify") == 1, "a valid file stays valid");
+        old->erase("notify");
+        require(*old == *now, "all other keys keep their value");
+    }
+    return previous.isEmpty() ? "added:" : "chained:";
+}

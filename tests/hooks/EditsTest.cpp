@@ -1,0 +1,110 @@
+#include "tests/fuzz/EditOracles.h"
+#include "tests/support/Printing.h"
+
+#include <QDir>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+
+namespace {
+
+// Asks the oracle about all that a fuzzer starts from. The name of a file begins with the right answer, or with
+// "either" where only the promises count.
+void askAboutAll(const QString &target, QByteArray (*oracle)(const QByteArray &))
+{
+    const QDir corpus(QStringLiteral(PLUMTIDE_TEST_DATA_DIR "/fuzz/corpus/") + target);
+    EXPECT_GT(corpus.count(), 40u);
+    for (const QString &name : corpus.entryList(QDir::Files)) {
+        QFile file(corpus.filePath(name));
+        EXPECT_TRUE(file.open(QFile::ReadOnly));
+        QString answer;
+        EXPECT_NO_THROW(answer = QString::fromUtf8(oracle(file.readAll()))) << qPrintable(name);
+        EXPECT_TRUE(name.startsWith(u"either-") || name.startsWith(answer.section(u':', 0, 0) + u'-'))
+            << qPrintable(name + u" is "_s + answer);
+    }
+}
+
+} // namespace
+
+// In a locale whose decimal point is a comma: it is the user's, and no file's.
+TEST(Edits, NothingOfOtherProgramsIsLostAndNothingIsRefusedWithoutNeed)
+{
+    const QTemporaryDir locales;
+    const QString german = locales.filePath(u"de_DE.UTF-8"_s);
+    ASSERT_EQ(QProcess::execute(u"localedef"_s, {u"-i"_s, u"de_DE"_s, u"-f"_s, u"UTF-8"_s, german}), 0);
+    qputenv("LOCPATH", locales.path().toUtf8());
+    EXPECT_TRUE(std::setlocale(LC_ALL, "de_DE.UTF-8"));
+    askAboutAll(u"FuzzClaudeSettings"_s, editClaudeSettings);
+    askAboutAll(u"FuzzCodexConfig"_s, editCodexConfig);
+    std::setlocale(LC_ALL, "C.UTF-8");
+}
+
+TEST(Edits, FilesThatNobodyWroteUseUpNeitherTheStackNorTheDay)
+{
+    const auto many = [](const QByteArray &text) { return text.repeated(200'000); };
+    for (const QByteArray &z : {many("[") + many("]"), many("{\"a\":") + '1' + many("}"), many("[{\"a\":")})
+        EXPECT_NO_THROW(editClaudeSettings("{\"z\":" + z + '}'));
+    const QByteArray inner = '{' + QByteArray("a.").repeated(1000) + "a = ";
+    for (const QByteArray &config :
+         {many("a.") + "a = 1\n", "# \"\n[" + many("a.") + "a]\n", "b = '''x'''\n" + many("a.") + "a = 1\n",
+          "b = { " + many("a.") + "a = 1 }\n", "a = " + many("[\n{b.c = "), "a = " + many("["),
+          "a = " + inner.repeated(250) + '1' + QByteArray("}").repeated(250) + '\n'})
+        EXPECT_NO_THROW(editCodexConfig(config)) << config.left(20).toStdString();
+}
+
+// As Python prints it, which sorts by code points, as UTF-8 does: U+FF01 comes before U+1F600.
+TEST(Edits, SettingsComeBackSortedAndIndented)
+{
+    const auto edit = ClaudeSettings::edit(R"({"😀":1,"！":2,"\u597d\/":null,"a":{"y":[true,[]],"x":2}})", u"/好.sh"_s);
+    QProcess python;
+    python.start(u"python3"_s, {u"-m"_s, u"json.tool"_s, u"--sort-keys"_s, u"--indent=2"_s, u"--no-ensure-ascii"_s});
+    python.write(std::get<QByteArray>(edit));
+    python.closeWriteChannel();
+    ASSERT_TRUE(python.waitForFinished());
+    EXPECT_EQ(std::get<QByteArray>(edit), python.readAllStandardOutput());
+}
+
+TEST(Edits, RefusalSaysWhatIsWrongWithTheFile)
+{
+    EXPECT_EQ(editClaudeSettings("{\n\"a\":\n{\"b\""),
+              "refused:settings.json 第 3 行附近不是有效的 JSON，这次没有改动。");
+    EXPECT_EQ(editClaudeSettings("\"x\""), "refused:settings.json 的最外层既不是对象也不是数组，这次没有改动。");
+    EXPECT_EQ(editClaudeSettings('"' + QByteArray(17'000'000, 'x') + '"'),
+              "refused:settings.json 内容太大，超过了 16 MiB，这次没有改动。");
+    EXPECT_EQ(editClaudeSettings("{\n\"a\":1e999}"), "refused:settings.json 第 2 行有一个过大的数字，这次没有改动。");
+    EXPECT_EQ(editCodexConfig("\xff"), "refused:config.toml 不是 UTF-8 文本，这次没有改动。");
+    EXPECT_EQ(editCodexConfig(QByteArray(5'000'000, '#')), "refused:config.toml 太大，超过了 4 MiB，这次没有改动。");
+    EXPECT_EQ(editCodexConfig("[" + QByteArray("a.").repeated(50'000) + "a]\n"),
+              "refused:config.toml 里有没法核对的写法，为避免弄坏它，这次没有改动。");
+}
+
+TEST(Edits, PathIsWrittenAsATomlStringWhateverIsInIt)
+{
+    const auto result = CodexConfig::edit("", u"/h \"x\" \\ \t\n\x7f é/用户/codex-notify.sh"_s);
+    EXPECT_EQ(std::get<CodexConfig::Edit>(result).content,
+              "\nnotify = [\"/h \\\"x\\\" \\\\ \\u0009\\u000a\\u007f é/用户/codex-notify.sh\"]\n");
+}
+
+TEST(Edits, EarlierCommandIsReadByUserPerceivedCharactersUpToTheEndOfItsArray)
+{
+    const QString line =
+        u"notify = ['a' \"\", [\"]\"'b', \"c\\\"d\\\\e\\n\", 1, 'f\"g\\', \"'\", \"\u00E9\", \"h\"\u0301\"] # 'i']"_s;
+    EXPECT_EQ(CodexConfig::tomlStringElements(line),
+              (QStringList{u"a"_s, u""_s, u"]"_s, u"b"_s, u"c\"d\\en"_s, u"f\"g\\"_s, u"'"_s, u"\u00E9"_s,
+                           u"h\"\u0301"_s})); // an accented quote is none
+    for (const QString &none : {u""_s, u"\"a\""_s, u"[]"_s, u"[\"a\", 'b'"_s, u"[\"a\", \"b]"_s, u"['a', \"b\\\"]"_s})
+        EXPECT_EQ(CodexConfig::tomlStringElements(none), QStringList()) << qPrintable(none);
+}
+
+TEST(Edits, ShellRunsTheScriptWhateverItsPath)
+{
+    const QTemporaryDir dir;
+    for (const QString &name : {u"plain-1.2_3"_s, u"用户 é's"_s, u"$HOME`id`\"(x)\\b;c&d|e<f>*?[!]{1,2}~#"_s}) {
+        ASSERT_TRUE(QFile::copy(u"/bin/true"_s, dir.filePath(name)));
+        EXPECT_EQ(std::system(qPrintable(ClaudeSettings::shellCommand(dir.filePath(name)))), 0) << qPrintable(name);
+    }
+    EXPECT_EQ(ClaudeSettings::shellCommand(u"/家/h-1.2_3.sh"_s), u"/家/h-1.2_3.sh"_s); // as it is, where that is enough
+}
