@@ -8,7 +8,6 @@
 #include "tests/support/TestHome.h"
 #include "tests/support/Unprivileged.h"
 
-#include <QProcess>
 #include <QSettings>
 
 #include <mutex>
@@ -29,11 +28,12 @@ constexpr Files::ReplaceOptions program{.newFileMode = 0755, .forceMode = true, 
 
 QString shell(const TestHome &home, const QString &commands)
 {
-    QProcess process;
-    process.setWorkingDirectory(home.path());
-    process.start(u"sh"_s, {u"-c"_s, commands});
-    process.waitForFinished();
-    return QString::fromUtf8(process.readAllStandardOutput()).simplified();
+    FILE *const output = ::popen(qPrintable(u"cd '"_s + home.path() + u"'; "_s + commands), "re");
+    QFile reader;
+    reader.open(output, QIODevice::ReadOnly);
+    const QString text = QString::fromUtf8(reader.readAll()).simplified();
+    ::pclose(output);
+    return text;
 }
 
 std::mutex diskMutex;
