@@ -194,15 +194,13 @@ protected:
         advance();
         QCoreApplication::processEvents();
     }
-    Q_INVOKABLE void flood(const QString &changes)
+    Q_INVOKABLE void flood(const QString &milliseconds)
     {
         m_frames = 0;
         QElapsedTimer timer;
-        timer.start();
-        for (int i = 0; i < changes.toInt(); ++i) {
-            m_store->setSourceFilter(i % 2 ? std::nullopt : std::optional(TaskSource::codex));
-            QCoreApplication::processEvents();
-        }
+        for (timer.start(); !timer.hasExpired(milliseconds.toInt()); QCoreApplication::processEvents())
+            m_store->setSourceFilter(m_store->sourceFilter() ? std::nullopt : std::optional(TaskSource::codex));
+        m_store->setSourceFilter(std::nullopt);
         EXPECT_EQ(m_frames > 0, m_view->isVisible());
         EXPECT_LE(m_frames, timer.elapsed() / 16 + 2) << "more than once a frame";
     }
