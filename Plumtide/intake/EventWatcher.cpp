@@ -5,8 +5,10 @@
 
 #include <QFile>
 
-EventWatcher::EventWatcher(QString logPath, std::shared_ptr<Defaults> defaults, OnEvent onEvent)
+EventWatcher::EventWatcher(QString logPath, std::shared_ptr<Defaults> defaults, OnEvent onEvent,
+                           std::chrono::milliseconds pollEvery)
     : m_path(QFile::encodeName(logPath)),
+      m_pollEvery(pollEvery),
       m_log(std::move(logPath), std::move(defaults), std::move(onEvent)),
       m_queue(std::make_unique<SerialQueue>("tavvel.eventwatcher"))
 {
@@ -23,7 +25,7 @@ void EventWatcher::start()
         m_log.rotateIfNeeded();
         attachIfPossible();
         m_log.readNewLines();
-        m_queue->startTimer(pollInterval, [this] { poll(); });
+        m_queue->startTimer(m_pollEvery, [this] { poll(); });
     });
 }
 

@@ -24,7 +24,8 @@ public:
     using OnEvent = EventLog::OnEvent;
 
     /// `defaults` keeps the read offset.
-    EventWatcher(QString logPath, std::shared_ptr<Defaults> defaults, OnEvent onEvent);
+    EventWatcher(QString logPath, std::shared_ptr<Defaults> defaults, OnEvent onEvent,
+                 std::chrono::milliseconds pollEvery = pollInterval);
     ~EventWatcher(); ///< As `stop`.
 
     void start(); ///< Returns at once; call it once.
@@ -39,6 +40,7 @@ private:
     void poll();
 
     const QByteArray m_path;
+    const std::chrono::milliseconds m_pollEvery;
     EventLog m_log;
     std::unique_ptr<SerialQueue> m_queue;
     std::unique_ptr<FileChangeSource> m_source; // the queue's thread only, like everything above but the queue

@@ -7,6 +7,7 @@
 # The agent waits for it, adds what it prints to the conversation, and blocks the user's prompt when it exits
 # with status 2. So it prints nothing, always exits 0, and starts a single program, an awk.
 trap 'exit 0' EXIT
+trap '' XFSZ                            # a limit of file sizes is a full disk, not the end of the script
 exec >/dev/null 2>&1
 
 here=${0%/*}
@@ -26,19 +27,18 @@ awk="awk"
 command -v mawk && awk="mawk"           # where both are installed: gawk takes twice as long to start
 
 # shellcheck disable=SC3028 # other shells than bash leave EPOCHREALTIME empty, which is fine
-export TAVVEL_MODE="$1" TAVVEL_CLOCK="$EPOCHREALTIME" TAVVEL_LOG="$log" TAVVEL_TORN="$torn" \
-    TAVVEL_CLIENT_SEEN="$here/codex-client-seen"
+export TAVVEL_MODE="$1" TAVVEL_CLOCK="$EPOCHREALTIME" TAVVEL_CLIENT_SEEN="$here/codex-client-seen"
 # shellcheck disable=SC2016 # the program is one of awk
-$awk '
+line=$($awk '
 BEGIN {
     # The time comes first, before the agent has sent everything. srand() seeds with the time of day in whole
     # seconds and the next srand() gives that seed back; only bash has a finer clock, TAVVEL_CLOCK.
     srand(); now = srand()
     clock = ENVIRON["TAVVEL_CLOCK"]
-    if (clock - now > -1 && clock - now < 2) stamp = sprintf("%.6f", clock)
-    else if (now > 1e9 && now < 1e11) stamp = sprintf("%.0f", now)  # else the reader takes its own time
+    if (now > 1e9 && now < 1e11)        # else the reader takes its own time
+        stamp = clock - now > -1 && clock - now < 2 ? sprintf("%.6f", clock) : sprintf("%.0f", now)
 
-    # Bytes. A longer line would not fit the smallest output buffer around: it would leave awk in two writes,
+    # Bytes. A longer line would not fit the smallest output buffer around: it would leave the shell in two writes,
     # and the line of another session could come between them.
     longestLine = 4096
     longestText = 2048
@@ -232,7 +232,7 @@ function event(    line, i) {
     return line
 }
 
-function write(    line, rest, torn, w) {
+function write(    line, rest) {
     for (room = longestText; ; room = int(room * 3 / 4)) {
         line = event() (stamp == "" ? "" : "\"tavvel_ts\":" stamp ",")
         line = "{" substr(line, 1, length(line) - 1) "}"
@@ -242,9 +242,13 @@ function write(    line, rest, torn, w) {
     if (index(line, "\\"))
         gsub("\\\\([\"\\\\/bfnrt]|u[0-9a-fA-F][0-9a-fA-F][0-9a-fA-F][0-9a-fA-F])", "", rest)
     if (index(rest, "\\") || line ~ controls) refuse()
-    torn = (getline w < ENVIRON["TAVVEL_TORN"]) >= 0
-    print (torn ? "\n" : "") line "\n" >> ENVIRON["TAVVEL_LOG"]
-    if (close(ENVIRON["TAVVEL_LOG"]) != 0) exit 1
-    if (torn) system("rm -f \"$TAVVEL_TORN\"")
+    print line
 }
-' || : >"$torn"                         # a full disk may have taken half of the line
+')
+[ -n "$line" ] || exit 0
+# Written by the shell: not every awk tells when a full disk takes only half of the line.
+if [ -e "$torn" ]; then
+    printf '\n%s\n' "$line" >>"$log" && rm -f "$torn"
+else
+    printf '%s\n' "$line" >>"$log" || : >"$torn"
+fi

@@ -1,117 +1,118 @@
 import unittest
+from collections import Counter
 
-from gi.repository import Gio
+from gi.repository import Gio, GLib
 
-from desktop import PANEL_HEIGHT, SIZE, Desktop, until
-from program import PROGRAM, Program
+from driver.desktop import BAR, SIZE, App, desktop, states
+from driver.home import PROGRAM, line, until
 
-
-def setUpModule():
-    global DESKTOP
-    DESKTOP = unittest.enterModuleContext(Desktop(compositor=True))
+BADGE = 0xc96442
+URGENT = [line(f'job {at}', id=f'cc-{at}', source='Claude', status='waiting', needsApproval=True) for at in range(101)]
 
 
 class TrayTest(unittest.TestCase):
-    def setUp(self):
-        self.program = self.enterContext(Program(DESKTOP))
-        until(lambda: self.program.tooltip() == 'Plumtide', 'its item is registered')
-        until(lambda: not DESKTOP.tray_is_empty(), 'its item is drawn')
+    def start(self, *lines, **parts):
+        desktop().use(**parts)
+        self.app = self.enterContext(App(self, *lines))
+        return self.app
 
-    def test_an_event_is_seen_in_the_tray_the_panel_and_a_notification(self):
-        self.program.ask_approval('tidy the shelves')
-        until(lambda: self.program.tooltip() == 'Plumtide：1 条等你处理', 'the item counts it')
-        until(lambda: ['Plumtide', 'plumtide', 'shop', '有个操作需要你确认：Bash — rm -rf build']
-              in [message[:4] for message in DESKTOP.messages('Notify')], 'it is notified')
-        self.program.open()
-        self.program.find('panel', lambda name: 'tidy the shelves 等你确认：Bash — rm -rf build' in name)
-        self.program.hook('Stop')
-        until(lambda: self.program.tooltip() == 'Plumtide', 'the item counts it no more')
-        self.program.find('panel', lambda name: 'tidy the shelves 等你看一眼。' in name)
+    def until_counted(self, text):
+        until(lambda: self.app.tooltip() == text, f'the item says {text}')
 
-    def test_a_click_on_the_item_opens_the_panel_beside_it_and_the_next_one_closes_it(self):
-        before = len(DESKTOP.messages('Activate'))
-        DESKTOP.click_tray()
-        until(self.program.has_focus, 'the panel is open, with the focus')
-        x, y, width, height = DESKTOP.geometry(self.program.window())
-        self.assertEqual((x + width, y), (SIZE[0], y))
-        self.assertTrue(PANEL_HEIGHT <= y <= PANEL_HEIGHT + 2, y)
-        self.assertLessEqual(y + height, SIZE[1])
-        DESKTOP.key('Tab')
-        self.program.until_focused('全部')
+    def approve(self, session, **members):
+        """What is notified then; the session had its turn before."""
+        before = len(desktop().notified())
+        self.app.home.hook('Stop', session)
+        self.app.home.hook('UserPromptSubmit', session)
+        self.app.home.hook('PermissionRequest', session, **members)
+        return until(lambda: desktop().notified()[before:], 'it is notified')[0]
 
-        DESKTOP.click_tray()
-        self.program.until_closed()
-        until(lambda: len(DESKTOP.messages('Activate')) == before + 2, 'both clicks have been sent')
-        self.program.tooltip()  # answered after what the click has caused
-        self.assertIsNone(self.program.window())
-        DESKTOP.click_tray()
-        until(self.program.has_focus, 'the panel is open again')
+    def test_the_number_is_drawn_after_a_start_follows_what_changes_it_and_is_not_sent_again_by_anything_else(self):
+        app, heard = self.start(*URGENT), Counter()
+        self.until_counted('Plumtide：101 条等你处理')
+        until(lambda: app.icon()[BADGE] > 40, 'the number is drawn')
+        app.stop()
+        app.home.write('.tavvel/tasks.json', '[]')
+        app.start()
+        self.until_counted('Plumtide')
+        until(lambda: len(app.icon()) > 3 and not app.icon()[BADGE], 'no number is drawn')
+        self.assertEqual((app.item('Id'), app.item('Status')), ('plumtide', 'Active'))
+        number = desktop().bus.signal_subscribe(app.owner, 'org.kde.StatusNotifierItem', None, None, None, 0,
+                                                lambda *signal: heard.update([signal[4]]))
+        self.addCleanup(desktop().bus.signal_unsubscribe, number)
+        app.ask_approval('tidy up')
+        self.until_counted('Plumtide：1 条等你处理')
+        for at in range(20):
+            app.home.hook('UserPromptSubmit', 's2', prompt=f'prompt {at}')
+        until(lambda: 'prompt 19' in app.home.tasks(), 'all have arrived')
+        app.home.hook('Stop')
+        self.until_counted('Plumtide')
+        while GLib.MainContext.default().iteration(False):
+            pass
+        self.assertEqual(heard, {'NewIcon': 2, 'NewToolTip': 2})
 
-    def test_a_click_elsewhere_and_escape_close_the_panel(self):
-        other = DESKTOP.open_window(100, 200, 300, 200)
-        self.addCleanup(other.destroy)
-        self.program.open()
-        DESKTOP.click(200, 300)
-        self.program.until_closed()
-        self.program.open()
-        DESKTOP.key('Escape')
-        self.program.until_closed()
-        until(lambda: DESKTOP.active() == [other.id], 'the other window has the focus back')
-
-    def test_a_click_on_a_notification_opens_the_panel(self):
-        self.program.ask_approval('tidy the shelves')
-        notification = until(DESKTOP.notification, 'a notification is on the screen')
-        x, y, width, height = DESKTOP.geometry(notification)
-        DESKTOP.click(x + width // 2, y + height // 2)
-        until(self.program.has_focus, 'the panel is open')
-
-    def test_the_menu_switches_the_start_at_login_and_shows_what_is_on_the_disk(self):
-        self.program.stop()
-        link = self.program.home / 'plumtide'  # an update lets such a link lead to the new version
-        link.symlink_to(PROGRAM)
-        self.program.start(str(link))
-        until(self.program.tooltip, 'its item is registered')
-        until(lambda: not DESKTOP.tray_is_empty(), 'its item is drawn')
-        entry = self.program.home / '.config/autostart/plumtide.desktop'
-        DESKTOP.choose_in_tray_menu(3)
-        until(entry.exists, 'the login starts it')
-        started = Gio.DesktopAppInfo.new_from_filename(str(entry))
-        self.assertEqual(started.get_executable(), str(link))
-        self.assertEqual(started.get_name(), 'Plumtide')
+    def test_each_entry_of_the_menu_does_what_it_says_and_its_check_marks_show_what_is(self):
+        app = self.start()
+        self.until_counted('Plumtide')
+        self.assertEqual({label: checked for label, (_, checked) in app.menu().items()},
+                         {'打开看板': -1, '悬浮板': 0, '登录时启动': 0, '': -1, '退出': -1})
+        app.choose('打开看板')
+        until(app.has_focus, 'the panel is open, with the focus')
+        app.choose('悬浮板')
+        until(lambda: app.window(240), 'the mini board is on the screen')
+        until(lambda: 'checked' in states(app.find('check box', '悬浮板')), 'the switch in the panel follows')
+        app.press('check box', '悬浮板')
+        until(lambda: app.menu()['悬浮板'][1] == 0, 'the menu follows the switch')
+        entry = app.home.path / '.config/autostart/plumtide.desktop'
+        app.choose('登录时启动')
+        until(entry.exists, 'a login starts it')
+        self.assertEqual(Gio.DesktopAppInfo.new_from_filename(str(entry)).get_executable(), PROGRAM)
+        until(lambda: app.menu()['登录时启动'][1] == 1, 'the menu shows it')
         entry.unlink()  # the desktop's own settings do so
-        DESKTOP.choose_in_tray_menu(3)
-        until(entry.exists, 'it is not switched off but on, since the menu has seen that it was off')
-        DESKTOP.choose_in_tray_menu(3)
-        until(lambda: not entry.exists(), 'the login starts it no more')
+        self.assertEqual(app.menu()['登录时启动'][1], 0)
+        app.choose('退出')
+        self.assertEqual(app.process.wait(20), 0)
 
-    def test_events_that_leave_the_count_alone_leave_the_item_alone(self):
-        names = ('NewIcon', 'NewToolTip', 'NewTitle', 'NewStatus', 'NewAttentionIcon', 'NewOverlayIcon')
+    def test_a_notification_is_whole_replaces_its_line_s_own_and_opens_the_panel_and_any_service_will_do(self):
+        desktop().use(notifications=None)
+        app = self.start()  # with a service that counts from 1
+        self.assertEqual(self.approve('s1', tool_input={'command': 'a <b> & c'}), [
+            'Plumtide', 0, 'plumtide', 'shop', '有个操作需要你确认：Bash — a &lt;b&gt; &amp; c', ['default', '打开看板'],
+            {'desktop-entry': 'plumtide', 'urgency': 1, 'sound-name': 'message-new-instant'}, -1])
+        self.assertEqual([self.approve(session)[1] for session in ('s1', 's2', 's1', 's2')], [1, 0, 1, 2])
+        desktop().notification_signal('NotificationClosed', 1, 'u', 2)
+        self.assertEqual(self.approve('s1')[1], 0)
+        desktop().notification_signal('ActionInvoked', 77, 's', 'default')
+        desktop().notification_signal('ActionInvoked', 3, 's', 'settings')
+        self.assertEqual(self.approve('s1')[1], 3)
+        self.assertIsNone(app.window(), 'neither was a click on one of its own')
+        desktop().notification_signal('ActionInvoked', 3, 's', 'default')
+        until(app.has_focus, 'the panel is open, with the focus')
+        desktop().use(notifications=None)
+        app.ask_approval('into the void', 's3')
+        until(lambda: app.home.tasks().get('into the void', {}).get('needsApproval'), 'the event has arrived')
+        desktop().use(notifications='body')
+        told = self.approve('s1', tool_input={'command': 'a < b'})
+        self.assertEqual(told[1:6], [0, 'plumtide', 'shop', '有个操作需要你确认：Bash — a < b', []])
 
-        def until_told(changes, what):
-            wanted = [before[0] + changes, before[1] + changes, *before[2:]]
-            until(lambda: (told := signals()) == wanted or told[1] > wanted[1], what)
-            self.assertEqual(signals(), wanted)
+    def test_the_item_comes_with_a_later_tray_and_back_with_a_restarted_one(self):
+        self.start(tray=None)
+        for _ in range(2):
+            desktop().use()
+            self.until_counted('Plumtide')
+            self.app.click_item()
+            until(self.app.has_focus, 'the panel is open, with the focus')
+            desktop().use(tray=None)
+            desktop().do('key', 'Escape')
 
-        def signals():
-            return [len(DESKTOP.messages(name)) for name in names]
-
-        before = signals()
-        self.program.ask_approval('tidy the shelves')
-        until_told(1, 'the item says that it counts one')
-        for number in range(50):
-            self.program.hook('UserPromptSubmit', 's2', prompt=f'prompt number {number}')
-        until(lambda: self.program.status('prompt number 49'), 'all have arrived')
-        self.program.hook('Stop')
-        until_told(2, 'the item says that it counts none')  # and nothing was said before that
-
-    def test_the_item_comes_back_with_a_restarted_panel(self):
-        DESKTOP.stop_panel()
-        DESKTOP.start_panel()
-        until(self.program.tooltip, 'its item is registered')
-        until(lambda: not DESKTOP.tray_is_empty(), 'its item is drawn')
-        DESKTOP.click_tray()
-        until(self.program.has_focus, 'the panel is open')
-
-
-if __name__ == '__main__':
-    unittest.main()
+    def test_a_tray_of_windows_alone_gets_an_icon_with_any_bus_and_with_none(self):
+        desktop().use(tray='trayer')
+        for address in (desktop().environment['DBUS_SESSION_BUS_ADDRESS'], ''):
+            with self.subTest(address), App(self, *URGENT, DBUS_SESSION_BUS_ADDRESS=address,
+                                            XDG_RUNTIME_DIR=str(desktop().dir / 'nowhere')) as app:
+                until(lambda: app.icon()[BADGE] > 40, 'the number is drawn')
+                app.ask_approval('tidy up')
+                until(lambda: app.home.tasks().get('tidy up', {}).get('needsApproval'), 'the event has arrived')
+                app.click_item()
+                x, y, width, _ = desktop().geometry(until(app.window, 'the panel is open'))
+                self.assertEqual((x + width, y), (SIZE[0], BAR))

@@ -1,227 +1,172 @@
-#include "Plumtide/intake/EventLog.h"
+#include "Plumtide/intake/EventWatcher.h"
 
 #include "tests/support/Printing.h"
 #include "tests/support/TestHome.h"
-#include "tests/support/Unprivileged.h"
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <thread>
 
+#include <sys/stat.h>
+
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
+
+QByteArray line(int number, qsizetype padding = 0)
+{
+    return "{\"session_id\":\"" + QByteArray::number(number) + "\"" + QByteArray(padding, ' ') + "}\n";
+}
 
 class EventLogTest : public testing::Test
 {
 protected:
-    static QByteArray line(int number) { return "{\"session_id\":\"" + QByteArray::number(number) + "\"}\n"; }
-
-    double offset() const { return m_defaults->number(u"tavvel.events.offset"_s).value_or(-1); }
+    void write(const QByteArray &content, QIODevice::OpenMode how) const { m_home.write(u"log"_s, content, how); }
+    void append(const QByteArray &content) const { write(content, QIODevice::Append); }
     void setOffset(double value) const { m_defaults->setNumber(u"tavvel.events.offset"_s, value); }
+    qint64 offset() const { return qRound64(m_home.defaults()->number(u"tavvel.events.offset"_s).value_or(0)); }
+    qint64 size() const { return QFileInfo(m_path).size(); }
 
-    // The session ids of what is new, joined: "1 2".
-    QString readNow()
-    {
-        m_ids.clear();
-        m_log.readNewLines();
-        return m_ids.join(u' ');
-    }
-
-    TestHome m_home;
-    std::shared_ptr<Defaults> m_defaults = m_home.defaults();
+    const TestHome m_home;
+    const QString m_path = m_home.path(u"log"_s);
+    const std::shared_ptr<Defaults> m_defaults = m_home.defaults();
     QStringList m_ids;
-    const QString m_name = u"events.jsonl"_s;
-    EventLog m_log{m_home.path(m_name), m_defaults,
-                   [this](const HookEvent &event) { m_ids.append(event.sessionId.value_or(u"-"_s)); }};
+    QList<qint64> m_offsets; // as it was stored when each of them was handed over
+    std::atomic<int> m_last = -1;
+    const EventLog::OnEvent m_receive = [this](const HookEvent &event) {
+        m_offsets.append(offset());
+        m_ids.append(event.sessionId.value_or(u"-"_s));
+        m_last = m_ids.last().toInt();
+    };
+    EventLog m_log{m_path, m_defaults, m_receive};
 };
 
 } // namespace
 
-TEST_F(EventLogTest, HalfWrittenLastLineWaitsForItsLineFeed)
+TEST_F(EventLogTest, EveryWholeLineIsHandedOverOnceAndNoneBeforeItsLineFeed)
 {
-    EXPECT_EQ(readNow(), u""_s); // no log yet
-    m_home.append(m_name, line(1) + line(2) + "{\"session_id\"");
-    EXPECT_EQ(readNow(), u"1 2"_s);
-    EXPECT_EQ(offset(), (line(1) + line(2)).size());
-    EXPECT_EQ(readNow(), u""_s);
-    m_home.append(m_name, ":\"3\"}");
-    EXPECT_EQ(readNow(), u""_s);
-    m_home.append(m_name, "\n");
-    EXPECT_EQ(readNow(), u"3"_s);
-    EXPECT_EQ(readNow(), u""_s);
-}
-
-TEST_F(EventLogTest, BlankAndBrokenLinesAreStepsOnTheWay)
-{
-    m_home.write(m_name,
-                 "\n" + line(1) + "\n\n" + "not json\n" + "{\"session_id\":5}\n" + QByteArray("\0\xff\n", 3)
-                     + QByteArray(100'000, '[') + "\n" + line(2));
-    EXPECT_EQ(readNow(), u"1 2"_s);
-    EXPECT_EQ(offset(), QFileInfo(m_home.path(m_name)).size());
-}
-
-TEST_F(EventLogTest, GoesOnWhereAnEarlierRunStopped)
-{
-    m_home.write(m_name, line(1) + line(2));
-    setOffset(static_cast<double>(line(1).size()));
-    EXPECT_EQ(readNow(), u"2"_s);
-
-    for (const double unusable : {-5.0, 0.0, 1e300}) {
-        setOffset(unusable);
-        m_ids.clear();
-        EXPECT_EQ(readNow(), u"1 2"_s) << unusable;
-    }
-}
-
-TEST_F(EventLogTest, ShortenedAndReplacedLogs)
-{
-    m_home.write(m_name, line(1) + line(2) + line(3));
-    readNow();
-    const double end = offset();
-    m_home.write(m_name, "");
-    EXPECT_EQ(readNow(), u""_s);
-    EXPECT_EQ(offset(), end); // an empty log says nothing yet
-    m_home.append(m_name, line(4));
-    EXPECT_EQ(readNow(), u"4"_s);
-    m_home.write(m_name, line(5) + line(6) + line(7));
-    EXPECT_EQ(readNow(), u"6 7"_s); // a longer one is taken for the same log
-}
-
-TEST_F(EventLogTest, LongAndUnfinishedLinesNeedNoMemory)
-{
-    // Longer than the longest line that is looked at, without its line feed at first, then with it.
-    m_home.write(m_name, line(1) + "{\"prompt\":\"" + QByteArray(EventLog::longestLineBytes, 'x'));
-    EXPECT_EQ(readNow(), u"1"_s);
-    EXPECT_EQ(offset(), line(1).size());
-    m_home.append(m_name, QByteArray(1000, 'x'));
-    EXPECT_EQ(readNow(), u""_s);
-    m_home.append(m_name, "\"}\n" + line(2));
-    EXPECT_EQ(readNow(), u"2"_s);
-
-    // Longer than a block, but not too long.
-    const QByteArray longLine =
-        "{\"session_id\":\"3\",\"prompt\":\"" + QByteArray(3 * EventLog::blockBytes, 'x') + "\"}";
-    m_home.append(m_name, longLine);
-    EXPECT_EQ(readNow(), u""_s);
-    m_home.append(m_name, "\n" + line(4));
-    EXPECT_EQ(readNow(), u"3 4"_s);
-
-    // What was learnt of an unfinished line does not hold for the log that takes its place.
-    m_home.append(m_name, "{\"unfinished\":\"" + QByteArray(2 * EventLog::blockBytes, 'x'));
-    readNow();
-    const QByteArray filler(static_cast<qsizetype>(offset()) - 1, 'y');
-    ASSERT_TRUE(QFile::remove(m_home.path(m_name)));
-    m_home.write(m_name, filler + "\n" + line(5) + line(6));
-    EXPECT_EQ(readNow(), u"5 6"_s);
-}
-
-TEST_F(EventLogTest, ManyBlocksArriveInOrder)
-{
-    constexpr int count = 40'000; // several blocks
-    QByteArray content;
-    QStringList expected;
-    for (int i = 0; i < count; ++i) {
-        content += line(i);
-        expected.append(QString::number(i));
-    }
-    ASSERT_GT(content.size(), 3 * EventLog::blockBytes);
-    m_home.write(m_name, content);
-    EXPECT_EQ(readNow(), expected.join(u' '));
-}
-
-TEST_F(EventLogTest, WhatIsNoFileOrCannotBeReadIsTriedAgain)
-{
-    const QByteArray path = QFile::encodeName(m_home.path(m_name));
-    ASSERT_EQ(::mkfifo(path.constData(), 0600), 0); // would block for ever when opened carelessly
-    EXPECT_EQ(readNow(), u""_s);
-    m_log.rotateIfNeeded();
-    ASSERT_EQ(::unlink(path.constData()), 0);
-    ASSERT_EQ(::mkdir(path.constData(), 0700), 0);
-    EXPECT_EQ(readNow(), u""_s);
-    m_log.rotateIfNeeded();
-    ASSERT_EQ(::rmdir(path.constData()), 0);
-    m_home.write(m_name, line(1));
-    ::chmod(path.constData(), 0000);
-    {
-        const Unprivileged ordinaryUser;
-        EXPECT_EQ(readNow(), u""_s);
-    }
-    EXPECT_EQ(readNow(), u"1"_s);
-}
-
-TEST_F(EventLogTest, OnlyALargeLogThatWasReadToItsEndIsEmptied)
-{
-    const auto fill = [this](qint64 bytes) {
-        m_home.write(m_name, QByteArray(bytes - line(1).size(), '\n') + line(1));
-        setOffset(static_cast<double>(bytes));
+    const QByteArray longLine = line(3, 100'000);
+    const QByteArray broken = "\n\n{\n{\"session_id\":5}\n" + QByteArray("\0\xff\n", 3) + QByteArray(9999, '[') + "\n";
+    constexpr auto add = QIODevice::Append;
+    constexpr auto replace = QIODevice::Truncate;
+    const std::tuple<QIODevice::OpenModeFlag, QByteArray, QString, qint64> rows[] = {
+        // the last: bytes left unread
+        {add, line(1) + line(2) + "{\"session_id\"", u"1 2"_s, 13},
+        {add, ":\"3\"}", u""_s, 18},
+        {add, "\n", u"3"_s, 0},
+        {add, line(1) + broken + line(2), u"1 2"_s, 0},
+        {add, longLine.chopped(1), u""_s, longLine.size() - 1},
+        {add, "\n" + line(4), u"3 4"_s, 0},
+        {replace, line(1) + line(2) + line(3), u"1 2 3"_s, 0},       // a shorter log is a new one
+        {replace, line(4) + line(5) + line(6) + line(7), u"7"_s, 0}, // a longer one is taken for the same
+        {replace, "", u""_s, -4 * line(4).size()},                   // an empty one says nothing yet
+        {add, line(1), u"1"_s, 0},
     };
-    const auto size = [this] { return QFileInfo(m_home.path(m_name)).size(); };
-
-    fill(EventLog::rotateAboveBytes);
-    m_log.rotateIfNeeded();
-    EXPECT_EQ(size(), EventLog::rotateAboveBytes);
-
-    fill(EventLog::rotateAboveBytes + 1);
-    m_home.append(m_name, line(2));
-    m_log.rotateIfNeeded();
-    EXPECT_GT(size(), EventLog::rotateAboveBytes);
-    EXPECT_EQ(readNow(), u"2"_s);
-
-    // Another log in its place, shorter than the position, has not been read at all.
-    fill(EventLog::rotateAboveBytes + 1);
-    setOffset(static_cast<double>(EventLog::rotateAboveBytes + 100));
-    m_log.rotateIfNeeded();
-    EXPECT_EQ(readNow(), u"1"_s);
-
-    m_log.rotateIfNeeded();
-    EXPECT_EQ(size(), 0);
-    EXPECT_EQ(offset(), 0);
-    m_home.append(m_name, line(3));
-    EXPECT_EQ(readNow(), u"3"_s);
+    m_log.readNewLines(); // there is no log yet
+    ::mkfifo(qPrintable(m_path), 0600);
+    m_log.readNewLines(); // would block for ever when opened carelessly
+    QFile::remove(m_path);
+    for (const auto &[how, content, read, left] : rows) {
+        write(content, how);
+        m_ids.clear();
+        m_log.readNewLines();
+        EXPECT_EQ(m_ids.join(u' '), read);
+        EXPECT_EQ(offset(), size() - left) << qPrintable(read);
+    }
 }
 
-TEST_F(EventLogTest, ALogThatAWriterHoldsOpenIsNotEmptied)
+TEST_F(EventLogTest, ThePositionIsStoredBeforeTheLinesOfABlockAreHandedOver)
 {
-    m_home.write(m_name, QByteArray(EventLog::rotateAboveBytes + 1, '\n'));
-    setOffset(EventLog::rotateAboveBytes + 1);
-    const int writer = ::open(QFile::encodeName(m_home.path(m_name)).constData(), O_WRONLY | O_APPEND | O_CLOEXEC);
-    m_log.rotateIfNeeded();
-    ASSERT_EQ(::write(writer, line(1).constData(), static_cast<size_t>(line(1).size())), line(1).size());
-    ::close(writer);
-    EXPECT_EQ(readNow(), u"1"_s);
-    m_log.rotateIfNeeded();
-    EXPECT_EQ(QFileInfo(m_home.path(m_name)).size(), 0);
+    for (int i = 1000; i < 5000; ++i)
+        append(line(i, 80));
+    m_log.readNewLines();
+    ASSERT_EQ(m_ids.size(), 4000);
+    for (int i = 0; i < 4000; ++i) {
+        const qint64 end = (i + 1) * line(1000, 80).size();
+        ASSERT_EQ(m_ids.at(i).toInt(), 1000 + i);
+        ASSERT_GE(m_offsets.at(i), end) << "applied twice after a kill";
+        ASSERT_LE(m_offsets.at(i), end + 64 * 1024) << "too many are lost by a kill";
+    }
+    for (const double noPosition : {1e9, 0.0, -5.0, 1e300}) {
+        m_ids.clear();
+        setOffset(noPosition);
+        m_log.readNewLines();
+        EXPECT_EQ(m_ids.size(), 4000) << noPosition;
+    }
+}
+
+TEST_F(EventLogTest, OnlyALargeLogThatWasReadToItsEndAndThatNobodyHoldsIsEmptied)
+{
+    const std::tuple<int, int, bool, bool> rows[] = {{10'000'000, 10'000'000, false, false},
+                                                     {10'000'001, 10'000'000, false, false},
+                                                     {10'000'001, 10'000'002, false, false}, // another log's
+                                                     {10'000'001, 10'000'001, true, false},
+                                                     {10'000'001, 10'000'001, false, true}};
+    for (const auto &[bytes, position, isHeld, isEmptied] : rows) {
+        write(QByteArray(bytes, '\n'), QIODevice::Truncate);
+        setOffset(position);
+        QFile writer(m_path);
+        EXPECT_TRUE(!isHeld || writer.open(QIODevice::Append));
+        m_log.rotateIfNeeded();
+        EXPECT_EQ(size(), isEmptied ? 0 : bytes) << bytes << ' ' << position << ' ' << isHeld;
+        EXPECT_EQ(offset(), isEmptied ? 0 : position);
+    }
 }
 
 TEST_F(EventLogTest, EmptyingLosesNoLineOfABusyLog)
 {
-    // A writer that opens, appends and closes as the hooks do, while the log is emptied over and over.
-    constexpr int count = 3000;
-    std::atomic<bool> isDone = false;
-    std::thread writer([&] {
-        const QByteArray path = QFile::encodeName(m_home.path(m_name));
-        for (int i = 0; i < count; ++i) {
-            const int log = ::open(path.constData(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
-            [[maybe_unused]] const auto written =
-                ::write(log, line(i).constData(), static_cast<size_t>(line(i).size()));
-            ::close(log);
-        }
-        isDone = true;
+    std::thread hooks([&] { // which open, append and close
+        for (int i = 0; i < 3000; ++i)
+            append(line(i));
     });
-    // Blank lines make it large; they are appended as one write, too.
-    const QByteArray filler(EventLog::rotateAboveBytes + 1, '\n');
     int emptied = 0;
-    for (int round = 0; !isDone || round < 3; ++round) {
-        m_home.append(m_name, filler);
+    for (int round = 0; round < 20; ++round) {
+        append((QByteArray(9'999, ' ') + '\n').repeated(1001));
         m_log.readNewLines();
         m_log.rotateIfNeeded();
         emptied += offset() == 0 ? 1 : 0;
     }
-    writer.join();
+    hooks.join();
     m_log.readNewLines();
-    EXPECT_EQ(m_ids.size(), count);
+    EXPECT_EQ(m_ids.size(), 3000);
     EXPECT_GT(emptied, 0);
+}
+
+TEST_F(EventLogTest, TheWatcherEmptiesTheLogAndFindsANewOneByItsPollAndFromThenOnWaitsForNone)
+{
+    EXPECT_EQ(EventWatcher::pollInterval, 5s);
+    append(QByteArray(10'000'001, '\n'));
+    setOffset(10'000'001);
+    EventWatcher watcher(m_path, m_defaults, m_receive, 1s);
+    watcher.start();
+    EXPECT_TRUE(waitUntil([&] { return size() == 0; }));
+    QElapsedTimer sinceFound;
+    for (int i = 0; i < 30; ++i) {
+        EXPECT_TRUE(i % 10 != 0
+                    || (i == 10 ? QFile::remove(m_path) : QFile::rename(m_path, m_path + QString::number(i))));
+        append(line(i));
+        EXPECT_TRUE(waitUntil([&] { return m_last == i; })) << i;
+        if (i % 10 == 0)
+            sinceFound.start();
+        EXPECT_LT(sinceFound.elapsed(), 5000); // by the poll, it would be nine seconds
+    }
+    EXPECT_EQ(m_ids.size(), 30);
+}
+
+TEST_F(EventLogTest, StoppingHandsOverAllThatWasTakenAndTakesNoMore)
+{
+    append(line(0).repeated(50'000));
+    std::atomic<int> received = 0;
+    std::atomic<bool> isStopping = false;
+    EventWatcher watcher(m_path, m_defaults, [&](const HookEvent &) {
+        ++received;
+        while (!isStopping)
+            std::this_thread::yield();
+        std::this_thread::sleep_for(20us); // work that takes its time
+    });
+    watcher.start();
+    EXPECT_TRUE(waitUntil([&] { return received > 0; }));
+    isStopping = true;
+    watcher.stop();
+    EXPECT_EQ(received * line(0).size(), offset());
+    EXPECT_LT(received, 50'000);
 }

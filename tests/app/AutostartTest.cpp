@@ -1,0 +1,89 @@
+#include "Plumtide/platform/Autostart.h"
+
+#include "tests/support/TestHome.h"
+
+#include <QFileInfo>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString entry = u"autostart/plumtide.desktop"_s;
+
+QString addProgram(const TestHome &home, const QString &name)
+{
+    home.write(name, "#!/bin/sh\n");
+    EXPECT_TRUE(QFile::setPermissions(home.path(name), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+    return home.path(name);
+}
+
+} // namespace
+
+// A row: an entry, whether a login starts a Plumtide by it, and what switching on and off makes of it. "~" is the home.
+TEST(Autostart, KeepsWhatTheUserHasWrittenAndNeverSaysOnWhenALoginStartsNothing)
+{
+    const QByteArray none = "(none)", notes = "notes of mine\n";
+    const QByteArray own = "[Desktop Entry]\nType=Application\nName=Plumtide\n"
+                           "Comment=Follows your Claude Code and Codex sessions from the tray\n"
+                           "Comment[zh_CN]=在托盘里跟进 Claude Code 与 Codex 的会话\n"
+                           "Exec=~/plumtide\nTryExec=~/plumtide\nIcon=plumtide\nTerminal=false\n";
+    const QByteArray elsewhere = QByteArray(own).replace("~/plumtide", "~/other");
+    const QByteArray mine = "[Desktop Entry]\n# slow disk\nExec=~/plumtide --later\nX-Mine=1\n";
+    const QByteArray byPath = "[Desktop Entry]\nExec=plumtide\n[Desktop Action x]\nHidden=true\n";
+    const QByteArray gone = "[Desktop Entry]\nExec=/nowhere/plumtide\n";
+    const QByteArray otherEditors = "[Desktop Entry]\r\n Hidden = true \r\nExec=plumtide\r\n";
+    const auto hidden = [](QByteArray content) { return content.replace("Entry]\n", "Entry]\nHidden=true\n"); };
+    const struct
+    {
+        QByteArray before;
+        bool isOn;
+        QByteArray on, off;
+    } rows[] = {
+        {none, false, own, none},
+        {own, true, own, none},
+        {elsewhere, true, elsewhere, none},
+        {mine, true, mine, hidden(mine)},
+        {hidden(mine), false, mine, hidden(mine)},
+        {mine + "X-GNOME-Autostart-enabled=false\n", false, mine, mine + "X-GNOME-Autostart-enabled=false\n"},
+        {otherEditors, false, "[Desktop Entry]\r\nExec=plumtide\r\n", otherEditors},
+        {gone, false, "[Desktop Entry]\nTryExec=~/plumtide\nExec=~/plumtide\n", hidden(gone)},
+        {byPath, true, byPath, hidden(byPath)},
+        {"", false, own, ""},
+        {notes, false, notes, notes},
+    };
+    for (const auto &row : rows) {
+        const TestHome home;
+        addProgram(home, u"other"_s);
+        const Autostart autostart(home.path(entry), addProgram(home, u"plumtide"_s));
+        const auto real = [&](QByteArray text) { return text.replace("~", home.path().toUtf8()); };
+        for (const bool isOn : {true, false}) {
+            SCOPED_TRACE(testing::Message() << "row " << &row - rows << (isOn ? ", on" : ", off"));
+            QFile::remove(home.path(entry));
+            if (row.before != none)
+                home.write(entry, real(row.before));
+            EXPECT_EQ(autostart.isOn(), row.isOn);
+            EXPECT_EQ(bool(autostart.setOn(isOn)), !isOn || row.on != notes);
+            EXPECT_EQ(home.exists(entry) ? home.read(entry) : none, real(isOn ? row.on : row.off));
+        }
+    }
+}
+
+TEST(Autostart, NamesAnyProgramAsADesktopEntryWantsAndKeepsALink)
+{
+    const TestHome home;
+    const std::pair<QString, QByteArray> rows[] = {{u"two words"_s, "\"~/two words\""},
+                                                   {u"100%u"_s, "~/100%%u"},
+                                                   {u"a\"b`c$d"_s, R"("~/a\\"b\\`c\\$d")"},
+                                                   {u"back\\slash"_s, R"("~/back\\\\slash")"}};
+    for (auto [name, exec] : rows) {
+        const Autostart named(home.path(entry), addProgram(home, name));
+        ASSERT_TRUE(named.setOn(true) && named.isOn());
+        EXPECT_TRUE(home.read(entry).contains("\nExec=" + exec.replace("~", home.path().toUtf8()) + "\n"));
+        ASSERT_TRUE(named.setOn(false));
+    }
+    EXPECT_FALSE(Autostart(home.path(entry), home.path(u"two\nlines"_s)).setOn(true));
+    const Autostart linked(home.path(entry), addProgram(home, u"plumtide"_s));
+    ASSERT_TRUE(linked.setOn(true) && QFile::rename(home.path(entry), home.path(u"kept"_s))
+                && QFile::link(home.path(u"kept"_s), home.path(entry)));
+    EXPECT_TRUE(linked.setOn(false) && QFileInfo(home.path(entry)).isSymLink() && !linked.isOn());
+}

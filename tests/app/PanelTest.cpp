@@ -1,0 +1,88 @@
+#include "Plumtide/app/PanelPlacement.h"
+#include "Plumtide/app/PanelWindow.h"
+
+#include "tests/support/Printing.h"
+#include "tests/support/TestHome.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QTest>
+
+using namespace std::chrono_literals;
+
+TEST(Panel, StandsInsideTheFreeAreaBesideTheClickOrTheBar)
+{
+    const QRect screen(0, 0, 1280, 800), second(-1920, 0, 1920, 1080), small(0, 0, 320, 300);
+    const QRect belowTop(0, 26, 1280, 774), aboveBottom(0, 0, 1280, 774), rightOf(48, 0, 1232, 800),
+        leftOf(0, 0, 1232, 800);
+    const struct
+    {
+        std::optional<QPoint> at;
+        QRect screen, available;
+        QPoint expected;
+    } rows[] = {
+        {QPoint(1267, 13), screen, belowTop, {880, 26}},
+        {QPoint(600, 13), screen, belowTop, {400, 26}},
+        {QPoint(1267, 790), screen, aboveBottom, {880, 214}},
+        {QPoint(20, 780), screen, rightOf, {48, 240}},
+        {QPoint(1260, 400), screen, leftOf, {832, 120}},
+        {QPoint(1267, 400), screen, screen, {880, 240}}, // a bar that takes no room
+        {QPoint(1267, 399), screen, screen, {880, 0}},
+        {QPoint(-10, 1070), second, second.adjusted(0, 0, 0, -30), {-400, 490}},
+        {{}, screen, belowTop, {880, 26}},
+        {{}, screen, aboveBottom, {880, 214}},
+        {{}, screen, rightOf, {48, 240}},
+        {{}, screen, leftOf, {832, 240}},
+        {{}, screen, screen, {880, 0}},
+        {QPoint(300, 290), small, small.adjusted(0, 0, 0, -20), {0, 0}}, // no room
+        {QPoint(310, 10), small, small.adjusted(0, 0, -30, 0), {0, 0}},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(panelTopLeft(row.at, row.screen, row.available, {400, 560}), row.expected) << &row - rows;
+}
+
+TEST(Panel, OpensAndClosesByTheClickThatWasMeantAndKeepsItsLists)
+{
+    std::chrono::steady_clock::time_point now{1h};
+    auto *const content = new QWidget;
+    auto *const list = new QComboBox(content);
+    list->addItem(QStringLiteral("一"));
+    PanelWindow panel(content, [&] { return now; });
+    QWidget other;
+    const auto isOpen = [&] { return panel.isVisible() && QTest::qWaitForWindowActive(&panel); };
+    const auto isClosed = [&] { return waitUntil([&] { return !panel.isVisible(); }); };
+    const auto turnAway = [&](std::chrono::milliseconds after) {
+        now += after;
+        other.hide();
+        other.show();
+        other.activateWindow();
+        QCoreApplication::processEvents();
+    };
+    panel.toggle();
+    EXPECT_TRUE(isOpen());
+    panel.toggle();
+    EXPECT_FALSE(panel.isVisible());
+    panel.toggle(); // at once
+    EXPECT_TRUE(isOpen());
+    turnAway(249ms);
+    EXPECT_TRUE(isOpen()) << "the window manager's doing, while it opens";
+    for (const auto pause : {199ms, 200ms}) {
+        turnAway(1s);
+        EXPECT_TRUE(isClosed());
+        now += pause;
+        panel.toggle();
+        EXPECT_EQ(panel.isVisible(), pause == 200ms) << "the click that took the focus away closes it";
+        panel.open();
+        ASSERT_TRUE(isOpen());
+    }
+    list->showPopup();
+    turnAway(1s);
+    EXPECT_TRUE(waitUntil([&] { return other.isActiveWindow(); }) && panel.isVisible());
+    list->hidePopup();
+    EXPECT_TRUE(isClosed()) << "the focus has gone elsewhere meanwhile";
+    panel.open(QPoint(5, 795));
+    const QPoint place = panel.pos();
+    panel.hide();
+    panel.open();
+    EXPECT_EQ(panel.pos(), place) << "without a click of its own, where the last one was";
+}

@@ -1,0 +1,302 @@
+"""A throw-away X11 desktop of ready pieces, and the program on it as a user and a screen reader meet it. There is one
+desktop in a process, since the libraries find it by the environment."""
+import atexit
+import functools
+import json
+import os
+import subprocess
+import tempfile
+from collections import Counter
+from contextlib import suppress
+from pathlib import Path
+
+import gi
+gi.require_version('Atspi', '2.0')
+from gi.repository import Atspi, Gio, GLib
+from Xlib import X, display, error
+
+from driver.home import Home, run, until
+from driver.program import Program
+
+SIZE = (1280, 800)
+BAR = 26  # pixels: the height of the bar at the upper edge, whose right end is the tray
+PANEL_CONFIG = f'''<channel name="xfce4-panel" version="1.0"><property name="configver" type="int" value="2"/>
+  <property name="panels" type="array"><value type="int" value="1"/><property name="panel-1" type="empty">
+    <property name="position" type="string" value="p=6;x=0;y=0"/><property name="length" type="uint" value="100"/>
+    <property name="position-locked" type="bool" value="true"/><property name="size" type="uint" value="{BAR}"/>
+    <property name="plugin-ids" type="array"><value type="int" value="1"/><value type="int" value="2"/></property>
+  </property></property>
+  <property name="plugins" type="empty"><property name="plugin-2" type="string" value="systray"/>
+    <property name="plugin-1" type="string" value="separator">
+      <property name="expand" type="bool" value="true"/></property>
+  </property></channel>'''
+BUS_CONFIG = '''<busconfig><type>session</type><listen>unix:path={0}/bus</listen><servicedir>{0}/services</servicedir>
+  <policy context="default"><allow send_destination="*"/><allow receive_sender="*"/><allow own="*"/></policy>
+</busconfig>'''
+COMMANDS = {
+    'openbox': ['openbox', '--sm-disable'],
+    'xfwm4': ['xfwm4', '--compositor=off'],
+    'picom': ['picom', '--backend', 'xrender', '--config', '/dev/null'],
+    'xfce4-panel': ['xfce4-panel', '--disable-wm-check', '--sm-client-disable'],  # takes items and windows
+    'trayer': ['trayer', '--edge', 'top', '--align', 'right', '--widthtype', 'request', '--height', f'{BAR}',
+               '--SetPartialStrut', 'true'],  # takes windows alone
+}
+MOCK_COMMAND = ['/usr/bin/python3', '-m', 'dbusmock', '--session', '--template', 'notification_daemon', '-p']
+BUS = ('org.freedesktop.DBus', '/', 'org.freedesktop.DBus')
+MOCK = ('org.freedesktop.Notifications', '/org/freedesktop/Notifications', 'org.freedesktop.DBus.Mock')
+WATCHER = ('org.kde.StatusNotifierWatcher', '/StatusNotifierWatcher', 'org.freedesktop.DBus.Properties')
+
+
+def start(*command, **options):
+    """A process that a killed test run takes with it."""
+    return subprocess.Popen(['setpriv', '--pdeathsig', 'TERM', *command], stdin=subprocess.DEVNULL, **options)
+
+
+def start_telling(*command):
+    """A process, and the first line that it writes to the descriptor whose number takes the place of {}."""
+    reader, writer = os.pipe()
+    process = start(*[word.format(writer) for word in command], pass_fds=[writer], stdout=subprocess.DEVNULL,
+                    stderr=subprocess.DEVNULL)
+    os.close(writer)
+    with os.fdopen(reader) as told:
+        return process, told.readline().strip()
+
+
+def start_display(*options):
+    """The process of a new X server, and its number."""
+    size = '{}x{}x24'.format(*SIZE)
+    return start_telling('Xvfb', '-displayfd', '{}', '-screen', '0', size, '-nolisten', 'tcp', *options)
+
+
+class Desktop:
+    """`environment` is for the programs on it, `use` says what it is made of."""
+
+    def __init__(self):
+        folder = tempfile.TemporaryDirectory(prefix='plumtide-desktop-')
+        atexit.register(self._end, folder)
+        self.dir, self._parts, self._used = Path(folder.name), {}, {}
+        settings = self.dir / 'config/xfce4/xfconf/xfce-perchannel-xml'
+        for made in (settings, self.dir / 'services', self.dir / 'run'):
+            made.mkdir(parents=True, mode=0o700)
+        (settings / 'xfce4-panel.xml').write_text(PANEL_CONFIG)
+        (self.dir / 'bus.conf').write_text(BUS_CONFIG.format(self.dir))
+        for name in ('org.xfce.Xfconf.service', 'org.a11y.Bus.service'):  # all that the bus may start
+            (self.dir / 'services' / name).symlink_to(f'/usr/share/dbus-1/services/{name}')
+        self._parts['display'], number = start_display('-noreset')
+        os.environ |= {'DISPLAY': f':{number}', 'HOME': f'{self.dir}', 'XDG_CONFIG_HOME': f'{self.dir}/config',
+                       'XDG_RUNTIME_DIR': f'{self.dir}/run', 'GSETTINGS_BACKEND': 'memory', 'LANG': 'C.UTF-8'}
+        self._parts['bus'], os.environ['DBUS_SESSION_BUS_ADDRESS'] = start_telling(
+            'dbus-daemon', f'--config-file={self.dir}/bus.conf', '--print-address={}')
+        self.environment = {'QT_LINUX_ACCESSIBILITY_ALWAYS_ON': '1'} | {
+            name: os.environ[name] for name in ('DISPLAY', 'DBUS_SESSION_BUS_ADDRESS', 'XDG_RUNTIME_DIR')}
+        self.bus = Gio.bus_get_sync(Gio.BusType.SESSION)
+        self.bus.set_exit_on_close(False)
+        self.x = display.Display()
+        self.x.set_error_handler(lambda *_: None)  # of windows that have gone meanwhile
+        self.root = self.x.screen().root
+        Atspi.get_desktop(0).set_cache_mask(Atspi.Cache.NONE)
+
+    def _end(self, folder):
+        for part in reversed(list(self._parts)):
+            self._stop(part)
+        folder.cleanup()
+
+    def _run(self, part, *command):
+        """What it says is in a file named after the part."""
+        with (self.dir / f'{part}.log').open('ab') as log:
+            self._parts[part] = start(*command, stdout=log, stderr=log)
+
+    def _stop(self, part):
+        process = self._parts.pop(part)
+        process.terminate()
+        process.wait()
+
+    def use(self, manager='openbox', tray='xfce4-panel', notifications='actions body-markup', compositor=None):
+        """A window manager; a tray, a notification service, by its capabilities, and a compositor, or None of them."""
+        wanted = {'manager': manager, 'tray': tray, 'notifications': notifications, 'compositor': compositor}
+        for part in [part for part in wanted if wanted[part] != self._used.get(part)]:
+            if part in self._parts:
+                self._stop(part)
+            if wanted[part]:
+                capabilities = json.dumps({'capabilities': wanted[part]})
+                self._run(part, *COMMANDS.get(wanted[part], [*MOCK_COMMAND, capabilities]))
+        self._used = wanted
+        for selection, part in (('WM_S0', manager), ('_NET_SYSTEM_TRAY_S0', tray), ('_NET_WM_CM_S0', compositor)):
+            atom = self.x.intern_atom(selection)
+            until(lambda: bool(self.x.get_selection_owner(atom)) == bool(part), f'{selection}: {part}')
+        until(lambda: self.top() >= 0 and bool(self.top()) == bool(tray), f'room for {tray}')
+        for name, is_wanted in ((WATCHER[0], tray == 'xfce4-panel'), (MOCK[0], bool(notifications))):
+            until(lambda: self.call(*BUS, 'NameHasOwner', '(s)', name) == is_wanted, f'{name}: {is_wanted}')
+
+    def call(self, name, path, interface, member, signature='()', *arguments):
+        """The results of a call; of a single one, that."""
+        results = self.bus.call_sync(name, path, interface, member, GLib.Variant(signature, arguments), None, 0, 5000)
+        return results.unpack()[0] if results.n_children() == 1 else results.unpack()
+
+    def notified(self):
+        """The arguments of each call since the service started."""
+        return [arguments for _, arguments in self.call(*MOCK, 'GetMethodCalls', '(s)', 'Notify')]
+
+    def notification_signal(self, name, number, kind, detail):
+        self.call(*MOCK, 'EmitSignal', '(sssav)', MOCK[0], name, 'u' + kind,
+                  [GLib.Variant('u', number), GLib.Variant(kind, detail)])
+
+    def property(self, window, name):
+        """The values of a window's property; empty when it has none, or has gone."""
+        with suppress(error.XError):
+            value = window.get_full_property(self.x.intern_atom(name), X.AnyPropertyType)
+            return list(value.value) if value else []
+        return []
+
+    def top(self):
+        """Where the room below the bar begins, in pixels; negative before there is a window manager."""
+        return (self.property(self.root, '_NET_WORKAREA') or [0, -1])[1]
+
+    def active(self):
+        return self.property(self.root, '_NET_ACTIVE_WINDOW')[:1]
+
+    def geometry(self, window):
+        """x, y, width, height on the screen."""
+        size, at = window.get_geometry(), window.translate_coords(self.root, 0, 0)
+        return -at.x, -at.y, size.width, size.height
+
+    def open_window(self, test, x, y, width, height):
+        """Another program's window, all blue, with the focus."""
+        window = self.root.create_window(x, y, width, height, 0, X.CopyFromParent, background_pixel=0x0000ff)
+        test.addCleanup(self.x.sync)
+        test.addCleanup(window.destroy)
+        window.set_wm_normal_hints(flags=1, x=x, y=y)  # USPosition
+        window.set_wm_hints(flags=1, input=1)
+        window.map()
+        until(lambda: self.active() == [window.id], 'the focus in a new window')
+        return window
+
+    def pixels(self, x, y, width=1, height=1):
+        """The colours on the screen, each 0xRRGGBB."""
+        data = self.root.get_image(x, y, width, height, X.ZPixmap, 0xffffffff).data
+        return [int.from_bytes(data[at:at + 3], 'little') for at in range(0, len(data), 4)]
+
+    def do(self, *words):
+        """Pointer and keys, as xdotool has them."""
+        run('xdotool', *map(str, words))
+
+    def click(self, x, y):
+        self.do('mousemove', x, y, 'click', 1)
+
+
+desktop = functools.cache(Desktop)
+
+
+class App(Program):
+    """Use it with `with`: the program on the desktop, in a home of its own."""
+
+    def __init__(self, test, *lines, **variables):
+        """`lines` are on the board already, `variables` are added to its environment."""
+        self.home = Home(test, environment=desktop().environment)
+        self.home.write('.codex/config.toml', '')
+        self.home.write('.tavvel/events.jsonl', '')  # the first event of all is only found by the poll
+        self.home.write('.tavvel/tasks.json', json.dumps(lines))
+        self.home.install()
+        super().__init__(self.home, **variables)
+
+    pid = property(lambda self: self.process.pid)
+
+    def ask_approval(self, title, session='s1'):
+        self.home.hook('UserPromptSubmit', session, prompt=title)
+        self.home.hook('PermissionRequest', session)
+
+    def start_again(self, *arguments):
+        """Beside this one."""
+        run(self.home.program, *arguments, env=self.environment)
+
+    def elements(self, role=None, name=''):
+        """What is showing, in reading order; `name` is how its name begins."""
+        root = Atspi.get_desktop(0)
+        with suppress(GLib.Error):  # gone while it was looked at
+            return [element for application in children(root) if application.get_process_id() == self.pid
+                    for element in self._walk(application)
+                    if element.get_name().startswith(name) and role in (None, element.get_role_name())]
+        return []
+
+    def _walk(self, element):
+        for child in children(element):
+            if 'showing' in states(child):
+                yield child
+                yield from self._walk(child)
+
+    def find(self, role, name=''):
+        """Waits for the first one."""
+        return until(lambda: self.elements(role, name), f'{role} {name} is showing')[0]
+
+    def press(self, role, name):
+        element = self.find(role, name)
+        names = [element.get_action_name(at) for at in range(element.get_n_actions())]
+        element.do_action(names.index('Press'))
+
+    def focused(self):
+        return next((element for element in self.elements() if 'focused' in states(element)), None)
+
+    def until_focused(self, name):
+        until(lambda: (at := self.focused()) and at.get_name().startswith(name), f'the keyboard is at {name}')
+
+    def window(self, width=400):
+        """The X window of the panel, or, 240 pixels wide, the mini board's, when it is on the screen."""
+        for number in desktop().property(desktop().root, '_NET_CLIENT_LIST'):
+            window = desktop().x.create_resource_object('window', number)
+            with suppress(error.XError):
+                if desktop().property(window, '_NET_WM_PID') == [self.pid] and window.get_geometry().width == width:
+                    return window
+        return None
+
+    def has_focus(self):
+        """Whether the panel has it, and both the window manager and a screen reader have heard of that."""
+        panel = self.window()
+        return panel and desktop().active() == [panel.id] and self.focused()
+
+    def open(self):
+        """The panel, with the focus."""
+        if not self.window():
+            self.start_again()
+        return until(lambda: self.has_focus() and self.window(), 'the panel is open, with the focus')
+
+    def item(self, name):
+        """A property of it, if it is in the tray."""
+        with suppress(GLib.Error, StopIteration):
+            items = desktop().call(*WATCHER, 'Get', '(ss)', WATCHER[0], 'RegisteredStatusNotifierItems')
+            self.owner, path = next(item.split('/', 1) for item in items if self.pid == desktop().call(
+                *BUS, 'GetConnectionUnixProcessID', '(s)', item.split('/')[0]))
+            return desktop().call(self.owner, '/' + path, WATCHER[2], 'Get', '(ss)', 'org.kde.StatusNotifierItem', name)
+        return None
+
+    def tooltip(self):
+        return (self.item('ToolTip') or (0, 0, None))[2]
+
+    @staticmethod
+    def icon():
+        """What is drawn at the right end of the bar: how many pixels of each colour."""
+        return Counter(desktop().pixels(SIZE[0] - BAR + 2, 2, BAR - 4, BAR - 4))
+
+    def click_item(self):
+        until(lambda: len(self.icon()) > 3, 'the item is drawn')
+        desktop().click(SIZE[0] - BAR // 2, BAR // 2)
+
+    def _menu(self, *arguments):
+        path = self.item('Menu')
+        return desktop().call(self.owner, path, 'com.canonical.dbusmenu', *arguments)
+
+    def menu(self):
+        """Of each entry that a tray shows its number, and whether it is checked, or -1."""
+        self._menu('AboutToShow', '(i)', 0)
+        _, (_, _, entries) = self._menu('GetLayout', '(iias)', 0, -1, [])
+        return {of.get('label', '').replace('_', ''): (number, of.get('toggle-state', -1)) for number, of, _ in entries}
+
+    def choose(self, label):
+        self._menu('Event', '(isvu)', self.menu()[label][0], 'clicked', GLib.Variant('i', 0), 0)
+
+
+def children(element):
+    return filter(None, map(element.get_child_at_index, range(element.get_child_count())))
+
+
+def states(element):
+    return {state.value_nick for state in element.get_state_set().get_states()}

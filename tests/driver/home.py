@@ -1,0 +1,146 @@
+"""A throw-away home directory: what its user, the agents that report there and Plumtide keep in it."""
+import configparser
+import json
+import os
+import signal
+import subprocess
+import tempfile
+import time
+from contextlib import suppress
+from datetime import datetime, timedelta, timezone
+from pathlib import Path
+
+PROGRAM = os.environ.get('PLUMTIDE_PROGRAM', '')
+RECORDINGS = Path(__file__).resolve().parent.parent / 'recordings'
+MARK = 'PLUMTIDE_TEST'  # in the environment of every process of a home, so that none is left behind
+
+
+def until(condition, what, seconds=20):
+    """The first true value of `condition()`. Fails the test after the time limit."""
+    end = time.monotonic() + seconds
+    while not (value := condition()):
+        if time.monotonic() > end:
+            raise AssertionError(f'in {seconds} s it did not come to this: {what}')
+        time.sleep(0.01)
+    return value
+
+
+def run(*command, **options):
+    """What it prints; a status other than 0 fails the test."""
+    usual = {'stdin': subprocess.DEVNULL} if 'input' not in options else {}
+    usual |= {'encoding': 'utf-8', 'errors': 'surrogateescape', 'timeout': 120, 'stdout': subprocess.PIPE,
+              'stderr': subprocess.STDOUT}
+    done = subprocess.run(command, check=False, **usual | options)
+    assert not done.returncode, f'{command} ended with {done.returncode}:\n{done.stdout}'
+    return done.stdout
+
+
+def line(title, minutes_ago=0, **members):
+    """A line as it is stored; one that the user wrote unless the `id` says something else."""
+    changed = (datetime.now(timezone.utc) - timedelta(minutes=minutes_ago)).strftime('%Y-%m-%dT%H:%M:%SZ')
+    return {'id': title, 'title': title, 'project': 'shop', 'source': 'Other', 'status': 'running', 'purpose': '',
+            'currentState': 'at work', 'tags': [], 'recentEvents': [], 'updatedAt': changed} | members
+
+
+def end_processes(mark):
+    """Kills what has `mark` in its environment, until there is nothing left."""
+    def are_gone():
+        found = []
+        for entry in Path('/proc').glob('[0-9]*'):
+            with suppress(OSError):
+                if f'{MARK}={mark}'.encode() in (entry / 'environ').read_bytes().split(b'\0'):
+                    found.append(entry.name)
+                    os.kill(int(entry.name), signal.SIGKILL)
+        return not found
+    until(are_gone, f'the processes of {mark} are gone')
+
+
+class Home:
+    """Gone, with all of its processes, when `test` ends. `name` is the last part of its path."""
+
+    def __init__(self, test, name='home', environment={}):
+        self.folder = Path(test.enterContext(tempfile.TemporaryDirectory(prefix='plumtide-test-')))
+        test.addCleanup(end_processes, self.folder)
+        self.path = self.folder / name
+        self.path.mkdir()
+        self.program = PROGRAM
+        sanitizers = {key: value for key, value in os.environ.items() if key.endswith('SAN_OPTIONS')}
+        self.environment = {'HOME': str(self.path), 'PATH': '/usr/bin:/bin', 'LC_ALL': 'C.UTF-8',
+                            MARK: str(self.folder)} | sanitizers | environment
+
+    def start(self, *command, **options):
+        """A process that also ends when the test run is killed."""
+        usual = {'env': self.environment, 'stdin': subprocess.DEVNULL}
+        return subprocess.Popen(['setpriv', '--pdeathsig', 'KILL', *command], **usual | options)
+
+    def write(self, name, content):
+        """`content` is text or bytes."""
+        path = self.path / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes(content if isinstance(content, bytes) else content.encode())
+
+    def read(self, name):
+        """Its bytes; none when there is no such file."""
+        with suppress(FileNotFoundError):
+            return (self.path / name).read_bytes()
+        return b''
+
+    # What the user and the agents do.
+
+    def install(self, *arguments):
+        """Connects both agents; the lines that it prints."""
+        return run(self.program, '--install-hooks', *arguments, env=self.environment).splitlines()
+
+    def hook(self, event, session='s1', **members):
+        """A session of Claude Code reports `event`, with a recorded payload in which `members` are replaced."""
+        recordings = sorted(RECORDINGS.glob(f'claude/*/*-{event}.json'),
+                            key=lambda path: 'reject' not in path.parent.name)
+        self.tell_claude(json.loads(recordings[0].read_text()) | {'session_id': session} | members)
+
+    def tell_claude(self, payload):
+        """Claude Code runs what is registered for the event: nothing, for most."""
+        settings = json.loads(self.read('.claude/settings.json'))
+        for entry in settings['hooks'].get(payload['hook_event_name'], []):
+            for hook in entry['hooks']:
+                self.run_silently('/bin/sh', '-c', hook['command'], input=json.dumps(payload, ensure_ascii=False))
+
+    def codex(self, thread='t1', **members):
+        """A turn of Codex ends, with a recorded notification in which `members` are replaced."""
+        recorded = json.loads(next(RECORDINGS.glob('codex/exec-text/*.json')).read_text())
+        self.tell_codex(recorded | {'thread-id': thread} | members)
+
+    def tell_codex(self, notification):
+        self.run_silently(self.path / '.tavvel/hooks/codex-notify.sh', json.dumps(notification, ensure_ascii=False))
+
+    def run_silently(self, *command, **options):
+        """To its end; it must not print anything."""
+        printed = run(*command, **{'env': self.environment} | options)
+        assert not printed, f'{command} printed {printed}'
+
+    def log(self, *events):
+        """Appends `events` to the log, in one piece."""
+        path = self.path / '.tavvel/events.jsonl'
+        path.parent.mkdir(exist_ok=True)
+        with path.open('a') as log:
+            log.write(''.join(json.dumps(event) + '\n' for event in events))
+
+    # What Plumtide keeps.
+
+    def lines(self):
+        """The stored lines, in their order; a file that is not whole fails the test."""
+        return json.loads(self.read('.tavvel/tasks.json') or b'[]')
+
+    def tasks(self):
+        """The stored lines by their titles."""
+        return {stored['title']: stored for stored in self.lines()}
+
+    def defaults(self):
+        """The keys and values of the defaults file."""
+        parser = configparser.RawConfigParser()
+        parser.optionxform = str
+        parser.read_string(self.read('.config/plumtide/plumtide.conf').decode() or '[General]')
+        return dict(parser['General'])
+
+    def has_read_all(self):
+        """Whether all that was logged has been taken."""
+        return float(self.defaults().get('tavvel.events.offset', 0)) == len(self.read('.tavvel/events.jsonl'))

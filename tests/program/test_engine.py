@@ -1,0 +1,213 @@
+"""The program without a desktop, as its user and the agents meet it."""
+import json
+import os
+import random
+import shutil
+import signal
+import subprocess
+import sys
+import time
+import unittest
+from pathlib import Path
+
+from driver.home import PROGRAM, RECORDINGS, Home, run, until
+from driver.program import Program, set_clock
+
+CHECKOUT = Path(__file__).resolve().parents[2]
+OFFSET, CONFIGURATION = 'tavvel.events.offset', '.config/plumtide/plumtide.conf'
+NO_DISPLAY = 'Plumtide: 没有可用的图形界面，在后台继续运行，不显示窗口。\n'
+CLAUDE_INSTALLED = 'Claude Code 接好了。重新打开一个会话，再发一条消息就能看到。'
+NO_CODEX = '没找到 Codex 配置文件：~/.codex/config.toml'
+
+
+def event(session, name='UserPromptSubmit', **members):
+    return {'session_id': str(session), 'hook_event_name': name, 'cwd': '/p/shop', 'prompt': f'prompt of {session}'} | members
+
+
+def offset(home):
+    return int(home.defaults().get(OFFSET, 0))
+
+
+def board(home):
+    """Each line in short, without times."""
+    return [' | '.join((task['id'][:11], task['source'], task['project'], task['status'], task['title'],
+                        task['currentState'], task.get('waitingReason', '-'),
+                        ' / '.join(entry[6:] for entry in task['recentEvents']))) for task in home.lines()]
+
+
+class EngineTest(unittest.TestCase):
+    def setUp(self):
+        self.home = Home(self)
+
+    def test_recorded_sessions_of_both_tools_become_the_right_board_live_and_after_a_restart(self):
+        home, expected = self.home, (Path(__file__).parent / 'recorded-board.txt').read_text().splitlines()
+        home.write('.codex/config.toml', 'model = "x"\n')
+        with Program(home):
+            self.assertEqual(home.install(), [CLAUDE_INSTALLED, 'Codex 接好了，重启 Codex 后就生效。'])
+            for path in sorted(RECORDINGS.glob('claude/*/[0-9]*.json')):
+                home.tell_claude(json.loads(path.read_text()))
+            for path in sorted(RECORDINGS.glob('codex/*/*.json')):
+                home.tell_codex(json.loads(path.read_text()))
+            until(lambda: len(board(home)) == len(expected) and home.has_read_all(), 'all are on the board')
+        self.assertEqual(board(home), expected)
+        with Program(home):  # goes on with the lines that it found
+            home.tell_claude(json.loads((RECORDINGS / 'claude/interactive-killed/03-Stop.json').read_text()))
+            until(home.has_read_all, 'it has read on')
+        self.assertEqual(board(home), expected)
+
+    def test_killed_at_any_moment_of_a_burst_it_leaves_a_whole_file_and_the_next_start_goes_on(self):
+        home, seed = self.home, int(os.environ.get('PLUMTIDE_TEST_SEED') or time.time_ns())
+        print(f'To repeat this: PLUMTIDE_TEST_SEED={seed}')
+        chance, sessions, names = random.Random(seed), range(40), ('UserPromptSubmit', 'PostToolUse', 'PostToolUse')
+        for attempt in range(12):
+            program, before = Program(home), offset(home)
+            program.start()
+            home.log(*(event(number % 40, names[number % 3]) for number in range(400)))
+            if attempt % 4:  # some while it starts, most while it works
+                until(lambda: offset(home) > before, 'it has begun to read')
+            time.sleep(chance.random() * 0.12)
+            program.kill()
+            self.assertTrue(home.lines() or attempt < 3, 'the file is whole')
+        with Program(home):
+            home.log(*(event(number, name) for number in sessions for name in ('UserPromptSubmit', 'SessionEnd')))
+            until(lambda: [task['status'] for task in home.lines()] == ['done'] * 40, 'every session has ended')
+            until(home.has_read_all, 'all is read')
+        self.assertEqual({path.name for path in (home.path / '.tavvel').iterdir()}, {'events.jsonl', 'tasks.json'})
+
+    def test_a_second_start_leaves_the_first_one_and_the_files_alone(self):
+        home = self.home
+        with Program(home) as first:
+            home.log(event('a'))
+            until(home.tasks, 'the first event is stored')
+            first.process.send_signal(signal.SIGSTOP)  # so that only the second could read the log
+            os.waitid(os.P_PID, first.process.pid, os.WSTOPPED)
+            home.log(event('b'))
+            before = home.read('.tavvel/tasks.json'), home.read(CONFIGURATION)
+            self.assertEqual(run(PROGRAM, env=home.environment), NO_DISPLAY + 'Plumtide: 已经在运行了。\n')
+            self.assertEqual(home.install(), [CLAUDE_INSTALLED, NO_CODEX])
+            self.assertEqual((home.read('.tavvel/tasks.json'), home.read(CONFIGURATION)), before)
+            first.process.send_signal(signal.SIGCONT)
+            until(lambda: len(home.tasks()) == 2, 'the first one goes on')
+
+    def test_what_was_taken_of_a_backlog_is_stored_at_every_kind_of_end(self):
+        for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP, None):
+            home = Home(self)
+            home.log(*(event(session) for session in range(2000)))
+            if number:
+                with Program(home) as program:
+                    until(lambda: offset(home), 'it has begun to read')
+                    self.assertEqual(program.stop(number), 0)
+                self.assertEqual(program.stderr(), NO_DISPLAY)
+            else:
+                home.install()
+            self.assertEqual(len(home.lines()), home.read('.tavvel/events.jsonl')[:offset(home)].count(b'\n'), number)
+
+    def test_as_time_goes_by_it_closes_ended_sessions_warns_of_silent_ones_and_drops_old_lines(self):
+        home, clock = self.home, self.home.folder / 'clock'
+        address, notified = f'unix:path={home.folder}/bus', home.folder / 'notified'
+        with subprocess.Popen('true') as ended:
+            ended.wait()
+        for session, pid in (('ended', ended.pid), ('open', os.getpid())):
+            home.write(f'.claude/sessions/{session}.json', json.dumps({'sessionId': session, 'pid': pid}))
+        bus_environment = home.environment | {'DBUS_SESSION_BUS_ADDRESS': address}
+        for command, made in ((['dbus-daemon', '--session', '--nofork', f'--address={address}'], home.folder / 'bus'),
+                              ([sys.executable, '-m', 'dbusmock', '-t', 'notification_daemon', '-l', notified], notified)):
+            process = self.enterContext(home.start(*command, env=bus_environment, stderr=subprocess.DEVNULL))
+            self.addCleanup(process.kill)
+            until(made.exists, command[0])
+        set_clock(clock, '+0')
+        with Program(home, clock=clock, DBUS_SESSION_BUS_ADDRESS=address):
+            home.log(event('ended'), event('open'), event('silent', 'CodexTurnComplete'))
+            until(lambda: len(home.lines()) == 3, 'they are on the board')
+            for time_passed, is_seen in (
+                    ('+6m', lambda: home.lines()[0]['recentEvents'][-1].endswith(' 会话已关闭')),
+                    ('+31m', lambda: '"shop" "有个会话 30 分钟没动静了，可能卡住了，去看一眼。"' in notified.read_text()),
+                    ('+121m', lambda: home.lines()[1]['recentEvents'][-1].endswith(' 长时间无动静，判定会话已结束')),
+                    ('+8d', lambda: [task['id'] for task in home.lines()] == ['cx-silent'])):
+                self.assertFalse(is_seen(), time_passed)
+                set_clock(clock, time_passed)
+                home.log(event('nobody', 'Stop'))
+                until(is_seen, f'what comes after {time_passed}')
+        self.assertEqual(notified.read_text().count(' Notify '), 1)
+
+    def test_a_long_log_is_emptied_at_the_start_when_it_was_read_and_no_event_is_lost(self):
+        for size, read, expected in ((10_000_001, 10_000_001, 0), (10_000_000, 10_000_000, None),
+                                     (10_000_200, 10_000_000, None)):
+            home, unread = Home(self), json.dumps(event('unread')).encode()
+            log = b'x' * (read - 1) + b'\n'
+            log += unread.rjust(size - read - 1) + b'\n' if size > read else b''
+            home.write('.tavvel/events.jsonl', log)
+            home.write(CONFIGURATION, f'[General]\n{OFFSET}={read}\n')
+            with Program(home):
+                until(lambda: home.read('.tavvel/events.jsonl') == (b'' if expected == 0 else log), 'it is emptied')
+                home.log(event('new'))
+                until(home.has_read_all, 'all is read')
+            self.assertEqual(list(home.tasks()), ['prompt of unread'] * (size > read) + ['prompt of new'])
+            self.assertEqual(offset(home) > size, expected is None, size)
+
+    def test_entries_have_the_local_time_and_lines_that_of_the_world(self):
+        self.home.log(event('s', tavvel_ts=1_795_520_000))
+        with Program(self.home, TZ='XXX-5:45'):
+            until(self.home.lines, 'it is on the board')
+        stored = self.home.lines()[0]
+        self.assertEqual(stored['recentEvents'], ['17:18 你说：prompt of s'])
+        self.assertEqual(stored['updatedAt'], '2026-11-24T11:33:20Z')
+
+    def test_reset_mini_board_takes_its_place_and_nothing_else_from_the_defaults(self):
+        for place in ('miniBoardOrigin=80, 120\n', ''):
+            kept = '[General]\nminiBoardEnabled=true\n{}tavvel.x=1\n\n[other]\nminiBoardOrigin=1\n'
+            self.home.write(CONFIGURATION, kept.format(place))
+            self.assertEqual(run(PROGRAM, '-x', '--reset-mini-board', env=self.home.environment), '')
+            self.assertEqual(self.home.read(CONFIGURATION).decode(), kept.format(''))
+        self.home.install('--reset-mini-board')
+        self.assertTrue(self.home.read('.claude/settings.json'), 'the installation counts more')
+
+    def test_only_the_exact_argument_installs(self):
+        with Program(self.home, '--install-hooks=1', '--Install-Hooks', '-platform', 'nonsense',
+                     QT_QPA_PLATFORM='offscreen') as program:
+            until(program.is_ready, 'it runs with windows, on the platform of the variable')
+            self.home.log(event('s'))
+            until(self.home.lines, 'it follows the log')
+        self.assertEqual(self.home.read('.claude/settings.json'), b'')
+        self.home.write('.tavvel/tasks.json', 'damaged')
+        self.assertEqual(self.home.install('-platform', 'x'), [CLAUDE_INSTALLED, NO_CODEX])
+        self.assertEqual(self.home.read('.tavvel/tasks.corrupt.json'), b'damaged')
+        home = Home(self)
+        reader, writer = os.pipe()
+        os.close(reader)
+        home.write('.codex/config.toml', '')
+        run(PROGRAM, '--install-hooks', env=home.environment, stdout=writer)
+        os.close(writer)
+        self.assertIn(b'notify', home.read('.codex/config.toml'), 'both are installed, though nobody reads its output')
+
+    def test_a_bare_executable_says_that_it_has_no_scripts_and_an_installed_one_keeps_those_of_the_user_new(self):
+        home = self.home
+        for folder in ('bare', 'usr/bin'):
+            (home.folder / folder).mkdir(parents=True)
+            home.program = shutil.copy(PROGRAM, home.folder / folder)
+            if folder == 'bare':
+                self.assertEqual(home.install(), ['接入失败：app 包里没有 hooks 资源（开发构建请用仓库里的 '
+                                                  'scripts/install-hooks.py）', NO_CODEX])
+                self.assertEqual(home.read('.claude/settings.json'), b'')
+                run(CHECKOUT / 'scripts/install-hooks.py', home.program, env=home.environment)
+                deployed = home.read('.tavvel/hooks/tavvel-hook.sh')
+                self.assertEqual(deployed, (CHECKOUT / 'resources/hooks/tavvel-hook.sh').read_bytes())
+        for content in (b'#!/bin/sh\n# installed\n', b'#!/bin/sh\n# newer\n'):
+            home.write(home.folder / 'usr/share/plumtide/hooks/tavvel-hook.sh', content)
+            with Program(home):
+                until(lambda: home.read('.tavvel/hooks/tavvel-hook.sh') == content, 'it is deployed')
+
+    def test_hooks_work_whatever_the_home_is_called(self):
+        for name in ('with space', "it's", '(paren)', '$HOME', 'a"b', 'back\\slash', '家'):
+            home = Home(self, name)
+            with Program(home):
+                home.install()
+                home.hook('UserPromptSubmit', prompt='hello there')
+                until(lambda: 'hello there' in home.tasks(), f'{name} is followed')
+        home.environment['HOME'] += '\udcff'
+        self.assertEqual(run(PROGRAM, env=home.environment), 'Plumtide: 主目录的路径不是 UTF-8 文本，无法使用。\n')
+        self.assertEqual(len(list(home.folder.glob('家*'))), 1)
+
+
+if __name__ == '__main__':
+    unittest.main()

@@ -1,0 +1,271 @@
+#include "Plumtide/platform/DataDirLock.h"
+#include "Plumtide/platform/MainThreadQueue.h"
+#include "Plumtide/platform/TerminationSignals.h"
+#include "Plumtide/store/TaskStore.h"
+
+#include "tests/support/Printing.h"
+#include "tests/support/TestHome.h"
+#include "tests/support/Unprivileged.h"
+
+#include <QProcess>
+#include <QSettings>
+
+#include <mutex>
+#include <thread>
+
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr Files::ReplaceOptions later{.flush = Files::Flush::Later};
+constexpr Files::ReplaceOptions program{.newFileMode = 0755, .forceMode = true, .links = Files::Links::Replace};
+
+QString shell(const TestHome &home, const QString &commands)
+{
+    QProcess process;
+    process.setWorkingDirectory(home.path());
+    process.start(u"sh"_s, {u"-c"_s, commands});
+    process.waitForFinished();
+    return QString::fromUtf8(process.readAllStandardOutput()).simplified();
+}
+
+std::mutex diskMutex;
+QStringList diskCalls; // "flush NAME" and "rename NAME"; a plus sign before those on another thread than the main one
+bool diesAtRename = false;
+
+void note(const QString &call, const QString &path)
+{
+    const std::lock_guard lock(diskMutex);
+    diskCalls += (::gettid() == ::getpid() ? u""_s : u"+"_s) + call + path.section(u'/', -1);
+}
+
+QString takeDiskCalls()
+{
+    const std::lock_guard lock(diskMutex);
+    return std::exchange(diskCalls, {}).join(u", "_s);
+}
+
+} // namespace
+
+// These two take the place of the C library's in this program.
+extern "C" int fsync(int file)
+{
+    note(u"flush "_s, QFile::symLinkTarget(u"/proc/self/fd/"_s + QString::number(file)));
+    return static_cast<int>(::syscall(SYS_fsync, file));
+}
+
+extern "C" int rename(const char *from, const char *to) noexcept
+{
+    // There is no read lease for a file that is open for writing, and no start of a program, either.
+    const Descriptor file(::open(from, O_RDONLY | O_CLOEXEC));
+    const bool isBusy = ::fcntl(file.get(), F_SETLEASE, F_RDLCK) != 0 && errno == EAGAIN;
+    note(isBusy ? u"rename busy "_s : u"rename "_s, QString::fromUtf8(to));
+    if (diesAtRename)
+        ::_exit(9);
+    return static_cast<int>(::syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0));
+}
+
+TEST(Files, ReplacingLeavesTheNewFileOrTheOldWithItsModeAndLinksAndNothingBesideIt)
+{
+    // What a shell does before, what is called, the error, and what is there then: "NAME:MODE:LINK'S TARGET=CONTENT".
+    const std::tuple<const char *, const char *, Files::ReplaceOptions, int, const char *> rows[] = {
+        {"", "f", {}, 0, "f:600:=new"},
+        {"echo older >f; chmod 640 f", "f", {}, 0, "f:640:=new"},
+        {"echo older >f; chmod 640 f", "f", program, 0, "f:755:=new"},
+        {"echo >r; ln -s ../r d/2; ln -s d/2 1", "1", {}, 0, "1:777:d/2=new d/2:777:../r=new r:666:=new"},
+        {"ln -s d/r 1", "1", {}, 0, "1:777:d/r=new d/r:600:=new"},
+        {"echo old >r; ln -s r 1", "1", program, 0, "1:755:=new r:666:=old"},
+        {"ln -s 1 1", "1", {}, ELOOP, "1:777:1="},
+        {"echo old >d/f; chmod 555 d", "d/f", {}, EACCES, "d/f:666:=old"},
+        {"echo old >f; chmod 444 f", "f", {}, EACCES, "f:444:=old"},
+        {"", "d", {}, EISDIR, ""},
+        {"", "no/f", {}, ENOENT, ""},
+        {"mkfifo f", "f", {}, EINVAL, "f:666:="},
+        {"echo old >f", "f", {}, EFBIG, "f:666:=old"}, // as on a full disk
+    };
+    ::signal(SIGXFSZ, SIG_IGN);
+    rlimit sizes = {};
+    ::getrlimit(RLIMIT_FSIZE, &sizes);
+    const rlimit twoBytes{2, sizes.rlim_max};
+    for (const auto &[before, name, options, error, after] : rows) {
+        const TestHome home;
+        shell(home, u"umask 0; chmod 777 .; mkdir d; "_s + QString::fromUtf8(before));
+        ::setrlimit(RLIMIT_FSIZE, error == EFBIG ? &twoBytes : &sizes);
+        const auto ordinaryUser = error == EACCES ? std::make_unique<Unprivileged>() : nullptr;
+        const Outcome<void> outcome = Files::replace(home.path(QString::fromUtf8(name)), "new", options);
+        ::setrlimit(RLIMIT_FSIZE, &sizes);
+        EXPECT_EQ(outcome ? 0 : outcome.failure().code, error) << before;
+        const Outcome<QByteArray> content = Files::read(home.path(QString::fromUtf8(name)), 3);
+        EXPECT_EQ(content ? 0 : content.failure().code, error == EACCES ? EFBIG : error) << before;
+        EXPECT_EQ(shell(home, uR"(find * .[!.]* ! -type d 2>&- | sort | while read f; do
+                                  stat -c $f:%a:$(readlink $f)=$([ -f $f ] && cat $f) $f; done)"_s),
+                  QString::fromUtf8(after));
+    }
+}
+
+TEST(Files, ANewFileIsClosedAndOnTheDiskBeforeItGetsItsNameAndAKilledWriterLeavesTheOld)
+{
+    const TestHome home;
+    const QString path = home.path(u"f"_s);
+    takeDiskCalls();
+    EXPECT_TRUE(Files::replace(path, "old", program));
+    const QString calls = takeDiskCalls();
+    EXPECT_TRUE(calls.startsWith(u"flush .f."_s) && calls.contains(u", rename f, flush "_s)) << qPrintable(calls);
+    if (::fork() == 0) {
+        diesAtRename = true;
+        ::_exit(Files::replace(path, "half of it", later) ? 0 : 1);
+    }
+    ::wait(nullptr);
+    EXPECT_EQ(home.read(u"f"_s), "old");
+    EXPECT_TRUE(Files::replace(path, "n", later)); // what it left is in nobody's way
+    EXPECT_EQ(home.read(u"f"_s), "n");
+    EXPECT_EQ(takeDiskCalls(), u"rename f"_s);
+}
+
+TEST(Files, ABurstOfChangesReachesTheDiskSoonInOneGoAndNeverOnTheMainThreadAndAtTheEnd)
+{
+    TestHome home;
+    home.defaults()->setNumber(u"tavvel.events.offset"_s, 0);
+    TaskStore store(home.environment());
+    takeDiskCalls();
+    for (int i = 0; i < 20; ++i)
+        store.setTasks({AgentTask()});
+    QString seen; // a second is meant
+    EXPECT_TRUE(waitUntil([&] { return (seen += takeDiskCalls() + u' ').contains(u"+flush .tavvel"_s); }, 8000));
+    EXPECT_FALSE(seen.contains(u" flush"_s));
+    EXPECT_LE(seen.count(u"flush tasks.json"_s), 3);
+    EXPECT_TRUE(seen.contains(u"flush plumtide.conf"_s)); // an older position would apply events twice
+    store.setTasks({});
+    store.finish();
+    EXPECT_TRUE(takeDiskCalls().contains(u"flush tasks.json"_s));
+}
+
+TEST(Defaults, EachWriteIsInTheFileAtOnceForAnyReaderAndThreadsDoNotLoseEachOthersKeys)
+{
+    const TestHome home;
+    const auto defaults = home.defaults();
+    std::thread watcher([&] {
+        for (double i = 1; i <= 200; ++i)
+            defaults->setNumber(u"offset"_s, i < 100 ? i : 9'007'199'254'740'791 + i, Files::Flush::Later);
+    });
+    for (double i = 0; i < 200; ++i)
+        defaults->setNumbers(u"origin"_s, {-100.5, i}, Files::Flush::Later);
+    watcher.join();
+    defaults->setBoolean(u"on"_s, true);
+    defaults->setNumber(u"gone"_s, 1);
+    defaults->remove(u"gone"_s);
+    const QSettings other(defaults->path(), QSettings::IniFormat);
+    EXPECT_EQ(other.allKeys(), (QStringList{u"offset"_s, u"on"_s, u"origin"_s}));
+    EXPECT_EQ(other.value(u"offset"_s).toString(), u"9007199254740991"_s);
+    EXPECT_EQ(other.value(u"origin"_s).toStringList(), (QStringList{u"-100.5"_s, u"199"_s}));
+    EXPECT_TRUE(other.value(u"on"_s).toBool());
+}
+
+TEST(Defaults, ValuesOfAnotherKindReadAsMissingAndWhatCouldNotBeWrittenIsWrittenWithTheNext)
+{
+    const TestHome home;
+    const auto defaults = home.defaults();
+    home.write(u".config/plumtide/plumtide.conf"_s, "[General]\na=x\nb=1, x\nc=\nd=nan\ne = 1 \nf=TRUE\n");
+    for (const QString &key : {u"a"_s, u"b"_s, u"c"_s, u"d"_s, u"f"_s, u"missing"_s})
+        EXPECT_FALSE(defaults->number(key) || defaults->numbers(key) || defaults->boolean(key)) << qPrintable(key);
+    EXPECT_EQ(defaults->numbers(u"e"_s), QList<double>{1});
+    shell(home, u"rm -r .config; touch .config"_s); // a file where the folder should be
+    defaults->setNumber(u"a"_s, 42);
+    EXPECT_EQ(defaults->number(u"a"_s), 42);
+    shell(home, u"rm .config"_s);
+    defaults->setBoolean(u"b"_s, true);
+    EXPECT_TRUE(home.defaults()->boolean(u"b"_s) && home.defaults()->number(u"a"_s) == 42);
+    home.write(u".config/plumtide/plumtide.conf"_s, QByteArray(2 << 20, 'x')); // too large to be read
+    home.defaults()->setNumber(u"a"_s, 44);
+    EXPECT_EQ(QFileInfo(defaults->path()).size(), 2 << 20);
+}
+
+TEST(Lock, OneOwnerHoweverTheHomeIsNamedAndANewOneOnceThatHasEndedWithNothingLeftBehind)
+{
+    const TestHome home;
+    const QString link = home.path(u"link"_s);
+    ASSERT_TRUE(QFile::link(home.path(), link));
+    auto owner = std::make_unique<DataDirLock>(home.path(), home.path(u".tavvel"_s));
+    EXPECT_TRUE(owner->isOwner());
+    EXPECT_FALSE(DataDirLock(link, link).isOwner());
+    std::thread ending([&] { owner.reset(); });
+    EXPECT_TRUE(DataDirLock(link, link, std::chrono::seconds(60)).isOwner()); // as it waits for an installation's end
+    ending.join();
+    EXPECT_EQ(shell(home, u"ls -A"_s), u"link"_s);
+}
+
+TEST(MainThreadQueue, KeepsTheOrderHoldsAFasterPosterLetsTheLoopTurnAndRunsTheRestAtTheEnd)
+{
+    constexpr int count = 600;
+    MainThreadQueue queue;
+    std::vector<int> order;
+    std::atomic<int> posted = 0;
+    int mostWaiting = 0;
+    std::thread poster([&] {
+        for (int i = 0; i < count; ++i, ++posted)
+            queue.post([&, i] {
+                mostWaiting = std::max(mostWaiting, posted - i);
+                order.push_back(i);
+                std::this_thread::sleep_for(std::chrono::microseconds(200)); // work that takes its time
+            });
+    });
+    int turns = 0;
+    QTimer timer; // starved for as long as the queue does not return to the loop
+    QObject::connect(&timer, &QTimer::timeout, [&turns] { ++turns; });
+    timer.start(0);
+    EXPECT_TRUE(waitUntil([&] { return order.size() > count / 2; }));
+    EXPECT_GE(turns, 4);
+    EXPECT_GE(mostWaiting, 20); // not one by one, with a change of threads for each
+    EXPECT_LE(mostWaiting, 65);
+    queue.stopHolding();
+    poster.join();
+    queue.runAll();
+    EXPECT_EQ(order.size(), count);
+    EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
+}
+
+TEST(TerminationSignals, TheFirstIsReportedByTheLoopTheSecondEndsAStuckProgramAndAnIgnoredOneStaysIgnored)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+        const auto raiseTwice = [number] {
+            TerminationSignals signalsOfTheSystem;
+            int reports = 0;
+            QObject::connect(&signalsOfTheSystem, &TerminationSignals::requested, [&] { ++reports; });
+            ::raise(number);
+            std::fprintf(stderr, "%d, ", reports);
+            waitUntil([&] { return reports > 0; });
+            QCoreApplication::processEvents();
+            std::fprintf(stderr, "then %d", reports);
+            ::raise(number);
+        };
+        EXPECT_EXIT(raiseTwice(), testing::KilledBySignal(number), "^0, then 1$");
+        ::signal(number, SIG_IGN); // as nohup does
+        const auto signalsOfTheSystem = std::make_unique<TerminationSignals>();
+        EXPECT_EQ(::signal(number, SIG_DFL), SIG_IGN);
+    }
+}
+
+TEST(Environment, TheHomeIsThePasswordDatabasesWithoutTheVariableAndOtherUsersProcessesExist)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    for (const std::string home : {"", "/h/"}) {
+        const std::string expected = home.empty() ? ::getpwuid(::getuid())->pw_dir : "/h";
+        qputenv("HOME", home.c_str());
+        EXPECT_EXIT(::_exit(std::fputs(qPrintable(Environment::realHome()), stderr) == EOF), testing::ExitedWithCode(0),
+                    "^" + expected + "$");
+    }
+    qputenv("XDG_CONFIG_HOME", "/c");
+    EXPECT_EQ(Defaults::standardPath(u"/h"_s), u"/c/plumtide/plumtide.conf"_s);
+    qputenv("XDG_CONFIG_HOME", "c");
+    EXPECT_EQ(Defaults::standardPath(u"/h"_s), u"/h/.config/plumtide/plumtide.conf"_s);
+    const ProcessProbe exists = Environment::real().processExists;
+    const Unprivileged ordinaryUser;
+    EXPECT_TRUE(exists(1) && !exists(0x7fffffff));
+}
