@@ -1,7 +1,7 @@
 #include "Plumtide/app/MiniBoardController.h"
 
 #include "Plumtide/app/MiniBoardWindow.h"
-#include "Plumtide/platform/Defaults.h"
+#include "Plumtide/system/Defaults.h"
 
 #include <QGuiApplication>
 #include <QScreen>
@@ -95,7 +95,7 @@ std::unique_ptr<MiniBoardWindow> MiniBoardController::makePanel()
         place = firstPlace(panel->height());
     panel->setPlace(place.value_or(panel->pos()));
     connect(panel.get(), &MiniBoardWindow::movedByUser, this, [this](QPoint place) {
-        m_defaults.setNumbers(originKey, {1.0 * place.x(), 1.0 * place.y()}, Files::Flush::Later);
+        m_defaults.setNumbers(originKey, {1.0 * place.x(), 1.0 * place.y()});
     });
     return panel;
 }

@@ -1,8 +1,8 @@
 #include "Plumtide/store/TaskStore.h"
 
 #include "Plumtide/intake/EventWatcher.h"
-#include "Plumtide/platform/MainThreadQueue.h"
 #include "Plumtide/store/TaskFile.h"
+#include "Plumtide/system/MainThreadQueue.h"
 
 #include <cstdio>
 
@@ -159,7 +159,7 @@ void TaskStore::markEventSeen(TaskSource source)
         return;
     Q_EMIT objectWillChange();
     hasSeen = true;
-    m_environment.defaults->setBoolean(isClaude ? claudeSeenKey : codexSeenKey, true, Files::Flush::Later);
+    m_environment.defaults->setBoolean(isClaude ? claudeSeenKey : codexSeenKey, true);
 }
 
 void TaskStore::startWatching()

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "Plumtide/system/Outcome.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+
+/// The start at login: a desktop entry in the user's autostart folder, which every session manager reads (as
+/// freedesktop.org describes for "Autostart Of Applications During Startup"). What is on the disk is the only truth;
+/// session managers have settings of their own that write there, too.
+/// Thread: any. Nothing is kept between the calls.
+class Autostart
+{
+public:
+    /// `entryPath` is the desktop entry, `program` what it starts (see Environment::program).
+    Autostart(QString entryPath, QString program);
+
+    /// `autostart/plumtide.desktop` in the folder that Defaults::configHome names.
+    static QString standardPath(const QString &home);
+
+    /// Whether a login would start a Plumtide: there is an entry, nobody has hidden it, and its program is there.
+    [[nodiscard]] bool isOn() const;
+
+    /// Writes the entry, or removes it. One that the user has changed keeps all that is not about being on or off, and
+    /// is hidden instead of removed. A failure leaves the entry as it was.
+    Outcome<void> setOn(bool isOn) const;
+
+private:
+    [[nodiscard]] Outcome<QList<QByteArray>> readLines() const; // none when there is no entry
+    [[nodiscard]] QList<QByteArray> ownLines() const;
+    Outcome<void> write(const QList<QByteArray> &lines) const;
+    Outcome<void> remove() const;
+
+    const QString m_path;
+    const QString m_program;
+};

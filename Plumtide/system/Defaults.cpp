@@ -1,0 +1,155 @@
+#include "Plumtide/system/Defaults.h"
+
+#include "Plumtide/system/Files.h"
+#include "Plumtide/system/Log.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr qint64 largestFile = 1 << 20; // bytes; it holds a handful of lines
+
+// QLocale::FloatingPointShortest gives all digits back, but writes a large whole number with an exponent.
+QString numberText(double value)
+{
+    constexpr double largestWhole = 9007199254740992.0; // 2^53: a double holds each whole number up to it
+    if (std::abs(value) <= largestWhole && std::trunc(value) == value)
+        return QString::number(static_cast<qint64>(value));
+    return QString::number(value, 'g', QLocale::FloatingPointShortest);
+}
+
+} // namespace
+
+Defaults::Defaults(QString path) : m_path(std::move(path)) {}
+
+QString Defaults::configHome(const QString &home)
+{
+    const QString named = qEnvironmentVariable("XDG_CONFIG_HOME");
+    return QDir::isAbsolutePath(named) ? named : home + u"/.config"_s;
+}
+
+QString Defaults::standardPath(const QString &home)
+{
+    return configHome(home) + u"/plumtide/plumtide.conf"_s;
+}
+
+bool Defaults::isReadable()
+{
+    const std::lock_guard lock(m_mutex);
+    readOnce();
+    return m_state != State::Unreadable;
+}
+
+bool Defaults::boolean(const QString &key)
+{
+    return text(key) == u"true"_s;
+}
+
+std::optional<double> Defaults::number(const QString &key)
+{
+    const std::optional<QList<double>> all = numbers(key);
+    return all && all->size() == 1 ? std::optional(all->first()) : std::nullopt;
+}
+
+std::optional<QList<double>> Defaults::numbers(const QString &key)
+{
+    QList<double> result;
+    const QStringList parts = text(key).value_or(QString()).split(u',');
+    for (const QString &part : parts) {
+        bool isNumber = false;
+        result.append(part.trimmed().toDouble(&isNumber));
+        if (!isNumber || !std::isfinite(result.last()))
+            return std::nullopt;
+    }
+    return result;
+}
+
+void Defaults::setBoolean(const QString &key, bool value)
+{
+    setText(key, value ? u"true"_s : u"false"_s);
+}
+
+void Defaults::setNumber(const QString &key, double value)
+{
+    setNumbers(key, {value});
+}
+
+void Defaults::setNumbers(const QString &key, const QList<double> &values)
+{
+    QStringList texts;
+    for (const double value : values)
+        texts.append(numberText(value));
+    setText(key, texts.join(u", "_s));
+}
+
+void Defaults::remove(const QString &key)
+{
+    setText(key, std::nullopt);
+}
+
+void Defaults::writeAgain()
+{
+    const std::lock_guard lock(m_mutex);
+    if (m_state == State::Ahead)
+        write();
+}
+
+void Defaults::readOnce()
+{
+    if (m_state != State::Unread)
+        return;
+    m_state = State::Same;
+    const Outcome<QByteArray> content = Files::read(m_path, largestFile);
+    if (!content && content.failure().code != ENOENT && content.failure().code != ENOTDIR) {
+        m_state = State::Unreadable;
+        const QByteArray line = (u"Plumtide: "_s + content.failure().sentence).toUtf8();
+        std::fprintf(stderr, "%s\n", line.constData());
+        return;
+    }
+    const QStringList lines = content ? QString::fromUtf8(content.value()).split(u'\n') : QStringList();
+    for (const QString &line : lines) {
+        if (const qsizetype sign = line.indexOf(u'='); sign > 0)
+            m_values.insert(line.first(sign).trimmed(), line.sliced(sign + 1).trimmed());
+    }
+    qCDebug(systemLog) << "read" << m_path << m_values;
+}
+
+void Defaults::write()
+{
+    QString content = u"[General]\n"_s;
+    for (auto it = m_values.cbegin(); it != m_values.cend(); ++it)
+        content += it.key() + u'=' + it.value() + u'\n';
+    const auto replace = [&] {
+        return static_cast<bool>(Files::replace(m_path, content.toUtf8(), {.flush = Files::Flush::Later}));
+    };
+    // The folder is missing before the first write of all.
+    const bool isWritten = replace() || (Files::makeDirectory(QFileInfo(m_path).path()) && replace());
+    m_state = isWritten ? State::Same : State::Ahead;
+}
+
+std::optional<QString> Defaults::text(const QString &key)
+{
+    const std::lock_guard lock(m_mutex);
+    readOnce();
+    const auto found = m_values.constFind(key);
+    return found == m_values.constEnd() ? std::nullopt : std::optional(*found);
+}
+
+void Defaults::setText(const QString &key, const std::optional<QString> &value)
+{
+    const std::lock_guard lock(m_mutex);
+    readOnce();
+    if (value)
+        m_values.insert(key, *value);
+    else if (m_values.remove(key) == 0)
+        return;
+    if (m_state != State::Unreadable)
+        write();
+}

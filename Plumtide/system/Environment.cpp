@@ -1,0 +1,83 @@
+#include "Plumtide/system/Environment.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QStandardPaths>
+
+#include <cerrno>
+#include <filesystem>
+
+#include <pwd.h>
+#include <signal.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString homeDirectory()
+{
+    QString home = qEnvironmentVariable("HOME");
+    if (!QDir::isAbsolutePath(home)) {
+        const passwd *const entry = ::getpwuid(::getuid());
+        home = entry ? QFile::decodeName(entry->pw_dir) : QString();
+    }
+    return QDir::isAbsolutePath(home) ? QDir::cleanPath(home) : QString();
+}
+
+bool answersSignals(pid_t pid)
+{
+    return ::kill(pid, 0) == 0 || errno == EPERM;
+}
+
+// Beside the program in a build tree, under the prefix once installed. PLUMTIDE_RESOURCES names another place, for
+// a checkout whose program was built elsewhere.
+QString resourcesDirectory()
+{
+    const QString named = qEnvironmentVariable("PLUMTIDE_RESOURCES");
+    if (!named.isEmpty())
+        return named;
+    const QDir programDir(QCoreApplication::applicationDirPath());
+    for (const QString &candidate : {u"resources"_s, u"../share/plumtide"_s}) {
+        if (programDir.exists(candidate + u"/hooks"_s))
+            return QDir::cleanPath(programDir.absoluteFilePath(candidate));
+    }
+    return {};
+}
+
+// The name by which the user started us, which may be a link that an update moves on; what the link leads to carries a
+// version in its name more often. Only the kernel is to be believed, though: any name can be handed to a program.
+QString ownProgram()
+{
+    const QString file = QCoreApplication::applicationFilePath();
+    const QString name = QCoreApplication::arguments().value(0);
+    const QString named =
+        name.contains(u'/') ? QDir::current().absoluteFilePath(name) : QStandardPaths::findExecutable(name);
+    std::error_code error;
+    const bool isOurs = std::filesystem::equivalent(QFile::encodeName(named).toStdString(), "/proc/self/exe", error);
+    return isOurs ? QDir::cleanPath(named) : file;
+}
+
+} // namespace
+
+const QString &Environment::realHome()
+{
+    static const QString home = homeDirectory();
+    return home;
+}
+
+Environment Environment::real()
+{
+    static const QString program = ownProgram(); // at the start; an update may replace the file at any time
+    static const auto defaults = std::make_shared<Defaults>(Defaults::standardPath(realHome())); // one for all services
+    return {
+        .home = realHome(),
+        .clock = [] { return QDateTime::currentDateTimeUtc(); },
+        .defaults = defaults,
+        .processExists = answersSignals,
+        .resourcesDir = resourcesDirectory(),
+        .program = program,
+        .ownerPatience = std::chrono::seconds(1),
+    };
+}

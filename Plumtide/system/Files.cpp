@@ -1,0 +1,175 @@
+#include "Plumtide/system/Files.h"
+
+#include "Plumtide/system/Descriptor.h"
+#include "Plumtide/system/Log.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+Q_LOGGING_CATEGORY(systemLog, "plumtide.system", QtWarningMsg)
+
+namespace {
+
+constexpr mode_t permissionBits = 07777;
+
+bool writeAll(int descriptor, QByteArrayView content)
+{
+    while (!content.isEmpty()) {
+        const ssize_t count = ::write(descriptor, content.data(), static_cast<size_t>(content.size()));
+        if (count < 0 && errno != EINTR)
+            return false;
+        content = content.sliced(qMax<qsizetype>(count, 0));
+    }
+    return true;
+}
+
+// All but the messages of Files::replace: 0, or the errno of the step that failed.
+int replaceBytes(const QString &path, const QByteArray &content, const Files::ReplaceOptions &options)
+{
+    QFileInfo info(path);
+    constexpr int longestChain = 40; // as the kernel's own limit
+    for (int hop = 0; options.links == Files::Links::Follow && info.isSymLink(); ++hop) {
+        if (hop == longestChain)
+            return ELOOP;
+        info.setFile(info.symLinkTarget());
+    }
+    const QByteArray target = QFile::encodeName(info.filePath());
+    mode_t mode = options.newFileMode;
+    struct stat existing = {};
+    if (::lstat(target.constData(), &existing) == 0) {
+        if (S_ISDIR(existing.st_mode))
+            return EISDIR;
+        if (!S_ISREG(existing.st_mode) && !S_ISLNK(existing.st_mode))
+            return EINVAL; // a device or a FIFO where a file is meant to be
+        if (S_ISREG(existing.st_mode) && ::faccessat(AT_FDCWD, target.constData(), W_OK, AT_EACCESS) != 0)
+            return errno;
+        if (S_ISREG(existing.st_mode) && !options.forceMode)
+            mode = existing.st_mode & permissionBits;
+    }
+
+    // Of a name that nothing has yet, so that neither another writer nor whatever else stands there is in the way.
+    QByteArray temporary = QFile::encodeName(info.path() + u"/."_s + info.fileName() + u".XXXXXX"_s);
+    const int file = ::mkostemp(temporary.data(), O_CLOEXEC);
+    if (file < 0)
+        return errno;
+    int error = 0;
+    if (!writeAll(file, content) || ::fchmod(file, mode) != 0
+        || (options.flush == Files::Flush::BeforeRename && ::fsync(file) != 0))
+        error = errno;
+    // Closed before it gets its name: nobody can start a program that is open for writing, and somebody may start this
+    // one at once, as the agents do with their hooks. Some network file systems report a full disk only here.
+    if (::close(file) != 0 && error == 0)
+        error = errno;
+    if (error == 0 && ::rename(temporary.constData(), target.constData()) != 0)
+        error = errno;
+    if (error != 0) {
+        ::unlink(temporary.constData());
+    } else if (options.flush == Files::Flush::BeforeRename) {
+        // The content is safe already; not every file system can do this.
+        const Descriptor folder(::open(QFile::encodeName(info.path()).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        ::fsync(folder.get());
+    }
+    return error;
+}
+
+} // namespace
+
+namespace Files {
+
+Outcome<QByteArray> read(const QString &path, qint64 maxBytes)
+{
+    const auto failed = [&path](int code) { return failure(u"无法读取"_s, path, code); };
+    // A FIFO would block without O_NONBLOCK.
+    const Descriptor file(::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+    struct stat status = {};
+    if (!file.isOpen() || ::fstat(file.get(), &status) != 0)
+        return failed(errno);
+    if (!S_ISREG(status.st_mode))
+        return failed(S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+    QFile reader;
+    reader.open(file.get(), QIODevice::ReadOnly | QIODevice::Unbuffered);
+    QByteArray content = status.st_size > maxBytes ? QByteArray() : reader.readAll();
+    if (status.st_size > maxBytes || content.size() > maxBytes)
+        return failed(EFBIG);
+    return reader.error() == QFileDevice::NoError ? Outcome(std::move(content)) : failed(EIO);
+}
+
+Outcome<void> replace(const QString &path, const QByteArray &content, const ReplaceOptions &options)
+{
+    if (const int error = replaceBytes(path, content, options))
+        return failure(u"无法写入"_s, path, error);
+    return {};
+}
+
+Outcome<void> makeDirectory(const QString &path)
+{
+    const QFileInfo info(path);
+    if (info.isDir())
+        return {};
+    if (Outcome<void> made = info.exists() || info.path() == path ? Outcome<void>() : makeDirectory(info.path()); !made)
+        return made;
+    if (::mkdir(QFile::encodeName(path).constData(), 0700) == 0)
+        return {};
+    return failure(u"无法创建文件夹"_s, path, errno == EEXIST ? ENOTDIR : errno);
+}
+
+Outcome<QString> moveAside(const QString &path, const QString &base, const QString &suffix)
+{
+    for (int number = 1;; ++number) {
+        const QString target = number == 1 ? base + suffix : base + u'-' + QString::number(number) + suffix;
+        const QByteArray from = QFile::encodeName(path);
+        const QByteArray to = QFile::encodeName(target);
+        if (::renameat2(AT_FDCWD, from.constData(), AT_FDCWD, to.constData(), RENAME_NOREPLACE) == 0)
+            return target;
+        // A file system without the flag: a hard link does not replace anything either.
+        if (errno == EINVAL && ::link(from.constData(), to.constData()) == 0 && ::unlink(from.constData()) == 0)
+            return target;
+        if (errno != EEXIST)
+            return failure(u"无法移动"_s, path, errno);
+    }
+}
+
+QString describeErrno(int code)
+{
+    switch (code) {
+    case EACCES:
+    case EPERM: return u"没有权限"_s;
+    case ENOENT: return u"文件或文件夹不存在"_s;
+    case ENOSPC: return u"磁盘空间不足"_s;
+    case EDQUOT: return u"超出了磁盘配额"_s;
+    case EROFS: return u"文件系统是只读的"_s;
+    case EISDIR: return u"这是一个文件夹"_s;
+    case ENOTDIR: return u"路径中有一部分不是文件夹"_s;
+    case EEXIST: return u"文件已经存在"_s;
+    case ELOOP: return u"符号链接循环"_s;
+    case EFBIG: return u"文件太大"_s;
+    case ENAMETOOLONG: return u"路径太长"_s;
+    case EIO: return u"读写磁盘出错"_s;
+    case EBUSY:
+    case ETXTBSY: return u"文件正被其他程序使用"_s;
+    case EINVAL: return u"这不是普通文件"_s;
+    case EMFILE:
+    case ENFILE: return u"打开的文件太多"_s;
+    case ENOMEM: return u"内存不足"_s;
+    default: return u"系统错误 %1"_s.arg(code);
+    }
+}
+
+Failure failure(const QString &attempt, const QString &path, int code)
+{
+    Failure failure{u"%1 %2：%3。"_s.arg(attempt, path, describeErrno(code)), code};
+    qCDebug(systemLog) << failure.sentence;
+    return failure;
+}
+
+} // namespace Files

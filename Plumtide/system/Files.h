@@ -1,0 +1,58 @@
+#pragma once
+
+#include "Plumtide/system/Outcome.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <sys/types.h>
+
+/// Whole-file operations with every step checked. Failures carry one Chinese sentence that names the file and the
+/// reason. All of them may be called on any thread; none of them takes a lock inside the process.
+namespace Files {
+
+/// Reads the whole of the regular file at `path` (symbolic links are followed). Anything but a regular file, or one
+/// of more than `maxBytes`, is a failure; a FIFO or a device does not block.
+Outcome<QByteArray> read(const QString &path, qint64 maxBytes);
+
+/// What to do when the path that is replaced is a symbolic link.
+enum class Links {
+    Follow,  ///< The file that the link leads to is replaced; the link stays a link.
+    Replace, ///< The link itself gives way to a regular file.
+};
+
+/// When the new content must have reached the disk.
+enum class Flush {
+    BeforeRename, ///< A power cut leaves the old content or the new one, never anything else.
+    Later,        ///< The caller flushes by itself; a killed process still leaves a whole file.
+};
+
+/// How `replace` treats what stands at the path.
+struct ReplaceOptions
+{
+    mode_t newFileMode = 0600; ///< Permissions of a file that did not exist; an existing one keeps its own.
+    bool forceMode = false;    ///< Give `newFileMode` to an existing file, too.
+    Links links = Links::Follow;
+    Flush flush = Flush::BeforeRename;
+};
+
+/// Replaces the file at `path` as a whole: a temporary file beside the target (hidden, name ending in
+/// ".plumtide-new"), then a rename, so a reader sees the old content or the new one and a killed process leaves
+/// one of the two. A target without write permission is left alone, although a rename could replace it. Two
+/// processes that replace the same file at once do not mix their bytes.
+Outcome<void> replace(const QString &path, const QByteArray &content, const ReplaceOptions &options = {});
+
+/// Makes the directory with any missing parents, mode 0700 where it makes one. One that exists is fine.
+Outcome<void> makeDirectory(const QString &path);
+
+/// Moves `path` to the first of "base.suffix", "base-2.suffix", "base-3.suffix" ... that does not exist, so that
+/// nothing is ever replaced. `base` is a path. Yields the new path.
+Outcome<QString> moveAside(const QString &path, const QString &base, const QString &suffix);
+
+/// The sentence for an `errno`: "没有权限", "磁盘空间不足" and so on, without a full stop.
+QString describeErrno(int code);
+
+/// A whole failure sentence: what was attempted (a verb phrase, "无法写入"), the file, and the reason.
+Failure failure(const QString &attempt, const QString &path, int code);
+
+} // namespace Files
