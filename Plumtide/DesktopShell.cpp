@@ -5,8 +5,8 @@
 #include "Plumtide/app/PanelWindow.h"
 #include "Plumtide/app/TrayItem.h"
 #include "Plumtide/hooks/HooksInstaller.h"
-#include "Plumtide/platform/IdleMemory.h"
 #include "Plumtide/store/TaskStore.h"
+#include "Plumtide/system/IdleMemory.h"
 #include "Plumtide/views/MiniBoardView.h"
 #include "Plumtide/views/PanelView.h"
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Plumtide/platform/Autostart.h"
-#include "Plumtide/platform/Environment.h"
-#include "Plumtide/platform/InstanceSocket.h"
-#include "Plumtide/platform/TrayHost.h"
+#include "Plumtide/desktop/Autostart.h"
+#include "Plumtide/desktop/InstanceSocket.h"
+#include "Plumtide/desktop/TrayHost.h"
+#include "Plumtide/system/Environment.h"
 
 #include <QElapsedTimer>
 #include <QObject>

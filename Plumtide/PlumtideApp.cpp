@@ -3,10 +3,10 @@
 #include "Plumtide/DesktopShell.h"
 #include "Plumtide/app/MiniBoardController.h"
 #include "Plumtide/app/Notifier.h"
+#include "Plumtide/desktop/InstanceSocket.h"
 #include "Plumtide/hooks/HooksInstaller.h"
-#include "Plumtide/platform/InstanceSocket.h"
-#include "Plumtide/platform/TerminationSignals.h"
 #include "Plumtide/store/TaskStore.h"
+#include "Plumtide/system/TerminationSignals.h"
 
 #include <QApplication>
 

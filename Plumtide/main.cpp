@@ -1,6 +1,6 @@
 #include "Plumtide/PlumtideApp.h"
-#include "Plumtide/platform/Display.h"
-#include "Plumtide/platform/SessionBus.h"
+#include "Plumtide/desktop/Display.h"
+#include "Plumtide/desktop/SessionBus.h"
 
 #include <QApplication>
 #include <QFile>

@@ -1,8 +1,8 @@
 // What does the panel cost: an event while it is open, opening it, and a long catch-up under the user's eyes?
 
 #include "Plumtide/app/PanelWindow.h"
+#include "Plumtide/desktop/Display.h"
 #include "Plumtide/hooks/HooksInstaller.h"
-#include "Plumtide/platform/Display.h"
 #include "Plumtide/store/TaskFile.h"
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/views/PanelView.h"

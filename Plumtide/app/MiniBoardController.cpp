@@ -1,7 +1,7 @@
 #include "Plumtide/app/MiniBoardController.h"
 
 #include "Plumtide/app/MiniBoardWindow.h"
-#include "Plumtide/platform/Defaults.h"
+#include "Plumtide/system/Defaults.h"
 
 #include <QGuiApplication>
 #include <QScreen>

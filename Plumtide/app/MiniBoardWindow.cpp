@@ -1,6 +1,6 @@
 #include "Plumtide/app/MiniBoardWindow.h"
 
-#include "Plumtide/platform/FloatingWindow.h"
+#include "Plumtide/desktop/FloatingWindow.h"
 
 #include <QMouseEvent>
 #include <QPainterPath>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Plumtide/platform/Compositor.h"
+#include "Plumtide/desktop/Compositor.h"
 
 #include <QPoint>
 #include <QWidget>

@@ -1,6 +1,6 @@
 #include "Plumtide/app/Notifier.h"
 
-#include "Plumtide/platform/NotificationService.h"
+#include "Plumtide/desktop/NotificationService.h"
 
 Notifier::Notifier(std::unique_ptr<NotificationService> service)
     : m_service(std::move(service)), m_available(m_service->isAvailable())

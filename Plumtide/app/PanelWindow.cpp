@@ -1,7 +1,7 @@
 #include "Plumtide/app/PanelWindow.h"
 
 #include "Plumtide/app/PanelPlacement.h"
-#include "Plumtide/platform/FloatingWindow.h"
+#include "Plumtide/desktop/FloatingWindow.h"
 
 #include <QApplication>
 #include <QCursor>

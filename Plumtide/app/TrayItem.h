@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Plumtide/platform/TrayHost.h"
+#include "Plumtide/desktop/TrayHost.h"
 
 #include <QObject>
 #include <QPoint>

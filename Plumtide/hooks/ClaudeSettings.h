@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Plumtide/platform/Outcome.h"
+#include "Plumtide/system/Outcome.h"
 
 #include <QByteArray>
 #include <QString>

@@ -1,6 +1,6 @@
 #include "Plumtide/hooks/HookFiles.h"
 
-#include "Plumtide/platform/Files.h"
+#include "Plumtide/system/Files.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -3,7 +3,7 @@
 #include "Plumtide/hooks/ClaudeSettings.h"
 #include "Plumtide/hooks/CodexConfig.h"
 #include "Plumtide/hooks/HookFiles.h"
-#include "Plumtide/platform/Files.h"
+#include "Plumtide/system/Files.h"
 
 #include <QFileInfo>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Plumtide/platform/Environment.h"
-#include "Plumtide/platform/Outcome.h"
+#include "Plumtide/system/Environment.h"
+#include "Plumtide/system/Outcome.h"
 
 #include <QObject>
 #include <QString>

@@ -1,6 +1,6 @@
 #include "Plumtide/intake/EventLog.h"
 
-#include "Plumtide/platform/Descriptor.h"
+#include "Plumtide/system/Descriptor.h"
 
 #include <QFile>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Plumtide/intake/HookEvent.h"
-#include "Plumtide/platform/Defaults.h"
+#include "Plumtide/system/Defaults.h"
 
 #include <QByteArray>
 #include <QString>

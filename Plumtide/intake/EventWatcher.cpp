@@ -1,7 +1,7 @@
 #include "Plumtide/intake/EventWatcher.h"
 
-#include "Plumtide/platform/FileChangeSource.h"
-#include "Plumtide/platform/SerialQueue.h"
+#include "Plumtide/system/FileChangeSource.h"
+#include "Plumtide/system/SerialQueue.h"
 
 #include <QFile>
 

@@ -1,6 +1,6 @@
 #include "Plumtide/store/ClaudeSessions.h"
 
-#include "Plumtide/platform/Files.h"
+#include "Plumtide/system/Files.h"
 
 #include <QDir>
 #include <QJsonDocument>

@@ -1,6 +1,6 @@
 #include "Plumtide/store/TaskFile.h"
 
-#include "Plumtide/platform/Files.h"
+#include "Plumtide/system/Files.h"
 
 #include <QFileInfo>
 #include <QJsonArray>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Plumtide/model/AgentTask.h"
-#include "Plumtide/platform/DelayedFlush.h"
-#include "Plumtide/platform/Outcome.h"
+#include "Plumtide/system/DelayedFlush.h"
+#include "Plumtide/system/Outcome.h"
 
 #include <QByteArray>
 #include <QList>

@@ -1,8 +1,8 @@
 #include "Plumtide/store/TaskStore.h"
 
 #include "Plumtide/intake/EventWatcher.h"
-#include "Plumtide/platform/MainThreadQueue.h"
 #include "Plumtide/store/TaskFile.h"
+#include "Plumtide/system/MainThreadQueue.h"
 
 #include <cstdio>
 

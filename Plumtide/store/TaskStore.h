@@ -3,8 +3,8 @@
 #include "Plumtide/intake/HookEvent.h"
 #include "Plumtide/model/AgentTask.h"
 #include "Plumtide/model/ProjectGroup.h"
-#include "Plumtide/platform/DataDirLock.h"
-#include "Plumtide/platform/Environment.h"
+#include "Plumtide/system/DataDirLock.h"
+#include "Plumtide/system/Environment.h"
 
 #include <QList>
 #include <QObject>

@@ -1,6 +1,6 @@
 #include "bench/support/Workspace.h"
 
-#include "Plumtide/platform/Files.h"
+#include "Plumtide/system/Files.h"
 #include "bench/support/Report.h"
 
 #include <QFile>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Plumtide/platform/Environment.h"
+#include "Plumtide/system/Environment.h"
 
 #include <QByteArray>
 #include <QString>

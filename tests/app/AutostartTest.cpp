@@ -1,4 +1,4 @@
-#include "Plumtide/platform/Autostart.h"
+#include "Plumtide/desktop/Autostart.h"
 
 #include "tests/support/TestHome.h"
 

@@ -1,4 +1,4 @@
-#include "Plumtide/platform/Display.h"
+#include "Plumtide/desktop/Display.h"
 
 #include <QLibraryInfo>
 #include <QLocalServer>

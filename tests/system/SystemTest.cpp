@@ -1,7 +1,7 @@
-#include "Plumtide/platform/DataDirLock.h"
-#include "Plumtide/platform/MainThreadQueue.h"
-#include "Plumtide/platform/TerminationSignals.h"
 #include "Plumtide/store/TaskStore.h"
+#include "Plumtide/system/DataDirLock.h"
+#include "Plumtide/system/MainThreadQueue.h"
+#include "Plumtide/system/TerminationSignals.h"
 
 #include "tests/support/Printing.h"
 #include "tests/support/TestHome.h"
@@ -234,6 +234,7 @@ TEST(TerminationSignals, TheFirstIsReportedByTheLoopTheSecondEndsAStuckProgramAn
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+        ::signal(number, SIG_DFL); // whoever runs the tests may ignore it
         const auto raiseTwice = [number] {
             TerminationSignals signalsOfTheSystem;
             int reports = 0;

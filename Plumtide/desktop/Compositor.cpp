@@ -1,6 +1,6 @@
-#include "Plumtide/platform/Compositor.h"
+#include "Plumtide/desktop/Compositor.h"
 
-#include "Plumtide/platform/XcbReply.h"
+#include "Plumtide/desktop/XcbReply.h"
 
 #include <QGuiApplication>
 

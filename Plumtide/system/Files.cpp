@@ -1,6 +1,6 @@
-#include "Plumtide/platform/Files.h"
+#include "Plumtide/system/Files.h"
 
-#include "Plumtide/platform/Descriptor.h"
+#include "Plumtide/system/Descriptor.h"
 
 #include <QDir>
 #include <QFile>

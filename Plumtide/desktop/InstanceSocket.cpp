@@ -1,6 +1,6 @@
-#include "Plumtide/platform/InstanceSocket.h"
+#include "Plumtide/desktop/InstanceSocket.h"
 
-#include "Plumtide/platform/Files.h"
+#include "Plumtide/system/Files.h"
 
 #include <QFile>
 #include <QFileInfo>

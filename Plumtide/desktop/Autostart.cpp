@@ -1,7 +1,7 @@
-#include "Plumtide/platform/Autostart.h"
+#include "Plumtide/desktop/Autostart.h"
 
-#include "Plumtide/platform/Defaults.h"
-#include "Plumtide/platform/Files.h"
+#include "Plumtide/system/Defaults.h"
+#include "Plumtide/system/Files.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,6 +1,6 @@
-#include "Plumtide/platform/DataDirLock.h"
+#include "Plumtide/system/DataDirLock.h"
 
-#include "Plumtide/platform/Files.h"
+#include "Plumtide/system/Files.h"
 
 #include <QFile>
 

@@ -1,4 +1,4 @@
-#include "Plumtide/platform/SerialQueue.h"
+#include "Plumtide/system/SerialQueue.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,4 +1,4 @@
-#include "Plumtide/platform/IdleMemory.h"
+#include "Plumtide/system/IdleMemory.h"
 
 #include <malloc.h>
 #include <sys/mman.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Plumtide/platform/Defaults.h"
+#include "Plumtide/system/Defaults.h"
 
 #include <QDateTime>
 #include <QString>

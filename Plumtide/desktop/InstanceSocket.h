@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Plumtide/platform/Descriptor.h"
+#include "Plumtide/system/Descriptor.h"
 
 #include <QByteArray>
 #include <QObject>

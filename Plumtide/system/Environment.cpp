@@ -1,4 +1,4 @@
-#include "Plumtide/platform/Environment.h"
+#include "Plumtide/system/Environment.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,6 +1,6 @@
-#include "Plumtide/platform/Defaults.h"
+#include "Plumtide/system/Defaults.h"
 
-#include "Plumtide/platform/Descriptor.h"
+#include "Plumtide/system/Descriptor.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,4 +1,4 @@
-#include "Plumtide/platform/SessionBus.h"
+#include "Plumtide/desktop/SessionBus.h"
 
 #include <QByteArray>
 #include <QList>

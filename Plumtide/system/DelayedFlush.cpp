@@ -1,6 +1,6 @@
-#include "Plumtide/platform/DelayedFlush.h"
+#include "Plumtide/system/DelayedFlush.h"
 
-#include "Plumtide/platform/Descriptor.h"
+#include "Plumtide/system/Descriptor.h"
 
 #include <QFile>
 #include <QFileInfo>

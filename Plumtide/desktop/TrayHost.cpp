@@ -1,6 +1,6 @@
-#include "Plumtide/platform/TrayHost.h"
+#include "Plumtide/desktop/TrayHost.h"
 
-#include "Plumtide/platform/XembedTray.h"
+#include "Plumtide/desktop/XembedTray.h"
 
 #include <QDBusMessage>
 #include <QGuiApplication>

@@ -1,4 +1,4 @@
-#include "Plumtide/platform/TerminationSignals.h"
+#include "Plumtide/system/TerminationSignals.h"
 
 #include <QSocketNotifier>
 

@@ -1,6 +1,6 @@
-#include "Plumtide/platform/XembedTray.h"
+#include "Plumtide/desktop/XembedTray.h"
 
-#include "Plumtide/platform/XcbReply.h"
+#include "Plumtide/desktop/XcbReply.h"
 
 #include <QByteArray>
 #include <QSocketNotifier>

@@ -1,6 +1,6 @@
-#include "Plumtide/platform/FloatingWindow.h"
+#include "Plumtide/desktop/FloatingWindow.h"
 
-#include "Plumtide/platform/XcbReply.h"
+#include "Plumtide/desktop/XcbReply.h"
 
 #include <QGuiApplication>
 

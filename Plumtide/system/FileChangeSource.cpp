@@ -1,6 +1,6 @@
-#include "Plumtide/platform/FileChangeSource.h"
+#include "Plumtide/system/FileChangeSource.h"
 
-#include "Plumtide/platform/SerialQueue.h"
+#include "Plumtide/system/SerialQueue.h"
 
 #include <climits>
 #include <cstdint>

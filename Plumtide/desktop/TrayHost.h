@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Plumtide/platform/SessionBus.h"
+#include "Plumtide/desktop/SessionBus.h"
 
 #include <QObject>
 #include <QTimer>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Plumtide/platform/Files.h"
+#include "Plumtide/system/Files.h"
 
 #include <QByteArray>
 #include <QList>

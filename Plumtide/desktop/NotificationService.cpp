@@ -1,6 +1,6 @@
-#include "Plumtide/platform/NotificationService.h"
+#include "Plumtide/desktop/NotificationService.h"
 
-#include "Plumtide/platform/SessionBus.h"
+#include "Plumtide/desktop/SessionBus.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>

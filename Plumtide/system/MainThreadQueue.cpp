@@ -1,4 +1,4 @@
-#include "Plumtide/platform/MainThreadQueue.h"
+#include "Plumtide/system/MainThreadQueue.h"
 
 #include <QElapsedTimer>
 
