@@ -46,8 +46,10 @@ void PanelWindow::toggle(std::optional<QPoint> at)
         open(at);
 }
 
-void PanelWindow::open(std::optional<QPoint> at)
+void PanelWindow::open(std::optional<QPoint> at, QByteArray token)
 {
+    if (token.isEmpty())
+        token = qgetenv(FloatingWindow::tokenVariable);
     if (at)
         m_lastClick = at;
     if (!isVisible()) {
@@ -55,7 +57,7 @@ void PanelWindow::open(std::optional<QPoint> at)
         m_pointerAtOpening = QCursor::pos();
         const QPoint place = placeFor(m_lastClick);
         winId(); // makes the native window
-        FloatingWindow::prepare(*windowHandle(), FloatingWindow::Desktops::Current);
+        FloatingWindow::prepare(*windowHandle(), FloatingWindow::Desktops::Current, token);
         move(place);
         show();
         // Qt 6.4 on X11 is now and then told of a move to 0,0 that never was, and believes it for good.
@@ -66,6 +68,7 @@ void PanelWindow::open(std::optional<QPoint> at)
     }
     raise();
     activateWindow();
+    FloatingWindow::endStartup(token);
     // Qt 6.4 on X11 hears late that a window it hid has lost the focus. Shown again before that, the window would get
     // the focus without being told, and not notice when it goes.
     if (!isActiveWindow() && QGuiApplication::focusWindow() == windowHandle())

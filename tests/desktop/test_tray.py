@@ -107,7 +107,7 @@ class TrayTest(unittest.TestCase):
 
     def test_a_tray_of_windows_alone_gets_an_icon_with_any_bus_and_with_none(self):
         desktop().use(tray='trayer')
-        for address in (desktop().environment['DBUS_SESSION_BUS_ADDRESS'], ''):
+        for address in (desktop().environment['DBUS_SESSION_BUS_ADDRESS'], 'unix:path=/nonexistent/bus', ''):
             with self.subTest(address), App(self, *URGENT, DBUS_SESSION_BUS_ADDRESS=address,
                                             XDG_RUNTIME_DIR=str(desktop().dir / 'nowhere')) as app:
                 until(lambda: app.icon()[BADGE] > 40, 'the number is drawn')
