@@ -1,0 +1,299 @@
+#include "Plumtide/store/TaskStore.h"
+
+#include "tests/support/Printing.h"
+#include "tests/support/TestHome.h"
+
+#include <QJsonArray>
+#include <QRegularExpression>
+
+#include <fcntl.h>
+#include <time.h>
+
+using namespace Qt::StringLiterals;
+
+static int saves = 0;
+
+// Counts how often tasks.json is replaced.
+extern "C" int rename(const char *from, const char *to) noexcept
+{
+    saves += QByteArrayView(to).endsWith("/tasks.json") ? 1 : 0;
+    return ::renameat(AT_FDCWD, from, AT_FDCWD, to);
+}
+
+namespace {
+
+const QString tasksFile = u".tavvel/tasks.json"_s;
+const QString eventsFile = u".tavvel/events.jsonl"_s;
+
+/// A store in a home of its own.
+struct Board
+{
+    TestHome home;
+    std::unique_ptr<TaskStore> store;
+    void restart()
+    {
+        store.reset();
+        store = std::make_unique<TaskStore>(home.environment());
+    }
+};
+
+/// One scene of board.txt: a store that is driven step by step.
+class Scene : Board
+{
+public:
+    Scene()
+    {
+        static int scenes = 0;
+        qputenv("TZ", ++scenes % 2 == 0 ? "<+0545>-5:45" : "<-0930>9:30"); // what is shown is the user's time
+        ::tzset();
+        home.defaults()->setBoolean(u"tavvel.claude.hasSeenEvent"_s, true);
+        home.defaults()->setBoolean(u"tavvel.codex.hasSeenEvent"_s, true);
+        home.processes = {11};
+        restart();
+        store->setNotify([this](const QString &title, const QString &body, const QString &id) {
+            say(u"notifies "_s + id + u": "_s + title + u": "_s + body);
+        });
+        QObject::connect(store.get(), &TaskStore::objectWillChange, [this] {
+            EXPECT_TRUE(m_announced++ > 0 || store->tasks() == m_before) << "announced after the change";
+        });
+    }
+
+    /// Takes a step such as "10:05 cc-A Stop", and says what it changed.
+    QStringList play(const QString &step)
+    {
+        const QString verb = step.section(u' ', 1, 1), what = step.section(u' ', 2, 2), with = step.section(u' ', 3);
+        const QHash<QString, std::function<void()>> verbs{
+            {u"given"_s, [&] { upsert(what, with); }},
+            {u"setStatus"_s, [&] { store->setStatus(what, agentTaskStatusFrom(with).value()); }},
+            {u"filter"_s, [&] { store->setSourceFilter(taskSourceFrom(what)); }},
+            {u"look"_s, [&] { look(); }},
+            {u"sweep"_s, [&] { store->sweep(); }},
+            {u"record"_s, [&] { home.write(u".claude/sessions/"_s + what, with.toUtf8()); }},
+        };
+        setTime(step.section(u' ', 0, 0));
+        m_before = store->tasks();
+        m_said.clear();
+        m_announced = saves = 0;
+        verbs.value(verb, [&] { apply(verb, what, with); })();
+        sayChanges(verb == u"sweep" ? 1 : 0);
+        return verb == u"given" ? QStringList() : m_said;
+    }
+
+private:
+    void say(const QString &text) { m_said.append(u"    "_s + text); }
+
+    /// "10:30", or on a later day "2026-02-09T10:30", where the user lives.
+    void setTime(const QString &text)
+    {
+        home.now = QDateTime::fromString(text.contains(u'T') ? text : u"2026-02-02T"_s + text, Qt::ISODate).toUTC();
+    }
+
+    /// The event reaches the store a minute after it happened. Of a member given twice the last one counts.
+    void apply(const QString &id, const QString &name, const QString &members)
+    {
+        QString line = uR"({"session_id":"%1","hook_event_name":"%2","cwd":"/home/u/shop","tavvel_ts":%3)"_s;
+        line = line.arg(id.sliced(3), name).arg(home.now.toSecsSinceEpoch());
+        line += members.isEmpty() ? u"}"_s : u',' + members.sliced(1);
+        home.now = home.now.addSecs(60);
+        store->apply(HookEvent::decode(line.toUtf8()).value_or(HookEvent()));
+    }
+
+    /// Writes fields of lines by hand, known or new ones: "cc-A@10:05,cc-B".
+    void upsert(const QString &lines, const QString &fields)
+    {
+        for (const QString &line : lines.split(u',')) {
+            const QString id = line.section(u'@', 0, 0), at = line.section(u'@', 1);
+            QVariantMap record = m_board.value(id, toJson(AgentTask())).toVariantMap();
+            record.insert({{u"id"_s, id}, {u"updatedAt"_s, u"2026-01-01T00:00:00Z"_s}});
+            record.insert(QJsonDocument::fromJson(fields.toUtf8()).object().toVariantMap());
+            if (!at.isEmpty())
+                setTime(at);
+            store->upsert(agentTaskFrom(QJsonObject::fromVariantMap(record)).value());
+        }
+    }
+
+    QString aged(const QList<AgentTask> &lines) const
+    {
+        QStringList names;
+        for (const AgentTask &line : lines)
+            names += line.id + u' ' + shortAgo(line.updatedAt, home.now);
+        return u" | "_s + (names.isEmpty() ? u"–"_s : names.join(u", "_s));
+    }
+
+    void look()
+    {
+        for (const ProjectSection section : allProjectSections) {
+            for (const ProjectGroup &group : store->projectGroups(section))
+                say(label(section) + u' ' + group.name + u": "_s + group.summaryText(home.now)
+                    + aged(group.urgentLines()) + aged(group.freshWaitingLines(home.now)) + aged(group.runningLines())
+                    + aged(group.quietLines(home.now)));
+        }
+        QString lists = u"urgent %1, idle %2"_s.arg(store->urgentCount()).arg(store->idleLineCount());
+        for (const AgentTaskStatus status : allAgentTaskStatuses)
+            lists += aged(store->tasks(status));
+        say(lists);
+    }
+
+    /// Every step saves and announces once for what it changed; a sweep also saves without, and announces its end.
+    void sayChanges(int sweeps)
+    {
+        QJsonArray records;
+        QMap<QString, QJsonObject> board;
+        for (const AgentTask &line : store->tasks()) {
+            QJsonObject now = toJson(line);
+            records.append(now);
+            now[u"updatedAt"_s] = line.updatedAt.toLocalTime().toString(u"HH:mm"_s);
+            now[u"shown"_s] = label(ProjectGroup{{}, {line}}.section(home.now))
+                + (line.isUrgent() ? u" urgent"_s : u""_s) + (line.isStuck(home.now) ? u" stuck"_s : u""_s);
+            board[line.id] = now;
+            const QJsonObject before = m_board.take(line.id);
+            for (const QString &key : before.keys())
+                now.value(key) == before.value(key) ? now.remove(key) : void(now[key]); // null where it is gone
+            if (!now.isEmpty())
+                say(line.id + u' ' + QString::fromUtf8(QJsonDocument(now).toJson(QJsonDocument::Compact)));
+        }
+        for (const QString &id : m_board.keys())
+            say(id + u" dropped"_s);
+        m_board = board;
+        if (saves != (store->tasks() == m_before ? sweeps : 1) || m_announced != saves + sweeps)
+            say(u"saved %1, announced %2"_s.arg(saves).arg(m_announced));
+        const QByteArray file = home.read(tasksFile);
+        EXPECT_EQ(file, records.isEmpty() && file.isEmpty() ? "" : QJsonDocument(records).toJson());
+    }
+
+    QMap<QString, QJsonObject> m_board; // the lines by id, as they were shown last
+    QList<AgentTask> m_before;
+    int m_announced = 0;
+    QStringList m_said;
+};
+
+struct StoreTest : testing::Test, Board
+{
+};
+
+const QByteArray prompt = R"({"session_id":"S","hook_event_name":"UserPromptSubmit","tavvel_ts":1})";
+// What every stored line has, and what it may have.
+const QByteArray needed =
+    R"("currentState":"s","id":"cc-1","project":"p","purpose":"w","recentEvents":["e"],)"
+    R"("source":"Codex","status":"shelved","tags":["b"],"title":"t","updatedAt":"2026-03-07T09:41:05Z")";
+const QByteArray full = needed + R"(,"needsApproval":false,"titleEdited":true,"waitingReason":"r")";
+
+} // namespace
+
+TEST(Board, ChangesAsTheTextSays)
+{
+    QFile file(u"" PLUMTIDE_TEST_DATA_DIR "/board/board.txt"_s);
+    QFile produced(QCoreApplication::applicationDirPath() + u"/board.txt"_s);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly) && produced.open(QIODevice::WriteOnly));
+    const QString written = QString::fromUtf8(file.readAll());
+    QStringList played;
+    std::unique_ptr<Scene> scene;
+    for (const QString &line : written.split(u'\n').filter(QRegularExpression(u"^(?!    )"_s))) {
+        SCOPED_TRACE(qPrintable(line));
+        played += line;
+        if (line.startsWith(u"=="))
+            scene = std::make_unique<Scene>();
+        else if (!line.isEmpty() && line.at(0).isDigit())
+            played += scene->play(line);
+    }
+    produced.write(played.join(u'\n').toUtf8());
+    EXPECT_TRUE(played.join(u'\n') == written)
+        << "diff -u " << qPrintable(file.fileName()) << ' ' << qPrintable(produced.fileName());
+}
+
+TEST_F(StoreTest, AStartLeavesTheFileAloneAndASaveKeepsEveryField)
+{
+    restart();
+    EXPECT_TRUE(QDir(home.path()).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
+    const QByteArray absent = R"(,"needsApproval":null,"titleEdited":null,"waitingReason":null,"new":1)";
+    const QByteArray before = "[{" + full + "},{" + needed + absent + "}]";
+    home.write(tasksFile, before);
+    restart();
+    EXPECT_EQ(home.read(tasksFile), before);
+    store->sweep();
+    EXPECT_EQ(QJsonDocument::fromJson(home.read(tasksFile)),
+              QJsonDocument::fromJson("[{" + full + "},{" + needed + "}]"));
+}
+
+TEST_F(StoreTest, AFileOfAnythingElseIsKeptAndNumbered)
+{
+    QList<QByteArray> damaged{"{", "{}", "[1]", QByteArray("[\0]", 3)};
+    for (const QByteArray &member : full.split(','))
+        damaged += "[{" + QByteArray(full).replace(member, member.split(':')[0] + ":1") + "}]";
+    for (const QByteArray &member : needed.split(','))
+        damaged += "[{" + QByteArray(needed).replace(member, "\"new\":1") + "}]";
+    const QByteArray changes = R"("t"|null Codex|codex shelved|Shelved "b"|1 05Z|05.2Z 05Z|05+00:00 03-07|02-30)";
+    for (const QByteArray &change : changes.split(' '))
+        damaged += "[{" + QByteArray(needed).replace(change.split('|')[0], change.split('|')[1]) + "}]";
+    for (qsizetype i = 0; i < damaged.size(); ++i) {
+        store.reset();
+        home.write(tasksFile, damaged[i]);
+        restart();
+        EXPECT_TRUE(store->tasks().isEmpty() && !home.exists(tasksFile)) << damaged[i].constData();
+        const QString number = i == 0 ? QString() : u'-' + QString::number(i + 1);
+        EXPECT_EQ(home.read(u".tavvel/tasks.corrupt"_s + number + u".json"_s), damaged[i]);
+    }
+}
+
+TEST_F(StoreTest, WhatCannotBeReadIsMovedAsideBeforeTheFirstSave)
+{
+    home.write(tasksFile + u"/precious"_s, "");
+    restart();
+    store->upsert(AgentTask());
+    EXPECT_TRUE(home.exists(u".tavvel/tasks.corrupt.json/precious"_s));
+    EXPECT_EQ(QFile::permissions(home.path(tasksFile)) & ~QFile::Permissions(0xf00), 0x6000);
+}
+
+TEST_F(StoreTest, AFailedSaveSaysOneLineAndTheNextChangeSavesAll)
+{
+    home.write(u".tavvel"_s, "where the directory should be");
+    restart();
+    testing::internal::CaptureStderr();
+    store->upsert(AgentTask());
+    const std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(log.starts_with("Plumtide: 保存 tasks.json 失败 — ") && log.find('\n') == log.size() - 1) << log;
+    QFile::remove(home.path(u".tavvel"_s));
+    store->apply(HookEvent::decode(prompt).value());
+    restart();
+    EXPECT_EQ(store->tasks().size(), 2);
+}
+
+TEST_F(StoreTest, TheEndAppliesAllThatTheWatcherTook)
+{
+    QByteArray log;
+    for (int i = 0; i < 3000; ++i) // far more than may be on their way at once
+        log += prompt.chopped(1) + QByteArray::number(i) + "}\n";
+    home.write(eventsFile, log);
+    restart();
+    ASSERT_TRUE(waitUntil([this] { return !store->tasks().isEmpty(); }));
+    store->finish();
+    const auto offset = static_cast<qsizetype>(home.defaults()->number(u"tavvel.events.offset"_s).value_or(0));
+    EXPECT_LT(offset, log.size());
+    const QByteArray last = log.first(offset).chopped(1).split('\n').last();
+    EXPECT_EQ(store->tasks().first().updatedAt, HookEvent::decode(last)->date({}));
+}
+
+TEST_F(StoreTest, ASecondStoreOfTheSameDataTouchesNothing)
+{
+    restart();
+    TaskStore second(home.environment());
+    home.write(eventsFile, prompt + '\n');
+    ASSERT_TRUE(waitUntil([this] { return store->tasks().size() == 1; }));
+    const QByteArray before = home.read(tasksFile);
+    second.upsert(AgentTask());
+    second.sweep();
+    EXPECT_EQ(second.tasks().size(), 1);
+    EXPECT_EQ(home.read(tasksFile), before);
+}
+
+TEST_F(StoreTest, AToolIsSeenByAnyNamedEventAlsoOfAnOldLogAndEverAfter)
+{
+    home.write(eventsFile, "broken\n{}\n{\"hook_event_name\":\"\\u0043odexNews\"}\n");
+    restart();
+    EXPECT_TRUE(store->hasSeenCodexEvent() && !store->hasSeenClaudeEvent());
+    store->apply(HookEvent::decode(R"({"hook_event_name":"Stop"})").value());
+    EXPECT_TRUE(store->hasSeenClaudeEvent() && store->tasks().isEmpty());
+    home.write(eventsFile, "");
+    restart();
+    EXPECT_TRUE(store->hasSeenCodexEvent() && store->hasSeenClaudeEvent());
+}
