@@ -205,9 +205,9 @@ class App(Program):
         self.home.hook('UserPromptSubmit', session, prompt=title)
         self.home.hook('PermissionRequest', session)
 
-    def start_again(self, *arguments):
-        """Beside this one."""
-        run(self.home.program, *arguments, env=self.environment)
+    def start_again(self, *arguments, **variables):
+        """Beside this one; what it prints."""
+        return run(self.home.program, *arguments, env=self.environment | variables)
 
     def elements(self, role=None, name=''):
         """What is showing, in reading order; `name` is how its name begins."""
