@@ -1,5 +1,6 @@
 #include "Plumtide/app/PanelWindow.h"
 
+#include "Plumtide/app/Log.h"
 #include "Plumtide/app/PanelPlacement.h"
 #include "Plumtide/desktop/FloatingWindow.h"
 
@@ -56,6 +57,7 @@ void PanelWindow::open(std::optional<QPoint> at, QByteArray token)
         m_openedAt = m_now();
         m_pointerAtOpening = QCursor::pos();
         const QPoint place = placeFor(m_lastClick);
+        qCDebug(appLog) << "panel opens at" << place << "after a click at" << m_lastClick.value_or(QPoint());
         winId(); // makes the native window
         FloatingWindow::prepare(*windowHandle(), FloatingWindow::Desktops::Current, token);
         move(place);
@@ -109,6 +111,7 @@ void PanelWindow::closeUnlessBusy()
         if (window->parentWidget() && window->parentWidget()->window() == this)
             own = QApplication::activeWindow();
     }
+    qCDebug(appLog) << "panel has lost the focus to" << own;
     if (own) {
         if (m_awaited)
             m_awaited->removeEventFilter(this);

@@ -68,6 +68,10 @@ class TrayTest(unittest.TestCase):
         until(entry.exists, 'a login starts it')
         self.assertEqual(Gio.DesktopAppInfo.new_from_filename(str(entry)).get_executable(), PROGRAM)
         until(lambda: app.menu()['登录时启动'][1] == 1, 'the menu shows it')
+        app.stop()
+        app.start()
+        self.until_counted('Plumtide')
+        self.assertEqual(app.menu(is_announced=False)['登录时启动'][1], 1)
         entry.unlink()  # the desktop's own settings do so
         self.assertEqual(app.menu()['登录时启动'][1], 0)
         app.choose('退出')

@@ -284,9 +284,10 @@ class App(Program):
         path = self.item('Menu')
         return desktop().call(self.owner, path, 'com.canonical.dbusmenu', *arguments)
 
-    def menu(self):
-        """Of each entry that a tray shows its number, and whether it is checked, or -1."""
-        self._menu('AboutToShow', '(i)', 0)
+    def menu(self, is_announced=True):
+        """Of each entry that a tray shows its number, and whether it is checked, or -1. Some trays open it unannounced."""
+        if is_announced:
+            self._menu('AboutToShow', '(i)', 0)
         _, (_, _, entries) = self._menu('GetLayout', '(iias)', 0, -1, [])
         return {of.get('label', '').replace('_', ''): (number, of.get('toggle-state', -1)) for number, of, _ in entries}
 
