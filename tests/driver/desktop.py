@@ -285,7 +285,7 @@ class App(Program):
         return desktop().call(self.owner, path, 'com.canonical.dbusmenu', *arguments)
 
     def menu(self, is_announced=True):
-        """Of each entry that a tray shows its number, and whether it is checked, or -1. Some trays open it unannounced."""
+        """Of each entry its number, and whether it is checked, or -1. Not every tray announces that it opens it."""
         if is_announced:
             self._menu('AboutToShow', '(i)', 0)
         _, (_, _, entries) = self._menu('GetLayout', '(iias)', 0, -1, [])
