@@ -7,12 +7,13 @@
 #include "Plumtide/desktop/Notifier.h"
 #include "Plumtide/hooks/HooksInstaller.h"
 #include "Plumtide/store/TaskStore.h"
-#include "Plumtide/system/IdleMemory.h"
 #include "Plumtide/views/MiniBoardView.h"
 #include "Plumtide/views/PanelView.h"
 
 #include <chrono>
 #include <cstdio>
+
+#include <malloc.h>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -39,7 +40,7 @@ DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, Instance
 {
     m_idleTimer.setSingleShot(true);
     m_idleTimer.setInterval(idleAfter);
-    connect(&m_idleTimer, &QTimer::timeout, this, [] { giveBackIdleMemory(); });
+    connect(&m_idleTimer, &QTimer::timeout, this, [] { ::malloc_trim(0); });
     m_countTimer.setSingleShot(true);
     connect(&m_countTimer, &QTimer::timeout, this, &DesktopShell::showCount);
     connect(&store, &TaskStore::objectWillChange, this, &DesktopShell::scheduleCount);

@@ -56,10 +56,15 @@ int main(int argc, char **argv)
 {
     // Whoever reads our output may have gone; that must not end us in the middle of something.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN); // a limit on the size of files (`ulimit -f`) is met as a full disk is
     const QByteArray home = qgetenv("HOME");
     if (QFile::encodeName(QFile::decodeName(home)) != home) {
         // Qt could not name it, and would make a folder of another name beside it.
         std::fputs("Plumtide: 主目录的路径不是 UTF-8 文本，无法使用。\n", stderr);
+        return 0;
+    }
+    if (Environment::realHome().isEmpty()) {
+        std::fputs("Plumtide: 找不到主目录，无法使用。\n", stderr);
         return 0;
     }
     QCoreApplication::setApplicationName(QStringLiteral("plumtide"));

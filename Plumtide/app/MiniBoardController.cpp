@@ -97,7 +97,7 @@ std::unique_ptr<MiniBoardWindow> MiniBoardController::makePanel()
     qCDebug(appLog) << "mini board at" << place.value_or(panel->pos()) << "stored:" << storedPlace().has_value();
     panel->setPlace(place.value_or(panel->pos()));
     connect(panel.get(), &MiniBoardWindow::movedByUser, this, [this](QPoint place) {
-        m_defaults.setNumbers(originKey, {1.0 * place.x(), 1.0 * place.y()}, Files::Flush::Later);
+        m_defaults.setNumbers(originKey, {1.0 * place.x(), 1.0 * place.y()});
     });
     return panel;
 }

@@ -10,11 +10,9 @@
 #include <functional>
 #include <memory>
 
-#include <sys/types.h>
-
 /// Reads the events log from where the last read ended. The position, in bytes from the start of the file, is kept
 /// in the per-user defaults under "tavvel.events.offset"; it always stands just past a line feed, or at 0.
-/// Thread: one thread at a time, except `stopReading`. Memory: a block and the longest line, whatever the log holds.
+/// Thread: one thread at a time, except `stopReading`. Memory: a block, or the line that is longer than one.
 class EventLog
 {
 public:
@@ -22,7 +20,7 @@ public:
     /// Small, since the events of a block whose position is stored are lost if the process is killed just then.
     static constexpr qint64 blockBytes = 32 * 1024;
     /// A longer line is passed over like one that does not decode. The hook scripts write a few kilobytes.
-    static constexpr qint64 longestLineBytes = 1024 * 1024;
+    static constexpr qint64 longestLineBytes = 16 * 1024 * 1024;
 
     using OnEvent = std::function<void(const HookEvent &)>;
 
@@ -31,11 +29,11 @@ public:
     /// Hands over every complete line that was not read yet, in file order. The position is stored before the lines
     /// of a block are decoded: an event is never delivered twice, and one is lost only if the process is killed
     /// between the two. Lines that do not decode are dropped. What cannot be opened or read now is left for the
-    /// next call; a log that is shorter than the position is read from its start.
+    /// next call; a log that is shorter than the position is read from its start. Where the defaults cannot be read,
+    /// reading begins at the end that the log has now.
     void readNewLines();
 
-    /// Empties a log of more than `rotateAboveBytes` that has been read to its end. Lines that others append
-    /// meanwhile are kept: the log is emptied only while nobody else can have it open, or left alone.
+    /// Empties a log of more than `rotateAboveBytes` that has been read to its end and that nobody else has open.
     void rotateIfNeeded();
 
     /// Makes a running `readNewLines` return after the lines whose position it has stored. Any thread.
@@ -47,21 +45,10 @@ public:
 
 private:
     [[nodiscard]] qint64 storedOffset() const;
+    void handOver(QByteArrayView line) const;
 
     const QString m_path;
     const std::shared_ptr<Defaults> m_defaults;
     const OnEvent m_onEvent;
     std::atomic<bool> m_isStopping = false;
-
-    // A line of which only a part is there yet: no line feed between `start` and `scannedTo`. Without it each read
-    // would walk through the part again.
-    struct PartialLine
-    {
-        dev_t device = 0;
-        ino_t inode = 0;
-        qint64 start = -1;
-        qint64 scannedTo = -1;
-    };
-    class Reader;
-    PartialLine m_partial;
 };

@@ -1,16 +1,13 @@
 #include "Plumtide/intake/EventWatcher.h"
 
-#include "Plumtide/system/FileChangeSource.h"
-#include "Plumtide/system/SerialQueue.h"
+#include <pthread.h>
 
-#include <QFile>
-
-EventWatcher::EventWatcher(QString logPath, std::shared_ptr<Defaults> defaults, OnEvent onEvent,
+EventWatcher::EventWatcher(const QString &logPath, std::shared_ptr<Defaults> defaults, OnEvent onEvent,
                            std::chrono::milliseconds pollEvery)
-    : m_path(QFile::encodeName(logPath)),
-      m_pollEvery(pollEvery),
-      m_log(std::move(logPath), std::move(defaults), std::move(onEvent)),
-      m_queue(std::make_unique<SerialQueue>("tavvel.eventwatcher"))
+    : m_pollEvery(pollEvery),
+      m_defaults(std::move(defaults)),
+      m_log(logPath, m_defaults, std::move(onEvent)),
+      m_watch(logPath)
 {
 }
 
@@ -21,42 +18,25 @@ EventWatcher::~EventWatcher()
 
 void EventWatcher::start()
 {
-    m_queue->async([this] {
-        m_log.rotateIfNeeded();
-        attachIfPossible();
-        m_log.readNewLines();
-        m_queue->startTimer(m_pollEvery, [this] { poll(); });
-    });
+    m_thread = std::thread(&EventWatcher::run, this);
 }
 
 void EventWatcher::stop()
 {
     m_log.stopReading();
-    m_queue->stop();
+    m_watch.end();
+    if (m_thread.joinable())
+        m_thread.join();
+    m_defaults->writeAgain();
 }
 
-void EventWatcher::attachIfPossible()
+void EventWatcher::run()
 {
-    if (m_source)
-        return;
-    m_source = FileChangeSource::open(*m_queue, m_path, [this](bool isGone) {
-        if (isGone) {
-            detach();
-            attachIfPossible(); // its successor, if that is there already; else the poll finds it
-        }
+    ::pthread_setname_np(::pthread_self(), "tavvel.eventwat"); // 15 bytes are the longest
+    m_log.rotateIfNeeded();
+    do {
+        m_watch.attach(); // before the read: what comes between the two is reported
         m_log.readNewLines();
-    });
-}
-
-void EventWatcher::detach()
-{
-    m_source.reset();
-}
-
-void EventWatcher::poll()
-{
-    if (m_source && !m_source->isCurrent())
-        detach();
-    attachIfPossible();
-    m_log.readNewLines();
+        m_defaults->writeAgain(); // a full disk may have room again
+    } while (m_watch.wait(m_pollEvery));
 }

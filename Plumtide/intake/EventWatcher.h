@@ -1,15 +1,10 @@
 #pragma once
 
 #include "Plumtide/intake/EventLog.h"
-
-#include <QString>
+#include "Plumtide/system/FileWatch.h"
 
 #include <chrono>
-#include <functional>
-#include <memory>
-
-class FileChangeSource;
-class SerialQueue;
+#include <thread>
 
 /// Follows the events log and hands over every complete line as a HookEvent, in file order: at once when the system
 /// reports a change, and every five seconds in any case, which also finds a log that is made, replaced or becomes
@@ -24,7 +19,7 @@ public:
     using OnEvent = EventLog::OnEvent;
 
     /// `defaults` keeps the read offset.
-    EventWatcher(QString logPath, std::shared_ptr<Defaults> defaults, OnEvent onEvent,
+    EventWatcher(const QString &logPath, std::shared_ptr<Defaults> defaults, OnEvent onEvent,
                  std::chrono::milliseconds pollEvery = pollInterval);
     ~EventWatcher(); ///< As `stop`.
 
@@ -35,13 +30,11 @@ public:
     void stop();
 
 private:
-    void attachIfPossible();
-    void detach();
-    void poll();
+    void run();
 
-    const QByteArray m_path;
     const std::chrono::milliseconds m_pollEvery;
+    const std::shared_ptr<Defaults> m_defaults;
     EventLog m_log;
-    std::unique_ptr<SerialQueue> m_queue;
-    std::unique_ptr<FileChangeSource> m_source; // the queue's thread only, like everything above but the queue
+    FileWatch m_watch;
+    std::thread m_thread;
 };

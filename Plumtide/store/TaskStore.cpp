@@ -159,7 +159,7 @@ void TaskStore::markEventSeen(TaskSource source)
         return;
     Q_EMIT objectWillChange();
     hasSeen = true;
-    m_environment.defaults->setBoolean(isClaude ? claudeSeenKey : codexSeenKey, true, Files::Flush::Later);
+    m_environment.defaults->setBoolean(isClaude ? claudeSeenKey : codexSeenKey, true);
 }
 
 void TaskStore::startWatching()

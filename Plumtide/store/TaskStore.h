@@ -3,8 +3,8 @@
 #include "Plumtide/intake/HookEvent.h"
 #include "Plumtide/model/AgentTask.h"
 #include "Plumtide/model/ProjectGroup.h"
-#include "Plumtide/system/DataDirLock.h"
 #include "Plumtide/system/Environment.h"
+#include "Plumtide/system/HomeLock.h"
 
 #include <QList>
 #include <QObject>
@@ -114,7 +114,7 @@ private:
 
     const Environment m_environment;
     const QString m_tavvelDir;
-    DataDirLock m_lock;
+    HomeLock m_lock;
     Notify m_notify;
 
     QList<AgentTask> m_tasks;

@@ -1,51 +1,28 @@
 #include "Plumtide/system/Defaults.h"
 
-#include "Plumtide/system/Descriptor.h"
+#include "Plumtide/system/Files.h"
+#include "Plumtide/system/Log.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 
 #include <cerrno>
 #include <cmath>
-
-#include <fcntl.h>
-#include <unistd.h>
+#include <cstdio>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
 constexpr qint64 largestFile = 1 << 20; // bytes; it holds a handful of lines
-const QByteArray generalSection = "[General]";
 
-// Whole numbers up to this size are written without a fraction; a double holds each of them exactly.
-constexpr double largestWhole = 9007199254740992.0; // 2^53
-
+// QLocale::FloatingPointShortest gives all digits back, but writes a large whole number with an exponent.
 QString numberText(double value)
 {
+    constexpr double largestWhole = 9007199254740992.0; // 2^53: a double holds each whole number up to it
     if (std::abs(value) <= largestWhole && std::trunc(value) == value)
         return QString::number(static_cast<qint64>(value));
     return QString::number(value, 'g', QLocale::FloatingPointShortest);
-}
-
-std::optional<double> numberFrom(const QString &text)
-{
-    bool isNumber = false;
-    const double value = text.trimmed().toDouble(&isNumber);
-    return isNumber && std::isfinite(value) ? std::optional(value) : std::nullopt;
-}
-
-// The same file with the same content, as far as the system tells.
-bool isSameFile(const struct stat &a, const struct stat &b)
-{
-    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size
-        && a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
-}
-
-bool isSectionHeader(const QByteArray &line)
-{
-    return line.trimmed().startsWith('[');
 }
 
 } // namespace
@@ -63,6 +40,13 @@ QString Defaults::standardPath(const QString &home)
     return configHome(home) + u"/plumtide/plumtide.conf"_s;
 }
 
+bool Defaults::isReadable()
+{
+    const std::lock_guard lock(m_mutex);
+    readOnce();
+    return m_state != State::Unreadable;
+}
+
 bool Defaults::boolean(const QString &key)
 {
     return text(key) == u"true"_s;
@@ -70,161 +54,102 @@ bool Defaults::boolean(const QString &key)
 
 std::optional<double> Defaults::number(const QString &key)
 {
-    const std::optional<QString> value = text(key);
-    return value ? numberFrom(*value) : std::nullopt;
+    const std::optional<QList<double>> all = numbers(key);
+    return all && all->size() == 1 ? std::optional(all->first()) : std::nullopt;
 }
 
 std::optional<QList<double>> Defaults::numbers(const QString &key)
 {
-    const std::optional<QString> value = text(key);
-    if (!value)
-        return std::nullopt;
     QList<double> result;
-    const QStringList parts = value->split(u',');
+    const QStringList parts = text(key).value_or(QString()).split(u',');
     for (const QString &part : parts) {
-        const std::optional<double> element = numberFrom(part);
-        if (!element)
+        bool isNumber = false;
+        result.append(part.trimmed().toDouble(&isNumber));
+        if (!isNumber || !std::isfinite(result.last()))
             return std::nullopt;
-        result.append(*element);
     }
     return result;
 }
 
-void Defaults::setBoolean(const QString &key, bool value, Files::Flush flush)
+void Defaults::setBoolean(const QString &key, bool value)
 {
-    setText(key, value ? u"true"_s : u"false"_s, flush);
+    setText(key, value ? u"true"_s : u"false"_s);
 }
 
-void Defaults::setNumber(const QString &key, double value, Files::Flush flush)
+void Defaults::setNumber(const QString &key, double value)
 {
-    setText(key, numberText(value), flush);
+    setNumbers(key, {value});
 }
 
-void Defaults::setNumbers(const QString &key, const QList<double> &values, Files::Flush flush)
+void Defaults::setNumbers(const QString &key, const QList<double> &values)
 {
     QStringList texts;
-    for (double value : values)
+    for (const double value : values)
         texts.append(numberText(value));
-    setText(key, texts.join(u", "_s), flush);
+    setText(key, texts.join(u", "_s));
 }
 
-bool Defaults::readIfChanged()
+void Defaults::remove(const QString &key)
 {
-    struct stat named = {};
-    if (::stat(QFile::encodeName(m_path).constData(), &named) != 0)
-        return errno == ENOENT || errno == ENOTDIR; // values that could not be written stay readable
-    if (isSameFile(named, m_read))
-        return true;
-    Outcome<QByteArray> content = Files::read(m_path, largestFile);
-    if (!content)
-        return false;
-    m_lines = content.value().split('\n');
-    if (m_lines.last().isEmpty())
-        m_lines.removeLast();
-    m_read = named;
-    m_isAhead = false;
-    return true;
+    setText(key, std::nullopt);
 }
 
-qsizetype Defaults::lineOf(const QString &key) const
+void Defaults::writeAgain()
 {
-    const QByteArray wanted = key.toUtf8();
-    bool isGeneral = true; // keys above the first header belong to it, too
-    for (qsizetype i = 0; i < m_lines.size(); ++i) {
-        const QByteArray &line = m_lines.at(i);
-        if (isSectionHeader(line))
-            isGeneral = line.trimmed() == generalSection;
-        else if (isGeneral && line.first(qMax<qsizetype>(line.indexOf('='), 0)).trimmed() == wanted)
-            return i;
+    const std::lock_guard lock(m_mutex);
+    if (m_state == State::Ahead)
+        write();
+}
+
+void Defaults::readOnce()
+{
+    if (m_state != State::Unread)
+        return;
+    m_state = State::Same;
+    const Outcome<QByteArray> content = Files::read(m_path, largestFile);
+    if (!content && content.failure().code != ENOENT && content.failure().code != ENOTDIR) {
+        m_state = State::Unreadable;
+        const QByteArray line = (u"Plumtide: "_s + content.failure().sentence).toUtf8();
+        std::fprintf(stderr, "%s\n", line.constData());
+        return;
     }
-    return -1;
+    const QStringList lines = content ? QString::fromUtf8(content.value()).split(u'\n') : QStringList();
+    for (const QString &line : lines) {
+        if (const qsizetype sign = line.indexOf(u'='); sign > 0)
+            m_values.insert(line.first(sign).trimmed(), line.sliced(sign + 1).trimmed());
+    }
+    qCDebug(systemLog) << "read" << m_path << m_values;
+}
+
+void Defaults::write()
+{
+    QString content = u"[General]\n"_s;
+    for (auto it = m_values.cbegin(); it != m_values.cend(); ++it)
+        content += it.key() + u'=' + it.value() + u'\n';
+    const auto replace = [&] {
+        return static_cast<bool>(Files::replace(m_path, content.toUtf8(), {.flush = Files::Flush::Later}));
+    };
+    // The folder is missing before the first write of all.
+    const bool isWritten = replace() || (Files::makeDirectory(QFileInfo(m_path).path()) && replace());
+    m_state = isWritten ? State::Same : State::Ahead;
 }
 
 std::optional<QString> Defaults::text(const QString &key)
 {
     const std::lock_guard lock(m_mutex);
-    readIfChanged();
-    const qsizetype line = lineOf(key);
-    if (line < 0)
-        return std::nullopt;
-    return QString::fromUtf8(m_lines.at(line).sliced(m_lines.at(line).indexOf('=') + 1)).trimmed();
+    readOnce();
+    const auto found = m_values.constFind(key);
+    return found == m_values.constEnd() ? std::nullopt : std::optional(*found);
 }
 
-void Defaults::setText(const QString &key, const QString &value, Files::Flush flush)
+void Defaults::setText(const QString &key, const std::optional<QString> &value)
 {
     const std::lock_guard lock(m_mutex);
-    const QByteArray written = key.toUtf8() + '=' + value.toUtf8();
-    if (flush == Files::Flush::Later && overwriteLine(lineOf(key), written))
+    readOnce();
+    if (value)
+        m_values.insert(key, *value);
+    else if (m_values.remove(key) == 0)
         return;
-    const bool mayWrite = readIfChanged();
-    if (const qsizetype line = lineOf(key); line >= 0) {
-        m_lines[line] = written;
-    } else {
-        qsizetype header = 0;
-        while (header < m_lines.size() && m_lines.at(header).trimmed() != generalSection)
-            ++header;
-        if (header == m_lines.size())
-            m_lines.append(generalSection);
-        m_lines.insert(header + 1, written);
-    }
-
-    if (mayWrite)
-        save(flush);
-    else
-        m_isAhead = true;
-}
-
-void Defaults::remove(const QString &key)
-{
-    const std::lock_guard lock(m_mutex);
-    const bool mayWrite = readIfChanged();
-    const qsizetype line = lineOf(key);
-    if (line < 0)
-        return;
-    m_lines.removeAt(line);
-    if (mayWrite)
-        save(Files::Flush::BeforeRename);
-    else
-        m_isAhead = true;
-}
-
-void Defaults::save(Files::Flush flush)
-{
-    m_isAhead = true;
-    const Files::ReplaceOptions options{.flush = flush};
-    const QByteArray content = m_lines.join('\n') + '\n';
-    if (!Files::replace(m_path, content, options)) {
-        // Most likely the first write of all.
-        if (!Files::makeDirectory(QFileInfo(m_path).path()) || !Files::replace(m_path, content, options))
-            return;
-    }
-    rememberFile();
-}
-
-bool Defaults::overwriteLine(qsizetype line, const QByteArray &text)
-{
-    // Ahead of the file, the lines before it stand elsewhere there.
-    if (line < 0 || m_isAhead || m_lines.at(line).size() != text.size())
-        return false;
-    const Descriptor file(::open(QFile::encodeName(m_path).constData(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
-    if (!file.isOpen())
-        return false;
-    qint64 place = 0;
-    for (qsizetype i = 0; i < line; ++i)
-        place += m_lines.at(i).size() + 1;
-    struct stat opened = {};
-    const bool isWritten = ::fstat(file.get(), &opened) == 0 && isSameFile(opened, m_read)
-        && ::pwrite(file.get(), text.constData(), static_cast<size_t>(text.size()), place) == text.size();
-    if (isWritten) {
-        m_lines[line] = text;
-        ::fstat(file.get(), &m_read);
-    }
-    return isWritten;
-}
-
-void Defaults::rememberFile()
-{
-    if (::stat(QFile::encodeName(m_path).constData(), &m_read) != 0)
-        m_read = {};
-    m_isAhead = false;
+    if (m_state != State::Unreadable)
+        write();
 }

@@ -6,10 +6,10 @@
 #include <QStandardPaths>
 
 #include <cerrno>
+#include <filesystem>
 
 #include <pwd.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -19,11 +19,11 @@ namespace {
 QString homeDirectory()
 {
     QString home = qEnvironmentVariable("HOME");
-    if (home.isEmpty()) {
-        if (const passwd *entry = ::getpwuid(::getuid()))
-            home = QFile::decodeName(entry->pw_dir);
+    if (!QDir::isAbsolutePath(home)) {
+        const passwd *const entry = ::getpwuid(::getuid());
+        home = entry ? QFile::decodeName(entry->pw_dir) : QString();
     }
-    return QDir::cleanPath(QDir::current().absoluteFilePath(home));
+    return QDir::isAbsolutePath(home) ? QDir::cleanPath(home) : QString();
 }
 
 bool answersSignals(pid_t pid)
@@ -46,15 +46,6 @@ QString resourcesDirectory()
     return {};
 }
 
-bool isSameFile(const QString &a, const QString &b)
-{
-    struct stat first = {};
-    struct stat second = {};
-    return ::stat(QFile::encodeName(a).constData(), &first) == 0
-        && ::stat(QFile::encodeName(b).constData(), &second) == 0 && first.st_dev == second.st_dev
-        && first.st_ino == second.st_ino;
-}
-
 // The name by which the user started us, which may be a link that an update moves on; what the link leads to carries a
 // version in its name more often. Only the kernel is to be believed, though: any name can be handed to a program.
 QString ownProgram()
@@ -63,7 +54,9 @@ QString ownProgram()
     const QString name = QCoreApplication::arguments().value(0);
     const QString named =
         name.contains(u'/') ? QDir::current().absoluteFilePath(name) : QStandardPaths::findExecutable(name);
-    return isSameFile(named, u"/proc/self/exe"_s) ? QDir::cleanPath(named) : file;
+    std::error_code error;
+    const bool isOurs = std::filesystem::equivalent(QFile::encodeName(named).toStdString(), "/proc/self/exe", error);
+    return isOurs ? QDir::cleanPath(named) : file;
 }
 
 } // namespace

@@ -31,6 +31,7 @@ struct Environment
     /// The system's clock and process table, `realHome`, its defaults, and the program's resources. A QCoreApplication
     /// exists before it.
     static Environment real();
-    /// `$HOME`, or what the password database says where that is unset. Needs no application object.
+    /// `$HOME`, or what the password database says where that is no absolute path; empty when neither knows one. Needs
+    /// no application object.
     static const QString &realHome();
 };

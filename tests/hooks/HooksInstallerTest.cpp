@@ -159,9 +159,12 @@ TEST_F(HooksInstallerTest, StartReplacesTheScriptsThatThereAreWhereAToolIsRegist
     };
     for (const auto &[file, content, expected] : cases) {
         home.write(hookScript, "old");
+        ::chmod(qPrintable(home.path(hookScript)), file == config ? 0444 : 0644);
         home.write(file, content);
         EXPECT_EQ(state(HooksInstaller(home.environment())), expected);
         EXPECT_EQ(home.read(hookScript), expected == u"-" ? "old" : "new") << qPrintable(expected);
+        EXPECT_EQ(mode(hookScript) == 0755u, expected != u"-") << qPrintable(expected);
+        QFile::remove(home.path(hookScript));
         QFile::remove(home.path(file));
     }
     EXPECT_EQ(home.read(codexScript), "old");

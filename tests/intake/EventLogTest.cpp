@@ -5,6 +5,7 @@
 
 #include <thread>
 
+#include <malloc.h>
 #include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
@@ -44,7 +45,7 @@ protected:
 
 TEST_F(EventLogTest, EveryWholeLineIsHandedOverOnceAndNoneBeforeItsLineFeed)
 {
-    const QByteArray longLine = line(3, 100'000);
+    const QByteArray longLine = line(3, 3'000'000);
     const QByteArray broken = "\n\n{\n{\"session_id\":5}\n" + QByteArray("\0\xff\n", 3) + QByteArray(9999, '[') + "\n";
     constexpr auto add = QIODevice::Append;
     constexpr auto replace = QIODevice::Truncate;
@@ -56,6 +57,7 @@ TEST_F(EventLogTest, EveryWholeLineIsHandedOverOnceAndNoneBeforeItsLineFeed)
         {add, line(1) + broken + line(2), u"1 2"_s, 0},
         {add, longLine.chopped(1), u""_s, longLine.size() - 1},
         {add, "\n" + line(4), u"3 4"_s, 0},
+        {add, line(5, 17 << 20) + line(6), u"6"_s, 0},               // too long
         {replace, line(1) + line(2) + line(3), u"1 2 3"_s, 0},       // a shorter log is a new one
         {replace, line(4) + line(5) + line(6) + line(7), u"7"_s, 0}, // a longer one is taken for the same
         {replace, "", u""_s, -4 * line(4).size()},                   // an empty one says nothing yet
@@ -65,6 +67,8 @@ TEST_F(EventLogTest, EveryWholeLineIsHandedOverOnceAndNoneBeforeItsLineFeed)
     ::mkfifo(qPrintable(m_path), 0600);
     m_log.readNewLines(); // would block for ever when opened carelessly
     QFile::remove(m_path);
+    const auto bytesInUse = [] { return ::mallinfo2().uordblks + ::mallinfo2().hblkhd; };
+    const size_t before = bytesInUse();
     for (const auto &[how, content, read, left] : rows) {
         write(content, how);
         m_ids.clear();
@@ -72,6 +76,22 @@ TEST_F(EventLogTest, EveryWholeLineIsHandedOverOnceAndNoneBeforeItsLineFeed)
         EXPECT_EQ(m_ids.join(u' '), read);
         EXPECT_EQ(offset(), size() - left) << qPrintable(read);
     }
+    EXPECT_LT(bytesInUse(), before + 1'000'000); // the cost of a long line ends with it
+}
+
+TEST_F(EventLogTest, DefaultsThatCannotBeReadAreKeptAndDoNotLeadToTheWholeLogBeingAppliedAgain)
+{
+    m_home.write(u".config/plumtide/plumtide.conf"_s, QByteArray(2 << 20, 'x')); // too large
+    append(line(1));
+    int received = 0;
+    EventLog log(m_path, m_defaults, [&](const HookEvent &) { ++received; });
+    testing::internal::CaptureStderr();
+    log.readNewLines();
+    append(line(2));
+    log.readNewLines();
+    EXPECT_EQ(received, 1);
+    EXPECT_EQ(QString::fromStdString(testing::internal::GetCapturedStderr()).count(u'\n'), 1);
+    EXPECT_EQ(m_home.read(u".config/plumtide/plumtide.conf"_s).size(), 2 << 20);
 }
 
 TEST_F(EventLogTest, ThePositionIsStoredBeforeTheLinesOfABlockAreHandedOver)
@@ -120,7 +140,7 @@ TEST_F(EventLogTest, EmptyingLosesNoLineOfABusyLog)
     });
     int emptied = 0;
     for (int round = 0; round < 20; ++round) {
-        append((QByteArray(9'999, ' ') + '\n').repeated(1001));
+        append(QByteArray(10'000'000, ' ') + '\n');
         m_log.readNewLines();
         m_log.rotateIfNeeded();
         emptied += offset() == 0 ? 1 : 0;
@@ -155,6 +175,7 @@ TEST_F(EventLogTest, TheWatcherEmptiesTheLogAndFindsANewOneByItsPollAndFromThenO
 TEST_F(EventLogTest, StoppingHandsOverAllThatWasTakenAndTakesNoMore)
 {
     append(line(0).repeated(50'000));
+    m_home.write(u".config"_s, ""); // where the folder of the defaults should be, so that nothing is stored
     std::atomic<int> received = 0;
     std::atomic<bool> isStopping = false;
     EventWatcher watcher(m_path, m_defaults, [&](const HookEvent &) {
@@ -165,6 +186,7 @@ TEST_F(EventLogTest, StoppingHandsOverAllThatWasTakenAndTakesNoMore)
     });
     watcher.start();
     EXPECT_TRUE(waitUntil([&] { return received > 0; }));
+    QFile::remove(m_home.path(u".config"_s));
     isStopping = true;
     watcher.stop();
     EXPECT_EQ(received * line(0).size(), offset());

@@ -130,7 +130,9 @@ protected:
         m_frames += widget && widget == m_view.get() && event->type() == QEvent::UpdateRequest ? 1 : 0;
         if (m_painted && widget && widget->window() == m_view.get() && event->type() == QEvent::Paint)
             *m_painted += static_cast<QPaintEvent *>(event)->region().translated(widget->mapTo(m_view.get(), QPoint()));
-        return false;
+        return event->type() == QEvent::Timer && std::ranges::any_of(delays(object), [&](const auto &timer) {
+                   return timer.timerId == static_cast<QTimerEvent *>(event)->timerId();
+               });
     }
 
     Q_INVOKABLE void show(const QString &lines)
@@ -215,22 +217,27 @@ protected:
 private:
     using Facts = QMap<QString, QString>; // by topic
 
-    // What is to be done later, from a tenth of a second on. What waits for `ending` milliseconds is done at once.
+    // What is to be done a second or more later; that time passes when a test says so.
+    static QList<QAbstractEventDispatcher::TimerInfo> delays(QObject *object)
+    {
+        auto timers = QAbstractEventDispatcher::instance()->registeredTimers(object);
+        timers.removeIf([](const auto &timer) { return timer.interval < 1000; });
+        return timers;
+    }
     QStringList delays(int ending) const
     {
         QStringList delays;
-        auto *dispatcher = QAbstractEventDispatcher::instance();
-        for (QObject *object : dispatcher->children() + m_view->findChildren<QObject *>()) {
-            for (const auto &timer : dispatcher->registeredTimers(object)) {
-                if (timer.interval >= 100)
-                    delays += QString::number(timer.interval);
+        for (QObject *object : QAbstractEventDispatcher::instance()->children() + m_view->findChildren<QObject *>()) {
+            for (const auto &timer : Stage::delays(object)) {
+                delays += QString::number(timer.interval);
                 QTimerEvent event(timer.timerId);
                 if (timer.interval == ending)
-                    QCoreApplication::sendEvent(object, &event);
+                    object->event(&event);
             }
         }
         return delays;
     }
+
     // Everything that is shown, from the top to the bottom, also what is scrolled away.
     [[nodiscard]] QList<QAccessibleInterface *> elements(QAccessibleInterface *in = nullptr) const
     {

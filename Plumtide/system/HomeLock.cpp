@@ -1,6 +1,7 @@
-#include "Plumtide/system/DataDirLock.h"
+#include "Plumtide/system/HomeLock.h"
 
 #include "Plumtide/system/Files.h"
+#include "Plumtide/system/Log.h"
 
 #include <QFile>
 
@@ -34,7 +35,7 @@ Attempt lock(const QString &path, int flags, Descriptor &file)
 
 } // namespace
 
-DataDirLock::DataDirLock(const QString &home, const QString &dataDir, std::chrono::milliseconds patience)
+HomeLock::HomeLock(const QString &home, const QString &dataDir, std::chrono::milliseconds patience)
 {
     constexpr std::chrono::milliseconds pause{10};
     const auto deadline = std::chrono::steady_clock::now() + patience;
@@ -43,13 +44,14 @@ DataDirLock::DataDirLock(const QString &home, const QString &dataDir, std::chron
         if (attempt == Attempt::Impossible && QFile::exists(home) && Files::makeDirectory(dataDir))
             attempt = lock(dataDir + u"/plumtide.lock"_s, O_RDWR | O_CREAT, m_file);
         m_isOwner = attempt != Attempt::HeldByOther;
+        qCDebug(systemLog) << home << (!m_isOwner ? "has another owner" : m_file.isOpen() ? "is ours" : "has no locks");
         if (m_isOwner || std::chrono::steady_clock::now() >= deadline)
             return;
         std::this_thread::sleep_for(pause);
     }
 }
 
-void DataDirLock::release()
+void HomeLock::release()
 {
     m_isOwner = false;
     m_file.reset();
