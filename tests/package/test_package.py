@@ -1,131 +1,114 @@
+"""The Debian package. PLUMTIDE_PACKAGE is the path of the .deb. It is installed in a folder of its own, or, with
+PLUMTIDE_PACKAGE_TEST_SYSTEM=1 (for machines that may be changed), on the machine with its package manager."""
+import os
 import re
-import tempfile
 import threading
 import unittest
+from concurrent.futures import ThreadPoolExecutor
+from contextlib import ExitStack
 from pathlib import Path
 
-from installed import PACKAGE, RECORDINGS, Root, User, field, newer, run, until
+from driver.home import RECORDINGS, Home, run, until
+from driver.program import Program
 
-SIZES = (16, 22, 24, 32, 48, 64, 128, 256)
+PACKAGE = Path(os.environ['PLUMTIDE_PACKAGE']).resolve(strict=True)
 FILES = {f'usr/{name}': 0o755 for name in (
     'bin/plumtide', 'share/plumtide/hooks/codex-notify.sh', 'share/plumtide/hooks/tavvel-hook.sh')} | {
     f'usr/share/{name}': 0o644 for name in (
-        'applications/plumtide.desktop', 'doc/plumtide/changelog.gz', 'doc/plumtide/copyright',
-        'doc/plumtide/README.md', 'doc/plumtide/README.zh-CN.md',
+        'applications/plumtide.desktop', 'icons/hicolor/scalable/apps/plumtide.svg', 'man/man1/plumtide.1.gz',
+        'metainfo/example.plumtide.plumtide.metainfo.xml',
+        *(f'doc/plumtide/{name}' for name in ('changelog.gz', 'copyright', 'README.md', 'README.zh-CN.md')),
         *(f'doc/plumtide/docs/pictures/{name}.png' for name in ('panel', 'mini-board', 'tray')),
-        'icons/hicolor/scalable/apps/plumtide.svg',
-        *(f'icons/hicolor/{size}x{size}/apps/plumtide.png' for size in SIZES),
-        'man/man1/plumtide.1.gz', 'metainfo/example.plumtide.plumtide.metainfo.xml')}
+        *(f'icons/hicolor/{size}x{size}/apps/plumtide.png' for size in (16, 22, 24, 32, 48, 64, 128, 256)))}
+# What the package tools, the loader and the desktops keep for themselves where packages put files.
+BOOKKEEPING = ('etc/ld.so.cache', 'usr/share/applications/mimeinfo.cache', 'usr/share/icons/hicolor/icon-theme.cache',
+               'usr/share/mime', 'var/cache', 'var/lib/apt', 'var/lib/dpkg', 'var/lib/swcatalog', 'var/log')
+
+
+def field(name):
+    return run('dpkg-deb', '--field', PACKAGE, name).strip()
 
 
 class PackageTest(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        cls.tree = Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
-        run('dpkg-deb', '--extract', PACKAGE, cls.tree)
+    def setUp(self):
+        self.home = Home(self)
+        self.tree = self.home.folder / 'tree'
+        run('dpkg-deb', '--raw-extract', PACKAGE, self.tree)
 
-    def test_it_holds_these_files_and_no_others(self):
-        files = [path for path in self.tree.rglob('*') if not path.is_dir()]
+    def test_it_holds_these_files_and_no_others_and_debian_finds_no_fault(self):
+        files = [path for path in (self.tree / 'usr').rglob('*') if not path.is_dir()]
         self.assertEqual({str(path.relative_to(self.tree)): path.stat().st_mode & 0o7777 for path in files}, FILES)
-        self.assertNotRegex(run('dpkg-deb', '--contents', PACKAGE), r'(?m)^(?=.)(?!\S+ root/root )|^d(?!rwxr-xr-x)')
-        for size in SIZES:
-            header = (self.tree / f'usr/share/icons/hicolor/{size}x{size}/apps/plumtide.png').read_bytes()[16:24]
-            self.assertEqual(header, size.to_bytes(4, 'big') * 2, 'width and height of the picture')
-        program = self.tree / 'usr/bin/plumtide'
-        self.assertNotRegex(run('readelf', '--dynamic', '--sections', '--wide', program),
-                            r'RPATH|RUNPATH|\.symtab|\.debug')
-        self.assertNotIn(str(RECORDINGS.parents[1]).encode(), program.read_bytes(), 'where it was built')
-
-    def test_debian_and_the_desktops_find_no_fault(self):
-        share = self.tree / 'usr/share'
-        run('desktop-file-validate', share / 'applications/plumtide.desktop')
-        run('appstreamcli', 'validate', '--no-net', share / 'metainfo/example.plumtide.plumtide.metainfo.xml')
-        self.assertEqual(run('sh', '-c', 'LC_ALL=C.UTF-8 man --warnings --local-file "$1" >/dev/null', 'sh',
-                             share / 'man/man1/plumtide.1.gz'), '')
+        self.assertNotIn(str(RECORDINGS.parents[1]).encode(), (self.tree / 'usr/bin/plumtide').read_bytes())
+        run('desktop-file-validate', self.tree / 'usr/share/applications/plumtide.desktop')
+        run('appstreamcli', 'validate', '--no-net', *(self.tree / 'usr/share/metainfo').iterdir())
         run('lintian', '--allow-root', '--fail-on', 'error,warning', PACKAGE)
 
     def test_it_asks_for_what_the_program_loads_and_the_hooks_run(self):
         depends = {re.split(r'[ (|]', part)[0] for part in field('Depends').split(', ')}
         libraries = re.findall(r'NEEDED.*\[(.*)\]', run('readelf', '--dynamic', self.tree / 'usr/bin/plumtide'))
-        self.assertIn('libQt6Svg.so.6', libraries)
-        for file in [*libraries, 'platforms/libqxcb.so']:
+        for file in [*libraries, 'libQt6Svg.so.6', 'platforms/libqxcb.so']:
             owners = {line.split(':')[0] for line in run('dpkg-query', '--search', f'*/{file}').splitlines()}
             self.assertTrue(owners & depends, (file, owners, depends))
         for name in ('fonts-noto-cjk', 'mawk', 'notification-daemon', 'dbus-session-bus'):
             self.assertRegex(field('Recommends'), rf'(^|[ ,]){name}(,|$)')
 
+    def test_an_update_while_sessions_run_loses_nothing_and_a_purge_leaves_what_is_the_users(self):
+        home, sent, enough = self.home, [], threading.Event()
+        if os.environ.get('PLUMTIDE_PACKAGE_TEST_SYSTEM') == '1':
+            root, dpkg = Path('/'), ['dpkg']
+            install = ['apt-get', 'install', '--yes', '--no-install-recommends', '--reinstall']
+            self.assertFalse(Path('/usr/bin/plumtide').exists(), 'the test would remove what is installed')
+            run('apt-get', 'satisfy', '--yes', '--no-install-recommends', field('Depends'))
+            self.addCleanup(run, 'dpkg', '--purge', 'plumtide')
+        else:
+            root = home.folder / 'root'
+            (root / 'var/lib').mkdir(parents=True)
+            dpkg = ['dpkg', f'--root={root}', '--force-not-root', '--force-depends']  # the machine's libraries
+            install = [*dpkg, '--install']
 
-class InstalledTest(unittest.TestCase):
-    def setUp(self):
-        self.root = Root(self)
-        self.files_before = self.root.files()
-        self.root.install(PACKAGE)
-        self.user = User(self, self.root)
-        self.printed = self.user.connect()
-
-    def test_it_follows_a_session_through_the_deployed_hooks(self):
-        self.assertRegex(self.printed, r'\AClaude Code 接好了.*\nCodex 接好了.*\n\Z')
-        user = self.user
-        user.start()
-        user.claude('02-UserPromptSubmit', prompt='mend the gate')
-        until(lambda: user.board() == {'mend the gate': '正在处理你的请求'}, 'the session is on the board')
-        user.claude('04-PermissionRequest')
-        until(lambda: user.board() == {'mend the gate': '暂停中，等待你确认'}, 'its question is on the board')
-        user.codex()
-        until(lambda: 'Codex 这轮做完了' in user.board().values(), 'the turn of Codex is on the board')
-        self.assertTrue((user.home / 'notified').exists(), "the user's own notification still runs")
-        self.assertEqual(user.stop(), 0)
-
-    def test_an_update_while_sessions_run_loses_nothing_and_renews_the_scripts(self):
-        user = self.user
-        update = newer(Path(self.enterContext(tempfile.TemporaryDirectory())))
-        sent, enough = [], threading.Event()
+        def files():
+            walks = (os.walk(root / place) for place in ('etc', 'opt', 'srv', 'usr', 'var'))
+            names = (os.path.relpath(f'{folder}/{name}', root) for walk in walks
+                     for folder, folders, files in walk for name in folders + files)
+            return {name for name in names if not name.startswith(BOOKKEEPING)}
 
         def work(session):
             while not enough.is_set():
-                prompt = f'{session} asks {len(sent)}'
-                sent.append(prompt)
-                user.claude('02-UserPromptSubmit', prompt=prompt, session_id=session)
+                sent.append(prompt := f'{session} asks {len(sent)}')
+                home.hook('UserPromptSubmit', session, prompt=prompt)
 
         def follows():
-            count = len(sent)
-            until(lambda: any(int(title.split()[-1]) >= count for title in user.board()), 'the sessions are followed')
+            before = len(sent)
+            until(lambda: any(int(title.split()[-1]) >= before for title in home.tasks()), 'the sessions are followed')
 
-        sessions = [threading.Thread(target=work, args=[name]) for name in ('ann', 'bea', 'eve')]
-        user.start()
-        for session in sessions:
-            session.start()
-        try:
-            follows()
+        run('sed', '-i', 's/^Version: .*/&+newer/', self.tree / 'DEBIAN/control')
+        run('sed', '-i', '$a # newer', *(self.tree / 'usr/share/plumtide/hooks').iterdir())
+        run('dpkg-deb', '--root-owner-group', '--build', self.tree, update := home.folder / 'update.deb')
+        before = files()
+        run(*install, PACKAGE)
+        home.program = root / 'usr/bin/plumtide'
+        home.write('.codex/config.toml', f'notify = ["touch", "{home.path}/notified"]\n')
+        self.assertRegex('\n'.join(home.install()), r'\AClaude Code 接好了.*\nCodex 接好了.*\Z')
+        home.log()
+        with Program(home) as program, ThreadPoolExecutor() as pool, ExitStack() as at_the_end:
+            at_the_end.callback(enough.set)
+            sessions = [pool.submit(work, name) for name in ('ann', 'bea', 'eve')]
             for package in (PACKAGE, update):
-                self.root.install(package)
                 follows()
-            self.assertFalse(user.scripts_are_installed(), 'the old program still runs')
-            self.assertEqual(user.stop(), 0)
-            user.start()
-            until(user.scripts_are_installed, 'the new scripts are deployed')
-            for _ in range(10):
-                user.connect()  # no session may find its script busy or gone while it is replaced
+                run(*install, package)
             follows()
-        finally:
-            enough.set()
-            for session in sessions:
-                session.join()
-        self.assertEqual(sorted(user.prompts()), sorted(sent), 'each once')
-        last = {prompt.split()[0]: prompt for prompt in user.prompts()}.values()
-        until(lambda: set(user.board()) == set(last), 'the last events are on the board')
-        self.assertEqual(user.stop(), 0)
+            self.assertEqual(program.stop(), 0)
+            program.start()
+            until(lambda: b'# newer' in home.read('.tavvel/hooks/codex-notify.sh'), 'the new scripts are deployed')
+            for _ in range(10):
+                home.install()  # no session may find its script busy or gone while it is replaced
+            follows()
+        self.assertEqual([session.result() for session in sessions], [None] * 3)
+        prompts = re.findall('"prompt":"(.*?)"', home.read('.tavvel/events.jsonl').decode())
+        self.assertEqual(sorted(prompts), sorted(sent), 'each once')
 
-    def test_a_purge_leaves_no_file_of_the_package_and_every_file_of_the_user(self):
-        user = self.user
-        user.start()
-        user.claude('02-UserPromptSubmit')
-        until(user.board, 'the session is on the board')
-        user.stop()
-        self.assertLessEqual(set(FILES), self.root.files())
-        content = user.content()
-        self.root.purge()
-        self.assertEqual(self.root.files() ^ self.files_before, set())
-        self.assertEqual(user.content(), content)
-        user.claude('02-UserPromptSubmit')
-        self.assertEqual(len(user.prompts()), 2, 'the deployed hooks still work for a session that goes on')
+        kept = {path: path.read_bytes() for path in home.path.rglob('*') if path.is_file()}
+        run(*dpkg, '--purge', 'plumtide')
+        self.assertEqual((files() ^ before, {path: path.read_bytes() for path in kept}), (set(), kept))
+        home.codex()
+        self.assertTrue((home.path / 'notified').exists(), 'the deployed hooks still work for a session that goes on')
