@@ -13,6 +13,8 @@
 
 using namespace Qt::StringLiterals;
 
+Q_LOGGING_CATEGORY(hooksLog, "plumtide.hooks", QtWarningMsg)
+
 namespace {
 
 // Indented by its depth, a text can become a hundred times as large.
@@ -35,6 +37,7 @@ Outcome<void> replaceTheirs(const QString &path, const QByteArray &content)
         return failed();
     if (file.write(content) != content.size() || !file.commit())
         return failed();
+    qCDebug(hooksLog) << "changed" << path;
     return {};
 }
 
@@ -69,6 +72,7 @@ Outcome<void> change(const QString &path, const Change &change)
             return now.failure();
         if (now.value() == before.value())
             return replaceTheirs(path, *wanted.value());
+        qCDebug(hooksLog) << path << "was changed by another program meanwhile";
     }
     return Failure{u"%1 正被其他程序频繁修改，请稍后再试。"_s.arg(path)};
 }
@@ -87,6 +91,7 @@ Outcome<void> replaceOwn(const QString &path, const QByteArray &content, mode_t 
         && (status.st_mode & permissionBits) == mode;
     if (const auto old = Files::read(path, largestFile); fits && old && old.value() == content)
         return {};
+    qCDebug(hooksLog) << "writing" << path << "mode" << Qt::oct << mode;
     const Files::ReplaceOptions options{
         .newFileMode = mode, .forceMode = true, .links = Files::Links::Replace, .flush = Files::Flush::BeforeRename};
     Outcome<void> replaced = Files::replace(path, content, options);

@@ -3,12 +3,16 @@
 #include "Plumtide/system/Outcome.h"
 
 #include <QByteArray>
+#include <QLoggingCategory>
 #include <QString>
 
 #include <functional>
 #include <optional>
 
 #include <sys/types.h>
+
+/// What this room has to tell when it is asked by QT_LOGGING_RULES="plumtide.hooks=true".
+Q_DECLARE_LOGGING_CATEGORY(hooksLog)
 
 /// How the installer changes files: its own, and those of the agent tools, which may write them at any
 /// moment.
