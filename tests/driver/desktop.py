@@ -250,9 +250,8 @@ class App(Program):
 
     def open(self):
         """The panel, with the focus."""
-        if not self.window():
-            self.start_again()
-        return until(lambda: self.has_focus() and self.window(), 'the panel is open, with the focus')
+        until(lambda: self.has_focus() if self.window() else self.start_again(), 'the panel is open, with the focus')
+        return self.window()
 
     def item(self, name):
         """A property of it, if it is in the tray."""
