@@ -18,5 +18,5 @@ xcb_atom_t xcbAtom(xcb_connection_t *connection, const QByteArray &name)
 {
     const auto question = xcb_intern_atom(connection, 0, static_cast<uint16_t>(name.size()), name.constData());
     const XcbReply<xcb_intern_atom_reply_t> reply{xcb_intern_atom_reply(connection, question, nullptr)};
-    return reply ? reply->atom : XCB_ATOM_NONE;
+    return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
 }

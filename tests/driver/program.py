@@ -11,9 +11,8 @@ def faked_clock(clock):
     """The environment of a process whose clock libfaketime sets, see there: a specification, or a file that holds one
     and may be written again. A process that waits notices that with what wakes it next."""
     library = next(Path('/usr/lib').glob('*/faketime/libfaketimeMT.so.1'))
-    is_file = isinstance(clock, Path)
-    told = {'FAKETIME_TIMESTAMP_FILE': str(clock), 'FAKETIME_NO_CACHE': '1'} if is_file else {'FAKETIME': clock}
-    return {'LD_PRELOAD': str(library)} | told
+    name = 'FAKETIME_TIMESTAMP_FILE' if isinstance(clock, Path) else 'FAKETIME'
+    return {'LD_PRELOAD': str(library), 'FAKETIME_NO_CACHE': '1', name: str(clock)}
 
 
 def set_clock(file, specification):
