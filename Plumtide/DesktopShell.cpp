@@ -107,10 +107,8 @@ void DesktopShell::switchLoginStart(bool isOn)
 
 void DesktopShell::scheduleCount()
 {
-    if (m_countTimer.isActive())
-        return;
-    const bool isBurst = m_sinceCount.isValid() && m_sinceCount.elapsed() < countPause.count();
-    m_countTimer.start(isBurst ? countPause : 0ms);
+    if (!m_countTimer.isActive())
+        m_countTimer.start(m_sinceCount.hasExpired(countPause.count()) ? 0ms : countPause);
 }
 
 void DesktopShell::showCount()
