@@ -68,6 +68,10 @@ class TrayTest(unittest.TestCase):
         until(entry.exists, 'a login starts it')
         self.assertEqual(Gio.DesktopAppInfo.new_from_filename(str(entry)).get_executable(), PROGRAM)
         until(lambda: app.menu()['登录时启动'][1] == 1, 'the menu shows it')
+        app.stop()
+        app.start()
+        self.until_counted('Plumtide')
+        self.assertEqual(app.menu(is_announced=False)['登录时启动'][1], 1)
         entry.unlink()  # the desktop's own settings do so
         self.assertEqual(app.menu()['登录时启动'][1], 0)
         app.choose('退出')
@@ -80,13 +84,13 @@ class TrayTest(unittest.TestCase):
             'Plumtide', 0, 'plumtide', 'shop', '有个操作需要你确认：Bash — a &lt;b&gt; &amp; c', ['default', '打开看板'],
             {'desktop-entry': 'plumtide', 'urgency': 1, 'sound-name': 'message-new-instant'}, -1])
         self.assertEqual([self.approve(session)[1] for session in ('s1', 's2', 's1', 's2')], [1, 0, 1, 2])
-        desktop().notification_signal('NotificationClosed', 1, 'u', 2)
+        desktop().tell_notified('NotificationClosed', 1, 'u', 2)
         self.assertEqual(self.approve('s1')[1], 0)
-        desktop().notification_signal('ActionInvoked', 77, 's', 'default')
-        desktop().notification_signal('ActionInvoked', 3, 's', 'settings')
+        desktop().tell_notified('ActionInvoked', 77, 's', 'default')
+        desktop().tell_notified('ActionInvoked', 3, 's', 'settings')
         self.assertEqual(self.approve('s1')[1], 3)
         self.assertIsNone(app.window(), 'neither was a click on one of its own')
-        desktop().notification_signal('ActionInvoked', 3, 's', 'default')
+        desktop().tell_notified('ActionInvoked', 3, 's', 'default')
         until(app.has_focus, 'the panel is open, with the focus')
         desktop().use(notifications=None)
         app.ask_approval('into the void', 's3')
@@ -107,7 +111,7 @@ class TrayTest(unittest.TestCase):
 
     def test_a_tray_of_windows_alone_gets_an_icon_with_any_bus_and_with_none(self):
         desktop().use(tray='trayer')
-        for address in (desktop().environment['DBUS_SESSION_BUS_ADDRESS'], ''):
+        for address in (desktop().environment['DBUS_SESSION_BUS_ADDRESS'], 'unix:path=/nonexistent/bus', ''):
             with self.subTest(address), App(self, *URGENT, DBUS_SESSION_BUS_ADDRESS=address,
                                             XDG_RUNTIME_DIR=str(desktop().dir / 'nowhere')) as app:
                 until(lambda: app.icon()[BADGE] > 40, 'the number is drawn')
