@@ -114,7 +114,7 @@ inline QByteArray editCodexConfig(const QByteArray &before)
     } else {
         const QByteArray old = before.mid(head.size(), before.size() - head.size() - tail.size());
         require(before == head + old + tail && old.startsWith("notify"), "the line takes the place of the earlier one");
-        require(!old.contains('\n') && (!old.endsWith('\r') || tail.isEmpty()), "line ends stay");
+        require(!old.contains('\n') && (!old.endsWith('\r') || !tail.startsWith('\n')), "line ends stay");
         require(CodexConfig::tomlStringElements(QString::fromUtf8(old)) == previous, "the earlier command is kept");
     }
     if (std::optional<toml::table> old = readToml(before)) {

@@ -138,6 +138,7 @@ TEST_F(HooksInstallerTest, EveryOutcomeHasItsMessageItsBackupAndItsLookAtBothFil
         EXPECT_EQ(mode(file + backup), isCopied ? fileMode : before ? mode(u"precious"_s) : 0u);
         EXPECT_EQ(home.read(u"precious"_s), "precious");
         EXPECT_EQ(home.read(forward), message.contains(u"原来") ? "a\n好\n" : "earlier");
+        EXPECT_EQ(mode(forward) == 0600u, message.contains(u"原来"));
         EXPECT_EQ(mode(codexScript), (file == config && !before) || message == bare ? 0u : 0755u);
         EXPECT_EQ(installer.claudeInstalled(), isRefreshed && (file == config || after.contains("tavvel-hook.sh")));
         EXPECT_EQ(installer.codexInstalled(), isRefreshed && (file == settings || after.contains("codex-notify")));
