@@ -53,9 +53,11 @@ class OnOpenbox(unittest.TestCase):
     def test_the_mini_board_floats_above_all_and_takes_no_focus(self):
         wanted = {desktop().x.intern_atom(f'_NET_WM_STATE_{state}')
                   for state in ('ABOVE', 'SKIP_TASKBAR', 'SKIP_PAGER')}
+        desktop().use(manager=self.manager, compositor='picom')
         self.show_board()
         self.app.choose('悬浮板')
         until(lambda: not self.app.window(240), 'it is hidden')
+        desktop().use(manager=self.manager)  # without a compositor what is transparent turns black
         self.show_board()  # window managers forget what a hidden window was
         x, y, width, height = self.place()
         self.assertEqual((x, y + height), (SIZE[0] - 280, desktop().top() + 140))
