@@ -17,6 +17,8 @@
 #include <string_view>
 #include <utility>
 
+#include <malloc.h>
+
 namespace {
 
 // What the desktop has given this start, so that its window may take the focus. Qt takes it out of the environment.
@@ -57,6 +59,9 @@ int main(int argc, char **argv)
     // Whoever reads our output may have gone; that must not end us in the middle of something.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN); // a limit on the size of files (`ulimit -f`) is met as a full disk is
+    // A line of the log may be megabytes long. A block of this many bytes goes back to the system once it is freed;
+    // otherwise the limit would rise with the first that is, and the memory would stay.
+    ::mallopt(M_MMAP_THRESHOLD, 1 << 20);
     const QByteArray home = qgetenv("HOME");
     if (QFile::encodeName(QFile::decodeName(home)) != home) {
         // Qt could not name it, and would make a folder of another name beside it.

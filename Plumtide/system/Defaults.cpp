@@ -12,21 +12,6 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-constexpr qint64 largestFile = 1 << 20; // bytes; it holds a handful of lines
-
-// QLocale::FloatingPointShortest gives all digits back, but writes a large whole number with an exponent.
-QString numberText(double value)
-{
-    constexpr double largestWhole = 9007199254740992.0; // 2^53: a double holds each whole number up to it
-    if (std::abs(value) <= largestWhole && std::trunc(value) == value)
-        return QString::number(static_cast<qint64>(value));
-    return QString::number(value, 'g', QLocale::FloatingPointShortest);
-}
-
-} // namespace
-
 Defaults::Defaults(QString path) : m_path(std::move(path)) {}
 
 QString Defaults::configHome(const QString &home)
@@ -85,7 +70,7 @@ void Defaults::setNumbers(const QString &key, const QList<double> &values)
 {
     QStringList texts;
     for (const double value : values)
-        texts.append(numberText(value));
+        texts.append(QString::number(value, 'f', QLocale::FloatingPointShortest)); // as short as it reads back equal
     setText(key, texts.join(u", "_s));
 }
 
@@ -106,6 +91,7 @@ void Defaults::readOnce()
     if (m_state != State::Unread)
         return;
     m_state = State::Same;
+    constexpr qint64 largestFile = 1 << 20; // bytes; it holds a handful of lines
     const Outcome<QByteArray> content = Files::read(m_path, largestFile);
     if (!content && content.failure().code != ENOENT && content.failure().code != ENOTDIR) {
         m_state = State::Unreadable;

@@ -43,7 +43,7 @@ inline QStringList numbersOf(const QByteArray &json)
 // "edited" or "refused".
 inline QByteArray editClaudeSettings(const QByteArray &before)
 {
-    const auto command = u"/h/tavvel-hook.sh"_s;
+    const auto command = u"'/h \"好\\/tavvel-hook.sh'"_s;
     const ClaudeSettings::Result result = ClaudeSettings::edit(before, command);
     if (const auto *failure = std::get_if<Failure>(&result))
         return "refused:" + failure->sentence.toUtf8();
@@ -95,8 +95,8 @@ inline std::optional<toml::table> readToml(const QByteArray &text)
 // "added", "chained", "already", "foreign" or "refused".
 inline QByteArray editCodexConfig(const QByteArray &before)
 {
-    const QByteArray line = R"(notify = ["/h/codex-notify.sh"])";
-    const CodexConfig::Result result = CodexConfig::edit(before, u"/h/codex-notify.sh"_s);
+    const QByteArray line = R"(notify = ["/h \"好\\\u0009\u007f/codex-notify.sh"])";
+    const CodexConfig::Result result = CodexConfig::edit(before, u"/h \"好\\\t\x7f/codex-notify.sh"_s);
     if (const auto *failure = std::get_if<Failure>(&result))
         return "refused:" + failure->sentence.toUtf8();
     if (const auto *unchanged = std::get_if<CodexConfig::Unchanged>(&result))

@@ -80,13 +80,6 @@ TEST(Edits, RefusalSaysWhatIsWrongWithTheFile)
               "refused:config.toml 里有没法核对的写法，为避免弄坏它，这次没有改动。");
 }
 
-TEST(Edits, PathIsWrittenAsATomlStringWhateverIsInIt)
-{
-    const auto result = CodexConfig::edit("", u"/h \"x\" \\ \t\n\x7f é/用户/codex-notify.sh"_s);
-    EXPECT_EQ(std::get<CodexConfig::Edit>(result).content,
-              "\nnotify = [\"/h \\\"x\\\" \\\\ \\u0009\\u000a\\u007f é/用户/codex-notify.sh\"]\n");
-}
-
 TEST(Edits, EarlierCommandIsReadByUserPerceivedCharactersUpToTheEndOfItsArray)
 {
     const QString line =

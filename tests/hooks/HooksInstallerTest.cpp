@@ -182,6 +182,8 @@ TEST_F(HooksInstallerTest, TheToolsFileChangesLastWhenAllElseIsOnTheDiskAndStays
         const QByteArray before = home.read(file);
         for (qsizetype step = 0; step <= order.size(); ++step) {
             HooksInstaller installer(home.environment());
+            QDir(home.path(u".tavvel"_s)).removeRecursively();
+            QFile::remove(home.path(file + backup));
             renamed.clear();
             onRename = [step](const QString &) { return renamed.size() > step; };
             file == config ? installer.installCodex() : installer.installClaude();
@@ -189,6 +191,9 @@ TEST_F(HooksInstallerTest, TheToolsFileChangesLastWhenAllElseIsOnTheDiskAndStays
             EXPECT_EQ(home.read(file) == before, step < order.size());
             EXPECT_EQ(state(installer).contains(order.value(step) + u"：磁盘空间不足。"_s), step < order.size());
         }
+        renamed.clear();
+        EXPECT_NE(state(HooksInstaller(home.environment())), u"-");
+        EXPECT_EQ(renamed, QStringList()); // a start with all in its place writes nothing
     }
 }
 

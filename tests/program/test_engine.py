@@ -154,7 +154,7 @@ class EngineTest(unittest.TestCase):
 
     def test_reset_mini_board_takes_its_place_and_nothing_else_from_the_defaults(self):
         for place in ('miniBoardOrigin=80, 120\n', ''):
-            kept = '[General]\nminiBoardEnabled=true\n{}tavvel.x=1\n\n[other]\nminiBoardOrigin=1\n'
+            kept = '[General]\nminiBoardEnabled=true\n{}tavvel.x=1\n'
             self.home.write(CONFIGURATION, kept.format(place))
             self.assertEqual(run(PROGRAM, '-x', '--reset-mini-board', env=self.home.environment), '')
             self.assertEqual(self.home.read(CONFIGURATION).decode(), kept.format(''))

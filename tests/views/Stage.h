@@ -167,7 +167,7 @@ protected:
     Q_INVOKABLE void type(const QString &text) { QTest::keyClicks(QApplication::focusWidget(), text); }
     Q_INVOKABLE void wheel(const QString &angleAndPixels)
     {
-        const QPoint at = m_view->rect().center();
+        const QPoint at(60, 190); // of the form this is a choice
         const QPoint angle(0, angleAndPixels.section(u' ', 0, 0).toInt());
         const QPoint pixels(0, angleAndPixels.section(u' ', 1).toInt());
         QWheelEvent event(at, m_view->mapToGlobal(at), pixels, angle, {}, {}, Qt::NoScrollPhase, false);
