@@ -101,10 +101,10 @@ class TrayTest(unittest.TestCase):
 
     def test_the_item_comes_with_a_later_tray_and_back_with_a_restarted_one(self):
         self.start(tray=None)
-        for _ in range(2):
+        for button in (1, 2):
             desktop().use()
             self.until_counted('Plumtide')
-            self.app.click_item()
+            self.app.click_item(button)
             until(self.app.has_focus, 'the panel is open, with the focus')
             desktop().use(tray=None)
             desktop().do('key', 'Escape')
