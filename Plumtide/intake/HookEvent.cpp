@@ -1,6 +1,6 @@
 #include "Plumtide/intake/HookEvent.h"
 
-#include "Plumtide/model/Texts.h"
+#include "Plumtide/model/MemberReader.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -18,50 +18,6 @@ constexpr qsizetype summaryLength = 40; // user-perceived characters
 // The first and the last millisecond that a stored time can name: years 1 to 9999.
 const qint64 earliestMsecs = QDateTime({1, 1, 1}, {0, 0}, Qt::UTC).toMSecsSinceEpoch();
 const qint64 latestMsecs = QDateTime({9999, 12, 31}, {23, 59, 59, 999}, Qt::UTC).toMSecsSinceEpoch();
-
-// Reads the members of one event and remembers whether any of them had another type.
-class MemberReader
-{
-public:
-    explicit MemberReader(const QJsonObject &object) : m_object(object) {}
-
-    std::optional<QString> text(QLatin1StringView key)
-    {
-        const QJsonValue value = m_object.value(key);
-        if (isAbsent(value))
-            return std::nullopt;
-        m_isFit = m_isFit && value.isString();
-        return wellFormed(value.toString());
-    }
-
-    std::optional<double> number(QLatin1StringView key)
-    {
-        const QJsonValue value = m_object.value(key);
-        if (isAbsent(value))
-            return std::nullopt;
-        m_isFit = m_isFit && value.isDouble();
-        return value.toDouble();
-    }
-
-    std::optional<JSONValue::Object> object(QLatin1StringView key)
-    {
-        const QJsonValue value = m_object.value(key);
-        if (isAbsent(value))
-            return std::nullopt;
-        m_isFit = m_isFit && value.isObject();
-        if (!m_isFit)
-            return std::nullopt;
-        return std::get<JSONValue::Object>(JSONValue::from(value).value);
-    }
-
-    [[nodiscard]] bool isFit() const { return m_isFit; }
-
-private:
-    static bool isAbsent(const QJsonValue &value) { return value.isUndefined() || value.isNull(); }
-
-    const QJsonObject &m_object;
-    bool m_isFit = true;
-};
 
 bool isNewline(QChar unit)
 {
@@ -122,7 +78,8 @@ std::optional<HookEvent> HookEvent::decode(QByteArrayView line)
     event.toolName = reader.text("tool_name"_L1);
     event.prompt = reader.text("prompt"_L1);
     event.assistant = reader.text("assistant"_L1);
-    event.toolInput = reader.object("tool_input"_L1);
+    if (const std::optional<QJsonObject> input = reader.object("tool_input"_L1))
+        event.toolInput = JSONValue::membersOf(*input);
     event.tavvelTs = reader.number("tavvel_ts"_L1);
     if (!reader.isFit())
         return std::nullopt;
