@@ -1,10 +1,10 @@
 #include "Plumtide/intake/HookEvent.h"
 
 #include "Plumtide/model/MemberReader.h"
+#include "Plumtide/system/Characters.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTextBoundaryFinder>
 
 #include <array>
 #include <cmath>
@@ -55,7 +55,7 @@ QString joinedLines(const QString &text, qsizetype most)
             result.append(u' ');
         isBetweenPieces = false;
         result.append(unit);
-        if (result.size() > most && !isBlank(unit))
+        if (result.size() > most && !isBlank(unit) && !unit.isHighSurrogate())
             break;
     }
     return result;
@@ -134,12 +134,6 @@ std::optional<QString> HookEvent::squeeze(const QString &text, qsizetype max)
     // A character has at least one code unit, so a short text needs no counting.
     if (line.size() <= max)
         return line;
-    QTextBoundaryFinder characters(QTextBoundaryFinder::Grapheme, line);
-    qsizetype cut = 0;
-    for (qsizetype count = 0; count < max; ++count) {
-        cut = characters.toNextBoundary();
-        if (cut < 0 || cut >= line.size())
-            return line;
-    }
-    return line.left(cut) + u'…';
+    const qsizetype cut = characterEnds(line, max).value(max - 1, line.size());
+    return cut < line.size() ? line.first(cut) + u'…' : line;
 }
