@@ -19,6 +19,23 @@ constexpr qsizetype summaryLength = 40; // user-perceived characters
 const qint64 earliestMsecs = QDateTime({1, 1, 1}, {0, 0}, Qt::UTC).toMSecsSinceEpoch();
 const qint64 latestMsecs = QDateTime({9999, 12, 31}, {23, 59, 59, 999}, Qt::UTC).toMSecsSinceEpoch();
 
+// Whether the texts in `line` are written as JSON has it. Qt takes any other character after a backslash for itself,
+// and control characters as they are.
+bool hasStrictTexts(QByteArrayView line)
+{
+    bool isInText = false;
+    for (qsizetype i = 0; i < line.size(); ++i) {
+        const char byte = line[i];
+        if (byte == '"')
+            isInText = !isInText;
+        else if (isInText && static_cast<uchar>(byte) < 0x20)
+            return false;
+        else if (isInText && byte == '\\' && (++i == line.size() || !QByteArrayView("\"\\/bfnrtu").contains(line[i])))
+            return false;
+    }
+    return true;
+}
+
 bool isNewline(QChar unit)
 {
     switch (unit.unicode()) {
@@ -66,7 +83,7 @@ QString joinedLines(const QString &text, qsizetype most)
 std::optional<HookEvent> HookEvent::decode(QByteArrayView line)
 {
     const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromRawData(line.data(), line.size()));
-    if (!document.isObject())
+    if (!document.isObject() || !hasStrictTexts(line))
         return std::nullopt;
 
     const QJsonObject object = document.object();
