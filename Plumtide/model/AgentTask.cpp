@@ -87,7 +87,15 @@ bool AgentTask::isUrgent() const
 
 bool AgentTask::isFaded(const QDateTime &now) const
 {
-    return status == AgentTaskStatus::waiting && !isUrgent() && isOlderThan(updatedAt, fadedAfterSeconds, now);
+    const std::optional<QDateTime> end = freshUntil();
+    return end && *end < now;
+}
+
+std::optional<QDateTime> AgentTask::freshUntil() const
+{
+    if (status != AgentTaskStatus::waiting || isUrgent())
+        return std::nullopt;
+    return updatedAt.addSecs(fadedAfterSeconds);
 }
 
 bool AgentTask::isStuck(const QDateTime &now) const
