@@ -87,8 +87,10 @@ void TaskStore::apply(const HookEvent &event)
 
 void TaskStore::sweep()
 {
-    const std::optional<ClaudeSessions> sessions =
-        aliveClaudeSessionIds(m_environment.home + u"/.claude/sessions"_s, m_environment.processExists);
+    std::optional<ClaudeSessions> sessions;
+    if (const QSet<QString> quiet = m_board.quietSessions(now()); !quiet.isEmpty())
+        sessions =
+            aliveClaudeSessionIds(m_environment.home + u"/.claude/sessions"_s, quiet, m_environment.processExists);
     make(m_board.sweep(now(), sessions ? sessions->seen - sessions->alive : QSet<QString>()));
     m_file->startFlushing(); // and not a second later: that would wake the program once more
     // Ages and markings on the board depend on the time alone.
