@@ -1,10 +1,10 @@
 #include "Plumtide/intake/HookEvent.h"
 
-#include "Plumtide/model/Texts.h"
+#include "Plumtide/model/MemberReader.h"
+#include "Plumtide/system/Characters.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTextBoundaryFinder>
 
 #include <array>
 #include <cmath>
@@ -19,49 +19,22 @@ constexpr qsizetype summaryLength = 40; // user-perceived characters
 const qint64 earliestMsecs = QDateTime({1, 1, 1}, {0, 0}, Qt::UTC).toMSecsSinceEpoch();
 const qint64 latestMsecs = QDateTime({9999, 12, 31}, {23, 59, 59, 999}, Qt::UTC).toMSecsSinceEpoch();
 
-// Reads the members of one event and remembers whether any of them had another type.
-class MemberReader
+// Whether the texts in `line` are written as JSON has it. Qt takes any other character after a backslash for itself,
+// and control characters as they are.
+bool hasStrictTexts(QByteArrayView line)
 {
-public:
-    explicit MemberReader(const QJsonObject &object) : m_object(object) {}
-
-    std::optional<QString> text(QLatin1StringView key)
-    {
-        const QJsonValue value = m_object.value(key);
-        if (isAbsent(value))
-            return std::nullopt;
-        m_isFit = m_isFit && value.isString();
-        return wellFormed(value.toString());
+    bool isInText = false;
+    for (qsizetype i = 0; i < line.size(); ++i) {
+        const char byte = line[i];
+        if (byte == '"')
+            isInText = !isInText;
+        else if (isInText && static_cast<uchar>(byte) < 0x20)
+            return false;
+        else if (isInText && byte == '\\' && (++i == line.size() || !QByteArrayView("\"\\/bfnrtu").contains(line[i])))
+            return false;
     }
-
-    std::optional<double> number(QLatin1StringView key)
-    {
-        const QJsonValue value = m_object.value(key);
-        if (isAbsent(value))
-            return std::nullopt;
-        m_isFit = m_isFit && value.isDouble();
-        return value.toDouble();
-    }
-
-    std::optional<JSONValue::Object> object(QLatin1StringView key)
-    {
-        const QJsonValue value = m_object.value(key);
-        if (isAbsent(value))
-            return std::nullopt;
-        m_isFit = m_isFit && value.isObject();
-        if (!m_isFit)
-            return std::nullopt;
-        return std::get<JSONValue::Object>(JSONValue::from(value).value);
-    }
-
-    [[nodiscard]] bool isFit() const { return m_isFit; }
-
-private:
-    static bool isAbsent(const QJsonValue &value) { return value.isUndefined() || value.isNull(); }
-
-    const QJsonObject &m_object;
-    bool m_isFit = true;
-};
+    return true;
+}
 
 bool isNewline(QChar unit)
 {
@@ -99,7 +72,7 @@ QString joinedLines(const QString &text, qsizetype most)
             result.append(u' ');
         isBetweenPieces = false;
         result.append(unit);
-        if (result.size() > most && !isBlank(unit))
+        if (result.size() > most && !isBlank(unit) && !unit.isHighSurrogate())
             break;
     }
     return result;
@@ -110,7 +83,7 @@ QString joinedLines(const QString &text, qsizetype most)
 std::optional<HookEvent> HookEvent::decode(QByteArrayView line)
 {
     const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromRawData(line.data(), line.size()));
-    if (!document.isObject())
+    if (!document.isObject() || !hasStrictTexts(line))
         return std::nullopt;
 
     const QJsonObject object = document.object();
@@ -122,7 +95,8 @@ std::optional<HookEvent> HookEvent::decode(QByteArrayView line)
     event.toolName = reader.text("tool_name"_L1);
     event.prompt = reader.text("prompt"_L1);
     event.assistant = reader.text("assistant"_L1);
-    event.toolInput = reader.object("tool_input"_L1);
+    if (const std::optional<QJsonObject> input = reader.object("tool_input"_L1))
+        event.toolInput = JSONValue::membersOf(*input);
     event.tavvelTs = reader.number("tavvel_ts"_L1);
     if (!reader.isFit())
         return std::nullopt;
@@ -177,12 +151,6 @@ std::optional<QString> HookEvent::squeeze(const QString &text, qsizetype max)
     // A character has at least one code unit, so a short text needs no counting.
     if (line.size() <= max)
         return line;
-    QTextBoundaryFinder characters(QTextBoundaryFinder::Grapheme, line);
-    qsizetype cut = 0;
-    for (qsizetype count = 0; count < max; ++count) {
-        cut = characters.toNextBoundary();
-        if (cut < 0 || cut >= line.size())
-            return line;
-    }
-    return line.left(cut) + u'…';
+    const qsizetype cut = characterEnds(line, max).value(max - 1, line.size());
+    return cut < line.size() ? line.first(cut) + u'…' : line;
 }

@@ -1,6 +1,6 @@
 #include "Plumtide/intake/JSONValue.h"
 
-#include "Plumtide/model/Texts.h"
+#include "Plumtide/model/WellFormed.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -12,13 +12,7 @@ JSONValue JSONValue::from(const QJsonValue &json)
     case QJsonValue::String: return {wellFormed(json.toString())};
     case QJsonValue::Bool: return {json.toBool()};
     case QJsonValue::Double: return {json.toDouble()};
-    case QJsonValue::Object: {
-        Object members;
-        const QJsonObject object = json.toObject();
-        for (auto it = object.begin(); it != object.end(); ++it)
-            members.insert(wellFormed(it.key()), from(it.value()));
-        return {std::move(members)};
-    }
+    case QJsonValue::Object: return {membersOf(json.toObject())};
     case QJsonValue::Array: {
         Array elements;
         const QJsonArray array = json.toArray();
@@ -31,4 +25,12 @@ JSONValue JSONValue::from(const QJsonValue &json)
     case QJsonValue::Undefined: break;
     }
     return {Null{}};
+}
+
+JSONValue::Object JSONValue::membersOf(const QJsonObject &json)
+{
+    Object members;
+    for (auto it = json.begin(); it != json.end(); ++it)
+        members.insert(wellFormed(it.key()), from(it.value()));
+    return members;
 }

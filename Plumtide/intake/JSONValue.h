@@ -6,6 +6,7 @@
 
 #include <variant>
 
+class QJsonObject;
 class QJsonValue;
 
 /// Any JSON value, as it arrives in the free-form part of an event. Which case holds is the JSON type: a JSON true
@@ -28,4 +29,5 @@ struct JSONValue
     bool operator==(const JSONValue &) const = default;
 
     [[nodiscard]] static JSONValue from(const QJsonValue &json);
+    [[nodiscard]] static Object membersOf(const QJsonObject &json);
 };

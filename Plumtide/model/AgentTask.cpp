@@ -1,6 +1,7 @@
 #include "Plumtide/model/AgentTask.h"
 
-#include "Plumtide/model/Texts.h"
+#include "Plumtide/model/MemberReader.h"
+#include "Plumtide/model/WellFormed.h"
 
 #include <QJsonArray>
 
@@ -32,63 +33,6 @@ std::optional<QDateTime> storedTimeFrom(const QString &text)
         return std::nullopt;
     return time;
 }
-
-// Reads the fields of one stored object and remembers whether any of them was unfit.
-class RecordReader
-{
-public:
-    explicit RecordReader(const QJsonObject &object) : m_object(object) {}
-
-    QString text(const QString &key) { return textOf(m_object.value(key)); }
-
-    std::optional<QString> optionalText(const QString &key)
-    {
-        const QJsonValue value = m_object.value(key);
-        if (value.isUndefined() || value.isNull())
-            return std::nullopt;
-        return textOf(value);
-    }
-
-    std::optional<bool> optionalBool(const QString &key)
-    {
-        const QJsonValue value = m_object.value(key);
-        if (value.isUndefined() || value.isNull())
-            return std::nullopt;
-        m_isFit = m_isFit && value.isBool();
-        return value.toBool();
-    }
-
-    QList<QString> texts(const QString &key)
-    {
-        const QJsonValue value = m_object.value(key);
-        m_isFit = m_isFit && value.isArray();
-        QList<QString> result;
-        const QJsonArray array = value.toArray();
-        result.reserve(array.size());
-        for (const QJsonValue element : array)
-            result.append(textOf(element));
-        return result;
-    }
-
-    template <typename T>
-    T known(std::optional<T> value, T otherwise)
-    {
-        m_isFit = m_isFit && value.has_value();
-        return value.value_or(otherwise);
-    }
-
-    [[nodiscard]] bool isFit() const { return m_isFit; }
-
-private:
-    QString textOf(const QJsonValue &value)
-    {
-        m_isFit = m_isFit && value.isString();
-        return wellFormed(value.toString());
-    }
-
-    const QJsonObject &m_object;
-    bool m_isFit = true;
-};
 
 } // namespace
 
@@ -143,7 +87,15 @@ bool AgentTask::isUrgent() const
 
 bool AgentTask::isFaded(const QDateTime &now) const
 {
-    return status == AgentTaskStatus::waiting && !isUrgent() && isOlderThan(updatedAt, fadedAfterSeconds, now);
+    const std::optional<QDateTime> end = freshUntil();
+    return end && *end < now;
+}
+
+std::optional<QDateTime> AgentTask::freshUntil() const
+{
+    if (status != AgentTaskStatus::waiting || isUrgent())
+        return std::nullopt;
+    return updatedAt.addSecs(fadedAfterSeconds);
 }
 
 bool AgentTask::isStuck(const QDateTime &now) const
@@ -198,21 +150,22 @@ QJsonObject toJson(const AgentTask &task)
 
 std::optional<AgentTask> agentTaskFrom(const QJsonObject &object)
 {
-    RecordReader reader(object);
+    MemberReader reader(object);
+    const auto text = [&reader](QLatin1StringView key) { return reader.required(reader.text(key)); };
     AgentTask task;
-    task.id = reader.text(u"id"_s);
-    task.title = reader.text(u"title"_s);
-    task.project = reader.text(u"project"_s);
-    task.source = reader.known(taskSourceFrom(reader.text(u"source"_s)), TaskSource::other);
-    task.status = reader.known(agentTaskStatusFrom(reader.text(u"status"_s)), AgentTaskStatus::waiting);
-    task.purpose = reader.text(u"purpose"_s);
-    task.currentState = reader.text(u"currentState"_s);
-    task.waitingReason = reader.optionalText(u"waitingReason"_s);
-    task.needsApproval = reader.optionalBool(u"needsApproval"_s);
-    task.titleEdited = reader.optionalBool(u"titleEdited"_s);
-    task.tags = reader.texts(u"tags"_s);
-    task.recentEvents = reader.texts(u"recentEvents"_s);
-    task.updatedAt = reader.known(storedTimeFrom(reader.text(u"updatedAt"_s)), QDateTime());
+    task.id = text("id"_L1);
+    task.title = text("title"_L1);
+    task.project = text("project"_L1);
+    task.source = reader.required(taskSourceFrom(text("source"_L1)));
+    task.status = reader.required(agentTaskStatusFrom(text("status"_L1)));
+    task.purpose = text("purpose"_L1);
+    task.currentState = text("currentState"_L1);
+    task.waitingReason = reader.text("waitingReason"_L1);
+    task.needsApproval = reader.boolean("needsApproval"_L1);
+    task.titleEdited = reader.boolean("titleEdited"_L1);
+    task.tags = reader.required(reader.texts("tags"_L1));
+    task.recentEvents = reader.required(reader.texts("recentEvents"_L1));
+    task.updatedAt = reader.required(storedTimeFrom(text("updatedAt"_L1)));
     if (!reader.isFit())
         return std::nullopt;
     return task;

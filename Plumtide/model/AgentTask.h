@@ -52,6 +52,8 @@ struct AgentTask
     [[nodiscard]] bool isUrgent() const;
     /// An agent's reply that has waited for more than an hour.
     [[nodiscard]] bool isFaded(const QDateTime &now) const;
+    /// The last moment before an agent's reply has faded; nothing where it never does.
+    [[nodiscard]] std::optional<QDateTime> freshUntil() const;
     /// A running agent line without a sound for more than half an hour.
     [[nodiscard]] bool isStuck(const QDateTime &now) const;
 };

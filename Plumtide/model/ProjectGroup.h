@@ -17,8 +17,11 @@ struct ProjectGroup
 {
     QString name; ///< The project, and the group's identity.
     QList<AgentTask> lines;
+    /// Given by the board: groups of the same name and revision show the same. It changes with a line's content or
+    /// place, or the list that it is in, and with nothing else; no two boards of a process give the same one.
+    quint64 revision = 0;
 
-    bool operator==(const ProjectGroup &) const = default;
+    bool operator==(const ProjectGroup &other) const { return name == other.name && lines == other.lines; }
 
     [[nodiscard]] bool isUrgent() const; ///< Any of its lines is.
     [[nodiscard]] QList<AgentTask> urgentLines() const;

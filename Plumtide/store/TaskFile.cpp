@@ -90,6 +90,12 @@ void TaskFile::lineChanged(qsizetype index)
         m_texts[static_cast<size_t>(index)].clear();
 }
 
+void TaskFile::lineDropped(qsizetype index)
+{
+    if (static_cast<size_t>(index) < m_texts.size())
+        m_texts.erase(m_texts.begin() + index);
+}
+
 QByteArray TaskFile::encode(const QList<AgentTask> &lines)
 {
     std::vector<QByteArray> texts;

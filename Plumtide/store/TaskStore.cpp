@@ -1,6 +1,7 @@
 #include "Plumtide/store/TaskStore.h"
 
 #include "Plumtide/intake/EventWatcher.h"
+#include "Plumtide/store/ClaudeSessions.h"
 #include "Plumtide/store/TaskFile.h"
 #include "Plumtide/system/MainThreadQueue.h"
 
@@ -71,55 +72,63 @@ QString TaskStore::eventsFile() const
     return m_tavvelDir + u"/events.jsonl"_s;
 }
 
-void TaskStore::setTasks(QList<AgentTask> tasks)
-{
-    Q_EMIT objectWillChange();
-    m_tasks = std::move(tasks);
-    for (AgentTask &line : m_tasks)
-        line = storable(std::move(line), now());
-    m_file->linesChanged();
-    save();
-}
-
 void TaskStore::setSourceFilter(std::optional<TaskSource> source)
 {
     Q_EMIT objectWillChange();
-    m_sourceFilter = source;
+    m_board.setSourceFilter(source);
 }
 
-void TaskStore::replaceLine(qsizetype index, AgentTask line)
+void TaskStore::apply(const HookEvent &event)
 {
+    if (event.hookEventName)
+        markEventSeen(event.isCodex() ? TaskSource::codex : TaskSource::claude);
+    make(m_board.apply(event, now()));
+}
+
+void TaskStore::sweep()
+{
+    std::optional<ClaudeSessions> sessions;
+    if (const QSet<QString> quiet = m_board.quietSessions(now()); !quiet.isEmpty())
+        sessions =
+            aliveClaudeSessionIds(m_environment.home + u"/.claude/sessions"_s, quiet, m_environment.processExists);
+    make(m_board.sweep(now(), sessions ? sessions->seen - sessions->alive : QSet<QString>()));
+    m_file->startFlushing(); // and not a second later: that would wake the program once more
+    // Ages and markings on the board depend on the time alone.
     Q_EMIT objectWillChange();
-    m_tasks[index] = storable(std::move(line), now());
-    m_file->lineChanged(index);
-    save();
 }
 
-void TaskStore::appendLine(AgentTask line)
+QList<ProjectGroup> TaskStore::projectGroups(ProjectSection in) const
 {
-    Q_EMIT objectWillChange();
-    m_tasks.append(storable(std::move(line), now()));
-    save();
+    return sections()[static_cast<std::size_t>(in)];
 }
 
-qsizetype TaskStore::indexOf(const QString &id) const
+QList<ProjectGroup> TaskStore::projectGroups() const
 {
-    for (qsizetype i = 0; i < m_tasks.size(); ++i) {
-        if (m_tasks.at(i).id == id)
-            return i;
+    QList<ProjectGroup> groups;
+    for (const QList<ProjectGroup> &section : sections())
+        groups += section;
+    return groups;
+}
+
+void TaskStore::make(const Board::Changes &changes)
+{
+    for (const Notice &notice : changes.notices) {
+        if (m_notify)
+            m_notify(notice.title, notice.body, notice.id);
     }
-    return -1;
-}
-
-void TaskStore::notify(const QString &title, const QString &body, const QString &id) const
-{
-    if (m_notify)
-        m_notify(title, body, id);
+    for (const Board::Step &step : changes.steps) {
+        Q_EMIT objectWillChange();
+        m_board.take(step);
+        for (const auto &[place, line] : step)
+            line ? m_file->lineChanged(place) : m_file->lineDropped(place);
+        save();
+    }
 }
 
 void TaskStore::load()
 {
-    m_tasks = m_file->load();
+    for (const Board::Step &step : m_board.setLines(m_file->load(), now()).steps)
+        m_board.take(step);
     m_loaded = true;
 }
 
@@ -127,7 +136,7 @@ void TaskStore::save()
 {
     if (!m_loaded)
         return;
-    if (const Outcome<void> saved = m_file->save(m_tasks); !saved) {
+    if (const Outcome<void> saved = m_file->save(m_board.lines()); !saved) {
         const QByteArray line = (u"Plumtide: 保存 tasks.json 失败 — "_s + saved.failure().sentence).toUtf8();
         std::fprintf(stderr, "%s\n", line.constData());
     }
