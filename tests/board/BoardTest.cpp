@@ -288,12 +288,20 @@ TEST_F(StoreTest, ASecondStoreOfTheSameDataTouchesNothing)
 
 TEST_F(StoreTest, AToolIsSeenByAnyNamedEventAlsoOfAnOldLogAndEverAfter)
 {
-    home.write(eventsFile, "broken\n{}\n{\"hook_event_name\":\"\\u0043odexNews\"}\n");
+    for (const int padding : {0, 10'000'000}) { // so large a log is emptied
+        Board old;
+        const QByteArray log = QByteArray(padding, ' ') + "\n{}\n{\"hook_event_name\":\"\\u0043odexNews\"}\n";
+        old.home.write(eventsFile, log);
+        old.home.defaults()->setNumber(u"tavvel.events.offset"_s, static_cast<double>(log.size()));
+        old.restart();
+        EXPECT_TRUE(waitUntil([&] { return old.store->hasSeenCodexEvent(); }));
+        old.home.write(eventsFile, "");
+        old.restart();
+        EXPECT_TRUE(old.store->hasSeenCodexEvent() && !old.store->hasSeenClaudeEvent());
+    }
     restart();
-    EXPECT_TRUE(store->hasSeenCodexEvent() && !store->hasSeenClaudeEvent());
+    store->apply(HookEvent());
+    EXPECT_FALSE(store->hasSeenClaudeEvent());
     store->apply(HookEvent::decode(R"({"hook_event_name":"Stop"})").value());
     EXPECT_TRUE(store->hasSeenClaudeEvent() && store->tasks().isEmpty());
-    home.write(eventsFile, "");
-    restart();
-    EXPECT_TRUE(store->hasSeenCodexEvent() && store->hasSeenClaudeEvent());
 }
