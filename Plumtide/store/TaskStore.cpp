@@ -35,7 +35,6 @@ TaskStore::TaskStore(Environment environment, QObject *parent)
     if (!isOwner())
         return;
     load();
-    refreshEventStateFromLog();
     startWatching();
 }
 
@@ -52,6 +51,8 @@ void TaskStore::finish()
     if (m_watcher)
         m_watcher->stop();
     m_events->runAll();
+    if (m_isBehind)
+        save(); // the disk may have room again
     m_file->flush();
     m_loaded = false;
     m_lock.release();
@@ -81,7 +82,7 @@ void TaskStore::setSourceFilter(std::optional<TaskSource> source)
 void TaskStore::apply(const HookEvent &event)
 {
     if (event.hookEventName)
-        markEventSeen(event.isCodex() ? TaskSource::codex : TaskSource::claude);
+        markEventSeen(event.isCodex());
     make(m_board.apply(event, now()));
 }
 
@@ -127,8 +128,7 @@ void TaskStore::make(const Board::Changes &changes)
 
 void TaskStore::load()
 {
-    for (const Board::Step &step : m_board.setLines(m_file->load(), now()).steps)
-        m_board.take(step);
+    m_board.take(m_board.setLines(m_file->load(), now()).steps.first());
     m_loaded = true;
 }
 
@@ -136,39 +136,40 @@ void TaskStore::save()
 {
     if (!m_loaded)
         return;
-    if (const Outcome<void> saved = m_file->save(m_board.lines()); !saved) {
-        const QByteArray line = (u"Plumtide: 保存 tasks.json 失败 — "_s + saved.failure().sentence).toUtf8();
-        std::fprintf(stderr, "%s\n", line.constData());
-    }
+    const Outcome<void> saved = m_file->save(m_board.lines());
+    m_isBehind = !saved;
+    if (m_isBehind)
+        std::fprintf(stderr, "Plumtide: 保存 tasks.json 失败 — %s\n", qUtf8Printable(saved.failure().sentence));
 }
 
 void TaskStore::refreshEventStateFromLog()
 {
     if (m_hasSeenClaudeEvent && m_hasSeenCodexEvent)
         return;
-    EventLog::forEachLine(eventsFile(), [this](QByteArrayView line) {
-        // Most logs hold only one tool's events. Once that tool is known, a line that does not even mention the
-        // other one (which JSON might write with an escape) need not be decoded.
-        if (m_hasSeenClaudeEvent && !line.contains("Codex") && !line.contains("\\u00"))
-            return true;
-        const std::optional<HookEvent> event = HookEvent::decode(line);
-        if (event && event->hookEventName)
-            markEventSeen(event->isCodex() ? TaskSource::codex : TaskSource::claude);
-        return !(m_hasSeenClaudeEvent && m_hasSeenCodexEvent);
-    });
+    // On the watcher's thread: a log may have a gigabyte.
+    m_watcher->lookBack(
+        [this, isClaudeKnown = m_hasSeenClaudeEvent, isCodexKnown = m_hasSeenCodexEvent](QByteArrayView line) mutable {
+            // Most logs hold only one tool's events. Once that tool is known, a line that does not even mention the
+            // other one (which JSON might write with an escape) need not be decoded.
+            if (isClaudeKnown && !line.contains("Codex") && !line.contains("\\u00"))
+                return true;
+            const std::optional<HookEvent> event = HookEvent::decode(line);
+            if (!event || !event->hookEventName)
+                return true;
+            if (!std::exchange(event->isCodex() ? isCodexKnown : isClaudeKnown, true))
+                m_events->post([this, isCodex = event->isCodex()] { markEventSeen(isCodex); });
+            return !isClaudeKnown || !isCodexKnown;
+        });
 }
 
-void TaskStore::markEventSeen(TaskSource source)
+void TaskStore::markEventSeen(bool isCodex)
 {
-    if (source == TaskSource::other)
-        return;
-    const bool isClaude = source == TaskSource::claude;
-    bool &hasSeen = isClaude ? m_hasSeenClaudeEvent : m_hasSeenCodexEvent;
+    bool &hasSeen = isCodex ? m_hasSeenCodexEvent : m_hasSeenClaudeEvent;
     if (hasSeen)
         return;
     Q_EMIT objectWillChange();
     hasSeen = true;
-    m_environment.defaults->setBoolean(isClaude ? claudeSeenKey : codexSeenKey, true);
+    m_environment.defaults->setBoolean(isCodex ? codexSeenKey : claudeSeenKey, true);
 }
 
 void TaskStore::startWatching()
@@ -177,6 +178,7 @@ void TaskStore::startWatching()
     m_watcher = std::make_unique<EventWatcher>(eventsFile(), m_environment.defaults, [this](const HookEvent &event) {
         m_events->post([this, event] { apply(event); });
     });
+    refreshEventStateFromLog();
     m_watcher->start();
 
     m_sweepTimer.setInterval(sweepInterval);

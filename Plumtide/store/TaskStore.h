@@ -90,7 +90,7 @@ private:
     void save();
     void make(const Board::Changes &changes); // every change of a line
     void refreshEventStateFromLog();
-    void markEventSeen(TaskSource source);
+    void markEventSeen(bool isCodex);
     void startWatching();
     [[nodiscard]] QDateTime now() const { return m_environment.clock(); }
 
@@ -102,7 +102,8 @@ private:
     Board m_board;
     bool m_hasSeenClaudeEvent = false;
     bool m_hasSeenCodexEvent = false;
-    bool m_loaded = false; // until then nothing is saved: an empty list must never replace the file
+    bool m_loaded = false;   // until then nothing is saved: an empty list must never replace the file
+    bool m_isBehind = false; // the file, since the last save failed
 
     std::unique_ptr<TaskFile> m_file;
     std::unique_ptr<MainThreadQueue> m_events; // on their way from the watcher's thread

@@ -2,8 +2,6 @@
 
 #include "tests/support/TestHome.h"
 
-#include <QFileInfo>
-
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -64,22 +62,4 @@ TEST(Autostart, KeepsWhatTheUserHasWrittenAndNeverSaysOnWhenALoginStartsNothing)
             EXPECT_EQ(home.exists(entry) ? home.read(entry) : none, real(isOn ? row.on : row.off));
         }
     }
-}
-
-TEST(Autostart, NamesAnyProgramAsADesktopEntryWantsAndKeepsALink)
-{
-    const TestHome home;
-    for (auto [name, exec] : {std::pair<QString, QByteArray>{u"two words"_s, "\"~/two words\""},
-                              {u"100%u"_s, "~/100%%u"},
-                              {u"a\"b`c$d"_s, R"("~/a\\"b\\`c\\$d")"},
-                              {u"back\\slash"_s, R"("~/back\\\\slash")"}}) {
-        const Autostart named(home.path(entry), addProgram(home, name));
-        ASSERT_TRUE(named.setOn(true) && named.isOn());
-        EXPECT_TRUE(home.read(entry).contains("\nExec=" + exec.replace("~", home.path().toUtf8()) + "\n"));
-        ASSERT_TRUE(named.setOn(false));
-    }
-    const Autostart linked(home.path(entry), addProgram(home, u"plumtide"_s));
-    ASSERT_TRUE(linked.setOn(true) && QFile::rename(home.path(entry), home.path(u"kept"_s))
-                && QFile::link(home.path(u"kept"_s), home.path(entry)));
-    EXPECT_TRUE(linked.setOn(false) && QFileInfo(home.path(entry)).isSymLink() && !linked.isOn());
 }

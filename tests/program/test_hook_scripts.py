@@ -1,20 +1,17 @@
 """The hook scripts as the agents run them: in every common shell, with every common awk, and with nothing else on the
 PATH than a handful of POSIX tools."""
-import fcntl
 import functools
 import json
 import os
 import shutil
 import subprocess
-import termios
 import time
 import unittest
 from concurrent.futures import ThreadPoolExecutor
 from contextlib import suppress
 from pathlib import Path
 
-from driver.home import RECORDINGS, Home, run, until
-from driver.program import faked_clock, set_clock
+from driver.home import RECORDINGS, Home, run
 
 SCRIPTS = Path(__file__).resolve().parents[2] / 'resources/hooks'
 COMBINATIONS = [(shell, awk) for shell in ('dash', 'bash --posix', 'busybox sh')
@@ -190,21 +187,6 @@ class HookScriptsTest(unittest.TestCase):
         torn, *lines = run(*isolated, FULL_DISK, env=os.environ | hook).splitlines()
         self.assertEqual(torn, '{"cwd":"/' + '0' * 41)
         self.assertEqual([json.loads(line)['cwd'] for line in lines], ['/' + '0' * 200] * 2)
-
-    @in_all_shells
-    def test_the_time_is_that_of_the_start_and_none_where_the_clock_is_not_set(self, scripts):
-        clock = scripts.folder / 'clock'
-        environment = scripts.environment | faked_clock(clock) | {'TZ': 'UTC0'}
-        for start, times in (('2026-03-07 09:41:05', [1_772_876_465]), ('1990-01-01 00:00:00', [])):
-            set_clock(clock, start)
-            with subprocess.Popen(scripts.hooks / 'tavvel-hook.sh', env=environment, stdin=subprocess.PIPE) as hook:
-                hook.stdin.write(b'{"session_id":"s",')
-                hook.stdin.flush()
-                until(lambda: fcntl.ioctl(hook.stdin, termios.FIONREAD, bytes(4)) == bytes(4), 'it has begun to read')
-                set_clock(clock, '2027-01-01 00:00:00')
-                hook.stdin.write(b'"cwd":"/a"}')
-            event = json.loads(scripts.read('.tavvel/events.jsonl').splitlines()[-1])
-            self.assertEqual([event[key] for key in event if key == 'tavvel_ts'], times)
 
     @in_all_shells
     def test_a_turn_of_the_user_in_codex_is_logged_and_no_other(self, scripts):

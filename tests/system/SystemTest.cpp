@@ -1,6 +1,5 @@
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/system/Files.h"
-#include "Plumtide/system/HomeLock.h"
 #include "Plumtide/system/MainThreadQueue.h"
 #include "Plumtide/system/TerminationSignals.h"
 
@@ -182,19 +181,6 @@ TEST(Defaults, ValuesOfAnotherKindReadAsMissingAndWhatCouldNotBeWrittenIsWritten
     shell(home, u"rm .config"_s);
     defaults->writeAgain();
     EXPECT_EQ(home.defaults()->number(u"a"_s), 42);
-}
-
-TEST(Lock, OneOwnerHoweverTheHomeIsNamedAndANewOneOnceThatHasEndedWithNothingLeftBehind)
-{
-    const TestHome home;
-    const QString link = home.path(u"link"_s);
-    ASSERT_TRUE(QFile::link(home.path(), link));
-    auto owner = std::make_unique<HomeLock>(home.path(), home.path(u".tavvel"_s));
-    EXPECT_TRUE(owner->isOwner() && !HomeLock(link, link).isOwner());
-    std::thread ending([&] { owner.reset(); });
-    EXPECT_TRUE(HomeLock(link, link, std::chrono::seconds(60)).isOwner()); // as it waits for an installation's end
-    ending.join();
-    EXPECT_EQ(shell(home, u"ls -A"_s), u"link"_s);
 }
 
 TEST(MainThreadQueue, KeepsTheOrderHoldsAFasterPosterLetsTheLoopTurnAndRunsTheRestAtTheEnd)
