@@ -43,7 +43,7 @@ class Demo(App):
 class StartTest(unittest.TestCase):
     def test_a_second_start_opens_the_panel_of_the_first_and_its_button_quits(self):
         desktop().use(tray=None)
-        with App(self, QT_LOGGING_RULES='') as app:
+        with App(self, QT_LOGGING_RULES='') as app, App(self):  # another home is another program
             for _ in range(2):
                 app.start_again(DESKTOP_STARTUP_ID='launcher-7_TIME5')
                 until(app.has_focus, 'the panel is open, with the focus')
