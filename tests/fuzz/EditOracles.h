@@ -40,6 +40,11 @@ inline QStringList numbersOf(const QByteArray &json)
     return numbers;
 }
 
+inline bool isObjects(const QJsonArray &array)
+{
+    return std::all_of(array.begin(), array.end(), [](const QJsonValue &value) { return value.isObject(); });
+}
+
 // "edited" or "refused".
 inline QByteArray editClaudeSettings(const QByteArray &before)
 {
@@ -69,10 +74,15 @@ inline QByteArray editClaudeSettings(const QByteArray &before)
         const QJsonValue was = oldHooks.contains(name) ? oldHooks.take(name) : QJsonArray();
         const QJsonValue is = nowHooks.take(name);
         QJsonArray list = was.toArray();
-        const bool fits = was.isArray() && std::all_of(list.begin(), list.end(), [](auto e) { return e.isObject(); });
-        const bool isNamed = QJsonDocument(list).toJson().contains("tavvel-hook.sh");
+        const bool isNamed = std::any_of(list.begin(), list.end(), [](const QJsonValue &entry) {
+            const QJsonArray hooks = entry[u"hooks"].toArray();
+            return isObjects(hooks) && std::any_of(hooks.begin(), hooks.end(), [](const QJsonValue &hook) {
+                       return hook[u"command"].toString().contains(u"tavvel-hook.sh");
+                   });
+        });
+        const bool isDue = was.isArray() && isObjects(list) && !isNamed;
         list.append(QJsonObject{{u"hooks"_s, QJsonArray{hook}}});
-        require(is == was ? !fits || isNamed : fits && is == list, "an event gets one entry, behind its own");
+        require(isDue ? is == list : is == was, "an event without the script gets one entry, behind its own");
     }
     require(old == now && oldHooks == nowHooks, "all other members keep their value");
     return "edited:";
