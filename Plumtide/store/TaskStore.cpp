@@ -3,6 +3,7 @@
 #include "Plumtide/intake/EventWatcher.h"
 #include "Plumtide/store/ClaudeSessions.h"
 #include "Plumtide/store/TaskFile.h"
+#include "Plumtide/system/Files.h"
 #include "Plumtide/system/MainThreadQueue.h"
 
 #include <cstdio>
@@ -34,6 +35,8 @@ TaskStore::TaskStore(Environment environment, QObject *parent)
 {
     if (!isOwner())
         return;
+    for (const QString &ours : {tasksFile(), m_environment.defaults->path()})
+        Files::removeTemporaries(ours);
     load();
     startWatching();
 }
