@@ -2,9 +2,11 @@
 
 #include "Plumtide/desktop/FloatingWindow.h"
 
+#include <QGuiApplication>
 #include <QMouseEvent>
 #include <QPainterPath>
 #include <QTimer>
+#include <QVBoxLayout>
 #include <QWindow>
 
 #include <utility>
@@ -14,19 +16,18 @@ using namespace Qt::StringLiterals;
 MiniBoardWindow::MiniBoardWindow(QWidget *content)
     : QWidget(nullptr,
               Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus
-                  | FloatingWindow::additionalFlags()),
-      m_content(content)
+                  | FloatingWindow::additionalFlags())
 {
     setObjectName(u"miniBoardWindow"_s);
     setWindowTitle(u"Plumtide"_s);
     setAttribute(Qt::WA_ShowWithoutActivating);
     setAttribute(Qt::WA_TranslucentBackground);
-    m_content->setParent(this);
-    m_content->move(0, 0);
-    m_content->show();
-    m_content->installEventFilter(this);
-    connect(&m_compositor, &Compositor::changed, this, &MiniBoardWindow::updateShape);
-    fitContent();
+    auto *column = new QVBoxLayout(this);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSizeConstraint(QLayout::SetFixedSize); // to what the content wants
+    column->addWidget(content);
+    connect(&m_compositor, &ManagerSelection::changed, this, &MiniBoardWindow::updateShape);
+    adjustSize();
 }
 
 void MiniBoardWindow::setPlace(QPoint place)
@@ -38,7 +39,6 @@ void MiniBoardWindow::setPlace(QPoint place)
 void MiniBoardWindow::showInFront()
 {
     if (!isVisible()) {
-        fitContent();
         winId(); // makes the native window
         FloatingWindow::prepare(*windowHandle(), FloatingWindow::Desktops::All);
         move(m_place);
@@ -49,35 +49,6 @@ void MiniBoardWindow::showInFront()
         });
     }
     raise();
-}
-
-void MiniBoardWindow::fitContent()
-{
-    QSize size = m_content->sizeHint();
-    if (size.isValid()) {
-        size = size.expandedTo(m_content->minimumSize()).boundedTo(m_content->maximumSize());
-        if (m_content->hasHeightForWidth())
-            size.setHeight(m_content->heightForWidth(size.width()));
-        m_content->resize(size);
-    }
-    resize(m_content->size());
-}
-
-bool MiniBoardWindow::event(QEvent *event)
-{
-    if (event->type() == QEvent::LayoutRequest) // from a content without a layout
-        fitContent();
-    return QWidget::event(event);
-}
-
-bool MiniBoardWindow::eventFilter(QObject *watched, QEvent *event)
-{
-    if (watched == m_content && event->type() == QEvent::Resize)
-        resize(m_content->size());
-    const bool isFiltered = QWidget::eventFilter(watched, event);
-    if (watched == m_content && event->type() == QEvent::LayoutRequest)
-        fitContent();
-    return isFiltered;
 }
 
 void MiniBoardWindow::mousePressEvent(QMouseEvent *event)
@@ -134,10 +105,10 @@ void MiniBoardWindow::hideEvent(QHideEvent *event)
     endDrag(); // the release will not come
 }
 
-// Without a compositor what is transparent turns out black.
+// Without a compositor what is transparent turns out black on X11.
 void MiniBoardWindow::updateShape()
 {
-    if (m_compositor.isRunning()) {
+    if (m_compositor.isOwned() || QGuiApplication::platformName() != u"xcb"_s) {
         clearMask();
         return;
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Plumtide/desktop/Compositor.h"
+#include "Plumtide/desktop/ManagerSelection.h"
 
 #include <QPoint>
 #include <QWidget>
@@ -34,8 +34,6 @@ Q_SIGNALS:
     void movedByUser(QPoint place);
 
 protected:
-    bool event(QEvent *event) override;
-    bool eventFilter(QObject *watched, QEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;
@@ -44,12 +42,10 @@ protected:
     void hideEvent(QHideEvent *event) override;
 
 private:
-    void fitContent();
     void updateShape();
     void endDrag();
 
-    QWidget *const m_content;
-    Compositor m_compositor;
+    ManagerSelection m_compositor{"_NET_WM_CM_S0"};
     QPoint m_place;
     std::optional<QPoint> m_grip; // while it is dragged: where in the window the mouse holds it
     bool m_hasDragged = false;

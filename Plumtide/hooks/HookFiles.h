@@ -3,12 +3,16 @@
 #include "Plumtide/system/Outcome.h"
 
 #include <QByteArray>
+#include <QLoggingCategory>
 #include <QString>
 
 #include <functional>
 #include <optional>
 
 #include <sys/types.h>
+
+/// What this room has to tell when it is asked by QT_LOGGING_RULES="plumtide.hooks=true".
+Q_DECLARE_LOGGING_CATEGORY(hooksLog)
 
 /// How the installer changes files: its own, and those of the agent tools, which may write them at any
 /// moment.
@@ -26,14 +30,16 @@ using Change = std::function<Outcome<Content>(const Content &)>;
 
 /// Replaces a tool's file with what `change` makes of it. Where another program wrote the file while `change`
 /// ran, `change` runs again on the newer content, a few times. What remains is the instant of the replacement
-/// itself. A symbolic link stays one, an existing file keeps its mode, a new one gets 0600.
+/// itself. A symbolic link stays one, an existing file keeps its mode, a new one gets 0600. A write-protected file
+/// stays.
 Outcome<void> change(const QString &path, const Change &change);
 
 /// Puts `content`, which was read from `path`, beside it as "<path>.backup-tavvel" with the mode of the
 /// original.
 Outcome<void> backUp(const QString &path, const QByteArray &content);
 
-/// Replaces a file that is the installer's alone, also when it is write-protected or a symbolic link.
+/// Replaces a file that is the installer's alone, also when it is write-protected or a symbolic link. One that has this
+/// content and mode already is left as it is.
 Outcome<void> replaceOwn(const QString &path, const QByteArray &content, mode_t mode);
 
 } // namespace HookFiles

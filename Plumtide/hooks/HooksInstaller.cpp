@@ -52,8 +52,11 @@ HooksInstaller::HooksInstaller(const Environment &environment, QObject *parent)
       m_resourcesDir(environment.resourcesDir)
 {
     refresh();
-    if (m_claudeInstalled || m_codexInstalled)
-        (void)deployScripts(); // a newer program brings newer scripts; the older ones go on working
+    if (!m_claudeInstalled && !m_codexInstalled)
+        return;
+    // A newer program brings newer scripts; the older ones go on working.
+    if (const Outcome<QString> deployed = deployScripts(); !deployed)
+        qCDebug(hooksLog) << "the scripts stay as they are:" << deployed.failure().sentence;
 }
 
 void HooksInstaller::clearMessage()
@@ -65,14 +68,13 @@ void HooksInstaller::refresh()
 {
     setClaudeInstalled(mentions(m_claudeSettings, "tavvel-hook.sh"));
     setCodexInstalled(mentions(m_codexConfig, "codex-notify"));
+    qCDebug(hooksLog) << "registered with Claude Code:" << m_claudeInstalled << "with Codex:" << m_codexInstalled;
 }
 
 std::optional<QString> HooksInstaller::resourceHooksDir() const
 {
-    if (m_resourcesDir.isEmpty())
-        return std::nullopt;
     const QString candidate = m_resourcesDir + u"/hooks"_s;
-    if (!QFileInfo::exists(candidate + u'/' + claudeScript))
+    if (m_resourcesDir.isEmpty() || !QFileInfo::exists(candidate + u'/' + claudeScript))
         return std::nullopt;
     return candidate;
 }
@@ -161,7 +163,7 @@ void HooksInstaller::installCodex()
             return Content();
         }
         const auto &edit = std::get<CodexConfig::Edit>(result);
-        if (Outcome<void> kept = backupCodexConfig(*config); !kept)
+        if (Outcome<void> kept = HookFiles::backUp(m_codexConfig, *config); !kept)
             return kept.failure();
         if (edit.previousCommand.isEmpty()) {
             outcome = u"Codex 接好了，重启 Codex 后就生效。"_s;
@@ -184,11 +186,6 @@ void HooksInstaller::installCodex()
         refresh();
 }
 
-Outcome<void> HooksInstaller::backupCodexConfig(const QByteArray &content) const
-{
-    return HookFiles::backUp(m_codexConfig, content);
-}
-
 void HooksInstaller::setClaudeInstalled(bool installed)
 {
     Q_EMIT objectWillChange();
@@ -203,6 +200,7 @@ void HooksInstaller::setCodexInstalled(bool installed)
 
 void HooksInstaller::setMessage(const std::optional<QString> &message)
 {
+    qCDebug(hooksLog) << "message:" << message.value_or(QString());
     Q_EMIT objectWillChange();
     m_message = message;
 }

@@ -42,7 +42,6 @@ Q_SIGNALS:
 private:
     [[nodiscard]] std::optional<QString> resourceHooksDir() const;
     Outcome<QString> deployScripts(); // yields the deployed hooks directory
-    Outcome<void> backupCodexConfig(const QByteArray &content) const;
 
     void setClaudeInstalled(bool installed);
     void setCodexInstalled(bool installed);

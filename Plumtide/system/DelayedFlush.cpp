@@ -6,6 +6,7 @@
 #include <QFileInfo>
 
 #include <chrono>
+#include <system_error>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -19,12 +20,20 @@ void flush(const QString &path)
         ::fsync(file.get());
 }
 
+// And the folder that names it. Where a link leads is where the file was replaced.
+void flushFile(const QString &path)
+{
+    const QFileInfo file(QFileInfo(path).canonicalFilePath());
+    if (!file.exists())
+        return;
+    flush(file.filePath());
+    flush(file.path());
+}
+
 } // namespace
 
 DelayedFlush::DelayedFlush(QStringList paths) : m_paths(std::move(paths))
 {
-    m_thread.setMaxThreadCount(1);
-    m_thread.setExpiryTimeout(0); // its next work is a second away at least
     m_timer.setSingleShot(true);
     m_timer.setInterval(std::chrono::seconds(1));
     m_timer.callOnTimeout([this] { startFlushing(); });
@@ -40,24 +49,33 @@ void DelayedFlush::written()
 void DelayedFlush::startFlushing()
 {
     m_timer.stop();
-    const auto flushAll = [paths = m_paths] {
-        for (const QString &path : paths) {
-            const QFileInfo file(QFileInfo(path).canonicalFilePath()); // where a link leads is where it was replaced
-            if (!file.exists())
-                continue;
-            flush(file.filePath());
-            flush(file.path());
-        }
-    };
-    if (m_isLeft)
-        m_isLeft = !m_thread.tryStart(flushAll);
-    if (m_isLeft) // a slow disk is still at the last ones
+    if (!m_isLeft)
+        return;
+    if (m_isFlushing) { // a slow disk is still at the last ones
         m_timer.start();
+        return;
+    }
+    if (m_thread.joinable())
+        m_thread.join();
+    m_isFlushing = true;
+    try {
+        m_thread = std::thread([this] {
+            for (const QString &path : m_paths)
+                flushFile(path);
+            m_isFlushing = false;
+        });
+        m_isLeft = false;
+    } catch (const std::system_error &) { // no thread to be had just now
+        m_isFlushing = false;
+        m_timer.start();
+    }
 }
 
 void DelayedFlush::flushNow()
 {
-    m_thread.waitForDone();
+    if (m_thread.joinable())
+        m_thread.join();
     startFlushing();
-    m_thread.waitForDone();
+    if (m_thread.joinable())
+        m_thread.join();
 }

@@ -257,34 +257,6 @@ TEST_F(StoreTest, AFailedSaveSaysOneLineAndIsMadeUpForAtTheEnd)
     EXPECT_EQ(store->tasks().size(), 1);
 }
 
-TEST_F(StoreTest, TheEndAppliesAllThatTheWatcherTook)
-{
-    QByteArray log;
-    for (int i = 0; i < 3000; ++i) // far more than may be on their way at once
-        log += prompt.chopped(1) + QByteArray::number(i) + "}\n";
-    home.write(eventsFile, log);
-    restart();
-    ASSERT_TRUE(waitUntil([this] { return !store->tasks().isEmpty(); }));
-    store->finish();
-    const auto offset = static_cast<qsizetype>(home.defaults()->number(u"tavvel.events.offset"_s).value_or(0));
-    EXPECT_LT(offset, log.size());
-    const QByteArray last = log.first(offset).chopped(1).split('\n').last();
-    EXPECT_EQ(store->tasks().first().updatedAt, HookEvent::decode(last)->date({}));
-}
-
-TEST_F(StoreTest, ASecondStoreOfTheSameDataTouchesNothing)
-{
-    restart();
-    TaskStore second(home.environment());
-    home.write(eventsFile, prompt + '\n');
-    ASSERT_TRUE(waitUntil([this] { return store->tasks().size() == 1; }));
-    const QByteArray before = home.read(tasksFile);
-    second.upsert(AgentTask());
-    second.sweep();
-    EXPECT_EQ(second.tasks().size(), 1);
-    EXPECT_EQ(home.read(tasksFile), before);
-}
-
 TEST_F(StoreTest, AToolIsSeenByAnyNamedEventAlsoOfAnOldLogAndEverAfter)
 {
     for (const int padding : {0, 10'000'000}) { // so large a log is emptied

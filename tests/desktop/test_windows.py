@@ -1,6 +1,5 @@
 import unittest
 
-from gi.repository import Atspi
 from Xlib import X
 
 from driver.desktop import SIZE, App, desktop, states
@@ -42,8 +41,8 @@ class OnOpenbox(unittest.TestCase):
                 until(self.app.has_focus, 'the panel is open, with the focus')
                 x, y, width, height = desktop().geometry(self.app.window())
                 self.assertEqual((x + width, y, height), (SIZE[0], desktop().top(), 560))
-                desktop().do('key', 'Tab')
-                self.app.until_focused('全部')
+                self.app.keys('Plumtide', 'Tab')
+                until(lambda: self.app.focused().get_name() == '全部', 'the keyboard is at the first control')
                 close()
                 until(lambda: not self.app.window(), 'it is closed')
                 until(lambda: desktop().active() == [other.id], 'the other window has the focus back')
@@ -51,15 +50,17 @@ class OnOpenbox(unittest.TestCase):
                 self.assertIsNone(self.app.window())
 
     def test_the_mini_board_floats_above_all_and_takes_no_focus(self):
-        wanted = ['_NET_WM_STATE_ABOVE', '_NET_WM_STATE_SKIP_TASKBAR', '_NET_WM_STATE_SKIP_PAGER']
+        wanted = {desktop().x.intern_atom(f'_NET_WM_STATE_{state}')
+                  for state in ('ABOVE', 'SKIP_TASKBAR', 'SKIP_PAGER')}
+        desktop().use(manager=self.manager, compositor='picom')
         self.show_board()
         self.app.choose('悬浮板')
         until(lambda: not self.app.window(240), 'it is hidden')
+        desktop().use(manager=self.manager)  # without a compositor what is transparent turns black
         self.show_board()  # window managers forget what a hidden window was
         x, y, width, height = self.place()
         self.assertEqual((x, y + height), (SIZE[0] - 280, desktop().top() + 140))
-        until(lambda: {desktop().x.intern_atom(state) for state in wanted}
-              <= {*desktop().property(self.app.window(240), '_NET_WM_STATE')}, f'its states are {wanted}')
+        until(lambda: wanted <= {*desktop().property(self.app.window(240), '_NET_WM_STATE')}, 'it is above')
         other = desktop().open_window(self, x - 40, y - 70, width + 80, height + 140)
         corners = [(x, y), (x + width - 1, y), (x, y + height - 1), (x + width - 1, y + height - 1)]
         until(lambda: [desktop().pixels(*corner) for corner in corners] == [[BLUE]] * 4, 'its corners are round')
@@ -77,9 +78,16 @@ class OnOpenbox(unittest.TestCase):
                      'mousemove', x - 195, y + 305, 'mouseup', 1)
         self.until_at(x - 200, y + 300)
         until(lambda: self.app.home.defaults().get('miniBoardOrigin') == f'{x - 200}, {y + 300}', 'its place is stored')
-        self.app.stop()
-        self.app.start()
-        self.until_at(x - 200, y + 300)
+        for stored, place in (('left, 5', (x, y)), ('100', (x, y)), ('100.6, 200, 7', (101, 200)),
+                              (f'{x - 200}, {y + 300}', (x - 200, y + 300))):
+            self.app.stop()
+            self.app.home.write('.config/plumtide/plumtide.conf',
+                                f'[General]\nminiBoardEnabled=true\nminiBoardOrigin={stored}\n')
+            self.app.start()
+            self.until_at(*place)
+        self.app.open()
+        self.assertIn('checked', states(self.app.find('check box', '悬浮板')))
+        self.assertEqual(until(self.app.tooltip, 'its item is registered') and self.app.menu()['悬浮板'][1], 1)
         self.app.start_again('--reset-mini-board')
         self.until_at(x, y)
         self.assertNotIn('miniBoardOrigin', self.app.home.defaults())
@@ -91,81 +99,42 @@ class OnXfwm4(OnOpenbox):
 
 class PanelTest(unittest.TestCase):
     def start(self, *lines):
-        desktop().use(tray=None, compositor='picom')
-        self.app = self.enterContext(App(self, *lines))
-        self.app.home.hook('SessionStart')  # the first event of all replaces a hint
-        self.app.open()
-        return self.app
-
-    def type(self, field, *words):
-        """Keys, by their names, with the keyboard at `field`."""
-        self.app.until_focused(field)
-        desktop().do('key', '--delay', 0, *words)
+        desktop().use(tray=None)
+        app = self.enterContext(App(self, *lines))
+        app.open()
+        return app
 
     def test_a_line_is_made_by_keyboard_alone_whatever_comes_between(self):
         app = self.start()
-        desktop().do('key', *['Tab'] * 5)
-        self.type('登记', 'Return')
-        self.type('标题', *'half')
+        app.keys('Plumtide', *['Tab'] * 5)
+        app.keys('登记', 'Return')
+        app.keys('标题', *'half')
         app.ask_approval('tidy up')
         until(lambda: app.home.tasks().get('tidy up', {}).get('needsApproval'), 'the event has arrived')
         desktop().open_window(self, 100, 200, 300, 200)
         until(lambda: not app.window(), 'the panel is closed')
         app.open()
-        desktop().do('key', 'Tab')
-        self.type('标题', 'End', *'Way', 'Tab')
-        self.type('项目', *'shop', 'Tab')
-        self.type('来源', 'Up', 'Tab')
-        self.type('状态', 'Tab')
-        self.type('目标（一句话）', *'goal', 'Tab')
-        self.type('当前状态', *'state', 'Tab')
-        self.type('等待原因', *'ask', 'Return')
+        app.keys('Plumtide', 'Tab')
+        app.keys('标题', 'End', *'Way', 'Tab')
+        app.keys('项目', *'shop', 'Tab')
+        app.keys('来源', 'Up', 'shift+Tab')
+        app.keys('项目', 'Return')
         made = until(lambda: app.home.tasks().get('halfWay'), 'it is stored')
-        expected = {'project': 'shop', 'source': 'Codex', 'status': 'waiting', 'purpose': 'goal',
-                    'currentState': 'state', 'waitingReason': 'ask'}
-        self.assertLessEqual(expected.items(), {key: made[key] for key in expected}.items())
+        self.assertEqual((made['project'], made['source'], made['status']), ('shop', 'Codex', 'waiting'))
         app.press('push button', '登记')
-        self.type('标题', *'never', 'Escape')
+        app.keys('标题', *'never', 'Escape')
         until(lambda: not app.elements('text', '标题'), 'the form is closed')
         self.assertTrue(app.has_focus(), 'and the panel is not')
-        desktop().do('key', 'Escape')
-        until(lambda: not app.window(), 'the panel is closed')
-        self.assertEqual({*app.home.tasks()}, {'halfWay', 'tidy up'})
 
-    def test_an_event_leaves_the_scroll_position_the_unfolded_row_and_the_focus_alone(self):
-        app = self.start(*[line(f'job {at:02}', project=f'shop {at:02}', id=f'cc-{at:02}', source='Claude',
-                                updatedAt=f'2026-01-01T00:00:{at:02}Z', status='shelved') for at in range(20)])
-
-        def seen():
-            at = app.focused()
-            box = at.get_extents(Atspi.CoordType.SCREEN)
-            return at.get_name()[:6], states(at), (box.width, box.height), (box.x, box.y)
-        app.find('list item', 'job 19')
-        desktop().do('key', *['shift+Tab'] * 3)  # backwards: the two controls below the board, and its last row
-        self.type('job 00', 'Return')
-        app.find('push button', '恢复')
-        before = until(lambda: (first := seen()) == seen() and first, 'it has come to rest')
-        self.assertIn('expanded', before[1])
-        app.home.hook('SessionStart', '10')  # leaves the order of the lines alone
-        until(lambda: app.home.tasks()['job 10']['recentEvents'], 'the event has arrived')
-        self.assertEqual(seen(), before)
-        app.home.hook('SessionEnd', '19')  # takes the first card away
-        until(lambda: not app.elements('list item', 'job 19'), 'the event has arrived')
-        self.assertEqual(seen()[:3], before[:3])
-
-    def test_a_screen_reader_hears_every_control_and_what_has_changed(self):
-        app = self.start(line('first', purpose='no dust'), line('second', status='waiting'))
-        row = app.find('list item', 'first')
-        self.assertEqual(row.get_name(), 'first，其他，at work，刚刚')
+    def test_a_screen_reader_hears_of_every_control_and_of_what_has_changed(self):
+        app = self.start(line('first', purpose='no dust'))
+        row = app.find('list item', 'first，其他，at work，刚刚')
         for word in ('expanded', 'collapsed'):
             app.press('list item', 'first')
             until(lambda: word in states(row), f'it is {word}')
             self.assertEqual('no dust' in row.get_description(), word == 'expanded')
         until(lambda: not app.elements('push button', '搁置'), 'it is folded')
-        told = [(element.get_role_name(), element.get_name()) for element in until(app.elements, 'it is read')
+        told = [element.get_name() for element in until(app.elements, 'it is read')
                 if element.get_role_name() in ('heading', 'list', 'radio button', 'check box', 'push button')]
-        self.assertEqual(told, [
-            *[('radio button', name) for name in ('全部', 'Claude', 'Codex', '其他')],
-            *[('push button', name) for name in ('登记', '复制名称', '编辑', '完成')],
-            ('heading', '待处理 1'), ('list', 'shop 刚刚'), ('check box', '悬浮板'), ('push button', '退出')])
+        self.assertEqual(told, ['全部', 'Claude', 'Codex', '其他', '登记', '进行中 1', 'shop 刚刚', '悬浮板', '退出'])
         self.assertIn('checked', states(app.find('radio button', '全部')))

@@ -25,11 +25,9 @@ PANEL_CONFIG = f'''<channel name="xfce4-panel" version="1.0"><property name="con
     <property name="position" type="string" value="p=6;x=0;y=0"/><property name="length" type="uint" value="100"/>
     <property name="position-locked" type="bool" value="true"/><property name="size" type="uint" value="{BAR}"/>
     <property name="plugin-ids" type="array"><value type="int" value="1"/><value type="int" value="2"/></property>
-  </property></property>
-  <property name="plugins" type="empty"><property name="plugin-2" type="string" value="systray"/>
-    <property name="plugin-1" type="string" value="separator">
-      <property name="expand" type="bool" value="true"/></property>
-  </property></channel>'''
+  </property></property><property name="plugins" type="empty"><property name="plugin-2" type="string" value="systray"/>
+    <property name="plugin-1" type="string" value="separator"><property name="expand" type="bool" value="true"/>
+  </property></property></channel>'''
 BUS_CONFIG = '''<busconfig><type>session</type><listen>unix:path={0}/bus</listen><servicedir>{0}/services</servicedir>
   <policy context="default"><allow send_destination="*"/><allow receive_sender="*"/><allow own="*"/></policy>
 </busconfig>'''
@@ -40,8 +38,8 @@ COMMANDS = {
     'xfce4-panel': ['xfce4-panel', '--disable-wm-check', '--sm-client-disable'],  # takes items and windows
     'trayer': ['trayer', '--edge', 'top', '--align', 'right', '--widthtype', 'request', '--height', f'{BAR}',
                '--SetPartialStrut', 'true'],  # takes windows alone
+    'notifications': ['/usr/bin/python3', '-m', 'dbusmock', '--session', '--template', 'notification_daemon', '-p'],
 }
-MOCK_COMMAND = ['/usr/bin/python3', '-m', 'dbusmock', '--session', '--template', 'notification_daemon', '-p']
 BUS = ('org.freedesktop.DBus', '/', 'org.freedesktop.DBus')
 MOCK = ('org.freedesktop.Notifications', '/org/freedesktop/Notifications', 'org.freedesktop.DBus.Mock')
 WATCHER = ('org.kde.StatusNotifierWatcher', '/StatusNotifierWatcher', 'org.freedesktop.DBus.Properties')
@@ -49,14 +47,14 @@ WATCHER = ('org.kde.StatusNotifierWatcher', '/StatusNotifierWatcher', 'org.freed
 
 def start(*command, **options):
     """A process that a killed test run takes with it."""
-    return subprocess.Popen(['setpriv', '--pdeathsig', 'TERM', *command], stdin=subprocess.DEVNULL, **options)
+    silent = dict.fromkeys(('stdin', 'stdout', 'stderr'), subprocess.DEVNULL)
+    return subprocess.Popen(['setpriv', '--pdeathsig', 'TERM', *command], **silent | options)
 
 
 def start_telling(*command):
     """A process, and the first line that it writes to the descriptor whose number takes the place of {}."""
     reader, writer = os.pipe()
-    process = start(*[word.format(writer) for word in command], pass_fds=[writer], stdout=subprocess.DEVNULL,
-                    stderr=subprocess.DEVNULL)
+    process = start(*[word.format(writer) for word in command], pass_fds=[writer])
     os.close(writer)
     with os.fdopen(reader) as told:
         return process, told.readline().strip()
@@ -101,11 +99,6 @@ class Desktop:
             self._stop(part)
         folder.cleanup()
 
-    def _run(self, part, *command):
-        """What it says is in a file named after the part."""
-        with (self.dir / f'{part}.log').open('ab') as log:
-            self._parts[part] = start(*command, stdout=log, stderr=log)
-
     def _stop(self, part):
         process = self._parts.pop(part)
         process.terminate()
@@ -118,8 +111,8 @@ class Desktop:
             if part in self._parts:
                 self._stop(part)
             if wanted[part]:
-                capabilities = json.dumps({'capabilities': wanted[part]})
-                self._run(part, *COMMANDS.get(wanted[part], [*MOCK_COMMAND, capabilities]))
+                self._parts[part] = start(*COMMANDS.get(wanted[part]) or [
+                    *COMMANDS[part], json.dumps({'capabilities': wanted[part]})])
         self._used = wanted
         for selection, part in (('WM_S0', manager), ('_NET_SYSTEM_TRAY_S0', tray), ('_NET_WM_CM_S0', compositor)):
             atom = self.x.intern_atom(selection)
@@ -137,9 +130,9 @@ class Desktop:
         """The arguments of each call since the service started."""
         return [arguments for _, arguments in self.call(*MOCK, 'GetMethodCalls', '(s)', 'Notify')]
 
-    def notification_signal(self, name, number, kind, detail):
-        self.call(*MOCK, 'EmitSignal', '(sssav)', MOCK[0], name, 'u' + kind,
-                  [GLib.Variant('u', number), GLib.Variant(kind, detail)])
+    def tell_notified(self, signal, number, kind, detail):
+        values = [GLib.Variant('u', number), GLib.Variant(kind, detail)]
+        self.call(*MOCK, 'EmitSignal', '(sssav)', MOCK[0], signal, 'u' + kind, values)
 
     def property(self, window, name):
         """The values of a window's property; empty when it has none, or has gone."""
@@ -177,11 +170,11 @@ class Desktop:
         return [int.from_bytes(data[at:at + 3], 'little') for at in range(0, len(data), 4)]
 
     def do(self, *words):
-        """Pointer and keys, as xdotool has them."""
+        """Pointer, keys and desktops, as xdotool has them."""
         run('xdotool', *map(str, words))
 
-    def click(self, x, y):
-        self.do('mousemove', x, y, 'click', 1)
+    def click(self, x, y, button=1):
+        self.do('mousemove', x, y, 'click', button)
 
 
 desktop = functools.cache(Desktop)
@@ -205,9 +198,9 @@ class App(Program):
         self.home.hook('UserPromptSubmit', session, prompt=title)
         self.home.hook('PermissionRequest', session)
 
-    def start_again(self, *arguments):
-        """Beside this one."""
-        run(self.home.program, *arguments, env=self.environment)
+    def start_again(self, *arguments, **variables):
+        """Beside this one; what it prints."""
+        return run(self.home.program, *arguments, env=self.environment | variables)
 
     def elements(self, role=None, name=''):
         """What is showing, in reading order; `name` is how its name begins."""
@@ -236,8 +229,10 @@ class App(Program):
     def focused(self):
         return next((element for element in self.elements() if 'focused' in states(element)), None)
 
-    def until_focused(self, name):
-        until(lambda: (at := self.focused()) and at.get_name().startswith(name), f'the keyboard is at {name}')
+    def keys(self, at, *names):
+        """Pressed when the keyboard is at the control whose name begins with `at`."""
+        until(lambda: (focused := self.focused()) and focused.get_name().startswith(at), f'the keyboard is at {at}')
+        desktop().do('key', '--delay', 0, *names)
 
     def window(self, width=400):
         """The X window of the panel, or, 240 pixels wide, the mini board's, when it is on the screen."""
@@ -255,9 +250,8 @@ class App(Program):
 
     def open(self):
         """The panel, with the focus."""
-        if not self.window():
-            self.start_again()
-        return until(lambda: self.has_focus() and self.window(), 'the panel is open, with the focus')
+        until(lambda: self.has_focus() if self.window() else self.start_again(), 'the panel is open, with the focus')
+        return self.window()
 
     def item(self, name):
         """A property of it, if it is in the tray."""
@@ -276,17 +270,18 @@ class App(Program):
         """What is drawn at the right end of the bar: how many pixels of each colour."""
         return Counter(desktop().pixels(SIZE[0] - BAR + 2, 2, BAR - 4, BAR - 4))
 
-    def click_item(self):
+    def click_item(self, button=1):
         until(lambda: len(self.icon()) > 3, 'the item is drawn')
-        desktop().click(SIZE[0] - BAR // 2, BAR // 2)
+        desktop().click(SIZE[0] - BAR // 2, BAR // 2, button)
 
     def _menu(self, *arguments):
         path = self.item('Menu')
         return desktop().call(self.owner, path, 'com.canonical.dbusmenu', *arguments)
 
-    def menu(self):
-        """Of each entry that a tray shows its number, and whether it is checked, or -1."""
-        self._menu('AboutToShow', '(i)', 0)
+    def menu(self, is_announced=True):
+        """Of each entry its number, and whether it is checked, or -1. Not every tray announces that it opens it."""
+        if is_announced:
+            self._menu('AboutToShow', '(i)', 0)
         _, (_, _, entries) = self._menu('GetLayout', '(iias)', 0, -1, [])
         return {of.get('label', '').replace('_', ''): (number, of.get('toggle-state', -1)) for number, of, _ in entries}
 

@@ -40,10 +40,15 @@ inline QStringList numbersOf(const QByteArray &json)
     return numbers;
 }
 
+inline bool isObjects(const QJsonArray &array)
+{
+    return std::all_of(array.begin(), array.end(), [](const QJsonValue &value) { return value.isObject(); });
+}
+
 // "edited" or "refused".
 inline QByteArray editClaudeSettings(const QByteArray &before)
 {
-    const auto command = u"/h/tavvel-hook.sh"_s;
+    const auto command = u"'/h \"好\\/tavvel-hook.sh'"_s;
     const ClaudeSettings::Result result = ClaudeSettings::edit(before, command);
     if (const auto *failure = std::get_if<Failure>(&result))
         return "refused:" + failure->sentence.toUtf8();
@@ -69,10 +74,15 @@ inline QByteArray editClaudeSettings(const QByteArray &before)
         const QJsonValue was = oldHooks.contains(name) ? oldHooks.take(name) : QJsonArray();
         const QJsonValue is = nowHooks.take(name);
         QJsonArray list = was.toArray();
-        const bool fits = was.isArray() && std::all_of(list.begin(), list.end(), [](auto e) { return e.isObject(); });
-        const bool isNamed = QJsonDocument(list).toJson().contains("tavvel-hook.sh");
+        const bool isNamed = std::any_of(list.begin(), list.end(), [](const QJsonValue &entry) {
+            const QJsonArray hooks = entry[u"hooks"].toArray();
+            return isObjects(hooks) && std::any_of(hooks.begin(), hooks.end(), [](const QJsonValue &hook) {
+                       return hook[u"command"].toString().contains(u"tavvel-hook.sh");
+                   });
+        });
+        const bool isDue = was.isArray() && isObjects(list) && !isNamed;
         list.append(QJsonObject{{u"hooks"_s, QJsonArray{hook}}});
-        require(is == was ? !fits || isNamed : fits && is == list, "an event gets one entry, behind its own");
+        require(isDue ? is == list : is == was, "an event without the script gets one entry, behind its own");
     }
     require(old == now && oldHooks == nowHooks, "all other members keep their value");
     return "edited:";
@@ -95,8 +105,8 @@ inline std::optional<toml::table> readToml(const QByteArray &text)
 // "added", "chained", "already", "foreign" or "refused".
 inline QByteArray editCodexConfig(const QByteArray &before)
 {
-    const QByteArray line = R"(notify = ["/h/codex-notify.sh"])";
-    const CodexConfig::Result result = CodexConfig::edit(before, u"/h/codex-notify.sh"_s);
+    const QByteArray line = R"(notify = ["/h \"好\\\u0009\u007f/codex-notify.sh"])";
+    const CodexConfig::Result result = CodexConfig::edit(before, u"/h \"好\\\t\x7f/codex-notify.sh"_s);
     if (const auto *failure = std::get_if<Failure>(&result))
         return "refused:" + failure->sentence.toUtf8();
     if (const auto *unchanged = std::get_if<CodexConfig::Unchanged>(&result))
@@ -114,7 +124,7 @@ inline QByteArray editCodexConfig(const QByteArray &before)
     } else {
         const QByteArray old = before.mid(head.size(), before.size() - head.size() - tail.size());
         require(before == head + old + tail && old.startsWith("notify"), "the line takes the place of the earlier one");
-        require(!old.contains('\n') && (!old.endsWith('\r') || tail.isEmpty()), "line ends stay");
+        require(!old.contains('\n') && (!old.endsWith('\r') || !tail.startsWith('\n')), "line ends stay");
         require(CodexConfig::tomlStringElements(QString::fromUtf8(old)) == previous, "the earlier command is kept");
     }
     if (std::optional<toml::table> old = readToml(before)) {

@@ -88,6 +88,7 @@ TEST_F(HooksInstallerTest, EveryOutcomeHasItsMessageItsBackupAndItsLookAtBothFil
         {settings, "x", u"接入失败：settings.json 第 1 行附近不是有效的 JSON，这次没有改动。"_s},
         {settings, "{}", unwritable},
         {settings, "{}", unreadable},
+        {settings, QByteArray(5'000'000, ' '), u"接入失败：无法读取 %1：文件太大。"_s},
         {settings, "{}", bare},
         {config, {}, u"没找到 Codex 配置文件：~/.codex/config.toml"_s},
         {config, "a = 1\n", u"Codex 接好了，重启 Codex 后就生效。"_s},
@@ -137,6 +138,7 @@ TEST_F(HooksInstallerTest, EveryOutcomeHasItsMessageItsBackupAndItsLookAtBothFil
         EXPECT_EQ(mode(file + backup), isCopied ? fileMode : before ? mode(u"precious"_s) : 0u);
         EXPECT_EQ(home.read(u"precious"_s), "precious");
         EXPECT_EQ(home.read(forward), message.contains(u"原来") ? "a\n好\n" : "earlier");
+        EXPECT_EQ(mode(forward) == 0600u, message.contains(u"原来"));
         EXPECT_EQ(mode(codexScript), (file == config && !before) || message == bare ? 0u : 0755u);
         EXPECT_EQ(installer.claudeInstalled(), isRefreshed && (file == config || after.contains("tavvel-hook.sh")));
         EXPECT_EQ(installer.codexInstalled(), isRefreshed && (file == settings || after.contains("codex-notify")));
@@ -181,6 +183,8 @@ TEST_F(HooksInstallerTest, TheToolsFileChangesLastWhenAllElseIsOnTheDiskAndStays
         const QByteArray before = home.read(file);
         for (qsizetype step = 0; step <= order.size(); ++step) {
             HooksInstaller installer(home.environment());
+            QDir(home.path(u".tavvel"_s)).removeRecursively();
+            QFile::remove(home.path(file + backup));
             renamed.clear();
             onRename = [step](const QString &) { return renamed.size() > step; };
             file == config ? installer.installCodex() : installer.installClaude();
@@ -188,6 +192,9 @@ TEST_F(HooksInstallerTest, TheToolsFileChangesLastWhenAllElseIsOnTheDiskAndStays
             EXPECT_EQ(home.read(file) == before, step < order.size());
             EXPECT_EQ(state(installer).contains(order.value(step) + u"：磁盘空间不足。"_s), step < order.size());
         }
+        renamed.clear();
+        EXPECT_NE(state(HooksInstaller(home.environment())), u"-");
+        EXPECT_EQ(renamed, QStringList()); // a start with all in its place writes nothing
     }
 }
 
