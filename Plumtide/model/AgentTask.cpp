@@ -1,9 +1,11 @@
 #include "Plumtide/model/AgentTask.h"
 
-#include "Plumtide/model/MemberReader.h"
+#include "Plumtide/model/JsonMember.h"
 #include "Plumtide/model/WellFormed.h"
 
 #include <QJsonArray>
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -12,67 +14,67 @@ namespace {
 constexpr qint64 fadedAfterSeconds = 3600;
 constexpr qint64 stuckAfterSeconds = 1800;
 
-bool isStorableTime(const QDateTime &time)
+constexpr std::array statusTexts{"waiting"_L1, "running"_L1, "shelved"_L1, "done"_L1};
+constexpr std::array sourceTexts{"Claude"_L1, "Codex"_L1, "Other"_L1};
+
+template <typename Case, typename Texts>
+std::optional<Case> caseOf(const Texts &texts, const QString &text)
 {
-    if (!time.isValid())
-        return false;
-    const int year = time.toUTC().date().year();
-    return year >= 1 && year <= 9999;
+    const auto found = std::ranges::find(texts, text);
+    return found == texts.end() ? std::nullopt : std::optional(static_cast<Case>(found - texts.begin()));
 }
 
 QString storedTime(const QDateTime &time)
 {
-    return time.toUTC().toString(u"yyyy-MM-dd'T'HH:mm:ss'Z'");
+    return time.toUTC().toString(Qt::ISODate);
 }
 
-std::optional<QDateTime> storedTimeFrom(const QString &text)
+bool readMember(const QJsonValue &value, AgentTaskStatus &member)
+{
+    const std::optional<AgentTaskStatus> status = agentTaskStatusFrom(value.toString());
+    member = status.value_or(AgentTaskStatus::waiting);
+    return status.has_value();
+}
+
+bool readMember(const QJsonValue &value, TaskSource &member)
+{
+    const std::optional<TaskSource> source = taskSourceFrom(value.toString());
+    member = source.value_or(TaskSource::other);
+    return source.has_value();
+}
+
+bool readMember(const QJsonValue &value, QDateTime &member)
 {
     // Qt's ISO parser alone would also take fractions, other zones and odd separators.
-    const QDateTime time = QDateTime::fromString(text, Qt::ISODate).toUTC();
-    if (!isStorableTime(time) || storedTime(time) != text)
-        return std::nullopt;
-    return time;
+    member = QDateTime::fromString(value.toString(), Qt::ISODate).toUTC();
+    return isStorable(member) && storedTime(member) == value.toString();
 }
 
 } // namespace
 
 QString storedText(AgentTaskStatus status)
 {
-    switch (status) {
-    case AgentTaskStatus::waiting: return u"waiting"_s;
-    case AgentTaskStatus::running: return u"running"_s;
-    case AgentTaskStatus::shelved: return u"shelved"_s;
-    case AgentTaskStatus::done: return u"done"_s;
-    }
-    Q_UNREACHABLE();
+    return statusTexts[static_cast<std::size_t>(status)];
 }
 
 QString storedText(TaskSource source)
 {
-    switch (source) {
-    case TaskSource::claude: return u"Claude"_s;
-    case TaskSource::codex: return u"Codex"_s;
-    case TaskSource::other: return u"Other"_s;
-    }
-    Q_UNREACHABLE();
+    return sourceTexts[static_cast<std::size_t>(source)];
 }
 
 std::optional<AgentTaskStatus> agentTaskStatusFrom(const QString &text)
 {
-    for (AgentTaskStatus status : allAgentTaskStatuses) {
-        if (storedText(status) == text)
-            return status;
-    }
-    return std::nullopt;
+    return caseOf<AgentTaskStatus>(statusTexts, text);
 }
 
 std::optional<TaskSource> taskSourceFrom(const QString &text)
 {
-    for (TaskSource source : allTaskSources) {
-        if (storedText(source) == text)
-            return source;
-    }
-    return std::nullopt;
+    return caseOf<TaskSource>(sourceTexts, text);
+}
+
+bool isStorable(const QDateTime &time)
+{
+    return !storedTime(time).isEmpty();
 }
 
 bool AgentTask::isAgentLine() const
@@ -150,25 +152,15 @@ QJsonObject toJson(const AgentTask &task)
 
 std::optional<AgentTask> agentTaskFrom(const QJsonObject &object)
 {
-    MemberReader reader(object);
-    const auto text = [&reader](QLatin1StringView key) { return reader.required(reader.text(key)); };
     AgentTask task;
-    task.id = text("id"_L1);
-    task.title = text("title"_L1);
-    task.project = text("project"_L1);
-    task.source = reader.required(taskSourceFrom(text("source"_L1)));
-    task.status = reader.required(agentTaskStatusFrom(text("status"_L1)));
-    task.purpose = text("purpose"_L1);
-    task.currentState = text("currentState"_L1);
-    task.waitingReason = reader.text("waitingReason"_L1);
-    task.needsApproval = reader.boolean("needsApproval"_L1);
-    task.titleEdited = reader.boolean("titleEdited"_L1);
-    task.tags = reader.required(reader.texts("tags"_L1));
-    task.recentEvents = reader.required(reader.texts("recentEvents"_L1));
-    task.updatedAt = reader.required(storedTimeFrom(text("updatedAt"_L1)));
-    if (!reader.isFit())
-        return std::nullopt;
-    return task;
+    const auto read = [&object](QLatin1StringView key, auto &member) { return readMember(object.value(key), member); };
+    const bool isFit = read("id"_L1, task.id) && read("title"_L1, task.title) && read("project"_L1, task.project)
+        && read("source"_L1, task.source) && read("status"_L1, task.status) && read("purpose"_L1, task.purpose)
+        && read("currentState"_L1, task.currentState) && read("waitingReason"_L1, task.waitingReason)
+        && read("needsApproval"_L1, task.needsApproval) && read("titleEdited"_L1, task.titleEdited)
+        && read("tags"_L1, task.tags) && read("recentEvents"_L1, task.recentEvents)
+        && read("updatedAt"_L1, task.updatedAt);
+    return isFit ? std::optional(task) : std::nullopt;
 }
 
 AgentTask storable(AgentTask task, const QDateTime &now)
@@ -177,11 +169,9 @@ AgentTask storable(AgentTask task, const QDateTime &now)
         *text = wellFormed(std::move(*text));
     if (task.waitingReason)
         task.waitingReason = wellFormed(std::move(*task.waitingReason));
-    for (QList<QString> *list : {&task.tags, &task.recentEvents}) {
-        for (QString &text : *list)
-            text = wellFormed(std::move(text));
-    }
-    if (!isStorableTime(task.updatedAt))
+    for (QList<QString> *list : {&task.tags, &task.recentEvents})
+        std::ranges::transform(*list, list->begin(), wellFormed);
+    if (!isStorable(task.updatedAt))
         task.updatedAt = now;
     return task;
 }

@@ -2,6 +2,10 @@
 
 #include "Plumtide/model/AgentTask.h"
 
+/// The position class of a line inside its project, in this order. A line that is done has that of the quiet ones.
+enum class LineRank { urgent, freshWaiting, running, quiet };
+[[nodiscard]] LineRank lineRank(const AgentTask &line, const QDateTime &now);
+
 /// The three sections of the board, in the order in which they are shown.
 enum class ProjectSection { pending, inProgress, quiet };
 
@@ -11,8 +15,8 @@ inline constexpr std::array allProjectSections{ProjectSection::pending, ProjectS
 /// The section's label on the board: "待处理", "进行中", "暂无更新".
 [[nodiscard]] QString label(ProjectSection section);
 
-/// The lines of one project. Everything derived is a function of the lines and of `now`; each list keeps the
-/// order of `lines`. Lines that are done are in none of the lists.
+/// The lines of one project. Everything derived is a function of the lines and of `now`; each list has the lines of one
+/// rank, in the order of `lines`. Lines that are done are in none of the lists.
 struct ProjectGroup
 {
     QString name; ///< The project, and the group's identity.
@@ -25,9 +29,9 @@ struct ProjectGroup
 
     [[nodiscard]] bool isUrgent() const; ///< Any of its lines is.
     [[nodiscard]] QList<AgentTask> urgentLines() const;
-    [[nodiscard]] QList<AgentTask> freshWaitingLines(const QDateTime &now) const; ///< Waiting, not urgent, not faded.
+    [[nodiscard]] QList<AgentTask> freshWaitingLines(const QDateTime &now) const;
     [[nodiscard]] QList<AgentTask> runningLines() const;
-    [[nodiscard]] QList<AgentTask> quietLines(const QDateTime &now) const; ///< Shelved and faded ones.
+    [[nodiscard]] QList<AgentTask> quietLines(const QDateTime &now) const; ///< Shelved or faded.
 
     [[nodiscard]] ProjectSection section(const QDateTime &now) const;
 

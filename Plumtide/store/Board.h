@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Plumtide/store/EventRules.h"
+#include "Plumtide/intake/HookEvent.h"
 #include "Plumtide/store/TaskLines.h"
 
 #include <QSet>
@@ -12,6 +12,13 @@
 class Board : public TaskLines
 {
 public:
+    /// A notification for the user; it replaces an earlier one of the same id.
+    struct Notice
+    {
+        QString title;
+        QString body;
+        QString id;
+    };
     /// What changes as one; it may be nothing.
     using Step = QList<Edit>;
     struct Changes
@@ -29,7 +36,6 @@ public:
 
     [[nodiscard]] Changes upsert(AgentTask line, const QDateTime &now) const;
     [[nodiscard]] Changes setStatus(const QString &id, AgentTaskStatus status, const QDateTime &now) const;
-    [[nodiscard]] Changes setLines(const QList<AgentTask> &lines, const QDateTime &now) const;
 
 private:
     QSet<QString> m_stuckNotified; // ids of lines that were warned of

@@ -4,12 +4,11 @@
 #include "Plumtide/system/DelayedFlush.h"
 #include "Plumtide/system/Outcome.h"
 
-#include <QByteArray>
+#include <QByteArrayList>
 #include <QList>
 #include <QString>
 
 #include <optional>
-#include <vector>
 
 /// The stored task lines: `tasks.json`, one JSON array of records, pretty-printed with sorted keys.
 /// The file is replaced as a whole on every save, so a reader or the next start never sees half of it; only the
@@ -30,6 +29,7 @@ public:
     Outcome<void> save(const QList<AgentTask> &lines);
     void lineChanged(qsizetype index);
     void lineDropped(qsizetype index);
+    void linesChanged() { m_texts.clear(); } ///< All of them.
 
     /// A save reaches the disk within a second by itself; this begins at once, and does not wait.
     void startFlushing() { m_flush.startFlushing(); }
@@ -45,7 +45,6 @@ private:
     const QString m_path;
     const QString m_directory;
     DelayedFlush m_flush;
-    bool m_mustMoveAside = false;    // a file that was not understood is still in the way
-    std::vector<QByteArray> m_texts; // the lines as saved last; an empty one must be encoded again
-    QByteArray m_content;            // kept for its memory
+    bool m_mustMoveAside = false; // a file that was not understood is still in the way
+    QByteArrayList m_texts;       // the lines as saved last; an empty one must be encoded again
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <vector>
 
 namespace {
 
@@ -10,16 +11,32 @@ qint64 changeOf(const AgentTask &line)
     return line.updatedAt.toMSecsSinceEpoch();
 }
 
-} // namespace
-
 /// A line with what decides its place, found once instead of at every comparison. Lines are heavy: they are copied
 /// when they have their order.
-struct TaskLines::Ranked
+struct Ranked
 {
     const AgentTask *line;
-    Rank rank;
+    LineRank rank;
     qint64 order; // among the same rank, lower comes first
 };
+
+QList<AgentTask> inOrder(std::vector<Ranked> &lines)
+{
+    std::ranges::stable_sort(lines, {}, [](const Ranked &item) { return std::pair(item.rank, item.order); });
+    QList<AgentTask> result;
+    result.reserve(static_cast<qsizetype>(lines.size()));
+    for (const Ranked &item : lines)
+        result.append(*item.line);
+    return result;
+}
+
+} // namespace
+
+void TaskLines::set(const QList<AgentTask> &lines)
+{
+    m_lines = lines;
+    fileAnew();
+}
 
 void TaskLines::take(const QList<Edit> &edits)
 {
@@ -54,28 +71,28 @@ void TaskLines::setSourceFilter(std::optional<TaskSource> source)
         project.from = never;
 }
 
+template <typename Count>
+int TaskLines::total(const QDateTime &now, Count count) const
+{
+    int total = 0;
+    for (const Project &project : projects(now))
+        total += count(project);
+    return total;
+}
+
 int TaskLines::urgentCount(const QDateTime &now) const
 {
-    int count = 0;
-    for (const Project &project : projects(now))
-        count += project.urgent;
-    return count;
+    return total(now, [](const Project &project) { return project.urgent; });
 }
 
 int TaskLines::idleLineCount(const QDateTime &now) const
 {
-    int count = 0;
-    for (const Project &project : projects(now))
-        count += project.idle;
-    return count;
+    return total(now, [](const Project &project) { return project.idle; });
 }
 
 int TaskLines::lineCount(AgentTaskStatus in, const QDateTime &now) const
 {
-    int count = 0;
-    for (const Project &project : projects(now))
-        count += project.counts[static_cast<std::size_t>(in)];
-    return count;
+    return total(now, [in](const Project &project) { return project.counts[static_cast<std::size_t>(in)]; });
 }
 
 std::optional<AgentTask> TaskLines::firstWaiting(const QDateTime &now) const
@@ -93,7 +110,7 @@ QList<AgentTask> TaskLines::tasks(AgentTaskStatus in, const QDateTime &now) cons
     for (const AgentTask &line : m_lines) {
         const qint64 change = changeOf(line);
         if (line.status == in && !line.isFaded(now) && passesFilter(line))
-            found.push_back({&line, rankOf(line, now), in == AgentTaskStatus::waiting ? change : -change});
+            found.push_back({&line, lineRank(line, now), in == AgentTaskStatus::waiting ? change : -change});
     }
     return inOrder(found);
 }
@@ -106,16 +123,11 @@ TaskLines::Sections TaskLines::sections(const QDateTime &now) const
             shown.push_back(&project);
     }
     std::ranges::sort(shown, {}, [](const Project *project) {
-        const bool isUrgent = project->rank == Rank::Urgent;
-        return std::tuple<bool, qint64, const QString &>(!isUrgent, -project->newest, project->group.name);
+        return std::tuple<bool, qint64, const QString &>(!project->isUrgent, -project->newest, project->group.name);
     });
     Sections sections;
-    for (const Project *project : shown) {
-        const ProjectSection section = project->rank < Rank::Running ? ProjectSection::pending
-            : project->rank == Rank::Running                         ? ProjectSection::inProgress
-                                                                     : ProjectSection::quiet;
-        sections[static_cast<std::size_t>(section)].append(project->group);
-    }
+    for (const Project *project : shown)
+        sections[static_cast<std::size_t>(project->section)].append(project->group);
     return sections;
 }
 
@@ -145,30 +157,6 @@ bool TaskLines::passesFilter(const AgentTask &line) const
     return !m_sourceFilter || line.source == *m_sourceFilter;
 }
 
-TaskLines::Rank TaskLines::rankOf(const AgentTask &line, const QDateTime &now)
-{
-    switch (line.status) {
-    case AgentTaskStatus::waiting:
-        if (line.isUrgent())
-            return Rank::Urgent;
-        return line.isFaded(now) ? Rank::Quiet : Rank::FreshReply;
-    case AgentTaskStatus::running: return Rank::Running;
-    case AgentTaskStatus::shelved:
-    case AgentTaskStatus::done: return Rank::Quiet;
-    }
-    Q_UNREACHABLE();
-}
-
-QList<AgentTask> TaskLines::inOrder(std::vector<Ranked> &lines)
-{
-    std::ranges::stable_sort(lines, {}, [](const Ranked &item) { return std::pair(item.rank, item.order); });
-    QList<AgentTask> result;
-    result.reserve(static_cast<qsizetype>(lines.size()));
-    for (const Ranked &item : lines)
-        result.append(*item.line);
-    return result;
-}
-
 TaskLines::Project TaskLines::made(const Project &before, const QDateTime &now) const
 {
     static std::atomic<quint64> lastRevision = 0;
@@ -179,28 +167,28 @@ TaskLines::Project TaskLines::made(const Project &before, const QDateTime &now) 
     std::vector<Ranked> shown;
     for (const qsizetype place : project.places) {
         const AgentTask &line = m_lines.at(place);
-        const Rank rank = rankOf(line, now);
+        const LineRank rank = lineRank(line, now);
         const qint64 change = changeOf(line);
-        project.urgent += rank == Rank::Urgent ? 1 : 0;
+        project.urgent += rank == LineRank::urgent ? 1 : 0;
         if (!passesFilter(line))
             continue;
         if (!line.isFaded(now))
             ++project.counts[static_cast<std::size_t>(line.status)];
         if (line.status == AgentTaskStatus::done)
             continue;
-        if (line.status == AgentTaskStatus::waiting && rank != Rank::Quiet)
-            project.first = std::min(project.first, {rank != Rank::Urgent, change, place});
-        if (const std::optional<QDateTime> end = line.freshUntil(); end && rank == Rank::Quiet)
+        if (line.status == AgentTaskStatus::waiting && rank != LineRank::quiet)
+            project.first = std::min(project.first, {rank != LineRank::urgent, change, place});
+        if (const std::optional<QDateTime> end = line.freshUntil(); end && rank == LineRank::quiet)
             project.from = std::max(project.from, end->toMSecsSinceEpoch());
         else if (end)
             project.until = std::min(project.until, end->toMSecsSinceEpoch());
-        project.idle += rank == Rank::Quiet ? 1 : 0;
+        project.idle += rank == LineRank::quiet ? 1 : 0;
         project.newest = std::max(project.newest, change);
-        shown.push_back({&line, rank, rank == Rank::FreshReply ? change : -change});
+        shown.push_back({&line, rank, rank == LineRank::freshWaiting ? change : -change});
     }
     project.group = {before.group.name, inOrder(shown), before.group.revision};
-    if (!shown.empty())
-        project.rank = shown.front().rank;
+    project.section = project.group.section(now);
+    project.isUrgent = project.group.isUrgent();
     // Lines that are the same stand in other lists only if one of them has faded.
     if (project.group != before.group || project.idle != before.idle)
         project.group.revision = ++lastRevision;

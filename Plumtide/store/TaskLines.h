@@ -6,7 +6,6 @@
 
 #include <limits>
 #include <tuple>
-#include <vector>
 
 /// All task lines in stored order, and the queries of the board (described at TaskStore's functions of the same names).
 /// The lines of each project are kept grouped: a query makes again only the groups of those projects of which a line
@@ -23,6 +22,7 @@ public:
     };
     using Sections = std::array<QList<ProjectGroup>, allProjectSections.size()>;
 
+    void set(const QList<AgentTask> &lines);
     void take(const QList<Edit> &edits); ///< One after the other.
     [[nodiscard]] const QList<AgentTask> &lines() const { return m_lines; }
     [[nodiscard]] qsizetype placeOf(const QString &id) const; ///< Of the first such line; one past the last for none.
@@ -37,9 +37,6 @@ public:
     [[nodiscard]] Sections sections(const QDateTime &now) const;
 
 private:
-    /// The position class of a line inside its project; lower comes first.
-    enum class Rank { Urgent, FreshReply, Running, Quiet };
-    struct Ranked;
     /// Which of the waiting lines comes first: whether it is not urgent, since when it waits, its place.
     using Turn = std::tuple<bool, qint64, qsizetype>;
     static constexpr qint64 longAgo = std::numeric_limits<qint64>::min(); // milliseconds, as all times here
@@ -50,7 +47,8 @@ private:
     {
         QList<qsizetype> places; // of all its lines, ascending
         ProjectGroup group;      // without lines where none is shown
-        Rank rank = Rank::Quiet; // of the group's first line
+        ProjectSection section = ProjectSection::quiet;
+        bool isUrgent = false;
         qint64 newest = longAgo; // change of a line of the group
         Turn first{true, never, 0};
         int urgent = 0;
@@ -61,13 +59,13 @@ private:
         qint64 until = longAgo;
     };
 
-    void file(qsizetype place);
     void fileAnew();
+    void file(qsizetype place);
     [[nodiscard]] bool passesFilter(const AgentTask &line) const;
-    [[nodiscard]] static Rank rankOf(const AgentTask &line, const QDateTime &now);
-    [[nodiscard]] static QList<AgentTask> inOrder(std::vector<Ranked> &lines);
     [[nodiscard]] Project made(const Project &before, const QDateTime &now) const;
     [[nodiscard]] const QHash<QString, Project> &projects(const QDateTime &now) const;
+    template <typename Count>
+    [[nodiscard]] int total(const QDateTime &now, Count count) const;
 
     QList<AgentTask> m_lines;
     QHash<QString, qsizetype> m_places; // of the first line with an id

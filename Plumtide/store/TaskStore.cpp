@@ -76,6 +76,16 @@ QString TaskStore::eventsFile() const
     return m_tavvelDir + u"/events.jsonl"_s;
 }
 
+void TaskStore::setTasks(QList<AgentTask> tasks)
+{
+    for (AgentTask &line : tasks)
+        line = storable(std::move(line), now());
+    Q_EMIT objectWillChange();
+    m_board.set(tasks);
+    m_file->linesChanged();
+    save();
+}
+
 void TaskStore::setSourceFilter(std::optional<TaskSource> source)
 {
     Q_EMIT objectWillChange();
@@ -91,11 +101,11 @@ void TaskStore::apply(const HookEvent &event)
 
 void TaskStore::sweep()
 {
-    std::optional<ClaudeSessions> sessions;
+    ClaudeSessions sessions;
     if (const QSet<QString> quiet = m_board.quietSessions(now()); !quiet.isEmpty())
         sessions =
             aliveClaudeSessionIds(m_environment.home + u"/.claude/sessions"_s, quiet, m_environment.processExists);
-    make(m_board.sweep(now(), sessions ? sessions->seen - sessions->alive : QSet<QString>()));
+    make(m_board.sweep(now(), sessions.seen - sessions.alive));
     m_file->startFlushing(); // and not a second later: that would wake the program once more
     // Ages and markings on the board depend on the time alone.
     Q_EMIT objectWillChange();
@@ -106,17 +116,9 @@ QList<ProjectGroup> TaskStore::projectGroups(ProjectSection in) const
     return sections()[static_cast<std::size_t>(in)];
 }
 
-QList<ProjectGroup> TaskStore::projectGroups() const
-{
-    QList<ProjectGroup> groups;
-    for (const QList<ProjectGroup> &section : sections())
-        groups += section;
-    return groups;
-}
-
 void TaskStore::make(const Board::Changes &changes)
 {
-    for (const Notice &notice : changes.notices) {
+    for (const Board::Notice &notice : changes.notices) {
         if (m_notify)
             m_notify(notice.title, notice.body, notice.id);
     }
@@ -131,7 +133,7 @@ void TaskStore::make(const Board::Changes &changes)
 
 void TaskStore::load()
 {
-    m_board.take(m_board.setLines(m_file->load(), now()).steps.first());
+    m_board.set(m_file->load());
     m_loaded = true;
 }
 

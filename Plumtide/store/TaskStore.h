@@ -54,7 +54,7 @@ public:
     [[nodiscard]] QString eventsFile() const;
 
     [[nodiscard]] const QList<AgentTask> &tasks() const { return m_board.lines(); } ///< All lines, in stored order.
-    void setTasks(const QList<AgentTask> &tasks) { make(m_board.setLines(tasks, now())); }
+    void setTasks(QList<AgentTask> tasks);
     [[nodiscard]] std::optional<TaskSource> sourceFilter() const { return m_board.sourceFilter(); } ///< Absent: all.
     void setSourceFilter(std::optional<TaskSource> source);
     [[nodiscard]] bool hasSeenClaudeEvent() const { return m_hasSeenClaudeEvent; }
@@ -76,7 +76,6 @@ public:
     /// first, then the latest change first, then by name. The price is that of the projects, not of the lines.
     [[nodiscard]] Board::Sections sections() const { return m_board.sections(now()); }
     [[nodiscard]] QList<ProjectGroup> projectGroups(ProjectSection in) const; ///< Those of one section.
-    [[nodiscard]] QList<ProjectGroup> projectGroups() const;                  ///< Those of all.
 
     /// Stores a line from the edit form, with the current time.
     void upsert(AgentTask task) { make(m_board.upsert(std::move(task), now())); }
