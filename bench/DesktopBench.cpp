@@ -18,7 +18,7 @@ constexpr QSize panelSize{400, 560};
 
 void fill(const Workspace &home)
 {
-    home.write(home.tasksFile(), TaskFile::encode(Board::lines(200, QDateTime::currentDateTimeUtc())));
+    home.write(home.tasksFile(), TaskFile::encode(SampleBoard::lines(200, QDateTime::currentDateTimeUtc())));
 }
 
 void end(Child &program)

@@ -75,7 +75,7 @@ private:
     static std::unique_ptr<Workspace> filled(int x)
     {
         auto home = std::make_unique<Workspace>();
-        home->write(home->tasksFile(), TaskFile::encode(Board::lines(200, QDateTime::currentDateTimeUtc())));
+        home->write(home->tasksFile(), TaskFile::encode(SampleBoard::lines(200, QDateTime::currentDateTimeUtc())));
         home->write(home->logFile(), {});
         home->write(home->defaultsFile(),
                     "[General]\nminiBoardEnabled=true\nminiBoardOrigin=" + QByteArray::number(x) + ", 50\n");

@@ -83,7 +83,7 @@ int main(int argc, char **argv)
 {
     const bool isQuick = Report::isQuick(argc, argv);
     const QDateTime now = QDateTime::currentDateTimeUtc();
-    const QByteArray tasks = TaskFile::encode(Board::lines(200, now));
+    const QByteArray tasks = TaskFile::encode(SampleBoard::lines(200, now));
     const Workspace ourHome;
     const Workspace bareHome;
     ourHome.write(ourHome.tasksFile(), tasks);

@@ -18,7 +18,7 @@ int main(int argc, char **argv)
     const Workspace workspace;
     const QByteArray rawPath = QFile::encodeName(workspace.path(u".tavvel/raw.json"_s));
     const QDateTime now = QDateTime::currentDateTimeUtc();
-    QList<AgentTask> lines = Board::lines(200, now);
+    QList<AgentTask> lines = SampleBoard::lines(200, now);
     TaskFile file(workspace.tasksFile(), {workspace.defaultsFile()});
     const auto save = [&] {
         if (!file.save(lines))

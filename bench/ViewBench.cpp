@@ -53,7 +53,7 @@ struct Scene
         workspace.write(workspace.path(u".claude/settings.json"_s), R"({"hooks":"tavvel-hook.sh"})");
         workspace.write(workspace.path(u".codex/config.toml"_s), "notify = [\"codex-notify.sh\"]\n");
         workspace.write(workspace.tasksFile(),
-                        TaskFile::encode(Board::lines(lineCount, QDateTime::currentDateTimeUtc(), projectCount)));
+                        TaskFile::encode(SampleBoard::lines(lineCount, QDateTime::currentDateTimeUtc(), projectCount)));
         environment.defaults->setBoolean(u"tavvel.claude.hasSeenEvent"_s, true);
         store = std::make_unique<TaskStore>(environment);
         installer = std::make_unique<HooksInstaller>(environment);
@@ -73,7 +73,7 @@ struct Scene
     {
         static bool isEven = false;
         isEven = !isEven; // so that the text changes, too
-        store->apply({.sessionId = Board::sessionId(line),
+        store->apply({.sessionId = SampleBoard::sessionId(line),
                       .hookEventName = u"PostToolUse"_s,
                       .cwd = {},
                       .toolName = isEven ? u"Edit"_s : u"Bash"_s,

@@ -104,22 +104,27 @@ void EventLog::handOver(QByteArrayView line) const
         qCDebug(intakeLog) << "no event:" << line.first(qMin<qsizetype>(line.size(), 200)).toByteArray();
 }
 
+bool EventLog::isReadAndLarge() const
+{
+    // A log of another length is not read to its end, or is another one than the one that was read.
+    return storedOffset() > rotateAboveBytes && AppendedFile(m_path).size() == storedOffset();
+}
+
 void EventLog::rotateIfNeeded()
 {
-    const qint64 offset = storedOffset();
-    // A log of another length is not read to its end, or is another one than the one that was read.
-    if (offset <= rotateAboveBytes || !AppendedFile::empty(m_path, offset))
+    if (!isReadAndLarge() || m_isStopping || !AppendedFile::empty(m_path, storedOffset()))
         return;
-    qCDebug(intakeLog) << "emptied the log, all" << offset << "bytes of it were read";
+    qCDebug(intakeLog) << "emptied the log, all" << storedOffset() << "bytes of it were read";
     m_defaults->setNumber(offsetKey, 0);
 }
 
-void EventLog::forEachLine(const QString &path, const std::function<bool(QByteArrayView)> &visit)
+bool EventLog::lookBack(const std::function<bool(QByteArrayView)> &visit)
 {
-    const AppendedFile log(path);
-    Blocks blocks(log, 0);
-    for (QByteArrayView block = blocks.next(); !block.isEmpty() && forEachPiece(block, visit); block = blocks.next()) {
-    }
+    const AppendedFile log(m_path);
+    Blocks blocks(log, m_lookedBack);
+    const QByteArrayView block = m_lookedBack < storedOffset() ? blocks.next() : QByteArrayView();
+    m_lookedBack = blocks.offset();
+    return !block.isEmpty() && forEachPiece(block, visit);
 }
 
 qint64 EventLog::storedOffset() const

@@ -39,9 +39,12 @@ public:
     /// Makes a running `readNewLines` return after the lines whose position it has stored. Any thread.
     void stopReading() { m_isStopping = true; }
 
-    /// Calls `visit` with every complete line of the log at `path`, from the start, without moving the position,
-    /// until it returns false.
-    static void forEachLine(const QString &path, const std::function<bool(QByteArrayView)> &visit);
+    /// Whether `rotateIfNeeded` has something to do, unless somebody else has the log open.
+    [[nodiscard]] bool isReadAndLarge() const;
+
+    /// Calls `visit` with the next lines, some kilobytes of them, of what has been read, from the start of the log on,
+    /// without moving the position. False when there are no more, or `visit` returned false because it wants none.
+    bool lookBack(const std::function<bool(QByteArrayView)> &visit);
 
 private:
     [[nodiscard]] qint64 storedOffset() const;
@@ -50,5 +53,6 @@ private:
     const QString m_path;
     const std::shared_ptr<Defaults> m_defaults;
     const OnEvent m_onEvent;
+    qint64 m_lookedBack = 0; // up to here
     std::atomic<bool> m_isStopping = false;
 };

@@ -2,6 +2,8 @@
 
 #include <pthread.h>
 
+using namespace std::chrono_literals;
+
 EventWatcher::EventWatcher(const QString &logPath, std::shared_ptr<Defaults> defaults, OnEvent onEvent,
                            std::chrono::milliseconds pollEvery)
     : m_pollEvery(pollEvery),
@@ -33,10 +35,20 @@ void EventWatcher::stop()
 void EventWatcher::run()
 {
     ::pthread_setname_np(::pthread_self(), "tavvel.eventwat"); // 15 bytes are the longest
+    // What is about to be emptied is visited before; else new lines come first.
+    while (m_log.isReadAndLarge() && visitOld() && m_watch.wait(0ms)) {
+    }
     m_log.rotateIfNeeded();
     do {
         m_watch.attach(); // before the read: what comes between the two is reported
         m_log.readNewLines();
         m_defaults->writeAgain(); // a full disk may have room again
-    } while (m_watch.wait(m_pollEvery));
+    } while (m_watch.wait(visitOld() ? 0ms : m_pollEvery));
+}
+
+bool EventWatcher::visitOld()
+{
+    if (m_visitOld && !m_log.lookBack(m_visitOld))
+        m_visitOld = nullptr;
+    return m_visitOld != nullptr;
 }

@@ -23,6 +23,9 @@ public:
                  std::chrono::milliseconds pollEvery = pollInterval);
     ~EventWatcher(); ///< As `stop`.
 
+    /// Calls `visit`, on the watcher's thread and before any older line is lost, with the lines that were read in
+    /// earlier lives, until it returns false. New lines do not wait for it. Before `start`.
+    void lookBack(std::function<bool(QByteArrayView line)> visit) { m_visitOld = std::move(visit); }
     void start(); ///< Returns at once; call it once.
 
     /// Reads nothing more. Every event whose place in the log is stored as read has been handed over when it
@@ -31,10 +34,12 @@ public:
 
 private:
     void run();
+    bool visitOld(); // some lines; false when there is no more to be seen
 
     const std::chrono::milliseconds m_pollEvery;
     const std::shared_ptr<Defaults> m_defaults;
     EventLog m_log;
     FileWatch m_watch;
+    std::function<bool(QByteArrayView)> m_visitOld;
     std::thread m_thread;
 };

@@ -1,12 +1,13 @@
 #include "Plumtide/intake/HookEvent.h"
 
-#include "Plumtide/model/Texts.h"
+#include "Plumtide/model/AgentTask.h"
+#include "Plumtide/model/JsonMember.h"
+#include "Plumtide/model/WellFormed.h"
+#include "Plumtide/system/Characters.h"
 
 #include <QJsonDocument>
-#include <QJsonObject>
-#include <QTextBoundaryFinder>
 
-#include <array>
+#include <algorithm>
 #include <cmath>
 
 using namespace Qt::StringLiterals;
@@ -15,66 +16,26 @@ namespace {
 
 constexpr qsizetype summaryLength = 40; // user-perceived characters
 
-// The first and the last millisecond that a stored time can name: years 1 to 9999.
-const qint64 earliestMsecs = QDateTime({1, 1, 1}, {0, 0}, Qt::UTC).toMSecsSinceEpoch();
-const qint64 latestMsecs = QDateTime({9999, 12, 31}, {23, 59, 59, 999}, Qt::UTC).toMSecsSinceEpoch();
-
-// Reads the members of one event and remembers whether any of them had another type.
-class MemberReader
+// Whether the texts in `line` are written as JSON has it. Qt takes any other character after a backslash for itself,
+// and control characters as they are.
+bool hasStrictTexts(QByteArrayView line)
 {
-public:
-    explicit MemberReader(const QJsonObject &object) : m_object(object) {}
-
-    std::optional<QString> text(QLatin1StringView key)
-    {
-        const QJsonValue value = m_object.value(key);
-        if (isAbsent(value))
-            return std::nullopt;
-        m_isFit = m_isFit && value.isString();
-        return wellFormed(value.toString());
+    bool isInText = false;
+    for (qsizetype i = 0; i < line.size(); ++i) {
+        const char byte = line[i];
+        if (byte == '"')
+            isInText = !isInText;
+        else if (isInText && static_cast<uchar>(byte) < 0x20)
+            return false;
+        else if (isInText && byte == '\\' && (++i == line.size() || !QByteArrayView("\"\\/bfnrtu").contains(line[i])))
+            return false;
     }
-
-    std::optional<double> number(QLatin1StringView key)
-    {
-        const QJsonValue value = m_object.value(key);
-        if (isAbsent(value))
-            return std::nullopt;
-        m_isFit = m_isFit && value.isDouble();
-        return value.toDouble();
-    }
-
-    std::optional<JSONValue::Object> object(QLatin1StringView key)
-    {
-        const QJsonValue value = m_object.value(key);
-        if (isAbsent(value))
-            return std::nullopt;
-        m_isFit = m_isFit && value.isObject();
-        if (!m_isFit)
-            return std::nullopt;
-        return std::get<JSONValue::Object>(JSONValue::from(value).value);
-    }
-
-    [[nodiscard]] bool isFit() const { return m_isFit; }
-
-private:
-    static bool isAbsent(const QJsonValue &value) { return value.isUndefined() || value.isNull(); }
-
-    const QJsonObject &m_object;
-    bool m_isFit = true;
-};
+    return true;
+}
 
 bool isNewline(QChar unit)
 {
-    switch (unit.unicode()) {
-    case 0x000A:
-    case 0x000B:
-    case 0x000C:
-    case 0x000D:
-    case 0x0085:
-    case 0x2028:
-    case 0x2029: return true;
-    default: return false;
-    }
+    return (unit >= u'\n' && unit <= u'\r') || unit == u'\x85' || unit == u'\u2028' || unit == u'\u2029';
 }
 
 bool isBlank(QChar unit)
@@ -82,62 +43,30 @@ bool isBlank(QChar unit)
     return unit == u'\t' || unit.category() == QChar::Separator_Space;
 }
 
-// The lines of `text` joined with spaces, without leading blanks, and not much longer than `most` code units: a
-// prompt may have a megabyte, of which a few characters are shown.
-QString joinedLines(const QString &text, qsizetype most)
-{
-    QString result;
-    bool isBetweenPieces = false;
-    for (QChar unit : text) {
-        if (isNewline(unit)) {
-            isBetweenPieces = true;
-            continue;
-        }
-        if (result.isEmpty() && isBlank(unit))
-            continue;
-        if (isBetweenPieces && !result.isEmpty())
-            result.append(u' ');
-        isBetweenPieces = false;
-        result.append(unit);
-        if (result.size() > most && !isBlank(unit))
-            break;
-    }
-    return result;
-}
-
 } // namespace
 
 std::optional<HookEvent> HookEvent::decode(QByteArrayView line)
 {
     const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromRawData(line.data(), line.size()));
-    if (!document.isObject())
+    if (!document.isObject() || !hasStrictTexts(line))
         return std::nullopt;
-
-    const QJsonObject object = document.object();
-    MemberReader reader(object);
     HookEvent event;
-    event.sessionId = reader.text("session_id"_L1);
-    event.hookEventName = reader.text("hook_event_name"_L1);
-    event.cwd = reader.text("cwd"_L1);
-    event.toolName = reader.text("tool_name"_L1);
-    event.prompt = reader.text("prompt"_L1);
-    event.assistant = reader.text("assistant"_L1);
-    event.toolInput = reader.object("tool_input"_L1);
-    event.tavvelTs = reader.number("tavvel_ts"_L1);
-    if (!reader.isFit())
-        return std::nullopt;
-    return event;
+    const bool isFit = readMember(document["session_id"_L1], event.sessionId)
+        && readMember(document["hook_event_name"_L1], event.hookEventName) && readMember(document["cwd"_L1], event.cwd)
+        && readMember(document["tool_name"_L1], event.toolName) && readMember(document["prompt"_L1], event.prompt)
+        && readMember(document["assistant"_L1], event.assistant)
+        && readMember(document["tool_input"_L1], event.toolInput)
+        && readMember(document["tavvel_ts"_L1], event.tavvelTs);
+    return isFit ? std::optional(event) : std::nullopt;
 }
 
 QDateTime HookEvent::date(const QDateTime &now) const
 {
-    if (!tavvelTs)
+    constexpr double longest = 1e12; // seconds, so that milliseconds are a whole number; NaN is not within it, either
+    if (!tavvelTs || !(std::abs(*tavvelTs) < longest))
         return now;
-    const double msecs = std::floor(*tavvelTs * 1000.0);
-    // Written so that a NaN is turned away, too.
-    if (!(msecs >= static_cast<double>(earliestMsecs) && msecs <= static_cast<double>(latestMsecs)))
-        return now;
-    return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(msecs), Qt::UTC);
+    const QDateTime time = QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(std::floor(*tavvelTs * 1000)), Qt::UTC);
+    return isStorable(time) ? time : now;
 }
 
 bool HookEvent::isCodex() const
@@ -147,42 +76,29 @@ bool HookEvent::isCodex() const
 
 std::optional<QString> HookEvent::toolInputSummary() const
 {
-    if (!toolInput)
-        return std::nullopt;
-    static const std::array keys{u"command"_s, u"file_path"_s,   u"path"_s,  u"pattern"_s,
-                                 u"url"_s,     u"description"_s, u"prompt"_s};
-    for (const QString &key : keys) {
-        const auto member = toolInput->constFind(key);
-        if (member == toolInput->constEnd())
-            continue;
-        const QString *text = member->string();
-        if (text && !text->isEmpty())
-            return squeeze(*text, summaryLength);
+    for (const auto key :
+         {"command"_L1, "file_path"_L1, "path"_L1, "pattern"_L1, "url"_L1, "description"_L1, "prompt"_L1}) {
+        const QString text = toolInput ? wellFormed(toolInput->value(key).toString()) : QString();
+        if (!text.isEmpty())
+            return squeeze(text, summaryLength);
     }
     return std::nullopt;
 }
 
 std::optional<QString> HookEvent::squeeze(const QString &text, qsizetype max)
 {
-    // A character has a handful of code units (a family of four has eleven).
-    constexpr qsizetype mostUnitsOfACharacter = 64;
-    const QString joined = joinedLines(text, max * mostUnitsOfACharacter);
-    qsizetype end = joined.size();
-    while (end > 0 && isBlank(joined.at(end - 1)))
-        --end;
-    if (end == 0)
+    QString line = text;
+    std::ranges::replace_if(line, isNewline, u'\n');
+    line = line.split(u'\n', Qt::SkipEmptyParts).join(u' ');
+    line.erase(std::ranges::find_if_not(line.crbegin(), line.crend(), isBlank).base(), line.cend());
+    line.erase(line.cbegin(), std::ranges::find_if_not(line, isBlank));
+    if (line.isEmpty())
         return std::nullopt;
-
-    const QString line = joined.first(end);
-    // A character has at least one code unit, so a short text needs no counting.
+    // A character has at least one code unit, so a short text needs no counting. It seldom has more than a handful (a
+    // family of four has eleven), but any number of marks may be heaped on one.
+    constexpr qsizetype mostUnitsOfACharacter = 64;
     if (line.size() <= max)
         return line;
-    QTextBoundaryFinder characters(QTextBoundaryFinder::Grapheme, line);
-    qsizetype cut = 0;
-    for (qsizetype count = 0; count < max; ++count) {
-        cut = characters.toNextBoundary();
-        if (cut < 0 || cut >= line.size())
-            return line;
-    }
-    return line.left(cut) + u'…';
+    const qsizetype cut = qMin(characterEnds(line, max).value(max - 1, line.size()), max * mostUnitsOfACharacter);
+    return cut < line.size() ? wellFormed(line.first(cut)) + u'…' : line;
 }

@@ -1,25 +1,27 @@
 #pragma once
 
-#include "Plumtide/intake/JSONValue.h"
-
 #include <QByteArrayView>
 #include <QDateTime>
+#include <QJsonObject>
 #include <QString>
 
 #include <optional>
+
+/// Any JSON value, as it arrives in the free-form part of an event; a JSON true is never a number, nor a number a bool.
+using JSONValue = QJsonValue;
 
 /// One line of the events log, as the hook scripts write it: one JSON object in UTF-8. A field is absent when its
 /// key is missing or null; keys other than these eight are ignored.
 struct HookEvent
 {
-    std::optional<QString> sessionId;           ///< "session_id"
-    std::optional<QString> hookEventName;       ///< "hook_event_name"; one that begins with "Codex" is Codex's.
-    std::optional<QString> cwd;                 ///< "cwd"
-    std::optional<QString> toolName;            ///< "tool_name"
-    std::optional<QString> prompt;              ///< "prompt"
-    std::optional<QString> assistant;           ///< "assistant"
-    std::optional<JSONValue::Object> toolInput; ///< "tool_input"
-    std::optional<double> tavvelTs;             ///< "tavvel_ts", seconds since 1970-01-01T00:00:00Z
+    std::optional<QString> sessionId;     ///< "session_id"
+    std::optional<QString> hookEventName; ///< "hook_event_name"; one that begins with "Codex" is Codex's.
+    std::optional<QString> cwd;           ///< "cwd"
+    std::optional<QString> toolName;      ///< "tool_name"
+    std::optional<QString> prompt;        ///< "prompt"
+    std::optional<QString> assistant;     ///< "assistant"
+    std::optional<QJsonObject> toolInput; ///< "tool_input"
+    std::optional<double> tavvelTs;       ///< "tavvel_ts", seconds since 1970-01-01T00:00:00Z
 
     bool operator==(const HookEvent &) const = default;
 
@@ -27,8 +29,7 @@ struct HookEvent
     /// nests deeper than 1,024 levels, or holds another type under one of the eight keys.
     [[nodiscard]] static std::optional<HookEvent> decode(QByteArrayView line);
 
-    /// When the event happened, in UTC. `now` stands in where the event has no time, or one outside the years 1 to
-    /// 9999, which could not be stored.
+    /// When the event happened, in UTC. `now` stands in where the event has no time, or one that could not be stored.
     [[nodiscard]] QDateTime date(const QDateTime &now) const;
 
     [[nodiscard]] bool isCodex() const; ///< False also when the event has no name.

@@ -1,8 +1,11 @@
 #include "Plumtide/model/AgentTask.h"
 
-#include "Plumtide/model/Texts.h"
+#include "Plumtide/model/JsonMember.h"
+#include "Plumtide/model/WellFormed.h"
 
 #include <QJsonArray>
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -11,124 +14,67 @@ namespace {
 constexpr qint64 fadedAfterSeconds = 3600;
 constexpr qint64 stuckAfterSeconds = 1800;
 
-bool isStorableTime(const QDateTime &time)
+constexpr std::array statusTexts{"waiting"_L1, "running"_L1, "shelved"_L1, "done"_L1};
+constexpr std::array sourceTexts{"Claude"_L1, "Codex"_L1, "Other"_L1};
+
+template <typename Case, typename Texts>
+std::optional<Case> caseOf(const Texts &texts, const QString &text)
 {
-    if (!time.isValid())
-        return false;
-    const int year = time.toUTC().date().year();
-    return year >= 1 && year <= 9999;
+    const auto found = std::ranges::find(texts, text);
+    return found == texts.end() ? std::nullopt : std::optional(static_cast<Case>(found - texts.begin()));
 }
 
 QString storedTime(const QDateTime &time)
 {
-    return time.toUTC().toString(u"yyyy-MM-dd'T'HH:mm:ss'Z'");
+    return time.toUTC().toString(Qt::ISODate);
 }
 
-std::optional<QDateTime> storedTimeFrom(const QString &text)
+bool readMember(const QJsonValue &value, AgentTaskStatus &member)
+{
+    const std::optional<AgentTaskStatus> status = agentTaskStatusFrom(value.toString());
+    member = status.value_or(AgentTaskStatus::waiting);
+    return status.has_value();
+}
+
+bool readMember(const QJsonValue &value, TaskSource &member)
+{
+    const std::optional<TaskSource> source = taskSourceFrom(value.toString());
+    member = source.value_or(TaskSource::other);
+    return source.has_value();
+}
+
+bool readMember(const QJsonValue &value, QDateTime &member)
 {
     // Qt's ISO parser alone would also take fractions, other zones and odd separators.
-    const QDateTime time = QDateTime::fromString(text, Qt::ISODate).toUTC();
-    if (!isStorableTime(time) || storedTime(time) != text)
-        return std::nullopt;
-    return time;
+    member = QDateTime::fromString(value.toString(), Qt::ISODate).toUTC();
+    return isStorable(member) && storedTime(member) == value.toString();
 }
-
-// Reads the fields of one stored object and remembers whether any of them was unfit.
-class RecordReader
-{
-public:
-    explicit RecordReader(const QJsonObject &object) : m_object(object) {}
-
-    QString text(const QString &key) { return textOf(m_object.value(key)); }
-
-    std::optional<QString> optionalText(const QString &key)
-    {
-        const QJsonValue value = m_object.value(key);
-        if (value.isUndefined() || value.isNull())
-            return std::nullopt;
-        return textOf(value);
-    }
-
-    std::optional<bool> optionalBool(const QString &key)
-    {
-        const QJsonValue value = m_object.value(key);
-        if (value.isUndefined() || value.isNull())
-            return std::nullopt;
-        m_isFit = m_isFit && value.isBool();
-        return value.toBool();
-    }
-
-    QList<QString> texts(const QString &key)
-    {
-        const QJsonValue value = m_object.value(key);
-        m_isFit = m_isFit && value.isArray();
-        QList<QString> result;
-        const QJsonArray array = value.toArray();
-        result.reserve(array.size());
-        for (const QJsonValue element : array)
-            result.append(textOf(element));
-        return result;
-    }
-
-    template <typename T>
-    T known(std::optional<T> value, T otherwise)
-    {
-        m_isFit = m_isFit && value.has_value();
-        return value.value_or(otherwise);
-    }
-
-    [[nodiscard]] bool isFit() const { return m_isFit; }
-
-private:
-    QString textOf(const QJsonValue &value)
-    {
-        m_isFit = m_isFit && value.isString();
-        return wellFormed(value.toString());
-    }
-
-    const QJsonObject &m_object;
-    bool m_isFit = true;
-};
 
 } // namespace
 
 QString storedText(AgentTaskStatus status)
 {
-    switch (status) {
-    case AgentTaskStatus::waiting: return u"waiting"_s;
-    case AgentTaskStatus::running: return u"running"_s;
-    case AgentTaskStatus::shelved: return u"shelved"_s;
-    case AgentTaskStatus::done: return u"done"_s;
-    }
-    Q_UNREACHABLE();
+    return statusTexts[static_cast<std::size_t>(status)];
 }
 
 QString storedText(TaskSource source)
 {
-    switch (source) {
-    case TaskSource::claude: return u"Claude"_s;
-    case TaskSource::codex: return u"Codex"_s;
-    case TaskSource::other: return u"Other"_s;
-    }
-    Q_UNREACHABLE();
+    return sourceTexts[static_cast<std::size_t>(source)];
 }
 
 std::optional<AgentTaskStatus> agentTaskStatusFrom(const QString &text)
 {
-    for (AgentTaskStatus status : allAgentTaskStatuses) {
-        if (storedText(status) == text)
-            return status;
-    }
-    return std::nullopt;
+    return caseOf<AgentTaskStatus>(statusTexts, text);
 }
 
 std::optional<TaskSource> taskSourceFrom(const QString &text)
 {
-    for (TaskSource source : allTaskSources) {
-        if (storedText(source) == text)
-            return source;
-    }
-    return std::nullopt;
+    return caseOf<TaskSource>(sourceTexts, text);
+}
+
+bool isStorable(const QDateTime &time)
+{
+    return !storedTime(time).isEmpty();
 }
 
 bool AgentTask::isAgentLine() const
@@ -143,7 +89,15 @@ bool AgentTask::isUrgent() const
 
 bool AgentTask::isFaded(const QDateTime &now) const
 {
-    return status == AgentTaskStatus::waiting && !isUrgent() && isOlderThan(updatedAt, fadedAfterSeconds, now);
+    const std::optional<QDateTime> end = freshUntil();
+    return end && *end < now;
+}
+
+std::optional<QDateTime> AgentTask::freshUntil() const
+{
+    if (status != AgentTaskStatus::waiting || isUrgent())
+        return std::nullopt;
+    return updatedAt.addSecs(fadedAfterSeconds);
 }
 
 bool AgentTask::isStuck(const QDateTime &now) const
@@ -198,24 +152,15 @@ QJsonObject toJson(const AgentTask &task)
 
 std::optional<AgentTask> agentTaskFrom(const QJsonObject &object)
 {
-    RecordReader reader(object);
     AgentTask task;
-    task.id = reader.text(u"id"_s);
-    task.title = reader.text(u"title"_s);
-    task.project = reader.text(u"project"_s);
-    task.source = reader.known(taskSourceFrom(reader.text(u"source"_s)), TaskSource::other);
-    task.status = reader.known(agentTaskStatusFrom(reader.text(u"status"_s)), AgentTaskStatus::waiting);
-    task.purpose = reader.text(u"purpose"_s);
-    task.currentState = reader.text(u"currentState"_s);
-    task.waitingReason = reader.optionalText(u"waitingReason"_s);
-    task.needsApproval = reader.optionalBool(u"needsApproval"_s);
-    task.titleEdited = reader.optionalBool(u"titleEdited"_s);
-    task.tags = reader.texts(u"tags"_s);
-    task.recentEvents = reader.texts(u"recentEvents"_s);
-    task.updatedAt = reader.known(storedTimeFrom(reader.text(u"updatedAt"_s)), QDateTime());
-    if (!reader.isFit())
-        return std::nullopt;
-    return task;
+    const auto read = [&object](QLatin1StringView key, auto &member) { return readMember(object.value(key), member); };
+    const bool isFit = read("id"_L1, task.id) && read("title"_L1, task.title) && read("project"_L1, task.project)
+        && read("source"_L1, task.source) && read("status"_L1, task.status) && read("purpose"_L1, task.purpose)
+        && read("currentState"_L1, task.currentState) && read("waitingReason"_L1, task.waitingReason)
+        && read("needsApproval"_L1, task.needsApproval) && read("titleEdited"_L1, task.titleEdited)
+        && read("tags"_L1, task.tags) && read("recentEvents"_L1, task.recentEvents)
+        && read("updatedAt"_L1, task.updatedAt);
+    return isFit ? std::optional(task) : std::nullopt;
 }
 
 AgentTask storable(AgentTask task, const QDateTime &now)
@@ -224,11 +169,9 @@ AgentTask storable(AgentTask task, const QDateTime &now)
         *text = wellFormed(std::move(*text));
     if (task.waitingReason)
         task.waitingReason = wellFormed(std::move(*task.waitingReason));
-    for (QList<QString> *list : {&task.tags, &task.recentEvents}) {
-        for (QString &text : *list)
-            text = wellFormed(std::move(text));
-    }
-    if (!isStorableTime(task.updatedAt))
+    for (QList<QString> *list : {&task.tags, &task.recentEvents})
+        std::ranges::transform(*list, list->begin(), wellFormed);
+    if (!isStorable(task.updatedAt))
         task.updatedAt = now;
     return task;
 }

@@ -26,6 +26,9 @@ inline constexpr std::array allTaskSources{TaskSource::claude, TaskSource::codex
 [[nodiscard]] std::optional<AgentTaskStatus> agentTaskStatusFrom(const QString &text);
 [[nodiscard]] std::optional<TaskSource> taskSourceFrom(const QString &text);
 
+/// Whether the stored form can name the moment: it is one of the years 1 to 9999.
+[[nodiscard]] bool isStorable(const QDateTime &time);
+
 /// One line on the board: a session that an agent's events keep up to date, or a task that the user entered.
 /// A plain value; all its rules are functions of it and of the time they are given.
 struct AgentTask
@@ -52,6 +55,8 @@ struct AgentTask
     [[nodiscard]] bool isUrgent() const;
     /// An agent's reply that has waited for more than an hour.
     [[nodiscard]] bool isFaded(const QDateTime &now) const;
+    /// The last moment before an agent's reply has faded; nothing where it never does.
+    [[nodiscard]] std::optional<QDateTime> freshUntil() const;
     /// A running agent line without a sound for more than half an hour.
     [[nodiscard]] bool isStuck(const QDateTime &now) const;
 };
@@ -74,5 +79,5 @@ struct AgentTask
 [[nodiscard]] std::optional<AgentTask> agentTaskFrom(const QJsonObject &object);
 
 /// The same line with everything replaced that its stored form could not carry back: lone surrogates and NULs in
-/// texts (by U+FFFD), and an `updatedAt` that is no time of the years 1 to 9999 (by `now`).
+/// texts (by U+FFFD), and an `updatedAt` that is not storable (by `now`).
 [[nodiscard]] AgentTask storable(AgentTask task, const QDateTime &now);

@@ -9,90 +9,81 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-bool isUrgentLine(const AgentTask &line)
+auto isIn(LineRank list, const QDateTime &now)
 {
-    return line.isUrgent();
-}
-
-bool isRunning(const AgentTask &line)
-{
-    return line.status == AgentTaskStatus::running;
-}
-
-auto isFreshWaitingAt(const QDateTime &now)
-{
-    return [&now](const AgentTask &line) {
-        return line.status == AgentTaskStatus::waiting && !line.isUrgent() && !line.isFaded(now);
+    return [list, &now](const AgentTask &line) {
+        return line.status != AgentTaskStatus::done && lineRank(line, now) == list;
     };
-}
-
-auto isQuietAt(const QDateTime &now)
-{
-    return [&now](const AgentTask &line) { return line.status == AgentTaskStatus::shelved || line.isFaded(now); };
 }
 
 template <typename Predicate>
 QList<AgentTask> linesWhere(const QList<AgentTask> &lines, Predicate predicate)
 {
     QList<AgentTask> result;
-    std::copy_if(lines.begin(), lines.end(), std::back_inserter(result), predicate);
+    std::ranges::copy_if(lines, std::back_inserter(result), predicate);
     return result;
 }
 
 } // namespace
 
+LineRank lineRank(const AgentTask &line, const QDateTime &now)
+{
+    if (line.isUrgent())
+        return LineRank::urgent;
+    if (line.status == AgentTaskStatus::waiting && !line.isFaded(now))
+        return LineRank::freshWaiting;
+    return line.status == AgentTaskStatus::running ? LineRank::running : LineRank::quiet;
+}
+
 QString label(ProjectSection section)
 {
-    switch (section) {
-    case ProjectSection::pending: return u"待处理"_s;
-    case ProjectSection::inProgress: return u"进行中"_s;
-    case ProjectSection::quiet: return u"暂无更新"_s;
-    }
-    Q_UNREACHABLE();
+    static const std::array labels{u"待处理"_s, u"进行中"_s, u"暂无更新"_s};
+    return labels[static_cast<std::size_t>(section)];
 }
 
 bool ProjectGroup::isUrgent() const
 {
-    return std::ranges::any_of(lines, isUrgentLine);
+    return std::ranges::any_of(lines, &AgentTask::isUrgent);
 }
 
 QList<AgentTask> ProjectGroup::urgentLines() const
 {
-    return linesWhere(lines, isUrgentLine);
+    return linesWhere(lines, [](const AgentTask &line) { return line.isUrgent(); });
 }
 
 QList<AgentTask> ProjectGroup::freshWaitingLines(const QDateTime &now) const
 {
-    return linesWhere(lines, isFreshWaitingAt(now));
+    return linesWhere(lines, isIn(LineRank::freshWaiting, now));
 }
 
 QList<AgentTask> ProjectGroup::runningLines() const
 {
-    return linesWhere(lines, isRunning);
+    return linesWhere(lines, [](const AgentTask &line) { return line.status == AgentTaskStatus::running; });
 }
 
 QList<AgentTask> ProjectGroup::quietLines(const QDateTime &now) const
 {
-    return linesWhere(lines, isQuietAt(now));
+    return linesWhere(lines, isIn(LineRank::quiet, now));
 }
 
 ProjectSection ProjectGroup::section(const QDateTime &now) const
 {
-    if (isUrgent() || std::ranges::any_of(lines, isFreshWaitingAt(now)))
+    const auto has = [&](LineRank list) { return std::ranges::any_of(lines, isIn(list, now)); };
+    if (has(LineRank::urgent) || has(LineRank::freshWaiting))
         return ProjectSection::pending;
-    return std::ranges::any_of(lines, isRunning) ? ProjectSection::inProgress : ProjectSection::quiet;
+    return has(LineRank::running) ? ProjectSection::inProgress : ProjectSection::quiet;
 }
 
 QString ProjectGroup::summaryText(const QDateTime &now) const
 {
     QStringList parts;
-    const auto add = [&parts](qsizetype count, const QString &suffix) {
-        if (count > 0)
-            parts.append(QString::number(count) + suffix);
+    const auto count = [&](LineRank list) { return std::ranges::count_if(lines, isIn(list, now)); };
+    const auto add = [&parts](qsizetype number, const QString &suffix) {
+        if (number > 0)
+            parts.append(QString::number(number) + suffix);
     };
-    add(std::ranges::count_if(lines, isUrgentLine) + std::ranges::count_if(lines, isFreshWaitingAt(now)),
-        u" 条等你处理"_s);
-    add(std::ranges::count_if(lines, isRunning), u" 条在跑"_s);
-    add(std::ranges::count_if(lines, isQuietAt(now)), u" 条没新动静"_s);
+    add(count(LineRank::urgent) + count(LineRank::freshWaiting), u" 条等你处理"_s);
+    add(count(LineRank::running), u" 条在跑"_s);
+    add(count(LineRank::quiet), u" 条没新动静"_s);
     return parts.join(u" · "_s);
 }

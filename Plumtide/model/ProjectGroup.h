@@ -2,6 +2,10 @@
 
 #include "Plumtide/model/AgentTask.h"
 
+/// The position class of a line inside its project, in this order. A line that is done has that of the quiet ones.
+enum class LineRank { urgent, freshWaiting, running, quiet };
+[[nodiscard]] LineRank lineRank(const AgentTask &line, const QDateTime &now);
+
 /// The three sections of the board, in the order in which they are shown.
 enum class ProjectSection { pending, inProgress, quiet };
 
@@ -11,20 +15,23 @@ inline constexpr std::array allProjectSections{ProjectSection::pending, ProjectS
 /// The section's label on the board: "待处理", "进行中", "暂无更新".
 [[nodiscard]] QString label(ProjectSection section);
 
-/// The lines of one project. Everything derived is a function of the lines and of `now`; each list keeps the
-/// order of `lines`. Lines that are done are in none of the lists.
+/// The lines of one project. Everything derived is a function of the lines and of `now`; each list has the lines of one
+/// rank, in the order of `lines`. Lines that are done are in none of the lists.
 struct ProjectGroup
 {
     QString name; ///< The project, and the group's identity.
     QList<AgentTask> lines;
+    /// Given by the board: groups of the same name and revision show the same. It changes with a line's content or
+    /// place, or the list that it is in, and with nothing else; no two boards of a process give the same one.
+    quint64 revision = 0;
 
-    bool operator==(const ProjectGroup &) const = default;
+    bool operator==(const ProjectGroup &other) const { return name == other.name && lines == other.lines; }
 
     [[nodiscard]] bool isUrgent() const; ///< Any of its lines is.
     [[nodiscard]] QList<AgentTask> urgentLines() const;
-    [[nodiscard]] QList<AgentTask> freshWaitingLines(const QDateTime &now) const; ///< Waiting, not urgent, not faded.
+    [[nodiscard]] QList<AgentTask> freshWaitingLines(const QDateTime &now) const;
     [[nodiscard]] QList<AgentTask> runningLines() const;
-    [[nodiscard]] QList<AgentTask> quietLines(const QDateTime &now) const; ///< Shelved and faded ones.
+    [[nodiscard]] QList<AgentTask> quietLines(const QDateTime &now) const; ///< Shelved or faded.
 
     [[nodiscard]] ProjectSection section(const QDateTime &now) const;
 

@@ -1,10 +1,10 @@
 #include "Plumtide/store/ClaudeSessions.h"
 
+#include "Plumtide/model/JsonMember.h"
 #include "Plumtide/system/Files.h"
 
 #include <QDir>
 #include <QJsonDocument>
-#include <QJsonObject>
 
 #include <cmath>
 #include <limits>
@@ -16,37 +16,34 @@ namespace {
 constexpr qint64 largestRecord = 1 << 20; // bytes; a real one has some 600
 
 // Zero and negative numbers name process groups when a signal is sent, so they are no process ids.
-std::optional<pid_t> pidFrom(const QJsonValue &value)
+bool isProcessId(double number)
 {
-    const double number = value.toDouble(0);
-    if (number < 1 || number > std::numeric_limits<pid_t>::max() || std::trunc(number) != number)
-        return std::nullopt;
-    return static_cast<pid_t>(number);
+    return number >= 1 && number <= std::numeric_limits<pid_t>::max() && std::trunc(number) == number;
 }
 
 } // namespace
 
-std::optional<ClaudeSessions> aliveClaudeSessionIds(const QString &directory, const ProcessProbe &processExists)
+ClaudeSessions aliveClaudeSessionIds(const QString &directory, const QSet<QString> &wanted,
+                                     const ProcessProbe &processExists)
 {
-    const QDir records(directory);
-    if (!records.isReadable())
-        return std::nullopt;
     ClaudeSessions sessions;
-    const QStringList names = records.entryList(QDir::Files | QDir::Hidden | QDir::System);
+    const QDir records(directory);
+    const QStringList names = records.entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::Unsorted);
     for (const QString &name : names) {
-        if (QFileInfo(name).completeBaseName().isEmpty() || !name.endsWith(u".json"_s))
-            continue; // a file that is called just ".json" has no extension
+        if (sessions.alive == wanted)
+            break;
+        if (!name.endsWith(".json"_L1) || name == ".json"_L1) // which has a name and no extension
+            continue;
         const Outcome<QByteArray> content = Files::read(records.filePath(name), largestRecord);
-        if (!content)
+        const QJsonDocument record = content ? QJsonDocument::fromJson(content.value()) : QJsonDocument();
+        QString sessionId;
+        double pid = 0;
+        if (!readMember(record["sessionId"_L1], sessionId) || !readMember(record["pid"_L1], pid) || !isProcessId(pid)
+            || !wanted.contains(sessionId))
             continue;
-        const QJsonObject record = QJsonDocument::fromJson(content.value()).object();
-        const QJsonValue sessionId = record.value("sessionId"_L1);
-        const std::optional<pid_t> pid = pidFrom(record.value("pid"_L1));
-        if (!sessionId.isString() || !pid)
-            continue;
-        sessions.seen.insert(sessionId.toString());
-        if (processExists(*pid))
-            sessions.alive.insert(sessionId.toString());
+        sessions.seen.insert(sessionId);
+        if (processExists(static_cast<pid_t>(pid)))
+            sessions.alive.insert(sessionId);
     }
     return sessions;
 }

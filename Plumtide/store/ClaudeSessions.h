@@ -5,17 +5,16 @@
 #include <QSet>
 #include <QString>
 
-#include <optional>
-
-/// The sessions of which Claude Code keeps a record, and those of them whose process exists.
+/// Sessions of which Claude Code keeps a record, and those of them whose process exists.
 struct ClaudeSessions
 {
     QSet<QString> seen;
     QSet<QString> alive;
 };
 
-/// Reads the records in `directory` (`~/.claude/sessions`): every file named "*.json" whose object has a text
-/// "sessionId" and a whole number "pid". Nothing when the directory cannot be listed; a record that cannot be read,
-/// or whose pid no process can have, is passed over: nothing is known of its session then.
-[[nodiscard]] std::optional<ClaudeSessions> aliveClaudeSessionIds(const QString &directory,
-                                                                  const ProcessProbe &processExists);
+/// Looks for the sessions `wanted` in the records in `directory` (`~/.claude/sessions`): every file named "*.json"
+/// whose object has a text "sessionId" and a whole number "pid". No further record is read once all of them are found
+/// alive. A record that cannot be read, or whose pid no process can have, is passed over: nothing is known of its
+/// session then.
+[[nodiscard]] ClaudeSessions aliveClaudeSessionIds(const QString &directory, const QSet<QString> &wanted,
+                                                   const ProcessProbe &processExists);

@@ -17,23 +17,8 @@ constexpr qint64 largestFile = qint64(1) << 30; // bytes; Qt's JSON reader takes
 // One record as it stands inside the array: indented, without the comma.
 QByteArray recordText(const AgentTask &line)
 {
-    // Printed inside an array of its own for the indentation; its brackets are cut off again.
-    const QByteArray array = QJsonDocument(QJsonArray{toJson(line)}).toJson(QJsonDocument::Indented);
-    const qsizetype begin = array.indexOf('\n') + 1;
-    const qsizetype end = array.lastIndexOf('\n', array.size() - 2);
-    return array.sliced(begin, end - begin);
-}
-
-void appendArray(QByteArray &content, const std::vector<QByteArray> &texts)
-{
-    content.append("[\n");
-    for (const QByteArray &text : texts) {
-        content.append(text);
-        content.append(",\n");
-    }
-    if (!texts.empty())
-        content.remove(content.size() - 2, 1);
-    content.append("]\n");
+    const QByteArray array = TaskFile::encode({line}); // "[\n", the record, "\n]\n"
+    return array.sliced(2, array.size() - 5);
 }
 
 } // namespace
@@ -63,21 +48,18 @@ Outcome<void> TaskFile::save(const QList<AgentTask> &lines)
     if (Outcome<void> moved = moveAside(); !moved)
         return moved;
 
-    m_texts.resize(static_cast<size_t>(lines.size()));
+    m_texts.resize(lines.size());
     for (qsizetype i = 0; i < lines.size(); ++i) {
-        QByteArray &text = m_texts[static_cast<size_t>(i)];
-        if (text.isEmpty())
-            text = recordText(lines.at(i));
+        if (m_texts.at(i).isEmpty())
+            m_texts[i] = recordText(lines.at(i));
     }
-    m_content.resize(0);
-    appendArray(m_content, m_texts);
-
+    const QByteArray content = "[\n" + m_texts.join(",\n") + (lines.isEmpty() ? "]\n" : "\n]\n");
     const Files::ReplaceOptions options{.flush = Files::Flush::Later};
-    Outcome<void> written = Files::replace(m_path, m_content, options);
+    Outcome<void> written = Files::replace(m_path, content, options);
     if (!written && written.failure().code == ENOENT) {
         if (Outcome<void> made = Files::makeDirectory(m_directory); !made)
             return made;
-        written = Files::replace(m_path, m_content, options);
+        written = Files::replace(m_path, content, options);
     }
     if (written)
         m_flush.written();
@@ -86,18 +68,22 @@ Outcome<void> TaskFile::save(const QList<AgentTask> &lines)
 
 void TaskFile::lineChanged(qsizetype index)
 {
-    if (static_cast<size_t>(index) < m_texts.size())
-        m_texts[static_cast<size_t>(index)].clear();
+    if (index < m_texts.size())
+        m_texts[index].clear();
+}
+
+void TaskFile::lineDropped(qsizetype index)
+{
+    if (index < m_texts.size())
+        m_texts.removeAt(index);
 }
 
 QByteArray TaskFile::encode(const QList<AgentTask> &lines)
 {
-    std::vector<QByteArray> texts;
+    QJsonArray records;
     for (const AgentTask &line : lines)
-        texts.push_back(recordText(line));
-    QByteArray content;
-    appendArray(content, texts);
-    return content;
+        records.append(toJson(line));
+    return QJsonDocument(records).toJson(QJsonDocument::Indented);
 }
 
 std::optional<QList<AgentTask>> TaskFile::decode(const QByteArray &content)

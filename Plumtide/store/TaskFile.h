@@ -4,12 +4,11 @@
 #include "Plumtide/system/DelayedFlush.h"
 #include "Plumtide/system/Outcome.h"
 
-#include <QByteArray>
+#include <QByteArrayList>
 #include <QList>
 #include <QString>
 
 #include <optional>
-#include <vector>
 
 /// The stored task lines: `tasks.json`, one JSON array of records, pretty-printed with sorted keys.
 /// The file is replaced as a whole on every save, so a reader or the next start never sees half of it; only the
@@ -25,11 +24,12 @@ public:
     /// second on) and counts as empty; so does one that cannot be read, which is moved aside before the first save.
     [[nodiscard]] QList<AgentTask> load();
 
-    /// Replaces the file. Before it, every line that changed must have been named by `lineChanged`, or all of them
-    /// by `linesChanged`; lines appended at the end are noticed.
+    /// Replaces the file. Before it, every line that was changed or dropped since the last save must have been named
+    /// here, in that order; lines appended at the end are noticed.
     Outcome<void> save(const QList<AgentTask> &lines);
     void lineChanged(qsizetype index);
-    void linesChanged() { m_texts.clear(); }
+    void lineDropped(qsizetype index);
+    void linesChanged() { m_texts.clear(); } ///< All of them.
 
     /// A save reaches the disk within a second by itself; this begins at once, and does not wait.
     void startFlushing() { m_flush.startFlushing(); }
@@ -45,7 +45,6 @@ private:
     const QString m_path;
     const QString m_directory;
     DelayedFlush m_flush;
-    bool m_mustMoveAside = false;    // a file that was not understood is still in the way
-    std::vector<QByteArray> m_texts; // the lines as saved last; an empty one must be encoded again
-    QByteArray m_content;            // kept for its memory
+    bool m_mustMoveAside = false; // a file that was not understood is still in the way
+    QByteArrayList m_texts;       // the lines as saved last; an empty one must be encoded again
 };

@@ -1,7 +1,9 @@
 #include "Plumtide/store/TaskStore.h"
 
 #include "Plumtide/intake/EventWatcher.h"
+#include "Plumtide/store/ClaudeSessions.h"
 #include "Plumtide/store/TaskFile.h"
+#include "Plumtide/system/Files.h"
 #include "Plumtide/system/MainThreadQueue.h"
 
 #include <cstdio>
@@ -33,8 +35,9 @@ TaskStore::TaskStore(Environment environment, QObject *parent)
 {
     if (!isOwner())
         return;
+    for (const QString &ours : {tasksFile(), m_environment.defaults->path()})
+        Files::removeTemporaries(ours);
     load();
-    refreshEventStateFromLog();
     startWatching();
 }
 
@@ -51,6 +54,8 @@ void TaskStore::finish()
     if (m_watcher)
         m_watcher->stop();
     m_events->runAll();
+    if (m_isBehind)
+        save(); // the disk may have room again
     m_file->flush();
     m_loaded = false;
     m_lock.release();
@@ -73,10 +78,10 @@ QString TaskStore::eventsFile() const
 
 void TaskStore::setTasks(QList<AgentTask> tasks)
 {
-    Q_EMIT objectWillChange();
-    m_tasks = std::move(tasks);
-    for (AgentTask &line : m_tasks)
+    for (AgentTask &line : tasks)
         line = storable(std::move(line), now());
+    Q_EMIT objectWillChange();
+    m_board.set(tasks);
     m_file->linesChanged();
     save();
 }
@@ -84,42 +89,51 @@ void TaskStore::setTasks(QList<AgentTask> tasks)
 void TaskStore::setSourceFilter(std::optional<TaskSource> source)
 {
     Q_EMIT objectWillChange();
-    m_sourceFilter = source;
+    m_board.setSourceFilter(source);
 }
 
-void TaskStore::replaceLine(qsizetype index, AgentTask line)
+void TaskStore::apply(const HookEvent &event)
 {
+    if (event.hookEventName)
+        markEventSeen(event.isCodex());
+    make(m_board.apply(event, now()));
+}
+
+void TaskStore::sweep()
+{
+    ClaudeSessions sessions;
+    if (const QSet<QString> quiet = m_board.quietSessions(now()); !quiet.isEmpty())
+        sessions =
+            aliveClaudeSessionIds(m_environment.home + u"/.claude/sessions"_s, quiet, m_environment.processExists);
+    make(m_board.sweep(now(), sessions.seen - sessions.alive));
+    m_file->startFlushing(); // and not a second later: that would wake the program once more
+    // Ages and markings on the board depend on the time alone.
     Q_EMIT objectWillChange();
-    m_tasks[index] = storable(std::move(line), now());
-    m_file->lineChanged(index);
-    save();
 }
 
-void TaskStore::appendLine(AgentTask line)
+QList<ProjectGroup> TaskStore::projectGroups(ProjectSection in) const
 {
-    Q_EMIT objectWillChange();
-    m_tasks.append(storable(std::move(line), now()));
-    save();
+    return sections()[static_cast<std::size_t>(in)];
 }
 
-qsizetype TaskStore::indexOf(const QString &id) const
+void TaskStore::make(const Board::Changes &changes)
 {
-    for (qsizetype i = 0; i < m_tasks.size(); ++i) {
-        if (m_tasks.at(i).id == id)
-            return i;
+    for (const Board::Notice &notice : changes.notices) {
+        if (m_notify)
+            m_notify(notice.title, notice.body, notice.id);
     }
-    return -1;
-}
-
-void TaskStore::notify(const QString &title, const QString &body, const QString &id) const
-{
-    if (m_notify)
-        m_notify(title, body, id);
+    for (const Board::Step &step : changes.steps) {
+        Q_EMIT objectWillChange();
+        m_board.take(step);
+        for (const auto &[place, line] : step)
+            line ? m_file->lineChanged(place) : m_file->lineDropped(place);
+        save();
+    }
 }
 
 void TaskStore::load()
 {
-    m_tasks = m_file->load();
+    m_board.set(m_file->load());
     m_loaded = true;
 }
 
@@ -127,39 +141,40 @@ void TaskStore::save()
 {
     if (!m_loaded)
         return;
-    if (const Outcome<void> saved = m_file->save(m_tasks); !saved) {
-        const QByteArray line = (u"Plumtide: 保存 tasks.json 失败 — "_s + saved.failure().sentence).toUtf8();
-        std::fprintf(stderr, "%s\n", line.constData());
-    }
+    const Outcome<void> saved = m_file->save(m_board.lines());
+    m_isBehind = !saved;
+    if (m_isBehind)
+        std::fprintf(stderr, "Plumtide: 保存 tasks.json 失败 — %s\n", qUtf8Printable(saved.failure().sentence));
 }
 
 void TaskStore::refreshEventStateFromLog()
 {
     if (m_hasSeenClaudeEvent && m_hasSeenCodexEvent)
         return;
-    EventLog::forEachLine(eventsFile(), [this](QByteArrayView line) {
-        // Most logs hold only one tool's events. Once that tool is known, a line that does not even mention the
-        // other one (which JSON might write with an escape) need not be decoded.
-        if (m_hasSeenClaudeEvent && !line.contains("Codex") && !line.contains("\\u00"))
-            return true;
-        const std::optional<HookEvent> event = HookEvent::decode(line);
-        if (event && event->hookEventName)
-            markEventSeen(event->isCodex() ? TaskSource::codex : TaskSource::claude);
-        return !(m_hasSeenClaudeEvent && m_hasSeenCodexEvent);
-    });
+    // On the watcher's thread: a log may have a gigabyte.
+    m_watcher->lookBack(
+        [this, isClaudeKnown = m_hasSeenClaudeEvent, isCodexKnown = m_hasSeenCodexEvent](QByteArrayView line) mutable {
+            // Most logs hold only one tool's events. Once that tool is known, a line that does not even mention the
+            // other one (which JSON might write with an escape) need not be decoded.
+            if (isClaudeKnown && !line.contains("Codex") && !line.contains("\\u00"))
+                return true;
+            const std::optional<HookEvent> event = HookEvent::decode(line);
+            if (!event || !event->hookEventName)
+                return true;
+            if (!std::exchange(event->isCodex() ? isCodexKnown : isClaudeKnown, true))
+                m_events->post([this, isCodex = event->isCodex()] { markEventSeen(isCodex); });
+            return !isClaudeKnown || !isCodexKnown;
+        });
 }
 
-void TaskStore::markEventSeen(TaskSource source)
+void TaskStore::markEventSeen(bool isCodex)
 {
-    if (source == TaskSource::other)
-        return;
-    const bool isClaude = source == TaskSource::claude;
-    bool &hasSeen = isClaude ? m_hasSeenClaudeEvent : m_hasSeenCodexEvent;
+    bool &hasSeen = isCodex ? m_hasSeenCodexEvent : m_hasSeenClaudeEvent;
     if (hasSeen)
         return;
     Q_EMIT objectWillChange();
     hasSeen = true;
-    m_environment.defaults->setBoolean(isClaude ? claudeSeenKey : codexSeenKey, true);
+    m_environment.defaults->setBoolean(isCodex ? codexSeenKey : claudeSeenKey, true);
 }
 
 void TaskStore::startWatching()
@@ -168,6 +183,7 @@ void TaskStore::startWatching()
     m_watcher = std::make_unique<EventWatcher>(eventsFile(), m_environment.defaults, [this](const HookEvent &event) {
         m_events->post([this, event] { apply(event); });
     });
+    refreshEventStateFromLog();
     m_watcher->start();
 
     m_sweepTimer.setInterval(sweepInterval);

@@ -1,33 +1,25 @@
 #pragma once
 
-#include "Plumtide/intake/HookEvent.h"
-#include "Plumtide/model/AgentTask.h"
-#include "Plumtide/model/ProjectGroup.h"
+#include "Plumtide/store/Board.h"
 #include "Plumtide/system/Environment.h"
 #include "Plumtide/system/HomeLock.h"
 
-#include <QList>
 #include <QObject>
-#include <QSet>
-#include <QString>
 #include <QTimer>
 
-#include <array>
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <optional>
 
 class EventWatcher;
 class MainThreadQueue;
 class TaskFile;
 
-/// The sole owner of all task lines: keeps them in `tasks.json`, applies the agents' events to them, closes lines
-/// whose agent has gone, and answers what the views show.
-/// Thread: the main thread, for everything. Its source is one file a concern: TaskStore.cpp (state and
-/// persistence), EventApplication.cpp, Sweep.cpp and BoardQueries.cpp (queries and the user's edits).
-/// Errors: none reach the caller. A save that fails is one line on standard error, the lines in memory stay, and
-/// the next change saves again.
+/// The sole owner of all task lines: keeps the board in `tasks.json`, tells it the agents' events and the time, and
+/// announces and saves what comes of that.
+/// Thread: the main thread, for everything.
+/// Errors: none reach the caller. A save that fails is one line on standard error; the lines in memory stay, and are
+/// saved by the next change, the next sweep, or at the end.
 class TaskStore final : public QObject
 {
     Q_OBJECT
@@ -61,9 +53,9 @@ public:
     [[nodiscard]] QString tasksFile() const;
     [[nodiscard]] QString eventsFile() const;
 
-    [[nodiscard]] const QList<AgentTask> &tasks() const { return m_tasks; } ///< All lines, in stored order.
+    [[nodiscard]] const QList<AgentTask> &tasks() const { return m_board.lines(); } ///< All lines, in stored order.
     void setTasks(QList<AgentTask> tasks);
-    [[nodiscard]] std::optional<TaskSource> sourceFilter() const { return m_sourceFilter; } ///< Absent: all sources.
+    [[nodiscard]] std::optional<TaskSource> sourceFilter() const { return m_board.sourceFilter(); } ///< Absent: all.
     void setSourceFilter(std::optional<TaskSource> source);
     [[nodiscard]] bool hasSeenClaudeEvent() const { return m_hasSeenClaudeEvent; }
     [[nodiscard]] bool hasSeenCodexEvent() const { return m_hasSeenCodexEvent; }
@@ -71,20 +63,23 @@ public:
     void apply(const HookEvent &event); ///< One event of the log: finds or makes its line and changes it.
     void sweep();                       ///< Warns of silent lines, closes those whose agent is gone, drops old ones.
 
-    [[nodiscard]] int urgentCount() const;   ///< Whatever the source filter says.
-    [[nodiscard]] int idleLineCount() const; ///< Shelved and faded lines, under the source filter.
+    [[nodiscard]] int urgentCount() const { return m_board.urgentCount(now()); } ///< Whatever the source filter says.
+    /// Shelved and faded lines, under the source filter.
+    [[nodiscard]] int idleLineCount() const { return m_board.idleLineCount(now()); }
     /// The lines of one status that are not faded, under the source filter: urgent ones first, then the longest
     /// wait first for waiting lines and the latest change first for others.
-    [[nodiscard]] QList<AgentTask> tasks(AgentTaskStatus in) const;
-    /// One group a project, in no order, of the lines that are not done, under the source filter.
-    [[nodiscard]] QList<ProjectGroup> projectGroups() const;
-    /// The groups of one section: those with urgent lines first, then the latest change first, then by name.
-    [[nodiscard]] QList<ProjectGroup> projectGroups(ProjectSection in) const;
-    /// Those of all three, in the order of `allProjectSections`, for little more than the price of one.
-    [[nodiscard]] std::array<QList<ProjectGroup>, allProjectSections.size()> sections() const;
+    [[nodiscard]] QList<AgentTask> tasks(AgentTaskStatus in) const { return m_board.tasks(in, now()); }
+    [[nodiscard]] int lineCount(AgentTaskStatus in) const { return m_board.lineCount(in, now()); } ///< How many.
+    /// The first of those that wait.
+    [[nodiscard]] std::optional<AgentTask> firstWaiting() const { return m_board.firstWaiting(now()); }
+    /// The lines that are not done, under the source filter, one group a project, by section: those with urgent lines
+    /// first, then the latest change first, then by name. The price is that of the projects, not of the lines.
+    [[nodiscard]] Board::Sections sections() const { return m_board.sections(now()); }
+    [[nodiscard]] QList<ProjectGroup> projectGroups(ProjectSection in) const; ///< Those of one section.
 
-    void upsert(AgentTask task); ///< Stores a line from the edit form, with the current time.
-    void setStatus(const QString &id, AgentTaskStatus status);
+    /// Stores a line from the edit form, with the current time.
+    void upsert(AgentTask task) { make(m_board.upsert(std::move(task), now())); }
+    void setStatus(const QString &id, AgentTaskStatus status) { make(m_board.setStatus(id, status, now())); }
 
 Q_SIGNALS:
     void objectWillChange(); ///< Before each change of a published field, and at the end of each sweep.
@@ -92,37 +87,22 @@ Q_SIGNALS:
 private:
     void load();
     void save();
+    void make(const Board::Changes &changes); // every change of a line
     void refreshEventStateFromLog();
-    void markEventSeen(TaskSource source);
+    void markEventSeen(bool isCodex);
     void startWatching();
-
-    /// Every change of a line ends in one of these, and each saves.
-    void replaceLine(qsizetype index, AgentTask line);
-    void appendLine(AgentTask line);
-
-    [[nodiscard]] qsizetype indexOf(const QString &id) const; // -1 when there is none
-    void addEvent(AgentTask &line, const QString &text, const QDateTime &at) const;
-    void notify(const QString &title, const QString &body, const QString &id) const;
     [[nodiscard]] QDateTime now() const { return m_environment.clock(); }
-    [[nodiscard]] bool passesFilter(const AgentTask &line) const;
-
-    void warnOfStuckLines();
-    void closeLinesOfEndedSessions();
-    void closeSilentLines();
-    void purgeOldLines();
-    void closeLine(qsizetype index, const QString &reason);
 
     const Environment m_environment;
     const QString m_tavvelDir;
     HomeLock m_lock;
     Notify m_notify;
 
-    QList<AgentTask> m_tasks;
-    std::optional<TaskSource> m_sourceFilter;
+    Board m_board;
     bool m_hasSeenClaudeEvent = false;
     bool m_hasSeenCodexEvent = false;
-    bool m_loaded = false; // until then nothing is saved: an empty list must never replace the file
-    QSet<QString> m_stuckNotified;
+    bool m_loaded = false;   // until then nothing is saved: an empty list must never replace the file
+    bool m_isBehind = false; // the file, since the last save failed
 
     std::unique_ptr<TaskFile> m_file;
     std::unique_ptr<MainThreadQueue> m_events; // on their way from the watcher's thread

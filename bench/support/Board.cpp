@@ -4,12 +4,12 @@
 
 using namespace Qt::StringLiterals;
 
-QString Board::sessionId(qsizetype index)
+QString SampleBoard::sessionId(qsizetype index)
 {
     return EventMix::sessionId(index);
 }
 
-QList<AgentTask> Board::lines(qsizetype count, const QDateTime &now, qsizetype projects)
+QList<AgentTask> SampleBoard::lines(qsizetype count, const QDateTime &now, qsizetype projects)
 {
     QList<AgentTask> result;
     for (qsizetype i = 0; i < count; ++i) {

@@ -5,7 +5,7 @@
 #include <QList>
 
 /// A board as it looks after a day with many sessions.
-namespace Board {
+namespace SampleBoard {
 
 /// The session of line `index`; the line's id is "cc-" and this.
 [[nodiscard]] QString sessionId(qsizetype index);
@@ -14,4 +14,4 @@ namespace Board {
 /// is "shop-" and the remainder of `index` by `projects`.
 [[nodiscard]] QList<AgentTask> lines(qsizetype count, const QDateTime &now, qsizetype projects = 12);
 
-} // namespace Board
+} // namespace SampleBoard

@@ -2,8 +2,6 @@
 
 #include "tests/support/TestHome.h"
 
-#include <QFileInfo>
-
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -31,7 +29,6 @@ TEST(Autostart, KeepsWhatTheUserHasWrittenAndNeverSaysOnWhenALoginStartsNothing)
     const QByteArray mine = "[Desktop Entry]\n# slow disk\nExec=~/plumtide --later\nX-Mine=1\n";
     const QByteArray byPath = "[Desktop Entry]\nExec=plumtide\n[Desktop Action x]\nHidden=true\n";
     const QByteArray gone = "[Desktop Entry]\nExec=/nowhere/plumtide\n";
-    const QByteArray otherEditors = "[Desktop Entry]\r\n Hidden = true \r\nExec=plumtide\r\n";
     const auto hidden = [](QByteArray content) { return content.replace("Entry]\n", "Entry]\nHidden=true\n"); };
     const struct
     {
@@ -45,7 +42,6 @@ TEST(Autostart, KeepsWhatTheUserHasWrittenAndNeverSaysOnWhenALoginStartsNothing)
         {mine, true, mine, hidden(mine)},
         {hidden(mine), false, mine, hidden(mine)},
         {mine + "X-GNOME-Autostart-enabled=false\n", false, mine, mine + "X-GNOME-Autostart-enabled=false\n"},
-        {otherEditors, false, "[Desktop Entry]\r\nExec=plumtide\r\n", otherEditors},
         {gone, false, "[Desktop Entry]\nExec=~/plumtide\nTryExec=~/plumtide\n", hidden(gone)},
         {byPath, true, byPath, hidden(byPath)},
         {"", false, own, ""},
@@ -66,24 +62,4 @@ TEST(Autostart, KeepsWhatTheUserHasWrittenAndNeverSaysOnWhenALoginStartsNothing)
             EXPECT_EQ(home.exists(entry) ? home.read(entry) : none, real(isOn ? row.on : row.off));
         }
     }
-}
-
-TEST(Autostart, NamesAnyProgramAsADesktopEntryWantsAndKeepsALink)
-{
-    const TestHome home;
-    const std::pair<QString, QByteArray> rows[] = {{u"two words"_s, "\"~/two words\""},
-                                                   {u"100%u"_s, "~/100%%u"},
-                                                   {u"a\"b`c$d"_s, R"("~/a\\"b\\`c\\$d")"},
-                                                   {u"back\\slash"_s, R"("~/back\\\\slash")"}};
-    for (auto [name, exec] : rows) {
-        const Autostart named(home.path(entry), addProgram(home, name));
-        ASSERT_TRUE(named.setOn(true) && named.isOn());
-        EXPECT_TRUE(home.read(entry).contains("\nExec=" + exec.replace("~", home.path().toUtf8()) + "\n"));
-        ASSERT_TRUE(named.setOn(false));
-    }
-    EXPECT_FALSE(Autostart(home.path(entry), home.path(u"two\nlines"_s)).setOn(true));
-    const Autostart linked(home.path(entry), addProgram(home, u"plumtide"_s));
-    ASSERT_TRUE(linked.setOn(true) && QFile::rename(home.path(entry), home.path(u"kept"_s))
-                && QFile::link(home.path(u"kept"_s), home.path(entry)));
-    EXPECT_TRUE(linked.setOn(false) && QFileInfo(home.path(entry)).isSymLink() && !linked.isOn());
 }

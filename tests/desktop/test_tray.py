@@ -1,3 +1,4 @@
+import html
 import unittest
 from collections import Counter
 
@@ -19,13 +20,15 @@ class TrayTest(unittest.TestCase):
     def until_counted(self, text):
         until(lambda: self.app.tooltip() == text, f'the item says {text}')
 
-    def approve(self, session, **members):
+    def approve(self, session, command=None):
         """What is notified then; the session had its turn before."""
         before = len(desktop().notified())
         self.app.home.hook('Stop', session)
         self.app.home.hook('UserPromptSubmit', session)
-        self.app.home.hook('PermissionRequest', session, **members)
-        return until(lambda: desktop().notified()[before:], 'it is notified')[0]
+        command = command or f'step {before}'
+        self.app.home.hook('PermissionRequest', session, tool_input={'command': command})
+        return until(lambda: [told for told in desktop().notified()[before:] if command in html.unescape(told[4])],
+                     f'{command} is notified')[0]
 
     def test_the_number_is_drawn_after_a_start_follows_what_changes_it_and_is_not_sent_again_by_anything_else(self):
         app, heard = self.start(*URGENT), Counter()
@@ -80,31 +83,39 @@ class TrayTest(unittest.TestCase):
     def test_a_notification_is_whole_replaces_its_line_s_own_and_opens_the_panel_and_any_service_will_do(self):
         desktop().use(notifications=None)
         app = self.start()  # with a service that counts from 1
-        self.assertEqual(self.approve('s1', tool_input={'command': 'a <b> & c'}), [
+        self.assertEqual(self.approve('s1', 'a <b> & c'), [
             'Plumtide', 0, 'plumtide', 'shop', '有个操作需要你确认：Bash — a &lt;b&gt; &amp; c', ['default', '打开看板'],
             {'desktop-entry': 'plumtide', 'urgency': 1, 'sound-name': 'message-new-instant'}, -1])
         self.assertEqual([self.approve(session)[1] for session in ('s1', 's2', 's1', 's2')], [1, 0, 1, 2])
+        before = len(desktop().notified())
+        app.home.log(*[{'hook_event_name': event, 'session_id': 's9', 'prompt': 'hurry'}
+                       for event in ('UserPromptSubmit', 'PermissionRequest') * 5])  # of a burst the newest will do
+        until(lambda: desktop().notified()[before:], 'it is notified')
+        self.approve('s9')
+        self.approve('s1')  # answered after all that
+        self.assertEqual([told[1] for told in desktop().notified()[before:]][:2], [0, 3])
+        self.assertEqual({told[1] for told in desktop().notified()[before + 1:]}, {1, 3})
         desktop().tell_notified('NotificationClosed', 1, 'u', 2)
         self.assertEqual(self.approve('s1')[1], 0)
         desktop().tell_notified('ActionInvoked', 77, 's', 'default')
-        desktop().tell_notified('ActionInvoked', 3, 's', 'settings')
-        self.assertEqual(self.approve('s1')[1], 3)
+        desktop().tell_notified('ActionInvoked', 4, 's', 'settings')
+        self.assertEqual(self.approve('s1')[1], 4)
         self.assertIsNone(app.window(), 'neither was a click on one of its own')
-        desktop().tell_notified('ActionInvoked', 3, 's', 'default')
+        desktop().tell_notified('ActionInvoked', 4, 's', 'default')
         until(app.has_focus, 'the panel is open, with the focus')
         desktop().use(notifications=None)
         app.ask_approval('into the void', 's3')
         until(lambda: app.home.tasks().get('into the void', {}).get('needsApproval'), 'the event has arrived')
         desktop().use(notifications='body')
-        told = self.approve('s1', tool_input={'command': 'a < b'})
+        told = self.approve('s1', 'a < b')
         self.assertEqual(told[1:6], [0, 'plumtide', 'shop', '有个操作需要你确认：Bash — a < b', []])
 
     def test_the_item_comes_with_a_later_tray_and_back_with_a_restarted_one(self):
         self.start(tray=None)
-        for _ in range(2):
+        for button in (1, 2):
             desktop().use()
             self.until_counted('Plumtide')
-            self.app.click_item()
+            self.app.click_item(button)
             until(self.app.has_focus, 'the panel is open, with the focus')
             desktop().use(tray=None)
             desktop().do('key', 'Escape')

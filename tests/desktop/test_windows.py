@@ -1,6 +1,5 @@
 import unittest
 
-from gi.repository import Atspi
 from Xlib import X
 
 from driver.desktop import SIZE, App, desktop, states
@@ -53,9 +52,11 @@ class OnOpenbox(unittest.TestCase):
     def test_the_mini_board_floats_above_all_and_takes_no_focus(self):
         wanted = {desktop().x.intern_atom(f'_NET_WM_STATE_{state}')
                   for state in ('ABOVE', 'SKIP_TASKBAR', 'SKIP_PAGER')}
+        desktop().use(manager=self.manager, compositor='picom')
         self.show_board()
         self.app.choose('悬浮板')
         until(lambda: not self.app.window(240), 'it is hidden')
+        desktop().use(manager=self.manager)  # without a compositor what is transparent turns black
         self.show_board()  # window managers forget what a hidden window was
         x, y, width, height = self.place()
         self.assertEqual((x, y + height), (SIZE[0] - 280, desktop().top() + 140))
@@ -98,9 +99,8 @@ class OnXfwm4(OnOpenbox):
 
 class PanelTest(unittest.TestCase):
     def start(self, *lines):
-        desktop().use(tray=None, compositor='picom')
+        desktop().use(tray=None)
         app = self.enterContext(App(self, *lines))
-        app.home.hook('SessionStart')  # the first event of all replaces a hint
         app.open()
         return app
 
@@ -126,29 +126,8 @@ class PanelTest(unittest.TestCase):
         until(lambda: not app.elements('text', '标题'), 'the form is closed')
         self.assertTrue(app.has_focus(), 'and the panel is not')
 
-    def test_an_event_leaves_the_scroll_position_the_unfolded_row_and_the_focus_alone(self):
-        app = self.start(*[line(f'job {at:02}', project=f'shop {at:02}', id=f'cc-{at:02}', source='Claude',
-                                updatedAt=f'2026-01-01T00:00:{at:02}Z', status='shelved') for at in range(20)])
-
-        def seen():
-            at = app.focused()
-            box = at.get_extents(Atspi.CoordType.SCREEN)
-            return at.get_name()[:6], states(at), (box.width, box.height), (box.x, box.y)
-        app.find('list item', 'job 19')
-        app.keys('Plumtide', *['shift+Tab'] * 3)  # backwards: the two controls below the board, and its last row
-        app.keys('job 00', 'Return')
-        app.find('push button', '恢复')
-        before = until(lambda: (first := seen()) == seen() and first, 'it has come to rest')
-        self.assertIn('expanded', before[1])
-        app.home.hook('SessionStart', '10')  # leaves the order of the lines alone
-        until(lambda: app.home.tasks()['job 10']['recentEvents'], 'the event has arrived')
-        self.assertEqual(seen(), before)
-        app.home.hook('SessionEnd', '19')  # takes the first card away
-        until(lambda: not app.elements('list item', 'job 19'), 'the event has arrived')
-        self.assertEqual(seen()[:3], before[:3])
-
-    def test_a_screen_reader_hears_every_control_and_what_has_changed(self):
-        app = self.start(line('first', purpose='no dust'), line('second', status='waiting'))
+    def test_a_screen_reader_hears_of_every_control_and_of_what_has_changed(self):
+        app = self.start(line('first', purpose='no dust'))
         row = app.find('list item', 'first，其他，at work，刚刚')
         for word in ('expanded', 'collapsed'):
             app.press('list item', 'first')
@@ -157,6 +136,5 @@ class PanelTest(unittest.TestCase):
         until(lambda: not app.elements('push button', '搁置'), 'it is folded')
         told = [element.get_name() for element in until(app.elements, 'it is read')
                 if element.get_role_name() in ('heading', 'list', 'radio button', 'check box', 'push button')]
-        self.assertEqual(told, ['全部', 'Claude', 'Codex', '其他', '登记', '复制名称', '编辑', '完成', '待处理 1', 'shop 刚刚',
-                                '悬浮板', '退出'])
+        self.assertEqual(told, ['全部', 'Claude', 'Codex', '其他', '登记', '进行中 1', 'shop 刚刚', '悬浮板', '退出'])
         self.assertIn('checked', states(app.find('radio button', '全部')))

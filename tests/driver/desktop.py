@@ -173,8 +173,8 @@ class Desktop:
         """Pointer, keys and desktops, as xdotool has them."""
         run('xdotool', *map(str, words))
 
-    def click(self, x, y):
-        self.do('mousemove', x, y, 'click', 1)
+    def click(self, x, y, button=1):
+        self.do('mousemove', x, y, 'click', button)
 
 
 desktop = functools.cache(Desktop)
@@ -270,9 +270,9 @@ class App(Program):
         """What is drawn at the right end of the bar: how many pixels of each colour."""
         return Counter(desktop().pixels(SIZE[0] - BAR + 2, 2, BAR - 4, BAR - 4))
 
-    def click_item(self):
+    def click_item(self, button=1):
         until(lambda: len(self.icon()) > 3, 'the item is drawn')
-        desktop().click(SIZE[0] - BAR // 2, BAR // 2)
+        desktop().click(SIZE[0] - BAR // 2, BAR // 2, button)
 
     def _menu(self, *arguments):
         path = self.item('Menu')

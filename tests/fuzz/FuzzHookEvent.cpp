@@ -1,5 +1,5 @@
 #include "Plumtide/intake/HookEvent.h"
-#include "Plumtide/model/Texts.h"
+#include "Plumtide/model/WellFormed.h"
 
 #include <cstddef>
 #include <cstdint>

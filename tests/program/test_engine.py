@@ -129,29 +129,6 @@ class EngineTest(unittest.TestCase):
                 until(is_seen, f'what comes after {time_passed}')
         self.assertEqual(notified.read_text().count(' Notify '), 1)
 
-    def test_a_long_log_is_emptied_at_the_start_when_it_was_read_and_no_event_is_lost(self):
-        for size, read, expected in ((10_000_001, 10_000_001, 0), (10_000_000, 10_000_000, None),
-                                     (10_000_200, 10_000_000, None)):
-            home, unread = Home(self), json.dumps(event('unread')).encode()
-            log = b'x' * (read - 1) + b'\n'
-            log += unread.rjust(size - read - 1) + b'\n' if size > read else b''
-            home.write('.tavvel/events.jsonl', log)
-            home.write(CONFIGURATION, f'[General]\n{OFFSET}={read}\n')
-            with Program(home):
-                until(lambda: home.read('.tavvel/events.jsonl') == (b'' if expected == 0 else log), 'it is emptied')
-                home.log(event('new'))
-                until(home.has_read_all, 'all is read')
-            self.assertEqual(list(home.tasks()), ['prompt of unread'] * (size > read) + ['prompt of new'])
-            self.assertEqual(offset(home) > size, expected is None, size)
-
-    def test_entries_have_the_local_time_and_lines_that_of_the_world(self):
-        self.home.log(event('s', tavvel_ts=1_795_520_000))
-        with Program(self.home, TZ='XXX-5:45'):
-            until(self.home.lines, 'it is on the board')
-        stored = self.home.lines()[0]
-        self.assertEqual(stored['recentEvents'], ['17:18 你说：prompt of s'])
-        self.assertEqual(stored['updatedAt'], '2026-11-24T11:33:20Z')
-
     def test_reset_mini_board_takes_its_place_and_nothing_else_from_the_defaults(self):
         for place in ('miniBoardOrigin=80, 120\n', ''):
             kept = '[General]\nminiBoardEnabled=true\n{}tavvel.x=1\n'

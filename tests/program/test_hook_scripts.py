@@ -1,20 +1,17 @@
 """The hook scripts as the agents run them: in every common shell, with every common awk, and with nothing else on the
 PATH than a handful of POSIX tools."""
-import fcntl
 import functools
 import json
 import os
 import shutil
 import subprocess
-import termios
 import time
 import unittest
 from concurrent.futures import ThreadPoolExecutor
 from contextlib import suppress
 from pathlib import Path
 
-from driver.home import RECORDINGS, Home, run, until
-from driver.program import faked_clock, set_clock
+from driver.home import RECORDINGS, Home, run
 
 SCRIPTS = Path(__file__).resolve().parents[2] / 'resources/hooks'
 COMBINATIONS = [(shell, awk) for shell in ('dash', 'bash --posix', 'busybox sh')
@@ -25,12 +22,13 @@ PAYLOADS = [
     ' {}\r\n', '{\r\n\t"session_id" : "s",\r\n "x": [ 1, -2.5e+3, null, false ]\r\n}\r\n', '{"tavvel_ts":1,"cwd":""}',
     # The same names deeper down.
     '{"tool_response":{"cwd":"no","tool_input":{"url":"no"}},"x":[{"cwd":"no"}]}',
-    '{"tool_input":{"deep":{"path":"no"},"list":[{"url":"no"}],"url":"u","old":"no","command":1,"path":""}}',
+    '{"tool_input":{"deep":{"path":"no"},"list":[{"url":"no"}],"url":"u","old":"no","command":1,"path":{"a":"no"}}}',
     # Quotes, brackets, escapes, text beyond ASCII, half a character.
     r'{"prompt":"{\"a\":[\\","x":"\\\"}","assistant":"\\\\\""}', r'{"\u0063w\u0064":"/a","\\u0063wd":"no"}',
     r'{"prompt":"\ud83d","assistant":"你好 \u00e9"}', f'{{"x":{"[" * 900}{"]" * 900},"cwd":"/a"}}',
     # The last of equal names counts; what is no text is left out.
-    '{"cwd":"no","tool_input":{"url":"no"},"cwd":"/b","tool_name":"no","tool_name":1,"tool_input":{"path":"p"}}',
+    '{"cwd":"no","tool_input":{"url":"no"},"cwd":"/b","tool_name":"no","tool_name":1}',
+    '{"tool_input":{"url":"no"},"tool_input":{"path":"","command":"no","command":1}}',
     '{"session_id":5,"prompt":null,"tool_input":["command"],"cwd":["/a"]}',
     # What the agent tells itself.
     r'{"prompt":"<task-notification>\nx","cwd":"/a"}', r'{"prompt":"\u003Ctask\u002dnotification\u003e"}',
@@ -39,7 +37,8 @@ PAYLOADS = [
     '', '\n', '[{"cwd":"/a"}]', '"cwd"', '{"cwd":"/a', '{"cwd":"/a"', '{"cwd":"/a","x":1', '{"cwd":"/a"} x',
     '{"cwd":"/a"} "x"', '{"cwd":"/a"}{}', '{"cwd":"/a"}}', '{"x":[},"cwd":"/a"]}', '{"cwd" "/a"}', '{"cwd":"/a""x":1}',
     '{"cwd":"/a",}', '{"cwd":"/a","x":01}', '{"cwd":"/a","x":nil}', '{"cwd":"/a","x":nan}', '{"cwd":"/a","x":-inf}',
-    '{"cwd":"/a\nb"}', r'{"cwd":"/a\x"}', r'{"cwd":"/a\u12"}',
+    '{"cwd":"/a":"x"}', '{"cwd":"/a"{}}', '{"cwd":"/a",1}', '{"cwd":"/a"]', '{"cwd":"/a\nb"}', r'{"cwd":"/a\x"}',
+    r'{"cwd":"/a\u12"}',
     # Bytes that are no text; megabytes, and what would make a backtracking search take for ever.
     *(f'{{"prompt":"{piece * 5000}","cwd":"{piece * 5000}"}}' for piece in ('\udc80', '\udcff\udcc3', '\udcf0\udc9f')),
     f'{{"cwd":"{"/folder" * 3000}","prompt":"{"print(1)" * 200_000}","x":[{"1, " * 20_000}1]}}',
@@ -98,12 +97,13 @@ class Scripts(Home):
 
     def __init__(self, test, shell, awk):
         super().__init__(test, 'a "home" of \'his\'')
-        self.number, self._shebang = COMBINATIONS.index((shell, awk)), f'#!/usr/bin/{shell}\n'
+        self.shell_number, self._shebang = COMBINATIONS.index((shell, awk)) // 4, f'#!/usr/bin/{shell}\n'
         self.tools, self.elsewhere = self.folder / 'tools', self.folder / 'elsewhere'
         self.hooks = self.path / '.tavvel/hooks'
         for folder in (self.tools, self.hooks, self.elsewhere):
             folder.mkdir(parents=True)
-        for name, tool in {'awk': awk, 'mkdir': 'mkdir', 'find': 'find', 'rm': 'rm'}.items():
+        awks = {'mawk': awk, 'awk': 'false'} if awk == 'mawk' else {'awk': awk}  # the quickest of two is taken
+        for name, tool in (awks | {'mkdir': 'mkdir', 'find': 'find', 'rm': 'rm'}).items():
             (self.tools / name).symlink_to(shutil.which(tool))
         for script in SCRIPTS.iterdir():
             for folder in (self.hooks, self.elsewhere):
@@ -147,7 +147,7 @@ class HookScriptsTest(unittest.TestCase):
     @in_all_shells
     def test_what_the_board_reads_of_one_json_object_is_logged_and_nothing_of_what_is_none(self, scripts):
         recorded = [path.read_text() for path in sorted(RECORDINGS.glob('claude/*/[0-9]*.json'))]
-        for payload in [*PAYLOADS, *recorded[scripts.number::len(COMBINATIONS)]]:  # a share each, to save time
+        for payload in [*PAYLOADS, *recorded][scripts.shell_number::3]:  # to save time, each awk in one of the shells
             scripts.claude(payload)
             lines, expected = [flat(line) for line in scripts.take_lines()], logged(payload)
             self.assertEqual([{*line} for line in lines], [] if expected is None else [{*expected}], payload[:300])
@@ -182,6 +182,8 @@ class HookScriptsTest(unittest.TestCase):
 
     @in_all_shells
     def test_a_full_disk_costs_one_event_and_not_the_next(self, scripts):
+        limited = '/usr/bin/prlimit', '--fsize=9', scripts.hooks / 'tavvel-hook.sh'
+        scripts.run_silently(*limited, input='{"cwd":"/a"}')  # for a process it is full
         isolated = ['unshare', '--mount', '--map-root-user', 'sh', '-eu', '-c']
         if subprocess.run([*isolated, 'mount -t tmpfs none /mnt'], check=False, capture_output=True).returncode:
             self.skipTest('no file system can be mounted here')
@@ -190,21 +192,6 @@ class HookScriptsTest(unittest.TestCase):
         torn, *lines = run(*isolated, FULL_DISK, env=os.environ | hook).splitlines()
         self.assertEqual(torn, '{"cwd":"/' + '0' * 41)
         self.assertEqual([json.loads(line)['cwd'] for line in lines], ['/' + '0' * 200] * 2)
-
-    @in_all_shells
-    def test_the_time_is_that_of_the_start_and_none_where_the_clock_is_not_set(self, scripts):
-        clock = scripts.folder / 'clock'
-        environment = scripts.environment | faked_clock(clock) | {'TZ': 'UTC0'}
-        for start, times in (('2026-03-07 09:41:05', [1_772_876_465]), ('1990-01-01 00:00:00', [])):
-            set_clock(clock, start)
-            with subprocess.Popen(scripts.hooks / 'tavvel-hook.sh', env=environment, stdin=subprocess.PIPE) as hook:
-                hook.stdin.write(b'{"session_id":"s",')
-                hook.stdin.flush()
-                until(lambda: fcntl.ioctl(hook.stdin, termios.FIONREAD, bytes(4)) == bytes(4), 'it has begun to read')
-                set_clock(clock, '2027-01-01 00:00:00')
-                hook.stdin.write(b'"cwd":"/a"}')
-            event = json.loads(scripts.read('.tavvel/events.jsonl').splitlines()[-1])
-            self.assertEqual([event[key] for key in event if key == 'tavvel_ts'], times)
 
     @in_all_shells
     def test_a_turn_of_the_user_in_codex_is_logged_and_no_other(self, scripts):
@@ -233,6 +220,7 @@ class HookScriptsTest(unittest.TestCase):
         log, record = scripts.path / '.tavvel/events.jsonl', scripts.folder / 'record'
         notification = r'''{"type": "\n\\ %d 'é' $(x)  ''' + 'p' * 100_000 + '"}'
         turn = 'true', '', 'two\nlines ', notification
+        (scripts.path / '.tavvel/events.torn').mkdir()  # nor can the failure be noted
         for make in (log.mkdir, lambda: os.mkfifo(log), lambda: log.symlink_to('/dev/full'),
                      lambda: log.symlink_to('/nonexistent/x')):
             make()

@@ -1,8 +1,6 @@
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/system/Files.h"
-#include "Plumtide/system/HomeLock.h"
 #include "Plumtide/system/MainThreadQueue.h"
-#include "Plumtide/system/TerminationSignals.h"
 
 #include "tests/support/Printing.h"
 #include "tests/support/TestHome.h"
@@ -184,19 +182,6 @@ TEST(Defaults, ValuesOfAnotherKindReadAsMissingAndWhatCouldNotBeWrittenIsWritten
     EXPECT_EQ(home.defaults()->number(u"a"_s), 42);
 }
 
-TEST(Lock, OneOwnerHoweverTheHomeIsNamedAndANewOneOnceThatHasEndedWithNothingLeftBehind)
-{
-    const TestHome home;
-    const QString link = home.path(u"link"_s);
-    ASSERT_TRUE(QFile::link(home.path(), link));
-    auto owner = std::make_unique<HomeLock>(home.path(), home.path(u".tavvel"_s));
-    EXPECT_TRUE(owner->isOwner() && !HomeLock(link, link).isOwner());
-    std::thread ending([&] { owner.reset(); });
-    EXPECT_TRUE(HomeLock(link, link, std::chrono::seconds(60)).isOwner()); // as it waits for an installation's end
-    ending.join();
-    EXPECT_EQ(shell(home, u"ls -A"_s), u"link"_s);
-}
-
 TEST(MainThreadQueue, KeepsTheOrderHoldsAFasterPosterLetsTheLoopTurnAndRunsTheRestAtTheEnd)
 {
     constexpr int count = 600;
@@ -227,27 +212,6 @@ TEST(MainThreadQueue, KeepsTheOrderHoldsAFasterPosterLetsTheLoopTurnAndRunsTheRe
     poster.join();
     queue.runAll();
     EXPECT_TRUE(order.size() == count && std::is_sorted(order.begin(), order.end()));
-}
-
-TEST(TerminationSignals, TheFirstIsReportedByTheLoopTheSecondEndsAStuckProgramAndAnIgnoredOneStaysIgnored)
-{
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
-        const auto raiseTwice = [number] {
-            ::signal(number, SIG_DFL); // whoever runs the tests may ignore it
-            TerminationSignals signalsOfTheSystem;
-            int reports = 0;
-            QObject::connect(&signalsOfTheSystem, &TerminationSignals::requested, [&] { ++reports; });
-            ::raise(number);
-            waitUntil([&] { return reports > 0; });
-            std::fprintf(stderr, "%d report", reports);
-            ::raise(number);
-        };
-        EXPECT_EXIT(raiseTwice(), testing::KilledBySignal(number), "^1 report$");
-        ::signal(number, SIG_IGN); // as nohup does
-        const auto signalsOfTheSystem = std::make_unique<TerminationSignals>();
-        EXPECT_EQ(::signal(number, SIG_DFL), SIG_IGN);
-    }
 }
 
 TEST(Environment, TheHomeIsAnAbsolutePathAndSomebodyElsesProcessExists)

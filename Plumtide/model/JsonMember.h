@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QJsonObject>
+#include <QJsonValue>
+#include <QList>
+#include <QString>
+
+#include <optional>
+
+// Each of these reads one member of an object, and is false where that is missing or of another type.
+
+[[nodiscard]] bool readMember(const QJsonValue &value, QString &member); ///< Well formed (see WellFormed.h).
+[[nodiscard]] bool readMember(const QJsonValue &value, bool &member);
+[[nodiscard]] bool readMember(const QJsonValue &value, double &member);
+[[nodiscard]] bool readMember(const QJsonValue &value, QJsonObject &member);
+[[nodiscard]] bool readMember(const QJsonValue &value, QList<QString> &member); ///< Of nothing but texts.
+
+/// A member that may be missing or null.
+template <typename T>
+[[nodiscard]] bool readMember(const QJsonValue &value, std::optional<T> &member)
+{
+    if (value.isUndefined() || value.isNull())
+        return true;
+    return readMember(value, member.emplace());
+}

@@ -1,0 +1,205 @@
+#include "Plumtide/store/Board.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr qsizetype titleLength = 36; // user-perceived characters
+constexpr qsizetype replyLength = 40;
+constexpr qsizetype shortestTitle = 5; // a shorter prompt ("go on") says nothing about the task
+constexpr qsizetype mostRecentEvents = 3;
+
+// Seconds since a line's last change.
+constexpr qint64 livenessAge = 300;  // a session must be this quiet before its process is looked for
+constexpr qint64 idleAge = 7200;     // a running line that is silent for longer is closed
+constexpr qint64 purgeAge = 604'800; // a finished line is dropped after seven days
+
+constexpr auto promptName = "UserPromptSubmit"_L1;
+constexpr auto requestName = "PermissionRequest"_L1;
+
+std::optional<QString> squeezed(const std::optional<QString> &text, qsizetype max)
+{
+    return text ? HookEvent::squeeze(*text, max) : std::nullopt;
+}
+
+std::optional<QString> promptTitle(const HookEvent &event)
+{
+    std::optional<QString> title = squeezed(event.prompt, titleLength);
+    if (!title || title->startsWith("You are a helpful assistant"_L1))
+        return std::nullopt;
+    // Counts characters, not code units: squeezing to one less cuts exactly those that are long enough.
+    const bool isLongEnough = HookEvent::squeeze(*title, shortestTitle - 1) != title;
+    return isLongEnough ? title : std::nullopt;
+}
+
+QString projectName(const std::optional<QString> &cwd)
+{
+    if (!cwd || cwd->isEmpty())
+        return u"未知项目"_s;
+    qsizetype end = cwd->size();
+    while (end > 1 && cwd->at(end - 1) == u'/')
+        --end;
+    const QString path = cwd->first(end);
+    return path == u"/"_s ? path : path.sliced(path.lastIndexOf(u'/') + 1);
+}
+
+AgentTask newLine(const QString &id, const HookEvent &event)
+{
+    AgentTask line;
+    line.id = id;
+    line.project = projectName(event.cwd);
+    line.title = promptTitle(event).value_or(line.project);
+    line.source = event.isCodex() ? TaskSource::codex : TaskSource::claude;
+    return line;
+}
+
+// Adds "HH:MM text", in the user's time zone.
+void addEvent(AgentTask &line, const QString &text, const QDateTime &at)
+{
+    // A list of its own: one that grows at its end and is cut at its front would never give back its memory.
+    QList<QString> kept = line.recentEvents.last(qMin(line.recentEvents.size(), mostRecentEvents - 1));
+    kept.append(at.toLocalTime().toString(u"HH:mm") + u' ' + text);
+    line.recentEvents = std::move(kept);
+}
+
+// What an event makes of its session's line, and what to notify before. False where it changes nothing.
+bool change(AgentTask &line, const HookEvent &event, const QDateTime &now, QList<Board::Notice> &notices)
+{
+    const QString &name = *event.hookEventName;
+    const QDateTime at = event.date(now);
+    const QString tool = event.toolName.value_or(u"工具调用"_s);
+    const auto become = [&line](AgentTaskStatus status, const QString &state, const std::optional<QString> &reason,
+                                std::optional<bool> needsApproval) {
+        line.status = status;
+        line.currentState = state;
+        line.waitingReason = reason;
+        line.needsApproval = needsApproval;
+    };
+    const auto followPrompt = [&] {
+        if (!line.titleEdited.value_or(false))
+            line.title = promptTitle(event).value_or(line.title);
+    };
+
+    if (name == "SessionStart"_L1) {
+        addEvent(line, u"会话恢复"_s, at);
+        return true; // nothing was done in it yet, so `updatedAt` stays
+    }
+    if (name == promptName) {
+        become(AgentTaskStatus::running, u"正在处理你的请求"_s, {}, {});
+        followPrompt();
+        addEvent(line, u"你说："_s + squeezed(event.prompt, titleLength).value_or(u"（空消息）"_s), at);
+    } else if (name == requestName) {
+        const std::optional<QString> detail = event.toolInputSummary();
+        const QString what = detail ? tool + u" — "_s + *detail : tool;
+        if (!line.needsApproval.value_or(false))
+            notices.append({line.project, u"有个操作需要你确认："_s + what, u"approval-"_s + line.id});
+        become(AgentTaskStatus::waiting, u"暂停中，等待你确认"_s, u"等你确认："_s + what, true);
+        addEvent(line, u"请求审批 "_s + what, at);
+    } else if (name == "PostToolUse"_L1) {
+        become(AgentTaskStatus::running, u"正在处理："_s + tool, {}, {});
+    } else if (name == "Stop"_L1) {
+        become(AgentTaskStatus::waiting, u"回复好了"_s, u"等你看一眼。"_s, false);
+    } else if (name == "SessionEnd"_L1) {
+        become(AgentTaskStatus::done, line.currentState, {}, {});
+        addEvent(line, u"会话结束"_s, at);
+    } else if (name == "CodexTurnComplete"_L1) {
+        become(AgentTaskStatus::waiting, u"Codex 这轮做完了"_s, u"Codex 回复好了，等你看一眼。"_s, false);
+        followPrompt();
+        addEvent(line, u"Codex 回了："_s + squeezed(event.assistant, replyLength).value_or(u"（无内容）"_s), at);
+    } else {
+        return false;
+    }
+    line.updatedAt = at;
+    return true;
+}
+
+// The session of Claude Code that may have ended without a word; nothing for any other line.
+std::optional<QString> quietSession(const AgentTask &line, const QDateTime &now)
+{
+    constexpr auto prefix = "cc-"_L1;
+    const bool isOpen = line.status == AgentTaskStatus::waiting || line.status == AgentTaskStatus::running;
+    if (!isOpen || !line.id.startsWith(prefix) || !isOlderThan(line.updatedAt, livenessAge, now))
+        return std::nullopt;
+    return line.id.sliced(prefix.size());
+}
+
+} // namespace
+
+Board::Changes Board::apply(const HookEvent &event, const QDateTime &now)
+{
+    if (!event.hookEventName || !event.sessionId)
+        return {};
+    const QString id = (event.isCodex() ? u"cx-"_s : u"cc-"_s) + *event.sessionId;
+    m_stuckNotified.remove(id);
+    const qsizetype place = placeOf(id);
+    const bool isKnown = place < lines().size();
+    // Only a prompt, a request for approval or a Codex event puts a session on the board.
+    if (!isKnown && event.hookEventName != promptName && event.hookEventName != requestName && !event.isCodex())
+        return {};
+    Changes changes;
+    AgentTask line = isKnown ? lines().at(place) : newLine(id, event);
+    if (change(line, event, now, changes.notices))
+        changes.steps.append({{place, std::move(line)}});
+    return changes;
+}
+
+Board::Changes Board::sweep(const QDateTime &now, const QSet<QString> &endedSessions)
+{
+    Changes changes;
+    Step drops;
+    for (qsizetype place = 0; place < lines().size(); ++place) {
+        const AgentTask &line = lines().at(place);
+        if (line.isStuck(now) && !m_stuckNotified.contains(line.id)) {
+            m_stuckNotified.insert(line.id);
+            changes.notices.append(
+                {line.project, u"有个会话 30 分钟没动静了，可能卡住了，去看一眼。"_s, u"stuck-"_s + line.id});
+        }
+        QString reason;
+        if (const auto session = quietSession(line, now); session && endedSessions.contains(*session))
+            reason = u"会话已关闭"_s;
+        else if (line.isStuck(now) && isOlderThan(line.updatedAt, idleAge, now))
+            reason = u"长时间无动静，判定会话已结束"_s;
+        if (!reason.isEmpty()) {
+            // `updatedAt` stays: the days until the line is dropped count from its last event.
+            AgentTask closed = line;
+            closed.status = AgentTaskStatus::done;
+            changes.steps.append({{place, closed}});
+            addEvent(closed, reason, now);
+            changes.steps.append({{place, std::move(closed)}});
+        }
+        const bool isDone = line.status == AgentTaskStatus::done || !reason.isEmpty();
+        if (isDone && isOlderThan(line.updatedAt, purgeAge, now))
+            drops.prepend({place, std::nullopt}); // from the end: a drop moves the places behind it
+    }
+    changes.steps.append(std::move(drops));
+    return changes;
+}
+
+QSet<QString> Board::quietSessions(const QDateTime &now) const
+{
+    QSet<QString> sessions;
+    for (const AgentTask &line : lines()) {
+        if (const std::optional<QString> session = quietSession(line, now))
+            sessions.insert(*session);
+    }
+    return sessions;
+}
+
+Board::Changes Board::upsert(AgentTask line, const QDateTime &now) const
+{
+    line.updatedAt = now;
+    const qsizetype place = placeOf(line.id);
+    return {{}, {{{place, storable(std::move(line), now)}}}};
+}
+
+Board::Changes Board::setStatus(const QString &id, AgentTaskStatus status, const QDateTime &now) const
+{
+    const qsizetype place = placeOf(id);
+    if (place == lines().size())
+        return {};
+    AgentTask set = lines().at(place);
+    set.status = status;
+    AgentTask dated = set;
+    dated.updatedAt = now;
+    return {{}, {{{place, std::move(set)}}, {{place, std::move(dated)}}}};
+}

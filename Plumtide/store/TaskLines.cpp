@@ -1,0 +1,206 @@
+#include "Plumtide/store/TaskLines.h"
+
+#include <algorithm>
+#include <atomic>
+#include <vector>
+
+namespace {
+
+qint64 changeOf(const AgentTask &line)
+{
+    return line.updatedAt.toMSecsSinceEpoch();
+}
+
+/// A line with what decides its place, found once instead of at every comparison. Lines are heavy: they are copied
+/// when they have their order.
+struct Ranked
+{
+    const AgentTask *line;
+    LineRank rank;
+    qint64 order; // among the same rank, lower comes first
+};
+
+QList<AgentTask> inOrder(std::vector<Ranked> &lines)
+{
+    std::ranges::stable_sort(lines, {}, [](const Ranked &item) { return std::pair(item.rank, item.order); });
+    QList<AgentTask> result;
+    result.reserve(static_cast<qsizetype>(lines.size()));
+    for (const Ranked &item : lines)
+        result.append(*item.line);
+    return result;
+}
+
+} // namespace
+
+void TaskLines::set(const QList<AgentTask> &lines)
+{
+    m_lines = lines;
+    fileAnew();
+}
+
+void TaskLines::take(const QList<Edit> &edits)
+{
+    bool isMoved = false;
+    for (const auto &[place, line] : edits) {
+        if (!line) {
+            m_lines.removeAt(place);
+            isMoved = true;
+        } else if (place == m_lines.size()) {
+            m_lines.append(*line);
+            file(place);
+        } else {
+            AgentTask &taken = m_lines[place];
+            isMoved = isMoved || taken.project != line->project || taken.id != line->id;
+            taken = *line;
+            m_projects[taken.project].from = never;
+        }
+    }
+    if (isMoved)
+        fileAnew();
+}
+
+qsizetype TaskLines::placeOf(const QString &id) const
+{
+    return m_places.value(id, m_lines.size());
+}
+
+void TaskLines::setSourceFilter(std::optional<TaskSource> source)
+{
+    m_sourceFilter = source;
+    for (Project &project : m_projects)
+        project.from = never;
+}
+
+template <typename Count>
+int TaskLines::total(const QDateTime &now, Count count) const
+{
+    int total = 0;
+    for (const Project &project : projects(now))
+        total += count(project);
+    return total;
+}
+
+int TaskLines::urgentCount(const QDateTime &now) const
+{
+    return total(now, [](const Project &project) { return project.urgent; });
+}
+
+int TaskLines::idleLineCount(const QDateTime &now) const
+{
+    return total(now, [](const Project &project) { return project.idle; });
+}
+
+int TaskLines::lineCount(AgentTaskStatus in, const QDateTime &now) const
+{
+    return total(now, [in](const Project &project) { return project.counts[static_cast<std::size_t>(in)]; });
+}
+
+std::optional<AgentTask> TaskLines::firstWaiting(const QDateTime &now) const
+{
+    const Turn none = Project().first;
+    Turn first = none;
+    for (const Project &project : projects(now))
+        first = std::min(first, project.first);
+    return first == none ? std::nullopt : std::optional(m_lines.at(std::get<2>(first)));
+}
+
+QList<AgentTask> TaskLines::tasks(AgentTaskStatus in, const QDateTime &now) const
+{
+    std::vector<Ranked> found;
+    for (const AgentTask &line : m_lines) {
+        const qint64 change = changeOf(line);
+        if (line.status == in && !line.isFaded(now) && passesFilter(line))
+            found.push_back({&line, lineRank(line, now), in == AgentTaskStatus::waiting ? change : -change});
+    }
+    return inOrder(found);
+}
+
+TaskLines::Sections TaskLines::sections(const QDateTime &now) const
+{
+    std::vector<const Project *> shown;
+    for (const Project &project : projects(now)) {
+        if (!project.group.lines.isEmpty())
+            shown.push_back(&project);
+    }
+    std::ranges::sort(shown, {}, [](const Project *project) {
+        return std::tuple<bool, qint64, const QString &>(!project->isUrgent, -project->newest, project->group.name);
+    });
+    Sections sections;
+    for (const Project *project : shown)
+        sections[static_cast<std::size_t>(project->section)].append(project->group);
+    return sections;
+}
+
+void TaskLines::file(qsizetype place)
+{
+    const AgentTask &line = m_lines.at(place);
+    if (!m_places.contains(line.id))
+        m_places.insert(line.id, place);
+    Project &project = m_projects[line.project];
+    project.places.append(place);
+    project.group.name = line.project;
+    project.from = never;
+}
+
+void TaskLines::fileAnew()
+{
+    m_places.clear();
+    for (Project &project : m_projects)
+        project.places.clear();
+    for (qsizetype place = 0; place < m_lines.size(); ++place)
+        file(place);
+    m_projects.removeIf([](auto project) { return project->places.isEmpty(); });
+}
+
+bool TaskLines::passesFilter(const AgentTask &line) const
+{
+    return !m_sourceFilter || line.source == *m_sourceFilter;
+}
+
+TaskLines::Project TaskLines::made(const Project &before, const QDateTime &now) const
+{
+    static std::atomic<quint64> lastRevision = 0;
+    Project project;
+    project.places = before.places;
+    project.from = longAgo;
+    project.until = never;
+    std::vector<Ranked> shown;
+    for (const qsizetype place : project.places) {
+        const AgentTask &line = m_lines.at(place);
+        const LineRank rank = lineRank(line, now);
+        const qint64 change = changeOf(line);
+        project.urgent += rank == LineRank::urgent ? 1 : 0;
+        if (!passesFilter(line))
+            continue;
+        if (!line.isFaded(now))
+            ++project.counts[static_cast<std::size_t>(line.status)];
+        if (line.status == AgentTaskStatus::done)
+            continue;
+        if (line.status == AgentTaskStatus::waiting && rank != LineRank::quiet)
+            project.first = std::min(project.first, {rank != LineRank::urgent, change, place});
+        if (const std::optional<QDateTime> end = line.freshUntil(); end && rank == LineRank::quiet)
+            project.from = std::max(project.from, end->toMSecsSinceEpoch());
+        else if (end)
+            project.until = std::min(project.until, end->toMSecsSinceEpoch());
+        project.idle += rank == LineRank::quiet ? 1 : 0;
+        project.newest = std::max(project.newest, change);
+        shown.push_back({&line, rank, rank == LineRank::freshWaiting ? change : -change});
+    }
+    project.group = {before.group.name, inOrder(shown), before.group.revision};
+    project.section = project.group.section(now);
+    project.isUrgent = project.group.isUrgent();
+    // Lines that are the same stand in other lists only if one of them has faded.
+    if (project.group != before.group || project.idle != before.idle)
+        project.group.revision = ++lastRevision;
+    return project;
+}
+
+const QHash<QString, TaskLines::Project> &TaskLines::projects(const QDateTime &now) const
+{
+    const qint64 time = now.toMSecsSinceEpoch();
+    for (Project &project : m_projects) {
+        if (time <= project.from || time > project.until)
+            project = made(project, now);
+    }
+    return m_projects;
+}
