@@ -16,21 +16,13 @@ namespace {
 
 constexpr qsizetype summaryLength = 40; // user-perceived characters
 
-// Whether the texts in `line` are written as JSON has it. Qt takes any other character after a backslash for itself,
-// and control characters as they are.
-bool hasStrictTexts(QByteArrayView line)
+// Qt takes a backslash before any other character for nothing at all.
+bool hasOnlyKnownEscapes(QByteArrayView line)
 {
-    bool isInText = false;
-    for (qsizetype i = 0; i < line.size(); ++i) {
-        const char byte = line[i];
-        if (byte == '"')
-            isInText = !isInText;
-        else if (isInText && static_cast<uchar>(byte) < 0x20)
-            return false;
-        else if (isInText && byte == '\\' && (++i == line.size() || !QByteArrayView("\"\\/bfnrtu").contains(line[i])))
-            return false;
-    }
-    return true;
+    qsizetype at = line.indexOf('\\');
+    while (at >= 0 && at + 1 < line.size() && QByteArrayView("\"\\/bfnrtu").contains(line[at + 1]))
+        at = line.indexOf('\\', at + 2);
+    return at < 0;
 }
 
 bool isNewline(QChar unit)
@@ -48,7 +40,7 @@ bool isBlank(QChar unit)
 std::optional<HookEvent> HookEvent::decode(QByteArrayView line)
 {
     const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromRawData(line.data(), line.size()));
-    if (!document.isObject() || !hasStrictTexts(line))
+    if (!document.isObject() || !hasOnlyKnownEscapes(line))
         return std::nullopt;
     HookEvent event;
     const bool isFit = readMember(document["session_id"_L1], event.sessionId)

@@ -1,7 +1,6 @@
 #include "Plumtide/model/AgentTask.h"
 
 #include "Plumtide/model/JsonMember.h"
-#include "Plumtide/model/WellFormed.h"
 
 #include <QJsonArray>
 
@@ -29,25 +28,19 @@ QString storedTime(const QDateTime &time)
     return time.toUTC().toString(Qt::ISODate);
 }
 
-bool readMember(const QJsonValue &value, AgentTaskStatus &member)
-{
-    const std::optional<AgentTaskStatus> status = agentTaskStatusFrom(value.toString());
-    member = status.value_or(AgentTaskStatus::waiting);
-    return status.has_value();
-}
-
-bool readMember(const QJsonValue &value, TaskSource &member)
-{
-    const std::optional<TaskSource> source = taskSourceFrom(value.toString());
-    member = source.value_or(TaskSource::other);
-    return source.has_value();
-}
-
-bool readMember(const QJsonValue &value, QDateTime &member)
+std::optional<QDateTime> storedTimeFrom(const QString &text)
 {
     // Qt's ISO parser alone would also take fractions, other zones and odd separators.
-    member = QDateTime::fromString(value.toString(), Qt::ISODate).toUTC();
-    return isStorable(member) && storedTime(member) == value.toString();
+    const QDateTime time = QDateTime::fromString(text, Qt::ISODate).toUTC();
+    return isStorable(time) && storedTime(time) == text ? std::optional(time) : std::nullopt;
+}
+
+// Whether there is a value for the member, which it has then.
+template <typename T>
+bool assign(T &member, const std::optional<T> &value)
+{
+    member = value.value_or(member);
+    return value.has_value();
 }
 
 } // namespace
@@ -79,7 +72,7 @@ bool isStorable(const QDateTime &time)
 
 bool AgentTask::isAgentLine() const
 {
-    return isAgentLineId(id);
+    return id.startsWith("cc-"_L1) || id.startsWith("cx-"_L1);
 }
 
 bool AgentTask::isUrgent() const
@@ -103,11 +96,6 @@ std::optional<QDateTime> AgentTask::freshUntil() const
 bool AgentTask::isStuck(const QDateTime &now) const
 {
     return status == AgentTaskStatus::running && isAgentLine() && isOlderThan(updatedAt, stuckAfterSeconds, now);
-}
-
-bool isAgentLineId(const QString &id)
-{
-    return id.startsWith("cc-"_L1) || id.startsWith("cx-"_L1);
 }
 
 bool isOlderThan(const QDateTime &updatedAt, qint64 seconds, const QDateTime &now)
@@ -153,25 +141,24 @@ QJsonObject toJson(const AgentTask &task)
 std::optional<AgentTask> agentTaskFrom(const QJsonObject &object)
 {
     AgentTask task;
+    const auto text = [&object](QLatin1StringView key) { return object.value(key).toString(); };
     const auto read = [&object](QLatin1StringView key, auto &member) { return readMember(object.value(key), member); };
     const bool isFit = read("id"_L1, task.id) && read("title"_L1, task.title) && read("project"_L1, task.project)
-        && read("source"_L1, task.source) && read("status"_L1, task.status) && read("purpose"_L1, task.purpose)
+        && assign(task.source, taskSourceFrom(text("source"_L1)))
+        && assign(task.status, agentTaskStatusFrom(text("status"_L1))) && read("purpose"_L1, task.purpose)
         && read("currentState"_L1, task.currentState) && read("waitingReason"_L1, task.waitingReason)
         && read("needsApproval"_L1, task.needsApproval) && read("titleEdited"_L1, task.titleEdited)
         && read("tags"_L1, task.tags) && read("recentEvents"_L1, task.recentEvents)
-        && read("updatedAt"_L1, task.updatedAt);
+        && assign(task.updatedAt, storedTimeFrom(text("updatedAt"_L1)));
     return isFit ? std::optional(task) : std::nullopt;
 }
 
-AgentTask storable(AgentTask task, const QDateTime &now)
+AgentTask storable(const AgentTask &task, const QDateTime &now)
 {
-    for (QString *text : {&task.id, &task.title, &task.project, &task.purpose, &task.currentState})
-        *text = wellFormed(std::move(*text));
-    if (task.waitingReason)
-        task.waitingReason = wellFormed(std::move(*task.waitingReason));
-    for (QList<QString> *list : {&task.tags, &task.recentEvents})
-        std::ranges::transform(*list, list->begin(), wellFormed);
-    if (!isStorable(task.updatedAt))
-        task.updatedAt = now;
-    return task;
+    const QDateTime time = isStorable(task.updatedAt) ? task.updatedAt : now;
+    QJsonObject object = toJson(task);
+    object[u"updatedAt"_s] = storedTime(time);
+    AgentTask stored = agentTaskFrom(object).value_or(AgentTask());
+    stored.updatedAt = time; // with its fraction of a second
+    return stored;
 }

@@ -49,7 +49,7 @@ struct AgentTask
 
     bool operator==(const AgentTask &) const = default;
 
-    /// Whether events keep this line up to date. The prefix of the id decides, never `source`.
+    /// Whether events keep this line up to date: its id begins with "cc-" or "cx-"; `source` does not matter.
     [[nodiscard]] bool isAgentLine() const;
     /// It waits, and for the user: for a permission, or because the user entered it.
     [[nodiscard]] bool isUrgent() const;
@@ -60,9 +60,6 @@ struct AgentTask
     /// A running agent line without a sound for more than half an hour.
     [[nodiscard]] bool isStuck(const QDateTime &now) const;
 };
-
-/// Whether `id` is that of a line which events keep up to date: it begins with "cc-" or "cx-".
-[[nodiscard]] bool isAgentLineId(const QString &id);
 
 /// Whether `updatedAt` lies strictly more than `seconds` before `now`.
 [[nodiscard]] bool isOlderThan(const QDateTime &updatedAt, qint64 seconds, const QDateTime &now);
@@ -80,4 +77,4 @@ struct AgentTask
 
 /// The same line with everything replaced that its stored form could not carry back: lone surrogates and NULs in
 /// texts (by U+FFFD), and an `updatedAt` that is not storable (by `now`).
-[[nodiscard]] AgentTask storable(AgentTask task, const QDateTime &now);
+[[nodiscard]] AgentTask storable(const AgentTask &task, const QDateTime &now);

@@ -9,19 +9,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-auto isIn(LineRank list, const QDateTime &now)
+auto isIn(LineRank rank, const QDateTime &now)
 {
-    return [list, &now](const AgentTask &line) {
-        return line.status != AgentTaskStatus::done && lineRank(line, now) == list;
+    return [rank, now](const AgentTask &line) {
+        return line.status != AgentTaskStatus::done && lineRank(line, now) == rank;
     };
-}
-
-template <typename Predicate>
-QList<AgentTask> linesWhere(const QList<AgentTask> &lines, Predicate predicate)
-{
-    QList<AgentTask> result;
-    std::ranges::copy_if(lines, std::back_inserter(result), predicate);
-    return result;
 }
 
 } // namespace
@@ -46,29 +38,16 @@ bool ProjectGroup::isUrgent() const
     return std::ranges::any_of(lines, &AgentTask::isUrgent);
 }
 
-QList<AgentTask> ProjectGroup::urgentLines() const
+QList<AgentTask> ProjectGroup::linesOf(LineRank rank, const QDateTime &now) const
 {
-    return linesWhere(lines, [](const AgentTask &line) { return line.isUrgent(); });
-}
-
-QList<AgentTask> ProjectGroup::freshWaitingLines(const QDateTime &now) const
-{
-    return linesWhere(lines, isIn(LineRank::freshWaiting, now));
-}
-
-QList<AgentTask> ProjectGroup::runningLines() const
-{
-    return linesWhere(lines, [](const AgentTask &line) { return line.status == AgentTaskStatus::running; });
-}
-
-QList<AgentTask> ProjectGroup::quietLines(const QDateTime &now) const
-{
-    return linesWhere(lines, isIn(LineRank::quiet, now));
+    QList<AgentTask> result;
+    std::ranges::copy_if(lines, std::back_inserter(result), isIn(rank, now));
+    return result;
 }
 
 ProjectSection ProjectGroup::section(const QDateTime &now) const
 {
-    const auto has = [&](LineRank list) { return std::ranges::any_of(lines, isIn(list, now)); };
+    const auto has = [&](LineRank rank) { return std::ranges::any_of(lines, isIn(rank, now)); };
     if (has(LineRank::urgent) || has(LineRank::freshWaiting))
         return ProjectSection::pending;
     return has(LineRank::running) ? ProjectSection::inProgress : ProjectSection::quiet;
@@ -77,7 +56,7 @@ ProjectSection ProjectGroup::section(const QDateTime &now) const
 QString ProjectGroup::summaryText(const QDateTime &now) const
 {
     QStringList parts;
-    const auto count = [&](LineRank list) { return std::ranges::count_if(lines, isIn(list, now)); };
+    const auto count = [&](LineRank rank) { return std::ranges::count_if(lines, isIn(rank, now)); };
     const auto add = [&parts](qsizetype number, const QString &suffix) {
         if (number > 0)
             parts.append(QString::number(number) + suffix);

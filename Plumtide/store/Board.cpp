@@ -139,14 +139,13 @@ Board::Changes Board::apply(const HookEvent &event, const QDateTime &now)
     Changes changes;
     AgentTask line = isKnown ? lines().at(place) : newLine(id, event);
     if (change(line, event, now, changes.notices))
-        changes.steps.append({{place, std::move(line)}});
+        changes.edits.append({place, std::move(line)});
     return changes;
 }
 
 Board::Changes Board::sweep(const QDateTime &now, const QSet<QString> &endedSessions)
 {
     Changes changes;
-    Step drops;
     for (qsizetype place = 0; place < lines().size(); ++place) {
         const AgentTask &line = lines().at(place);
         if (line.isStuck(now) && !m_stuckNotified.contains(line.id)) {
@@ -163,15 +162,11 @@ Board::Changes Board::sweep(const QDateTime &now, const QSet<QString> &endedSess
             // `updatedAt` stays: the days until the line is dropped count from its last event.
             AgentTask closed = line;
             closed.status = AgentTaskStatus::done;
-            changes.steps.append({{place, closed}});
+            changes.edits.append({place, closed});
             addEvent(closed, reason, now);
-            changes.steps.append({{place, std::move(closed)}});
+            changes.edits.append({place, std::move(closed)});
         }
-        const bool isDone = line.status == AgentTaskStatus::done || !reason.isEmpty();
-        if (isDone && isOlderThan(line.updatedAt, purgeAge, now))
-            drops.prepend({place, std::nullopt}); // from the end: a drop moves the places behind it
     }
-    changes.steps.append(std::move(drops));
     return changes;
 }
 
@@ -185,11 +180,20 @@ QSet<QString> Board::quietSessions(const QDateTime &now) const
     return sessions;
 }
 
+QList<AgentTask> Board::linesToKeep(const QDateTime &now) const
+{
+    QList<AgentTask> kept = lines();
+    kept.removeIf([&now](const AgentTask &line) {
+        return line.status == AgentTaskStatus::done && isOlderThan(line.updatedAt, purgeAge, now);
+    });
+    return kept;
+}
+
 Board::Changes Board::upsert(AgentTask line, const QDateTime &now) const
 {
     line.updatedAt = now;
     const qsizetype place = placeOf(line.id);
-    return {{}, {{{place, storable(std::move(line), now)}}}};
+    return {{}, {{place, storable(line, now)}}};
 }
 
 Board::Changes Board::setStatus(const QString &id, AgentTaskStatus status, const QDateTime &now) const
@@ -201,5 +205,5 @@ Board::Changes Board::setStatus(const QString &id, AgentTaskStatus status, const
     set.status = status;
     AgentTask dated = set;
     dated.updatedAt = now;
-    return {{}, {{{place, std::move(set)}}, {{place, std::move(dated)}}}};
+    return {{}, {{place, std::move(set)}, {place, std::move(dated)}}};
 }

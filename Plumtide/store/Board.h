@@ -7,7 +7,7 @@
 
 /// The task lines, and what an event, a minute's sweep and the user make of them. It knows values and the time that it
 /// is told, and nothing else of the world.
-/// These functions only say how lines shall change; they change when each step is handed to `take`, so that whoever
+/// These functions only say how lines shall change; they change when each edit is handed to `take`, so that whoever
 /// keeps the board can announce a change before it is made and save it afterwards.
 class Board : public TaskLines
 {
@@ -19,20 +19,19 @@ public:
         QString body;
         QString id;
     };
-    /// What changes as one; it may be nothing.
-    using Step = QList<Edit>;
     struct Changes
     {
-        QList<Notice> notices; // before the steps
-        QList<Step> steps;
+        QList<Notice> notices; // before the edits
+        QList<Edit> edits;     // each is a change of its own
     };
 
     [[nodiscard]] Changes apply(const HookEvent &event, const QDateTime &now);
-    /// Warns of silent lines, closes those whose agent is gone, drops old ones; the last step is there in any case.
-    /// `endedSessions` are those of Claude Code that are known to have no process any more.
+    /// Warns of silent lines and closes those whose agent is gone. `endedSessions` are those of Claude Code that are
+    /// known to have no process any more.
     [[nodiscard]] Changes sweep(const QDateTime &now, const QSet<QString> &endedSessions);
     /// The sessions of Claude Code of which a sweep must know whether they have ended.
     [[nodiscard]] QSet<QString> quietSessions(const QDateTime &now) const;
+    [[nodiscard]] QList<AgentTask> linesToKeep(const QDateTime &now) const; ///< All but those that ended long ago.
 
     [[nodiscard]] Changes upsert(AgentTask line, const QDateTime &now) const;
     [[nodiscard]] Changes setStatus(const QString &id, AgentTaskStatus status, const QDateTime &now) const;

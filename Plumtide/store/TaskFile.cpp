@@ -54,13 +54,9 @@ Outcome<void> TaskFile::save(const QList<AgentTask> &lines)
             m_texts[i] = recordText(lines.at(i));
     }
     const QByteArray content = "[\n" + m_texts.join(",\n") + (lines.isEmpty() ? "]\n" : "\n]\n");
-    const Files::ReplaceOptions options{.flush = Files::Flush::Later};
-    Outcome<void> written = Files::replace(m_path, content, options);
-    if (!written && written.failure().code == ENOENT) {
-        if (Outcome<void> made = Files::makeDirectory(m_directory); !made)
-            return made;
-        written = Files::replace(m_path, content, options);
-    }
+    if (Outcome<void> made = Files::makeDirectory(m_directory); !made)
+        return made;
+    Outcome<void> written = Files::replace(m_path, content, {.flush = Files::Flush::Later});
     if (written)
         m_flush.written();
     return written;
@@ -70,12 +66,6 @@ void TaskFile::lineChanged(qsizetype index)
 {
     if (index < m_texts.size())
         m_texts[index].clear();
-}
-
-void TaskFile::lineDropped(qsizetype index)
-{
-    if (index < m_texts.size())
-        m_texts.removeAt(index);
 }
 
 QByteArray TaskFile::encode(const QList<AgentTask> &lines)

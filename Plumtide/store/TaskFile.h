@@ -24,12 +24,11 @@ public:
     /// second on) and counts as empty; so does one that cannot be read, which is moved aside before the first save.
     [[nodiscard]] QList<AgentTask> load();
 
-    /// Replaces the file. Before it, every line that was changed or dropped since the last save must have been named
-    /// here, in that order; lines appended at the end are noticed.
+    /// Replaces the file. Before it, every line that changed must have been named by `lineChanged`, or all of them
+    /// by `linesChanged`; lines appended at the end are noticed.
     Outcome<void> save(const QList<AgentTask> &lines);
     void lineChanged(qsizetype index);
-    void lineDropped(qsizetype index);
-    void linesChanged() { m_texts.clear(); } ///< All of them.
+    void linesChanged() { m_texts.clear(); }
 
     /// A save reaches the disk within a second by itself; this begins at once, and does not wait.
     void startFlushing() { m_flush.startFlushing(); }

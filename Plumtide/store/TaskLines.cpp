@@ -32,36 +32,23 @@ QList<AgentTask> inOrder(std::vector<Ranked> &lines)
 
 } // namespace
 
+void TaskLines::take(const Edit &edit)
+{
+    if (edit.place == m_lines.size()) {
+        m_lines.append(edit.line);
+        file(edit.place);
+        return;
+    }
+    const AgentTask before = std::exchange(m_lines[edit.place], edit.line);
+    m_projects[before.project].from = never;
+    if (before.project != edit.line.project)
+        fileAnew();
+}
+
 void TaskLines::set(const QList<AgentTask> &lines)
 {
     m_lines = lines;
     fileAnew();
-}
-
-void TaskLines::take(const QList<Edit> &edits)
-{
-    bool isMoved = false;
-    for (const auto &[place, line] : edits) {
-        if (!line) {
-            m_lines.removeAt(place);
-            isMoved = true;
-        } else if (place == m_lines.size()) {
-            m_lines.append(*line);
-            file(place);
-        } else {
-            AgentTask &taken = m_lines[place];
-            isMoved = isMoved || taken.project != line->project || taken.id != line->id;
-            taken = *line;
-            m_projects[taken.project].from = never;
-        }
-    }
-    if (isMoved)
-        fileAnew();
-}
-
-qsizetype TaskLines::placeOf(const QString &id) const
-{
-    return m_places.value(id, m_lines.size());
 }
 
 void TaskLines::setSourceFilter(std::optional<TaskSource> source)
@@ -71,37 +58,10 @@ void TaskLines::setSourceFilter(std::optional<TaskSource> source)
         project.from = never;
 }
 
-template <typename Count>
-int TaskLines::total(const QDateTime &now, Count count) const
-{
-    int total = 0;
-    for (const Project &project : projects(now))
-        total += count(project);
-    return total;
-}
-
-int TaskLines::urgentCount(const QDateTime &now) const
-{
-    return total(now, [](const Project &project) { return project.urgent; });
-}
-
-int TaskLines::idleLineCount(const QDateTime &now) const
-{
-    return total(now, [](const Project &project) { return project.idle; });
-}
-
-int TaskLines::lineCount(AgentTaskStatus in, const QDateTime &now) const
-{
-    return total(now, [in](const Project &project) { return project.counts[static_cast<std::size_t>(in)]; });
-}
-
 std::optional<AgentTask> TaskLines::firstWaiting(const QDateTime &now) const
 {
-    const Turn none = Project().first;
-    Turn first = none;
-    for (const Project &project : projects(now))
-        first = std::min(first, project.first);
-    return first == none ? std::nullopt : std::optional(m_lines.at(std::get<2>(first)));
+    const qsizetype place = std::get<2>(total(now).first);
+    return place < 0 ? std::nullopt : std::optional(m_lines.at(place));
 }
 
 QList<AgentTask> TaskLines::tasks(AgentTaskStatus in, const QDateTime &now) const
@@ -152,11 +112,6 @@ void TaskLines::fileAnew()
     m_projects.removeIf([](auto project) { return project->places.isEmpty(); });
 }
 
-bool TaskLines::passesFilter(const AgentTask &line) const
-{
-    return !m_sourceFilter || line.source == *m_sourceFilter;
-}
-
 TaskLines::Project TaskLines::made(const Project &before, const QDateTime &now) const
 {
     static std::atomic<quint64> lastRevision = 0;
@@ -164,25 +119,26 @@ TaskLines::Project TaskLines::made(const Project &before, const QDateTime &now) 
     project.places = before.places;
     project.from = longAgo;
     project.until = never;
+    Counts &counts = project.counts;
     std::vector<Ranked> shown;
     for (const qsizetype place : project.places) {
         const AgentTask &line = m_lines.at(place);
         const LineRank rank = lineRank(line, now);
         const qint64 change = changeOf(line);
-        project.urgent += rank == LineRank::urgent ? 1 : 0;
+        counts.urgent += rank == LineRank::urgent ? 1 : 0;
         if (!passesFilter(line))
             continue;
         if (!line.isFaded(now))
-            ++project.counts[static_cast<std::size_t>(line.status)];
+            ++counts.lines[at(line.status)];
         if (line.status == AgentTaskStatus::done)
             continue;
-        if (line.status == AgentTaskStatus::waiting && rank != LineRank::quiet)
-            project.first = std::min(project.first, {rank != LineRank::urgent, change, place});
+        if (rank <= LineRank::freshWaiting)
+            counts.first = std::min(counts.first, {rank != LineRank::urgent, change, place});
+        counts.idle += rank == LineRank::quiet ? 1 : 0;
         if (const std::optional<QDateTime> end = line.freshUntil(); end && rank == LineRank::quiet)
             project.from = std::max(project.from, end->toMSecsSinceEpoch());
         else if (end)
             project.until = std::min(project.until, end->toMSecsSinceEpoch());
-        project.idle += rank == LineRank::quiet ? 1 : 0;
         project.newest = std::max(project.newest, change);
         shown.push_back({&line, rank, rank == LineRank::freshWaiting ? change : -change});
     }
@@ -190,7 +146,7 @@ TaskLines::Project TaskLines::made(const Project &before, const QDateTime &now) 
     project.section = project.group.section(now);
     project.isUrgent = project.group.isUrgent();
     // Lines that are the same stand in other lists only if one of them has faded.
-    if (project.group != before.group || project.idle != before.idle)
+    if (project.group != before.group || counts.idle != before.counts.idle)
         project.group.revision = ++lastRevision;
     return project;
 }
@@ -203,4 +159,17 @@ const QHash<QString, TaskLines::Project> &TaskLines::projects(const QDateTime &n
             project = made(project, now);
     }
     return m_projects;
+}
+
+TaskLines::Counts TaskLines::total(const QDateTime &now) const
+{
+    Counts total;
+    for (const Project &project : projects(now)) {
+        total.urgent += project.counts.urgent;
+        total.idle += project.counts.idle;
+        for (const AgentTaskStatus status : allAgentTaskStatuses)
+            total.lines[at(status)] += project.counts.lines[at(status)];
+        total.first = std::min(total.first, project.counts.first);
+    }
+    return total;
 }

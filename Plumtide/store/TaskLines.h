@@ -14,35 +14,42 @@
 class TaskLines
 {
 public:
-    /// The line that shall stand at `place`; one past the last line it is appended. Without a line, the place goes.
+    /// The line that shall stand at `place`; one past the last line it is appended.
     struct Edit
     {
         qsizetype place;
-        std::optional<AgentTask> line;
+        AgentTask line;
     };
     using Sections = std::array<QList<ProjectGroup>, allProjectSections.size()>;
 
+    void take(const Edit &edit);
     void set(const QList<AgentTask> &lines);
-    void take(const QList<Edit> &edits); ///< One after the other.
     [[nodiscard]] const QList<AgentTask> &lines() const { return m_lines; }
-    [[nodiscard]] qsizetype placeOf(const QString &id) const; ///< Of the first such line; one past the last for none.
+    /// Of the first line with this id; one past the last line when there is none.
+    [[nodiscard]] qsizetype placeOf(const QString &id) const { return m_places.value(id, m_lines.size()); }
 
     [[nodiscard]] std::optional<TaskSource> sourceFilter() const { return m_sourceFilter; }
     void setSourceFilter(std::optional<TaskSource> source);
-    [[nodiscard]] int urgentCount(const QDateTime &now) const;
-    [[nodiscard]] int idleLineCount(const QDateTime &now) const;
-    [[nodiscard]] int lineCount(AgentTaskStatus in, const QDateTime &now) const;
+    [[nodiscard]] int urgentCount(const QDateTime &now) const { return total(now).urgent; }
+    [[nodiscard]] int idleLineCount(const QDateTime &now) const { return total(now).idle; }
+    [[nodiscard]] int lineCount(AgentTaskStatus in, const QDateTime &now) const { return total(now).lines[at(in)]; }
     [[nodiscard]] std::optional<AgentTask> firstWaiting(const QDateTime &now) const;
     [[nodiscard]] QList<AgentTask> tasks(AgentTaskStatus in, const QDateTime &now) const;
     [[nodiscard]] Sections sections(const QDateTime &now) const;
 
 private:
-    /// Which of the waiting lines comes first: whether it is not urgent, since when it waits, its place.
-    using Turn = std::tuple<bool, qint64, qsizetype>;
     static constexpr qint64 longAgo = std::numeric_limits<qint64>::min(); // milliseconds, as all times here
     static constexpr qint64 never = std::numeric_limits<qint64>::max();
 
-    /// A project's lines, and what the queries answer from: all of it under the source filter, but for `urgent`.
+    /// Of one project or of all, under the source filter.
+    struct Counts
+    {
+        int urgent = 0; // whatever the filter says
+        int idle = 0;
+        std::array<int, allAgentTaskStatuses.size()> lines{}; // those that are not faded
+        /// Who of the waiting lines comes first: whether it is not urgent, since when it waits, its place.
+        std::tuple<bool, qint64, qsizetype> first{true, never, -1};
+    };
     struct Project
     {
         QList<qsizetype> places; // of all its lines, ascending
@@ -50,22 +57,22 @@ private:
         ProjectSection section = ProjectSection::quiet;
         bool isUrgent = false;
         qint64 newest = longAgo; // change of a line of the group
-        Turn first{true, never, 0};
-        int urgent = 0;
-        int idle = 0;
-        std::array<int, allAgentTaskStatuses.size()> counts{}; // of lines that are not faded
-        // Until when the last line faded, and until when no further one does. It holds in between.
+        Counts counts;
+        // Until when the last line faded, and until when no further one does. All but the places holds in between.
         qint64 from = never;
         qint64 until = longAgo;
     };
 
-    void fileAnew();
+    static constexpr std::size_t at(AgentTaskStatus status) { return static_cast<std::size_t>(status); }
+    [[nodiscard]] bool passesFilter(const AgentTask &line) const
+    {
+        return !m_sourceFilter || line.source == *m_sourceFilter;
+    }
     void file(qsizetype place);
-    [[nodiscard]] bool passesFilter(const AgentTask &line) const;
+    void fileAnew();
     [[nodiscard]] Project made(const Project &before, const QDateTime &now) const;
     [[nodiscard]] const QHash<QString, Project> &projects(const QDateTime &now) const;
-    template <typename Count>
-    [[nodiscard]] int total(const QDateTime &now, Count count) const;
+    [[nodiscard]] Counts total(const QDateTime &now) const;
 
     QList<AgentTask> m_lines;
     QHash<QString, qsizetype> m_places; // of the first line with an id

@@ -26,7 +26,7 @@ TaskStore &TaskStore::shared()
 TaskStore::TaskStore(Environment environment, QObject *parent)
     : QObject(parent),
       m_environment(std::move(environment)),
-      m_tavvelDir(tavvelDirIn(m_environment.home)),
+      m_tavvelDir(m_environment.home + u"/.tavvel"_s),
       m_lock(m_environment.home, m_tavvelDir, m_environment.ownerPatience),
       m_hasSeenClaudeEvent(m_environment.defaults->boolean(claudeSeenKey)),
       m_hasSeenCodexEvent(m_environment.defaults->boolean(codexSeenKey)),
@@ -37,7 +37,8 @@ TaskStore::TaskStore(Environment environment, QObject *parent)
         return;
     for (const QString &ours : {tasksFile(), m_environment.defaults->path()})
         Files::removeTemporaries(ours);
-    load();
+    m_board.set(m_file->load());
+    m_loaded = true;
     startWatching();
 }
 
@@ -61,29 +62,11 @@ void TaskStore::finish()
     m_lock.release();
 }
 
-QString TaskStore::tavvelDirIn(const QString &home)
-{
-    return home + u"/.tavvel"_s;
-}
-
-QString TaskStore::tasksFile() const
-{
-    return m_tavvelDir + u"/tasks.json"_s;
-}
-
-QString TaskStore::eventsFile() const
-{
-    return m_tavvelDir + u"/events.jsonl"_s;
-}
-
 void TaskStore::setTasks(QList<AgentTask> tasks)
 {
     for (AgentTask &line : tasks)
-        line = storable(std::move(line), now());
-    Q_EMIT objectWillChange();
-    m_board.set(tasks);
-    m_file->linesChanged();
-    save();
+        line = storable(line, now());
+    setLines(tasks);
 }
 
 void TaskStore::setSourceFilter(std::optional<TaskSource> source)
@@ -106,14 +89,10 @@ void TaskStore::sweep()
         sessions =
             aliveClaudeSessionIds(m_environment.home + u"/.claude/sessions"_s, quiet, m_environment.processExists);
     make(m_board.sweep(now(), sessions.seen - sessions.alive));
+    setLines(m_board.linesToKeep(now()));
     m_file->startFlushing(); // and not a second later: that would wake the program once more
     // Ages and markings on the board depend on the time alone.
     Q_EMIT objectWillChange();
-}
-
-QList<ProjectGroup> TaskStore::projectGroups(ProjectSection in) const
-{
-    return sections()[static_cast<std::size_t>(in)];
 }
 
 void TaskStore::make(const Board::Changes &changes)
@@ -122,19 +101,22 @@ void TaskStore::make(const Board::Changes &changes)
         if (m_notify)
             m_notify(notice.title, notice.body, notice.id);
     }
-    for (const Board::Step &step : changes.steps) {
+    for (const Board::Edit &edit : changes.edits) {
         Q_EMIT objectWillChange();
-        m_board.take(step);
-        for (const auto &[place, line] : step)
-            line ? m_file->lineChanged(place) : m_file->lineDropped(place);
+        m_board.take(edit);
+        m_file->lineChanged(edit.place);
         save();
     }
 }
 
-void TaskStore::load()
+void TaskStore::setLines(const QList<AgentTask> &lines)
 {
-    m_board.set(m_file->load());
-    m_loaded = true;
+    Q_EMIT objectWillChange();
+    if (lines != m_board.lines()) {
+        m_board.set(lines);
+        m_file->linesChanged();
+    }
+    save();
 }
 
 void TaskStore::save()

@@ -48,10 +48,8 @@ public:
 
     [[nodiscard]] bool isOwner() const { return m_lock.isOwner(); } ///< Of the data directory.
     [[nodiscard]] const QString &tavvelDir() const { return m_tavvelDir; }
-    /// The data directory of the user whose home directory is `home`.
-    [[nodiscard]] static QString tavvelDirIn(const QString &home);
-    [[nodiscard]] QString tasksFile() const;
-    [[nodiscard]] QString eventsFile() const;
+    [[nodiscard]] QString tasksFile() const { return m_tavvelDir + QStringLiteral("/tasks.json"); }
+    [[nodiscard]] QString eventsFile() const { return m_tavvelDir + QStringLiteral("/events.jsonl"); }
 
     [[nodiscard]] const QList<AgentTask> &tasks() const { return m_board.lines(); } ///< All lines, in stored order.
     void setTasks(QList<AgentTask> tasks);
@@ -75,7 +73,10 @@ public:
     /// The lines that are not done, under the source filter, one group a project, by section: those with urgent lines
     /// first, then the latest change first, then by name. The price is that of the projects, not of the lines.
     [[nodiscard]] Board::Sections sections() const { return m_board.sections(now()); }
-    [[nodiscard]] QList<ProjectGroup> projectGroups(ProjectSection in) const; ///< Those of one section.
+    [[nodiscard]] QList<ProjectGroup> projectGroups(ProjectSection in) const
+    {
+        return sections()[static_cast<std::size_t>(in)];
+    }
 
     /// Stores a line from the edit form, with the current time.
     void upsert(AgentTask task) { make(m_board.upsert(std::move(task), now())); }
@@ -85,9 +86,10 @@ Q_SIGNALS:
     void objectWillChange(); ///< Before each change of a published field, and at the end of each sweep.
 
 private:
-    void load();
     void save();
-    void make(const Board::Changes &changes); // every change of a line
+    // Every change of a line; each saves.
+    void make(const Board::Changes &changes);
+    void setLines(const QList<AgentTask> &lines);
     void refreshEventStateFromLog();
     void markEventSeen(bool isCodex);
     void startWatching();

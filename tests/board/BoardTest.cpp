@@ -7,18 +7,24 @@
 #include <QJsonDocument>
 #include <QRegularExpression>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <time.h>
 
 using namespace Qt::StringLiterals;
 
-static int saves = 0;
+static int saves = 0, lookups = 0;
 
-// Counts how often tasks.json is replaced.
+// Counts how often tasks.json is replaced, and the sessions' records are looked at.
 extern "C" int rename(const char *from, const char *to) noexcept
 {
     saves += QByteArrayView(to).endsWith("/tasks.json") ? 1 : 0;
     return ::renameat(AT_FDCWD, from, AT_FDCWD, to);
+}
+extern "C" DIR *opendir(const char *path)
+{
+    lookups += QByteArrayView(path).endsWith("/sessions") && ::access(path, F_OK) == 0 ? 1 : 0;
+    return ::fdopendir(::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
 }
 
 namespace {
@@ -74,7 +80,7 @@ public:
         setTime(step.section(u' ', 0, 0));
         m_before = store->tasks();
         m_said.clear();
-        m_announced = saves = 0;
+        m_announced = saves = lookups = 0;
         verbs.value(verb, [&] { apply(verb, what, with); })();
         sayChanges(verb == u"sweep" ? 1 : 0);
         return verb == u"given" ? QStringList() : m_said;
@@ -130,8 +136,11 @@ private:
                     + aged(group.quietLines(home.now)));
         }
         QString lists = u"urgent %1, idle %2"_s.arg(store->urgentCount()).arg(store->idleLineCount());
-        for (const AgentTaskStatus status : allAgentTaskStatuses)
+        for (const AgentTaskStatus status : allAgentTaskStatuses) {
             lists += aged(store->tasks(status));
+            EXPECT_EQ(store->lineCount(status), store->tasks(status).size());
+        }
+        EXPECT_TRUE(store->firstWaiting() == store->tasks(AgentTaskStatus::waiting).first());
         say(lists);
     }
 
@@ -156,12 +165,24 @@ private:
         for (const QString &id : m_board.keys())
             say(id + u" dropped"_s);
         m_board = board;
-        if (saves != (store->tasks() == m_before ? sweeps : 1) || m_announced != saves + sweeps)
-            say(u"saved %1, announced %2"_s.arg(saves).arg(m_announced));
+        if (saves != (store->tasks() == m_before ? sweeps : 1) || m_announced != saves + sweeps || lookups > 0)
+            say(u"saved %1, announced %2"_s.arg(saves).arg(m_announced)
+                + (lookups > 0 ? u", sessions looked for"_s : u""_s));
         const QByteArray file = home.read(tasksFile);
         EXPECT_EQ(file, records.isEmpty() && file.isEmpty() ? "" : QJsonDocument(records).toJson());
+        // A group's revision changes with what it shows, and with nothing else.
+        const auto before = std::exchange(m_groups, {});
+        for (const QList<ProjectGroup> &section : store->sections()) {
+            for (const ProjectGroup &group : section) {
+                const auto now = m_groups[group.name] = {group, group.summaryText(home.now)};
+                EXPECT_EQ(group.revision == before[group.name].first.revision, now == before[group.name]);
+                for (const AgentTask &line : group.lines)
+                    EXPECT_TRUE(store->tasks().contains(line));
+            }
+        }
     }
 
+    QMap<QString, std::pair<ProjectGroup, QString>> m_groups;
     QMap<QString, QJsonObject> m_board; // the lines by id, as they were shown last
     QList<AgentTask> m_before;
     int m_announced = 0;
@@ -172,7 +193,6 @@ struct StoreTest : testing::Test, Board
 {
 };
 
-const QByteArray prompt = R"({"session_id":"S","hook_event_name":"UserPromptSubmit","tavvel_ts":1})";
 // What every stored line has, and what it may have.
 const QByteArray needed =
     R"("currentState":"s","id":"cc-1","project":"p","purpose":"w","recentEvents":["e"],)"
@@ -216,7 +236,7 @@ TEST_F(StoreTest, AStartLeavesTheFileAloneAndASaveKeepsEveryField)
               QJsonDocument::fromJson("[{" + full + "},{" + needed + "}]"));
 }
 
-TEST_F(StoreTest, AFileOfAnythingElseIsKeptAndNumbered)
+TEST_F(StoreTest, AFileOfAnythingElseIsKeptAndNumberedAndOneThatCannotBeReadBeforeTheFirstSave)
 {
     QList<QByteArray> damaged{"{", "{}", "[1]", QByteArray("[\0]", 3)};
     for (const QByteArray &member : full.split(','))
@@ -234,14 +254,11 @@ TEST_F(StoreTest, AFileOfAnythingElseIsKeptAndNumbered)
         const QString number = i == 0 ? QString() : u'-' + QString::number(i + 1);
         EXPECT_EQ(home.read(u".tavvel/tasks.corrupt"_s + number + u".json"_s), damaged[i]);
     }
-}
-
-TEST_F(StoreTest, WhatCannotBeReadIsMovedAsideBeforeTheFirstSave)
-{
+    store.reset();
     home.write(tasksFile + u"/precious"_s, "");
     restart();
     store->upsert(AgentTask());
-    EXPECT_TRUE(home.exists(u".tavvel/tasks.corrupt.json/precious"_s));
+    EXPECT_TRUE(home.exists(u".tavvel/tasks.corrupt-%1.json/precious"_s.arg(damaged.size() + 1)));
     EXPECT_EQ(QFile::permissions(home.path(tasksFile)) & ~QFile::Permissions(0xf00), 0x6000);
 }
 
