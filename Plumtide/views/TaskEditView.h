@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Plumtide/model/AgentTask.h"
-#include "Plumtide/platform/Environment.h"
+#include "Plumtide/system/Environment.h"
 #include "Plumtide/views/DrawnView.h"
 
 #include <functional>
