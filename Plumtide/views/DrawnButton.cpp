@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr double iconGap = 4;
+constexpr double buttonIconGap = 4;
 constexpr double ringWidth = 2;
 constexpr double ringGap = 1;
 constexpr double pressedOpacity = 0.6;
@@ -97,7 +97,7 @@ const Drawing &DrawnButton::drawing()
 
 QSizeF DrawnButton::compose(Drawing &drawing, double width)
 {
-    HStack content(iconGap);
+    HStack content(buttonIconGap);
     if (!m_icon.isEmpty())
         content.icon("icon", m_icon, m_look.style.size, m_look.style.color);
     content.text("text", text(), m_look.style);

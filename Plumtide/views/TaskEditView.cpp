@@ -17,14 +17,14 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr double padding = 14;
-constexpr double gap = 12;
-constexpr double labelGap = 4;
+constexpr double formPadding = 14;
+constexpr double formGap = 12;
+constexpr double formLabelGap = 4;
 constexpr double columnGap = 10;
 constexpr double choiceWidth = 104;
 
-constexpr TextStyle headingStyle{14, QFont::DemiBold, Theme::text};
-constexpr TextStyle labelStyle{11, QFont::Medium, Theme::secondary};
+constexpr TextStyle formHeadingStyle{14, QFont::DemiBold, Theme::text};
+constexpr TextStyle formLabelStyle{11, QFont::Medium, Theme::secondary};
 const DrawnButton::Look cancelLook{.style = {12, QFont::Normal, Theme::secondary}};
 const DrawnButton::Look saveLook{.style = {12, QFont::DemiBold, Theme::onAccent},
                                  .paddingY = 7,
@@ -189,22 +189,22 @@ void TaskEditView::updateState()
 double TaskEditView::walkFields(
     double width, const std::function<void(const Field &, const QRectF &label, const QRectF &control)> &visit)
 {
-    double y = padding + Theme::face(headingStyle).lineHeight + gap;
-    const double inside = width - 2 * padding;
-    const double labelHeight = Theme::face(labelStyle).lineHeight;
-    const double fieldHeight = labelHeight + labelGap + TextField::height;
+    double y = formPadding + Theme::face(formHeadingStyle).lineHeight + formGap;
+    const double inside = width - 2 * formPadding;
+    const double labelHeight = Theme::face(formLabelStyle).lineHeight;
+    const double fieldHeight = labelHeight + formLabelGap + TextField::height;
     for (qsizetype i = 0; i < m_fields.size(); ++i) {
         const Field &field = m_fields.at(i);
         if (field.control->isHidden() && field.control == m_waitingReason)
             continue;
         const bool sharesRow = i + 1 < m_fields.size() && !m_fields.at(i + 1).isInOwnRow;
         const bool isChoice = qobject_cast<QComboBox *>(field.control) != nullptr;
-        const double left = field.isInOwnRow ? padding : padding + inside - choiceWidth;
+        const double left = field.isInOwnRow ? formPadding : formPadding + inside - choiceWidth;
         const double fieldWidth = isChoice ? choiceWidth : inside - (sharesRow ? choiceWidth + columnGap : 0);
         visit(field, {left, y, fieldWidth, labelHeight},
-              {left, y + labelHeight + labelGap, fieldWidth, double(TextField::height)});
+              {left, y + labelHeight + formLabelGap, fieldWidth, double(TextField::height)});
         if (!sharesRow)
-            y += fieldHeight + gap;
+            y += fieldHeight + formGap;
     }
     return y;
 }
@@ -212,22 +212,23 @@ double TaskEditView::walkFields(
 int TaskEditView::layOut(int width)
 {
     const QSizeF cancel = m_cancel->exactSize();
-    const double headerHeight = Theme::face(headingStyle).lineHeight;
-    m_cancel->placeAt({{width - padding - cancel.width(), padding + (headerHeight - cancel.height()) / 2}, cancel});
+    const double headerHeight = Theme::face(formHeadingStyle).lineHeight;
+    m_cancel->placeAt(
+        {{width - formPadding - cancel.width(), formPadding + (headerHeight - cancel.height()) / 2}, cancel});
     const double y = walkFields(width, [](const Field &field, const QRectF &, const QRectF &control) {
         field.control->setGeometry(control.toAlignedRect());
     });
-    const QSizeF save(width - 2 * padding, m_save->exactSize().height());
-    m_save->placeAt({{padding, y}, save});
-    return static_cast<int>(std::lround(y + save.height() + padding));
+    const QSizeF save(width - 2 * formPadding, m_save->exactSize().height());
+    m_save->placeAt({{formPadding, y}, save});
+    return static_cast<int>(std::lround(y + save.height() + formPadding));
 }
 
 void TaskEditView::compose(Drawing &drawing)
 {
-    TextBlock heading = layText(m_editing ? u"编辑任务"_s : u"登记任务"_s, headingStyle, width());
-    drawing.add("heading", {{padding, padding}, heading.size}, std::move(heading.content));
+    TextBlock heading = layText(m_editing ? u"编辑任务"_s : u"登记任务"_s, formHeadingStyle, width());
+    drawing.add("heading", {{formPadding, formPadding}, heading.size}, std::move(heading.content));
     walkFields(width(), [&](const Field &field, const QRectF &label, const QRectF &) {
-        TextBlock text = layText(field.label, labelStyle, label.width());
+        TextBlock text = layText(field.label, formLabelStyle, label.width());
         drawing.add(field.labelName, {label.topLeft(), text.size}, std::move(text.content));
     });
 }
