@@ -1,9 +1,10 @@
 #include "Plumtide/DesktopShell.h"
 
 #include "Plumtide/app/MiniBoardController.h"
-#include "Plumtide/app/Notifier.h"
 #include "Plumtide/app/PanelWindow.h"
 #include "Plumtide/app/TrayItem.h"
+#include "Plumtide/desktop/Instance.h"
+#include "Plumtide/desktop/Notifier.h"
 #include "Plumtide/hooks/HooksInstaller.h"
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/views/MiniBoardView.h"
@@ -27,20 +28,15 @@ constexpr std::chrono::milliseconds idleAfter = 5s;
 
 } // namespace
 
-QString DesktopShell::socketPath(const QString &home)
-{
-    return TaskStore::tavvelDirIn(home) + u"/plumtide.socket"_s;
-}
-
-DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, const Environment &environment)
+DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, Instance &instance,
+                           const Environment &environment)
     : m_store(store),
       m_installer(installer),
       m_environment(environment),
       m_autostart(Autostart::standardPath(environment.home), environment.program),
       m_tray(std::make_unique<TrayItem>(m_trayHost)),
       m_miniBoard(std::make_unique<MiniBoardController>(
-          *m_environment.defaults, [this] { return makeMiniBoardContent(); }, [this] { openPanel(); })),
-      m_socket(socketPath(environment.home))
+          *m_environment.defaults, [this] { return makeMiniBoardContent(); }, [this] { openPanel(); }))
 {
     m_idleTimer.setSingleShot(true);
     m_idleTimer.setInterval(idleAfter);
@@ -51,7 +47,7 @@ DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, const En
     showCount();
 
     connect(m_tray.get(), &TrayItem::clicked, this, [this](QPoint at) { panel().toggle(at); });
-    connect(m_tray.get(), &TrayItem::openRequested, this, &DesktopShell::openPanel);
+    connect(m_tray.get(), &TrayItem::openRequested, this, [this] { openPanel(); });
     connect(m_tray.get(), &TrayItem::quitRequested, this, &DesktopShell::quitRequested);
     connect(m_tray.get(), &TrayItem::miniBoardSwitched, m_miniBoard.get(), &MiniBoardController::setEnabled);
     connect(m_miniBoard.get(), &MiniBoardController::enabledChanged, this, [this](bool isOn) {
@@ -63,21 +59,19 @@ DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, const En
     connect(m_tray.get(), &TrayItem::menuOpening, this, [this] { m_tray->setLoginStartOn(m_autostart.isOn()); });
     connect(m_tray.get(), &TrayItem::loginStartSwitched, this, &DesktopShell::switchLoginStart);
     m_tray->setLoginStartOn(m_autostart.isOn()); // for panels that never say that they open a menu
-    connect(&m_socket, &InstanceSocket::requested, this, &DesktopShell::answer);
-    Notifier::shared().setActivated([this](const QString & /*id*/) { openPanel(); });
+    connect(&instance, &Instance::openRequested, this, &DesktopShell::openPanel);
+    connect(&instance, &Instance::resetRequested, m_miniBoard.get(), &MiniBoardController::resetPlace);
+    connect(&Notifier::shared(), &Notifier::activated, this, &DesktopShell::openPanel);
 
     m_trayHost.start();
     QTimer::singleShot(0ms, m_miniBoard.get(), &MiniBoardController::applyPreference); // once the event loop runs
 }
 
-DesktopShell::~DesktopShell()
-{
-    Notifier::shared().setActivated({});
-}
+DesktopShell::~DesktopShell() = default;
 
-void DesktopShell::openPanel()
+void DesktopShell::openPanel(const QByteArray &token)
 {
-    panel().open();
+    panel().open({}, token);
 }
 
 PanelWindow &DesktopShell::panel()
@@ -102,14 +96,6 @@ QWidget *DesktopShell::makeMiniBoardContent()
     auto *view = new MiniBoardView(m_store, m_installer);
     connect(view, &MiniBoardView::mainPanelRequested, m_miniBoard.get(), &MiniBoardController::openMainPanel);
     return view;
-}
-
-void DesktopShell::answer(const QByteArray &word)
-{
-    if (word == InstanceSocket::openWord)
-        openPanel();
-    else if (word == InstanceSocket::resetMiniBoardWord)
-        m_miniBoard->resetPlace();
 }
 
 void DesktopShell::switchLoginStart(bool isOn)

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Plumtide/desktop/Autostart.h"
-#include "Plumtide/desktop/InstanceSocket.h"
 #include "Plumtide/desktop/TrayHost.h"
 #include "Plumtide/system/Environment.h"
 
@@ -12,6 +11,7 @@
 #include <memory>
 
 class HooksInstaller;
+class Instance;
 class MiniBoardController;
 class PanelView;
 class PanelWindow;
@@ -27,14 +27,12 @@ class DesktopShell final : public QObject
     Q_OBJECT
 
 public:
-    /// `store` and `installer` must outlive it.
-    DesktopShell(TaskStore &store, HooksInstaller &installer, const Environment &environment);
+    /// `store`, `installer` and `instance` must outlive it.
+    DesktopShell(TaskStore &store, HooksInstaller &installer, Instance &instance, const Environment &environment);
     ~DesktopShell() override;
 
-    /// Where the program of the user with this home directory listens for a second start (see InstanceSocket).
-    [[nodiscard]] static QString socketPath(const QString &home);
-
-    void openPanel(); ///< Where it was opened last, or by the desktop's bar.
+    /// Where it was opened last, or by the desktop's bar. `token` lets it take the focus.
+    void openPanel(const QByteArray &token = {});
 
 Q_SIGNALS:
     void quitRequested();
@@ -42,7 +40,6 @@ Q_SIGNALS:
 private:
     PanelWindow &panel();
     QWidget *makeMiniBoardContent();
-    void answer(const QByteArray &word);
     void switchLoginStart(bool isOn);
     void scheduleCount();
     void showCount();
@@ -56,7 +53,6 @@ private:
     std::unique_ptr<PanelWindow> m_panel;
     PanelView *m_panelView = nullptr; // owned by the window
     std::unique_ptr<MiniBoardController> m_miniBoard;
-    InstanceSocket m_socket;
     QTimer m_idleTimer; // runs after the panel was closed
     QTimer m_countTimer;
     QElapsedTimer m_sinceCount;

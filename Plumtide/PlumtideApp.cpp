@@ -2,8 +2,8 @@
 
 #include "Plumtide/DesktopShell.h"
 #include "Plumtide/app/MiniBoardController.h"
-#include "Plumtide/app/Notifier.h"
-#include "Plumtide/desktop/InstanceSocket.h"
+#include "Plumtide/desktop/Instance.h"
+#include "Plumtide/desktop/Notifier.h"
 #include "Plumtide/hooks/HooksInstaller.h"
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/system/TerminationSignals.h"
@@ -11,6 +11,7 @@
 #include <QApplication>
 
 #include <cstdio>
+#include <cstdlib>
 
 namespace {
 
@@ -23,32 +24,22 @@ void printMessage(const HooksInstaller &installer)
 
 } // namespace
 
-bool PlumtideApp::openInRunning()
+int PlumtideApp::resetMiniBoard(const Instance &instance)
 {
-    return InstanceSocket::ask(DesktopShell::socketPath(Environment::realHome()), InstanceSocket::openWord);
-}
-
-int PlumtideApp::resetMiniBoard()
-{
-    const QString &home = Environment::realHome();
-    if (!InstanceSocket::ask(DesktopShell::socketPath(home), InstanceSocket::resetMiniBoardWord))
-        Defaults(Defaults::standardPath(home)).remove(MiniBoardController::originKey);
+    if (!instance.resetMiniBoard())
+        Defaults(Defaults::standardPath(Environment::realHome())).remove(MiniBoardController::originKey);
     return 0;
 }
 
-PlumtideApp::PlumtideApp(Mode mode)
-    : m_mode(mode), m_signals(std::make_unique<TerminationSignals>()), m_store(TaskStore::shared())
+PlumtideApp::PlumtideApp() : m_signals(std::make_unique<TerminationSignals>()), m_store(TaskStore::shared())
 {
+    // Qt ends the process by `exit` when the display goes.
+    std::atexit([] { TaskStore::shared().finish(); });
 }
 
 PlumtideApp::~PlumtideApp()
 {
     m_store.finish();
-}
-
-int PlumtideApp::run()
-{
-    return m_mode == Mode::InstallHooks ? installHooks() : follow();
 }
 
 int PlumtideApp::installHooks()
@@ -63,7 +54,7 @@ int PlumtideApp::installHooks()
     return 0;
 }
 
-int PlumtideApp::follow()
+int PlumtideApp::follow(Instance &instance)
 {
     if (!m_store.isOwner()) {
         std::fputs("Plumtide: 已经在运行了。\n", stderr);
@@ -75,9 +66,10 @@ int PlumtideApp::follow()
     });
     QObject::connect(m_signals.get(), &TerminationSignals::requested, QCoreApplication::instance(),
                      &QCoreApplication::quit);
+    QObject::connect(&instance, &Instance::replaced, QCoreApplication::instance(), &QCoreApplication::quit);
     std::unique_ptr<DesktopShell> desktop;
     if (qobject_cast<QApplication *>(QCoreApplication::instance())) {
-        desktop = std::make_unique<DesktopShell>(m_store, installer, Environment::real());
+        desktop = std::make_unique<DesktopShell>(m_store, installer, instance, Environment::real());
         QObject::connect(desktop.get(), &DesktopShell::quitRequested, QCoreApplication::instance(),
                          &QCoreApplication::quit);
     }

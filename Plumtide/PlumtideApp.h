@@ -2,6 +2,7 @@
 
 #include <memory>
 
+class Instance;
 class TaskStore;
 class TerminationSignals;
 
@@ -11,28 +12,21 @@ class TerminationSignals;
 class PlumtideApp
 {
 public:
-    enum class Mode {
-        InstallHooks, ///< Registers the hooks, prints two lines, ends.
-        Follow,       ///< Keeps the board until the user or the system ends the program.
-    };
-    static constexpr auto installFlag = "--install-hooks";  ///< The argument that asks for the first.
+    static constexpr auto installFlag = "--install-hooks";  ///< The argument that asks for `installHooks`.
     static constexpr auto resetFlag = "--reset-mini-board"; ///< The argument that asks for `resetMiniBoard`.
 
-    /// Asks a program that is already running with windows to open its panel. True when it does.
-    [[nodiscard]] static bool openInRunning();
     /// Puts the mini board back to its first place, in the running program or for the next start. The exit status.
-    [[nodiscard]] static int resetMiniBoard();
+    [[nodiscard]] static int resetMiniBoard(const Instance &instance);
 
-    explicit PlumtideApp(Mode mode); ///< Obtains the store, which loads the lines and follows the events log.
-    ~PlumtideApp();                  ///< Applies and saves what was taken from the log.
+    PlumtideApp();  ///< Obtains the store, which loads the lines and follows the events log.
+    ~PlumtideApp(); ///< Applies and saves what was taken from the log.
 
-    [[nodiscard]] int run(); ///< The exit status.
+    /// Registers the hooks, and prints two lines. The exit status.
+    [[nodiscard]] int installHooks();
+    /// Keeps the board until the user or the system ends the program. `instance` has claimed the home. The exit status.
+    [[nodiscard]] int follow(Instance &instance);
 
 private:
-    int installHooks();
-    int follow();
-
-    const Mode m_mode;
     const std::unique_ptr<TerminationSignals> m_signals; // before the store: what it takes from the log must be kept
     TaskStore &m_store;
 };

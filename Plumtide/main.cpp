@@ -1,5 +1,8 @@
 #include "Plumtide/PlumtideApp.h"
 #include "Plumtide/desktop/Display.h"
+#include "Plumtide/desktop/FloatingWindow.h"
+#include "Plumtide/desktop/Instance.h"
+#include "Plumtide/desktop/Log.h"
 #include "Plumtide/desktop/SessionBus.h"
 #include "Plumtide/system/Environment.h"
 
@@ -12,25 +15,38 @@
 #include <memory>
 #include <span>
 #include <string_view>
+#include <utility>
 
 namespace {
 
-std::unique_ptr<QCoreApplication> makeApplication(char **argv, bool isInstalling)
+// What the desktop has given this start, so that its window may take the focus. Qt takes it out of the environment.
+QByteArray takeStartupToken()
+{
+    QByteArray token = qgetenv(FloatingWindow::tokenVariable);
+    if (token.isEmpty())
+        token = qgetenv("DESKTOP_STARTUP_ID");
+    qunsetenv(FloatingWindow::tokenVariable);
+    return token;
+}
+
+std::unique_ptr<QCoreApplication> makeApplication(char **argv, bool isWithoutWindows)
 {
     // Qt sees none of the arguments: it would end the process over a "-platform" that it cannot start.
     static int argc = 1;
-    if (isInstalling)
+    if (isWithoutWindows)
         return std::make_unique<QCoreApplication>(argc, argv);
-    if (!chooseDisplayPlatform()) {
+    const DisplayProbe display; // goes after Qt has connected, too
+    if (display.platform().isEmpty()) {
         std::fputs("Plumtide: 没有可用的图形界面，在后台继续运行，不显示窗口。\n", stderr);
         return std::make_unique<QCoreApplication>(argc, argv);
     }
+    qputenv("QT_QPA_PLATFORM", display.platform());
     ignoreDesktopTheme();
-    SessionBus::disableMute();
     QGuiApplication::setDesktopFileName(QCoreApplication::applicationName());
     QApplication::setStyle(QStringLiteral("Fusion"));
     auto application = std::make_unique<QApplication>(argc, argv);
     QGuiApplication::setQuitOnLastWindowClosed(false);
+    qCDebug(desktopLog) << "display platform:" << display.platform();
     return application;
 }
 
@@ -55,10 +71,19 @@ int main(int argc, char **argv)
     const std::span<char *> arguments(argv, static_cast<size_t>(argc));
     const auto isAsked = [&](std::string_view flag) { return std::ranges::find(arguments, flag) != arguments.end(); };
     const bool isInstalling = isAsked(PlumtideApp::installFlag);
-    if (!isInstalling && isAsked(PlumtideApp::resetFlag))
-        return PlumtideApp::resetMiniBoard();
-    if (!isInstalling && PlumtideApp::openInRunning())
+    const bool isResetting = !isInstalling && isAsked(PlumtideApp::resetFlag);
+    const QByteArray token = takeStartupToken();
+    neverStartSessionBus();
+    const std::unique_ptr<QCoreApplication> application = makeApplication(argv, isInstalling || isResetting);
+    if (isInstalling)
+        return PlumtideApp().installHooks();
+    Instance instance(Environment::realHome());
+    if (isResetting)
+        return PlumtideApp::resetMiniBoard(instance);
+    const bool hasWindows = qobject_cast<QApplication *>(application.get()) != nullptr;
+    if (!instance.claim(hasWindows, token))
         return 0;
-    const std::unique_ptr<QCoreApplication> application = makeApplication(argv, isInstalling);
-    return PlumtideApp(isInstalling ? PlumtideApp::Mode::InstallHooks : PlumtideApp::Mode::Follow).run();
+    if (hasWindows)
+        FloatingWindow::endStartup(token);
+    return PlumtideApp().follow(instance);
 }

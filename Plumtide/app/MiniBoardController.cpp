@@ -1,5 +1,6 @@
 #include "Plumtide/app/MiniBoardController.h"
 
+#include "Plumtide/app/Log.h"
 #include "Plumtide/app/MiniBoardWindow.h"
 #include "Plumtide/system/Defaults.h"
 
@@ -93,6 +94,7 @@ std::unique_ptr<MiniBoardWindow> MiniBoardController::makePanel()
     std::optional<QPoint> place = storedPlace();
     if (!place)
         place = firstPlace(panel->height());
+    qCDebug(appLog) << "mini board at" << place.value_or(panel->pos()) << "stored:" << storedPlace().has_value();
     panel->setPlace(place.value_or(panel->pos()));
     connect(panel.get(), &MiniBoardWindow::movedByUser, this, [this](QPoint place) {
         m_defaults.setNumbers(originKey, {1.0 * place.x(), 1.0 * place.y()});

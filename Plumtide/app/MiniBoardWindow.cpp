@@ -2,6 +2,7 @@
 
 #include "Plumtide/desktop/FloatingWindow.h"
 
+#include <QGuiApplication>
 #include <QMouseEvent>
 #include <QPainterPath>
 #include <QTimer>
@@ -25,7 +26,7 @@ MiniBoardWindow::MiniBoardWindow(QWidget *content)
     m_content->move(0, 0);
     m_content->show();
     m_content->installEventFilter(this);
-    connect(&m_compositor, &Compositor::changed, this, &MiniBoardWindow::updateShape);
+    connect(&m_compositor, &ManagerSelection::changed, this, &MiniBoardWindow::updateShape);
     fitContent();
 }
 
@@ -134,10 +135,10 @@ void MiniBoardWindow::hideEvent(QHideEvent *event)
     endDrag(); // the release will not come
 }
 
-// Without a compositor what is transparent turns out black.
+// Without a compositor what is transparent turns out black on X11.
 void MiniBoardWindow::updateShape()
 {
-    if (m_compositor.isRunning()) {
+    if (m_compositor.isOwned() || QGuiApplication::platformName() != u"xcb"_s) {
         clearMask();
         return;
     }

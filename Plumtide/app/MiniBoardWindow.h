@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Plumtide/desktop/Compositor.h"
+#include "Plumtide/desktop/ManagerSelection.h"
 
 #include <QPoint>
 #include <QWidget>
@@ -49,7 +49,7 @@ private:
     void endDrag();
 
     QWidget *const m_content;
-    Compositor m_compositor;
+    ManagerSelection m_compositor{"_NET_WM_CM_S0"};
     QPoint m_place;
     std::optional<QPoint> m_grip; // while it is dragged: where in the window the mouse holds it
     bool m_hasDragged = false;

@@ -1,5 +1,6 @@
 #include "Plumtide/app/PanelWindow.h"
 
+#include "Plumtide/app/Log.h"
 #include "Plumtide/app/PanelPlacement.h"
 #include "Plumtide/desktop/FloatingWindow.h"
 
@@ -46,16 +47,19 @@ void PanelWindow::toggle(std::optional<QPoint> at)
         open(at);
 }
 
-void PanelWindow::open(std::optional<QPoint> at)
+void PanelWindow::open(std::optional<QPoint> at, QByteArray token)
 {
+    if (token.isEmpty())
+        token = qgetenv(FloatingWindow::tokenVariable);
     if (at)
         m_lastClick = at;
     if (!isVisible()) {
         m_openedAt = m_now();
         m_pointerAtOpening = QCursor::pos();
         const QPoint place = placeFor(m_lastClick);
+        qCDebug(appLog) << "panel opens at" << place << "after a click at" << m_lastClick.value_or(QPoint());
         winId(); // makes the native window
-        FloatingWindow::prepare(*windowHandle(), FloatingWindow::Desktops::Current);
+        FloatingWindow::prepare(*windowHandle(), FloatingWindow::Desktops::Current, token);
         move(place);
         show();
         // Qt 6.4 on X11 is now and then told of a move to 0,0 that never was, and believes it for good.
@@ -66,6 +70,7 @@ void PanelWindow::open(std::optional<QPoint> at)
     }
     raise();
     activateWindow();
+    FloatingWindow::endStartup(token);
     // Qt 6.4 on X11 hears late that a window it hid has lost the focus. Shown again before that, the window would get
     // the focus without being told, and not notice when it goes.
     if (!isActiveWindow() && QGuiApplication::focusWindow() == windowHandle())
@@ -106,6 +111,7 @@ void PanelWindow::closeUnlessBusy()
         if (window->parentWidget() && window->parentWidget()->window() == this)
             own = QApplication::activeWindow();
     }
+    qCDebug(appLog) << "panel has lost the focus to" << own;
     if (own) {
         if (m_awaited)
             m_awaited->removeEventFilter(this);

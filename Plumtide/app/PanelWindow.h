@@ -31,9 +31,10 @@ public:
     explicit PanelWindow(QWidget *content, Now now = std::chrono::steady_clock::now);
 
     /// `at` is where the user clicked, in logical screen pixels. Without one, the last such place counts, or else the
-    /// corner by the desktop's bar. Of an open panel, `open` only brings the focus back.
+    /// corner by the desktop's bar. `token` lets the panel take the focus (see FloatingWindow::prepare); without one,
+    /// that counts which Qt has got from the tray. Of an open panel, `open` only brings the focus back.
     void toggle(std::optional<QPoint> at = {});
-    void open(std::optional<QPoint> at = {});
+    void open(std::optional<QPoint> at = {}, QByteArray token = {});
     void setVisible(bool isVisible) override;
 
 Q_SIGNALS:

@@ -9,34 +9,25 @@
 
 using namespace Qt::StringLiterals;
 
-TrayItem::TrayItem(TrayHost &host, QObject *parent) : QObject(parent)
+TrayItem::TrayItem(TrayHost &host, QObject *parent) : QObject(parent), m_menu(std::make_unique<QMenu>())
 {
     connect(&host, &TrayHost::found, this, &TrayItem::makeIcon);
+    connect(m_menu->addAction(u"打开看板"_s), &QAction::triggered, this, &TrayItem::openRequested);
+    m_miniBoard = m_menu->addAction(u"悬浮板"_s);
+    m_miniBoard->setCheckable(true);
+    connect(m_miniBoard, &QAction::triggered, this, &TrayItem::miniBoardSwitched);
+    m_loginStart = m_menu->addAction(u"登录时启动"_s);
+    m_loginStart->setCheckable(true);
+    connect(m_loginStart, &QAction::triggered, this, &TrayItem::loginStartSwitched);
+    m_menu->addSeparator();
+    connect(m_menu->addAction(u"退出"_s), &QAction::triggered, this, &TrayItem::quitRequested);
+    connect(m_menu.get(), &QMenu::aboutToShow, this, &TrayItem::menuOpening);
 }
 
 TrayItem::~TrayItem() = default;
 
-QString TrayItem::toolTip(int count)
-{
-    return count > 0 ? u"Plumtide：%1 条等你处理"_s.arg(count) : u"Plumtide"_s;
-}
-
 void TrayItem::makeIcon()
 {
-    m_menu = std::make_unique<QMenu>();
-    connect(m_menu->addAction(u"打开看板"_s), &QAction::triggered, this, &TrayItem::openRequested);
-    m_miniBoard = m_menu->addAction(u"悬浮板"_s);
-    m_miniBoard->setCheckable(true);
-    m_miniBoard->setChecked(m_isMiniBoardOn);
-    connect(m_miniBoard, &QAction::triggered, this, &TrayItem::miniBoardSwitched);
-    m_loginStart = m_menu->addAction(u"登录时启动"_s);
-    m_loginStart->setCheckable(true);
-    m_loginStart->setChecked(m_isLoginStartOn);
-    connect(m_loginStart, &QAction::triggered, this, &TrayItem::loginStartSwitched);
-    connect(m_menu.get(), &QMenu::aboutToShow, this, &TrayItem::menuOpening);
-    m_menu->addSeparator();
-    connect(m_menu->addAction(u"退出"_s), &QAction::triggered, this, &TrayItem::quitRequested);
-
     m_icon = std::make_unique<QSystemTrayIcon>();
     m_icon->setContextMenu(m_menu.get());
     connect(m_icon.get(), &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
@@ -54,6 +45,11 @@ void TrayItem::makeIcon()
         QTimer::singleShot(0, this, &TrayItem::showCount);
 }
 
+QString TrayItem::toolTip(int count)
+{
+    return count > 0 ? u"Plumtide：%1 条等你处理"_s.arg(count) : u"Plumtide"_s;
+}
+
 void TrayItem::setUrgentCount(int count)
 {
     if (count == m_urgentCount)
@@ -65,16 +61,12 @@ void TrayItem::setUrgentCount(int count)
 
 void TrayItem::setMiniBoardOn(bool isOn)
 {
-    m_isMiniBoardOn = isOn;
-    if (m_miniBoard)
-        m_miniBoard->setChecked(isOn);
+    m_miniBoard->setChecked(isOn);
 }
 
 void TrayItem::setLoginStartOn(bool isOn)
 {
-    m_isLoginStartOn = isOn;
-    if (m_loginStart)
-        m_loginStart->setChecked(isOn);
+    m_loginStart->setChecked(isOn);
 }
 
 void TrayItem::showCount()

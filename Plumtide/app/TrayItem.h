@@ -13,7 +13,7 @@ class QSystemTrayIcon;
 
 /// The program's item in the desktop's tray: the icon with the number of lines that want the user, and a menu for
 /// panels that offer nothing else. QSystemTrayIcon registers it again by itself when the panel restarts.
-/// Thread: main thread, on a QApplication. Before `host` has found a tray there is none, and it costs nothing.
+/// Thread: main thread, on a QApplication. Before `host` has found a tray there is none.
 class TrayItem final : public QObject
 {
     Q_OBJECT
@@ -50,6 +50,4 @@ private:
     QAction *m_miniBoard = nullptr;
     QAction *m_loginStart = nullptr;
     int m_urgentCount = 0;
-    bool m_isMiniBoardOn = false;
-    bool m_isLoginStartOn = false;
 };

@@ -2,8 +2,6 @@
 
 #include "Plumtide/system/Outcome.h"
 
-#include <QByteArray>
-#include <QList>
 #include <QString>
 
 /// The start at login: a desktop entry in the user's autostart folder, which every session manager reads (as
@@ -24,14 +22,9 @@ public:
 
     /// Writes the entry, or removes it. One that the user has changed keeps all that is not about being on or off, and
     /// is hidden instead of removed. A failure leaves the entry as it was.
-    Outcome<void> setOn(bool isOn) const;
+    [[nodiscard]] Outcome<void> setOn(bool isOn) const;
 
 private:
-    [[nodiscard]] Outcome<QList<QByteArray>> readLines() const; // none when there is no entry
-    [[nodiscard]] QList<QByteArray> ownLines() const;
-    Outcome<void> write(const QList<QByteArray> &lines) const;
-    Outcome<void> remove() const;
-
     const QString m_path;
     const QString m_program;
 };

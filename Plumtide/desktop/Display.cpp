@@ -1,11 +1,9 @@
 #include "Plumtide/desktop/Display.h"
 
+#include <QCoreApplication>
 #include <QDir>
-#include <QLibraryInfo>
-#include <QList>
 #include <QPluginLoader>
 #include <QScopeGuard>
-#include <QStringList>
 
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -24,43 +22,19 @@ using std::chrono::milliseconds;
 
 namespace {
 
-// On a thread of its own: looking the host up, connecting and the server's greeting can each take minutes,
-// and none of them can be told to hurry. A thread that is late is left behind; it owns all it uses.
-bool xServerAnswers(milliseconds patience)
-{
-    const QByteArray display = qgetenv("DISPLAY");
-    if (display.isEmpty())
-        return false;
-    std::promise<bool> promise;
-    std::future<bool> answer = promise.get_future();
-    try {
-        std::thread([display, promise = std::move(promise)]() mutable {
-            xcb_connection_t *connection = xcb_connect(display.constData(), nullptr);
-            promise.set_value(xcb_connection_has_error(connection) == 0);
-            xcb_disconnect(connection);
-        }).detach();
-    } catch (const std::system_error &) { // no more threads: no windows either
-        return false;
-    }
-    return answer.wait_for(patience) == std::future_status::ready && answer.get();
-}
-
 bool waylandAnswers()
 {
-    const QByteArray display = qgetenv("WAYLAND_DISPLAY");
-    const QByteArray runtimeDir = qgetenv("XDG_RUNTIME_DIR");
-    if (display.isEmpty() || (!display.startsWith('/') && runtimeDir.isEmpty()))
-        return false;
-    const QByteArray path = display.startsWith('/') ? display : runtimeDir + '/' + display;
+    // An absolute name stands for itself.
+    const QString path =
+        QDir(qEnvironmentVariable("XDG_RUNTIME_DIR")).filePath(qEnvironmentVariable("WAYLAND_DISPLAY"));
+    const QByteArray name = path.startsWith(u'/') ? QFile::encodeName(path) : QByteArray();
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    if (static_cast<std::size_t>(path.size()) >= sizeof address.sun_path)
-        return false;
-    std::memcpy(address.sun_path, path.constData(), static_cast<std::size_t>(path.size()));
     const int descriptor = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (descriptor < 0)
-        return false;
     const auto closing = qScopeGuard([descriptor] { ::close(descriptor); });
+    if (name.isEmpty() || static_cast<std::size_t>(name.size()) >= sizeof address.sun_path)
+        return false;
+    std::memcpy(address.sun_path, name.constData(), static_cast<std::size_t>(name.size()));
     return ::connect(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
 }
 
@@ -68,59 +42,61 @@ bool waylandAnswers()
 // finds it loaded afterwards.
 bool hasPlugin(const QString &filePattern)
 {
-    QStringList directories{qEnvironmentVariable("QT_QPA_PLATFORM_PLUGIN_PATH")};
-    QStringList roots = qEnvironmentVariable("QT_PLUGIN_PATH").split(QDir::listSeparator());
-    roots.append(QLibraryInfo::path(QLibraryInfo::PluginsPath));
-    for (const QString &root : roots)
-        directories.append(root.isEmpty() ? QString() : root + "/platforms"_L1);
-    for (const QString &directory : directories) {
-        if (directory.isEmpty())
-            continue;
-        const QDir plugins(directory);
-        const QStringList names = plugins.entryList({filePattern}, QDir::Files);
-        if (std::any_of(names.begin(), names.end(),
-                        [&](const QString &name) { return QPluginLoader(plugins.filePath(name)).load(); }))
-            return true;
-    }
-    return false;
-}
-
-/// `entry` is a platform's name, possibly with parameters after a colon.
-bool isUsable(const QByteArray &entry, milliseconds patience)
-{
-    const QByteArray name = entry.split(':').first();
-    if (name == "xcb")
-        return xServerAnswers(patience) && hasPlugin(u"libqxcb.so"_s);
-    if (name == "wayland" || name.startsWith("wayland-"))
-        return waylandAnswers() && hasPlugin(u"libqwayland-*.so"_s);
-    // Any other may need a device of its own.
-    if (name == "offscreen" || name == "minimal" || name == "vnc")
-        return hasPlugin(u"libq%1.so"_s.arg(QLatin1StringView(name)));
-    return false;
+    QStringList folders{qEnvironmentVariable("QT_QPA_PLATFORM_PLUGIN_PATH")};
+    for (const QString &root : QCoreApplication::libraryPaths())
+        folders.append(root + "/platforms"_L1);
+    folders.removeAll(QString());
+    return std::any_of(folders.cbegin(), folders.cend(), [&](const QString &folder) {
+        const QFileInfoList plugins = QDir(folder).entryInfoList({filePattern}, QDir::Files);
+        return std::any_of(plugins.cbegin(), plugins.cend(),
+                           [](const QFileInfo &plugin) { return QPluginLoader(plugin.filePath()).load(); });
+    });
 }
 
 } // namespace
 
-QByteArray usableDisplayPlatform(milliseconds patience)
+// On a thread of its own: looking the host up, connecting and the server's greeting can each take minutes,
+// and none of them can be told to hurry. A thread that is late is left behind; it owns all it uses.
+DisplayProbe::Server DisplayProbe::connectWithin(milliseconds patience)
 {
-    QList<QByteArray> candidates = qgetenv("QT_QPA_PLATFORM").split(';');
-    candidates << "xcb"
-               << "wayland";
-    QList<QByteArray> tried;
-    for (const QByteArray &candidate : std::as_const(candidates)) {
-        if (tried.contains(candidate)) // a dead display is waited for once
-            continue;
-        if (isUsable(candidate, patience))
-            return candidate;
-        tried.append(candidate);
+    std::promise<Server> promise;
+    std::future<Server> answer = promise.get_future();
+    try {
+        std::thread([display = qgetenv("DISPLAY"), promise = std::move(promise)]() mutable {
+            promise.set_value(Server(xcb_connect(display.constData(), nullptr), xcb_disconnect));
+        }).detach();
+    } catch (const std::system_error &) { // no more threads: no windows either
+        return {};
     }
-    return {};
+    Server server = answer.wait_for(patience) == std::future_status::ready ? answer.get() : nullptr;
+    return server && !xcb_connection_has_error(server.get()) ? server : nullptr;
 }
 
-bool chooseDisplayPlatform(milliseconds patience)
+bool DisplayProbe::isUsable(const QByteArray &entry, milliseconds patience)
 {
-    const QByteArray platform = usableDisplayPlatform(patience);
-    return !platform.isEmpty() && qputenv("QT_QPA_PLATFORM", platform);
+    const QByteArray name = entry.split(':').first(); // parameters may follow
+    if (name == "xcb") {
+        m_server = qEnvironmentVariableIsEmpty("DISPLAY") ? nullptr : connectWithin(patience);
+        return m_server && hasPlugin(u"libqxcb.so"_s);
+    }
+    if (name.startsWith("wayland"))
+        return waylandAnswers() && hasPlugin(u"libqwayland-*.so"_s);
+    // Any other may need a device of its own.
+    return (name == "offscreen" || name == "minimal" || name == "vnc")
+        && hasPlugin(u"libq%1.so"_s.arg(QLatin1StringView(name)));
+}
+
+DisplayProbe::DisplayProbe(milliseconds patience)
+{
+    QList<QByteArray> candidates = qgetenv("QT_QPA_PLATFORM").split(';');
+    for (const char *const usual : {"xcb", "wayland"}) {
+        if (!candidates.contains(usual)) // a dead display is waited for once
+            candidates.append(usual);
+    }
+    const auto found = std::find_if(candidates.cbegin(), candidates.cend(),
+                                    [&](const QByteArray &candidate) { return isUsable(candidate, patience); });
+    if (found != candidates.cend())
+        m_platform = *found;
 }
 
 void ignoreDesktopTheme()

@@ -3,22 +3,34 @@
 #include <QByteArray>
 
 #include <chrono>
+#include <memory>
 
-// Qt ends the process when it cannot start its platform plugin. So before a QGuiApplication is made, this is
-// asked which display it can draw on; without any, the program goes on without windows, on a
-// QCoreApplication.
-// Thread: main thread, before the application object exists. (Free functions: X11 owns the name Display.)
+struct xcb_connection_t;
 
-/// How long a display may take to answer. An X server beyond a dead network connection never does.
-inline constexpr std::chrono::milliseconds displayPatience{2'000};
+/// Finds a display that Qt can draw on, since Qt ends the process when it cannot start its platform plugin. Without
+/// any, the program goes on without windows, on a QCoreApplication.
+/// Keeps the X server that it has found until it goes itself: one without clients may start over, and would end a
+/// program that comes at that moment.
+/// Thread: main thread, before the application object exists.
+class DisplayProbe
+{
+public:
+    /// `patience` is how long a display may take to answer; an X server beyond a dead network connection never does.
+    explicit DisplayProbe(std::chrono::milliseconds patience = std::chrono::seconds(2));
 
-/// A value for `$QT_QPA_PLATFORM` that will work, or empty. In this order: what that variable names now (of a
-/// list the first that works); "xcb" where an X server answers, also the one inside a Wayland session, since
-/// Wayland itself gives windows neither a place nor a stacking; "wayland".
-[[nodiscard]] QByteArray usableDisplayPlatform(std::chrono::milliseconds patience = displayPatience);
+    /// A value for `$QT_QPA_PLATFORM` that will work, or empty. In this order: what that variable names now (of a list
+    /// the first that works); "xcb" where an X server answers, also the one inside a Wayland session, since Wayland
+    /// itself gives windows neither a place nor a stacking; "wayland".
+    [[nodiscard]] const QByteArray &platform() const { return m_platform; }
 
-/// Sets `$QT_QPA_PLATFORM` to the usable platform. False, and nothing is set, when there is none.
-[[nodiscard]] bool chooseDisplayPlatform(std::chrono::milliseconds patience = displayPatience);
+private:
+    using Server = std::shared_ptr<xcb_connection_t>;
+    [[nodiscard]] static Server connectWithin(std::chrono::milliseconds patience);
+    [[nodiscard]] bool isUsable(const QByteArray &entry, std::chrono::milliseconds patience);
+
+    Server m_server;
+    QByteArray m_platform;
+};
 
 /// Hides the desktop's name and any wish for a theme from Qt. Its theme plugins would load a second toolkit (with GTK 3
 /// some 7 MiB and 20 ms), and everything that is seen here has a look of its own.

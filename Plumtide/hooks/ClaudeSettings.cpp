@@ -1,66 +1,126 @@
 #include "Plumtide/hooks/ClaudeSettings.h"
 
-#include "Plumtide/hooks/JsonTree.h"
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <array>
+#include <set>
+#include <vector>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-using Kind = JsonTree::Kind;
-using Node = JsonTree::Node;
+using Json = nlohmann::json; // its objects are sorted by the bytes of their UTF-8 keys
 
-constexpr std::array<const char *, 6> eventNames = {
+constexpr char scriptName[] = "tavvel-hook.sh";
+constexpr const char *eventNames[] = {
     "SessionStart", "UserPromptSubmit", "PermissionRequest", "PostToolUse", "Stop", "SessionEnd",
 };
-constexpr char scriptName[] = "tavvel-hook.sh";
 
-bool isArrayOfObjects(const JsonTree &tree, Node node)
+// The digits of a number without zeros at either end, and the power of ten behind them: texts of equal numbers come to
+// the same.
+std::pair<QByteArray, qint64> valueOf(const QByteArray &number)
 {
-    if (node == JsonTree::none || tree.kind(node) != Kind::Array)
-        return false;
-    for (Node child = tree.firstChild(node); child != JsonTree::none; child = tree.next(child)) {
-        if (tree.kind(child) != Kind::Object)
-            return false;
+    const qsizetype exponent = number.toLower().indexOf('e');
+    qint64 power = exponent < 0 ? 0 : number.sliced(exponent + 1).toLongLong();
+    QByteArray digits;
+    bool isFraction = false;
+    for (const char c : number.mid(0, exponent)) {
+        if (c >= '0' && c <= '9') {
+            digits += c;
+            power -= isFraction ? 1 : 0;
+        } else if (c != '-') {
+            isFraction = true; // a point, or what the user's locale has in its place
+        }
     }
-    return true;
+    for (; digits.endsWith('0'); ++power)
+        digits.chop(1);
+    while (digits.startsWith('0'))
+        digits.remove(0, 1);
+    return {digits, digits.isEmpty() ? 0 : power};
 }
 
-bool namesScript(const JsonTree &tree, Node entry)
+// Reads a text to find what the library's document would not give back as it was, or would need too much of the stack
+// for. Everything that it does not object to, the library reads without an error.
+class Examiner final : public Json::json_sax_t
 {
-    const Node hooks = tree.member(entry, "hooks");
-    if (!isArrayOfObjects(tree, hooks))
-        return false;
-    for (Node hook = tree.firstChild(hooks); hook != JsonTree::none; hook = tree.next(hook)) {
-        const Node command = tree.member(hook, "command");
-        if (command != JsonTree::none && tree.kind(command) == Kind::String && tree.text(command).contains(scriptName))
+public:
+    explicit Examiner(const QByteArray &text) : m_text(text) {}
+
+    [[nodiscard]] const QString &objection() const { return m_objection; }
+
+    bool null() override { return true; }
+    bool boolean(bool) override { return true; }
+    bool number_integer(Json::number_integer_t) override { return true; }
+    bool number_unsigned(Json::number_unsigned_t) override { return true; }
+    bool number_float(Json::number_float_t value, const std::string &text) override
+    {
+        if (valueOf(QByteArray::fromStdString(text)) == valueOf(QByteArray::fromStdString(Json(value).dump())))
             return true;
+        return object(u"里有没法原样写回的数字：%1"_s.arg(QString::fromStdString(text).left(40)));
     }
-    return false;
+    bool string(std::string &) override { return true; }
+    bool binary(Json::binary_t &) override { return true; } // not in a text
+    bool key(std::string &name) override
+    {
+        // The library would keep one of the two.
+        return m_open.back().insert(name).second
+            || object(u"里有重复的键：%1"_s.arg(QString::fromStdString(name).left(40)));
+    }
+    bool start_object(std::size_t) override
+    {
+        constexpr size_t deepest = 64; // printing recurses, and indents each line by its depth
+        m_open.emplace_back();
+        return m_open.size() <= deepest || object(u"嵌套得太深"_s);
+    }
+    bool start_array(std::size_t size) override { return start_object(size); }
+    bool end_object() override
+    {
+        m_open.pop_back();
+        return true;
+    }
+    bool end_array() override { return end_object(); }
+    bool parse_error(std::size_t position, const std::string &, const Json::exception &error) override
+    {
+        constexpr int numberOutOfRange = 406;
+        // The last byte read is the offending one; at the end of the text, it is one past the last.
+        const auto line =
+            1 + m_text.first(qBound<qsizetype>(0, static_cast<qsizetype>(position) - 1, m_text.size())).count('\n');
+        return object((error.id == numberOutOfRange ? u"第 %1 行有一个过大的数字"_s : u"第 %1 行附近不是有效的 JSON"_s)
+                          .arg(line));
+    }
+
+private:
+    bool object(const QString &objection)
+    {
+        m_objection = objection;
+        return false;
+    }
+
+    const QByteArray &m_text;
+    QString m_objection;
+    std::vector<std::set<std::string>> m_open; // the keys so far of each open object; none for an array
+};
+
+bool isArrayOfObjects(const Json &value)
+{
+    return value.is_array() && std::all_of(value.begin(), value.end(), [](const Json &v) { return v.is_object(); });
 }
 
-void registerFor(JsonTree &tree, Node hooks, QByteArrayView eventName, const QByteArray &command)
+bool namesScript(const Json &entry)
 {
-    Node entries = tree.member(hooks, eventName);
-    if (entries == JsonTree::none)
-        entries = tree.append(hooks, eventName, Kind::Array);
-    if (!isArrayOfObjects(tree, entries))
-        return;
-    for (Node entry = tree.firstChild(entries); entry != JsonTree::none; entry = tree.next(entry)) {
-        if (namesScript(tree, entry))
-            return;
-    }
-    const Node list = tree.append(tree.append(entries, Kind::Object), "hooks", Kind::Array);
-    const Node hook = tree.append(list, Kind::Object);
-    tree.append(hook, "command", Kind::String, command);
-    tree.append(hook, "type", Kind::String, "command");
+    const auto hooks = entry.find("hooks");
+    return hooks != entry.end() && isArrayOfObjects(*hooks)
+        && std::any_of(hooks->begin(), hooks->end(), [](const Json &hook) {
+               const auto command = hook.find("command");
+               return command != hook.end() && command->is_string()
+                   && command->get_ref<const std::string &>().find(scriptName) != std::string::npos;
+           });
 }
 
-Failure named(const Failure &failure)
+Failure unchanged(const QString &reason)
 {
-    return {u"settings.json "_s + failure.sentence + u"，这次没有改动。"_s};
+    return {u"settings.json "_s + reason + u"，这次没有改动。"_s};
 }
 
 } // namespace
@@ -69,27 +129,30 @@ namespace ClaudeSettings {
 
 Result edit(const QByteArray &settings, const QString &hookCommand)
 {
-    Outcome<JsonTree> parsed = JsonTree::parse(settings.isEmpty() ? QByteArray("{}") : settings);
-    if (!parsed)
-        return named(parsed.failure());
-    JsonTree tree = std::move(parsed).value();
-    if (tree.kind(JsonTree::root) == Kind::Array)
+    const QByteArray text = settings.isEmpty() ? QByteArray("{}") : settings;
+    // The reader takes a NUL for the end of the text and would drop what follows.
+    if (const qsizetype end = text.indexOf('\0'); end >= 0)
+        return unchanged(u"第 %1 行附近不是有效的 JSON"_s.arg(1 + text.first(end).count('\n')));
+    Examiner examiner(text);
+    if (!Json::sax_parse(text.begin(), text.end(), &examiner))
+        return unchanged(examiner.objection());
+
+    Json root = Json::parse(text.begin(), text.end());
+    if (root.is_array())
         return Refusal::NotAnObject;
-    if (tree.kind(JsonTree::root) != Kind::Object)
-        return named({u"的最外层既不是对象也不是数组"_s});
-
-    Node hooks = tree.member(JsonTree::root, "hooks");
-    if (hooks == JsonTree::none)
-        hooks = tree.append(JsonTree::root, "hooks", Kind::Object);
-    if (tree.kind(hooks) != Kind::Object)
+    if (!root.is_object())
+        return unchanged(u"的最外层既不是对象也不是数组"_s);
+    Json &hooks = *root.emplace("hooks", Json::object()).first;
+    if (!hooks.is_object())
         return Refusal::HooksNotAnObject;
-    for (const char *eventName : eventNames)
-        registerFor(tree, hooks, eventName, hookCommand.toUtf8());
-
-    Outcome<QByteArray> written = tree.write();
-    if (!written)
-        return named(written.failure());
-    return std::move(written).value();
+    for (const char *name : eventNames) {
+        Json &entries = *hooks.emplace(name, Json::array()).first;
+        if (isArrayOfObjects(entries) && std::none_of(entries.begin(), entries.end(), namesScript)) {
+            const Json hook{{"type", "command"}, {"command", hookCommand.toStdString()}};
+            entries.push_back({{"hooks", Json::array({hook})}});
+        }
+    }
+    return QByteArray::fromStdString(root.dump(2)) + '\n';
 }
 
 QString shellCommand(const QString &path)

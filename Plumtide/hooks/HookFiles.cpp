@@ -11,7 +11,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qint64 largestFile = 16 * 1024 * 1024;
+constexpr qint64 largestFile = 4 * 1024 * 1024; // indented by its depth, a text can become a hundred times as large
 
 mode_t modeOf(const QString &path)
 {

@@ -1,5 +1,7 @@
 #include "Plumtide/system/FileWatch.h"
 
+#include "Plumtide/system/Log.h"
+
 #include <QFile>
 
 #include <array>
@@ -21,9 +23,12 @@ void FileWatch::attach()
     // changed attribute, its number of links.
     constexpr uint32_t kinds = IN_MODIFY | IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF;
     const int watch = ::inotify_add_watch(m_reports.get(), m_path.constData(), kinds);
-    if (watch != m_watch && m_watch >= 0)
+    if (watch == m_watch)
+        return;
+    if (m_watch >= 0)
         ::inotify_rm_watch(m_reports.get(), m_watch);
     m_watch = watch;
+    qCDebug(systemLog) << m_path << (watch < 0 ? "is not watched" : "is watched");
 }
 
 bool FileWatch::wait(std::chrono::milliseconds patience)

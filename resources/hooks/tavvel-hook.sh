@@ -21,7 +21,7 @@ LC_ALL=C                                # bytes are bytes, and numbers have a po
 export LC_ALL
 umask 077                               # the log holds prompts and commands
 [ -d "$data" ] || mkdir -p "$data"
-[ -f "$log" ] || [ ! -e "$log" ] || exit 0   # opening a FIFO would hang
+[ ! -e "$log" ] || [ -f "$log" ] || exit 0   # opening a FIFO would hang; another hook may make the log meanwhile
 
 awk="awk"
 command -v mawk && awk="mawk"           # where both are installed: gawk takes twice as long to start

@@ -46,7 +46,7 @@ TEST(Autostart, KeepsWhatTheUserHasWrittenAndNeverSaysOnWhenALoginStartsNothing)
         {hidden(mine), false, mine, hidden(mine)},
         {mine + "X-GNOME-Autostart-enabled=false\n", false, mine, mine + "X-GNOME-Autostart-enabled=false\n"},
         {otherEditors, false, "[Desktop Entry]\r\nExec=plumtide\r\n", otherEditors},
-        {gone, false, "[Desktop Entry]\nTryExec=~/plumtide\nExec=~/plumtide\n", hidden(gone)},
+        {gone, false, "[Desktop Entry]\nExec=~/plumtide\nTryExec=~/plumtide\n", hidden(gone)},
         {byPath, true, byPath, hidden(byPath)},
         {"", false, own, ""},
         {notes, false, notes, notes},

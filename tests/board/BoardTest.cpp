@@ -290,6 +290,7 @@ TEST_F(StoreTest, AToolIsSeenByAnyNamedEventAlsoOfAnOldLogAndEverAfter)
 {
     home.write(eventsFile, "broken\n{}\n{\"hook_event_name\":\"\\u0043odexNews\"}\n");
     restart();
+    store->apply(HookEvent());
     EXPECT_TRUE(store->hasSeenCodexEvent() && !store->hasSeenClaudeEvent());
     store->apply(HookEvent::decode(R"({"hook_event_name":"Stop"})").value());
     EXPECT_TRUE(store->hasSeenClaudeEvent() && store->tasks().isEmpty());

@@ -4,7 +4,7 @@ import sys
 import unittest
 from pathlib import Path
 
-from driver.desktop import SIZE, App, desktop
+from driver.desktop import SIZE, App, desktop, start_display
 from driver.home import PROGRAM, until
 
 DEMO = Path(__file__).resolve().parents[2] / 'scripts/demo'
@@ -45,16 +45,45 @@ class StartTest(unittest.TestCase):
         desktop().use(tray=None)
         with App(self) as app:
             for _ in range(2):
-                app.start_again()
+                app.start_again(DESKTOP_STARTUP_ID='launcher-7_TIME5')
                 until(app.has_focus, 'the panel is open, with the focus')
+                self.assertEqual(bytes(desktop().property(app.window(), '_NET_STARTUP_ID')), b'launcher-7_TIME5')
                 x, y, width, height = desktop().geometry(app.window())
                 self.assertTrue(0 <= x <= SIZE[0] - width and 0 <= y <= SIZE[1] - height, (x, y))
                 desktop().do('key', 'Escape')
                 until(lambda: not app.window(), 'it is closed')
             self.assertEqual(app.home.defaults()['miniBoardEnabled'], 'false')
+            self.assertEqual(sorted(path.name for path in (app.home.path / '.tavvel').iterdir()),
+                             ['events.jsonl', 'hooks', 'tasks.json'], 'it has made nothing else')
             app.open()
             app.press('push button', '退出')
             self.assertEqual(app.process.wait(20), 0)
+
+    def test_a_start_with_windows_takes_over_from_one_without_and_of_two_at_once_one_stays(self):
+        desktop().use(tray=None)
+        with App(self, DISPLAY='') as hidden:
+            self.assertIn('没有可用的图形界面', until(hidden.stderr, 'it says so'))
+            self.assertIn('已经在运行了', hidden.start_again())
+            self.assertIsNone(hidden.process.poll(), 'another without windows leaves it alone')
+            environment = hidden.environment | desktop().environment
+            both = [hidden.home.start(PROGRAM, env=environment) for _ in range(2)]
+            self.assertEqual(hidden.process.wait(20), 0)
+            until(lambda: any(process.poll() == 0 for process in both), 'one of them has asked the other')
+            hidden.process, = [process for process in both if process.poll() is None]
+            until(hidden.has_focus, 'the panel is open, with the focus')
+
+    def test_an_x_server_without_other_clients_will_do_and_its_end_loses_nothing(self):
+        server, number = start_display('-terminate')  # ends where others start over, when the last client goes
+        app = App(self, DISPLAY=f':{number}', DBUS_SESSION_BUS_ADDRESS='disabled:')
+        with server:
+            app.start()
+            app.home.log(*[{'hook_event_name': 'UserPromptSubmit', 'session_id': f's{at}', 'prompt': f'job {at}'}
+                           for at in range(2000)])
+            until(lambda: 'tavvel.events.offset' in app.home.defaults(), 'the first are taken')
+            server.kill()
+            app.process.wait(20)
+        taken = app.home.read('.tavvel/events.jsonl')[:int(float(app.home.defaults()['tavvel.events.offset']))]
+        self.assertEqual(len(app.home.lines()), taken.count(b'prompt'))
 
     def test_the_demo_comes_to_a_board_with_something_of_everything_and_leaves_nothing_behind(self):
         desktop().use()

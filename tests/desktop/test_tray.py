@@ -68,6 +68,10 @@ class TrayTest(unittest.TestCase):
         until(entry.exists, 'a login starts it')
         self.assertEqual(Gio.DesktopAppInfo.new_from_filename(str(entry)).get_executable(), PROGRAM)
         until(lambda: app.menu()['登录时启动'][1] == 1, 'the menu shows it')
+        app.stop()
+        app.start()
+        self.until_counted('Plumtide')
+        self.assertEqual(app.menu(is_announced=False)['登录时启动'][1], 1)
         entry.unlink()  # the desktop's own settings do so
         self.assertEqual(app.menu()['登录时启动'][1], 0)
         app.choose('退出')
@@ -107,7 +111,7 @@ class TrayTest(unittest.TestCase):
 
     def test_a_tray_of_windows_alone_gets_an_icon_with_any_bus_and_with_none(self):
         desktop().use(tray='trayer')
-        for address in (desktop().environment['DBUS_SESSION_BUS_ADDRESS'], ''):
+        for address in (desktop().environment['DBUS_SESSION_BUS_ADDRESS'], 'unix:path=/nonexistent/bus', ''):
             with self.subTest(address), App(self, *URGENT, DBUS_SESSION_BUS_ADDRESS=address,
                                             XDG_RUNTIME_DIR=str(desktop().dir / 'nowhere')) as app:
                 until(lambda: app.icon()[BADGE] > 40, 'the number is drawn')

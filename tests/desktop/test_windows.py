@@ -77,9 +77,16 @@ class OnOpenbox(unittest.TestCase):
                      'mousemove', x - 195, y + 305, 'mouseup', 1)
         self.until_at(x - 200, y + 300)
         until(lambda: self.app.home.defaults().get('miniBoardOrigin') == f'{x - 200}, {y + 300}', 'its place is stored')
-        self.app.stop()
-        self.app.start()
-        self.until_at(x - 200, y + 300)
+        for stored, place in (('left, 5', (x, y)), ('100', (x, y)), ('100.6, 200, 7', (101, 200)),
+                              (f'{x - 200}, {y + 300}', (x - 200, y + 300))):
+            self.app.stop()
+            self.app.home.write('.config/plumtide/plumtide.conf',
+                                f'[General]\nminiBoardEnabled=true\nminiBoardOrigin={stored}\n')
+            self.app.start()
+            self.until_at(*place)
+        self.app.open()
+        self.assertIn('checked', states(self.app.find('check box', '悬浮板')))
+        self.assertEqual(until(self.app.tooltip, 'its item is registered') and self.app.menu()['悬浮板'][1], 1)
         self.app.start_again('--reset-mini-board')
         self.until_at(x, y)
         self.assertNotIn('miniBoardOrigin', self.app.home.defaults())

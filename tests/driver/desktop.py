@@ -205,9 +205,9 @@ class App(Program):
         self.home.hook('UserPromptSubmit', session, prompt=title)
         self.home.hook('PermissionRequest', session)
 
-    def start_again(self, *arguments):
-        """Beside this one."""
-        run(self.home.program, *arguments, env=self.environment)
+    def start_again(self, *arguments, **variables):
+        """Beside this one; what it prints."""
+        return run(self.home.program, *arguments, env=self.environment | variables)
 
     def elements(self, role=None, name=''):
         """What is showing, in reading order; `name` is how its name begins."""
@@ -284,9 +284,10 @@ class App(Program):
         path = self.item('Menu')
         return desktop().call(self.owner, path, 'com.canonical.dbusmenu', *arguments)
 
-    def menu(self):
-        """Of each entry that a tray shows its number, and whether it is checked, or -1."""
-        self._menu('AboutToShow', '(i)', 0)
+    def menu(self, is_announced=True):
+        """Of each entry its number, and whether it is checked, or -1. Not every tray announces that it opens it."""
+        if is_announced:
+            self._menu('AboutToShow', '(i)', 0)
         _, (_, _, entries) = self._menu('GetLayout', '(iias)', 0, -1, [])
         return {of.get('label', '').replace('_', ''): (number, of.get('toggle-state', -1)) for number, of, _ in entries}
 

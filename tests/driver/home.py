@@ -61,6 +61,7 @@ class Home:
     def __init__(self, test, name='home', environment={}):
         self.folder = Path(test.enterContext(tempfile.TemporaryDirectory(prefix='plumtide-test-')))
         test.addCleanup(end_processes, self.folder)
+        self._test = test
         self.path = self.folder / name
         self.path.mkdir()
         self.program = PROGRAM
@@ -69,9 +70,12 @@ class Home:
                             MARK: str(self.folder)} | sanitizers | environment
 
     def start(self, *command, **options):
-        """A process that also ends when the test run is killed."""
+        """A process that ends with the home, and also when the test run is killed."""
         usual = {'env': self.environment, 'stdin': subprocess.DEVNULL}
-        return subprocess.Popen(['setpriv', '--pdeathsig', 'KILL', *command], **usual | options)
+        process = subprocess.Popen(['setpriv', '--pdeathsig', 'KILL', *command], **usual | options)
+        self._test.addCleanup(process.wait)
+        self._test.addCleanup(process.kill)
+        return process
 
     def write(self, name, content):
         """`content` is text or bytes."""

@@ -1,7 +1,6 @@
 """The running program in a home."""
 import os
 import signal
-import socket
 import unittest
 from pathlib import Path
 
@@ -12,9 +11,8 @@ def faked_clock(clock):
     """The environment of a process whose clock libfaketime sets, see there: a specification, or a file that holds one
     and may be written again. A process that waits notices that with what wakes it next."""
     library = next(Path('/usr/lib').glob('*/faketime/libfaketimeMT.so.1'))
-    is_file = isinstance(clock, Path)
-    told = {'FAKETIME_TIMESTAMP_FILE': str(clock), 'FAKETIME_NO_CACHE': '1'} if is_file else {'FAKETIME': clock}
-    return {'LD_PRELOAD': str(library)} | told
+    name = 'FAKETIME_TIMESTAMP_FILE' if isinstance(clock, Path) else 'FAKETIME'
+    return {'LD_PRELOAD': str(library), 'FAKETIME_NO_CACHE': '1', name: str(clock)}
 
 
 def set_clock(file, specification):
@@ -56,8 +54,7 @@ class Program:
     def is_ready(self):
         """Whether it can be asked to open its windows."""
         assert self.process.poll() is None, f'it ended with {self.process.returncode}:\n{self.stderr()}'
-        with socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET) as connection:
-            return connection.connect_ex(str(self._home.path / '.tavvel/plumtide.socket')) == 0
+        return f' {self.process.pid} ' in Path('/proc/locks').read_text()  # of its home
 
     def stop(self, number=signal.SIGTERM):
         """Its exit status."""

@@ -88,6 +88,7 @@ TEST_F(HooksInstallerTest, EveryOutcomeHasItsMessageItsBackupAndItsLookAtBothFil
         {settings, "x", u"接入失败：settings.json 第 1 行附近不是有效的 JSON，这次没有改动。"_s},
         {settings, "{}", unwritable},
         {settings, "{}", unreadable},
+        {settings, QByteArray(5'000'000, ' '), u"接入失败：无法读取 %1：文件太大。"_s},
         {settings, "{}", bare},
         {config, {}, u"没找到 Codex 配置文件：~/.codex/config.toml"_s},
         {config, "a = 1\n", u"Codex 接好了，重启 Codex 后就生效。"_s},

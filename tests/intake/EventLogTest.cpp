@@ -31,10 +31,8 @@ protected:
     const QString m_path = m_home.path(u"log"_s);
     const std::shared_ptr<Defaults> m_defaults = m_home.defaults();
     QStringList m_ids;
-    QList<qint64> m_offsets; // as it was stored when each of them was handed over
     std::atomic<int> m_last = -1;
     const EventLog::OnEvent m_receive = [this](const HookEvent &event) {
-        m_offsets.append(offset());
         m_ids.append(event.sessionId.value_or(u"-"_s));
         m_last = m_ids.last().toInt();
     };
@@ -50,7 +48,7 @@ TEST_F(EventLogTest, EveryWholeLineIsHandedOverOnceAndNoneBeforeItsLineFeed)
     constexpr auto add = QIODevice::Append;
     constexpr auto replace = QIODevice::Truncate;
     const std::tuple<QIODevice::OpenModeFlag, QByteArray, QString, qint64> rows[] = {
-        // the last: bytes left unread
+        // last: bytes left unread
         {add, line(1) + line(2) + "{\"session_id\"", u"1 2"_s, 13},
         {add, ":\"3\"}", u""_s, 18},
         {add, "\n", u"3"_s, 0},
@@ -76,7 +74,7 @@ TEST_F(EventLogTest, EveryWholeLineIsHandedOverOnceAndNoneBeforeItsLineFeed)
         EXPECT_EQ(m_ids.join(u' '), read);
         EXPECT_EQ(offset(), size() - left) << qPrintable(read);
     }
-    EXPECT_LT(bytesInUse(), before + 1'000'000); // the cost of a long line ends with it
+    EXPECT_LT(bytesInUse(), before + 1'000'000); // what a long line costs ends with it
 }
 
 TEST_F(EventLogTest, DefaultsThatCannotBeReadAreKeptAndDoNotLeadToTheWholeLogBeingAppliedAgain)
@@ -96,22 +94,21 @@ TEST_F(EventLogTest, DefaultsThatCannotBeReadAreKeptAndDoNotLeadToTheWholeLogBei
 
 TEST_F(EventLogTest, ThePositionIsStoredBeforeTheLinesOfABlockAreHandedOver)
 {
-    for (int i = 1000; i < 5000; ++i)
+    int count = 0;
+    EventLog log(m_path, m_defaults, [&](const HookEvent &event) {
+        EXPECT_EQ(event.sessionId, QString::number(1000 + count++));
+        EXPECT_GE(offset(), count * line(1000, 80).size()) << "applied twice after a kill";
+        EXPECT_LE(offset(), count * line(1000, 80).size() + 64 * 1024) << "too many are lost by a kill";
+    });
+    for (int i = 1000; i < 3000; ++i)
         append(line(i, 80));
-    m_log.readNewLines();
-    ASSERT_EQ(m_ids.size(), 4000);
-    for (int i = 0; i < 4000; ++i) {
-        const qint64 end = (i + 1) * line(1000, 80).size();
-        ASSERT_EQ(m_ids.at(i).toInt(), 1000 + i);
-        ASSERT_GE(m_offsets.at(i), end) << "applied twice after a kill";
-        ASSERT_LE(m_offsets.at(i), end + 64 * 1024) << "too many are lost by a kill";
-    }
-    for (const double noPosition : {1e9, 0.0, -5.0, 1e300}) {
-        m_ids.clear();
+    log.readNewLines();
+    for (const double noPosition : {0.0, 1e9, -5.0, 1e300}) {
+        EXPECT_EQ(std::exchange(count, 0), 2000);
         setOffset(noPosition);
-        m_log.readNewLines();
-        EXPECT_EQ(m_ids.size(), 4000) << noPosition;
+        log.readNewLines();
     }
+    EXPECT_EQ(count, 2000);
 }
 
 TEST_F(EventLogTest, OnlyALargeLogThatWasReadToItsEndAndThatNobodyHoldsIsEmptied)

@@ -1,0 +1,3 @@
+#include "Plumtide/app/Log.h"
+
+Q_LOGGING_CATEGORY(appLog, "plumtide.app", QtWarningMsg)

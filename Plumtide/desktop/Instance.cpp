@@ -1,0 +1,87 @@
+#include "Plumtide/desktop/Instance.h"
+
+#include "Plumtide/desktop/Log.h"
+
+#include <QCryptographicHash>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusReply>
+#include <QDeadlineTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QThread>
+
+#include <cstdio>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString interfaceName = u"example.plumtide.plumtide"_s;
+const QString objectPath = u"/example/plumtide/plumtide"_s;
+
+// The answers to Start.
+const QString opens = u"opens"_s, runs = u"runs"_s, ends = u"ends"_s;
+
+QString nameOf(const QString &home)
+{
+    const QByteArray path = QFile::encodeName(QFileInfo(home).canonicalFilePath());
+    const QByteArray hash = QCryptographicHash::hash(path, QCryptographicHash::Sha1).toHex();
+    return interfaceName + u".home"_s + QString::fromLatin1(hash);
+}
+
+QDBusMessage ask(const QString &name, const QString &method, const QVariantList &arguments)
+{
+    QDBusMessage question = QDBusMessage::createMethodCall(name, objectPath, interfaceName, method);
+    question.setArguments(arguments);
+    question.setAutoStartService(false);
+    return QDBusConnection::sessionBus().call(question, QDBus::Block, static_cast<int>(Instance::patience.count()));
+}
+
+} // namespace
+
+Instance::Instance(const QString &home, QObject *parent) : QObject(parent), m_name(nameOf(home)) {}
+
+bool Instance::claim(bool hasWindows, const QByteArray &token)
+{
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected())
+        return true;
+    m_hasWindows = hasWindows;
+    bus.registerObject(objectPath, this, QDBusConnection::ExportScriptableInvokables);
+    for (const QDeadlineTimer deadline(patience); !deadline.hasExpired(); QThread::msleep(20)) {
+        if (bus.registerService(m_name))
+            return true;
+        const QDBusReply<QString> answer = ask(m_name, u"Start"_s, {hasWindows, QString::fromUtf8(token)});
+        qCDebug(desktopLog) << "another Plumtide:" << answer.value() << answer.error();
+        if (answer.isValid() && answer.value() != ends) {
+            if (answer.value() == runs)
+                std::fputs("Plumtide: 已经在运行了。\n", stderr);
+            return false;
+        }
+    }
+    return true;
+}
+
+bool Instance::resetMiniBoard() const
+{
+    return ask(m_name, u"ResetMiniBoard"_s, {}).type() == QDBusMessage::ReplyMessage;
+}
+
+QString Instance::Start(bool hasWindows, const QString &token)
+{
+    if (m_hasWindows) {
+        Q_EMIT openRequested(token.toUtf8());
+        return opens;
+    }
+    if (!hasWindows)
+        return runs;
+    Q_EMIT replaced();
+    return ends;
+}
+
+void Instance::ResetMiniBoard()
+{
+    Q_EMIT resetRequested();
+}

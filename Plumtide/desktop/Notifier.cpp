@@ -1,0 +1,126 @@
+#include "Plumtide/desktop/Notifier.h"
+
+#include "Plumtide/desktop/Log.h"
+
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QDBusServiceWatcher>
+#include <QVariantMap>
+
+#include <algorithm>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString serviceName = u"org.freedesktop.Notifications"_s;
+const QString servicePath = u"/org/freedesktop/Notifications"_s;
+const QString defaultAction = u"default"_s; // a click on the notification itself
+
+} // namespace
+
+Notifier &Notifier::shared()
+{
+    // Never freed: nobody can know who notifies last.
+    static auto *const notifier = new Notifier;
+    return *notifier;
+}
+
+Notifier::Notifier() : m_bus(QDBusConnection::sessionBus()), m_available(m_bus.isConnected())
+{
+    if (!m_available)
+        return;
+    const auto listen = [this](const QString &signal, const char *slot) {
+        m_bus.connect(serviceName, servicePath, serviceName, signal, this, slot);
+    };
+    listen(u"ActionInvoked"_s, SLOT(reportAction(uint, QString)));
+    listen(u"ActivationToken"_s, SLOT(keepToken(uint, QString)));
+    listen(u"NotificationClosed"_s, SLOT(forgetClosed(uint, uint)));
+    auto *const service =
+        new QDBusServiceWatcher(serviceName, m_bus, QDBusServiceWatcher::WatchForUnregistration, this);
+    connect(service, &QDBusServiceWatcher::serviceUnregistered, this, &Notifier::forgetAll);
+}
+
+void Notifier::notify(const QString &title, const QString &body, const QString &id)
+{
+    if (!m_available)
+        return;
+    Shown &shown = m_shown[id];
+    shown.next = {title, body};
+    if (!shown.isOnItsWay)
+        send(id);
+}
+
+template <typename Answered>
+void Notifier::call(const QString &method, const QVariantList &arguments, Answered answered)
+{
+    QDBusMessage message = QDBusMessage::createMethodCall(serviceName, servicePath, serviceName, method);
+    message.setArguments(arguments);
+    auto *const watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(message), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [watcher, answered] {
+        watcher->deleteLater();
+        if (watcher->isError())
+            qCDebug(desktopLog) << "notifications:" << watcher->error();
+        answered(*watcher);
+    });
+}
+
+void Notifier::send(const QString &id)
+{
+    m_shown[id].isOnItsWay = true;
+    // Each time: it may be another service than before.
+    call(u"GetCapabilities"_s, {}, [this, id](const QDBusPendingReply<QStringList> &capabilities) {
+        const QStringList known = capabilities.isValid() ? capabilities.value() : QStringList();
+        const Notification wanted = *std::exchange(m_shown[id].next, std::nullopt);
+        const QVariantMap hints{
+            {u"desktop-entry"_s, u"plumtide"_s},
+            {u"sound-name"_s, u"message-new-instant"_s},
+            {u"urgency"_s, QVariant::fromValue(uchar{1})}, // normal
+        };
+        // The text is for services that draw a button for the action.
+        const QStringList actions =
+            known.contains(u"actions"_s) ? QStringList{defaultAction, u"打开看板"_s} : QStringList();
+        const QString body = known.contains(u"body-markup"_s) ? wanted.body.toHtmlEscaped() : wanted.body;
+        const int expireTimeout = -1; // as the service likes
+        const QVariantList arguments{u"Plumtide"_s, m_shown[id].number, u"plumtide"_s, wanted.title, body, actions,
+                                     hints,         expireTimeout};
+        call(u"Notify"_s, arguments, [this, id](const QDBusPendingReply<uint> &number) {
+            m_shown[id] = {number.isValid() ? number.value() : 0, false, std::move(m_shown[id].next)};
+            if (m_shown[id].next)
+                send(id);
+            else if (m_shown[id].number == 0)
+                m_shown.remove(id);
+        });
+    });
+}
+
+void Notifier::reportAction(uint number, const QString &action)
+{
+    // The signal goes to everybody, so most numbers are other programs'.
+    const auto isMeant = [number](const Shown &shown) { return shown.number == number; };
+    if (number != 0 && action == defaultAction && std::any_of(m_shown.cbegin(), m_shown.cend(), isMeant))
+        Q_EMIT activated(std::exchange(m_token, {}));
+}
+
+void Notifier::keepToken(uint /*number*/, const QString &token)
+{
+    m_token = token.toUtf8(); // the action follows
+}
+
+void Notifier::forgetClosed(uint number, uint /*reason*/)
+{
+    for (Shown &shown : m_shown) {
+        if (shown.number == number)
+            shown.number = 0;
+    }
+    m_shown.removeIf([](const auto &entry) { return entry->number == 0 && !entry->isOnItsWay; });
+}
+
+void Notifier::forgetAll()
+{
+    for (Shown &shown : m_shown)
+        shown.number = 0;
+    m_shown.removeIf([](const auto &entry) { return !entry->isOnItsWay; });
+}

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <QDBusConnection>
+#include <QHash>
+#include <QObject>
+
+#include <optional>
+
+class QDBusPendingCall;
+
+/// Puts a desktop notification in front of the user when a line needs attention, through org.freedesktop.Notifications
+/// on the session bus.
+/// Thread: main thread. Nothing is shown before the event loop runs.
+/// Errors: none reach the caller. Without a bus or a service, notifications are dropped.
+class Notifier final : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// The one of the user's desktop, made on first use and alive until the process ends.
+    static Notifier &shared();
+
+    /// Whether notifications can be used at all: there is a session bus. Decided at creation, once.
+    [[nodiscard]] bool available() const { return m_available; }
+
+    /// Returns at once and never fails. It replaces an earlier notification with the same `id` that is still
+    /// on show. All three are plain text.
+    void notify(const QString &title, const QString &body, const QString &id);
+
+Q_SIGNALS:
+    /// The user has clicked one of ours. `token` lets a window take the focus; empty where the service gives none.
+    void activated(const QByteArray &token);
+
+private Q_SLOTS:
+    void reportAction(uint number, const QString &action);
+    void keepToken(uint number, const QString &token);
+    void forgetClosed(uint number, uint reason);
+
+private:
+    struct Notification
+    {
+        QString title, body;
+    };
+    struct Shown
+    {
+        uint number = 0;                  // the service's, 0 when there is none to replace
+        bool isOnItsWay = false;          // a call is unanswered
+        std::optional<Notification> next; // waits for that answer; of several the newest
+    };
+
+    Notifier();
+    template <typename Answered>
+    void call(const QString &method, const QVariantList &arguments, Answered answered);
+    void send(const QString &id);
+    void forgetAll();
+
+    QDBusConnection m_bus;
+    const bool m_available;
+    QHash<QString, Shown> m_shown;
+    QByteArray m_token;
+};

@@ -1,0 +1,22 @@
+#include "Plumtide/desktop/Xcb.h"
+
+#include <QGuiApplication>
+
+xcb_connection_t *xcbConnection()
+{
+    const auto *const x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    xcb_connection_t *const connection = x11 ? x11->connection() : nullptr;
+    return connection && !xcb_connection_has_error(connection) ? connection : nullptr;
+}
+
+xcb_window_t xcbRoot(xcb_connection_t *connection)
+{
+    return xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
+}
+
+xcb_atom_t xcbAtom(xcb_connection_t *connection, const QByteArray &name)
+{
+    const auto question = xcb_intern_atom(connection, 0, static_cast<uint16_t>(name.size()), name.constData());
+    const XcbReply<xcb_intern_atom_reply_t> reply{xcb_intern_atom_reply(connection, question, nullptr)};
+    return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
+}

@@ -1,0 +1,300 @@
+#pragma once
+
+#include "Plumtide/hooks/HooksInstaller.h"
+#include "Plumtide/store/TaskStore.h"
+#include "Plumtide/views/MiniBoardView.h"
+#include "Plumtide/views/PanelView.h"
+#include "tests/support/TestHome.h"
+
+#include <QtTest>
+#include <QtWidgets>
+
+using namespace Qt::StringLiterals;
+
+/// A task line with these fields of its stored form, and "age" in minutes.
+inline AgentTask lineWith(const QString &id, const QString &fields)
+{
+    QVariantMap line = toJson({}).toVariantMap();
+    line[u"source"_s] = id.startsWith(u"cc-") ? u"Claude"_s : id.startsWith(u"cx-") ? u"Codex"_s : u"Other"_s;
+    line.insert(QJsonDocument::fromJson(fields.toUtf8()).object().toVariantMap());
+    line[u"id"_s] = id;
+    line[u"updatedAt"_s] = TestHome().now.addSecs(-60 * line[u"age"_s].toInt()).toString(Qt::ISODate);
+    return agentTaskFrom(QJsonObject::fromVariantMap(line)).value();
+}
+
+/// A view in front of its user, over a store and an installer in a home of their own. It is used by mouse and keyboard
+/// and seen as a screen reader hears it, so that nothing depends on the classes it is made of. Animations go on only
+/// when time passes here. The steps are listed in scenes.txt.
+class Stage final : public QAnimationDriver
+{
+    Q_OBJECT
+
+public:
+    Stage(QMap<QString, AgentTask> lines, const QString &kind, const QString &connected, const QString &heard)
+        : m_lines(std::move(lines))
+    {
+        install();
+        connect(this, &QAnimationDriver::started, this, [this] { m_elapsed = 0; });
+        qApp->installEventFilter(this);
+        QApplication::setCursorFlashTime(0);
+        QGuiApplication::clipboard()->clear();
+        const auto names = [](const QString &tools, const QString &tool) { return tools == tool || tools == u"both"; };
+        m_home.defaults()->setBoolean(u"tavvel.claude.hasSeenEvent"_s, names(heard, u"claude"_s));
+        m_home.defaults()->setBoolean(u"tavvel.codex.hasSeenEvent"_s, names(heard, u"codex"_s));
+        m_home.write(u".codex/config.toml"_s, {});
+        Environment environment = m_home.environment();
+        environment.resourcesDir = QStringLiteral(PLUMTIDE_HOOKS_DIR "/..");
+        m_store.emplace(environment);
+        m_installer.emplace(environment);
+        if (names(connected, u"claude"_s))
+            m_installer->installClaude();
+        if (names(connected, u"codex"_s))
+            m_installer->installCodex();
+        m_installer->clearMessage();
+        if (kind == u"mini") {
+            auto mini = std::make_unique<MiniBoardView>(*m_store, *m_installer);
+            mini->setAttribute(Qt::WA_TranslucentBackground);
+            connect(mini.get(), &MiniBoardView::mainPanelRequested, this, [this] { m_told += u"open the panel"_s; });
+            m_view = std::move(mini);
+        } else {
+            auto panel = std::make_unique<PanelView>(*m_store, *m_installer, [this] { return m_home.now; });
+            connect(panel.get(), &PanelView::quitRequested, this, [this] { m_told += u"quit"_s; });
+            connect(panel.get(), &PanelView::miniBoardSwitched, this,
+                    [this](bool isOn) { m_told += isOn ? u"mini board on"_s : u"mini board off"_s; });
+            m_view = std::move(panel);
+        }
+        m_view->show();
+        m_view->activateWindow();
+        EXPECT_TRUE(QTest::qWaitForWindowActive(m_view.get()));
+    }
+    ~Stage() override
+    {
+        for (const QString &delay : delays(0))
+            delays(delay.toInt());
+        m_view.reset();
+    }
+
+    /// A step is the name of one of the invokable functions, and its argument.
+    void act(const QString &step)
+    {
+        const QByteArray name = step.section(u' ', 0, 0).toLatin1();
+        const bool isLeftRunning = step.endsWith(u" …");
+        const QString argument = step.chopped(isLeftRunning ? 2 : 0).section(u' ', 1);
+        EXPECT_TRUE(QMetaObject::invokeMethod(this, name, Q_ARG(QString, argument)));
+        if (isLeftRunning)
+            return;
+        // Until what has changed is shown: a view looks after its sources once a frame.
+        QEventLoop frame;
+        QTimer::singleShot(std::chrono::milliseconds(20), Qt::PreciseTimer, &frame, &QEventLoop::quit);
+        frame.exec();
+        animate(u"1000"_s);
+    }
+
+    /// What is shown, stored and told otherwise than when this was last asked.
+    QString changes()
+    {
+        const Facts before = std::exchange(m_known, facts());
+        QStringList changes;
+        for (const auto &[topic, fact] : m_known.asKeyValueRange()) {
+            if (before.value(topic) != fact)
+                changes += topic + u": "_s + fact;
+        }
+        for (const QString &topic : before.keys()) {
+            if (!m_known.contains(topic))
+                changes += topic + u": —"_s;
+        }
+        m_focused.clear();
+        m_told.clear();
+        return changes.isEmpty() ? u"nothing"_s : changes.join(u"; "_s).replace(u'\n', u'⏎');
+    }
+
+    QImage picture(double scale)
+    {
+        QImage image((QSizeF(m_view->size()) * scale).toSize(), QImage::Format_RGB32);
+        image.setDevicePixelRatio(scale);
+        image.fill(Qt::darkCyan); // like nothing in a view, so that what is translucent shows
+        m_view->render(&image, {}, {}, QWidget::DrawChildren);
+        image.setDevicePixelRatio(1);
+        return image;
+    }
+
+protected:
+    [[nodiscard]] qint64 elapsed() const override { return m_elapsed; }
+    bool eventFilter(QObject *object, QEvent *event) override
+    {
+        auto *widget = qobject_cast<QWidget *>(object);
+        m_frames += widget && widget == m_view.get() && event->type() == QEvent::UpdateRequest ? 1 : 0;
+        if (m_painted && widget && widget->window() == m_view.get() && event->type() == QEvent::Paint)
+            *m_painted += static_cast<QPaintEvent *>(event)->region().translated(widget->mapTo(m_view.get(), QPoint()));
+        const auto *dispatcher = QAbstractEventDispatcher::instance();
+        return event->type() == QEvent::Timer && dispatcher->registeredTimers(object).constFirst().interval >= 1000;
+    }
+
+    Q_INVOKABLE void show(const QString &lines)
+    {
+        QList<AgentTask> tasks;
+        for (const QString &line : lines.split(u' ', Qt::SkipEmptyParts)) {
+            const QString id = line.section(u':', 0, 0);
+            const QString status = line.section(u':', 1, 1);
+            const QString fields = uR"({"age": 5, "title": "%1", "status": "%2", "project": "%3"})"_s;
+            tasks += status.isEmpty() ? m_lines[id] : lineWith(id, fields.arg(id, status, line.section(u':', 2)));
+        }
+        m_store->setTasks(tasks);
+        m_known.removeIf([](const auto &fact) { return fact.key().contains(u' '); });
+        m_known.insert(stored());
+    }
+    Q_INVOKABLE void click(const QString &words)
+    {
+        const QList<QAccessibleInterface *> all = elements();
+        const auto name = [](QAccessibleInterface *element) { return element->text(QAccessible::Name); };
+        auto wanted = std::ranges::find(all, words, name);
+        if (wanted == all.end())
+            wanted = std::ranges::find_if(
+                all, [&](const QString &name) { return name.startsWith(words); }, name);
+        ASSERT_TRUE(wanted != all.end());
+        const QRect at = box(*wanted); // its beginning: an unfolded row has buttons in its middle
+        const QPoint point = at.topLeft() + QPoint(std::min(20, at.width() / 2), std::min(10, at.height() / 2));
+        QTest::mouseClick(m_view->windowHandle(), Qt::LeftButton, {}, point);
+    }
+    Q_INVOKABLE void press(const QString &keys)
+    {
+        for (int times = std::max(1, keys.section(u' ', 1).toInt()); times > 0; --times) {
+            QTest::keyClick(m_view->windowHandle(), Qt::Key(QKeySequence(keys.section(u' ', 0, 0))[0].key()));
+            QAccessibleInterface *at = QAccessible::queryAccessibleInterface(m_view.get())->focusChild();
+            m_focused += at ? at->text(QAccessible::Name).section(u'，', 0, 0) : u"nothing"_s;
+        }
+    }
+    Q_INVOKABLE void type(const QString &text) { QTest::keyClicks(QApplication::focusWidget(), text); }
+    Q_INVOKABLE void wheel(const QString &angleAndPixels)
+    {
+        const QPoint at = m_view->rect().center();
+        const QPoint angle(0, angleAndPixels.section(u' ', 0, 0).toInt());
+        const QPoint pixels(0, angleAndPixels.section(u' ', 1).toInt());
+        QWheelEvent event(at, m_view->mapToGlobal(at), pixels, angle, {}, {}, Qt::NoScrollPhase, false);
+        QSpontaneKeyEvent::setSpontaneous(&event); // others do not go on to the parents
+        qApp->notify(m_view->childAt(at), &event);
+    }
+    Q_INVOKABLE void drag(const QString &fromTo) // at the right edge
+    {
+        const QPoint from(394, fromTo.section(u' ', 0, 0).toInt());
+        const QPoint to(394, fromTo.section(u' ', 1).toInt());
+        QTest::mousePress(m_view->windowHandle(), Qt::LeftButton, {}, from);
+        QTest::mouseMove(m_view->windowHandle(), to);
+        QTest::mouseRelease(m_view->windowHandle(), Qt::LeftButton, {}, to);
+    }
+    Q_INVOKABLE void panel(const QString &to) { m_view->setVisible(to == u"open"); }
+    Q_INVOKABLE void toggle(const QString &to) { static_cast<PanelView *>(m_view.get())->setMiniBoardOn(to == u"on"); }
+    Q_INVOKABLE void pass(const QString &minutes) { m_home.now = m_home.now.addSecs(60 * minutes.toInt()); }
+    Q_INVOKABLE void sweep(const QString &) { m_store->sweep(); }
+    Q_INVOKABLE void delay(const QString &ending) { EXPECT_TRUE(delays(ending.toInt()).contains(ending)); }
+    Q_INVOKABLE void animate(const QString &milliseconds)
+    {
+        QCoreApplication::processEvents(); // an animation begins on the event loop
+        m_elapsed += milliseconds.toInt();
+        advance();
+        QCoreApplication::processEvents();
+    }
+    Q_INVOKABLE void flood(const QString &milliseconds)
+    {
+        m_frames = 0;
+        QElapsedTimer timer;
+        for (timer.start(); !timer.hasExpired(milliseconds.toInt()); QCoreApplication::processEvents())
+            m_store->setSourceFilter(m_store->sourceFilter() ? std::nullopt : std::optional(TaskSource::codex));
+        m_store->setSourceFilter(std::nullopt);
+        EXPECT_EQ(m_frames > 0, m_view->isVisible());
+        EXPECT_LE(m_frames, timer.elapsed() / 16 + 2) << "more than once a frame";
+    }
+    Q_INVOKABLE void watch(const QString &) { m_painted.emplace(); }
+    Q_INVOKABLE void look(const QString &) { changes(); }
+
+private:
+    using Facts = QMap<QString, QString>; // by topic
+
+    // What is to be done a second or more later, which is only done here: what waits for `ending` milliseconds.
+    QStringList delays(int ending) const
+    {
+        QStringList delays;
+        auto *dispatcher = QAbstractEventDispatcher::instance();
+        for (QObject *object : dispatcher->children() + m_view->findChildren<QObject *>()) {
+            for (const auto &timer : dispatcher->registeredTimers(object)) {
+                if (timer.interval >= 1000)
+                    delays += QString::number(timer.interval);
+                QTimerEvent event(timer.timerId);
+                if (timer.interval == ending)
+                    object->event(&event);
+            }
+        }
+        return delays;
+    }
+
+    // Everything that is shown, from the top to the bottom, also what is scrolled away.
+    [[nodiscard]] QList<QAccessibleInterface *> elements(QAccessibleInterface *in = nullptr) const
+    {
+        in = in ? in : QAccessible::queryAccessibleInterface(m_view.get());
+        QList<QAccessibleInterface *> all;
+        for (int i = 0; i < in->childCount(); ++i) {
+            if (QAccessibleInterface *child = in->child(i); child && !child->state().invisible)
+                all << child << elements(child);
+        }
+        return all;
+    }
+    [[nodiscard]] QRect box(QAccessibleInterface *element) const
+    {
+        return element->rect().translated(-m_view->mapToGlobal(QPoint()));
+    }
+    [[nodiscard]] Facts facts() const
+    {
+        const QString size = u"%1x%2"_s.arg(m_view->width()).arg(m_view->height());
+        QMap<QString, QStringList> found{{u"size"_s, {size}}, {u"focus"_s, m_focused}, {u"told"_s, m_told}};
+        found[u"delays"_s] = delays(0);
+        found[u"clipboard"_s] += QGuiApplication::clipboard()->text();
+        for (QAccessibleInterface *element : elements()) {
+            const QAccessible::State state = element->state();
+            QString name = element->text(QAccessible::Name);
+            QString topic = QLatin1StringView(qAccessibleRoleString(element->role()));
+            if (element->role() == QAccessible::Grouping)
+                std::tie(topic, name) = std::pair(name.section(u' ', 0, 0), name.section(u' ', 1));
+            if (element->role() == QAccessible::List && !found.contains(topic))
+                found[u"top"_s] += QString::number(box(element).top());
+            if (element->role() == QAccessible::Button)
+                found[u"hints"_s] += element->text(QAccessible::Description);
+            if (element->role() == QAccessible::EditableText || element->role() == QAccessible::ComboBox)
+                name += u'=' + element->text(QAccessible::Value);
+            if (element->role() == QAccessible::ListItem && m_painted && m_painted->intersects(box(element)))
+                name += u" painted"_s;
+            if (state.expanded)
+                name += u" ▾%1"_s.arg(box(element).height());
+            found[topic] += name + (state.disabled ? u" off"_s : state.checked ? u" on"_s : QString());
+        }
+        Facts facts = found.contains(u"EditableText"_s) ? m_known : Facts(); // the form stands before the board
+        for (const auto &[topic, parts] : found.asKeyValueRange())
+            facts[topic] = parts.filter(QRegularExpression(u"."_s)).join(u" | "_s);
+        facts.removeIf([](const auto &fact) { return fact.key().isEmpty() || fact.value().isEmpty(); });
+        facts.insert(stored());
+        return facts;
+    }
+    [[nodiscard]] Facts stored() const
+    {
+        Facts facts;
+        for (AgentTask task : m_store->tasks()) {
+            if (!QUuid::fromString(task.id).isNull())
+                task.id = u"new"_s; // and random
+            for (const auto &[key, value] : toJson(task).toVariantMap().asKeyValueRange())
+                facts[task.id + u' ' + key] =
+                    value.typeId() == QMetaType::QVariantList ? value.toStringList().join(u", "_s) : value.toString();
+        }
+        return facts;
+    }
+
+    const QMap<QString, AgentTask> m_lines; // that can be shown, by their ids
+    TestHome m_home;
+    std::optional<TaskStore> m_store;
+    std::optional<HooksInstaller> m_installer;
+    std::unique_ptr<QWidget> m_view;
+    qint64 m_elapsed = 0;
+    QStringList m_focused; // after each key
+    QStringList m_told;    // by the view's signals
+    std::optional<QRegion> m_painted;
+    int m_frames = 0;
+    Facts m_known;
+};
