@@ -4,6 +4,8 @@
 #include "Plumtide/views/CopyButton.h"
 #include "Plumtide/views/HStack.h"
 
+#include <QApplication>
+
 #include <cmath>
 #include <utility>
 
@@ -51,10 +53,26 @@ FocusCardView::FocusCardView(TaskStore &store, QWidget *parent)
     m_edit->setObjectName(u"focus.button.edit"_s);
     m_close->setObjectName(u"focus.button.close"_s);
     m_origin = {shadowMargin, shadowMargin};
-    connect(m_copy, &CopyButton::sizeChanged, this, &FocusCardView::placeButtons);
-    connect(m_edit, &QAbstractButton::clicked, this, [this] { Q_EMIT editRequested(m_task); });
-    connect(m_close, &QAbstractButton::clicked, this,
-            [this, &store] { store.setStatus(m_task.id, AgentTaskStatus::done); });
+    for (DrawnButton *button : {static_cast<DrawnButton *>(m_copy), m_edit, m_close})
+        connect(button, &QAbstractButton::pressed, this, [this] {
+            const bool isTooSoon =
+                m_sinceChange.isValid() && m_sinceChange.elapsed() < QApplication::doubleClickInterval();
+            m_pressed = isTooSoon ? std::nullopt : std::optional(m_task);
+        });
+    connect(m_copy, &QAbstractButton::clicked, this, [this] {
+        if (m_pressed)
+            m_copy->copy(m_pressed->title);
+    });
+    connect(m_edit, &QAbstractButton::clicked, this, [this] {
+        if (!m_pressed)
+            return;
+        m_edit->setFocus(Qt::OtherFocusReason); // it comes back here from the form
+        Q_EMIT editRequested(*m_pressed);
+    });
+    connect(m_close, &QAbstractButton::clicked, this, [this, &store] {
+        if (m_pressed)
+            store.setStatus(m_pressed->id, AgentTaskStatus::done);
+    });
 }
 
 void FocusCardView::setTask(const AgentTask &task, const QDateTime &now)
@@ -64,6 +82,8 @@ void FocusCardView::setTask(const AgentTask &task, const QDateTime &now)
     m_now = now;
     if (isSame)
         return;
+    if (task.id != m_task.id && isVisible())
+        m_sinceChange.start();
     m_task = task;
     m_isLaidOut = false;
     m_copy->setCopiedText(task.title);

@@ -27,27 +27,14 @@ void paintFace(QWidget *field)
                             fieldRadius - width / 2, fieldRadius - width / 2);
 }
 
-QPalette fieldPalette(QPalette palette)
-{
-    palette.setColor(QPalette::Base, Theme::card);
-    palette.setColor(QPalette::Window, Theme::card);
-    palette.setColor(QPalette::Button, Theme::card);
-    palette.setColor(QPalette::Text, Theme::text);
-    palette.setColor(QPalette::ButtonText, Theme::text);
-    palette.setColor(QPalette::WindowText, Theme::text);
-    palette.setColor(QPalette::PlaceholderText, Theme::placeholder);
-    palette.setColor(QPalette::Highlight, Theme::accent);
-    palette.setColor(QPalette::HighlightedText, Theme::onAccent);
-    return palette;
-}
-
 } // namespace
 
 TextField::TextField(const QString &placeholder, QWidget *parent) : QLineEdit(parent)
 {
     setFrame(false);
+    setContextMenuPolicy(Qt::NoContextMenu); // Qt's own is English; its keys work
     setFont(Theme::widgetFont(fieldTextStyle));
-    QPalette palette = fieldPalette(this->palette());
+    QPalette palette;
     palette.setColor(QPalette::Base, Qt::transparent); // the face is ours
     setPalette(palette);
     setTextMargins(fieldPaddingX - 2, 0, fieldPaddingX - 2, 0); // QLineEdit keeps 2 pixels beside the text
@@ -63,7 +50,6 @@ void TextField::paintEvent(QPaintEvent *event)
 ChoiceField::ChoiceField(const QStringList &labels, QWidget *parent) : QComboBox(parent)
 {
     setFont(Theme::widgetFont(fieldTextStyle));
-    setPalette(fieldPalette(palette()));
     addItems(labels);
 }
 

@@ -163,9 +163,18 @@ QString LineRowView::activityText() const
 
 QString LineRowView::spokenName() const
 {
-    return QStringList{m_line.title, SourceChip::label(m_line.source), activityText(),
-                       shortAgo(m_line.updatedAt, m_now)}
-        .join(u"，"_s);
+    QStringList parts{m_line.title, SourceChip::label(m_line.source), activityText(),
+                      shortAgo(m_line.updatedAt, m_now)};
+    parts.removeAll(QString());
+    return parts.join(u"，"_s);
+}
+
+QString LineRowView::spokenBody() const
+{
+    QStringList parts = m_line.recentEvents;
+    if (!m_line.purpose.isEmpty())
+        parts.prepend(u"目标："_s + m_line.purpose);
+    return parts.join(u"\n"_s);
 }
 
 int LineRowView::layOut(int width)
@@ -247,8 +256,11 @@ void LineRowView::showBody()
     m_body->edit = new DrawnButton(u"编辑"_s, u"pencil"_s, actionLook, this);
     m_body->shelve = new DrawnButton({}, {}, actionLook, this);
     m_body->close = new DrawnButton({}, {}, actionLook, this);
-    connect(m_body->copy, &CopyButton::sizeChanged, this, [this] { placeButtons(m_buttonsTop); });
-    connect(m_body->edit, &QAbstractButton::clicked, this, &LineRowView::editRequested);
+    connect(m_body->copy, &QAbstractButton::clicked, this, [this] { m_body->copy->copy(m_line.title); });
+    connect(m_body->edit, &QAbstractButton::clicked, this, [this] {
+        m_body->edit->setFocus(Qt::OtherFocusReason); // it comes back here from the form
+        Q_EMIT editRequested();
+    });
     connect(m_body->shelve, &QAbstractButton::clicked, this, [this] {
         m_store.setStatus(
             m_line.id, m_line.status == AgentTaskStatus::shelved ? AgentTaskStatus::waiting : AgentTaskStatus::shelved);

@@ -25,7 +25,9 @@ void MiniBoardRow::setLine(const AgentTask &line)
         return;
     m_line = line;
     setObjectName(u"mini.row[%1]"_s.arg(line.id));
-    setAccessibleName(u"%1，%2"_s.arg(line.project, line.waitingReason.value_or(line.currentState)));
+    QStringList spoken{line.project, line.waitingReason.value_or(line.currentState)};
+    spoken.removeAll(QString());
+    setAccessibleName(spoken.join(u"，"_s));
     invalidate();
 }
 

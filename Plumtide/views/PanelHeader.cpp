@@ -64,7 +64,10 @@ PanelHeader::PanelHeader(TaskStore &store, QWidget *parent) : DrawnView(parent),
     m_register = new DrawnButton(u"登记"_s, u"plus"_s, registerLook, this); // after the chips, as Tab goes
     m_register->setObjectName(u"header.register"_s);
     m_register->setToolTip(u"手动登记一个任务（Codex 或其他来源都可以）"_s);
-    connect(m_register, &QAbstractButton::clicked, this, &PanelHeader::registerRequested);
+    connect(m_register, &QAbstractButton::clicked, this, [this] {
+        m_register->setFocus(Qt::OtherFocusReason); // it comes back here from the form
+        Q_EMIT registerRequested();
+    });
     updateChips();
 }
 
@@ -83,8 +86,9 @@ DrawnButton *PanelHeader::sourceChip(const QString &label, std::optional<TaskSou
 
 void PanelHeader::updateChips()
 {
+    m_shownFilter = m_store.sourceFilter();
     for (const SourceFilter &filter : std::as_const(m_filters)) {
-        const bool isSelected = m_store.sourceFilter() == filter.value;
+        const bool isSelected = m_shownFilter == filter.value;
         filter.chip->setChecked(isSelected);
         filter.chip->setLook(isSelected ? selectedChipLook : chipLook);
     }
@@ -94,6 +98,8 @@ void PanelHeader::updateChips()
 
 void PanelHeader::refresh(qsizetype waiting, qsizetype running, qsizetype idle)
 {
+    if (m_shownFilter != m_store.sourceFilter())
+        updateChips();
     if (m_waiting == waiting && m_running == running && m_idle == idle)
         return;
     m_waiting = waiting;

@@ -7,6 +7,7 @@
 #include "Plumtide/views/SourceChip.h"
 
 #include <QKeyEvent>
+#include <QRegularExpression>
 #include <QUuid>
 
 #include <algorithm>
@@ -109,6 +110,8 @@ TaskEditView::TaskEditView(TaskStore &store, const std::optional<AgentTask> &edi
             });
         }
     }
+    connect(m_source, &QComboBox::activated, this, [this] { m_hasChosenSource = true; });
+    connect(m_status, &QComboBox::activated, this, [this] { m_hasChosenStatus = true; });
     connect(m_status, &QComboBox::currentIndexChanged, this, &TaskEditView::updateState);
     connect(m_cancel, &QAbstractButton::clicked, this, &TaskEditView::closed);
     connect(m_save, &QAbstractButton::clicked, this, &TaskEditView::save);
@@ -122,19 +125,44 @@ void TaskEditView::fill()
 {
     if (!m_editing)
         return;
-    m_title->setText(m_editing->title);
-    m_project->setText(m_editing->project);
-    m_source->setCurrentIndex(static_cast<int>(m_editing->source));
+    fill(m_title, m_editing->title);
+    fill(m_project, m_editing->project);
+    fill(m_purpose, m_editing->purpose);
+    fill(m_currentState, m_editing->currentState);
+    fill(m_waitingReason, m_editing->waitingReason.value_or(QString()));
+    if (!m_hasChosenSource)
+        m_source->setCurrentIndex(static_cast<int>(m_editing->source));
+    if (m_hasChosenStatus)
+        return;
     const auto offered = std::ranges::find(offeredStatuses, m_editing->status);
+    m_status->setOtherText(statusLabel(m_editing->status));
     m_status->setCurrentIndex(offered == offeredStatuses.end() ? -1
                                                                : static_cast<int>(offered - offeredStatuses.begin()));
-    m_status->setOtherText(statusLabel(m_editing->status));
-    m_purpose->setText(m_editing->purpose);
-    m_currentState->setText(m_editing->currentState);
-    m_waitingReason->setText(m_editing->waitingReason.value_or(QString()));
-    // From their beginning.
-    for (QLineEdit *input : {m_title, m_project, m_purpose, m_currentState, m_waitingReason})
-        input->setCursorPosition(0);
+    m_status->update();
+}
+
+void TaskEditView::fill(QLineEdit *input, const QString &text)
+{
+    if (input->isModified())
+        return;
+    QString shown = text; // a field of one line has no line breaks
+    shown.replace(lineBreaks(), u" "_s);
+    if (input->text() != shown) {
+        input->setText(shown);
+        input->setCursorPosition(0); // from its beginning
+    }
+}
+
+void TaskEditView::followLine()
+{
+    if (!m_editing)
+        return;
+    const QList<AgentTask> &lines = m_store.tasks();
+    const auto line = std::ranges::find(lines, m_editing->id, &AgentTask::id);
+    if (line == lines.end() || *line == *m_editing)
+        return;
+    m_editing = *line;
+    fill();
 }
 
 bool TaskEditView::canSave() const
@@ -144,6 +172,7 @@ bool TaskEditView::canSave() const
 
 void TaskEditView::save()
 {
+    followLine();
     AgentTask task = m_editing.value_or(AgentTask{});
     // A text that was not touched keeps what a field of one line cannot show: its line breaks.
     const auto written = [](const QLineEdit *input, const QString &before) {
@@ -233,9 +262,10 @@ void TaskEditView::compose(Drawing &drawing)
     });
 }
 
-void TaskEditView::focusFirstField()
+void TaskEditView::focusLastField()
 {
-    m_title->setFocus(Qt::OtherFocusReason);
+    QWidget *last = focusWidget();
+    (last && last->isVisible() ? last : m_title)->setFocus(Qt::OtherFocusReason);
 }
 
 QList<QWidget *> TaskEditView::tabOrder() const
