@@ -204,7 +204,7 @@ protected:
     Q_INVOKABLE void panel(const QString &to)
     {
         m_view->setVisible(to == u"open");
-        m_view->activateWindow();
+        QApplication::setActiveWindow(m_view->isVisible() ? m_view.get() : nullptr);
         m_view->setFocus(Qt::OtherFocusReason); // as the program does
     }
     Q_INVOKABLE void filter(const QString &to) { m_store->setSourceFilter(taskSourceFrom(to)); }
