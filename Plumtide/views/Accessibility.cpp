@@ -8,6 +8,8 @@
 
 #include <QAccessibleWidget>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// A view that only shows something; it is read out as its texts.
@@ -116,7 +118,7 @@ public:
     [[nodiscard]] QString text(QAccessible::Text kind) const override
     {
         if (kind == QAccessible::Description && m_row->isExpanded())
-            return m_row->drawing().spokenText();
+            return m_row->spokenBody();
         return QAccessibleWidget::text(kind);
     }
 
@@ -127,8 +129,11 @@ private:
     LineRowView *m_row;
 };
 
-QAccessibleInterface *makeInterface(const QString & /*className*/, QObject *object)
+QAccessibleInterface *makeInterface(const QString &className, QObject *object)
 {
+    auto *widget = qobject_cast<QWidget *>(object);
+    if (className == "QWidget"_L1 && widget && widget->isWindow())
+        return new QAccessibleWidget(widget, QAccessible::Window); // and not the filler that Qt takes it for
     if (auto *row = qobject_cast<LineRowView *>(object))
         return new AccessibleRow(row);
     if (auto *button = qobject_cast<DrawnButton *>(object))

@@ -7,10 +7,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr double paddingY = 18;
-constexpr double gap = 4;
-constexpr double radius = 12;
-constexpr double fillOpacity = 0.6;
+constexpr double allClearPaddingY = 18;
+constexpr double allClearGap = 4;
+constexpr double allClearRadius = 12;
+constexpr double allClearFillOpacity = 0.6;
 constexpr TextStyle headlineStyle{15, QFont::DemiBold, Theme::text, TextStyle::Design::Serif};
 constexpr TextStyle hintStyle{12, QFont::Normal, Theme::secondary};
 
@@ -51,16 +51,16 @@ void AllClearView::setHintSource(std::optional<TaskSource> source)
 double AllClearView::drawContent(Drawing &drawing, double width) const
 {
     const Texts texts = textsFor(m_hintSource);
-    double y = paddingY;
+    double y = allClearPaddingY;
     const auto addCentred = [&](const char *name, const QString &text, const TextStyle &style) {
         TextBlock block = layText(text, style, width, 0, Qt::AlignHCenter);
         drawing.add(name, {{(width - block.size.width()) / 2, y}, block.size}, std::move(block.content));
         y += block.size.height();
     };
     addCentred("headline", texts.headline, headlineStyle);
-    y += gap;
+    y += allClearGap;
     addCentred("hint", texts.hint, hintStyle);
-    return y + paddingY;
+    return y + allClearPaddingY;
 }
 
 int AllClearView::layOut(int width)
@@ -75,7 +75,8 @@ int AllClearView::layOut(int width)
 void AllClearView::compose(Drawing &drawing)
 {
     const QRectF face(rect());
-    drawing.add("card", face, Drawing::Box{.fill = Theme::faded(Theme::card, fillOpacity), .radius = radius});
+    drawing.add("card", face,
+                Drawing::Box{.fill = Theme::faded(Theme::card, allClearFillOpacity), .radius = allClearRadius});
     drawContent(drawing, face.width());
-    drawing.addBorder("border", face, radius, Theme::border, 1, Drawing::Line::Dashed);
+    drawing.addBorder("border", face, allClearRadius, Theme::border, 1, Drawing::Line::Dashed);
 }

@@ -78,9 +78,6 @@ BoardScroll::BoardScroll(QWidget *parent)
       m_animation(verticalScrollBar(), "value")
 {
     setFrameShape(QFrame::NoFrame);
-    QPalette colors = palette();
-    colors.setColor(QPalette::Window, Theme::bg); // below a short board
-    setPalette(colors);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setFocusPolicy(Qt::NoFocus);

@@ -16,8 +16,8 @@
 
 namespace {
 
-constexpr int padding = 14;
-constexpr int gap = 14;
+constexpr int boardPadding = 14;
+constexpr int boardGap = 14;
 constexpr int sectionGap = 8;
 
 } // namespace
@@ -166,10 +166,10 @@ void BoardView::layOut(int width)
 {
     if (width <= 0)
         return;
-    const int inside = width - 2 * padding;
-    int y = padding;
+    const int inside = width - 2 * boardPadding;
+    int y = boardPadding;
     const auto place = [&](QWidget *view, int height, int margin) {
-        view->setGeometry(padding - margin, y - margin, inside + 2 * margin, height + 2 * margin);
+        view->setGeometry(boardPadding - margin, y - margin, inside + 2 * margin, height + 2 * margin);
         y += height;
     };
     bool isFirst = true;
@@ -181,10 +181,10 @@ void BoardView::layOut(int width)
     const int bannerHeight = m_banner->layOut(inside);
     m_banner->setVisible(bannerHeight > 0);
     if (bannerHeight > 0) {
-        addGap(gap);
+        addGap(boardGap);
         place(m_banner, bannerHeight, 0);
     }
-    addGap(gap);
+    addGap(boardGap);
     if (!m_focus->isHidden())
         place(m_focus, m_focus->layOut(inside), FocusCardView::shadowMargin);
     else
@@ -193,14 +193,14 @@ void BoardView::layOut(int width)
         section.heading->setVisible(!section.cards.isEmpty());
         if (section.cards.isEmpty())
             continue;
-        addGap(gap);
+        addGap(boardGap);
         place(section.heading, section.heading->layOut(inside), 0);
         for (ProjectCardView *card : section.cards) {
             addGap(sectionGap);
             place(card, card->layOut(inside), 0);
         }
     }
-    resize(width, y + padding);
+    resize(width, y + boardPadding);
 }
 
 QList<QWidget *> BoardView::tabOrder() const

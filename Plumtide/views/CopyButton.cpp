@@ -21,24 +21,20 @@ constexpr auto copiedTime = 1200ms;
 CopyButton::CopyButton(const QString &icon, const Look &look, QWidget *parent)
     : DrawnButton(copyLabel, icon, look, parent)
 {
-    connect(this, &QAbstractButton::clicked, this, &CopyButton::copy);
+    setLeastWidth(exactSize().width());
 }
 
 void CopyButton::setCopiedText(const QString &text)
 {
-    if (std::exchange(m_text, text) != text && this->text() != copyLabel)
-        setCopied(false);
+    if (std::exchange(m_text, text) != text)
+        setText(copyLabel);
 }
 
-void CopyButton::copy()
+void CopyButton::copy(const QString &text)
 {
-    QGuiApplication::clipboard()->setText(m_text);
-    setCopied(true);
-    QTimer::singleShot(copiedTime, this, [this] { setCopied(false); });
-}
-
-void CopyButton::setCopied(bool isCopied)
-{
-    setText(isCopied ? copiedLabel : copyLabel);
-    Q_EMIT sizeChanged();
+    QGuiApplication::clipboard()->setText(text);
+    if (text != m_text)
+        return;
+    setText(copiedLabel);
+    QTimer::singleShot(copiedTime, this, [this] { setText(copyLabel); });
 }

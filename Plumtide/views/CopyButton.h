@@ -2,7 +2,7 @@
 
 #include "Plumtide/views/DrawnButton.h"
 
-/// "复制名称": puts a text on the clipboard, and says "已复制" for a moment.
+/// "复制名称": says "已复制" for a moment after its text was put on the clipboard. As wide as with its longer label.
 class CopyButton final : public DrawnButton
 {
     Q_OBJECT
@@ -10,14 +10,9 @@ class CopyButton final : public DrawnButton
 public:
     CopyButton(const QString &icon, const Look &look, QWidget *parent);
 
+    void copy(const QString &text);
     void setCopiedText(const QString &text); ///< Another text has not been copied yet.
 
-Q_SIGNALS:
-    void sizeChanged(); ///< Its label has another width.
-
 private:
-    void copy();
-    void setCopied(bool isCopied);
-
     QString m_text;
 };

@@ -4,6 +4,7 @@
 #include "Plumtide/views/Shadow.h"
 
 #include <QPainter>
+#include <QRegularExpression>
 #include <QStringList>
 #include <QTextLayout>
 
@@ -113,7 +114,7 @@ TextBlock layRuns(const QString &whole, qsizetype labelEnd, const TextStyle &lab
     const Theme::Face &face = Theme::face(style);
     TextBlock block{{0, face.lineHeight}, {whole, style, maxLines, false, {}}};
     QString text = whole;
-    text.replace(u'\n', maxLines == 1 ? QChar(u' ') : QChar(QChar::LineSeparator));
+    text.replace(lineBreaks(), maxLines > 0 ? u" "_s : QString(QChar::LineSeparator)); // lines are not to be wasted
 
     if (labelEnd == 0 && !text.contains(QChar::LineSeparator)) {
         const double advance = face.advance(text);
@@ -176,6 +177,12 @@ TextBlock layRuns(const QString &whole, qsizetype labelEnd, const TextStyle &lab
 }
 
 } // namespace
+
+const QRegularExpression &lineBreaks()
+{
+    static const QRegularExpression breaks(u"\\R"_s);
+    return breaks;
+}
 
 TextBlock layText(const QString &text, const TextStyle &style, double width, int maxLines, Qt::Alignment alignment)
 {

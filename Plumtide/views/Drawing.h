@@ -13,6 +13,7 @@
 #include <vector>
 
 class QPainter;
+class QRegularExpression;
 
 /// A picture made of named boxes, texts and icons, in logical pixels. Views compose one and paint it; tests and
 /// screen readers read it. What is painted is exactly what it lists.
@@ -87,6 +88,9 @@ public:
 private:
     std::vector<Item> m_items;
 };
+
+/// What ends a line in a text from elsewhere, U+2028 included.
+[[nodiscard]] const QRegularExpression &lineBreaks();
 
 /// A text that has been broken into lines.
 struct TextBlock

@@ -12,10 +12,11 @@
 
 namespace {
 
-constexpr double iconGap = 4;
+constexpr double buttonIconGap = 4;
 constexpr double ringWidth = 2;
 constexpr double ringGap = 1;
 constexpr double pressedOpacity = 0.6;
+constexpr double hoverOpacity = 0.8;
 
 } // namespace
 
@@ -40,6 +41,7 @@ DrawnButton::DrawnButton(const QString &text, const QString &icon, const Look &l
     setText(text);
     setCursor(Qt::PointingHandCursor);
     setFocusPolicy(Qt::TabFocus); // a click leaves the focus where it is
+    setAttribute(Qt::WA_Hover);   // repaints it when the pointer comes and goes
 }
 
 void DrawnButton::setLook(const Look &look)
@@ -60,6 +62,12 @@ void DrawnButton::setOpacity(double opacity)
         return;
     m_opacity = opacity;
     update();
+}
+
+void DrawnButton::setLeastWidth(double width)
+{
+    m_leastWidth = width;
+    invalidate();
 }
 
 void DrawnButton::invalidate()
@@ -97,14 +105,14 @@ const Drawing &DrawnButton::drawing()
 
 QSizeF DrawnButton::compose(Drawing &drawing, double width)
 {
-    HStack content(iconGap);
+    HStack content(buttonIconGap);
     if (!m_icon.isEmpty())
         content.icon("icon", m_icon, m_look.style.size, m_look.style.color);
     content.text("text", text(), m_look.style);
     Drawing inside;
     const QRectF natural = content.place(inside, {0, 0}, QWIDGETSIZE_MAX);
-    const QSizeF size(m_look.fillsWidth && width > 0 ? width : natural.width() + 2 * m_look.paddingX,
-                      natural.height() + 2 * m_look.paddingY);
+    const double least = std::max(m_leastWidth, natural.width() + 2 * m_look.paddingX);
+    const QSizeF size(m_look.fillsWidth && width > 0 ? width : least, natural.height() + 2 * m_look.paddingY);
     const QRectF face({0, 0}, size);
     if (m_look.fill != Qt::transparent || m_look.shadow || m_look.radius > 0)
         drawing.add("", face, Drawing::Box{.fill = m_look.fill, .radius = m_look.radius, .shadow = m_look.shadow});
@@ -119,6 +127,8 @@ void DrawnButton::paintEvent(QPaintEvent *event)
     const double opacity = m_opacity;
     if (isDown())
         m_opacity *= pressedOpacity;
+    else if (underMouse() && isEnabled())
+        m_opacity *= hoverOpacity;
     paintDrawing(*this, event->rect());
     m_opacity = opacity;
     if (hasFocus() && m_showsFocus) {

@@ -29,6 +29,7 @@ public:
     void setLook(const Look &look);
     void setIconName(const QString &icon);
     void setOpacity(double opacity);
+    void setLeastWidth(double width); ///< Of its face, whatever it says.
     [[nodiscard]] QSizeF exactSize(); ///< Logical pixels; without the room around it.
     void placeAt(const QRectF &box);  ///< In its parent, and with the room that its shadow and its focus ring need.
     [[nodiscard]] const Drawing &drawing() override;
@@ -51,6 +52,7 @@ private:
     Look m_look;
     Drawing m_drawing;
     QString m_drawnText;
+    double m_leastWidth = 0;
     bool m_isComposed = false;
     bool m_showsFocus = false;
     QAccessible::Role m_role = QAccessible::Button;

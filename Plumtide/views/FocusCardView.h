@@ -4,6 +4,7 @@
 #include "Plumtide/views/DrawnView.h"
 
 #include <QDateTime>
+#include <QElapsedTimer>
 
 class CopyButton;
 class DrawnButton;
@@ -21,6 +22,8 @@ public:
     /// The last button acts on `store`, which must outlive the view.
     FocusCardView(TaskStore &store, QWidget *parent);
 
+    /// While a button is held it keeps acting on the line that it was pressed for. After another line has come, no
+    /// press counts for as long as a double click may take: it was meant for the one before.
     void setTask(const AgentTask &task, const QDateTime &now);
     int layOut(int width) override; ///< Of the card, without the margins.
 
@@ -35,6 +38,8 @@ private:
     void placeButtons();
 
     AgentTask m_task;
+    std::optional<AgentTask> m_pressed; // what the button acts on that is held
+    QElapsedTimer m_sinceChange;        // of the line
     QDateTime m_now;
     CopyButton *m_copy;
     DrawnButton *m_edit;

@@ -10,11 +10,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int paddingX = 8;
-constexpr double radius = 6;
+constexpr int fieldPaddingX = 8;
+constexpr double fieldRadius = 6;
 constexpr double chevronSize = 9;
 constexpr double focusWidth = 2;
-constexpr TextStyle textStyle{12, QFont::Normal, Theme::text};
+constexpr TextStyle fieldTextStyle{12, QFont::Normal, Theme::text};
 
 void paintFace(QWidget *field)
 {
@@ -24,21 +24,7 @@ void paintFace(QWidget *field)
     painter.setPen(QPen(field->hasFocus() ? Theme::faded(Theme::accent, 0.8) : Theme::fieldBorder, width));
     painter.setBrush(Theme::card);
     painter.drawRoundedRect(QRectF(field->rect()).adjusted(width / 2, width / 2, -width / 2, -width / 2),
-                            radius - width / 2, radius - width / 2);
-}
-
-QPalette fieldPalette(QPalette palette)
-{
-    palette.setColor(QPalette::Base, Theme::card);
-    palette.setColor(QPalette::Window, Theme::card);
-    palette.setColor(QPalette::Button, Theme::card);
-    palette.setColor(QPalette::Text, Theme::text);
-    palette.setColor(QPalette::ButtonText, Theme::text);
-    palette.setColor(QPalette::WindowText, Theme::text);
-    palette.setColor(QPalette::PlaceholderText, Theme::placeholder);
-    palette.setColor(QPalette::Highlight, Theme::accent);
-    palette.setColor(QPalette::HighlightedText, Theme::onAccent);
-    return palette;
+                            fieldRadius - width / 2, fieldRadius - width / 2);
 }
 
 } // namespace
@@ -46,11 +32,12 @@ QPalette fieldPalette(QPalette palette)
 TextField::TextField(const QString &placeholder, QWidget *parent) : QLineEdit(parent)
 {
     setFrame(false);
-    setFont(Theme::widgetFont(textStyle));
-    QPalette palette = fieldPalette(this->palette());
+    setContextMenuPolicy(Qt::NoContextMenu); // Qt's own is English; its keys work
+    setFont(Theme::widgetFont(fieldTextStyle));
+    QPalette palette;
     palette.setColor(QPalette::Base, Qt::transparent); // the face is ours
     setPalette(palette);
-    setTextMargins(paddingX - 2, 0, paddingX - 2, 0); // QLineEdit keeps 2 pixels beside the text
+    setTextMargins(fieldPaddingX - 2, 0, fieldPaddingX - 2, 0); // QLineEdit keeps 2 pixels beside the text
     setPlaceholderText(placeholder);
 }
 
@@ -62,8 +49,7 @@ void TextField::paintEvent(QPaintEvent *event)
 
 ChoiceField::ChoiceField(const QStringList &labels, QWidget *parent) : QComboBox(parent)
 {
-    setFont(Theme::widgetFont(textStyle));
-    setPalette(fieldPalette(palette()));
+    setFont(Theme::widgetFont(fieldTextStyle));
     addItems(labels);
 }
 
@@ -71,10 +57,10 @@ void ChoiceField::paintEvent(QPaintEvent * /*event*/)
 {
     paintFace(this);
     QPainter painter(this);
-    painter.setPen(textStyle.color);
-    painter.drawText(QRectF(rect()).adjusted(paddingX, 0, -paddingX, 0), Qt::AlignLeft | Qt::AlignVCenter,
+    painter.setPen(fieldTextStyle.color);
+    painter.drawText(QRectF(rect()).adjusted(fieldPaddingX, 0, -fieldPaddingX, 0), Qt::AlignLeft | Qt::AlignVCenter,
                      currentIndex() >= 0 ? currentText() : m_otherText);
-    const QPointF at(width() - paddingX - chevronSize, (height() - chevronSize) / 2);
+    const QPointF at(width() - fieldPaddingX - chevronSize, (height() - chevronSize) / 2);
     painter.drawPixmap(at, iconPixmap(u"chevron-down"_s, chevronSize, Theme::secondary, devicePixelRatioF()));
 }
 

@@ -17,10 +17,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr double paddingY = 2;
+constexpr double rowPaddingY = 2;
 constexpr double lineGap = 4;
-constexpr double itemGap = 6;
-constexpr double dotDiameter = 5;
+constexpr double rowItemGap = 6;
+constexpr double rowDotDiameter = 5;
 constexpr double titleSpacer = 8;
 constexpr double spinSize = 9;
 constexpr double turnSize = 8;
@@ -32,13 +32,13 @@ constexpr double bodyGap = 7;
 constexpr double eventGap = 3;
 constexpr int eventLines = 2;
 constexpr double buttonsTop = 2;
-constexpr double buttonGap = 8;
+constexpr double rowButtonGap = 8;
 
-constexpr double quietDotOpacity = 0.35;
+constexpr double rowQuietDotOpacity = 0.35;
 constexpr double waitingDotOpacity = 0.45;
 
-constexpr TextStyle titleStyle{12.5, QFont::Medium, Theme::text};
-constexpr TextStyle timeStyle{10.5, QFont::Normal, Theme::secondary};
+constexpr TextStyle rowTitleStyle{12.5, QFont::Medium, Theme::text};
+constexpr TextStyle rowTimeStyle{10.5, QFont::Normal, Theme::secondary};
 constexpr TextStyle activityStyle{12, QFont::Normal, Theme::secondary};
 constexpr TextStyle purposeLabelStyle{12, QFont::DemiBold, Theme::accent};
 constexpr TextStyle purposeStyle{12, QFont::Normal, Theme::text};
@@ -142,7 +142,7 @@ bool LineRowView::isQuiet() const
 QColor LineRowView::dotColor() const
 {
     if (isQuiet())
-        return Theme::faded(Theme::secondary, quietDotOpacity);
+        return Theme::faded(Theme::secondary, rowQuietDotOpacity);
     if (m_line.isUrgent() || m_line.isStuck(m_now))
         return Theme::accent;
     if (m_line.status == AgentTaskStatus::waiting)
@@ -163,15 +163,24 @@ QString LineRowView::activityText() const
 
 QString LineRowView::spokenName() const
 {
-    return QStringList{m_line.title, SourceChip::label(m_line.source), activityText(),
-                       shortAgo(m_line.updatedAt, m_now)}
-        .join(u"，"_s);
+    QStringList parts{m_line.title, SourceChip::label(m_line.source), activityText(),
+                      shortAgo(m_line.updatedAt, m_now)};
+    parts.removeAll(QString());
+    return parts.join(u"，"_s);
+}
+
+QString LineRowView::spokenBody() const
+{
+    QStringList parts = m_line.recentEvents;
+    if (!m_line.purpose.isEmpty())
+        parts.prepend(u"目标："_s + m_line.purpose);
+    return parts.join(u"\n"_s);
 }
 
 int LineRowView::layOut(int width)
 {
     const auto lines = [](const TextStyle &style) { return Theme::face(style).lineHeight; };
-    const double folded = paddingY + lines(titleStyle) + lineGap + lines(activityStyle) + paddingY;
+    const double folded = rowPaddingY + lines(rowTitleStyle) + lineGap + lines(activityStyle) + rowPaddingY;
     if (m_expansion.amount() == 0 && !m_expansion.isOpen()) {
         m_body.reset();
         m_height = static_cast<int>(folded);
@@ -181,7 +190,7 @@ int LineRowView::layOut(int width)
     double y = drawTitleAndActivity(drawing, width);
     y = drawBody(drawing, y, width);
     placeButtons(y);
-    const double unfolded = y + m_body->copy->exactSize().height() + paddingY;
+    const double unfolded = y + m_body->copy->exactSize().height() + rowPaddingY;
     const double amount = m_expansion.amount();
     for (DrawnButton *button : m_body->all())
         button->setOpacity(opacity() * amount);
@@ -199,19 +208,19 @@ void LineRowView::compose(Drawing &drawing)
 double LineRowView::drawTitleAndActivity(Drawing &drawing, double width) const
 {
     const int maxLines = m_expansion.isOpen() ? expandedLines : 1;
-    HStack title(itemGap);
-    title.dot("dot", dotDiameter, dotColor());
-    title.text("title", m_line.title, inColor(titleStyle, isQuiet() ? Theme::secondary : Theme::text),
+    HStack title(rowItemGap);
+    title.dot("dot", rowDotDiameter, dotColor());
+    title.text("title", m_line.title, inColor(rowTitleStyle, isQuiet() ? Theme::secondary : Theme::text),
                HStack::Shrink::First, maxLines);
     title.sourceChip("source", "source.text", m_line.source);
     title.spacer(titleSpacer);
     if (m_line.status == AgentTaskStatus::running && !m_line.isStuck(m_now))
         title.icon("spin", u"cycle"_s, spinSize, Theme::secondary);
-    title.text("time", shortAgo(m_line.updatedAt, m_now), timeStyle);
-    double y = title.place(drawing, {0, paddingY}, width).bottom();
+    title.text("time", shortAgo(m_line.updatedAt, m_now), rowTimeStyle);
+    double y = title.place(drawing, {0, rowPaddingY}, width).bottom();
 
     const bool isCalling = m_line.isStuck(m_now) || m_line.isUrgent();
-    HStack activity(itemGap);
+    HStack activity(rowItemGap);
     activity.icon("turn", u"turn-down-right"_s, turnSize, Theme::secondary);
     activity.text("activity", activityText(), inColor(activityStyle, isCalling ? Theme::accent : Theme::secondary),
                   HStack::Shrink::First, maxLines);
@@ -247,8 +256,11 @@ void LineRowView::showBody()
     m_body->edit = new DrawnButton(u"编辑"_s, u"pencil"_s, actionLook, this);
     m_body->shelve = new DrawnButton({}, {}, actionLook, this);
     m_body->close = new DrawnButton({}, {}, actionLook, this);
-    connect(m_body->copy, &CopyButton::sizeChanged, this, [this] { placeButtons(m_buttonsTop); });
-    connect(m_body->edit, &QAbstractButton::clicked, this, &LineRowView::editRequested);
+    connect(m_body->copy, &QAbstractButton::clicked, this, [this] { m_body->copy->copy(m_line.title); });
+    connect(m_body->edit, &QAbstractButton::clicked, this, [this] {
+        m_body->edit->setFocus(Qt::OtherFocusReason); // it comes back here from the form
+        Q_EMIT editRequested();
+    });
     connect(m_body->shelve, &QAbstractButton::clicked, this, [this] {
         m_store.setStatus(
             m_line.id, m_line.status == AgentTaskStatus::shelved ? AgentTaskStatus::waiting : AgentTaskStatus::shelved);
@@ -282,7 +294,7 @@ void LineRowView::placeButtons(double y)
     for (DrawnButton *button : m_body->all()) {
         const QSizeF size = button->exactSize();
         button->placeAt({{x, y}, size});
-        x += size.width() + buttonGap;
+        x += size.width() + rowButtonGap;
     }
 }
 

@@ -32,6 +32,8 @@ public:
     void setExpanded(bool isExpanded, Animate animate);
 
     int layOut(int width) override;
+    [[nodiscard]] QString spokenName() const; ///< What is seen while it is folded, for a screen reader.
+    [[nodiscard]] QString spokenBody() const; ///< What is seen besides while it is unfolded.
     [[nodiscard]] int laidOutHeight() const { return m_height; } ///< What `layOut` returned last.
 
 Q_SIGNALS:
@@ -54,7 +56,6 @@ private:
     [[nodiscard]] bool isQuiet() const;
     [[nodiscard]] QColor dotColor() const;
     [[nodiscard]] QString activityText() const;
-    [[nodiscard]] QString spokenName() const;
     double drawTitleAndActivity(Drawing &drawing, double width) const; // both return the y below
     double drawBody(Drawing &drawing, double y, double width) const;
     void showBody();

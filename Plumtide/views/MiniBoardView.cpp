@@ -14,13 +14,13 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr qsizetype shownLines = 3;
-constexpr double paddingX = 11;
-constexpr double paddingY = 9;
-constexpr double gap = 7;
-constexpr double headerGap = 6;
-constexpr double dotDiameter = 7;
+constexpr double miniPaddingX = 11;
+constexpr double miniPaddingY = 9;
+constexpr double miniGap = 7;
+constexpr double miniHeaderGap = 6;
+constexpr double miniDotDiameter = 7;
 constexpr double calmDotOpacity = 0.5;
-constexpr double fillOpacity = 0.97;
+constexpr double miniFillOpacity = 0.97;
 constexpr double callingBorderOpacity = 0.35;
 constexpr TextStyle callingStyle{11, QFont::Bold, Theme::accent};
 constexpr TextStyle calmStyle{11, QFont::Bold, Theme::secondary};
@@ -82,36 +82,37 @@ void MiniBoardView::refresh()
 int MiniBoardView::layOut(int width)
 {
     Drawing drawing;
-    double y = paddingY + drawHeader(drawing);
+    double y = miniPaddingY + drawHeader(drawing);
     for (MiniBoardRow *row : std::as_const(m_rows)) {
         if (row->isHidden())
             continue;
-        row->placeAt({paddingX, y + gap, width - 2 * paddingX, row->lineHeight()});
-        y += gap + row->lineHeight();
+        row->placeAt({miniPaddingX, y + miniGap, width - 2 * miniPaddingX, row->lineHeight()});
+        y += miniGap + row->lineHeight();
     }
-    m_moreTop = y + gap;
+    m_moreTop = y + miniGap;
     if (m_waiting.size() > shownLines)
         y = m_moreTop + Theme::face(moreStyle).lineHeight;
-    return static_cast<int>(std::lround(y + paddingY));
+    return static_cast<int>(std::lround(y + miniPaddingY));
 }
 
 double MiniBoardView::drawHeader(Drawing &drawing) const
 {
     const bool isCalling = !m_waiting.isEmpty();
-    HStack header(headerGap);
-    header.dot("header.dot", dotDiameter, isCalling ? Theme::accent : Theme::faded(Theme::secondary, calmDotOpacity));
+    HStack header(miniHeaderGap);
+    header.dot("header.dot", miniDotDiameter,
+               isCalling ? Theme::accent : Theme::faded(Theme::secondary, calmDotOpacity));
     header.text("header.text", m_headerText, isCalling ? callingStyle : calmStyle, HStack::Shrink::First);
-    return header.place(drawing, {paddingX, paddingY}, fixedWidth - 2 * paddingX).height();
+    return header.place(drawing, {miniPaddingX, miniPaddingY}, fixedWidth - 2 * miniPaddingX).height();
 }
 
 void MiniBoardView::compose(Drawing &drawing)
 {
     const QRectF face(rect());
-    drawing.add("card", face, Drawing::Box{.fill = Theme::faded(Theme::bg, fillOpacity), .radius = cornerRadius});
+    drawing.add("card", face, Drawing::Box{.fill = Theme::faded(Theme::bg, miniFillOpacity), .radius = cornerRadius});
     drawHeader(drawing);
     if (m_waiting.size() > shownLines) {
         TextBlock more = layText(u"还有 %1 个…"_s.arg(m_waiting.size() - shownLines), moreStyle, face.width());
-        drawing.add("more", {{paddingX, m_moreTop}, more.size}, std::move(more.content));
+        drawing.add("more", {{miniPaddingX, m_moreTop}, more.size}, std::move(more.content));
     }
     drawing.addBorder("border", face, cornerRadius,
                       m_waiting.isEmpty() ? Theme::border : Theme::faded(Theme::accent, callingBorderOpacity), 1);

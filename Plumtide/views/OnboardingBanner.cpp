@@ -13,15 +13,15 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr double padding = 12;
-constexpr double gap = 8;
-constexpr double radius = 10;
-constexpr double fillOpacity = 0.07;
+constexpr double bannerPadding = 12;
+constexpr double bannerGap = 8;
+constexpr double bannerRadius = 10;
+constexpr double bannerFillOpacity = 0.07;
 constexpr double borderOpacity = 0.25;
 constexpr auto messageTime = 4s;
 
-constexpr TextStyle headingStyle{12, QFont::Bold, Theme::accent};
-constexpr TextStyle titleStyle{12.5, QFont::Normal, Theme::text};
+constexpr TextStyle bannerHeadingStyle{12, QFont::Bold, Theme::accent};
+constexpr TextStyle bannerTitleStyle{12.5, QFont::Normal, Theme::text};
 constexpr TextStyle messageStyle{11, QFont::Normal, Theme::secondary};
 
 const DrawnButton::Look connectLook{
@@ -79,10 +79,11 @@ void OnboardingBanner::compose(Drawing &drawing)
 {
     const QRectF face(rect());
     if (isCard())
-        drawing.add("card", face, Drawing::Box{.fill = Theme::faded(Theme::accent, fillOpacity), .radius = radius});
+        drawing.add("card", face,
+                    Drawing::Box{.fill = Theme::faded(Theme::accent, bannerFillOpacity), .radius = bannerRadius});
     draw(drawing, face.width());
     if (isCard())
-        drawing.addBorder("border", face, radius, Theme::faded(Theme::accent, borderOpacity), 1);
+        drawing.addBorder("border", face, bannerRadius, Theme::faded(Theme::accent, borderOpacity), 1);
 }
 
 // The height.
@@ -96,26 +97,26 @@ double OnboardingBanner::draw(Drawing &drawing, double width)
     if (!isCard())
         return m_message ? addMessage({0, 0}, width) : 0;
 
-    const double inside = width - 2 * padding;
-    TextBlock heading = layText(u"接入数据源"_s, headingStyle, inside);
-    drawing.add("heading", {{padding, padding}, heading.size}, std::move(heading.content));
-    double y = padding + heading.size.height();
+    const double inside = width - 2 * bannerPadding;
+    TextBlock heading = layText(u"接入数据源"_s, bannerHeadingStyle, inside);
+    drawing.add("heading", {{bannerPadding, bannerPadding}, heading.size}, std::move(heading.content));
+    double y = bannerPadding + heading.size.height();
     for (const Row &row : std::as_const(m_rows)) {
         if (row.isNeeded)
-            y = drawRow(drawing, row, y + gap, inside);
+            y = drawRow(drawing, row, y + bannerGap, inside);
     }
     if (m_message)
-        y = addMessage({padding, y + gap}, inside);
-    return y + padding;
+        y = addMessage({bannerPadding, y + bannerGap}, inside);
+    return y + bannerPadding;
 }
 
 double OnboardingBanner::drawRow(Drawing &drawing, const Row &row, double y, double width)
 {
     HStack content(0);
-    content.text(row.titleName, row.title, titleStyle);
+    content.text(row.titleName, row.title, bannerTitleStyle);
     content.spacer();
     content.room(row.button->exactSize());
-    const double bottom = content.place(drawing, {padding, y}, width).bottom();
+    const double bottom = content.place(drawing, {bannerPadding, y}, width).bottom();
     row.button->placeAt(content.rooms().first());
     return bottom;
 }

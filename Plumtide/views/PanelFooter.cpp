@@ -9,9 +9,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr double paddingX = 14;
-constexpr double paddingY = 9;
-constexpr double itemGap = 10;
+constexpr double footerPaddingX = 14;
+constexpr double footerPaddingY = 9;
+constexpr double footerItemGap = 10;
 const TextStyle versionStyle{11, QFont::Normal, Theme::faded(Theme::secondary, 0.7)};
 constexpr TextStyle controlStyle{12, QFont::Normal, Theme::secondary};
 
@@ -39,16 +39,16 @@ int PanelFooter::layOut(int width)
     const QSizeF quit = m_quit->exactSize();
     const QSizeF toggle = m_switch->exactSize();
     const double inside = std::max(quit.height(), toggle.height());
-    const auto top = [inside](QSizeF size) { return paddingY + (inside - size.height()) / 2; };
-    const double quitLeft = width - paddingX - quit.width();
+    const auto top = [inside](QSizeF size) { return footerPaddingY + (inside - size.height()) / 2; };
+    const double quitLeft = width - footerPaddingX - quit.width();
     m_quit->placeAt({{quitLeft, top(quit)}, quit});
-    m_switch->placeAt({{quitLeft - itemGap - toggle.width(), top(toggle)}, toggle});
-    return static_cast<int>(std::lround(inside + 2 * paddingY));
+    m_switch->placeAt({{quitLeft - footerItemGap - toggle.width(), top(toggle)}, toggle});
+    return static_cast<int>(std::lround(inside + 2 * footerPaddingY));
 }
 
 void PanelFooter::compose(Drawing &drawing)
 {
     TextBlock version = layText(u"v" PLUMTIDE_VERSION ""_s, versionStyle, width());
-    drawing.add("version", {{paddingX, (height() - version.size.height()) / 2}, version.size},
+    drawing.add("version", {{footerPaddingX, (height() - version.size.height()) / 2}, version.size},
                 std::move(version.content));
 }

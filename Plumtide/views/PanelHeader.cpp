@@ -11,19 +11,19 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr double paddingX = 14;
+constexpr double headerPaddingX = 14;
 constexpr double paddingTop = 12;
 constexpr double paddingBottom = 10;
 constexpr double rowGap = 10;
-constexpr double itemGap = 8;
-constexpr double countGap = 6;
-constexpr double numberGap = 4;
+constexpr double headerItemGap = 8;
+constexpr double headerCountGap = 6;
+constexpr double headerNumberGap = 4;
 constexpr double iconSize = 12;
-constexpr double chipGap = 2;
+constexpr double headerChipGap = 2;
 constexpr double trayPadding = 2;
 constexpr double trayRadius = 7;
 
-constexpr TextStyle titleStyle{15, QFont::DemiBold, Theme::text, TextStyle::Design::Serif};
+constexpr TextStyle headerTitleStyle{15, QFont::DemiBold, Theme::text, TextStyle::Design::Serif};
 constexpr TextStyle countLabelStyle{12, QFont::Normal, Theme::secondary};
 constexpr TextStyle countStyle{12, QFont::DemiBold, Theme::text};
 constexpr TextStyle emphasizedCountStyle{12, QFont::DemiBold, Theme::accent};
@@ -46,9 +46,9 @@ const DrawnButton::Look registerLook{.style = {11, QFont::Medium, Theme::seconda
 void addCount(HStack &row, const char *labelName, const char *numberName, const QString &label, qsizetype number,
               bool emphasized)
 {
-    row.setGap(countGap);
+    row.setGap(headerCountGap);
     row.text(labelName, label, countLabelStyle);
-    row.setGap(numberGap);
+    row.setGap(headerNumberGap);
     row.text(numberName, QString::number(number), emphasized && number >= 1 ? emphasizedCountStyle : countStyle);
 }
 
@@ -64,7 +64,10 @@ PanelHeader::PanelHeader(TaskStore &store, QWidget *parent) : DrawnView(parent),
     m_register = new DrawnButton(u"登记"_s, u"plus"_s, registerLook, this); // after the chips, as Tab goes
     m_register->setObjectName(u"header.register"_s);
     m_register->setToolTip(u"手动登记一个任务（Codex 或其他来源都可以）"_s);
-    connect(m_register, &QAbstractButton::clicked, this, &PanelHeader::registerRequested);
+    connect(m_register, &QAbstractButton::clicked, this, [this] {
+        m_register->setFocus(Qt::OtherFocusReason); // it comes back here from the form
+        Q_EMIT registerRequested();
+    });
     updateChips();
 }
 
@@ -83,8 +86,9 @@ DrawnButton *PanelHeader::sourceChip(const QString &label, std::optional<TaskSou
 
 void PanelHeader::updateChips()
 {
+    m_shownFilter = m_store.sourceFilter();
     for (const SourceFilter &filter : std::as_const(m_filters)) {
-        const bool isSelected = m_store.sourceFilter() == filter.value;
+        const bool isSelected = m_shownFilter == filter.value;
         filter.chip->setChecked(isSelected);
         filter.chip->setLook(isSelected ? selectedChipLook : chipLook);
     }
@@ -94,6 +98,8 @@ void PanelHeader::updateChips()
 
 void PanelHeader::refresh(qsizetype waiting, qsizetype running, qsizetype idle)
 {
+    if (m_shownFilter != m_store.sourceFilter())
+        updateChips();
     if (m_waiting == waiting && m_running == running && m_idle == idle)
         return;
     m_waiting = waiting;
@@ -104,15 +110,15 @@ void PanelHeader::refresh(qsizetype waiting, qsizetype running, qsizetype idle)
 
 double PanelHeader::sourcePickerTop() const
 {
-    return paddingTop + Theme::face(titleStyle).lineHeight + rowGap;
+    return paddingTop + Theme::face(headerTitleStyle).lineHeight + rowGap;
 }
 
 QSizeF PanelHeader::sourcePickerSize() const
 {
-    QSizeF size(2 * trayPadding - chipGap, 0);
+    QSizeF size(2 * trayPadding - headerChipGap, 0);
     for (const SourceFilter &filter : std::as_const(m_filters)) {
         const QSizeF chip = filter.chip->exactSize();
-        size = {size.width() + chip.width() + chipGap, std::max(size.height(), chip.height() + 2 * trayPadding)};
+        size = {size.width() + chip.width() + headerChipGap, std::max(size.height(), chip.height() + 2 * trayPadding)};
     }
     return size;
 }
@@ -121,27 +127,27 @@ int PanelHeader::layOut(int width)
 {
     const QSizeF picker = sourcePickerSize();
     const double top = sourcePickerTop();
-    double x = paddingX + trayPadding;
+    double x = headerPaddingX + trayPadding;
     for (const SourceFilter &filter : std::as_const(m_filters)) {
         const QSizeF size = filter.chip->exactSize();
         filter.chip->placeAt({{x, top + trayPadding}, size});
-        x += size.width() + chipGap;
+        x += size.width() + headerChipGap;
     }
     const QSizeF size = m_register->exactSize();
-    m_register->placeAt({{width - paddingX - size.width(), top + (picker.height() - size.height()) / 2}, size});
+    m_register->placeAt({{width - headerPaddingX - size.width(), top + (picker.height() - size.height()) / 2}, size});
     return static_cast<int>(std::lround(top + picker.height() + paddingBottom));
 }
 
 void PanelHeader::compose(Drawing &drawing)
 {
-    HStack row(itemGap);
+    HStack row(headerItemGap);
     row.icon("icon", u"people"_s, iconSize, Theme::secondary);
-    row.text("title", u"Plumtide"_s, titleStyle);
+    row.text("title", u"Plumtide"_s, headerTitleStyle);
     row.spacer();
     addCount(row, "count.waiting.label", "count.waiting.number", u"等你处理"_s, m_waiting, true);
     addCount(row, "count.running.label", "count.running.number", u"在跑"_s, m_running, false);
     addCount(row, "count.idle.label", "count.idle.number", u"没新动静"_s, m_idle, false);
-    row.place(drawing, {paddingX, paddingTop}, width() - 2 * paddingX);
-    drawing.add("filter.tray", {{paddingX, sourcePickerTop()}, sourcePickerSize()},
+    row.place(drawing, {headerPaddingX, paddingTop}, width() - 2 * headerPaddingX);
+    drawing.add("filter.tray", {{headerPaddingX, sourcePickerTop()}, sourcePickerSize()},
                 Drawing::Box{.fill = Theme::filterTray, .radius = trayRadius});
 }

@@ -39,6 +39,7 @@ private:
 
     TaskStore &m_store;
     QList<SourceFilter> m_filters;
+    std::optional<TaskSource> m_shownFilter;
     DrawnButton *m_register = nullptr;
     qsizetype m_waiting = 0;
     qsizetype m_running = 0;

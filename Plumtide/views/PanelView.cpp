@@ -37,6 +37,7 @@ PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, Q
       m_footer(new PanelFooter(this)),
       m_refresher(new Refresher(this, [this] { refresh(); }))
 {
+    Theme::setPalette();
     setObjectName(u"panel"_s);
     setAccessibleName(u"Plumtide"_s);
     setFixedSize(fixedSize);
@@ -60,6 +61,8 @@ void PanelView::setMiniBoardOn(bool isOn)
 void PanelView::refresh()
 {
     const QList<AgentTask> waiting = m_store.tasks(AgentTaskStatus::waiting);
+    if (m_editor)
+        m_editor->followLine();
     m_header->refresh(waiting.size(), m_store.tasks(AgentTaskStatus::running).size(), m_store.idleLineCount());
     m_board->refresh(waiting, m_clock());
 }
@@ -77,8 +80,9 @@ void PanelView::layOut()
 
 void PanelView::edit(const std::optional<AgentTask> &task)
 {
-    if (m_editor)
-        m_editor->deleteLater();
+    closeEditor();
+    m_openedBy = QApplication::focusWidget();
+    setFocus(Qt::OtherFocusReason); // from what is about to be hidden
     m_editor = new TaskEditView(m_store, task, m_clock, this);
     connect(m_editor, &TaskEditView::closed, this, &PanelView::closeEditor);
     m_editor->setGeometry(rect());
@@ -87,7 +91,7 @@ void PanelView::edit(const std::optional<AgentTask> &task)
          {static_cast<QWidget *>(m_header), static_cast<QWidget *>(m_scroll), static_cast<QWidget *>(m_footer)})
         part->hide();
     m_editor->show();
-    m_editor->focusFirstField();
+    m_editor->focusLastField();
     update();
 }
 
@@ -102,7 +106,18 @@ void PanelView::closeEditor()
     for (QWidget *part :
          {static_cast<QWidget *>(m_header), static_cast<QWidget *>(m_scroll), static_cast<QWidget *>(m_footer)})
         part->show();
+    QWidget *back = m_openedBy && isAncestorOf(m_openedBy) && m_openedBy->isVisible() ? m_openedBy : this;
+    back->setFocus(Qt::ActiveWindowFocusReason); // the ring shows if it did before
     update();
+}
+
+// The panel itself gets the focus when it is opened, and by clicks beside all controls.
+void PanelView::focusInEvent(QFocusEvent *event)
+{
+    if (m_editor)
+        m_editor->focusLastField();
+    else
+        QWidget::focusInEvent(event);
 }
 
 void PanelView::showEvent(QShowEvent *event)
@@ -140,10 +155,21 @@ bool PanelView::focusNextPrevChild(bool next)
     const QList<QWidget *> controls = tabOrder();
     if (controls.isEmpty())
         return false;
-    const qsizetype at = controls.indexOf(QApplication::focusWidget());
+    QWidget *from = QApplication::focusWidget();
+    const qsizetype at = controls.indexOf(from);
     const qsizetype step = next ? 1 : -1;
     const qsizetype start = at < 0 ? (next ? -1 : controls.size()) : at;
     QWidget *wanted = controls.at((start + step + controls.size()) % controls.size());
+    if (at < 0 && from && from != this && isAncestorOf(from)) {
+        // Qt asks when the control has been hidden or switched off. The nearest one that stays, below it if there is
+        // one.
+        const auto isBefore = [this, place = from->mapTo(this, QPoint())](const QWidget *control) {
+            const QPoint there = control->mapTo(this, QPoint());
+            return std::pair(there.y(), there.x()) < std::pair(place.y(), place.x());
+        };
+        const auto after = std::ranges::find_if_not(controls, isBefore);
+        wanted = after == controls.end() ? controls.last() : *after;
+    }
     wanted->setFocus(next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
     if (m_board->isAncestorOf(wanted))
         m_scroll->ensureWidgetVisible(wanted, 0, 20);

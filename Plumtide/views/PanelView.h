@@ -3,6 +3,7 @@
 #include "Plumtide/model/AgentTask.h"
 #include "Plumtide/system/Environment.h"
 
+#include <QPointer>
 #include <QWidget>
 
 #include <optional>
@@ -44,6 +45,7 @@ Q_SIGNALS:
 
 protected:
     void paintEvent(QPaintEvent *event) override;
+    void focusInEvent(QFocusEvent *event) override;
     void showEvent(QShowEvent *event) override;
     bool focusNextPrevChild(bool next) override;
     void keyPressEvent(QKeyEvent *event) override; ///< Scrolls the board, wherever the focus is.
@@ -60,5 +62,6 @@ private:
     BoardView *m_board;
     PanelFooter *m_footer;
     TaskEditView *m_editor = nullptr; // null while the board is shown
+    QPointer<QWidget> m_openedBy;     // the control that the form was opened by
     Refresher *m_refresher;
 };

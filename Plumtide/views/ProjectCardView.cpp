@@ -12,23 +12,23 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr double paddingY = 10;
+constexpr double cardPaddingY = 10;
 constexpr double paddingRight = 11;
 constexpr double paddingLeft = 11;
 constexpr double paddingLeftOfPending = 13;
-constexpr double gap = 8;
-constexpr double radius = 10;
+constexpr double cardGap = 8;
+constexpr double cardRadius = 10;
 
-constexpr double dotDiameter = 7;
-constexpr double headerGap = 6;
+constexpr double cardDotDiameter = 7;
+constexpr double cardHeaderGap = 6;
 constexpr double headerSpacer = 8;
 constexpr double barWidth = 3;
-constexpr double urgentBorderOpacity = 0.35;
+constexpr double cardUrgentBorderOpacity = 0.35;
 constexpr double calmBarOpacity = 0.4;
 constexpr double quietOpacity = 0.75;
 
 constexpr TextStyle nameStyle{14, QFont::DemiBold, Theme::text, TextStyle::Design::Serif};
-constexpr TextStyle timeStyle{11, QFont::Normal, Theme::secondary};
+constexpr TextStyle cardTimeStyle{11, QFont::Normal, Theme::secondary};
 constexpr TextStyle summaryStyle{11.5, QFont::Normal, Theme::secondary};
 const DrawnButton::Look foldLook{.style = {11, QFont::Normal, Theme::secondary}};
 
@@ -195,9 +195,9 @@ int ProjectCardView::layOut(int width)
         return m_height;
     const double left = paddingLeftIn(m_section);
     const int inside = static_cast<int>(width - left - paddingRight);
-    double y = paddingY + Theme::face(nameStyle).lineHeight;
+    double y = cardPaddingY + Theme::face(nameStyle).lineHeight;
     if (!m_group.summaryText(m_now).isEmpty() && m_group.lines.size() >= 2)
-        y += gap + Theme::face(summaryStyle).lineHeight;
+        y += cardGap + Theme::face(summaryStyle).lineHeight;
 
     const double y0 = y;
     // Rows that can be folded away are cut off where the unfolding has got to.
@@ -206,13 +206,13 @@ int ProjectCardView::layOut(int width)
         if (m_activeCount > 0 && i == m_activeCount)
             below = y;
         LineRowView *row = m_rows.at(i);
-        y += gap + row->layOut(inside);
+        y += cardGap + row->layOut(inside);
     }
     const double end =
         m_activeCount > 0 && m_rows.size() > m_activeCount ? std::round(below + (y - below) * m_unfolding.amount()) : y;
     double top = y0;
     for (LineRowView *row : std::as_const(m_rows)) {
-        top += gap;
+        top += cardGap;
         const int height = row->laidOutHeight();
         row->setGeometry(static_cast<int>(left), static_cast<int>(std::lround(top)), inside,
                          static_cast<int>(std::clamp(end - top, 0.0, static_cast<double>(height))));
@@ -220,12 +220,12 @@ int ProjectCardView::layOut(int width)
     }
     y = end;
     if (m_fold) {
-        y += gap;
+        y += cardGap;
         const QSizeF size = m_fold->exactSize();
         m_fold->placeAt({{left, y}, size});
         y += size.height();
     }
-    m_height = static_cast<int>(std::lround(y + paddingY));
+    m_height = static_cast<int>(std::lround(y + cardPaddingY));
     return m_height;
 }
 
@@ -236,23 +236,23 @@ void ProjectCardView::compose(Drawing &drawing)
     const double left = paddingLeftIn(m_section);
     const double inside = face.width() - left - paddingRight;
 
-    drawing.add("", face, Drawing::Box{.fill = Theme::card, .radius = radius});
-    HStack header(headerGap);
-    header.dot("dot", dotDiameter, Theme::projectColor(m_group.name));
+    drawing.add("", face, Drawing::Box{.fill = Theme::card, .radius = cardRadius});
+    HStack header(cardHeaderGap);
+    header.dot("dot", cardDotDiameter, Theme::projectColor(m_group.name));
     header.text("name", m_group.name, nameStyle, HStack::Shrink::First);
     header.spacer(headerSpacer);
-    header.text("time", shortAgo(newestChange(m_group), m_now), timeStyle);
-    const QRectF headerBox = header.place(drawing, {left, paddingY}, inside);
+    header.text("time", shortAgo(newestChange(m_group), m_now), cardTimeStyle);
+    const QRectF headerBox = header.place(drawing, {left, cardPaddingY}, inside);
     const QString summary = m_group.summaryText(m_now);
     if (!summary.isEmpty() && m_group.lines.size() >= 2) {
         TextBlock text = layText(summary, summaryStyle, inside);
-        drawing.add("summary", {{left, headerBox.bottom() + gap}, text.size}, std::move(text.content));
+        drawing.add("summary", {{left, headerBox.bottom() + cardGap}, text.size}, std::move(text.content));
     }
-    drawing.addBorder("border", face, radius,
-                      isUrgent ? Theme::faded(Theme::accent, urgentBorderOpacity) : Theme::border, 1);
+    drawing.addBorder("border", face, cardRadius,
+                      isUrgent ? Theme::faded(Theme::accent, cardUrgentBorderOpacity) : Theme::border, 1);
     if (m_section == ProjectSection::pending) {
         QPainterPath outline;
-        outline.addRoundedRect(face, radius, radius);
+        outline.addRoundedRect(face, cardRadius, cardRadius);
         drawing.add(
             "bar", QRectF(0, 0, barWidth, face.height()),
             Drawing::Box{.fill = Theme::faded(Theme::accent, isUrgent ? 1 : calmBarOpacity), .outline = outline});

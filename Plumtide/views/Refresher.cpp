@@ -25,8 +25,10 @@ void Refresher::markStale()
 
 bool Refresher::eventFilter(QObject *object, QEvent *event)
 {
-    if (event->type() == QEvent::Show && m_isStale)
+    if (event->type() == QEvent::Show) {
+        m_isStale = true; // time has passed, if nothing else
         refreshNow();
+    }
     return QObject::eventFilter(object, event);
 }
 

@@ -6,25 +6,25 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr double dotDiameter = 7;
-constexpr double itemGap = 6;
-constexpr double quietDotOpacity = 0.6;
+constexpr double headingDotDiameter = 7;
+constexpr double headingItemGap = 6;
+constexpr double headingQuietDotOpacity = 0.6;
 constexpr double fontSize = 12;
 
-struct Look
+struct HeadingLook
 {
     const char16_t *name;
     QColor dot;
     QColor text;
 };
 
-Look lookOf(ProjectSection section)
+HeadingLook lookOf(ProjectSection section)
 {
     switch (section) {
     case ProjectSection::pending: return {u"section.pending", Theme::accent, Theme::accent};
     case ProjectSection::inProgress: return {u"section.inProgress", Theme::secondary, Theme::secondary};
     case ProjectSection::quiet:
-        return {u"section.quiet", Theme::faded(Theme::secondary, quietDotOpacity), Theme::secondary};
+        return {u"section.quiet", Theme::faded(Theme::secondary, headingQuietDotOpacity), Theme::secondary};
     }
     Q_UNREACHABLE();
 }
@@ -56,8 +56,8 @@ int SectionHeading::layOut(int /*width*/)
 
 void SectionHeading::compose(Drawing &drawing)
 {
-    HStack row(itemGap);
-    row.dot("dot", dotDiameter, lookOf(m_section).dot);
+    HStack row(headingItemGap);
+    row.dot("dot", headingDotDiameter, lookOf(m_section).dot);
     row.text("label", label(m_section), styleOf(m_section));
     row.text("number", QString::number(m_count), styleOf(m_section));
     row.place(drawing, {0, 0}, width());

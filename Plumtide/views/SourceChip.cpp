@@ -4,12 +4,12 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr double paddingX = 4;
-constexpr double paddingY = 1;
-constexpr double radius = 4;
-constexpr double fillOpacity = 0.12;
+constexpr double sourceChipPaddingX = 4;
+constexpr double sourceChipPaddingY = 1;
+constexpr double sourceChipRadius = 4;
+constexpr double sourceChipFillOpacity = 0.12;
 
-TextStyle style(TaskSource source)
+TextStyle sourceChipStyle(TaskSource source)
 {
     return {9, QFont::DemiBold, Theme::sourceColor(source)};
 }
@@ -28,15 +28,17 @@ QString SourceChip::label(TaskSource source)
 
 QSizeF SourceChip::size() const
 {
-    const Theme::Face &face = Theme::face(style(source));
-    return {face.advance(label(source)) + 2 * paddingX, face.lineHeight + 2 * paddingY};
+    const Theme::Face &face = Theme::face(sourceChipStyle(source));
+    return {face.advance(label(source)) + 2 * sourceChipPaddingX, face.lineHeight + 2 * sourceChipPaddingY};
 }
 
 void SourceChip::draw(Drawing &drawing, const char *name, const char *textName, QPointF topLeft) const
 {
     const QRectF box(topLeft, size());
     drawing.add(name, box,
-                Drawing::Box{.fill = Theme::faded(Theme::sourceColor(source), fillOpacity), .radius = radius});
-    TextBlock text = layText(label(source), style(source), box.width());
-    drawing.add(textName, {topLeft + QPointF(paddingX, paddingY), text.size}, std::move(text.content));
+                Drawing::Box{.fill = Theme::faded(Theme::sourceColor(source), sourceChipFillOpacity),
+                             .radius = sourceChipRadius});
+    TextBlock text = layText(label(source), sourceChipStyle(source), box.width());
+    drawing.add(textName, {topLeft + QPointF(sourceChipPaddingX, sourceChipPaddingY), text.size},
+                std::move(text.content));
 }

@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr double labelGap = 6;
+constexpr double switchLabelGap = 6;
 constexpr QSizeF trackSize(26, 15);
 constexpr double knobMargin = 1;
 
@@ -20,7 +20,7 @@ Switch::Switch(const QString &label, const TextStyle &style, QWidget *parent)
 
 QSizeF Switch::compose(Drawing &drawing, double /*width*/)
 {
-    HStack content(labelGap);
+    HStack content(switchLabelGap);
     content.text("label", text(), m_style);
     content.room(trackSize);
     const QRectF box = content.place(drawing, {0, 0}, QWIDGETSIZE_MAX);

@@ -7,6 +7,7 @@
 #include "Plumtide/views/SourceChip.h"
 
 #include <QKeyEvent>
+#include <QRegularExpression>
 #include <QUuid>
 
 #include <algorithm>
@@ -17,14 +18,14 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr double padding = 14;
-constexpr double gap = 12;
-constexpr double labelGap = 4;
+constexpr double formPadding = 14;
+constexpr double formGap = 12;
+constexpr double formLabelGap = 4;
 constexpr double columnGap = 10;
 constexpr double choiceWidth = 104;
 
-constexpr TextStyle headingStyle{14, QFont::DemiBold, Theme::text};
-constexpr TextStyle labelStyle{11, QFont::Medium, Theme::secondary};
+constexpr TextStyle formHeadingStyle{14, QFont::DemiBold, Theme::text};
+constexpr TextStyle formLabelStyle{11, QFont::Medium, Theme::secondary};
 const DrawnButton::Look cancelLook{.style = {12, QFont::Normal, Theme::secondary}};
 const DrawnButton::Look saveLook{.style = {12, QFont::DemiBold, Theme::onAccent},
                                  .paddingY = 7,
@@ -109,6 +110,8 @@ TaskEditView::TaskEditView(TaskStore &store, const std::optional<AgentTask> &edi
             });
         }
     }
+    connect(m_source, &QComboBox::activated, this, [this] { m_hasChosenSource = true; });
+    connect(m_status, &QComboBox::activated, this, [this] { m_hasChosenStatus = true; });
     connect(m_status, &QComboBox::currentIndexChanged, this, &TaskEditView::updateState);
     connect(m_cancel, &QAbstractButton::clicked, this, &TaskEditView::closed);
     connect(m_save, &QAbstractButton::clicked, this, &TaskEditView::save);
@@ -122,19 +125,44 @@ void TaskEditView::fill()
 {
     if (!m_editing)
         return;
-    m_title->setText(m_editing->title);
-    m_project->setText(m_editing->project);
-    m_source->setCurrentIndex(static_cast<int>(m_editing->source));
+    fill(m_title, m_editing->title);
+    fill(m_project, m_editing->project);
+    fill(m_purpose, m_editing->purpose);
+    fill(m_currentState, m_editing->currentState);
+    fill(m_waitingReason, m_editing->waitingReason.value_or(QString()));
+    if (!m_hasChosenSource)
+        m_source->setCurrentIndex(static_cast<int>(m_editing->source));
+    if (m_hasChosenStatus)
+        return;
     const auto offered = std::ranges::find(offeredStatuses, m_editing->status);
+    m_status->setOtherText(statusLabel(m_editing->status));
     m_status->setCurrentIndex(offered == offeredStatuses.end() ? -1
                                                                : static_cast<int>(offered - offeredStatuses.begin()));
-    m_status->setOtherText(statusLabel(m_editing->status));
-    m_purpose->setText(m_editing->purpose);
-    m_currentState->setText(m_editing->currentState);
-    m_waitingReason->setText(m_editing->waitingReason.value_or(QString()));
-    // From their beginning.
-    for (QLineEdit *input : {m_title, m_project, m_purpose, m_currentState, m_waitingReason})
-        input->setCursorPosition(0);
+    m_status->update();
+}
+
+void TaskEditView::fill(QLineEdit *input, const QString &text)
+{
+    if (input->isModified())
+        return;
+    QString shown = text; // a field of one line has no line breaks
+    shown.replace(lineBreaks(), u" "_s);
+    if (input->text() != shown) {
+        input->setText(shown);
+        input->setCursorPosition(0); // from its beginning
+    }
+}
+
+void TaskEditView::followLine()
+{
+    if (!m_editing)
+        return;
+    const QList<AgentTask> &lines = m_store.tasks();
+    const auto line = std::ranges::find(lines, m_editing->id, &AgentTask::id);
+    if (line == lines.end() || *line == *m_editing)
+        return;
+    m_editing = *line;
+    fill();
 }
 
 bool TaskEditView::canSave() const
@@ -144,6 +172,7 @@ bool TaskEditView::canSave() const
 
 void TaskEditView::save()
 {
+    followLine();
     AgentTask task = m_editing.value_or(AgentTask{});
     // A text that was not touched keeps what a field of one line cannot show: its line breaks.
     const auto written = [](const QLineEdit *input, const QString &before) {
@@ -189,22 +218,22 @@ void TaskEditView::updateState()
 double TaskEditView::walkFields(
     double width, const std::function<void(const Field &, const QRectF &label, const QRectF &control)> &visit)
 {
-    double y = padding + Theme::face(headingStyle).lineHeight + gap;
-    const double inside = width - 2 * padding;
-    const double labelHeight = Theme::face(labelStyle).lineHeight;
-    const double fieldHeight = labelHeight + labelGap + TextField::height;
+    double y = formPadding + Theme::face(formHeadingStyle).lineHeight + formGap;
+    const double inside = width - 2 * formPadding;
+    const double labelHeight = Theme::face(formLabelStyle).lineHeight;
+    const double fieldHeight = labelHeight + formLabelGap + TextField::height;
     for (qsizetype i = 0; i < m_fields.size(); ++i) {
         const Field &field = m_fields.at(i);
         if (field.control->isHidden() && field.control == m_waitingReason)
             continue;
         const bool sharesRow = i + 1 < m_fields.size() && !m_fields.at(i + 1).isInOwnRow;
         const bool isChoice = qobject_cast<QComboBox *>(field.control) != nullptr;
-        const double left = field.isInOwnRow ? padding : padding + inside - choiceWidth;
+        const double left = field.isInOwnRow ? formPadding : formPadding + inside - choiceWidth;
         const double fieldWidth = isChoice ? choiceWidth : inside - (sharesRow ? choiceWidth + columnGap : 0);
         visit(field, {left, y, fieldWidth, labelHeight},
-              {left, y + labelHeight + labelGap, fieldWidth, double(TextField::height)});
+              {left, y + labelHeight + formLabelGap, fieldWidth, double(TextField::height)});
         if (!sharesRow)
-            y += fieldHeight + gap;
+            y += fieldHeight + formGap;
     }
     return y;
 }
@@ -212,29 +241,31 @@ double TaskEditView::walkFields(
 int TaskEditView::layOut(int width)
 {
     const QSizeF cancel = m_cancel->exactSize();
-    const double headerHeight = Theme::face(headingStyle).lineHeight;
-    m_cancel->placeAt({{width - padding - cancel.width(), padding + (headerHeight - cancel.height()) / 2}, cancel});
+    const double headerHeight = Theme::face(formHeadingStyle).lineHeight;
+    m_cancel->placeAt(
+        {{width - formPadding - cancel.width(), formPadding + (headerHeight - cancel.height()) / 2}, cancel});
     const double y = walkFields(width, [](const Field &field, const QRectF &, const QRectF &control) {
         field.control->setGeometry(control.toAlignedRect());
     });
-    const QSizeF save(width - 2 * padding, m_save->exactSize().height());
-    m_save->placeAt({{padding, y}, save});
-    return static_cast<int>(std::lround(y + save.height() + padding));
+    const QSizeF save(width - 2 * formPadding, m_save->exactSize().height());
+    m_save->placeAt({{formPadding, y}, save});
+    return static_cast<int>(std::lround(y + save.height() + formPadding));
 }
 
 void TaskEditView::compose(Drawing &drawing)
 {
-    TextBlock heading = layText(m_editing ? u"编辑任务"_s : u"登记任务"_s, headingStyle, width());
-    drawing.add("heading", {{padding, padding}, heading.size}, std::move(heading.content));
+    TextBlock heading = layText(m_editing ? u"编辑任务"_s : u"登记任务"_s, formHeadingStyle, width());
+    drawing.add("heading", {{formPadding, formPadding}, heading.size}, std::move(heading.content));
     walkFields(width(), [&](const Field &field, const QRectF &label, const QRectF &) {
-        TextBlock text = layText(field.label, labelStyle, label.width());
+        TextBlock text = layText(field.label, formLabelStyle, label.width());
         drawing.add(field.labelName, {label.topLeft(), text.size}, std::move(text.content));
     });
 }
 
-void TaskEditView::focusFirstField()
+void TaskEditView::focusLastField()
 {
-    m_title->setFocus(Qt::OtherFocusReason);
+    QWidget *last = focusWidget();
+    (last && last->isVisible() ? last : m_title)->setFocus(Qt::OtherFocusReason);
 }
 
 QList<QWidget *> TaskEditView::tabOrder() const

@@ -22,7 +22,9 @@ public:
     TaskEditView(TaskStore &store, const std::optional<AgentTask> &editing, Clock clock, QWidget *parent);
 
     int layOut(int width) override;
-    void focusFirstField();
+    /// Reads the line again that is edited: what the user has not touched is shown, and saved, as it is now.
+    void followLine();
+    void focusLastField(); ///< The one that had the focus last, or the first.
     /// The controls that can have the focus, from the top to the bottom.
     [[nodiscard]] QList<QWidget *> tabOrder() const;
 
@@ -43,6 +45,7 @@ private:
     };
 
     void fill();
+    static void fill(QLineEdit *input, const QString &text);
     [[nodiscard]] bool canSave() const;
     void save();
     void updateState(); // after a change of the title or the status
@@ -50,7 +53,7 @@ private:
                       const std::function<void(const Field &, const QRectF &label, const QRectF &control)> &visit);
 
     TaskStore &m_store;
-    const std::optional<AgentTask> m_editing;
+    std::optional<AgentTask> m_editing;
     const Clock m_clock;
     DrawnButton *m_cancel;
     QLineEdit *m_title;
@@ -62,4 +65,6 @@ private:
     QLineEdit *m_waitingReason;
     DrawnButton *m_save;
     QList<Field> m_fields;
+    bool m_hasChosenSource = false; // the user has
+    bool m_hasChosenStatus = false;
 };

@@ -1,7 +1,9 @@
 #include "Plumtide/views/Theme.h"
 
+#include <QApplication>
 #include <QFontDatabase>
 #include <QStringList>
+#include <QToolTip>
 
 #include <algorithm>
 #include <array>
@@ -88,6 +90,21 @@ const Theme::Face &Theme::face(const TextStyle &style)
 QFont Theme::widgetFont(const TextStyle &style)
 {
     return makeFont(style, 1);
+}
+
+void Theme::setPalette()
+{
+    QPalette palette;
+    for (const auto role : {QPalette::Base, QPalette::Button, QPalette::ToolTipBase, QPalette::Light})
+        palette.setColor(role, card);
+    for (const auto role : {QPalette::Text, QPalette::ButtonText, QPalette::WindowText, QPalette::ToolTipText})
+        palette.setColor(role, text);
+    palette.setColor(QPalette::Window, bg);
+    palette.setColor(QPalette::PlaceholderText, placeholder);
+    palette.setColor(QPalette::Highlight, accent);
+    palette.setColor(QPalette::HighlightedText, onAccent);
+    QApplication::setPalette(palette);
+    QToolTip::setPalette(palette); // it has one of its own
 }
 
 void Theme::checkFonts()

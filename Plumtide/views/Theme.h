@@ -67,6 +67,9 @@ public:
     [[nodiscard]] static const Face &face(const TextStyle &style); ///< Made once for each style.
     [[nodiscard]] static QFont widgetFont(const TextStyle &style); ///< For a widget of Qt; in whole pixels.
 
+    /// Gives everything that Qt itself draws these colours: fields, lists, menus, tooltips.
+    static void setPalette();
+
     /// Looks for the fonts. One line on standard error where the machine has none that draws Chinese; at most once.
     static void checkFonts();
 };

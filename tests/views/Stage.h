@@ -37,6 +37,7 @@ public:
         connect(this, &QAnimationDriver::started, this, [this] { m_elapsed = 0; });
         qApp->installEventFilter(this);
         QApplication::setCursorFlashTime(0);
+        QApplication::setDoubleClickInterval(0);
         QGuiApplication::clipboard()->clear();
         const auto names = [](const QString &tools, const QString &tool) { return tools == tool || tools == u"both"; };
         m_home.defaults()->setBoolean(u"tavvel.claude.hasSeenEvent"_s, names(heard, u"claude"_s));
@@ -63,6 +64,7 @@ public:
                     [this](bool isOn) { m_told += isOn ? u"mini board on"_s : u"mini board off"_s; });
             m_view = std::move(panel);
         }
+        QCursor::setPos(799, 799); // beside it
         m_view->show();
         m_view->activateWindow();
         EXPECT_TRUE(QTest::qWaitForWindowActive(m_view.get()));
@@ -112,6 +114,7 @@ public:
     {
         QImage image((QSizeF(m_view->size()) * scale).toSize(), QImage::Format_RGB32);
         image.setDevicePixelRatio(scale);
+        QTest::mouseMove(m_view->windowHandle(), QPoint(200, 1)); // over nothing
         image.fill(Qt::darkCyan); // like nothing in a view, so that what is translucent shows
         m_view->render(&image, {}, {}, QWidget::DrawChildren);
         image.setDevicePixelRatio(1);
@@ -145,6 +148,21 @@ protected:
     }
     Q_INVOKABLE void click(const QString &words)
     {
+        hold(words);
+        release({});
+    }
+    Q_INVOKABLE void quickly(const QString &words) // as the second click of a double click
+    {
+        QApplication::setDoubleClickInterval(60'000);
+        click(words);
+        QApplication::setDoubleClickInterval(0);
+    }
+    Q_INVOKABLE void release(const QString &)
+    {
+        QTest::mouseRelease(m_view->windowHandle(), Qt::LeftButton, {}, m_point);
+    }
+    Q_INVOKABLE void hold(const QString &words)
+    {
         const QList<QAccessibleInterface *> all = elements();
         const auto name = [](QAccessibleInterface *element) { return element->text(QAccessible::Name); };
         auto wanted = std::ranges::find(all, words, name);
@@ -153,8 +171,9 @@ protected:
                 all, [&](const QString &name) { return name.startsWith(words); }, name);
         ASSERT_TRUE(wanted != all.end());
         const QRect at = box(*wanted); // its beginning: an unfolded row has buttons in its middle
-        const QPoint point = at.topLeft() + QPoint(std::min(20, at.width() / 2), std::min(10, at.height() / 2));
-        QTest::mouseClick(m_view->windowHandle(), Qt::LeftButton, {}, point);
+        m_point = at.topLeft() + QPoint(std::min(20, at.width() / 2), std::min(10, at.height() / 2));
+        QTest::mouseMove(m_view->windowHandle(), m_point);
+        QTest::mousePress(m_view->windowHandle(), Qt::LeftButton, {}, m_point);
     }
     Q_INVOKABLE void press(const QString &keys)
     {
@@ -182,7 +201,13 @@ protected:
         QTest::mouseMove(m_view->windowHandle(), to);
         QTest::mouseRelease(m_view->windowHandle(), Qt::LeftButton, {}, to);
     }
-    Q_INVOKABLE void panel(const QString &to) { m_view->setVisible(to == u"open"); }
+    Q_INVOKABLE void panel(const QString &to)
+    {
+        m_view->setVisible(to == u"open");
+        QApplication::setActiveWindow(m_view->isVisible() ? m_view.get() : nullptr);
+        m_view->setFocus(Qt::OtherFocusReason); // as the program does
+    }
+    Q_INVOKABLE void filter(const QString &to) { m_store->setSourceFilter(taskSourceFrom(to)); }
     Q_INVOKABLE void toggle(const QString &to) { static_cast<PanelView *>(m_view.get())->setMiniBoardOn(to == u"on"); }
     Q_INVOKABLE void pass(const QString &minutes) { m_home.now = m_home.now.addSecs(60 * minutes.toInt()); }
     Q_INVOKABLE void sweep(const QString &) { m_store->sweep(); }
@@ -291,6 +316,7 @@ private:
     std::optional<TaskStore> m_store;
     std::optional<HooksInstaller> m_installer;
     std::unique_ptr<QWidget> m_view;
+    QPoint m_point; // of the last press
     qint64 m_elapsed = 0;
     QStringList m_focused; // after each key
     QStringList m_told;    // by the view's signals
