@@ -3,6 +3,7 @@
 #include "Plumtide/system/Descriptor.h"
 #include "Plumtide/system/Log.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
@@ -109,6 +110,17 @@ Outcome<void> replace(const QString &path, const QByteArray &content, const Repl
     if (const int error = replaceBytes(path, content, options))
         return failure(u"无法写入"_s, path, error);
     return {};
+}
+
+void removeTemporaries(const QString &path)
+{
+    QFileInfo target(path);
+    if (target.exists())
+        target.setFile(target.canonicalFilePath());
+    QDir folder(target.path());
+    for (const QString &name :
+         folder.entryList({u'.' + target.fileName() + u".??????"_s}, QDir::Files | QDir::Hidden | QDir::System))
+        folder.remove(name);
 }
 
 Outcome<void> makeDirectory(const QString &path)

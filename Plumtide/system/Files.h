@@ -36,11 +36,15 @@ struct ReplaceOptions
     Flush flush = Flush::BeforeRename;
 };
 
-/// Replaces the file at `path` as a whole: a temporary file beside the target (hidden, name ending in
-/// ".plumtide-new"), then a rename, so a reader sees the old content or the new one and a killed process leaves
+/// Replaces the file at `path` as a whole: a temporary file beside the target (".NAME." and six random characters),
+/// then a rename, so a reader sees the old content or the new one and a killed process leaves
 /// one of the two. A target without write permission is left alone, although a rename could replace it. Two
 /// processes that replace the same file at once do not mix their bytes.
 Outcome<void> replace(const QString &path, const QByteArray &content, const ReplaceOptions &options = {});
+
+/// Removes the temporary files that killed processes have left beside `path`. Only for a file that nobody else replaces
+/// at the same time.
+void removeTemporaries(const QString &path);
 
 /// Makes the directory with any missing parents, mode 0700 where it makes one. One that exists is fine.
 Outcome<void> makeDirectory(const QString &path);

@@ -4,6 +4,7 @@
 #include "tests/support/TestHome.h"
 
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QRegularExpression>
 
 #include <dirent.h>

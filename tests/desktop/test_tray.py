@@ -14,7 +14,7 @@ URGENT = [line(f'job {at}', id=f'cc-{at}', source='Claude', status='waiting', ne
 class TrayTest(unittest.TestCase):
     def start(self, *lines, **parts):
         desktop().use(**parts)
-        self.app = self.enterContext(App(self, *lines))
+        self.app = self.enterContext(App(self, *lines, QT_LOGGING_RULES='plumtide.desktop=true'))
         return self.app
 
     def until_counted(self, text):
@@ -33,6 +33,7 @@ class TrayTest(unittest.TestCase):
     def test_the_number_is_drawn_after_a_start_follows_what_changes_it_and_is_not_sent_again_by_anything_else(self):
         app, heard = self.start(*URGENT), Counter()
         self.until_counted('Plumtide：101 条等你处理')
+        self.assertIn('tray: StatusNotifier', app.stderr())
         until(lambda: app.icon()[BADGE] > 40, 'the number is drawn')
         app.stop()
         app.home.write('.tavvel/tasks.json', '[]')
@@ -115,6 +116,7 @@ class TrayTest(unittest.TestCase):
         for button in (1, 2):
             desktop().use()
             self.until_counted('Plumtide')
+            self.assertIn('tray: StatusNotifier', self.app.stderr())
             self.app.click_item(button)
             until(self.app.has_focus, 'the panel is open, with the focus')
             desktop().use(tray=None)

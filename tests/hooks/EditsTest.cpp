@@ -67,8 +67,7 @@ TEST(Edits, SettingsComeBackSortedAndIndented)
 
 TEST(Edits, RefusalSaysWhatIsWrongWithTheFile)
 {
-    EXPECT_EQ(editClaudeSettings("{\n\"a\":\n{\"b\""),
-              "refused:settings.json 第 3 行附近不是有效的 JSON，这次没有改动。");
+    EXPECT_EQ(editClaudeSettings("{\n\n]"), "refused:settings.json 第 3 行附近不是有效的 JSON，这次没有改动。");
     EXPECT_EQ(editClaudeSettings("\"x\""), "refused:settings.json 的最外层既不是对象也不是数组，这次没有改动。");
     EXPECT_EQ(editClaudeSettings(R"({"a":{"好":1,"好":2}})"), "refused:settings.json 里有重复的键：好，这次没有改动。");
     EXPECT_EQ(editClaudeSettings("[0.10000000000000000001]"),

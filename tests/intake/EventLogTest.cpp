@@ -3,7 +3,6 @@
 #include "tests/support/Printing.h"
 #include "tests/support/TestHome.h"
 
-#include <thread>
 
 #include <malloc.h>
 #include <sys/stat.h>
@@ -127,25 +126,6 @@ TEST_F(EventLogTest, OnlyALargeLogThatWasReadToItsEndAndThatNobodyHoldsIsEmptied
     }
 }
 
-TEST_F(EventLogTest, EmptyingLosesNoLineOfABusyLog)
-{
-    std::thread hooks([&] { // which open, append and close
-        for (int i = 0; i < 3000; ++i)
-            append(line(i));
-    });
-    int emptied = 0;
-    for (int round = 0; round < 12; ++round) {
-        append(QByteArray(10'000'000, ' ') + '\n');
-        m_log.readNewLines();
-        m_log.rotateIfNeeded();
-        emptied += offset() == 0 ? 1 : 0;
-    }
-    hooks.join();
-    m_log.readNewLines();
-    EXPECT_EQ(m_ids.size(), 3000);
-    EXPECT_GT(emptied, 0);
-}
-
 TEST_F(EventLogTest, TheWatcherEmptiesTheLogAndFindsANewOneByItsPollAndFromThenOnWaitsForNone)
 {
     EXPECT_EQ(EventWatcher::pollInterval, 5s);
@@ -165,25 +145,4 @@ TEST_F(EventLogTest, TheWatcherEmptiesTheLogAndFindsANewOneByItsPollAndFromThenO
         EXPECT_LT(sinceFound.elapsed(), 5000); // by the poll, it would be nine seconds
     }
     EXPECT_EQ(m_ids.size(), 30);
-}
-
-TEST_F(EventLogTest, StoppingHandsOverAllThatWasTakenAndTakesNoMore)
-{
-    append(line(0).repeated(50'000));
-    m_home.write(u".config"_s, ""); // where the folder of the defaults should be, so that nothing is stored
-    std::atomic<int> received = 0;
-    std::atomic<bool> isStopping = false;
-    EventWatcher watcher(m_path, m_defaults, [&](const HookEvent &) {
-        ++received;
-        while (!isStopping)
-            std::this_thread::yield();
-        std::this_thread::sleep_for(20us); // work that takes its time
-    });
-    watcher.start();
-    EXPECT_TRUE(waitUntil([&] { return received > 0; }));
-    QFile::remove(m_home.path(u".config"_s));
-    isStopping = true;
-    watcher.stop();
-    EXPECT_EQ(received * line(0).size(), offset());
-    EXPECT_LT(received, 50'000);
 }

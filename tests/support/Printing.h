@@ -1,9 +1,6 @@
 #pragma once
 
-#include "Plumtide/model/AgentTask.h"
-
 #include <QByteArray>
-#include <QJsonDocument>
 #include <QString>
 
 #include <ostream>
@@ -17,9 +14,4 @@ inline void PrintTo(const QString &text, std::ostream *out)
 inline void PrintTo(const QByteArray &bytes, std::ostream *out)
 {
     *out << '"' << bytes.toStdString() << '"';
-}
-
-inline void PrintTo(const AgentTask &task, std::ostream *out)
-{
-    *out << QJsonDocument(toJson(task)).toJson().toStdString();
 }

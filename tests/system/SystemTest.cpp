@@ -1,7 +1,6 @@
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/system/Files.h"
 #include "Plumtide/system/MainThreadQueue.h"
-#include "Plumtide/system/TerminationSignals.h"
 
 #include "tests/support/Printing.h"
 #include "tests/support/TestHome.h"
@@ -213,27 +212,6 @@ TEST(MainThreadQueue, KeepsTheOrderHoldsAFasterPosterLetsTheLoopTurnAndRunsTheRe
     poster.join();
     queue.runAll();
     EXPECT_TRUE(order.size() == count && std::is_sorted(order.begin(), order.end()));
-}
-
-TEST(TerminationSignals, TheFirstIsReportedByTheLoopTheSecondEndsAStuckProgramAndAnIgnoredOneStaysIgnored)
-{
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
-        const auto raiseTwice = [number] {
-            ::signal(number, SIG_DFL); // whoever runs the tests may ignore it
-            TerminationSignals signalsOfTheSystem;
-            int reports = 0;
-            QObject::connect(&signalsOfTheSystem, &TerminationSignals::requested, [&] { ++reports; });
-            ::raise(number);
-            waitUntil([&] { return reports > 0; });
-            std::fprintf(stderr, "%d report", reports);
-            ::raise(number);
-        };
-        EXPECT_EXIT(raiseTwice(), testing::KilledBySignal(number), "^1 report$");
-        ::signal(number, SIG_IGN); // as nohup does
-        const auto signalsOfTheSystem = std::make_unique<TerminationSignals>();
-        EXPECT_EQ(::signal(number, SIG_DFL), SIG_IGN);
-    }
 }
 
 TEST(Environment, TheHomeIsAnAbsolutePathAndSomebodyElsesProcessExists)
