@@ -1,6 +1,5 @@
 #include "Plumtide/intake/HookEvent.h"
 
-#include "Plumtide/model/AgentTask.h"
 #include "Plumtide/model/JsonMember.h"
 #include "Plumtide/model/WellFormed.h"
 #include "Plumtide/system/Characters.h"
@@ -54,11 +53,10 @@ std::optional<HookEvent> HookEvent::decode(QByteArrayView line)
 
 QDateTime HookEvent::date(const QDateTime &now) const
 {
-    constexpr double longest = 1e12; // seconds, so that milliseconds are a whole number; NaN is not within it, either
-    if (!tavvelTs || !(std::abs(*tavvelTs) < longest))
+    constexpr double earliest = -62'135'596'800, latest = 253'402'300'800; // the beginnings of the years 1 and 10000
+    if (!tavvelTs || !(*tavvelTs >= earliest && *tavvelTs < latest))       // written so that a NaN is turned away, too
         return now;
-    const QDateTime time = QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(std::floor(*tavvelTs * 1000)), Qt::UTC);
-    return isStorable(time) ? time : now;
+    return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(std::floor(*tavvelTs * 1000)), Qt::UTC);
 }
 
 bool HookEvent::isCodex() const

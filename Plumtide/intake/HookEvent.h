@@ -29,7 +29,8 @@ struct HookEvent
     /// nests deeper than 1,024 levels, or holds another type under one of the eight keys.
     [[nodiscard]] static std::optional<HookEvent> decode(QByteArrayView line);
 
-    /// When the event happened, in UTC. `now` stands in where the event has no time, or one that could not be stored.
+    /// When the event happened, in UTC. `now` stands in where the event has no time, or one that could not be stored:
+    /// none of the years 1 to 9999.
     [[nodiscard]] QDateTime date(const QDateTime &now) const;
 
     [[nodiscard]] bool isCodex() const; ///< False also when the event has no name.

@@ -23,6 +23,7 @@ std::optional<Case> caseOf(const Texts &texts, const QString &text)
     return found == texts.end() ? std::nullopt : std::optional(static_cast<Case>(found - texts.begin()));
 }
 
+// Empty outside of the years 1 to 9999.
 QString storedTime(const QDateTime &time)
 {
     return time.toUTC().toString(Qt::ISODate);
@@ -32,7 +33,7 @@ std::optional<QDateTime> storedTimeFrom(const QString &text)
 {
     // Qt's ISO parser alone would also take fractions, other zones and odd separators.
     const QDateTime time = QDateTime::fromString(text, Qt::ISODate).toUTC();
-    return isStorable(time) && storedTime(time) == text ? std::optional(time) : std::nullopt;
+    return time.isValid() && storedTime(time) == text ? std::optional(time) : std::nullopt;
 }
 
 // Whether there is a value for the member, which it has then.
@@ -63,11 +64,6 @@ std::optional<AgentTaskStatus> agentTaskStatusFrom(const QString &text)
 std::optional<TaskSource> taskSourceFrom(const QString &text)
 {
     return caseOf<TaskSource>(sourceTexts, text);
-}
-
-bool isStorable(const QDateTime &time)
-{
-    return !storedTime(time).isEmpty();
 }
 
 bool AgentTask::isAgentLine() const
@@ -155,7 +151,7 @@ std::optional<AgentTask> agentTaskFrom(const QJsonObject &object)
 
 AgentTask storable(const AgentTask &task, const QDateTime &now)
 {
-    const QDateTime time = isStorable(task.updatedAt) ? task.updatedAt : now;
+    const QDateTime time = storedTime(task.updatedAt).isEmpty() ? now : task.updatedAt;
     QJsonObject object = toJson(task);
     object[u"updatedAt"_s] = storedTime(time);
     AgentTask stored = agentTaskFrom(object).value_or(AgentTask());

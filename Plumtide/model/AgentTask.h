@@ -26,9 +26,6 @@ inline constexpr std::array allTaskSources{TaskSource::claude, TaskSource::codex
 [[nodiscard]] std::optional<AgentTaskStatus> agentTaskStatusFrom(const QString &text);
 [[nodiscard]] std::optional<TaskSource> taskSourceFrom(const QString &text);
 
-/// Whether the stored form can name the moment: it is one of the years 1 to 9999.
-[[nodiscard]] bool isStorable(const QDateTime &time);
-
 /// One line on the board: a session that an agent's events keep up to date, or a task that the user entered.
 /// A plain value; all its rules are functions of it and of the time they are given.
 struct AgentTask
@@ -76,5 +73,5 @@ struct AgentTask
 [[nodiscard]] std::optional<AgentTask> agentTaskFrom(const QJsonObject &object);
 
 /// The same line with everything replaced that its stored form could not carry back: lone surrogates and NULs in
-/// texts (by U+FFFD), and an `updatedAt` that is not storable (by `now`).
+/// texts (by U+FFFD), and an `updatedAt` that is no time of the years 1 to 9999 (by `now`).
 [[nodiscard]] AgentTask storable(const AgentTask &task, const QDateTime &now);

@@ -1,5 +1,6 @@
 #include "Plumtide/store/TaskFile.h"
 
+#include "Plumtide/store/Log.h"
 #include "Plumtide/system/Files.h"
 
 #include <QFileInfo>
@@ -100,6 +101,7 @@ Outcome<void> TaskFile::moveAside()
     const Outcome<QString> moved = Files::moveAside(m_path, m_directory + u"/tasks.corrupt"_s, u".json"_s);
     if (!moved && moved.failure().code != ENOENT)
         return moved.failure();
+    qCDebug(storeLog) << m_path << "was not understood, and was moved aside";
     m_mustMoveAside = false;
     return {};
 }

@@ -2,6 +2,7 @@
 
 #include "Plumtide/intake/EventWatcher.h"
 #include "Plumtide/store/ClaudeSessions.h"
+#include "Plumtide/store/Log.h"
 #include "Plumtide/store/TaskFile.h"
 #include "Plumtide/system/Files.h"
 #include "Plumtide/system/MainThreadQueue.h"
@@ -9,6 +10,8 @@
 #include <cstdio>
 
 using namespace Qt::StringLiterals;
+
+Q_LOGGING_CATEGORY(storeLog, "plumtide.store", QtWarningMsg)
 
 namespace {
 
@@ -39,6 +42,7 @@ TaskStore::TaskStore(Environment environment, QObject *parent)
         Files::removeTemporaries(ours);
     m_board.set(m_file->load());
     m_loaded = true;
+    qCDebug(storeLog) << "loaded" << tasks().size() << "lines";
     startWatching();
 }
 
@@ -79,7 +83,10 @@ void TaskStore::apply(const HookEvent &event)
 {
     if (event.hookEventName)
         markEventSeen(event.isCodex());
-    make(m_board.apply(event, now()));
+    const Board::Changes changes = m_board.apply(event, now());
+    qCDebug(storeLog) << event.hookEventName.value_or(QString()) << "of" << event.sessionId.value_or(QString())
+                      << "changes" << changes.edits.size() << "lines";
+    make(changes);
 }
 
 void TaskStore::sweep()
@@ -98,11 +105,13 @@ void TaskStore::sweep()
 void TaskStore::make(const Board::Changes &changes)
 {
     for (const Board::Notice &notice : changes.notices) {
+        qCDebug(storeLog) << "notify" << notice.id;
         if (m_notify)
             m_notify(notice.title, notice.body, notice.id);
     }
     for (const Board::Edit &edit : changes.edits) {
         Q_EMIT objectWillChange();
+        qCDebug(storeLog) << edit.line.id << "is now" << storedText(edit.line.status);
         m_board.take(edit);
         m_file->lineChanged(edit.place);
         save();
