@@ -3,7 +3,6 @@
 #include "tests/support/Printing.h"
 #include "tests/support/TestHome.h"
 
-
 #include <malloc.h>
 #include <sys/stat.h>
 
