@@ -114,7 +114,6 @@ class PanelTest(unittest.TestCase):
         desktop().open_window(self, 100, 200, 300, 200)
         until(lambda: not app.window(), 'the panel is closed')
         app.open()
-        app.keys('Plumtide', 'Tab')
         app.keys('标题', 'End', *'Way', 'Tab')
         app.keys('项目', *'shop', 'Tab')
         app.keys('来源', 'Up', 'shift+Tab')

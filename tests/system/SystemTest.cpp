@@ -1,6 +1,5 @@
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/system/Files.h"
-#include "Plumtide/system/MainThreadQueue.h"
 
 #include "tests/support/Printing.h"
 #include "tests/support/TestHome.h"
@@ -12,7 +11,6 @@
 #include <thread>
 
 #include <fcntl.h>
-#include <pwd.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -164,69 +162,4 @@ TEST(Defaults, EachWriteIsInTheFileAtOnceForAnyReaderAndThreadsDoNotLoseEachOthe
     EXPECT_EQ(other.value(u"offset"_s).toString(), u"10000001990"_s);
     EXPECT_EQ(other.value(u"origin"_s).toStringList(), (QStringList{u"-100.5"_s, u"199"_s}));
     EXPECT_TRUE(other.value(u"on"_s).toBool());
-}
-
-TEST(Defaults, ValuesOfAnotherKindReadAsMissingAndWhatCouldNotBeWrittenIsWrittenLater)
-{
-    const TestHome home;
-    const auto defaults = home.defaults();
-    home.write(u".config/plumtide/plumtide.conf"_s, "[General]\na=x\nb=1, x\nc=\nd=nan\ne = 1, 2 \nf=TRUE\n");
-    for (const QString &key : {u"a"_s, u"b"_s, u"c"_s, u"d"_s, u"f"_s})
-        EXPECT_FALSE(defaults->numbers(key) || defaults->boolean(key)) << qPrintable(key);
-    EXPECT_EQ(defaults->number(u"e"_s), std::nullopt); // but two of them
-    shell(home, u"rm -r .config; touch .config"_s);    // a file where the folder should be
-    defaults->setNumber(u"a"_s, 42);
-    EXPECT_EQ(defaults->number(u"a"_s), 42);
-    shell(home, u"rm .config"_s);
-    defaults->writeAgain();
-    EXPECT_EQ(home.defaults()->number(u"a"_s), 42);
-}
-
-TEST(MainThreadQueue, KeepsTheOrderHoldsAFasterPosterLetsTheLoopTurnAndRunsTheRestAtTheEnd)
-{
-    constexpr int count = 600;
-    MainThreadQueue queue;
-    QList<int> order;
-    std::atomic<int> posted = 0;
-    int mostWaiting = 0;
-    int turns = 0;
-    QList<int> turnsUpTo; // each item
-    std::thread poster([&] {
-        for (int i = 0; i < count; ++i, ++posted)
-            queue.post([&, i] {
-                mostWaiting = std::max(mostWaiting, posted - i);
-                order.append(i);
-                turnsUpTo.append(turns);
-                std::this_thread::sleep_for(std::chrono::microseconds(500)); // work that takes its time
-            });
-    });
-    while (posted < 60)
-        std::this_thread::yield();
-    QTimer timer; // starved for as long as the queue does not return to the loop
-    timer.callOnTimeout([&turns] { ++turns; });
-    timer.start(0);
-    EXPECT_TRUE(waitUntil([&] { return order.size() > count / 2; }));
-    EXPECT_GE(turnsUpTo.value(60), 2); // of 30 ms
-    EXPECT_LE(mostWaiting, 65);
-    queue.stopHolding();
-    poster.join();
-    queue.runAll();
-    EXPECT_TRUE(order.size() == count && std::is_sorted(order.begin(), order.end()));
-}
-
-TEST(Environment, TheHomeIsAnAbsolutePathAndSomebodyElsesProcessExists)
-{
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    const std::string database = ::getpwuid(::getuid())->pw_dir;
-    for (const auto &[variable, home] : {std::pair("/h/", std::string("/h")), {"", database}, {"here", database}}) {
-        qputenv("HOME", variable);
-        EXPECT_EXIT(::_exit(std::fputs(qPrintable(Environment::realHome()), stderr) == EOF), testing::ExitedWithCode(0),
-                    "^" + home + "$");
-    }
-    const auto look = [exists = Environment::real().processExists] { // at somebody else's, and at nobody's
-        ::_exit(::setuid(65534) != 0 && ::getuid() == 0 ? 1 : exists(1) && !exists(0x7fffffff) ? 0 : 2);
-    };
-    EXPECT_EXIT(look(), testing::ExitedWithCode(0), "");
-    qputenv("XDG_CONFIG_HOME", "here");
-    EXPECT_EQ(Defaults::standardPath(u"/h"_s), u"/h/.config/plumtide/plumtide.conf"_s);
 }
