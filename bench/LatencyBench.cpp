@@ -110,6 +110,6 @@ int main(int argc, char **argv)
     }
     Report::printTimes("one logged event to the replaced `tasks.json` of 200 lines ("
                            + QByteArray::number(tasks.size() / 1000) + " kB)",
-                       ours, "a bare loop", bare, Report::Limit::AtMost, 2);
+                       ours, "a bare loop", bare, Report::Limit::AtMost, 3);
     return Report::exitStatus();
 }
