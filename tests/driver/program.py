@@ -8,16 +8,16 @@ from driver.home import until
 
 
 def faked_clock(clock):
-    """The environment of a process whose clock libfaketime sets, see there: a specification, or a file that holds one
+    """The environment of a process whose clock libfaketime sets, see there: a setting, or a file that holds one
     and may be written again. A process that waits notices that with what wakes it next."""
     library = next(Path('/usr/lib').glob('*/faketime/libfaketimeMT.so.1'))
     name = 'FAKETIME_TIMESTAMP_FILE' if isinstance(clock, Path) else 'FAKETIME'
     return {'LD_PRELOAD': str(library), 'FAKETIME_NO_CACHE': '1', name: str(clock)}
 
 
-def set_clock(file, specification):
+def set_clock(file, setting):
     """In one step: the processes that are set by it may look at any time."""
-    file.with_suffix('.new').write_text(specification)
+    file.with_suffix('.new').write_text(setting)
     file.with_suffix('.new').replace(file)
 
 
