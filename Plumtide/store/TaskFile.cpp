@@ -54,10 +54,13 @@ Outcome<void> TaskFile::save(const QList<AgentTask> &lines)
         if (m_texts.at(i).isEmpty())
             m_texts[i] = recordText(lines.at(i));
     }
-    const QByteArray content = "[\n" + m_texts.join(",\n") + (lines.isEmpty() ? "]\n" : "\n]\n");
+    m_content.resize(0);
+    for (const QByteArray &text : std::as_const(m_texts))
+        m_content.append(m_content.isEmpty() ? "[\n" : ",\n").append(text);
+    m_content.append(lines.isEmpty() ? "[\n]\n" : "\n]\n");
     if (Outcome<void> made = Files::makeDirectory(m_directory); !made)
         return made;
-    Outcome<void> written = Files::replace(m_path, content, {.flush = Files::Flush::Later});
+    Outcome<void> written = Files::replace(m_path, m_content, {.flush = Files::Flush::Later});
     if (written)
         m_flush.written();
     return written;

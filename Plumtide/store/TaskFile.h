@@ -46,4 +46,5 @@ private:
     DelayedFlush m_flush;
     bool m_mustMoveAside = false; // a file that was not understood is still in the way
     QByteArrayList m_texts;       // the lines as saved last; an empty one must be encoded again
+    QByteArray m_content;         // kept for its memory
 };
