@@ -1,132 +1,109 @@
 #include "Plumtide/views/Accessibility.h"
 
-#include "Plumtide/views/DrawnButton.h"
-#include "Plumtide/views/FormFields.h"
-#include "Plumtide/views/LineRowView.h"
-#include "Plumtide/views/ProjectCardView.h"
-#include "Plumtide/views/SectionHeading.h"
+#include "Plumtide/views/BoardView.h"
+#include "Plumtide/views/DrawnView.h"
 
 #include <QAccessibleWidget>
+#include <QComboBox>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-/// A view that only shows something; it is read out as its texts.
+/// What is drawn; without a name of its own it is read out as its texts. Some of it can be pressed.
 class AccessibleDrawing final : public QAccessibleWidget
 {
 public:
-    AccessibleDrawing(DrawnView *view, QAccessible::Role role) : QAccessibleWidget(view, role), m_view(view) {}
+    explicit AccessibleDrawing(DrawnView *view) : QAccessibleWidget(view), m_view(view) {}
 
+    /// Qt makes this object before anybody could say what the view is.
+    [[nodiscard]] QAccessible::Role role() const override { return m_view->role(); }
+    [[nodiscard]] QRect rect() const override
+    {
+        return m_view->box().toRect().translated(m_view->mapToGlobal(QPoint()));
+    }
     [[nodiscard]] QString text(QAccessible::Text kind) const override
     {
         const QString text = QAccessibleWidget::text(kind);
-        return kind == QAccessible::Name && text.isEmpty() ? m_view->drawing().spokenText() : text;
+        if (kind != QAccessible::Name || !text.isEmpty())
+            return text;
+        return m_view->text().isEmpty() ? m_view->drawing().spokenText() : m_view->text();
+    }
+    [[nodiscard]] QAccessible::State state() const override
+    {
+        QAccessible::State state = QAccessibleWidget::state();
+        state.checkable = role() == QAccessible::RadioButton || role() == QAccessible::CheckBox;
+        state.checked = m_view->isMarked();
+        state.pressed = m_view->isDown();
+        state.expandable = m_view->isExpanded().has_value();
+        state.expanded = m_view->isExpanded().value_or(false);
+        state.collapsed = state.expandable && !state.expanded;
+        return state;
+    }
+    [[nodiscard]] QStringList actionNames() const override
+    {
+        const QStringList names = QAccessibleWidget::actionNames();
+        return m_view->focusPolicy() == Qt::NoFocus ? names : QStringList{pressAction()} + names;
+    }
+    void doAction(const QString &name) override
+    {
+        if (name == pressAction())
+            m_view->click();
+        else
+            QAccessibleWidget::doAction(name);
     }
 
 private:
     DrawnView *m_view;
 };
 
-/// Something that can be pressed.
-class AccessibleControl : public QAccessibleWidget
-{
-public:
-    using QAccessibleWidget::QAccessibleWidget;
-
-    [[nodiscard]] QStringList actionNames() const override
-    {
-        return QStringList{pressAction()} + QAccessibleWidget::actionNames();
-    }
-    void doAction(const QString &name) override
-    {
-        if (name == pressAction())
-            press();
-        else
-            QAccessibleWidget::doAction(name);
-    }
-
-protected:
-    virtual void press() = 0;
-};
-
-class AccessibleButton final : public AccessibleControl
-{
-public:
-    explicit AccessibleButton(DrawnButton *button)
-        : AccessibleControl(button, button->accessibleRole()), m_button(button)
-    {
-    }
-
-    /// Qt makes this object when the button gets its text, before anybody could say what it is.
-    [[nodiscard]] QAccessible::Role role() const override { return m_button->accessibleRole(); }
-    [[nodiscard]] QString text(QAccessible::Text kind) const override
-    {
-        const QString text = QAccessibleWidget::text(kind);
-        return kind == QAccessible::Name && text.isEmpty() ? m_button->text() : text;
-    }
-    [[nodiscard]] QAccessible::State state() const override
-    {
-        QAccessible::State state = QAccessibleWidget::state();
-        state.checkable = m_button->isCheckable();
-        state.checked = m_button->isChecked();
-        state.pressed = m_button->isDown();
-        return state;
-    }
-
-protected:
-    void press() override { m_button->click(); }
-
-private:
-    DrawnButton *m_button;
-};
-
 /// A choice of the form. Qt's own interface names a combo box by its value instead of its label.
-class AccessibleChoice final : public AccessibleControl
+class AccessibleChoice final : public QAccessibleWidget
 {
 public:
-    explicit AccessibleChoice(ChoiceField *choice) : AccessibleControl(choice, QAccessible::ComboBox), m_choice(choice)
-    {
-    }
+    explicit AccessibleChoice(QComboBox *choice) : QAccessibleWidget(choice, QAccessible::ComboBox), m_choice(choice) {}
 
     [[nodiscard]] QString text(QAccessible::Text kind) const override
     {
         return kind == QAccessible::Value ? m_choice->currentText() : QAccessibleWidget::text(kind);
     }
-
-protected:
-    void press() override { m_choice->showPopup(); }
+    [[nodiscard]] QStringList actionNames() const override
+    {
+        return QStringList{showMenuAction()} + QAccessibleWidget::actionNames();
+    }
+    void doAction(const QString &name) override
+    {
+        if (name == showMenuAction())
+            m_choice->showPopup();
+        else
+            QAccessibleWidget::doAction(name);
+    }
 
 private:
-    ChoiceField *m_choice;
+    QComboBox *m_choice;
 };
 
-class AccessibleRow final : public AccessibleControl
+/// The board, whose children are its items; one that has no widget yet gets it by being asked for.
+class AccessibleBoard final : public QAccessibleWidget
 {
 public:
-    explicit AccessibleRow(LineRowView *row) : AccessibleControl(row, QAccessible::ListItem), m_row(row) {}
+    explicit AccessibleBoard(BoardView *board) : QAccessibleWidget(board, QAccessible::Pane), m_board(board) {}
 
-    [[nodiscard]] QAccessible::State state() const override
+    [[nodiscard]] int childCount() const override { return static_cast<int>(m_board->items().size()); }
+    [[nodiscard]] QAccessibleInterface *child(int index) const override
     {
-        QAccessible::State state = QAccessibleWidget::state();
-        state.expandable = true;
-        state.expanded = m_row->isExpanded();
-        state.collapsed = !m_row->isExpanded();
-        return state;
+        if (index < 0 || index >= childCount())
+            return nullptr;
+        return QAccessible::queryAccessibleInterface(
+            m_board->realise(m_board->items()[static_cast<std::size_t>(index)]));
     }
-    /// The goal and the events are heard when the row is unfolded, like they are seen.
-    [[nodiscard]] QString text(QAccessible::Text kind) const override
+    [[nodiscard]] int indexOfChild(const QAccessibleInterface *child) const override
     {
-        if (kind == QAccessible::Description && m_row->isExpanded())
-            return m_row->spokenBody();
-        return QAccessibleWidget::text(kind);
+        return static_cast<int>(m_board->indexOf(qobject_cast<QWidget *>(child->object())));
     }
-
-protected:
-    void press() override { Q_EMIT m_row->clicked(); }
 
 private:
-    LineRowView *m_row;
+    BoardView *m_board;
 };
 
 QAccessibleInterface *makeInterface(const QString &className, QObject *object)
@@ -134,18 +111,12 @@ QAccessibleInterface *makeInterface(const QString &className, QObject *object)
     auto *widget = qobject_cast<QWidget *>(object);
     if (className == "QWidget"_L1 && widget && widget->isWindow())
         return new QAccessibleWidget(widget, QAccessible::Window); // and not the filler that Qt takes it for
-    if (auto *row = qobject_cast<LineRowView *>(object))
-        return new AccessibleRow(row);
-    if (auto *button = qobject_cast<DrawnButton *>(object))
-        return new AccessibleButton(button);
-    if (auto *choice = qobject_cast<ChoiceField *>(object))
-        return new AccessibleChoice(choice);
-    if (auto *card = qobject_cast<ProjectCardView *>(object))
-        return new AccessibleDrawing(card, QAccessible::List);
-    if (auto *heading = qobject_cast<SectionHeading *>(object))
-        return new AccessibleDrawing(heading, QAccessible::Heading);
     if (auto *view = qobject_cast<DrawnView *>(object))
-        return new AccessibleDrawing(view, QAccessible::Grouping);
+        return new AccessibleDrawing(view);
+    if (auto *choice = qobject_cast<QComboBox *>(object))
+        return new AccessibleChoice(choice);
+    if (auto *board = qobject_cast<BoardView *>(object))
+        return new AccessibleBoard(board);
     return nullptr;
 }
 

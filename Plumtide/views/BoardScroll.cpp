@@ -2,123 +2,51 @@
 
 #include "Plumtide/views/Theme.h"
 
-#include <QMouseEvent>
-#include <QPainter>
+#include <QKeyEvent>
 #include <QScrollBar>
-#include <QWheelEvent>
 
-#include <algorithm>
-#include <chrono>
+using namespace Qt::StringLiterals;
 
 namespace {
 
 constexpr int handleWidth = 6;
-constexpr int handleMargin = 3; // to the right edge
+constexpr int handleMargin = 3; // to the right edge of the panel, which is one more
 constexpr int handleEnds = 2;   // above and below its way
-constexpr int shortestHandle = 24;
-constexpr int wheelStep = 120; // angle units of one step of an ordinary wheel
-constexpr int pixelsAStep = 60;
-constexpr std::chrono::milliseconds wheelTime{120};
+constexpr int pixelsAStep = 20;
 
 } // namespace
 
-/// Shows where a scroll bar stands, and can be dragged. The scroll bar itself is hidden, and does the work.
-class ScrollHandle final : public QWidget
-{
-public:
-    ScrollHandle(QScrollBar *bar, QWidget *parent) : QWidget(parent), m_bar(bar)
-    {
-        connect(bar, &QScrollBar::valueChanged, this, qOverload<>(&QWidget::update));
-        connect(bar, &QScrollBar::rangeChanged, this, [this] { setVisible(m_bar->maximum() > 0); });
-        hide();
-    }
-
-protected:
-    void paintEvent(QPaintEvent * /*event*/) override
-    {
-        QPainter painter(this);
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(Theme::scrollHandle);
-        painter.drawRoundedRect(handle(), handleWidth / 2.0, handleWidth / 2.0);
-    }
-    void mousePressEvent(QMouseEvent *event) override
-    {
-        // Beside the handle: it comes to the pointer.
-        const QRectF box = handle();
-        const double y = event->position().y();
-        m_grip = y >= box.top() && y <= box.bottom() ? y - box.top() : box.height() / 2;
-        mouseMoveEvent(event);
-    }
-    void mouseMoveEvent(QMouseEvent *event) override
-    {
-        const double way = height() - 2 * handleEnds - handle().height();
-        if (way > 0)
-            m_bar->setValue(static_cast<int>((event->position().y() - handleEnds - m_grip) / way * m_bar->maximum()));
-    }
-
-private:
-    [[nodiscard]] QRectF handle() const
-    {
-        const double room = height() - 2 * handleEnds;
-        const double all = m_bar->maximum() + m_bar->pageStep();
-        const double length =
-            std::clamp(room * m_bar->pageStep() / std::max(1.0, all), std::min<double>(shortestHandle, room), room);
-        const double top = m_bar->maximum() > 0 ? (room - length) * m_bar->value() / m_bar->maximum() : 0;
-        return {0, handleEnds + top, handleWidth, length};
-    }
-
-    QScrollBar *m_bar;
-    double m_grip = 0; // where the handle is held, from its top
-};
-
-BoardScroll::BoardScroll(QWidget *parent)
-    : QScrollArea(parent),
-      m_handle(new ScrollHandle(verticalScrollBar(), this)),
-      m_animation(verticalScrollBar(), "value")
+BoardScroll::BoardScroll(QWidget *parent) : QScrollArea(parent), m_handle(new QScrollBar(Qt::Vertical, this))
 {
     setFrameShape(QFrame::NoFrame);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setFocusPolicy(Qt::NoFocus);
-    verticalScrollBar()->setSingleStep(pixelsAStep);
-    m_animation.setDuration(static_cast<int>(wheelTime.count()));
-    m_animation.setEasingCurve(QEasingCurve::OutCubic);
-    // Whatever else scrolls, scrolls on from where it is.
-    connect(verticalScrollBar(), &QScrollBar::actionTriggered, &m_animation, &QAbstractAnimation::stop);
+    QScrollBar *bar = verticalScrollBar();
+    bar->setSingleStep(pixelsAStep);
+    m_handle->setStyleSheet(u"QScrollBar { background: transparent; border: none; margin: %1px 0px; }"
+                            "QScrollBar::handle { background: %2; border-radius: %3px; min-height: 24px; }"
+                            "QScrollBar::add-line, QScrollBar::sub-line { height: 0px; }"_s.arg(handleEnds)
+                                .arg(Theme::scrollHandle.name())
+                                .arg(handleWidth / 2));
+    connect(bar, &QScrollBar::rangeChanged, m_handle, [this, bar](int from, int to) {
+        m_handle->setRange(from, to);
+        m_handle->setPageStep(bar->pageStep());
+        m_handle->setVisible(to > from);
+    });
+    connect(bar, &QScrollBar::valueChanged, m_handle, &QScrollBar::setValue);
+    connect(m_handle, &QScrollBar::valueChanged, bar, &QScrollBar::setValue);
+    m_handle->hide();
 }
 
 void BoardScroll::resizeEvent(QResizeEvent *event)
 {
     QScrollArea::resizeEvent(event);
-    placeHandle();
-}
-
-bool BoardScroll::viewportEvent(QEvent *event)
-{
+    m_handle->setGeometry(width() - handleMargin + 1 - handleWidth, 0, handleWidth, height());
     m_handle->raise();
-    return QScrollArea::viewportEvent(event);
 }
 
-void BoardScroll::placeHandle()
+void BoardScroll::keyPressEvent(QKeyEvent *event)
 {
-    m_handle->setGeometry(width() - handleMargin - handleWidth, 0, handleWidth, height());
-}
-
-void BoardScroll::wheelEvent(QWheelEvent *event)
-{
-    const int angle = event->angleDelta().y();
-    if (!event->pixelDelta().isNull() || angle % wheelStep != 0 || angle == 0) {
-        m_animation.stop();
-        const int pixels = event->pixelDelta().isNull() ? angle * pixelsAStep / wheelStep : event->pixelDelta().y();
-        verticalScrollBar()->setValue(verticalScrollBar()->value() - pixels); // a touchpad is smooth by itself
-    } else {
-        const bool isMoving = m_animation.state() == QAbstractAnimation::Running;
-        const int from = isMoving ? m_animation.endValue().toInt() : verticalScrollBar()->value();
-        m_animation.stop();
-        m_animation.setStartValue(verticalScrollBar()->value());
-        m_animation.setEndValue(std::clamp(from - angle / wheelStep * pixelsAStep, 0, verticalScrollBar()->maximum()));
-        m_animation.start();
-    }
-    event->accept();
+    event->ignore();
 }

@@ -1,12 +1,10 @@
 #pragma once
 
-#include <QPropertyAnimation>
 #include <QScrollArea>
 
-class ScrollHandle;
+class QScrollBar;
 
-/// The scroll area of the board: the handle lies over the content, so that the content is equally wide with and
-/// without one; a wheel's steps are smooth.
+/// The scroll area of the board. Its bar lies over the content, so that the content is equally wide with and without.
 class BoardScroll final : public QScrollArea
 {
     Q_OBJECT
@@ -16,12 +14,8 @@ public:
 
 protected:
     void resizeEvent(QResizeEvent *event) override;
-    bool viewportEvent(QEvent *event) override;
-    void wheelEvent(QWheelEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override; ///< The panel's.
 
 private:
-    void placeHandle();
-
-    ScrollHandle *m_handle;
-    QPropertyAnimation m_animation;
+    QScrollBar *m_handle;
 };

@@ -2,41 +2,77 @@
 
 #include "Plumtide/hooks/HooksInstaller.h"
 #include "Plumtide/store/TaskStore.h"
-#include "Plumtide/views/AllClearView.h"
 #include "Plumtide/views/FocusCardView.h"
-#include "Plumtide/views/OnboardingBanner.h"
-#include "Plumtide/views/ProjectCardView.h"
-#include "Plumtide/views/SectionHeading.h"
+#include "Plumtide/views/HStack.h"
+#include "Plumtide/views/LineRowView.h"
+#include "Plumtide/views/Transition.h"
 
 #include <QPaintEvent>
 #include <QPainter>
-#include <QScopedValueRollback>
+#include <QSet>
+#include <QTimer>
 
 #include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace {
 
-constexpr int boardPadding = 14;
+constexpr int boardPaddingX = 13; // the panel's edge is one more
+constexpr int boardPaddingY = 14;
 constexpr int boardGap = 14;
 constexpr int sectionGap = 8;
+constexpr int nearDistance = 140; // above and below what is seen
+constexpr auto messageTime = 4s;
+
+constexpr double headingDotDiameter = 7;
+constexpr double headingItemGap = 6;
+constexpr double headingQuietDotOpacity = 0.6;
+
+Drawing composeHeading(ProjectSection section, qsizetype groups)
+{
+    const QColor color = section == ProjectSection::pending ? Theme::accent : Theme::secondary;
+    const TextStyle style{12, QFont::DemiBold, color};
+    HStack row(headingItemGap);
+    row.dot(headingDotDiameter, section == ProjectSection::quiet ? Theme::faded(color, headingQuietDotOpacity) : color);
+    row.text(label(section), style);
+    row.text(QString::number(groups), style);
+    Drawing drawing;
+    drawing.size = row.place(drawing, {0, 0}, QWIDGETSIZE_MAX).size();
+    return drawing;
+}
+
+QString cardKey(const QString &project)
+{
+    return u"card[%1]"_s.arg(project);
+}
+
+QString foldKey(const QString &project)
+{
+    return u"fold[%1]"_s.arg(project);
+}
 
 } // namespace
 
-BoardView::BoardView(TaskStore &store, HooksInstaller &installer, QWidget *parent)
+BoardView::BoardView(const TaskStore &store, const HooksInstaller &installer, int width, QWidget *parent)
     : QWidget(parent),
       m_store(store),
       m_installer(installer),
-      m_banner(new OnboardingBanner(installer, this)),
-      m_focus(new FocusCardView(store, this)),
-      m_allClear(new AllClearView(this)),
-      m_sections{{{ProjectSection::pending, new SectionHeading(ProjectSection::pending, this), {}},
-                  {ProjectSection::inProgress, new SectionHeading(ProjectSection::inProgress, this), {}},
-                  {ProjectSection::quiet, new SectionHeading(ProjectSection::quiet, this), {}}}}
+      m_bannerView(new DrawnView(QAccessible::Grouping, this)),
+      m_focusAreaView(new DrawnView(QAccessible::Grouping, this))
 {
-    m_allClear->stackUnder(m_sections.front().heading);
-    m_focus->stackUnder(m_banner);         // its shadow reaches below its neighbours
     setAttribute(Qt::WA_OpaquePaintEvent); // so that scrolling moves pixels instead of painting them
-    connect(m_focus, &FocusCardView::editRequested, this, &BoardView::editRequested);
+    resize(width, 0);
+    for (DrawnView *&heading : m_headings)
+        heading = new DrawnView(QAccessible::Heading, this);
+    connect(m_focusAreaView, &DrawnView::wished, this, &BoardView::wished);
+    connect(m_bannerView, &DrawnView::wished, this, [this](const QString &button) {
+        Q_EMIT connectRequested(button == u"claude" ? TaskSource::claude : TaskSource::codex);
+    });
 }
 
 std::optional<TaskSource> BoardView::emptyStateHintSource() const
@@ -49,173 +85,328 @@ std::optional<TaskSource> BoardView::emptyStateHintSource() const
     return std::nullopt;
 }
 
-// Without the line that is shown in the focus card.
-QList<ProjectGroup> BoardView::visibleGroups(QList<ProjectGroup> groups, const std::optional<QString> &excludeID)
+void BoardView::onboardingBanner()
 {
-    if (!excludeID)
-        return groups;
-    for (ProjectGroup &group : groups)
-        group.lines.removeIf([&](const AgentTask &line) { return line.id == *excludeID; });
-    groups.removeIf([](const ProjectGroup &group) { return group.lines.isEmpty(); });
-    return groups;
+    const OnboardingBanner banner{!m_installer.claudeInstalled(), !m_installer.codexInstalled(), m_installer.message()};
+    const OnboardingBanner before = std::exchange(m_banner, banner);
+    if (before == banner)
+        return;
+    m_bannerView->setDrawing(banner.compose(width() - 2 * boardPaddingX));
+    if (banner.isShown() && !banner.isCard() && !(before.isShown() && !before.isCard()))
+        QTimer::singleShot(messageTime, this, &BoardView::messageRead);
 }
 
-void BoardView::refresh(const QList<AgentTask> &waiting, const QDateTime &now)
+void BoardView::focusArea(const std::optional<AgentTask> &first, const QDateTime &now)
 {
-    const QScopedValueRollback refreshing(m_isRefreshing, true);
-    m_banner->refresh();
-    showFocusArea(waiting, now);
+    const FocusArea area{first, first ? shortAgo(first->updatedAt, now) : QString(),
+                         first ? std::nullopt : emptyStateHintSource()};
+    if (std::exchange(m_focusArea, area) == area && m_round > 0)
+        return;
+    const int inside = width() - 2 * boardPaddingX;
+    m_focusAreaView->setDrawing(first ? FocusCardView::compose(*first, now, inside)
+                                      : AllClearView::compose(emptyStateHintSource(), inside));
+}
 
-    const std::optional<QString> focusID = waiting.isEmpty() ? std::nullopt : std::optional(waiting.first().id);
-    QHash<QString, ProjectCardView *> gone = std::exchange(m_cards, {});
-    bool isReordered = false;
-    std::array<QList<ProjectGroup>, allProjectSections.size()> sections = m_store.sections();
-    for (Section &section : m_sections) {
-        const QList<ProjectGroup> groups =
-            visibleGroups(std::move(sections[static_cast<std::size_t>(section.kind)]),
-                          section.kind == ProjectSection::pending ? focusID : std::nullopt);
-        section.heading->setCount(groups.size());
-        const QList<ProjectCardView *> before = std::exchange(section.cards, {});
-        for (const ProjectGroup &group : groups) {
-            ProjectCardView *card = gone.take(group.name);
-            const bool isNew = !card;
-            if (isNew)
-                card = makeCard();
-            card->setGroup(group, now);
-            section.cards.append(card);
-            m_cards.insert(group.name, card);
-            if (isNew)
-                card->show();
+void BoardView::refresh(const QDateTime &now)
+{
+    const std::optional<AgentTask> first = m_store.firstWaiting();
+    onboardingBanner();
+    focusArea(first, now);
+    ++m_round;
+    const auto sections = m_store.sections();
+    for (std::size_t i = 0; i < sections.size(); ++i) {
+        const qsizetype before = m_sections[i].size();
+        m_sections[i].clear();
+        for (const ProjectGroup &group : sections[i]) {
+            // The line in the focus card is not listed a second time.
+            const QString excludeID = first && first->project == group.name ? first->id : QString();
+            if (!excludeID.isEmpty() && group.lines.size() == 1)
+                continue;
+            std::unique_ptr<ProjectCardView> &card = m_cards[group.name];
+            if (!card)
+                card = std::make_unique<ProjectCardView>();
+            card->setGroup(group, excludeID, now);
+            card->round = m_round;
+            m_sections[i].append(card.get());
         }
-        isReordered = isReordered || section.cards != before;
+        if (m_sections[i].size() != before)
+            m_headings[i]->setDrawing(composeHeading(allProjectSections[i], m_sections[i].size()));
     }
-    if (isReordered)
-        keepSpokenOrder();
-    for (ProjectCardView *card : std::as_const(gone)) {
-        card->hide();
-        card->deleteLater(); // one of its buttons may be being pressed
-    }
-    layOut(width());
+    std::erase_if(m_cards, [this](const auto &card) { return card.second->round != m_round; });
+    layOut();
 }
 
-// Screen readers go through the board in the order of its children, and new ones come last.
-void BoardView::keepSpokenOrder()
+void BoardView::layOut()
 {
-    for (const Section &section : m_sections) {
-        section.heading->raise();
-        for (ProjectCardView *card : section.cards)
-            card->raise();
+    m_items.clear();
+    const double inside = width() - 2 * boardPaddingX;
+    double y = boardPaddingY;
+    const auto add = [&](Item::Kind kind, DrawnView *view, double margin = 0) {
+        const QRectF box(boardPaddingX, y, inside, view->drawing().size.height());
+        m_items.push_back({.kind = kind, .box = box});
+        view->place(box, margin);
+        y = box.bottom();
+    };
+    if (m_banner.isShown()) {
+        add(Item::Kind::Banner, m_bannerView);
+        y += boardGap;
+    }
+    add(Item::Kind::FocusArea, m_focusAreaView, FocusCardView::shadowMargin);
+    for (std::size_t i = 0; i < m_sections.size(); ++i) {
+        if (m_sections[i].isEmpty())
+            continue;
+        y += boardGap;
+        add(Item::Kind::Heading, m_headings[i]);
+        m_items.back().index = static_cast<qsizetype>(i);
+        for (ProjectCardView *card : std::as_const(m_sections[i]))
+            y = layOutCard(*card, y + sectionGap);
+    }
+    resize(width(), static_cast<int>(y) + boardPaddingY);
+    m_bannerView->setVisible(m_banner.isShown()); // only now: the focus goes from what is hidden to a neighbour
+    for (std::size_t i = 0; i < m_sections.size(); ++i)
+        m_headings[i]->setVisible(!m_sections[i].isEmpty());
+    showNear();
+}
+
+double BoardView::layOutCard(ProjectCardView &card, double y)
+{
+    const QRectF room(boardPaddingX, y, width() - 2 * boardPaddingX, 0);
+    const std::size_t cardIndex = m_items.size();
+    m_items.push_back({.kind = Item::Kind::Card, .box = room, .card = &card});
+    const Transition *folding = card.canFold() ? motion(cardKey(card.name())) : nullptr;
+    const double unfolded = !card.canFold() ? 1 : folding ? folding->amount() : 0;
+    const qsizetype activeCount = card.activeLines().size();
+    const qsizetype count = activeCount + (unfolded > 0 ? card.quietLines().size() : 0);
+    double top = y + card.linesTop();
+    double activeEnd = top;
+    for (qsizetype i = 0; i < count; ++i) {
+        top += ProjectCardView::gap;
+        const QRectF box(room.left() + card.left(), top, card.lineWidth(room.width()), rowHeight(card, i));
+        m_items.push_back({.kind = Item::Kind::Row, .box = box, .card = &card, .index = i});
+        top = box.bottom();
+        activeEnd = i < activeCount ? top : activeEnd;
+    }
+    // Lines that are being folded away are cut off where that has got to.
+    const double end = std::round(activeEnd + (top - activeEnd) * unfolded);
+    for (std::size_t i = cardIndex + 1; i < m_items.size(); ++i)
+        m_items[i].box.setBottom(std::max(m_items[i].box.top(), std::min(m_items[i].box.bottom(), end)));
+    double bottom = end;
+    if (card.canFold()) {
+        const QRectF box(room.left() + card.left(), end + ProjectCardView::gap, card.lineWidth(room.width()),
+                         ProjectCardView::foldHeight());
+        m_items.push_back({.kind = Item::Kind::Fold, .box = box, .card = &card});
+        bottom = box.bottom();
+    }
+    m_items[cardIndex].box.setHeight(std::round(bottom - y + ProjectCardView::paddingY));
+    return m_items[cardIndex].box.bottom();
+}
+
+double BoardView::rowHeight(const ProjectCardView &card, qsizetype index)
+{
+    const int folded = LineRowView::foldedHeight();
+    const Transition *unfolding = motion(card.line(index).id);
+    return unfolding ? std::round(folded + unfolding->amount() * (row(card, index)->unfoldedHeight() - folded))
+                     : folded;
+}
+
+void BoardView::showNear()
+{
+    const QRectF seen(0, -y() - nearDistance, width(), parentWidget()->height() + 2 * nearDistance);
+    QSet<const DrawnView *> shown;
+    for (const Item &item : m_items) {
+        if (item.box.bottom() > seen.top() && item.box.top() < seen.bottom())
+            shown.insert(realise(item));
+    }
+    for (DrawnView *view : QList(m_views.cbegin(), m_views.cend())) {
+        if (shown.contains(view))
+            continue;
+        const qsizetype index = isInUse(view) ? indexOf(view) : -1;
+        if (index >= 0) {
+            realise(m_items[static_cast<std::size_t>(index)]);
+            continue;
+        }
+        m_views.remove(view->objectName());
+        view->hide();        // the focus goes to a neighbour
+        view->deleteLater(); // one of its buttons may be being pressed
     }
 }
 
-void BoardView::showFocusArea(const QList<AgentTask> &waiting, const QDateTime &now)
+bool BoardView::isInUse(const DrawnView *view) const
 {
-    if (waiting.isEmpty())
-        m_allClear->setHintSource(emptyStateHintSource());
-    else
-        m_focus->setTask(waiting.first(), now);
-    m_focus->setVisible(!waiting.isEmpty());
-    m_allClear->setVisible(waiting.isEmpty());
+    const QWidget *focus = window()->focusWidget();
+    return view->isDown() || view == focus || view->isAncestorOf(focus) || view->isExpanded().value_or(false);
 }
 
-ProjectCardView *BoardView::makeCard()
+// Null while it has none.
+DrawnView *BoardView::viewOf(const Item &item) const
 {
-    auto *card = new ProjectCardView(m_store, this);
-    connect(card, &ProjectCardView::rowAdded, this,
-            [this](LineRowView *row) { row->setExpanded(m_expandedID == row->line().id, LineRowView::Animate::No); });
-    connect(card, &ProjectCardView::rowClicked, this, &BoardView::toggleRow);
-    connect(card, &ProjectCardView::editRequested, this, &BoardView::editRequested);
-    connect(card, &ProjectCardView::heightChanged, this, [this] {
-        if (!m_isRefreshing) // which ends in it
-            layOut(width());
-    });
-    return card;
-}
-
-LineRowView *BoardView::row(const QString &id) const
-{
-    for (const ProjectCardView *card : m_cards) {
-        if (LineRowView *row = card->row(id))
-            return row;
+    switch (item.kind) {
+    case Item::Kind::Banner: return m_bannerView;
+    case Item::Kind::FocusArea: return m_focusAreaView;
+    case Item::Kind::Heading: return m_headings[static_cast<std::size_t>(item.index)];
+    case Item::Kind::Card: return m_views.value(cardKey(item.card->name()));
+    case Item::Kind::Row: return m_views.value(item.card->line(item.index).id);
+    case Item::Kind::Fold: return m_views.value(foldKey(item.card->name()));
     }
-    return nullptr;
+    Q_UNREACHABLE();
+}
+
+DrawnView *BoardView::realise(const Item &item)
+{
+    if (item.kind == Item::Kind::Row) {
+        LineRowView *view = row(*item.card, item.index);
+        view->placeRow(item.box);
+        return view;
+    }
+    const bool isCard = item.kind == Item::Kind::Card;
+    DrawnView *view = viewOf(item);
+    if (!view) {
+        view = new DrawnView(isCard ? QAccessible::List : QAccessible::Grouping, this);
+        view->setObjectName(isCard ? cardKey(item.card->name()) : foldKey(item.card->name()));
+        m_views.insert(view->objectName(), view);
+        connect(view, &DrawnView::wished, this, [this](const QString & /*fold*/, const QString &project) {
+            const Transition *folding = motion(cardKey(project));
+            setOpen(cardKey(project), !folding || !folding->isOpen(), true);
+        });
+        if (isCard)
+            view->lower();        // behind its rows
+        m_focusAreaView->lower(); // its shadow reaches below its neighbours
+    }
+    if (!item.card)
+        return view;
+    view->setOpacity(item.card->opacity());
+    const Transition *folding = motion(cardKey(item.card->name()));
+    const bool isOpen = folding && folding->isOpen();
+    const bool isNew = view->drawing().size.isEmpty();
+    if (isCard && (isNew || !std::exchange(item.card->isDrawn, true) || view->drawing().size != item.box.size()))
+        view->setDrawing(item.card->compose(item.box.size()));
+    if (!isCard && (std::exchange(item.card->drawnFold, isOpen) != isOpen || isNew))
+        view->setDrawing(item.card->composeFold(isOpen));
+    view->place(item.box);
+    view->show();
+    return view;
+}
+
+LineRowView *BoardView::row(const ProjectCardView &card, qsizetype index)
+{
+    const AgentTask &line = card.line(index);
+    auto *view = static_cast<LineRowView *>(m_views.value(line.id));
+    if (!view) {
+        view = new LineRowView(line.id, this);
+        m_views.insert(line.id, view);
+        connect(view, &QAbstractButton::clicked, this, [this, id = line.id] { toggleRow(id); });
+        connect(view, &DrawnView::wished, this, &BoardView::wished);
+    }
+    const Transition *unfolding = motion(line.id);
+    view->setOpacity(card.opacity(), unfolding ? unfolding->amount() : 1);
+    view->show(line, card.now(), static_cast<int>(card.lineWidth(width() - 2 * boardPaddingX)),
+               unfolding && unfolding->isOpen(), unfolding);
+    return view;
+}
+
+Transition *BoardView::motion(const QString &key) const
+{
+    const auto known = std::ranges::find(m_motions, key, &QObject::objectName);
+    return known == m_motions.end() ? nullptr : *known;
+}
+
+void BoardView::setOpen(const QString &key, bool isOpen, bool isAnimated)
+{
+    Transition *transition = motion(key);
+    if (!transition && !isOpen)
+        return;
+    if (!transition) {
+        transition = new Transition(this);
+        transition->setObjectName(key);
+        m_motions.append(transition);
+        connect(transition, &Transition::moved, this, [this, transition] {
+            if (transition->isClosed() && m_motions.removeOne(transition))
+                transition->deleteLater();
+            Q_EMIT heightChanged();
+        });
+    }
+    transition->set(isOpen, isAnimated && isVisible());
 }
 
 void BoardView::toggleRow(const QString &id)
 {
-    const std::optional<QString> before = m_expandedID;
-    m_expandedID = before == id ? std::nullopt : std::optional(id);
-    if (LineRowView *folded = before ? row(*before) : nullptr)
-        folded->setExpanded(false, LineRowView::Animate::Yes);
-    if (LineRowView *unfolded = m_expandedID ? row(*m_expandedID) : nullptr)
-        unfolded->setExpanded(true, LineRowView::Animate::Yes);
+    const QString before = std::exchange(m_expandedID, m_expandedID == id ? QString() : id);
+    setOpen(before, false, true);
+    setOpen(m_expandedID, !m_expandedID.isEmpty(), true);
 }
 
-void BoardView::setExpandedID(const std::optional<QString> &id)
+std::optional<QRect> BoardView::showLine(const QString &id)
 {
+    for (const auto &[name, card] : m_cards) {
+        const auto isIt = [&](const AgentTask &line) { return line.id == id; };
+        if (card->canFold() && std::ranges::any_of(card->quietLines(), isIt))
+            setOpen(cardKey(name), true, false);
+    }
+    if (m_expandedID != id)
+        setOpen(m_expandedID, false, false);
     m_expandedID = id;
-    for (const Section &section : m_sections) {
-        for (const ProjectCardView *card : section.cards) {
-            if (LineRowView *row = id ? card->row(*id) : nullptr)
-                row->setExpanded(true, LineRowView::Animate::No);
-        }
-    }
+    setOpen(id, true, false);
+    layOut();
+    return rowPlace(id);
 }
 
-void BoardView::layOut(int width)
+std::optional<QRect> BoardView::rowPlace(const QString &id) const
 {
-    if (width <= 0)
-        return;
-    const int inside = width - 2 * boardPadding;
-    int y = boardPadding;
-    const auto place = [&](QWidget *view, int height, int margin) {
-        view->setGeometry(boardPadding - margin, y - margin, inside + 2 * margin, height + 2 * margin);
-        y += height;
-    };
-    bool isFirst = true;
-    const auto addGap = [&](int size) {
-        if (!std::exchange(isFirst, false))
-            y += size;
-    };
-
-    const int bannerHeight = m_banner->layOut(inside);
-    m_banner->setVisible(bannerHeight > 0);
-    if (bannerHeight > 0) {
-        addGap(boardGap);
-        place(m_banner, bannerHeight, 0);
-    }
-    addGap(boardGap);
-    if (!m_focus->isHidden())
-        place(m_focus, m_focus->layOut(inside), FocusCardView::shadowMargin);
-    else
-        place(m_allClear, m_allClear->layOut(inside), 0);
-    for (const Section &section : m_sections) {
-        section.heading->setVisible(!section.cards.isEmpty());
-        if (section.cards.isEmpty())
-            continue;
-        addGap(boardGap);
-        place(section.heading, section.heading->layOut(inside), 0);
-        for (ProjectCardView *card : section.cards) {
-            addGap(sectionGap);
-            place(card, card->layOut(inside), 0);
-        }
-    }
-    resize(width, y + boardPadding);
-}
-
-QList<QWidget *> BoardView::tabOrder() const
-{
-    QList<QWidget *> controls = findChildren<QWidget *>();
-    controls.removeIf([this](const QWidget *widget) {
-        return !(widget->focusPolicy() & Qt::TabFocus) || !widget->isVisibleTo(this) || !widget->isEnabled()
-            || widget->height() == 0;
+    const auto at = std::ranges::find_if(m_items, [&](const Item &item) {
+        return item.kind == Item::Kind::Row && item.card->line(item.index).id == id;
     });
-    const auto place = [this](const QWidget *widget) {
-        const QPoint at = widget->mapTo(this, QPoint(0, 0));
-        return std::pair(at.y(), at.x());
-    };
-    std::ranges::stable_sort(controls, {}, place);
-    return controls;
+    return at == m_items.end() ? std::nullopt : std::optional(at->box.toRect());
+}
+
+QString BoardView::rowAt(QPoint place) const
+{
+    const auto at = std::ranges::find_if(
+        m_items, [&](const Item &item) { return item.kind == Item::Kind::Row && item.box.contains(place); });
+    return at == m_items.end() ? QString() : at->card->line(at->index).id;
+}
+
+qsizetype BoardView::indexOf(const QWidget *control) const
+{
+    while (control && control->parentWidget() != this)
+        control = control->parentWidget();
+    const auto *row = qobject_cast<const LineRowView *>(control);
+    const auto at = std::ranges::find_if(m_items, [&](const Item &item) {
+        return row ? item.kind == Item::Kind::Row && item.card->line(item.index).id == row->line().id
+                   : item.kind != Item::Kind::Row && viewOf(item) == control;
+    });
+    return control && at != m_items.end() ? at - m_items.begin() : -1;
+}
+
+QWidget *BoardView::controlAfter(const QWidget *from, bool next, Among among)
+{
+    const qsizetype step = next ? 1 : -1;
+    const auto size = static_cast<qsizetype>(m_items.size());
+    qsizetype index = from ? indexOf(from) : -1;
+    if (index >= 0 && among == Among::Controls) {
+        const QList<QWidget *> controls = viewOf(m_items[static_cast<std::size_t>(index)])->controls();
+        if (QWidget *control = controls.value(controls.indexOf(from) + step))
+            return control;
+    }
+    for (index = index < 0 && !next ? size - 1 : index + step; index >= 0 && index < size; index += step) {
+        const Item &item = m_items[static_cast<std::size_t>(index)];
+        if (item.kind == Item::Kind::Card || (item.kind != Item::Kind::Row && among == Among::Rows))
+            continue;
+        const QList<QWidget *> controls = realise(item)->controls();
+        if (!controls.isEmpty())
+            return next || among == Among::Rows ? controls.first() : controls.last();
+    }
+    return nullptr;
+}
+
+QWidget *BoardView::controlNear(const QWidget *from)
+{
+    const int y = from->mapTo(this, QPoint()).y();
+    for (const Item &item : m_items) {
+        const QList<QWidget *> controls = item.box.bottom() > y ? realise(item)->controls() : QList<QWidget *>();
+        if (!controls.isEmpty())
+            return controls.first();
+    }
+    return controlAfter(nullptr, false);
 }
 
 void BoardView::paintEvent(QPaintEvent *event)

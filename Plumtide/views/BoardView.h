@@ -1,76 +1,99 @@
 #pragma once
 
-#include "Plumtide/model/AgentTask.h"
-#include "Plumtide/model/ProjectGroup.h"
+#include "Plumtide/views/OnboardingBanner.h"
+#include "Plumtide/views/ProjectCardView.h"
 
-#include <QDateTime>
 #include <QHash>
-#include <QList>
 #include <QWidget>
 
 #include <array>
-#include <optional>
+#include <map>
+#include <memory>
+#include <tuple>
 
-class AllClearView;
-class FocusCardView;
+class DrawnView;
 class HooksInstaller;
 class LineRowView;
-class OnboardingBanner;
-class ProjectCardView;
-class SectionHeading;
 class TaskStore;
+class Transition;
 
-/// What scrolls in the panel: the onboarding banner, the focus area, and the projects in three sections.
-/// Its parts are kept from one refresh to the next by what they show: a project's card, a line's row.
+/// What scrolls in the panel: the onboarding banner, the focus area, and the projects in three sections. It is a list
+/// of items, of which only those near what is seen are widgets; the others are places. The order of the focus and what
+/// a screen reader hears come from the list.
 class BoardView final : public QWidget
 {
     Q_OBJECT
 
 public:
-    /// Both must outlive the view.
-    BoardView(TaskStore &store, HooksInstaller &installer, QWidget *parent);
+    struct Item
+    {
+        enum class Kind { Banner, FocusArea, Heading, Card, Row, Fold };
+        Kind kind;
+        QRectF box;
+        ProjectCardView *card = nullptr;
+        qsizetype index = 0; ///< Of the line in its card, or of the section.
+    };
+    enum class Among { Controls, Rows };
 
-    /// Reads the store and the installer and brings everything up to date. `waiting` are the waiting lines.
-    void refresh(const QList<AgentTask> &waiting, const QDateTime &now);
-    void layOut(int width); ///< Takes the height that its parts need.
+    /// Both must outlive the view, which only reads them.
+    BoardView(const TaskStore &store, const HooksInstaller &installer, int width, QWidget *parent);
+
+    void refresh(const QDateTime &now); ///< Projects that show the same are not touched.
+    void layOut();                      ///< Takes the height that its items need.
+    void showNear();                    ///< Makes the widgets near what is seen, and ends others.
 
     /// The one line that is unfolded. It may be one that is not on the board.
-    [[nodiscard]] const std::optional<QString> &expandedID() const { return m_expandedID; }
-    void setExpandedID(const std::optional<QString> &id);
-    [[nodiscard]] ProjectCardView *card(const QString &project) const { return m_cards.value(project); }
-    /// The controls that can have the focus, from the top to the bottom.
-    [[nodiscard]] QList<QWidget *> tabOrder() const;
+    [[nodiscard]] const QString &expandedID() const { return m_expandedID; }
+    /// Unfolds a line, its project's quiet lines where it is one of them. Its place; none when it has no row.
+    std::optional<QRect> showLine(const QString &id);
+    [[nodiscard]] std::optional<QRect> rowPlace(const QString &id) const;
+    [[nodiscard]] QString rowAt(QPoint place) const; ///< The line there; empty beside the rows.
+
+    /// The control that has the focus after `from`, or before it; null at the end. Without `from` the first or the
+    /// last.
+    [[nodiscard]] QWidget *controlAfter(const QWidget *from, bool next, Among among = Among::Controls);
+    [[nodiscard]] QWidget *controlNear(const QWidget *from); ///< Which may have been taken away.
+
+    [[nodiscard]] const std::vector<Item> &items() const { return m_items; } ///< From the top to the bottom.
+    [[nodiscard]] qsizetype indexOf(const QWidget *control) const;           ///< Of its item; -1 where it is in none.
+    DrawnView *realise(const Item &item);                                    ///< Its widget, made if it has none.
 
 Q_SIGNALS:
-    void editRequested(const AgentTask &line);
+    void wished(const QString &button, const QString &id); ///< A button of a line.
+    void connectRequested(TaskSource tool);
+    void messageRead();   ///< The banner's has been shown for long enough.
+    void heightChanged(); ///< A step of an animation: lay it out again.
 
 protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
-    struct Section
-    {
-        ProjectSection kind;
-        SectionHeading *heading;
-        QList<ProjectCardView *> cards; // in order
-    };
+    using FocusArea = std::tuple<std::optional<AgentTask>, QString, std::optional<TaskSource>>;
 
+    void onboardingBanner();
+    void focusArea(const std::optional<AgentTask> &first, const QDateTime &now);
     [[nodiscard]] std::optional<TaskSource> emptyStateHintSource() const;
-    [[nodiscard]] static QList<ProjectGroup> visibleGroups(QList<ProjectGroup> groups,
-                                                           const std::optional<QString> &excludeID);
-    void showFocusArea(const QList<AgentTask> &waiting, const QDateTime &now);
-    void keepSpokenOrder();
-    ProjectCardView *makeCard();
+    double layOutCard(ProjectCardView &card, double y); // the y below
+    [[nodiscard]] double rowHeight(const ProjectCardView &card, qsizetype index);
+    LineRowView *row(const ProjectCardView &card, qsizetype index);
+    [[nodiscard]] DrawnView *viewOf(const Item &item) const; // null while it has none
+    [[nodiscard]] bool isInUse(const DrawnView *view) const;
+    [[nodiscard]] Transition *motion(const QString &key) const; // null: it is folded
+    void setOpen(const QString &key, bool isOpen, bool isAnimated);
     void toggleRow(const QString &id);
-    [[nodiscard]] LineRowView *row(const QString &id) const;
 
-    TaskStore &m_store;
-    HooksInstaller &m_installer;
-    OnboardingBanner *m_banner;
-    FocusCardView *m_focus;
-    AllClearView *m_allClear;
-    std::array<Section, allProjectSections.size()> m_sections;
-    QHash<QString, ProjectCardView *> m_cards;
-    std::optional<QString> m_expandedID;
-    bool m_isRefreshing = false;
+    const TaskStore &m_store;
+    const HooksInstaller &m_installer;
+    OnboardingBanner m_banner;
+    DrawnView *m_bannerView;
+    FocusArea m_focusArea;
+    DrawnView *m_focusAreaView;
+    std::array<DrawnView *, allProjectSections.size()> m_headings{};
+    std::array<QList<ProjectCardView *>, allProjectSections.size()> m_sections; // in order
+    std::map<QString, std::unique_ptr<ProjectCardView>> m_cards;                // by the project
+    std::vector<Item> m_items;
+    QHash<QString, DrawnView *> m_views; // of rows by their lines, of cards and folds by their names
+    QList<Transition *> m_motions;       // of what is not folded, by the same names
+    QString m_expandedID;
+    int m_round = 0; // of the refresh
 };

@@ -1,17 +1,12 @@
 #include "Plumtide/views/Drawing.h"
 
 #include "Plumtide/views/Icons.h"
-#include "Plumtide/views/Shadow.h"
 
 #include <QPainter>
-#include <QRegularExpression>
 #include <QStringList>
-#include <QTextLayout>
 
 #include <algorithm>
 #include <cmath>
-
-using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -48,10 +43,25 @@ QPainterPath roundedPath(const QRectF &box, double radius)
     return path;
 }
 
+// What is seen of a blurred shadow outside of its opaque box, in rings of an even tone, as fine as its tones.
+void paintShadow(QPainter &painter, const QRectF &box, double radius, const Drawing::Shadow &shadow)
+{
+    const QRectF place = box.translated(shadow.offset);
+    const double step = std::max(shadow.deviation / 4, 0.25);
+    const auto grown = [&](double by) {
+        return roundedPath(place.adjusted(-by, -by, by, by), std::max(0.0, radius + by));
+    };
+    for (double out = 3 * shadow.deviation; out > -shadow.offset.y() - step; out -= step) {
+        const double covered = std::erfc((out - step / 2) / shadow.deviation / std::sqrt(2)) / 2;
+        painter.fillPath(grown(out).subtracted(grown(out - step)), Theme::faded(shadow.color, covered));
+    }
+}
+
 void paintBox(QPainter &painter, const PixelGrid &grid, const QRectF &exact, const Drawing::Box &box, double opacity)
 {
-    const bool isDot = box.radius > 0 && box.radius * 2 >= exact.height() && exact.width() == exact.height();
-    const QRectF rect = isDot ? exact : grid.snapped(exact); // a circle must stay one
+    QRectF rect = grid.snapped(exact);
+    if (box.radius > 0 && box.radius * 2 >= exact.height() && exact.width() == exact.height())
+        rect.setSize(exact.size()); // a circle must stay one
     if (box.shadow)
         paintShadow(painter, rect, box.radius, *box.shadow);
     if (box.fill.alpha() > 0) {
@@ -74,137 +84,53 @@ void paintBox(QPainter &painter, const PixelGrid &grid, const QRectF &exact, con
     }
 }
 
-void paintRun(QPainter &painter, QPointF at, const Drawing::Run &run, QColor color)
+void paintRun(QPainter &painter, QPointF at, const TextBlock::Run &run, QColor color)
 {
-    const Theme::Face &face = Theme::face(run.style);
-    painter.setFont(face.font);
+    const double scale = Theme::face(run.style).scale;
     painter.setPen(color);
     const QTransform before = painter.transform();
-    painter.translate(at);
-    painter.scale(face.scale, face.scale);
-    painter.drawText(QPointF(), run.text);
+    // Places are cut to quarters of a pixel; scaling must not miss one by a hair.
+    painter.translate(at + QPointF(0.01, 0));
+    painter.scale(scale, scale);
+    for (const QGlyphRun &glyphs : run.glyphs)
+        painter.drawGlyphRun(QPointF(), glyphs);
     painter.setTransform(before);
-}
-
-// The pieces of a line that begins at `start` of its text, each in its style.
-void addRuns(std::vector<Drawing::Run> &runs, const QString &line, qsizetype start, double left, double baseline,
-             qsizetype labelEnd, const TextStyle &labelStyle, const TextStyle &style)
-{
-    const qsizetype inLabel = std::clamp<qsizetype>(labelEnd - start, 0, line.size());
-    double x = left;
-    if (inLabel > 0) {
-        const QString label = line.first(inLabel);
-        runs.push_back({label, {x, baseline}, labelStyle});
-        x += Theme::face(labelStyle).advance(label);
-    }
-    if (inLabel < line.size())
-        runs.push_back({line.sliced(inLabel), {x, baseline}, style});
-}
-
-QString withoutTrailingSpace(QString text)
-{
-    while (!text.isEmpty() && text.back().isSpace())
-        text.chop(1);
-    return text;
-}
-
-TextBlock layRuns(const QString &whole, qsizetype labelEnd, const TextStyle &labelStyle, const TextStyle &style,
-                  double width, int maxLines, Qt::Alignment alignment)
-{
-    const Theme::Face &face = Theme::face(style);
-    TextBlock block{{0, face.lineHeight}, {whole, style, maxLines, false, {}}};
-    QString text = whole;
-    text.replace(lineBreaks(), maxLines > 0 ? u" "_s : QString(QChar::LineSeparator)); // lines are not to be wasted
-
-    if (labelEnd == 0 && !text.contains(QChar::LineSeparator)) {
-        const double advance = face.advance(text);
-        if (advance <= width || maxLines == 1) {
-            block.content.isElided = advance > width;
-            block.size.setWidth(std::min(advance, width));
-            const QString shown = block.content.isElided ? face.elided(text, width) : text;
-            block.content.runs.push_back({shown, {0, face.ascent}, style});
-            return block;
-        }
-    }
-
-    QTextLayout layout(text, face.font);
-    QTextOption option;
-    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
-    layout.setTextOption(option);
-    if (labelEnd > 0) {
-        QTextCharFormat format;
-        format.setFont(Theme::face(labelStyle).font);
-        layout.setFormats({{0, static_cast<int>(labelEnd), format}});
-    }
-    struct Piece
-    {
-        QString text;
-        qsizetype start;
-        double width;
-    };
-    std::vector<Piece> lines;
-    layout.beginLayout();
-    for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
-        line.setLineWidth(width / face.scale);
-        const int start = line.textStart();
-        const bool isLast = maxLines > 0 && static_cast<int>(lines.size()) == maxLines - 1;
-        if (isLast && start + line.textLength() < text.size()) {
-            const QString rest = text.sliced(start).replace(QChar::LineSeparator, u' ');
-            lines.push_back({face.elided(rest, width), start, width});
-            block.content.isElided = true;
-            break;
-        }
-        lines.push_back(
-            {withoutTrailingSpace(text.sliced(start, line.textLength())), start, line.naturalTextWidth() * face.scale});
-        if (isLast)
-            break;
-    }
-    layout.endLayout();
-
-    double widest = 0;
-    for (const Piece &line : lines)
-        widest = std::max(widest, line.width);
-    const bool isBroken = lines.size() > 1;
-    block.size = {isBroken ? width : std::min(widest, width),
-                  face.lineHeight * static_cast<double>(std::max<std::size_t>(1, lines.size()))};
-    double baseline = face.ascent;
-    for (const Piece &line : lines) {
-        const double left = alignment == Qt::AlignHCenter ? (block.size.width() - line.width) / 2 : 0;
-        addRuns(block.content.runs, line.text, line.start, left, baseline, labelEnd, labelStyle, style);
-        baseline += face.lineHeight;
-    }
-    return block;
 }
 
 } // namespace
 
-const QRegularExpression &lineBreaks()
+void Drawing::add(const QRectF &box, std::variant<Box, TextBlock, Icon> content)
 {
-    static const QRegularExpression breaks(u"\\R"_s);
-    return breaks;
+    m_items.push_back({box, std::move(content)});
 }
 
-TextBlock layText(const QString &text, const TextStyle &style, double width, int maxLines, Qt::Alignment alignment)
+void Drawing::addBehind(const QRectF &box, Box content)
 {
-    return layRuns(text, 0, style, style, width, maxLines, alignment);
+    m_items.insert(m_items.begin(), {box, std::move(content)});
 }
 
-TextBlock layLabelledText(const QString &label, const TextStyle &labelStyle, const QString &text,
-                          const TextStyle &style, double width)
+double Drawing::addText(QPointF topLeft, TextBlock block)
 {
-    return layRuns(label + text, label.size(), labelStyle, style, width, 0, Qt::AlignLeft);
+    const QRectF box(topLeft, block.size);
+    add(box, std::move(block));
+    return box.bottom();
 }
 
-void Drawing::add(const char *name, const QRectF &box, std::variant<Box, Text, Icon> content)
+void Drawing::addBorder(const QRectF &box, double radius, QColor color, double width, Line line)
 {
-    m_items.push_back({name, box, std::move(content)});
+    add(box, Box{.radius = radius, .stroke = color, .strokeWidth = width, .line = line});
+}
+
+void Drawing::addButton(const Button &button, QPointF topLeft, Drawing face)
+{
+    m_controls.push_back({button, {topLeft, face.size}, std::move(face)});
 }
 
 QString Drawing::spokenText() const
 {
     QStringList texts;
     for (const Item &item : m_items) {
-        if (const auto *text = std::get_if<Text>(&item.content); text && !text->text.isEmpty())
+        if (const auto *text = std::get_if<TextBlock>(&item.content); text && !text->text.isEmpty())
             texts.append(text->text);
     }
     return texts.join(u' ');
@@ -216,18 +142,18 @@ void Drawing::paint(QPainter &painter, const QRectF &clip, double opacity) const
     const QTransform &transform = painter.deviceTransform();
     const PixelGrid grid{transform.m11(), {transform.dx(), transform.dy()}};
     for (const Item &item : m_items) {
-        QRectF reach = item.box;
+        QRectF reach = item.box.adjusted(-1, -1, 1, 1);
         const auto *box = std::get_if<Box>(&item.content);
         if (box && box->shadow) {
             const double blur = 3 * box->shadow->deviation;
             reach |= item.box.translated(box->shadow->offset).adjusted(-blur, -blur, blur, blur);
         }
-        if (!reach.adjusted(-1, -1, 1, 1).intersects(clip))
+        if (!reach.intersects(clip))
             continue;
         if (box) {
             paintBox(painter, grid, item.box, *box, opacity);
-        } else if (const auto *text = std::get_if<Text>(&item.content)) {
-            for (const Run &run : text->runs) {
+        } else if (const auto *text = std::get_if<TextBlock>(&item.content)) {
+            for (const TextBlock::Run &run : text->runs) {
                 const QPointF at = item.box.topLeft() + run.baseline;
                 paintRun(painter, {at.x(), grid.y(at.y())}, run, overBackground(run.style.color, opacity));
             }

@@ -1,22 +1,18 @@
 #pragma once
 
-#include "Plumtide/views/Theme.h"
+#include "Plumtide/views/ShapedText.h"
 
-#include <QColor>
+#include <QAccessible>
 #include <QPainterPath>
-#include <QPointF>
 #include <QRectF>
-#include <QString>
 
 #include <optional>
 #include <variant>
-#include <vector>
 
 class QPainter;
-class QRegularExpression;
 
-/// A picture made of named boxes, texts and icons, in logical pixels. Views compose one and paint it; tests and
-/// screen readers read it. What is painted is exactly what it lists.
+/// A picture made of boxes, texts and icons, and the buttons that stand on it, in logical pixels. It is composed for a
+/// width, and says what height that takes. What is painted is exactly what it lists; a screen reader hears its texts.
 /// Thread: main thread.
 class Drawing
 {
@@ -26,6 +22,8 @@ public:
         QColor color;
         double deviation; ///< Of the blur: its standard deviation.
         QPointF offset;
+
+        bool operator==(const Shadow &) const = default;
     };
     enum class Line { Solid, Dashed }; ///< Dashes of 4, gaps of 3.
 
@@ -39,20 +37,6 @@ public:
         std::optional<Shadow> shadow = {};
         QPainterPath outline = {}; ///< Cuts the fill unless it is empty; in the drawing's coordinates.
     };
-    struct Run
-    {
-        QString text;
-        QPointF baseline; ///< From the text's top left corner.
-        TextStyle style;
-    };
-    struct Text
-    {
-        QString text; ///< The whole of it, as a reader would hear it.
-        TextStyle style;
-        int maxLines = 1; ///< 0: as many as it needs.
-        bool isElided = false;
-        std::vector<Run> runs; ///< What is painted.
-    };
     struct Icon
     {
         QString name; ///< Of an icon in `:/icons/`, without ".svg".
@@ -60,49 +44,71 @@ public:
     };
     struct Item
     {
-        const char *name; ///< Unique in the drawing; "" for the thing itself.
         QRectF box;
-        std::variant<Box, Text, Icon> content;
+        std::variant<Box, TextBlock, Icon> content;
     };
 
-    void add(const char *name, const QRectF &box, std::variant<Box, Text, Icon> content);
-    /// A filled circle.
-    void addDot(const char *name, const QRectF &box, QColor color)
+    struct ButtonLook
     {
-        add(name, box, Box{.fill = color, .radius = box.width() / 2});
-    }
-    /// The border of a box that has been added before; over what lies in between.
-    void addBorder(const char *name, const QRectF &box, double radius, QColor color, double width,
-                   Line line = Line::Solid)
-    {
-        add(name, box, Box{.radius = radius, .stroke = color, .strokeWidth = width, .line = line});
-    }
+        TextStyle style;
+        double paddingX = 0;
+        double paddingY = 0;
+        QColor fill = Qt::transparent;
+        double radius = 0;
+        QColor border = Qt::transparent;
+        std::optional<Shadow> shadow = {};
 
-    [[nodiscard]] const std::vector<Item> &items() const { return m_items; }
+        bool operator==(const ButtonLook &) const = default;
+    };
+    /// An icon, a text, or both, on a face that can be pressed.
+    struct Button
+    {
+        QString name; ///< Unique in its drawing.
+        QString text;
+        ButtonLook look;
+        QString icon = {};
+        QString subject = {}; ///< What it acts on; a press counts for the one that was there when it began.
+        QString flash = {};   ///< Said instead of the text for a moment after a press.
+        QString hint = {};
+        QString description = {};                     ///< For a screen reader.
+        QAccessible::Role role = QAccessible::Button; ///< A `CheckBox` has a switch behind its text.
+        bool isChecked = false;
+        bool isEnabled = true;
+        bool takesFocus = false; ///< By a click, too: it opens something from which the focus comes back to it.
+
+        bool operator==(const Button &) const = default;
+    };
+    struct Control; ///< A button in its place.
+
+    QSizeF size;
+
+    void add(const QRectF &box, std::variant<Box, TextBlock, Icon> content);
+    void addBehind(const QRectF &box, Box content); ///< All that was added before.
+    /// The y below it.
+    double addText(QPointF topLeft, TextBlock block);
+    void addDot(const QRectF &box, QColor color) { add(box, Box{.fill = color, .radius = box.width() / 2}); }
+    /// The border of a box that has been added before; over what lies in between.
+    void addBorder(const QRectF &box, double radius, QColor color, double width, Line line = Line::Solid);
+    void addButton(const Button &button, QPointF topLeft, Drawing face);
+
+    [[nodiscard]] const std::vector<Control> &controls() const { return m_controls; }
     [[nodiscard]] QString spokenText() const; ///< All texts in order, for a screen reader.
 
-    /// Paints what touches `clip`. `opacity` is that of the drawing as a whole over `Theme::bg`: overlapping items
-    /// do not shine through each other.
+    /// Paints what touches `clip`, without the buttons. `opacity` is that of the drawing as a whole over `Theme::bg`:
+    /// overlapping items do not shine through each other.
     void paint(QPainter &painter, const QRectF &clip, double opacity = 1) const;
 
 private:
     std::vector<Item> m_items;
+    std::vector<Control> m_controls;
 };
 
-/// What ends a line in a text from elsewhere, U+2028 included.
-[[nodiscard]] const QRegularExpression &lineBreaks();
-
-/// A text that has been broken into lines.
-struct TextBlock
+struct Drawing::Control
 {
-    QSizeF size; ///< As wide as the widest line, or as `width` where the text was broken or cut.
-    Drawing::Text content;
+    Button button;
+    QRectF box;
+    Drawing face; ///< From 0,0.
 };
 
-/// Breaks `text` to `width`, into at most `maxLines` lines (0: any number); the last one ends in "…" where the text
-/// goes on. Lines that are shorter than the block stand at `alignment` (left or centre).
-[[nodiscard]] TextBlock layText(const QString &text, const TextStyle &style, double width, int maxLines = 1,
-                                Qt::Alignment alignment = Qt::AlignLeft);
-/// The same with a `label` in a style of its own before it, with as many lines as it needs.
-[[nodiscard]] TextBlock layLabelledText(const QString &label, const TextStyle &labelStyle, const QString &text,
-                                        const TextStyle &style, double width);
+/// How a button looks on a face as wide as `width`, or as it likes to be.
+[[nodiscard]] Drawing composeButton(const Drawing::Button &button, double width = 0);

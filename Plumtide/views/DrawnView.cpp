@@ -2,63 +2,229 @@
 
 #include "Plumtide/views/Accessibility.h"
 
-#include <QAccessible>
-#include <QPaintEvent>
+#include <QApplication>
+#include <QKeyEvent>
+#include <QMouseEvent>
 #include <QPainter>
+#include <QTimer>
 
-void Drawn::placeAt(QWidget &widget, const QRectF &box, double margin)
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr double ringWidth = 2;
+constexpr double ringGap = 1;
+constexpr double pressedOpacity = 0.6;
+constexpr double hoverOpacity = 0.8;
+constexpr double hoverTone = 0.1; // behind what is no button
+constexpr auto flashTime = 1200ms;
+
+bool isKeyboardFocus(Qt::FocusReason reason)
 {
-    const QRect around = box.adjusted(-margin, -margin, margin, margin).toAlignedRect();
-    m_origin = box.topLeft() - around.topLeft();
-    widget.setGeometry(around);
+    return reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason || reason == Qt::ShortcutFocusReason;
 }
 
-void Drawn::paintDrawing(QWidget &widget, const QRect &clip)
-{
-    QPainter painter(&widget);
-    painter.translate(m_origin);
-    drawing().paint(painter, QRectF(clip).translated(-m_origin), m_opacity);
-}
+} // namespace
 
-DrawnView::DrawnView(QWidget *parent) : QWidget(parent)
+DrawnView::DrawnView(QAccessible::Role role, QWidget *parent) : QAbstractButton(parent), m_role(role)
 {
     installAccessibility();
+    setFocusPolicy(Qt::NoFocus);
 }
 
-const Drawing &DrawnView::drawing()
+void DrawnView::setPressable()
 {
-    if (!m_isComposed) {
-        m_drawing = {};
-        compose(m_drawing);
-        m_isComposed = true;
+    m_isPressable = true;
+    setFocusPolicy(Qt::TabFocus); // a click leaves the focus where it is
+    setCursor(Qt::PointingHandCursor);
+    setAttribute(Qt::WA_Hover); // repaints it when the pointer comes and goes
+}
+
+void DrawnView::setDrawing(Drawing drawing)
+{
+    m_drawing = std::move(drawing);
+    update();
+    const QList<DrawnButton *> before = std::exchange(m_buttons, {});
+    for (const Drawing::Control &control : m_drawing.controls()) {
+        const auto known = std::ranges::find(before, control.button.name, &DrawnButton::name);
+        DrawnButton *button = known == before.end() ? new DrawnButton(*this) : *known;
+        m_buttons.append(button);
+        button->set(control);
     }
-    return m_drawing;
-}
-
-void DrawnView::setOpacity(double opacity)
-{
-    if (m_opacity == opacity)
-        return;
-    m_opacity = opacity;
-    update();
-}
-
-void DrawnView::redraw()
-{
-    m_isComposed = false;
-    update();
+    placeButtons();
+    for (DrawnButton *button : before) {
+        if (m_buttons.contains(button))
+            continue;
+        button->hide();
+        button->deleteLater(); // it may be the one that is being pressed
+    }
     if (QAccessible::isActive()) {
         QAccessibleEvent event(this, QAccessible::NameChanged);
         QAccessible::updateAccessibility(&event);
     }
 }
 
-void DrawnView::paintEvent(QPaintEvent *event)
+void DrawnView::tellState(QAccessible::State changed)
 {
-    paintDrawing(*this, event->rect());
+    if (!QAccessible::isActive())
+        return;
+    QAccessibleStateChangeEvent event(this, changed);
+    QAccessible::updateAccessibility(&event);
 }
 
-void DrawnView::resizeEvent(QResizeEvent * /*event*/)
+void DrawnView::place(const QRectF &box, double margin)
 {
-    redraw();
+    const QRect around = box.adjusted(-margin, -margin, margin, margin).toAlignedRect();
+    const QRectF before = std::exchange(m_box, box.translated(-around.topLeft()));
+    setGeometry(around);
+    if (m_box != before)
+        placeButtons();
+}
+
+void DrawnView::placeButtons()
+{
+    for (std::size_t i = 0; i < m_drawing.controls().size(); ++i) {
+        DrawnButton *button = m_buttons.at(static_cast<qsizetype>(i));
+        button->place(m_drawing.controls()[i].box.translated(m_box.topLeft()), button->reach());
+        button->setOpacity(m_opacity * m_opacityOfButtons);
+        button->show();
+    }
+}
+
+void DrawnView::setOpacity(double opacity, double ofButtons)
+{
+    if (m_opacity == opacity && m_opacityOfButtons == ofButtons)
+        return;
+    m_opacity = opacity;
+    m_opacityOfButtons = ofButtons;
+    for (DrawnButton *button : std::as_const(m_buttons))
+        button->setOpacity(opacity * ofButtons);
+    update();
+}
+
+QList<QWidget *> DrawnView::controls()
+{
+    QList<QWidget *> controls{this};
+    for (DrawnButton *button : std::as_const(m_buttons))
+        controls.append(button);
+    controls.removeIf(
+        [](const QWidget *control) { return control->focusPolicy() == Qt::NoFocus || !control->isEnabled(); });
+    return controls;
+}
+
+void DrawnView::paintEvent(QPaintEvent *event)
+{
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const bool isButton = role() != QAccessible::ListItem;
+    double opacity = m_opacity;
+    if (m_isPressable && isButton && isEnabled())
+        opacity *= isDown() ? pressedOpacity : underMouse() ? hoverOpacity : 1;
+    if (m_isPressable && !isButton && underMouse()) {
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(Theme::faded(Theme::secondary, hoverTone));
+        painter.drawRoundedRect(m_box.adjusted(-3, -1, 3, 1), radius(), radius());
+    }
+    painter.translate(m_box.topLeft());
+    m_drawing.paint(painter, QRectF(event->rect()).translated(-m_box.topLeft()), opacity);
+    if (!m_showsFocus || !hasFocus())
+        return;
+    constexpr double out = ringGap + ringWidth / 2;
+    painter.setPen(QPen(Theme::faded(Theme::accent, 0.8), ringWidth));
+    painter.setBrush(Qt::NoBrush);
+    painter.drawRoundedRect(QRectF({0, 0}, m_box.size()).adjusted(-out, -out, out, out), radius() + out,
+                            radius() + out);
+}
+
+void DrawnView::keyPressEvent(QKeyEvent *event)
+{
+    switch (event->key()) {
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+        if (m_isPressable && !event->isAutoRepeat())
+            click();
+        return;
+    case Qt::Key_Up:
+    case Qt::Key_Down: // QAbstractButton would go to the next control
+        if (role() == QAccessible::ListItem) {
+            event->ignore();
+            return;
+        }
+        [[fallthrough]];
+    default: QAbstractButton::keyPressEvent(event);
+    }
+}
+
+void DrawnView::mousePressEvent(QMouseEvent *event)
+{
+    if (m_isPressable)
+        QAbstractButton::mousePressEvent(event);
+    else
+        event->ignore();
+}
+
+void DrawnView::focusInEvent(QFocusEvent *event)
+{
+    m_showsFocus = isKeyboardFocus(event->reason()) || (m_showsFocus && event->reason() == Qt::ActiveWindowFocusReason);
+    QAbstractButton::focusInEvent(event);
+}
+
+DrawnButton::DrawnButton(DrawnView &view) : DrawnView(QAccessible::Button, &view), m_view(view)
+{
+    setPressable();
+    connect(this, &QAbstractButton::pressed, this, [this] {
+        // A second click of a double click was meant for what stood here before.
+        const bool isTooSoon = m_sinceChange.isValid() && m_sinceChange.elapsed() < QApplication::doubleClickInterval();
+        m_pressed = isTooSoon ? std::nullopt : std::optional(m_button.subject);
+    });
+    connect(this, &QAbstractButton::clicked, this, &DrawnButton::press);
+}
+
+void DrawnButton::set(const Drawing::Control &control)
+{
+    const Drawing::Button before = std::exchange(m_button, control.button);
+    if (m_button == before && box().size() == control.box.size())
+        return;
+    if (before.subject != m_button.subject && !before.name.isEmpty() && isVisible())
+        m_sinceChange.start();
+    setObjectName(m_button.name);
+    setEnabled(m_button.isEnabled);
+    setToolTip(m_button.hint);
+    setAccessibleDescription(m_button.description);
+    setText(m_button.text);
+    setDrawing(control.face);
+    QAccessible::State changed;
+    changed.checked = before.isChecked != m_button.isChecked;
+    tellState(changed);
+}
+
+double DrawnButton::reach() const
+{
+    const std::optional<Drawing::Shadow> &shadow = m_button.look.shadow;
+    return std::max(ringGap + ringWidth, shadow ? 3 * shadow->deviation + shadow->offset.y() : 0);
+}
+
+void DrawnButton::press()
+{
+    if (!m_pressed)
+        return;
+    if (m_button.takesFocus)
+        setFocus(Qt::OtherFocusReason);
+    if (!m_button.flash.isEmpty() && m_pressed == m_button.subject) {
+        showText(m_button.flash);
+        QTimer::singleShot(flashTime, this, [this] { showText(m_button.text); });
+    }
+    Q_EMIT m_view.wished(m_button.name, *m_pressed);
+}
+
+void DrawnButton::showText(const QString &text)
+{
+    Drawing::Button shown = m_button;
+    shown.text = text;
+    setText(text);
+    setDrawing(composeButton(shown, box().width()));
 }

@@ -2,53 +2,85 @@
 
 #include "Plumtide/views/Drawing.h"
 
-#include <QWidget>
+#include <QAbstractButton>
+#include <QElapsedTimer>
 
-/// What has a drawing, whatever kind of widget it is. `origin` is where the drawing's 0,0 lies in the widget: widgets
-/// stand on whole pixels, what they show need not.
-class Drawn
-{
-public:
-    virtual ~Drawn() = default;
-    [[nodiscard]] virtual const Drawing &drawing() = 0;
-    [[nodiscard]] QPointF origin() const { return m_origin; }
-    /// How visible it is on its background, 0 to 1; that of a view counts for the drawn things in it, too.
-    [[nodiscard]] double opacity() const { return m_opacity; }
+class DrawnButton;
 
-    /// Sets `widget`'s geometry to the smallest one that holds `box`, in its parent's coordinates, and `margin`
-    /// logical pixels around it for shadows and the focus ring.
-    void placeAt(QWidget &widget, const QRectF &box, double margin = 0);
-
-protected:
-    void paintDrawing(QWidget &widget, const QRect &clip);
-
-    QPointF m_origin;
-    double m_opacity = 1;
-};
-
-/// A widget that shows a drawing. It is composed when it is needed for the first time after a change.
-/// A screen reader hears the drawing's texts, unless the widget has an accessible name.
-class DrawnView : public QWidget, public Drawn
+/// A widget that shows a drawing, with the drawing's buttons on it. It can be pressed if it was made so: by a click,
+/// Enter or Space. A screen reader hears the drawing's texts, unless the widget has an accessible name.
+class DrawnView : public QAbstractButton
 {
     Q_OBJECT
 
 public:
-    explicit DrawnView(QWidget *parent);
+    DrawnView(QAccessible::Role role, QWidget *parent);
 
-    [[nodiscard]] const Drawing &drawing() final;
+    void setDrawing(Drawing drawing); ///< Its buttons stay the same widgets, by their names.
+    [[nodiscard]] const Drawing &drawing() const { return m_drawing; }
+    /// Puts it at `box` in its parent, with `margin` around it for shadows and the focus ring. Widgets stand on whole
+    /// pixels, what they show need not. Lower than its drawing, it is cut off.
+    void place(const QRectF &box, double margin = 0);
+    /// How visible it is on its background, 0 to 1; its buttons besides.
+    void setOpacity(double opacity, double ofButtons = 1);
 
-    /// Takes `width` logical pixels and returns the height it needs, whole logical pixels. Places its children.
-    virtual int layOut(int width) = 0;
-    void setOpacity(double opacity);
+    [[nodiscard]] virtual QAccessible::Role role() const { return m_role; }
+    [[nodiscard]] virtual std::optional<bool> isExpanded() const { return std::nullopt; } ///< If it can be.
+    [[nodiscard]] virtual bool isMarked() const { return false; }                         ///< Checked, or switched on.
+    [[nodiscard]] virtual double radius() const { return 4; }                             ///< Of its corners.
+    [[nodiscard]] QRectF box() const { return m_box; }                                    ///< In the widget.
+    /// What can have the focus, from the first to the last, itself included.
+    [[nodiscard]] QList<QWidget *> controls();
+
+Q_SIGNALS:
+    /// A button was pressed, for the subject that it had when the press began.
+    void wished(const QString &button, const QString &subject);
 
 protected:
-    virtual void compose(Drawing &drawing) = 0; ///< For the present size.
-    void redraw();                              ///< What is shown has changed; its size has not.
+    void setPressable();
+    void tellState(QAccessible::State changed);
 
     void paintEvent(QPaintEvent *event) override;
-    void resizeEvent(QResizeEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void focusInEvent(QFocusEvent *event) override;
 
 private:
+    void placeButtons();
+
+    const QAccessible::Role m_role;
     Drawing m_drawing;
-    bool m_isComposed = false;
+    QList<DrawnButton *> m_buttons; // as in the drawing
+    QRectF m_box;
+    double m_opacity = 1;
+    double m_opacityOfButtons = 1;
+    bool m_isPressable = false;
+    bool m_showsFocus = false;
+};
+
+/// A button of a drawing.
+class DrawnButton final : public DrawnView
+{
+    Q_OBJECT
+
+public:
+    /// `view` tells of its presses.
+    explicit DrawnButton(DrawnView &view);
+
+    void set(const Drawing::Control &control);
+    [[nodiscard]] const QString &name() const { return m_button.name; }
+    [[nodiscard]] double reach() const; ///< Around its face, for its shadow and the focus ring.
+
+    [[nodiscard]] QAccessible::Role role() const override { return m_button.role; }
+    [[nodiscard]] bool isMarked() const override { return m_button.isChecked; }
+    [[nodiscard]] double radius() const override { return m_button.look.radius; }
+
+private:
+    void press();
+    void showText(const QString &text);
+
+    DrawnView &m_view;
+    Drawing::Button m_button;
+    std::optional<QString> m_pressed; // the subject; none when the press does not count
+    QElapsedTimer m_sinceChange;      // of the subject
 };

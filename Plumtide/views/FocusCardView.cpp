@@ -1,13 +1,8 @@
 #include "Plumtide/views/FocusCardView.h"
 
-#include "Plumtide/store/TaskStore.h"
-#include "Plumtide/views/CopyButton.h"
 #include "Plumtide/views/HStack.h"
 
-#include <QApplication>
-
 #include <cmath>
-#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -31,122 +26,92 @@ constexpr TextStyle focusProjectStyle{18, QFont::DemiBold, Theme::text, TextStyl
 constexpr TextStyle focusTitleStyle{12, QFont::Normal, Theme::secondary};
 constexpr TextStyle urgentReasonStyle{12.5, QFont::Normal, Theme::accent};
 constexpr TextStyle calmReasonStyle{12.5, QFont::Normal, Theme::secondary};
+const Drawing::ButtonLook smallLook{.style = {11, QFont::Medium, Theme::text},
+                                    .paddingX = 8,
+                                    .paddingY = 4,
+                                    .fill = Theme::bg,
+                                    .radius = 6,
+                                    .border = Theme::border};
 
-// smallButton
-const DrawnButton::Look smallLook{.style = {11, QFont::Medium, Theme::text},
-                                  .paddingX = 8,
-                                  .paddingY = 4,
-                                  .fill = Theme::bg,
-                                  .radius = 6,
-                                  .border = Theme::border};
+constexpr double allClearPaddingY = 18;
+constexpr double allClearGap = 4;
+constexpr double allClearRadius = 12;
+constexpr double allClearFillOpacity = 0.6;
+constexpr TextStyle headlineStyle{15, QFont::DemiBold, Theme::text, TextStyle::Design::Serif};
+constexpr TextStyle hintStyle{12, QFont::Normal, Theme::secondary};
+
+Drawing::Button smallButton(const QString &name, const QString &text, const AgentTask &task)
+{
+    return {.name = name, .text = text, .look = smallLook, .subject = task.id};
+}
 
 } // namespace
 
-FocusCardView::FocusCardView(TaskStore &store, QWidget *parent)
-    : DrawnView(parent),
-      m_copy(new CopyButton({}, smallLook, this)),
-      m_edit(new DrawnButton(u"编辑"_s, {}, smallLook, this)),
-      m_close(new DrawnButton({}, {}, smallLook, this))
+Drawing FocusCardView::compose(const AgentTask &task, const QDateTime &now, double width)
 {
-    setObjectName(u"focus"_s);
-    m_copy->setObjectName(u"focus.button.copy"_s);
-    m_edit->setObjectName(u"focus.button.edit"_s);
-    m_close->setObjectName(u"focus.button.close"_s);
-    m_origin = {shadowMargin, shadowMargin};
-    for (DrawnButton *button : {static_cast<DrawnButton *>(m_copy), m_edit, m_close})
-        connect(button, &QAbstractButton::pressed, this, [this] {
-            const bool isTooSoon =
-                m_sinceChange.isValid() && m_sinceChange.elapsed() < QApplication::doubleClickInterval();
-            m_pressed = isTooSoon ? std::nullopt : std::optional(m_task);
-        });
-    connect(m_copy, &QAbstractButton::clicked, this, [this] {
-        if (m_pressed)
-            m_copy->copy(m_pressed->title);
-    });
-    connect(m_edit, &QAbstractButton::clicked, this, [this] {
-        if (!m_pressed)
-            return;
-        m_edit->setFocus(Qt::OtherFocusReason); // it comes back here from the form
-        Q_EMIT editRequested(*m_pressed);
-    });
-    connect(m_close, &QAbstractButton::clicked, this, [this, &store] {
-        if (m_pressed)
-            store.setStatus(m_pressed->id, AgentTaskStatus::done);
-    });
-}
-
-void FocusCardView::setTask(const AgentTask &task, const QDateTime &now)
-{
-    const bool isSame =
-        task == m_task && m_now.isValid() && shortAgo(task.updatedAt, now) == shortAgo(task.updatedAt, m_now);
-    m_now = now;
-    if (isSame)
-        return;
-    if (task.id != m_task.id && isVisible())
-        m_sinceChange.start();
-    m_task = task;
-    m_isLaidOut = false;
-    m_copy->setCopiedText(task.title);
-    // Codex lines are offered "完成" here, "归档" in their rows.
-    m_close->setText(task.id.startsWith(u"cc-"_s) ? u"归档"_s : u"完成"_s);
-    redraw();
-}
-
-int FocusCardView::layOut(int width)
-{
-    if (std::exchange(m_isLaidOut, true) && width == m_width)
-        return m_height;
-    m_width = width;
     Drawing drawing;
-    m_buttonsTop = drawContent(drawing, width);
-    placeButtons();
-    m_height = static_cast<int>(std::lround(m_buttonsTop + m_copy->exactSize().height() + focusPadding));
-    return m_height;
-}
-
-double FocusCardView::drawContent(Drawing &drawing, double width) const
-{
     const double inside = width - 2 * focusPadding;
     HStack head(0);
-    head.text("label", u"下一步"_s, focusLabelStyle);
+    head.text(u"下一步"_s, focusLabelStyle);
     head.spacer();
-    head.text("time", shortAgo(m_task.updatedAt, m_now), focusTimeStyle);
+    head.text(shortAgo(task.updatedAt, now), focusTimeStyle);
     double y = head.place(drawing, {focusPadding, focusPadding}, inside).bottom() + focusGap;
 
     HStack project(focusItemGap);
-    project.dot("dot", focusDotDiameter, Theme::projectColor(m_task.project));
-    project.text("project", m_task.project, focusProjectStyle, HStack::Shrink::First);
-    project.sourceChip("source", "source.text", m_task.source);
+    project.dot(focusDotDiameter, Theme::projectColor(task.project));
+    project.text(task.project, focusProjectStyle, HStack::Shrink::First);
+    project.sourceChip(task.source);
     y = project.place(drawing, {focusPadding, y}, inside).bottom() + focusGap;
+    if (task.title != task.project)
+        y = drawing.addText({focusPadding, y}, layText(task.title, focusTitleStyle, inside)) + focusGap;
+    if (task.waitingReason)
+        y = focusGap
+            + drawing.addText({focusPadding, y},
+                              layText(*task.waitingReason, task.isUrgent() ? urgentReasonStyle : calmReasonStyle,
+                                      inside, reasonLines));
 
-    const auto addText = [&](const char *name, const QString &text, const TextStyle &style, int maxLines) {
-        TextBlock block = layText(text, style, inside, maxLines);
-        drawing.add(name, {{focusPadding, y}, block.size}, std::move(block.content));
-        y += block.size.height() + focusGap;
-    };
-    if (m_task.title != m_task.project)
-        addText("title", m_task.title, focusTitleStyle, 1);
-    if (m_task.waitingReason)
-        addText("reason", *m_task.waitingReason, m_task.isUrgent() ? urgentReasonStyle : calmReasonStyle, reasonLines);
-    return y;
-}
+    HStack buttons(focusButtonGap);
+    Drawing::Button copy = smallButton(u"copy"_s, u"复制名称"_s, task);
+    copy.flash = u"已复制"_s;
+    buttons.button(copy);
+    Drawing::Button edit = smallButton(u"edit"_s, u"编辑"_s, task);
+    edit.takesFocus = true;
+    buttons.button(edit);
+    // Codex lines are offered "完成" here, "归档" in their rows.
+    buttons.button(smallButton(u"close"_s, task.id.startsWith(u"cc-"_s) ? u"归档"_s : u"完成"_s, task));
+    y = buttons.place(drawing, {focusPadding + inside - buttons.size().width(), y}, inside).bottom();
 
-void FocusCardView::placeButtons()
-{
-    double right = shadowMargin + m_width - focusPadding;
-    for (DrawnButton *button : {m_close, m_edit, static_cast<DrawnButton *>(m_copy)}) {
-        const QSizeF size = button->exactSize();
-        button->placeAt({{right - size.width(), shadowMargin + m_buttonsTop}, size});
-        right -= size.width() + focusButtonGap;
-    }
-}
-
-void FocusCardView::compose(Drawing &drawing)
-{
-    const QRectF face({0, 0}, QSizeF(size()).shrunkBy({shadowMargin, shadowMargin, shadowMargin, shadowMargin}));
-    drawing.add("card", face, Drawing::Box{.fill = Theme::card, .radius = focusRadius, .shadow = focusShadow});
-    drawContent(drawing, face.width());
-    drawing.addBorder("border", face, focusRadius,
-                      Theme::faded(Theme::accent, m_task.isUrgent() ? focusUrgentBorderOpacity : calmBorderOpacity),
+    drawing.size = {width, std::round(y + focusPadding)};
+    const QRectF face({0, 0}, drawing.size);
+    drawing.addBehind(face, Drawing::Box{.fill = Theme::card, .radius = focusRadius, .shadow = focusShadow});
+    drawing.addBorder(face, focusRadius,
+                      Theme::faded(Theme::accent, task.isUrgent() ? focusUrgentBorderOpacity : calmBorderOpacity),
                       borderWidth);
+    return drawing;
+}
+
+Drawing AllClearView::compose(std::optional<TaskSource> hintSource, double width)
+{
+    QString headline = u"现在没有需要你处理的事"_s;
+    QString hint = u"有新进展我会告诉你 ☕"_s;
+    if (hintSource == TaskSource::claude) {
+        headline = u"Claude Code 已接入，还没收到第一条消息"_s;
+        hint = u"开个新的 Claude Code 会话（不是网页版聊天），说句话就会出现在这里。"_s;
+    } else if (hintSource == TaskSource::codex) {
+        headline = u"Codex 已接入，还没收到消息"_s;
+        hint = u"重启 Codex 后，发一轮消息就会出现在这里。"_s;
+    }
+    Drawing drawing;
+    const auto addCentred = [&](double y, const QString &text, const TextStyle &style) {
+        TextBlock block = layText(text, style, width, 0, Qt::AlignHCenter);
+        const double left = (width - block.size.width()) / 2;
+        return drawing.addText({left, y}, std::move(block));
+    };
+    const double y = addCentred(allClearPaddingY, headline, headlineStyle) + allClearGap;
+    drawing.size = {width, std::round(addCentred(y, hint, hintStyle) + allClearPaddingY)};
+    const QRectF face({0, 0}, drawing.size);
+    drawing.addBehind(face,
+                      Drawing::Box{.fill = Theme::faded(Theme::card, allClearFillOpacity), .radius = allClearRadius});
+    drawing.addBorder(face, allClearRadius, Theme::border, 1, Drawing::Line::Dashed);
+    return drawing;
 }

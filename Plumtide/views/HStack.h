@@ -2,10 +2,8 @@
 
 #include "Plumtide/views/Drawing.h"
 
-#include <QList>
-
-/// Things side by side, centred vertically: dots, texts, icons, source chips, room for widgets, and spacers that take
-/// what is left. Where the width does not do, texts that were told so give way.
+/// Things side by side, centred vertically: dots, texts, icons, source chips, buttons, and spacers that take what is
+/// left. Where the width does not do, texts that were told so give way.
 class HStack
 {
 public:
@@ -16,35 +14,41 @@ public:
 
     void setGap(double gap) { m_gap = gap; } ///< Before each thing that is added from now on.
 
-    void dot(const char *name, double diameter, QColor color);
-    void text(const char *name, const QString &text, const TextStyle &style, Shrink shrink = Shrink::Never,
-              int maxLines = 1);
-    void icon(const char *name, const QString &icon, double size, QColor color);
-    void sourceChip(const char *name, const char *textName, TaskSource source);
+    void dot(double diameter, QColor color);
+    void text(const QString &text, const TextStyle &style, Shrink shrink = Shrink::Never, int maxLines = 1);
+    void icon(const QString &icon, double size, QColor color);
+    void sourceChip(TaskSource source); ///< Says which agent a line comes from.
+    void button(const Drawing::Button &button);
     void spacer(double minimum = 0);
-    void room(QSizeF size); ///< For a widget; `rooms` says where.
+
+    [[nodiscard]] QSizeF size() const; ///< That it likes to have.
 
     /// Adds everything to `drawing`, from `topLeft`, within `width`. The box that is taken, as high as the highest
     /// thing and as wide as the last one reaches.
     QRectF place(Drawing &drawing, QPointF topLeft, double width);
-    [[nodiscard]] const QList<QRectF> &rooms() const { return m_rooms; } ///< In the order in which they were added.
 
 private:
-    struct Thing
+    struct Spacer
     {
-        enum class Kind { Dot, Text, Icon, Chip, Spacer, Room };
-        Kind kind;
-        const char *name = "";
-        const char *textName = "";
-        double gap = 0; // before it
-        QSizeF size;    // for a spacer the least width
-        QColor color = {};
-        QString text = {}; // or the icon's name
-        TextStyle style = {0, QFont::Normal, {}};
+    };
+    struct Text
+    {
+        ShapedText shaped;
         Shrink shrink = Shrink::Never;
         int maxLines = 1;
-        TaskSource source = TaskSource::other;
         TextBlock block = {};
+    };
+    struct Button
+    {
+        Drawing::Button button;
+        Drawing face;
+    };
+    struct Thing
+    {
+        std::variant<Spacer, Drawing::Box, Drawing::Icon, Text, Button> content;
+        QSizeF size;                     // for a spacer the least width
+        std::optional<QColor> chip = {}; // the text stands on it
+        double gap = 0;                  // before it
     };
 
     void add(Thing thing);
@@ -52,5 +56,7 @@ private:
 
     double m_gap;
     std::vector<Thing> m_things;
-    QList<QRectF> m_rooms;
 };
+
+/// "Claude", "Codex", "其他".
+[[nodiscard]] QString label(TaskSource source);

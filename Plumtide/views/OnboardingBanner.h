@@ -1,43 +1,18 @@
 #pragma once
 
-#include "Plumtide/views/DrawnView.h"
+#include "Plumtide/views/Drawing.h"
 
-#include <QTimer>
-
-class DrawnButton;
-class HooksInstaller;
-
-/// Offers to connect the tools whose hooks are missing, and shows what came of it. With both connected only the
-/// message is left, for a few seconds.
-class OnboardingBanner final : public DrawnView
+/// Offers to connect the tools whose hooks are missing, by the buttons "claude" and "codex", and shows what came of it.
+/// With both connected only the message is left.
+struct OnboardingBanner
 {
-    Q_OBJECT
+    bool needsClaude = false;
+    bool needsCodex = false;
+    std::optional<QString> message = {};
 
-public:
-    /// `installer` must outlive the view.
-    OnboardingBanner(HooksInstaller &installer, QWidget *parent);
+    bool operator==(const OnboardingBanner &) const = default;
 
-    void refresh();                 ///< Reads the installer.
-    int layOut(int width) override; ///< 0 when there is nothing to show.
-
-protected:
-    void compose(Drawing &drawing) override;
-
-private:
-    struct Row
-    {
-        const char *titleName;
-        QString title;
-        DrawnButton *button;
-        bool isNeeded = false;
-    };
-
-    [[nodiscard]] bool isCard() const;
-    double draw(Drawing &drawing, double width);
-    double drawRow(Drawing &drawing, const Row &row, double y, double width);
-
-    HooksInstaller &m_installer;
-    QList<Row> m_rows;
-    std::optional<QString> m_message;
-    bool m_showsMessageOnly = false;
+    [[nodiscard]] bool isCard() const { return needsClaude || needsCodex; }
+    [[nodiscard]] bool isShown() const { return isCard() || message; }
+    [[nodiscard]] Drawing compose(double width) const;
 };

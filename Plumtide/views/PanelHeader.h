@@ -1,47 +1,23 @@
 #pragma once
 
-#include "Plumtide/views/DrawnView.h"
+#include "Plumtide/views/Drawing.h"
 
-#include <QList>
-
-class DrawnButton;
-class TaskStore;
-
-/// The top of the panel: the title, three live counts, the source filter and the button to register a task by hand.
-class PanelHeader final : public DrawnView
+/// The top of the panel: the title, three live counts, the source filter by the buttons "all", "claude", "codex" and
+/// "other", and the button "register". The counts are those of lines under the filter.
+struct PanelHeader
 {
-    Q_OBJECT
+    std::optional<TaskSource> filter = {};
+    qsizetype waiting = 0;
+    qsizetype running = 0;
+    qsizetype idle = 0;
 
-public:
-    /// The filter acts on `store`, which must outlive the view.
-    PanelHeader(TaskStore &store, QWidget *parent);
+    bool operator==(const PanelHeader &) const = default;
 
-    void refresh(qsizetype waiting, qsizetype running, qsizetype idle); ///< The numbers of lines, and the filter.
-    int layOut(int width) override;
-
-Q_SIGNALS:
-    void registerRequested();
-
-protected:
-    void compose(Drawing &drawing) override;
-
-private:
-    struct SourceFilter
-    {
-        std::optional<TaskSource> value;
-        DrawnButton *chip;
-    };
-
-    DrawnButton *sourceChip(const QString &label, std::optional<TaskSource> value, const QString &name);
-    void updateChips();
-    [[nodiscard]] double sourcePickerTop() const;
-    [[nodiscard]] QSizeF sourcePickerSize() const;
-
-    TaskStore &m_store;
-    QList<SourceFilter> m_filters;
-    std::optional<TaskSource> m_shownFilter;
-    DrawnButton *m_register = nullptr;
-    qsizetype m_waiting = 0;
-    qsizetype m_running = 0;
-    qsizetype m_idle = 0;
+    /// The button's source; absent for "all".
+    [[nodiscard]] static std::optional<TaskSource> filterOf(const QString &button);
+    [[nodiscard]] Drawing compose(double width) const;
 };
+
+/// The bottom of the panel: the version, the switch of the mini board ("switch"), and the button that ends the program
+/// ("quit").
+[[nodiscard]] Drawing composeFooter(bool isMiniBoardOn, double width);

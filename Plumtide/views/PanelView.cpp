@@ -4,37 +4,42 @@
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/views/BoardScroll.h"
 #include "Plumtide/views/BoardView.h"
-#include "Plumtide/views/PanelFooter.h"
-#include "Plumtide/views/PanelHeader.h"
+#include "Plumtide/views/DrawnView.h"
 #include "Plumtide/views/Refresher.h"
 #include "Plumtide/views/TaskEditView.h"
-#include "Plumtide/views/Theme.h"
 
 #include <QApplication>
+#include <QClipboard>
 #include <QHash>
 #include <QKeyEvent>
 #include <QPaintEvent>
 #include <QPainter>
 #include <QScrollBar>
 
+#include <algorithm>
 #include <utility>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
+constexpr int edgeWidth = 1;
 constexpr int ruleHeight = 1;
+constexpr int focusMargin = 20;   // above and below what gets the focus
+constexpr int unfoldedMargin = 6; // and a row that is unfolded
+constexpr int stepsAKey = 3;      // as many as a wheel's
 
 } // namespace
 
 PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, QWidget *parent)
     : QWidget(parent),
       m_store(store),
+      m_installer(installer),
       m_clock(std::move(clock)),
-      m_header(new PanelHeader(store, this)),
+      m_header(new DrawnView(QAccessible::Grouping, this)),
       m_scroll(new BoardScroll(this)),
-      m_board(new BoardView(store, installer, m_scroll)),
-      m_footer(new PanelFooter(this)),
+      m_board(new BoardView(store, installer, fixedSize.width() - 2 * edgeWidth, m_scroll)),
+      m_footer(new DrawnView(QAccessible::Grouping, this)),
       m_refresher(new Refresher(this, [this] { refresh(); }))
 {
     Theme::setPalette();
@@ -43,72 +48,159 @@ PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, Q
     setFixedSize(fixedSize);
     setFocusPolicy(Qt::ClickFocus);
     setAttribute(Qt::WA_OpaquePaintEvent);
+    m_header->setDrawing(m_shownHeader.compose(width()));
+    m_header->place({{0, 0}, m_header->drawing().size});
+    setMiniBoardOn(false);
+    const int footerHeight = static_cast<int>(m_footer->drawing().size.height());
+    m_footer->place(QRectF(0, height() - footerHeight, width(), footerHeight));
+    const int top = m_header->height() + ruleHeight;
+    m_scroll->setGeometry(edgeWidth, top, width() - 2 * edgeWidth, height() - footerHeight - ruleHeight - top);
     m_scroll->setWidget(m_board);
+
     connect(&store, &TaskStore::objectWillChange, m_refresher, &Refresher::markStale);
     connect(&installer, &HooksInstaller::objectWillChange, m_refresher, &Refresher::markStale);
-    connect(m_header, &PanelHeader::registerRequested, this, [this] { edit(std::nullopt); });
-    connect(m_board, &BoardView::editRequested, this, &PanelView::edit);
-    connect(m_footer, &PanelFooter::miniBoardSwitched, this, &PanelView::miniBoardSwitched);
-    connect(m_footer, &PanelFooter::quitRequested, this, &PanelView::quitRequested);
-    layOut();
+    for (DrawnView *view : {m_header, m_footer})
+        connect(view, &DrawnView::wished, this, &PanelView::act);
+    connect(m_board, &BoardView::wished, this, &PanelView::act);
+    connect(m_board, &BoardView::connectRequested, this, [&installer](TaskSource tool) {
+        if (tool == TaskSource::claude)
+            installer.installClaude();
+        else
+            installer.installCodex();
+    });
+    connect(m_board, &BoardView::messageRead, &installer, &HooksInstaller::clearMessage);
+    connect(m_board, &BoardView::heightChanged, this, [this] {
+        keepPlace([this] { m_board->layOut(); });
+        bringIntoView(m_board->expandedID());
+    });
+    connect(m_scroll->verticalScrollBar(), &QScrollBar::valueChanged, m_board, &BoardView::showNear);
 }
 
 void PanelView::setMiniBoardOn(bool isOn)
 {
-    m_footer->setMiniBoardOn(isOn);
+    m_isMiniBoardOn = isOn;
+    m_footer->setDrawing(composeFooter(isOn, width()));
+}
+
+void PanelView::header()
+{
+    const PanelHeader header{m_store.sourceFilter(), m_store.lineCount(AgentTaskStatus::waiting),
+                             m_store.lineCount(AgentTaskStatus::running), m_store.idleLineCount()};
+    if (std::exchange(m_shownHeader, header) != header)
+        m_header->setDrawing(header.compose(width()));
 }
 
 void PanelView::refresh()
 {
-    const QList<AgentTask> waiting = m_store.tasks(AgentTaskStatus::waiting);
     if (m_editor)
         m_editor->followLine();
-    m_header->refresh(waiting.size(), m_store.tasks(AgentTaskStatus::running).size(), m_store.idleLineCount());
-    m_board->refresh(waiting, m_clock());
+    header();
+    keepPlace([this] { m_board->refresh(m_clock()); });
 }
 
-void PanelView::layOut()
+std::optional<AgentTask> PanelView::line(const QString &id) const
 {
-    const int headerHeight = m_header->layOut(width());
-    const int footerHeight = m_footer->layOut(width());
-    m_header->setGeometry(0, 0, width(), headerHeight);
-    m_footer->setGeometry(0, height() - footerHeight, width(), footerHeight);
-    const int top = headerHeight + ruleHeight;
-    m_scroll->setGeometry(0, top, width(), height() - footerHeight - ruleHeight - top);
-    m_board->layOut(width());
+    const auto line = std::ranges::find(m_store.tasks(), id, &AgentTask::id);
+    return line == m_store.tasks().end() ? std::nullopt : std::optional(*line);
+}
+
+// What a button was pressed for.
+void PanelView::act(const QString &button, const QString &id)
+{
+    const std::optional<AgentTask> line = this->line(id);
+    if (button == u"register") {
+        edit(std::nullopt);
+    } else if (button == u"switch") {
+        setMiniBoardOn(!m_isMiniBoardOn);
+        Q_EMIT miniBoardSwitched(m_isMiniBoardOn);
+    } else if (button == u"quit") {
+        Q_EMIT quitRequested();
+    } else if (id.isEmpty()) {
+        m_store.setSourceFilter(PanelHeader::filterOf(button));
+    } else if (line && button == u"copy") {
+        QGuiApplication::clipboard()->setText(line->title);
+    } else if (line && button == u"edit") {
+        edit(line);
+    } else if (line && button == u"shelve") {
+        const bool isShelved = line->status == AgentTaskStatus::shelved;
+        m_store.setStatus(id, isShelved ? AgentTaskStatus::waiting : AgentTaskStatus::shelved);
+    } else if (line && button == u"close") {
+        m_store.setStatus(id, AgentTaskStatus::done);
+    }
+}
+
+// The row that is being read stays where it is: the unfolded one where it is in view, or else the one under the
+// pointer.
+void PanelView::keepPlace(const std::function<void()> &change)
+{
+    QScrollBar *bar = m_scroll->verticalScrollBar();
+    const QRect seen(0, bar->value(), m_board->width(), m_scroll->height());
+    QString id = m_board->expandedID();
+    std::optional<QRect> before = m_board->rowPlace(id);
+    if ((!before || !before->intersects(seen)) && m_board->underMouse()) {
+        id = m_board->rowAt(m_board->mapFromGlobal(QCursor::pos()));
+        before = m_board->rowPlace(id);
+    }
+    change();
+    const std::optional<QRect> after = m_board->rowPlace(id);
+    if (before && after && before->intersects(seen))
+        bar->setValue(bar->value() + after->top() - before->top());
+}
+
+void PanelView::bringIntoView(const QString &id)
+{
+    const std::optional<QRect> place = m_board->rowPlace(id);
+    if (!place)
+        return;
+    m_scroll->ensureVisible(0, place->bottom(), 0, unfoldedMargin);
+    m_scroll->ensureVisible(0, place->top(), 0, unfoldedMargin); // which is more important
+}
+
+void PanelView::showLine(const QString &id)
+{
+    if (m_editor && !m_editor->isTouched())
+        closeEditor();
+    const std::optional<AgentTask> line = this->line(id);
+    if (!line)
+        return;
+    if (m_store.sourceFilter() && m_store.sourceFilter() != line->source)
+        m_store.setSourceFilter(std::nullopt);
+    refresh();
+    if (m_board->showLine(id))
+        bringIntoView(id);
+    else
+        m_scroll->verticalScrollBar()->setValue(0); // it is the next step
+}
+
+void PanelView::showParts(bool isShown)
+{
+    for (QWidget *part :
+         {static_cast<QWidget *>(m_header), static_cast<QWidget *>(m_scroll), static_cast<QWidget *>(m_footer)})
+        part->setVisible(isShown);
+    update();
 }
 
 void PanelView::edit(const std::optional<AgentTask> &task)
 {
-    closeEditor();
     m_openedBy = QApplication::focusWidget();
     setFocus(Qt::OtherFocusReason); // from what is about to be hidden
     m_editor = new TaskEditView(m_store, task, m_clock, this);
     connect(m_editor, &TaskEditView::closed, this, &PanelView::closeEditor);
     m_editor->setGeometry(rect());
-    m_editor->layOut(width());
-    for (QWidget *part :
-         {static_cast<QWidget *>(m_header), static_cast<QWidget *>(m_scroll), static_cast<QWidget *>(m_footer)})
-        part->hide();
+    showParts(false);
     m_editor->show();
     m_editor->focusLastField();
-    update();
 }
 
 void PanelView::closeEditor()
 {
-    if (!m_editor)
-        return;
     TaskEditView *editor = std::exchange(m_editor, nullptr);
     setFocus(Qt::OtherFocusReason);
     editor->hide();
     editor->deleteLater(); // one of its buttons is being pressed
-    for (QWidget *part :
-         {static_cast<QWidget *>(m_header), static_cast<QWidget *>(m_scroll), static_cast<QWidget *>(m_footer)})
-        part->show();
+    showParts(true);
     QWidget *back = m_openedBy && isAncestorOf(m_openedBy) && m_openedBy->isVisible() ? m_openedBy : this;
     back->setFocus(Qt::ActiveWindowFocusReason); // the ring shows if it did before
-    update();
 }
 
 // The panel itself gets the focus when it is opened, and by clicks beside all controls.
@@ -130,49 +222,46 @@ void PanelView::paintEvent(QPaintEvent *event)
 {
     QPainter painter(this);
     painter.fillRect(event->rect(), Theme::bg);
+    painter.setPen(Theme::border);
+    painter.drawRect(rect().adjusted(0, 0, -1, -1));
     if (m_editor)
         return;
     painter.fillRect(0, m_header->height(), width(), ruleHeight, Theme::border);
     painter.fillRect(0, m_footer->y() - ruleHeight, width(), ruleHeight, Theme::border);
 }
 
-QList<QWidget *> PanelView::tabOrder() const
+// Header, board and footer, and round again; or the form.
+QWidget *PanelView::controlAfter(QWidget *from, bool next)
 {
-    if (m_editor)
-        return m_editor->tabOrder();
-    const auto controls = [](const QWidget *part) {
-        QList<QWidget *> found = part->findChildren<QWidget *>();
-        found.removeIf(
-            [](const QWidget *widget) { return !(widget->focusPolicy() & Qt::TabFocus) || !widget->isEnabled(); });
-        return found;
-    };
-    return controls(m_header) + m_board->tabOrder() + controls(m_footer);
+    const QList<QWidget *> ring =
+        m_editor ? m_editor->tabOrder() : m_header->controls() + QList<QWidget *>{m_board} + m_footer->controls();
+    const bool isInBoard = from && m_board->isAncestorOf(from);
+    if (QWidget *control = isInBoard && !m_editor ? m_board->controlAfter(from, next) : nullptr)
+        return control;
+    const qsizetype step = next ? 1 : -1;
+    qsizetype at = ring.indexOf(isInBoard ? m_board : from);
+    for (at = at < 0 && !next ? ring.size() : at;;) {
+        at = (at + step + ring.size()) % ring.size();
+        if (QWidget *control = ring.at(at) == m_board ? m_board->controlAfter(nullptr, next) : ring.at(at))
+            return control;
+    }
 }
 
-// Widgets are made in the order in which lines arrive; the focus goes in the order in which they stand.
+void PanelView::focusOn(QWidget *control, Qt::FocusReason reason)
+{
+    control->setFocus(reason);
+    if (m_board->isAncestorOf(control))
+        m_scroll->ensureWidgetVisible(control, 0, focusMargin);
+}
+
 bool PanelView::focusNextPrevChild(bool next)
 {
-    const QList<QWidget *> controls = tabOrder();
-    if (controls.isEmpty())
-        return false;
     QWidget *from = QApplication::focusWidget();
-    const qsizetype at = controls.indexOf(from);
-    const qsizetype step = next ? 1 : -1;
-    const qsizetype start = at < 0 ? (next ? -1 : controls.size()) : at;
-    QWidget *wanted = controls.at((start + step + controls.size()) % controls.size());
-    if (at < 0 && from && from != this && isAncestorOf(from)) {
-        // Qt asks when the control has been hidden or switched off. The nearest one that stays, below it if there is
-        // one.
-        const auto isBefore = [this, place = from->mapTo(this, QPoint())](const QWidget *control) {
-            const QPoint there = control->mapTo(this, QPoint());
-            return std::pair(there.y(), there.x()) < std::pair(place.y(), place.x());
-        };
-        const auto after = std::ranges::find_if_not(controls, isBefore);
-        wanted = after == controls.end() ? controls.last() : *after;
-    }
-    wanted->setFocus(next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
-    if (m_board->isAncestorOf(wanted))
-        m_scroll->ensureWidgetVisible(wanted, 0, 20);
+    QWidget *wanted = nullptr;
+    // Qt asks, too, when the control that has the focus has been hidden.
+    if (from && !m_editor && m_board->isAncestorOf(from) && !from->isVisible())
+        wanted = m_board->controlNear(from);
+    focusOn(wanted ? wanted : controlAfter(from, next), next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
     return true;
 }
 
@@ -183,8 +272,18 @@ void PanelView::keyPressEvent(QKeyEvent *event)
         {Qt::Key_PageUp, QAbstractSlider::SliderPageStepSub}, {Qt::Key_PageDown, QAbstractSlider::SliderPageStepAdd},
         {Qt::Key_Home, QAbstractSlider::SliderToMinimum},     {Qt::Key_End, QAbstractSlider::SliderToMaximum}};
     const auto action = actions.constFind(event->key());
-    if (m_editor || action == actions.constEnd())
+    if (m_editor || action == actions.constEnd()) {
         QWidget::keyPressEvent(event);
+        return;
+    }
+    const QWidget *from = QApplication::focusWidget();
+    const bool isAtRow = from && from->parentWidget() == m_board;
+    const bool isStep = event->key() == Qt::Key_Up || event->key() == Qt::Key_Down;
+    if (QWidget *row = isAtRow && isStep
+            ? m_board->controlAfter(from, event->key() == Qt::Key_Down, BoardView::Among::Rows)
+            : nullptr)
+        focusOn(row, Qt::TabFocusReason);
     else
-        m_scroll->verticalScrollBar()->triggerAction(*action);
+        for (int step = 0; step < (isStep ? stepsAKey : 1); ++step)
+            m_scroll->verticalScrollBar()->triggerAction(*action);
 }

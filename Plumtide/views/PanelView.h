@@ -2,17 +2,18 @@
 
 #include "Plumtide/model/AgentTask.h"
 #include "Plumtide/system/Environment.h"
+#include "Plumtide/views/PanelHeader.h"
 
 #include <QPointer>
+#include <QScrollArea>
 #include <QWidget>
 
+#include <functional>
 #include <optional>
 
-class BoardScroll;
 class BoardView;
+class DrawnView;
 class HooksInstaller;
-class PanelFooter;
-class PanelHeader;
 class Refresher;
 class TaskEditView;
 class TaskStore;
@@ -33,11 +34,8 @@ public:
 
     void setMiniBoardOn(bool isOn); ///< What the switch shows.
 
-    /// Opens the form; for a new task when `task` is absent.
-    void edit(const std::optional<AgentTask> &task);
-    void closeEditor();
-
-    [[nodiscard]] BoardView &board() const { return *m_board; }
+    /// Scrolls to a line of the store and unfolds it, whatever was shown before. A form that was begun stays above it.
+    void showLine(const QString &id);
 
 Q_SIGNALS:
     void miniBoardSwitched(bool isOn); ///< By the user.
@@ -52,15 +50,26 @@ protected:
 
 private:
     void refresh();
-    void layOut();
-    [[nodiscard]] QList<QWidget *> tabOrder() const;
+    void header();
+    void act(const QString &button, const QString &id);
+    void edit(const std::optional<AgentTask> &task); // a new one when it is absent
+    void closeEditor();
+    void showParts(bool isShown);
+    [[nodiscard]] std::optional<AgentTask> line(const QString &id) const;
+    void keepPlace(const std::function<void()> &change);
+    void bringIntoView(const QString &id);
+    void focusOn(QWidget *control, Qt::FocusReason reason);
+    [[nodiscard]] QWidget *controlAfter(QWidget *from, bool next);
 
     TaskStore &m_store;
+    HooksInstaller &m_installer;
     const Clock m_clock;
-    PanelHeader *m_header;
-    BoardScroll *m_scroll;
+    PanelHeader m_shownHeader;
+    DrawnView *m_header;
+    QScrollArea *m_scroll;
     BoardView *m_board;
-    PanelFooter *m_footer;
+    DrawnView *m_footer;
+    bool m_isMiniBoardOn = false;
     TaskEditView *m_editor = nullptr; // null while the board is shown
     QPointer<QWidget> m_openedBy;     // the control that the form was opened by
     Refresher *m_refresher;

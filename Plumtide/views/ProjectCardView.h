@@ -1,65 +1,52 @@
 #pragma once
 
 #include "Plumtide/model/ProjectGroup.h"
-#include "Plumtide/views/DrawnView.h"
-#include "Plumtide/views/LineRowView.h"
+#include "Plumtide/views/Drawing.h"
 
 #include <QDateTime>
-#include <QHash>
 #include <QList>
-#include <QStringList>
 
-class DrawnButton;
-class TaskStore;
-
-/// The card of one project: its name in its colour, how long ago anything changed, a summary, and a row for each
-/// line. Lines that have gone quiet are folded away while there are others.
-class ProjectCardView final : public DrawnView
+/// The card of one project, as its group is at a moment: its name in its colour, how long ago anything changed, a
+/// summary, and the lines that it lists. It knows no widgets and no places.
+class ProjectCardView
 {
-    Q_OBJECT
-
 public:
-    ProjectCardView(TaskStore &store, QWidget *parent);
+    static constexpr double paddingY = 10; ///< Logical pixels, as all here.
+    static constexpr double gap = 8;       ///< Between its header, its lines and the fold.
 
-    /// Keeps the rows of lines that stay, with their focus and their folding. The card looks like the section that
-    /// these lines belong to; the board may show it in another, for a line that is shown elsewhere. The next `layOut`
-    /// may give another height.
-    void setGroup(const ProjectGroup &group, const QDateTime &now);
+    /// Takes over a group without the line `excludeID`, which is shown elsewhere; nothing is done where it shows that.
+    void setGroup(const ProjectGroup &group, const QString &excludeID, const QDateTime &now);
     [[nodiscard]] const QString &name() const { return m_group.name; }
-    /// The row of a line; null when the card does not show the line.
-    [[nodiscard]] LineRowView *row(const QString &id) const;
-    void setShowQuiet(bool showQuiet, LineRowView::Animate animate);
+    [[nodiscard]] const QDateTime &now() const { return m_now; } ///< When the group was as it is shown.
+    [[nodiscard]] const QList<AgentTask> &activeLines() const { return m_activeLines; }
+    [[nodiscard]] const QList<AgentTask> &quietLines() const { return m_quietLines; }
+    [[nodiscard]] const AgentTask &line(qsizetype index) const; ///< The active ones come first.
+    /// Quiet lines can be folded away where there are others.
+    [[nodiscard]] bool canFold() const { return !m_activeLines.isEmpty() && !m_quietLines.isEmpty(); }
+    [[nodiscard]] double opacity() const;
 
-    int layOut(int width) override;
+    [[nodiscard]] double left() const; ///< Where its lines begin.
+    [[nodiscard]] double lineWidth(double width) const;
+    [[nodiscard]] double linesTop() const; ///< Below the header; the first line is a gap further down.
 
-Q_SIGNALS:
-    void rowAdded(LineRowView *row); ///< Before it is laid out for the first time.
-    void rowClicked(const QString &id);
-    void editRequested(const AgentTask &line);
-    void heightChanged(); ///< Lay the board out again.
+    [[nodiscard]] Drawing compose(QSizeF size) const;     ///< All but the lines and the fold.
+    [[nodiscard]] Drawing composeFold(bool isOpen) const; ///< The button "fold", with the project for its subject.
+    [[nodiscard]] static double foldHeight();
 
-protected:
-    void compose(Drawing &drawing) override;
+    // What the board keeps with each card.
+    bool isDrawn = false;          ///< Set by the board; unset when something else is to be drawn.
+    std::optional<bool> drawnFold; ///< The same of the fold: how it was drawn.
+    int round = 0;                 ///< Of the board's refreshes, in which it was last on the board.
 
 private:
-    [[nodiscard]] QList<AgentTask> activeLines() const;
-    void keepRows();
-    void changeHeight();
-    void updateFold();
-    LineRowView *makeRow();
-
-    TaskStore &m_store;
     ProjectGroup m_group;
-    ProjectSection m_section = ProjectSection::pending;
+    QString m_excludeID;
     QDateTime m_now;
-    QStringList m_shown;         // what the card itself is drawn from
-    qint64 m_validUntil = 0;     // milliseconds; then time alone changes what is shown
-    qsizetype m_activeCount = 0; // of the lines that are listed first
-    qsizetype m_quietCount = 0;  // of the lines that can be folded away
-    Transition m_unfolding;
-    QList<LineRowView *> m_rows; // in order
-    QHash<QString, LineRowView *> m_rowById;
-    DrawnButton *m_fold = nullptr; // null while there is nothing to fold
-    int m_laidOutWidth = 0;        // 0 while a part of it has changed its height
-    int m_height = 0;
+    QDateTime m_validUntil; // then time alone changes what is shown
+    ProjectSection m_section = ProjectSection::pending;
+    QString m_summary;
+    QString m_time; // since the newest change
+    bool m_isUrgent = false;
+    QList<AgentTask> m_activeLines;
+    QList<AgentTask> m_quietLines;
 };

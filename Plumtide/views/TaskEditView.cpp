@@ -1,12 +1,11 @@
 #include "Plumtide/views/TaskEditView.h"
 
 #include "Plumtide/store/TaskStore.h"
-#include "Plumtide/views/DrawnButton.h"
-#include "Plumtide/views/FormFields.h"
 #include "Plumtide/views/HStack.h"
-#include "Plumtide/views/SourceChip.h"
 
+#include <QComboBox>
 #include <QKeyEvent>
+#include <QLineEdit>
 #include <QRegularExpression>
 #include <QUuid>
 
@@ -23,16 +22,26 @@ constexpr double formGap = 12;
 constexpr double formLabelGap = 4;
 constexpr double columnGap = 10;
 constexpr double choiceWidth = 104;
+constexpr double fieldHeight = 24;
 
 constexpr TextStyle formHeadingStyle{14, QFont::DemiBold, Theme::text};
 constexpr TextStyle formLabelStyle{11, QFont::Medium, Theme::secondary};
-const DrawnButton::Look cancelLook{.style = {12, QFont::Normal, Theme::secondary}};
-const DrawnButton::Look saveLook{.style = {12, QFont::DemiBold, Theme::onAccent},
-                                 .paddingY = 7,
-                                 .fill = Theme::accent,
-                                 .radius = 8,
-                                 .fillsWidth = true};
+constexpr TextStyle fieldTextStyle{12, QFont::Normal, Theme::text};
+const Drawing::ButtonLook cancelLook{.style = {12, QFont::Normal, Theme::secondary}};
+const Drawing::ButtonLook saveLook{
+    .style = {12, QFont::DemiBold, Theme::onAccent}, .paddingY = 7, .fill = Theme::accent, .radius = 8};
 constexpr double disabledSaveOpacity = 0.4;
+
+QString fieldStyle()
+{
+    return u"QLineEdit, QComboBox { background: %1; border: 1px solid %2; border-radius: 6px; padding: 0px 6px; }"
+           "QComboBox { padding: 0px 7px; }"
+           "QLineEdit:focus { border: 2px solid %3; padding: 0px 5px; }"
+           "QComboBox:focus { border: 2px solid %3; padding: 0px 6px; }"
+           "QComboBox::drop-down { border: none; width: 18px; }"
+           "QComboBox::down-arrow { image: url(:/icons/chevron-down.svg); width: 9px; height: 9px; }"_s.arg(
+               Theme::card.name(), Theme::fieldBorder.name(), Theme::faded(Theme::accent, 0.8).name(QColor::HexArgb));
+}
 
 constexpr std::array offeredStatuses{AgentTaskStatus::waiting, AgentTaskStatus::running};
 
@@ -66,59 +75,81 @@ QStringList statusLabels()
 QStringList sourceLabels()
 {
     QStringList labels;
-    std::ranges::transform(allTaskSources, std::back_inserter(labels), &SourceChip::label);
+    std::ranges::transform(allTaskSources, std::back_inserter(labels), [](TaskSource source) { return label(source); });
     return labels;
 }
 
 } // namespace
 
 TaskEditView::TaskEditView(TaskStore &store, const std::optional<AgentTask> &editing, Clock clock, QWidget *parent)
-    : DrawnView(parent),
+    : DrawnView(QAccessible::Grouping, parent),
       m_store(store),
       m_editing(editing),
       m_clock(std::move(clock)),
-      m_cancel(new DrawnButton(u"取消"_s, {}, cancelLook, this)),
-      m_title(new TextField(u"输入任务名称"_s, this)),
-      m_project(new TextField(u"项目或仓库名称"_s, this)),
-      m_source(new ChoiceField(sourceLabels(), this)),
-      m_status(new ChoiceField(statusLabels(), this)),
-      m_purpose(new TextField(u"例如：完成后可以合并代码"_s, this)),
-      m_currentState(new TextField(u"当前进展（可选）"_s, this)),
-      m_waitingReason(new TextField(u"需要你做什么（可选）"_s, this)),
-      m_save(new DrawnButton(editing ? u"保存"_s : u"登记"_s, {}, saveLook, this)),
-      m_fields{{"title.label", u"标题"_s, m_title},
-               {"project.label", u"项目"_s, m_project},
-               {"source.label", u"来源"_s, m_source, false},
-               {"status.label", u"状态"_s, m_status},
-               {"purpose.label", u"目标（一句话）"_s, m_purpose},
-               {"currentState.label", u"当前状态"_s, m_currentState},
-               {"waitingReason.label", u"等待原因"_s, m_waitingReason}}
+      m_title(makeInput(u"输入任务名称"_s)),
+      m_project(makeInput(u"项目或仓库名称"_s)),
+      m_source(makeChoice(sourceLabels())),
+      m_status(makeChoice(statusLabels())),
+      m_purpose(makeInput(u"例如：完成后可以合并代码"_s)),
+      m_currentState(makeInput(u"当前进展（可选）"_s)),
+      m_waitingReason(makeInput(u"需要你做什么（可选）"_s)),
+      m_fields{{u"标题"_s, m_title},
+               {u"项目"_s, m_project},
+               {u"来源"_s, m_source, false},
+               {u"状态"_s, m_status},
+               {u"目标（一句话）"_s, m_purpose},
+               {u"当前状态"_s, m_currentState},
+               {u"等待原因"_s, m_waitingReason}}
 {
-    setObjectName(u"form"_s);
-    m_cancel->setObjectName(u"form.cancel"_s);
-    m_save->setObjectName(u"form.save"_s);
-    for (const Field &field : std::as_const(m_fields)) {
-        const bool isChoice = field.control == m_source || field.control == m_status;
-        const QString name = QLatin1StringView(field.labelName).chopped(".label"_L1.size());
-        field.control->setObjectName(u"form.%1.%2"_s.arg(name, isChoice ? u"choice"_s : u"input"_s));
+    setStyleSheet(fieldStyle());
+    for (const Field &field : m_fields)
         field.control->setAccessibleName(field.label);
-        if (auto *input = qobject_cast<QLineEdit *>(field.control)) {
-            connect(input, &QLineEdit::textChanged, this, &TaskEditView::updateState);
-            connect(input, &QLineEdit::returnPressed, this, [this] {
-                if (canSave())
-                    save();
-            });
-        }
-    }
-    connect(m_source, &QComboBox::activated, this, [this] { m_hasChosenSource = true; });
-    connect(m_status, &QComboBox::activated, this, [this] { m_hasChosenStatus = true; });
-    connect(m_status, &QComboBox::currentIndexChanged, this, &TaskEditView::updateState);
-    connect(m_cancel, &QAbstractButton::clicked, this, &TaskEditView::closed);
-    connect(m_save, &QAbstractButton::clicked, this, &TaskEditView::save);
+    QPalette palette;
+    palette.setColor(QPalette::PlaceholderText, Theme::text); // a status that is not offered is one all the same
+    m_status->setPalette(palette);
     m_source->setCurrentIndex(static_cast<int>(TaskSource::other));
     m_status->setCurrentIndex(0);
     fill();
-    updateState();
+    connect(m_source, &QComboBox::activated, this, [this] { m_hasChosenSource = true; });
+    connect(m_status, &QComboBox::activated, this, [this] { m_hasChosenStatus = true; });
+    connect(m_status, &QComboBox::currentIndexChanged, this, &TaskEditView::layOut);
+    connect(this, &DrawnView::wished, this, [this](const QString &button) {
+        if (button == u"save")
+            save();
+        else
+            Q_EMIT closed();
+    });
+}
+
+QLineEdit *TaskEditView::makeInput(const QString &placeholder)
+{
+    auto *input = new QLineEdit(this);
+    input->setContextMenuPolicy(Qt::NoContextMenu); // Qt's own is English; its keys work
+    input->setFont(Theme::widgetFont(fieldTextStyle));
+    input->setPlaceholderText(placeholder);
+    connect(input, &QLineEdit::textChanged, this, &TaskEditView::layOut);
+    connect(input, &QLineEdit::returnPressed, this, [this] {
+        if (canSave())
+            save();
+    });
+    return input;
+}
+
+QComboBox *TaskEditView::makeChoice(const QStringList &labels)
+{
+    auto *choice = new QComboBox(this);
+    choice->setFont(Theme::widgetFont(fieldTextStyle));
+    choice->addItems(labels);
+    choice->installEventFilter(this);
+    return choice;
+}
+
+bool TaskEditView::eventFilter(QObject *choice, QEvent *event)
+{
+    if (event->type() != QEvent::Wheel)
+        return DrawnView::eventFilter(choice, event);
+    event->ignore();
+    return true;
 }
 
 void TaskEditView::fill()
@@ -135,10 +166,9 @@ void TaskEditView::fill()
     if (m_hasChosenStatus)
         return;
     const auto offered = std::ranges::find(offeredStatuses, m_editing->status);
-    m_status->setOtherText(statusLabel(m_editing->status));
+    m_status->setPlaceholderText(statusLabel(m_editing->status)); // while no offered one is chosen
     m_status->setCurrentIndex(offered == offeredStatuses.end() ? -1
                                                                : static_cast<int>(offered - offeredStatuses.begin()));
-    m_status->update();
 }
 
 void TaskEditView::fill(QLineEdit *input, const QString &text)
@@ -200,66 +230,48 @@ void TaskEditView::save()
     Q_EMIT closed();
 }
 
-void TaskEditView::updateState()
+void TaskEditView::layOut()
 {
     const bool isWaiting = m_status->currentIndex() == 0;
     m_waitingReason->setVisible(isWaiting);
-    m_save->setEnabled(canSave());
-    DrawnButton::Look look = saveLook;
-    if (!canSave())
-        look.fill = Theme::faded(Theme::secondary, disabledSaveOpacity);
-    m_save->setLook(look);
-    if (width() > 0)
-        layOut(width());
-    redraw();
-}
-
-// Visits every field that is shown, with the boxes of its label and its control. The y below the last one.
-double TaskEditView::walkFields(
-    double width, const std::function<void(const Field &, const QRectF &label, const QRectF &control)> &visit)
-{
-    double y = formPadding + Theme::face(formHeadingStyle).lineHeight + formGap;
-    const double inside = width - 2 * formPadding;
-    const double labelHeight = Theme::face(formLabelStyle).lineHeight;
-    const double fieldHeight = labelHeight + formLabelGap + TextField::height;
+    Drawing drawing;
+    const double inside = width() - 2 * formPadding;
+    HStack heading(0);
+    heading.text(m_editing ? u"编辑任务"_s : u"登记任务"_s, formHeadingStyle);
+    heading.spacer();
+    heading.button({.name = u"cancel"_s, .text = u"取消"_s, .look = cancelLook});
+    double y = heading.place(drawing, {formPadding, formPadding}, inside).bottom() + formGap;
     for (qsizetype i = 0; i < m_fields.size(); ++i) {
         const Field &field = m_fields.at(i);
-        if (field.control->isHidden() && field.control == m_waitingReason)
+        if (field.control == m_waitingReason && !isWaiting)
             continue;
         const bool sharesRow = i + 1 < m_fields.size() && !m_fields.at(i + 1).isInOwnRow;
         const bool isChoice = qobject_cast<QComboBox *>(field.control) != nullptr;
         const double left = field.isInOwnRow ? formPadding : formPadding + inside - choiceWidth;
-        const double fieldWidth = isChoice ? choiceWidth : inside - (sharesRow ? choiceWidth + columnGap : 0);
-        visit(field, {left, y, fieldWidth, labelHeight},
-              {left, y + labelHeight + formLabelGap, fieldWidth, double(TextField::height)});
+        const double room = isChoice ? choiceWidth : inside - (sharesRow ? choiceWidth + columnGap : 0);
+        const double top = drawing.addText({left, y}, layText(field.label, formLabelStyle, room)) + formLabelGap;
+        field.control->setGeometry(QRectF(left, top, room, fieldHeight).toAlignedRect());
         if (!sharesRow)
-            y += fieldHeight + formGap;
+            y = top + fieldHeight + formGap;
     }
-    return y;
+    Drawing::Button save{.name = u"save"_s, .text = m_editing ? u"保存"_s : u"登记"_s, .look = saveLook};
+    save.isEnabled = canSave();
+    if (!save.isEnabled)
+        save.look.fill = Theme::faded(Theme::secondary, disabledSaveOpacity);
+    drawing.addButton(save, {formPadding, y}, composeButton(save, inside));
+    setDrawing(std::move(drawing));
 }
 
-int TaskEditView::layOut(int width)
+void TaskEditView::resizeEvent(QResizeEvent * /*event*/)
 {
-    const QSizeF cancel = m_cancel->exactSize();
-    const double headerHeight = Theme::face(formHeadingStyle).lineHeight;
-    m_cancel->placeAt(
-        {{width - formPadding - cancel.width(), formPadding + (headerHeight - cancel.height()) / 2}, cancel});
-    const double y = walkFields(width, [](const Field &field, const QRectF &, const QRectF &control) {
-        field.control->setGeometry(control.toAlignedRect());
-    });
-    const QSizeF save(width - 2 * formPadding, m_save->exactSize().height());
-    m_save->placeAt({{formPadding, y}, save});
-    return static_cast<int>(std::lround(y + save.height() + formPadding));
+    place(geometry());
+    layOut();
 }
 
-void TaskEditView::compose(Drawing &drawing)
+bool TaskEditView::isTouched() const
 {
-    TextBlock heading = layText(m_editing ? u"编辑任务"_s : u"登记任务"_s, formHeadingStyle, width());
-    drawing.add("heading", {{formPadding, formPadding}, heading.size}, std::move(heading.content));
-    walkFields(width(), [&](const Field &field, const QRectF &label, const QRectF &) {
-        TextBlock text = layText(field.label, formLabelStyle, label.width());
-        drawing.add(field.labelName, {label.topLeft(), text.size}, std::move(text.content));
-    });
+    const QList<const QLineEdit *> inputs{m_title, m_project, m_purpose, m_currentState, m_waitingReason};
+    return m_hasChosenSource || m_hasChosenStatus || std::ranges::any_of(inputs, &QLineEdit::isModified);
 }
 
 void TaskEditView::focusLastField()
@@ -268,14 +280,15 @@ void TaskEditView::focusLastField()
     (last && last->isVisible() ? last : m_title)->setFocus(Qt::OtherFocusReason);
 }
 
-QList<QWidget *> TaskEditView::tabOrder() const
+QList<QWidget *> TaskEditView::tabOrder()
 {
-    QList<QWidget *> controls;
+    QList<QWidget *> order;
     for (const Field &field : m_fields)
-        controls.append(field.control);
-    controls << m_save << m_cancel;
-    controls.removeIf([](const QWidget *control) { return control->isHidden() || !control->isEnabled(); });
-    return controls;
+        order.append(field.control);
+    const QList<QWidget *> buttons = controls(); // "取消" first
+    order += buttons.sliced(1) + buttons.first(1);
+    order.removeIf([](const QWidget *control) { return control->isHidden(); });
+    return order;
 }
 
 void TaskEditView::keyPressEvent(QKeyEvent *event)

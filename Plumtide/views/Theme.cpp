@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QFontDatabase>
+#include <QFontMetricsF>
 #include <QStringList>
 #include <QToolTip>
 
@@ -33,16 +34,18 @@ const QStringList &families(TextStyle::Design design)
     return design == TextStyle::Design::Serif ? serif : sans;
 }
 
-QFont makeFont(const TextStyle &style, double scale)
+// In pixels. Qt 6.4 rounds sizes to whole ones, and thickens the stems of small fonts: this is twice an ordinary
+// text's.
+constexpr int baseSize = 25;
+
+QFont makeFont(const TextStyle &style, int pixels)
 {
     QFont font(families(style.design));
     font.setStyleHint(style.design == TextStyle::Design::Serif ? QFont::Serif : QFont::SansSerif);
-    font.setPixelSize(static_cast<int>(std::lround(style.size / scale)));
-    font.setWeight(style.weight);
+    font.setPixelSize(pixels);
+    font.setWeight(style.weight > QFont::Medium ? QFont::Bold : QFont::Normal); // most machines have these two
     // Letters keep their widths at every scale, and a text its line breaks.
     font.setHintingPreference(QFont::PreferNoHinting);
-    if (style.letterSpacing != 0)
-        font.setLetterSpacing(QFont::AbsoluteSpacing, style.letterSpacing / scale);
     return font;
 }
 
@@ -74,22 +77,25 @@ QColor Theme::faded(QColor color, double opacity)
 
 const Theme::Face &Theme::face(const TextStyle &style)
 {
-    using Key = std::tuple<double, int, TextStyle::Design, double>;
+    using Key = std::tuple<double, bool, TextStyle::Design>;
     static std::map<Key, Face> faces;
-    const Key key{style.size, style.weight, style.design, style.letterSpacing};
+    const Key key{style.size, style.weight > QFont::Medium, style.design};
     const auto known = faces.find(key);
     if (known != faces.end())
         return known->second;
-    const QFont font = makeFont(style, Face::scale);
+    const QFont font = makeFont(style, baseSize);
     const QFontMetricsF metrics(font);
-    const double ascent = std::nearbyint(metrics.ascent() * Face::scale);
-    const double height = ascent + std::nearbyint(metrics.descent() * Face::scale);
-    return faces.emplace(key, Face{font, metrics, ascent, height}).first->second;
+    const double scale = style.size / baseSize;
+    // Metrics come in 64ths of a pixel: what is half a pixel but for that counts down.
+    const auto whole = [scale](double metric) { return std::round(metric * scale - 0.01); };
+    const double ascent = whole(metrics.ascent());
+    const double height = ascent + whole(metrics.descent());
+    return faces.emplace(key, Face{font, scale, ascent, height}).first->second;
 }
 
 QFont Theme::widgetFont(const TextStyle &style)
 {
-    return makeFont(style, 1);
+    return makeFont(style, static_cast<int>(std::lround(style.size)));
 }
 
 void Theme::setPalette()

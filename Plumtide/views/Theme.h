@@ -4,7 +4,6 @@
 
 #include <QColor>
 #include <QFont>
-#include <QFontMetricsF>
 #include <QString>
 
 /// A text's look. Two weights exist on most machines: regular and medium come out alike, as do semibold and bold.
@@ -17,6 +16,8 @@ struct TextStyle
     QColor color;
     Design design = Design::Sans;
     double letterSpacing = 0; ///< Logical pixels after each letter.
+
+    bool operator==(const TextStyle &) const = default;
 };
 
 /// The one home of colours and fonts: a warm light palette that does not follow the desktop's.
@@ -46,23 +47,14 @@ public:
     /// `color` at `opacity` (0 to 1) of what it has.
     [[nodiscard]] static QColor faded(QColor color, double opacity);
 
-    /// A font and what it measures, all in logical pixels. A line's height is its font's rounded ascent and descent,
-    /// so that stacks of lines stay on whole pixels.
+    /// A font at its base size, and what it measures at the style's size, in logical pixels. A line's height is its
+    /// font's rounded ascent and descent, so that stacks of lines stay on whole pixels.
     struct Face
     {
-        /// To be painted at `scale`: Qt 6.4 rounds fonts to whole pixels, and thickens the stems of small ones.
-        QFont font;
-        QFontMetricsF metrics; ///< Of `font`, unscaled.
-        double ascent;         ///< Whole.
-        double lineHeight;     ///< Whole.
-
-        static constexpr double scale = 0.5;
-
-        [[nodiscard]] double advance(const QString &text) const { return metrics.horizontalAdvance(text) * scale; }
-        [[nodiscard]] QString elided(const QString &text, double width) const
-        {
-            return metrics.elidedText(text, Qt::ElideRight, width / scale);
-        }
+        QFont font;        ///< One of three, so that few fonts are loaded; without the letter spacing.
+        double scale;      ///< From the base size to the style's, when it is painted.
+        double ascent;     ///< Whole.
+        double lineHeight; ///< Whole.
     };
     [[nodiscard]] static const Face &face(const TextStyle &style); ///< Made once for each style.
     [[nodiscard]] static QFont widgetFont(const TextStyle &style); ///< For a widget of Qt; in whole pixels.

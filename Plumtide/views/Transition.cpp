@@ -7,44 +7,38 @@
 
 namespace {
 
-constexpr std::chrono::milliseconds duration{150};
-
-QEasingCurve easeInOut()
-{
-    QEasingCurve curve(QEasingCurve::BezierSpline);
-    curve.addCubicBezierSegment(QPointF(0.42, 0), QPointF(0.58, 1), QPointF(1, 1));
-    return curve;
-}
+constexpr std::chrono::milliseconds transitionTime{150};
 
 } // namespace
 
-Transition::Transition(std::function<void()> moved)
+Transition::Transition(QObject *parent) : QVariantAnimation(parent)
 {
-    m_animation.setEasingCurve(easeInOut());
-    QObject::connect(&m_animation, &QVariantAnimation::valueChanged, &m_animation,
-                     [this, moved = std::move(moved)](const QVariant &value) {
-                         if (m_animation.state() != QAbstractAnimation::Running)
-                             return; // it tells of new ends, too
-                         m_amount = value.toDouble();
-                         moved();
-                     });
+    QEasingCurve easeInOut(QEasingCurve::BezierSpline);
+    easeInOut.addCubicBezierSegment({0.42, 0}, {0.58, 1}, {1, 1});
+    setEasingCurve(easeInOut);
+    setDuration(static_cast<int>(transitionTime.count()));
 }
 
-void Transition::animateTo(bool isOpen)
+void Transition::set(bool isOpen, bool isAnimated)
 {
     if (m_isOpen == isOpen)
         return;
     m_isOpen = isOpen;
-    m_animation.stop();
-    m_animation.setStartValue(m_amount);
-    m_animation.setEndValue(isOpen ? 1.0 : 0.0);
-    m_animation.setDuration(static_cast<int>(duration.count()));
-    m_animation.start();
+    stop();
+    if (isAnimated) {
+        setStartValue(m_amount);
+        setEndValue(isOpen ? 1.0 : 0.0);
+        start();
+    } else {
+        m_amount = isOpen ? 1 : 0;
+    }
+    Q_EMIT moved();
 }
 
-void Transition::jumpTo(bool isOpen)
+void Transition::updateCurrentValue(const QVariant &value)
 {
-    m_animation.stop();
-    m_isOpen = isOpen;
-    m_amount = isOpen ? 1 : 0;
+    if (state() != Running)
+        return; // it tells of new ends, too
+    m_amount = value.toDouble();
+    Q_EMIT moved();
 }

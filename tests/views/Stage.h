@@ -208,6 +208,7 @@ protected:
         m_view->setFocus(Qt::OtherFocusReason); // as the program does
     }
     Q_INVOKABLE void filter(const QString &to) { m_store->setSourceFilter(taskSourceFrom(to)); }
+    Q_INVOKABLE void open(const QString &line) { static_cast<PanelView *>(m_view.get())->showLine(line); }
     Q_INVOKABLE void toggle(const QString &to) { static_cast<PanelView *>(m_view.get())->setMiniBoardOn(to == u"on"); }
     Q_INVOKABLE void pass(const QString &minutes) { m_home.now = m_home.now.addSecs(60 * minutes.toInt()); }
     Q_INVOKABLE void sweep(const QString &) { m_store->sweep(); }
