@@ -133,7 +133,7 @@ void DrawnView::paintEvent(QPaintEvent *event)
     m_drawing.paint(painter, QRectF(event->rect()).translated(-m_box.topLeft()), opacity);
     if (!m_showsFocus || !hasFocus())
         return;
-    constexpr double out = ringGap + ringWidth / 2;
+    const double out = (isButton ? ringGap : 2 * ringGap) + ringWidth / 2; // further from a row's dot and time
     painter.setPen(QPen(Theme::faded(Theme::accent, 0.8), ringWidth));
     painter.setBrush(Qt::NoBrush);
     painter.drawRoundedRect(QRectF({0, 0}, m_box.size()).adjusted(-out, -out, out, out), radius() + out,

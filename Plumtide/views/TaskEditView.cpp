@@ -38,7 +38,7 @@ QString fieldStyle()
            "QComboBox { padding: 0px 7px; }"
            "QLineEdit:focus { border: 2px solid %3; padding: 0px 5px; }"
            "QComboBox:focus { border: 2px solid %3; padding: 0px 6px; }"
-           "QComboBox::drop-down { border: none; width: 18px; }"
+           "QComboBox::drop-down { border: none; width: 24px; }"
            "QComboBox::down-arrow { image: url(:/icons/chevron-down.svg); width: 9px; height: 9px; }"_s.arg(
                Theme::card.name(), Theme::fieldBorder.name(), Theme::faded(Theme::accent, 0.8).name(QColor::HexArgb));
 }
