@@ -40,7 +40,7 @@ void TaskLines::take(const Edit &edit)
         return;
     }
     const AgentTask before = std::exchange(m_lines[edit.place], edit.line);
-    m_projects[before.project].from = never;
+    m_projects[before.project].from = m_from = never;
     if (before.project != edit.line.project)
         fileAnew();
 }
@@ -55,7 +55,7 @@ void TaskLines::setSourceFilter(std::optional<TaskSource> source)
 {
     m_sourceFilter = source;
     for (Project &project : m_projects)
-        project.from = never;
+        project.from = m_from = never;
 }
 
 std::optional<AgentTask> TaskLines::firstWaiting(const QDateTime &now) const
@@ -77,16 +77,18 @@ QList<AgentTask> TaskLines::tasks(AgentTaskStatus in, const QDateTime &now) cons
 
 TaskLines::Sections TaskLines::sections(const QDateTime &now) const
 {
-    std::vector<const Project *> shown;
+    using Place = std::tuple<bool, qint64, const Project *>; // by which they are sorted, near each other in memory
+    std::vector<Place> shown;
     for (const Project &project : projects(now)) {
         if (!project.group.lines.isEmpty())
-            shown.push_back(&project);
+            shown.emplace_back(!project.isUrgent, -project.newest, &project);
     }
-    std::ranges::sort(shown, {}, [](const Project *project) {
-        return std::tuple<bool, qint64, const QString &>(!project->isUrgent, -project->newest, project->group.name);
+    std::ranges::sort(shown, [](const Place &a, const Place &b) {
+        const auto rank = [](const Place &place) { return std::pair(std::get<0>(place), std::get<1>(place)); };
+        return rank(a) != rank(b) ? rank(a) < rank(b) : std::get<2>(a)->group.name < std::get<2>(b)->group.name;
     });
     Sections sections;
-    for (const Project *project : shown)
+    for (const auto &[isCalm, age, project] : shown)
         sections[static_cast<std::size_t>(project->section)].append(project->group);
     return sections;
 }
@@ -99,7 +101,7 @@ void TaskLines::file(qsizetype place)
     Project &project = m_projects[line.project];
     project.places.append(place);
     project.group.name = line.project;
-    project.from = never;
+    project.from = m_from = never;
 }
 
 void TaskLines::fileAnew()
@@ -154,22 +156,27 @@ TaskLines::Project TaskLines::made(const Project &before, const QDateTime &now) 
 const QHash<QString, TaskLines::Project> &TaskLines::projects(const QDateTime &now) const
 {
     const qint64 time = now.toMSecsSinceEpoch();
+    if (time > m_from && time <= m_until)
+        return m_projects;
+    m_from = longAgo;
+    m_until = never;
+    m_total = {};
     for (Project &project : m_projects) {
         if (time <= project.from || time > project.until)
             project = made(project, now);
+        m_from = std::max(m_from, project.from);
+        m_until = std::min(m_until, project.until);
+        m_total.urgent += project.counts.urgent;
+        m_total.idle += project.counts.idle;
+        for (const AgentTaskStatus status : allAgentTaskStatuses)
+            m_total.lines[at(status)] += project.counts.lines[at(status)];
+        m_total.first = std::min(m_total.first, project.counts.first);
     }
     return m_projects;
 }
 
-TaskLines::Counts TaskLines::total(const QDateTime &now) const
+const TaskLines::Counts &TaskLines::total(const QDateTime &now) const
 {
-    Counts total;
-    for (const Project &project : projects(now)) {
-        total.urgent += project.counts.urgent;
-        total.idle += project.counts.idle;
-        for (const AgentTaskStatus status : allAgentTaskStatuses)
-            total.lines[at(status)] += project.counts.lines[at(status)];
-        total.first = std::min(total.first, project.counts.first);
-    }
-    return total;
+    (void)projects(now);
+    return m_total;
 }

@@ -28,6 +28,12 @@ public:
     /// Of the first line with this id; one past the last line when there is none.
     [[nodiscard]] qsizetype placeOf(const QString &id) const { return m_places.value(id, m_lines.size()); }
 
+    [[nodiscard]] std::optional<AgentTask> line(const QString &id) const
+    {
+        const qsizetype place = placeOf(id);
+        return place < m_lines.size() ? std::optional(m_lines.at(place)) : std::nullopt;
+    }
+
     [[nodiscard]] std::optional<TaskSource> sourceFilter() const { return m_sourceFilter; }
     void setSourceFilter(std::optional<TaskSource> source);
     [[nodiscard]] int urgentCount(const QDateTime &now) const { return total(now).urgent; }
@@ -72,10 +78,14 @@ private:
     void fileAnew();
     [[nodiscard]] Project made(const Project &before, const QDateTime &now) const;
     [[nodiscard]] const QHash<QString, Project> &projects(const QDateTime &now) const;
-    [[nodiscard]] Counts total(const QDateTime &now) const;
+    [[nodiscard]] const Counts &total(const QDateTime &now) const;
 
     QList<AgentTask> m_lines;
     QHash<QString, qsizetype> m_places; // of the first line with an id
     std::optional<TaskSource> m_sourceFilter;
     mutable QHash<QString, Project> m_projects; // by name
+    // Of all projects.
+    mutable Counts m_total;
+    mutable qint64 m_from = longAgo;
+    mutable qint64 m_until = never;
 };

@@ -53,6 +53,7 @@ public:
 
     [[nodiscard]] const QList<AgentTask> &tasks() const { return m_board.lines(); } ///< All lines, in stored order.
     void setTasks(QList<AgentTask> tasks);
+    [[nodiscard]] std::optional<AgentTask> task(const QString &id) const { return m_board.line(id); }
     [[nodiscard]] std::optional<TaskSource> sourceFilter() const { return m_board.sourceFilter(); } ///< Absent: all.
     void setSourceFilter(std::optional<TaskSource> source);
     [[nodiscard]] bool hasSeenClaudeEvent() const { return m_hasSeenClaudeEvent; }

@@ -114,30 +114,41 @@ void BoardView::refresh(const QDateTime &now)
     focusArea(first, now);
     ++m_round;
     const auto sections = m_store.sections();
+    std::size_t count = 0;
     for (std::size_t i = 0; i < sections.size(); ++i) {
-        const qsizetype before = m_sections[i].size();
-        m_sections[i].clear();
+        const QList<ProjectCardView *> before = std::exchange(m_sections[i], {});
         for (const ProjectGroup &group : sections[i]) {
             // The line in the focus card is not listed a second time.
             const QString excludeID = first && first->project == group.name ? first->id : QString();
             if (!excludeID.isEmpty() && group.lines.size() == 1)
                 continue;
-            std::unique_ptr<ProjectCardView> &card = m_cards[group.name];
-            if (!card)
-                card = std::make_unique<ProjectCardView>();
+            ProjectCardView *card = before.value(m_sections[i].size());
+            if (!card || card->name() != group.name) { // it has another place than before
+                std::unique_ptr<ProjectCardView> &known = m_cards[group.name];
+                if (!known)
+                    known = std::make_unique<ProjectCardView>();
+                card = known.get();
+            }
             card->setGroup(group, excludeID, now);
             card->round = m_round;
-            m_sections[i].append(card.get());
+            m_sections[i].append(card);
         }
-        if (m_sections[i].size() != before)
+        count += static_cast<std::size_t>(m_sections[i].size());
+        if (m_sections[i].size() != before.size())
             m_headings[i]->setDrawing(composeHeading(allProjectSections[i], m_sections[i].size()));
     }
-    std::erase_if(m_cards, [this](const auto &card) { return card.second->round != m_round; });
+    if (count < m_cards.size())
+        std::erase_if(m_cards, [this](const auto &card) { return card.second->round != m_round; });
     layOut();
 }
 
 void BoardView::layOut()
 {
+    QStringList moving; // the projects of rows that are not folded
+    for (const Transition *transition : std::as_const(m_motions)) {
+        if (const std::optional<AgentTask> line = m_store.task(transition->objectName()))
+            moving.append(line->project);
+    }
     m_items.clear();
     const double inside = width() - 2 * boardPaddingX;
     double y = boardPaddingY;
@@ -159,7 +170,7 @@ void BoardView::layOut()
         add(Item::Kind::Heading, m_headings[i]);
         m_items.back().index = static_cast<qsizetype>(i);
         for (ProjectCardView *card : std::as_const(m_sections[i]))
-            y = layOutCard(*card, y + sectionGap);
+            y = layOutCard(*card, y + sectionGap, moving.contains(card->name()));
     }
     resize(width(), static_cast<int>(y) + boardPaddingY);
     m_bannerView->setVisible(m_banner.isShown()); // only now: the focus goes from what is hidden to a neighbour
@@ -168,10 +179,10 @@ void BoardView::layOut()
     showNear();
 }
 
-double BoardView::layOutCard(ProjectCardView &card, double y)
+double BoardView::layOutCard(ProjectCardView &card, double y, bool hasMotion)
 {
     const QRectF room(boardPaddingX, y, width() - 2 * boardPaddingX, 0);
-    const std::size_t cardIndex = m_items.size();
+    card.itemIndex = m_items.size();
     m_items.push_back({.kind = Item::Kind::Card, .box = room, .card = &card});
     const Transition *folding = card.canFold() ? motion(cardKey(card.name())) : nullptr;
     const double unfolded = !card.canFold() ? 1 : folding ? folding->amount() : 0;
@@ -179,26 +190,28 @@ double BoardView::layOutCard(ProjectCardView &card, double y)
     const qsizetype count = activeCount + (unfolded > 0 ? card.quietLines().size() : 0);
     double top = y + card.linesTop();
     double activeEnd = top;
+    const double left = room.left() + card.left();
+    const double lineWidth = card.lineWidth(room.width());
+    const int folded = LineRowView::foldedHeight();
     for (qsizetype i = 0; i < count; ++i) {
         top += ProjectCardView::gap;
-        const QRectF box(room.left() + card.left(), top, card.lineWidth(room.width()), rowHeight(card, i));
+        const QRectF box(left, top, lineWidth, hasMotion ? rowHeight(card, i) : folded);
         m_items.push_back({.kind = Item::Kind::Row, .box = box, .card = &card, .index = i});
         top = box.bottom();
         activeEnd = i < activeCount ? top : activeEnd;
     }
     // Lines that are being folded away are cut off where that has got to.
     const double end = std::round(activeEnd + (top - activeEnd) * unfolded);
-    for (std::size_t i = cardIndex + 1; i < m_items.size(); ++i)
+    for (std::size_t i = card.itemIndex + 1; i < m_items.size(); ++i)
         m_items[i].box.setBottom(std::max(m_items[i].box.top(), std::min(m_items[i].box.bottom(), end)));
     double bottom = end;
     if (card.canFold()) {
-        const QRectF box(room.left() + card.left(), end + ProjectCardView::gap, card.lineWidth(room.width()),
-                         ProjectCardView::foldHeight());
+        const QRectF box(left, end + ProjectCardView::gap, lineWidth, ProjectCardView::foldHeight());
         m_items.push_back({.kind = Item::Kind::Fold, .box = box, .card = &card});
         bottom = box.bottom();
     }
-    m_items[cardIndex].box.setHeight(std::round(bottom - y + ProjectCardView::paddingY));
-    return m_items[cardIndex].box.bottom();
+    m_items[card.itemIndex].box.setHeight(std::round(bottom - y + ProjectCardView::paddingY));
+    return m_items[card.itemIndex].box.bottom();
 }
 
 double BoardView::rowHeight(const ProjectCardView &card, qsizetype index)
@@ -350,12 +363,24 @@ std::optional<QRect> BoardView::showLine(const QString &id)
     return rowPlace(id);
 }
 
+qsizetype BoardView::indexOfRow(const QString &id) const
+{
+    const std::optional<AgentTask> line = m_store.task(id);
+    const auto card = line ? m_cards.find(line->project) : m_cards.end();
+    if (card == m_cards.end())
+        return -1;
+    for (std::size_t i = card->second->itemIndex + 1; i < m_items.size() && m_items[i].card == card->second.get();
+         ++i) {
+        if (m_items[i].kind == Item::Kind::Row && card->second->line(m_items[i].index).id == id)
+            return static_cast<qsizetype>(i);
+    }
+    return -1;
+}
+
 std::optional<QRect> BoardView::rowPlace(const QString &id) const
 {
-    const auto at = std::ranges::find_if(m_items, [&](const Item &item) {
-        return item.kind == Item::Kind::Row && item.card->line(item.index).id == id;
-    });
-    return at == m_items.end() ? std::nullopt : std::optional(at->box.toRect());
+    const qsizetype index = indexOfRow(id);
+    return index < 0 ? std::nullopt : std::optional(m_items[static_cast<std::size_t>(index)].box.toRect());
 }
 
 QString BoardView::rowAt(QPoint place) const
@@ -369,11 +394,10 @@ qsizetype BoardView::indexOf(const QWidget *control) const
 {
     while (control && control->parentWidget() != this)
         control = control->parentWidget();
-    const auto *row = qobject_cast<const LineRowView *>(control);
-    const auto at = std::ranges::find_if(m_items, [&](const Item &item) {
-        return row ? item.kind == Item::Kind::Row && item.card->line(item.index).id == row->line().id
-                   : item.kind != Item::Kind::Row && viewOf(item) == control;
-    });
+    if (const auto *row = qobject_cast<const LineRowView *>(control))
+        return indexOfRow(row->line().id);
+    const auto at = std::ranges::find_if(
+        m_items, [&](const Item &item) { return item.kind != Item::Kind::Row && viewOf(item) == control; });
     return control && at != m_items.end() ? at - m_items.begin() : -1;
 }
 

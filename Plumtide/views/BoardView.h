@@ -7,9 +7,9 @@
 #include <QWidget>
 
 #include <array>
-#include <map>
 #include <memory>
 #include <tuple>
+#include <unordered_map>
 
 class DrawnView;
 class HooksInstaller;
@@ -73,10 +73,11 @@ private:
     void onboardingBanner();
     void focusArea(const std::optional<AgentTask> &first, const QDateTime &now);
     [[nodiscard]] std::optional<TaskSource> emptyStateHintSource() const;
-    double layOutCard(ProjectCardView &card, double y); // the y below
+    double layOutCard(ProjectCardView &card, double y, bool hasMotion); // the y below
     [[nodiscard]] double rowHeight(const ProjectCardView &card, qsizetype index);
     LineRowView *row(const ProjectCardView &card, qsizetype index);
     [[nodiscard]] DrawnView *viewOf(const Item &item) const; // null while it has none
+    [[nodiscard]] qsizetype indexOfRow(const QString &id) const;
     [[nodiscard]] bool isInUse(const DrawnView *view) const;
     [[nodiscard]] Transition *motion(const QString &key) const; // null: it is folded
     void setOpen(const QString &key, bool isOpen, bool isAnimated);
@@ -90,7 +91,7 @@ private:
     DrawnView *m_focusAreaView;
     std::array<DrawnView *, allProjectSections.size()> m_headings{};
     std::array<QList<ProjectCardView *>, allProjectSections.size()> m_sections; // in order
-    std::map<QString, std::unique_ptr<ProjectCardView>> m_cards;                // by the project
+    std::unordered_map<QString, std::unique_ptr<ProjectCardView>> m_cards;      // by the project
     std::vector<Item> m_items;
     QHash<QString, DrawnView *> m_views; // of rows by their lines, of cards and folds by their names
     QList<Transition *> m_motions;       // of what is not folded, by the same names

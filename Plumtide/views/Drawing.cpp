@@ -43,18 +43,35 @@ QPainterPath roundedPath(const QRectF &box, double radius)
     return path;
 }
 
-// What is seen of a blurred shadow outside of its opaque box, in rings of an even tone, as fine as its tones.
+// What is seen of a blurred shadow around its opaque box: at the edges it fades as a Gaussian blur does, at the corners
+// in circles.
 void paintShadow(QPainter &painter, const QRectF &box, double radius, const Drawing::Shadow &shadow)
 {
-    const QRectF place = box.translated(shadow.offset);
-    const double step = std::max(shadow.deviation / 4, 0.25);
-    const auto grown = [&](double by) {
-        return roundedPath(place.adjusted(-by, -by, by, by), std::max(0.0, radius + by));
-    };
-    for (double out = 3 * shadow.deviation; out > -shadow.offset.y() - step; out -= step) {
-        const double covered = std::erfc((out - step / 2) / shadow.deviation / std::sqrt(2)) / 2;
-        painter.fillPath(grown(out).subtracted(grown(out - step)), Theme::faded(shadow.color, covered));
+    const double reach = radius + 3 * shadow.deviation;
+    QGradientStops stops; // from the corners' centres outwards
+    constexpr int count = 16;
+    for (int i = 0; i <= count; ++i) {
+        const double at = static_cast<double>(i) / count;
+        const double covered = std::erfc((at * reach - radius) / shadow.deviation / std::sqrt(2)) / 2;
+        stops.append({at, Theme::faded(shadow.color, covered)});
     }
+    const QRectF inner = box.translated(shadow.offset).adjusted(radius, radius, -radius, -radius);
+    const double xs[] = {inner.left() - reach, inner.left(), inner.right(), inner.right() + reach};
+    const double ys[] = {inner.top() - reach, inner.top(), inner.bottom(), inner.bottom() + reach};
+    painter.setRenderHint(QPainter::Antialiasing, false); // no seams
+    for (int row = 0; row < 3; ++row) {
+        for (int column = 0; column < 3; ++column) {
+            const QPointF from(column == 0 ? xs[1] : xs[column], row == 0 ? ys[1] : ys[row]);
+            const QPointF away((column - 1) * reach, (row - 1) * reach);
+            QLinearGradient edge(from, from + away);
+            QRadialGradient corner(from, reach);
+            QGradient &fading = row == 1 || column == 1 ? static_cast<QGradient &>(edge) : corner;
+            fading.setStops(stops);
+            if (row != 1 || column != 1)
+                painter.fillRect(QRectF(QPointF(xs[column], ys[row]), QPointF(xs[column + 1], ys[row + 1])), fading);
+        }
+    }
+    painter.setRenderHint(QPainter::Antialiasing);
 }
 
 void paintBox(QPainter &painter, const PixelGrid &grid, const QRectF &exact, const Drawing::Box &box, double opacity)

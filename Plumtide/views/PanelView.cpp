@@ -48,7 +48,7 @@ PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, Q
     setFixedSize(fixedSize);
     setFocusPolicy(Qt::ClickFocus);
     setAttribute(Qt::WA_OpaquePaintEvent);
-    m_header->setDrawing(m_shownHeader.compose(width()));
+    header();
     m_header->place({{0, 0}, m_header->drawing().size});
     setMiniBoardOn(false);
     const int footerHeight = static_cast<int>(m_footer->drawing().size.height());
@@ -98,16 +98,10 @@ void PanelView::refresh()
     keepPlace([this] { m_board->refresh(m_clock()); });
 }
 
-std::optional<AgentTask> PanelView::line(const QString &id) const
-{
-    const auto line = std::ranges::find(m_store.tasks(), id, &AgentTask::id);
-    return line == m_store.tasks().end() ? std::nullopt : std::optional(*line);
-}
-
 // What a button was pressed for.
 void PanelView::act(const QString &button, const QString &id)
 {
-    const std::optional<AgentTask> line = this->line(id);
+    const std::optional<AgentTask> line = m_store.task(id);
     if (button == u"register") {
         edit(std::nullopt);
     } else if (button == u"switch") {
@@ -160,7 +154,7 @@ void PanelView::showLine(const QString &id)
 {
     if (m_editor && !m_editor->isTouched())
         closeEditor();
-    const std::optional<AgentTask> line = this->line(id);
+    const std::optional<AgentTask> line = m_store.task(id);
     if (!line)
         return;
     if (m_store.sourceFilter() && m_store.sourceFilter() != line->source)

@@ -55,7 +55,6 @@ private:
     void edit(const std::optional<AgentTask> &task); // a new one when it is absent
     void closeEditor();
     void showParts(bool isShown);
-    [[nodiscard]] std::optional<AgentTask> line(const QString &id) const;
     void keepPlace(const std::function<void()> &change);
     void bringIntoView(const QString &id);
     void focusOn(QWidget *control, Qt::FocusReason reason);
@@ -64,7 +63,7 @@ private:
     TaskStore &m_store;
     HooksInstaller &m_installer;
     const Clock m_clock;
-    PanelHeader m_shownHeader;
+    std::optional<PanelHeader> m_shownHeader;
     DrawnView *m_header;
     QScrollArea *m_scroll;
     BoardView *m_board;

@@ -30,23 +30,24 @@ constexpr TextStyle summaryStyle{11.5, QFont::Normal, Theme::secondary};
 const Drawing::ButtonLook foldLook{.style = {11, QFont::Normal, Theme::secondary}};
 
 // When the first minute of a line is full: every rule that looks at the time counts whole minutes.
-QDateTime nextChange(const ProjectGroup &group, const QDateTime &now)
+qint64 nextChange(const ProjectGroup &group, qint64 now)
 {
     constexpr qint64 minute = std::chrono::milliseconds(1min).count();
     qint64 next = minute;
     for (const AgentTask &line : group.lines) {
-        const qint64 intoMinute = line.updatedAt.msecsTo(now) % minute;
+        const qint64 intoMinute = (now - line.updatedAt.toMSecsSinceEpoch()) % minute;
         next = std::min(next, intoMinute > 0 ? minute - intoMinute : std::max<qint64>(1, -intoMinute));
     }
-    return now.addMSecs(next);
+    return now + next;
 }
 
 } // namespace
 
 void ProjectCardView::setGroup(const ProjectGroup &group, const QString &excludeID, const QDateTime &now)
 {
-    if (group.revision == m_group.revision && excludeID == m_excludeID && m_now.isValid() && now >= m_now
-        && now < m_validUntil)
+    const qint64 present = now.toMSecsSinceEpoch();
+    if (group.revision == m_group.revision && present >= m_validFrom && present < m_validUntil
+        && excludeID == m_excludeID)
         return;
     const auto drawn = [this] { return std::tuple(m_summary, m_time, m_isUrgent, m_section); };
     const auto before = drawn();
@@ -55,11 +56,15 @@ void ProjectCardView::setGroup(const ProjectGroup &group, const QString &exclude
         m_group.lines.removeIf([&](const AgentTask &line) { return line.id == excludeID; });
     m_excludeID = excludeID;
     m_now = now;
-    m_validUntil = nextChange(m_group, now);
+    m_validFrom = present;
+    m_validUntil = nextChange(m_group, present);
     m_section = m_group.section(now); // the board may show it in another, for the line that is shown elsewhere
     m_time = shortAgo(std::ranges::max(m_group.lines, {}, &AgentTask::updatedAt).updatedAt, now);
     m_isUrgent = m_group.isUrgent();
     m_summary = m_group.lines.size() >= 2 ? m_group.summaryText(now) : QString();
+    m_linesTop = paddingY + Theme::face(nameStyle).lineHeight;
+    if (!m_summary.isEmpty())
+        m_linesTop += gap + Theme::face(summaryStyle).lineHeight;
     const qsizetype quietBefore = m_quietLines.size();
     m_quietLines = m_group.linesOf(LineRank::quiet, now);
     if (m_quietLines.size() != quietBefore)
@@ -87,12 +92,6 @@ double ProjectCardView::left() const
 double ProjectCardView::lineWidth(double width) const
 {
     return std::floor(width - left() - paddingRight);
-}
-
-double ProjectCardView::linesTop() const
-{
-    const double header = paddingY + Theme::face(nameStyle).lineHeight;
-    return m_summary.isEmpty() ? header : header + gap + Theme::face(summaryStyle).lineHeight;
 }
 
 Drawing ProjectCardView::compose(QSizeF size) const
@@ -125,7 +124,8 @@ Drawing ProjectCardView::compose(QSizeF size) const
 
 double ProjectCardView::foldHeight()
 {
-    return Theme::face(foldLook.style).lineHeight;
+    static const double height = Theme::face(foldLook.style).lineHeight;
+    return height;
 }
 
 Drawing ProjectCardView::composeFold(bool isOpen) const

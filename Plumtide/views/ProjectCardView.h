@@ -27,7 +27,7 @@ public:
 
     [[nodiscard]] double left() const; ///< Where its lines begin.
     [[nodiscard]] double lineWidth(double width) const;
-    [[nodiscard]] double linesTop() const; ///< Below the header; the first line is a gap further down.
+    [[nodiscard]] double linesTop() const { return m_linesTop; } ///< The first line is a gap further down.
 
     [[nodiscard]] Drawing compose(QSizeF size) const;     ///< All but the lines and the fold.
     [[nodiscard]] Drawing composeFold(bool isOpen) const; ///< The button "fold", with the project for its subject.
@@ -37,16 +37,19 @@ public:
     bool isDrawn = false;          ///< Set by the board; unset when something else is to be drawn.
     std::optional<bool> drawnFold; ///< The same of the fold: how it was drawn.
     int round = 0;                 ///< Of the board's refreshes, in which it was last on the board.
+    std::size_t itemIndex = 0;     ///< Of its item; those of its lines follow.
 
 private:
     ProjectGroup m_group;
     QString m_excludeID;
     QDateTime m_now;
-    QDateTime m_validUntil; // then time alone changes what is shown
+    qint64 m_validFrom = 0;  // milliseconds
+    qint64 m_validUntil = 0; // then time alone changes what is shown
     ProjectSection m_section = ProjectSection::pending;
     QString m_summary;
     QString m_time; // since the newest change
     bool m_isUrgent = false;
+    double m_linesTop = 0;
     QList<AgentTask> m_activeLines;
     QList<AgentTask> m_quietLines;
 };

@@ -187,11 +187,10 @@ void TaskEditView::followLine()
 {
     if (!m_editing)
         return;
-    const QList<AgentTask> &lines = m_store.tasks();
-    const auto line = std::ranges::find(lines, m_editing->id, &AgentTask::id);
-    if (line == lines.end() || *line == *m_editing)
+    const std::optional<AgentTask> line = m_store.task(m_editing->id);
+    if (!line || line == m_editing)
         return;
-    m_editing = *line;
+    m_editing = line;
     fill();
 }
 

@@ -118,11 +118,6 @@ void Theme::checkFonts()
     static bool isChecked = false;
     if (std::exchange(isChecked, true))
         return;
-    const auto isInstalled = [](const QString &family) { return QFontDatabase::hasFamily(family); };
-    for (const auto design : {TextStyle::Design::Sans, TextStyle::Design::Serif}) {
-        if (std::ranges::any_of(families(design), isInstalled))
-            return;
-    }
     if (QFontDatabase::families(QFontDatabase::SimplifiedChinese).isEmpty())
         std::fputs("Plumtide: 没有找到中文字体，文字可能显示为方框；请安装 fonts-noto-cjk。\n", stderr);
 }
