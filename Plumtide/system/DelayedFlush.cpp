@@ -6,7 +6,7 @@
 #include <QFileInfo>
 
 #include <chrono>
-#include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -34,6 +34,8 @@ void flushFile(const QString &path)
 
 DelayedFlush::DelayedFlush(QStringList paths) : m_paths(std::move(paths))
 {
+    m_pool.setMaxThreadCount(1);
+    m_pool.setExpiryTimeout(0);
     m_timer.setSingleShot(true);
     m_timer.setInterval(std::chrono::seconds(1));
     m_timer.callOnTimeout([this] { startFlushing(); });
@@ -49,33 +51,21 @@ void DelayedFlush::written()
 void DelayedFlush::startFlushing()
 {
     m_timer.stop();
-    if (!m_isLeft)
-        return;
-    if (m_isFlushing) { // a slow disk is still at the last ones
+    if (m_pool.activeThreadCount() > 0) { // a slow disk is still at the last ones
         m_timer.start();
         return;
     }
-    if (m_thread.joinable())
-        m_thread.join();
-    m_isFlushing = true;
-    try {
-        m_thread = std::thread([this] {
-            for (const QString &path : m_paths)
+    if (std::exchange(m_isLeft, false)) {
+        m_pool.start([paths = m_paths] {
+            for (const QString &path : paths)
                 flushFile(path);
-            m_isFlushing = false;
         });
-        m_isLeft = false;
-    } catch (const std::system_error &) { // no thread to be had just now
-        m_isFlushing = false;
-        m_timer.start();
     }
 }
 
 void DelayedFlush::flushNow()
 {
-    if (m_thread.joinable())
-        m_thread.join();
+    m_pool.waitForDone();
     startFlushing();
-    if (m_thread.joinable())
-        m_thread.join();
+    m_pool.waitForDone();
 }

@@ -1,10 +1,8 @@
 #pragma once
 
 #include <QStringList>
+#include <QThreadPool>
 #include <QTimer>
-
-#include <atomic>
-#include <thread>
 
 /// Brings files that are replaced often to the disk, a second after a change and on a thread of its own, so that a
 /// burst of changes costs one wait for the disk a second and the main thread none. A power cut in between costs that
@@ -25,6 +23,5 @@ private:
     const QStringList m_paths;
     QTimer m_timer;
     bool m_isLeft = false; // something that has changed since it was flushed
-    std::thread m_thread;  // of the last flush
-    std::atomic<bool> m_isFlushing = false;
+    QThreadPool m_pool;    // of one thread, which ends with its work
 };

@@ -76,6 +76,8 @@ private:
     double layOutCard(ProjectCardView &card, double y, bool hasMotion); // the y below
     [[nodiscard]] double rowHeight(const ProjectCardView &card, qsizetype index);
     LineRowView *row(const ProjectCardView &card, qsizetype index);
+    [[nodiscard]] int cardWidth() const;
+    [[nodiscard]] static QString cardKey(const QString &project);
     [[nodiscard]] DrawnView *viewOf(const Item &item) const; // null while it has none
     [[nodiscard]] qsizetype indexOfRow(const QString &id) const;
     [[nodiscard]] bool isInUse(const DrawnView *view) const;
