@@ -5,11 +5,14 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <chrono>
-#include <utility>
+#include <system_error>
 
 #include <fcntl.h>
 #include <unistd.h>
+
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -34,10 +37,8 @@ void flushFile(const QString &path)
 
 DelayedFlush::DelayedFlush(QStringList paths) : m_paths(std::move(paths))
 {
-    m_pool.setMaxThreadCount(1);
-    m_pool.setExpiryTimeout(0);
     m_timer.setSingleShot(true);
-    m_timer.setInterval(std::chrono::seconds(1));
+    m_timer.setInterval(1s);
     m_timer.callOnTimeout([this] { startFlushing(); });
 }
 
@@ -51,21 +52,25 @@ void DelayedFlush::written()
 void DelayedFlush::startFlushing()
 {
     m_timer.stop();
-    if (m_pool.activeThreadCount() > 0) { // a slow disk is still at the last ones
+    if (!m_isLeft)
+        return;
+    if (m_flush.valid() && m_flush.wait_for(0s) != std::future_status::ready) { // a slow disk is still at the last ones
         m_timer.start();
         return;
     }
-    if (std::exchange(m_isLeft, false)) {
-        m_pool.start([paths = m_paths] {
-            for (const QString &path : paths)
-                flushFile(path);
-        });
+    try {
+        m_flush = std::async(std::launch::async, [this] { std::ranges::for_each(m_paths, flushFile); });
+        m_isLeft = false;
+    } catch (const std::system_error &) { // no thread to be had just now
+        m_timer.start();
     }
 }
 
 void DelayedFlush::flushNow()
 {
-    m_pool.waitForDone();
-    startFlushing();
-    m_pool.waitForDone();
+    for (int i = 0; i < 2; ++i) {
+        if (m_flush.valid())
+            m_flush.wait();
+        startFlushing();
+    }
 }

@@ -1,8 +1,9 @@
 #pragma once
 
 #include <QStringList>
-#include <QThreadPool>
 #include <QTimer>
+
+#include <future>
 
 /// Brings files that are replaced often to the disk, a second after a change and on a thread of its own, so that a
 /// burst of changes costs one wait for the disk a second and the main thread none. A power cut in between costs that
@@ -22,6 +23,6 @@ public:
 private:
     const QStringList m_paths;
     QTimer m_timer;
-    bool m_isLeft = false; // something that has changed since it was flushed
-    QThreadPool m_pool;    // of one thread, which ends with its work
+    bool m_isLeft = false;     // something that has changed since it was flushed
+    std::future<void> m_flush; // the last one
 };
