@@ -46,7 +46,7 @@ DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, Instance
     connect(&store, &TaskStore::objectWillChange, this, &DesktopShell::scheduleCount);
     showCount();
 
-    connect(m_tray.get(), &TrayItem::clicked, this, [this](QPoint at) { panel().toggle(at); });
+    connect(m_tray.get(), &TrayItem::clicked, this, [this](const QRect &place) { panel().toggle(place); });
     connect(m_tray.get(), &TrayItem::openRequested, this, [this] { openPanel(); });
     connect(m_tray.get(), &TrayItem::quitRequested, this, &DesktopShell::quitRequested);
     connect(m_tray.get(), &TrayItem::miniBoardSwitched, m_miniBoard.get(), &MiniBoardController::setEnabled);

@@ -1,4 +1,5 @@
 #include "Plumtide/PlumtideApp.h"
+#include "Plumtide/desktop/Autostart.h"
 #include "Plumtide/desktop/Display.h"
 #include "Plumtide/desktop/FloatingWindow.h"
 #include "Plumtide/desktop/Instance.h"
@@ -8,6 +9,7 @@
 
 #include <QApplication>
 #include <QFile>
+#include <QSessionManager>
 
 #include <algorithm>
 #include <csignal>
@@ -48,6 +50,9 @@ std::unique_ptr<QCoreApplication> makeApplication(char **argv, bool isWithoutWin
     QApplication::setStyle(QStringLiteral("Fusion"));
     auto application = std::make_unique<QApplication>(argc, argv);
     QGuiApplication::setQuitOnLastWindowClosed(false);
+    // A session that starts what ran at its end would start it beside the user's own entry (KDE 5.27).
+    QObject::connect(application.get(), &QGuiApplication::saveStateRequest, application.get(),
+                     [](QSessionManager &session) { session.setRestartHint(QSessionManager::RestartNever); });
     qCDebug(desktopLog) << "display platform:" << display.platform();
     return application;
 }
@@ -86,7 +91,9 @@ int main(int argc, char **argv)
     if (isResetting)
         return PlumtideApp::resetMiniBoard(instance);
     const bool hasWindows = qobject_cast<QApplication *>(application.get()) != nullptr;
-    if (!instance.claim(hasWindows, token))
+    const bool isBySession =
+        isAsked(Autostart::flag) || isAsked("-session") || qEnvironmentVariableIsSet("DESKTOP_AUTOSTART_ID");
+    if (!instance.claim({.hasWindows = hasWindows, .opensPanel = !isBySession, .token = token}))
         return 0;
     if (hasWindows)
         FloatingWindow::endStartup(token);

@@ -204,12 +204,12 @@ QList<double> openAndOpenAgain(const Size &size, int argc, char **argv)
     PanelWindow *panel = nullptr;
     const Seconds first = timeToPaint([&] {
         panel = scene->makePanel().release();
-        panel->toggle(QPoint(700, 10));
+        panel->toggle(QRect(700, 10, 1, 1));
     });
     panel->hide();
     const qint64 after = Child::ownStatusBytes("RssAnon");
     scene->callTool(3);
-    const Seconds later = timeToPaint([&] { panel->toggle(QPoint(700, 10)); });
+    const Seconds later = timeToPaint([&] { panel->toggle(QRect(700, 10, 1, 1)); });
     return {first.count(), later.count(), static_cast<double>(after - before)};
 }
 

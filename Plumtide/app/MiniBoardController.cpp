@@ -2,6 +2,7 @@
 
 #include "Plumtide/app/Log.h"
 #include "Plumtide/app/MiniBoardWindow.h"
+#include "Plumtide/desktop/FloatingWindow.h"
 #include "Plumtide/system/Defaults.h"
 
 #include <QGuiApplication>
@@ -115,7 +116,7 @@ std::optional<QPoint> MiniBoardController::firstPlace(int height) const
     const QScreen *const screen = QGuiApplication::primaryScreen();
     if (!screen)
         return std::nullopt;
-    const QRect available = screen->availableGeometry();
+    const QRect available = FloatingWindow::workArea(*screen);
     const int top = std::max(0, firstBottom - height); // a taller board starts at the edge
     return QPoint(available.x() + available.width() - firstLeft, available.y() + top);
 }

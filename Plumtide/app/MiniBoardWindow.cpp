@@ -5,18 +5,20 @@
 #include <QGuiApplication>
 #include <QMouseEvent>
 #include <QPainterPath>
+#include <QScreen>
 #include <QTimer>
 #include <QVBoxLayout>
 #include <QWindow>
 
+#include <algorithm>
 #include <utility>
 
 using namespace Qt::StringLiterals;
 
 MiniBoardWindow::MiniBoardWindow(QWidget *content)
     : QWidget(nullptr,
-              Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus
-                  | FloatingWindow::additionalFlags())
+              Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus
+                  | FloatingWindow::flagsAboveOthers())
 {
     setObjectName(u"miniBoardWindow"_s);
     setWindowTitle(u"Plumtide"_s);
@@ -28,6 +30,23 @@ MiniBoardWindow::MiniBoardWindow(QWidget *content)
     column->addWidget(content);
     connect(&m_compositor, &ManagerSelection::changed, this, &MiniBoardWindow::updateShape);
     adjustSize();
+    connect(qApp, &QGuiApplication::screenAdded, this, &MiniBoardWindow::stayInReach, Qt::QueuedConnection);
+    connect(qApp, &QGuiApplication::screenRemoved, this, &MiniBoardWindow::stayInReach, Qt::QueuedConnection);
+}
+
+// Where its screen has gone, it comes to another one until that screen is back; its place stays what the user gave it.
+void MiniBoardWindow::stayInReach()
+{
+    const QRect frame(m_place, size());
+    const auto shows = [&](const QScreen *screen) { return screen->geometry().intersects(frame); };
+    const QScreen *const primary = QGuiApplication::primaryScreen();
+    if (!primary || std::ranges::any_of(QGuiApplication::screens(), shows)) {
+        move(m_place);
+        return;
+    }
+    const QRect room = FloatingWindow::workArea(*primary);
+    move(std::clamp(m_place.x(), room.left(), std::max(room.left(), room.right() + 1 - width())),
+         std::clamp(m_place.y(), room.top(), std::max(room.top(), room.bottom() + 1 - height())));
 }
 
 void MiniBoardWindow::setPlace(QPoint place)
@@ -40,9 +59,10 @@ void MiniBoardWindow::showInFront()
 {
     if (!isVisible()) {
         winId(); // makes the native window
-        FloatingWindow::prepare(*windowHandle(), FloatingWindow::Desktops::All);
+        FloatingWindow::prepare(*windowHandle());
         move(m_place);
         show();
+        FloatingWindow::putOnAllDesktops(*windowHandle());
         QTimer::singleShot(0, this, [this] { // see place()
             if (isVisible() && !m_grip && pos() != m_place)
                 move(m_place);

@@ -42,6 +42,7 @@ protected:
     void hideEvent(QHideEvent *event) override;
 
 private:
+    void stayInReach();
     void updateShape();
     void endDrag();
 

@@ -33,15 +33,16 @@ Edge barEdge(const QRect &screen, const QRect &available)
 
 } // namespace
 
-QPoint panelTopLeft(std::optional<QPoint> at, const QRect &screen, const QRect &available, const QSize &size)
+QPoint panelTopLeft(const QRect &item, const QRect &screen, const QRect &available, const QSize &size)
 {
     const QPoint farthest(available.right() + 1 - size.width(), available.bottom() + 1 - size.height());
-    const Edge edge = at ? barEdge(*at, screen, available) : barEdge(screen, available);
-    // Without a point: horizontal bars have the tray at their right end, vertical ones at their lower end.
-    QPoint place = at ? *at - QPoint(size.width() / 2, size.height() / 2) : farthest;
+    const Edge edge = item.isEmpty() ? barEdge(screen, available) : barEdge(item.center(), screen, available);
+    // Without a place: horizontal bars have the tray at their right end, vertical ones at their lower end.
+    QPoint place = item.isEmpty() ? farthest : item.center() - QPoint(size.width() / 2, size.height() / 2);
+    const bool leavesFree = item.height() > 1 && available.contains(item.center());
     switch (edge) {
-    case Edge::Top: place.setY(available.top()); break;
-    case Edge::Bottom: place.setY(farthest.y()); break;
+    case Edge::Top: place.setY(leavesFree ? item.bottom() + 1 : available.top()); break;
+    case Edge::Bottom: place.setY(leavesFree ? item.top() - size.height() : farthest.y()); break;
     case Edge::Left: place.setX(available.left()); break;
     case Edge::Right: place.setX(farthest.x()); break;
     }

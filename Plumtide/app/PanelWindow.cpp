@@ -13,20 +13,8 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-Qt::WindowFlags panelFlags()
-{
-    const Qt::WindowFlags additional = FloatingWindow::additionalFlags();
-    // A window that bypasses the window manager is in no task bar anyway, and wlroots leaves the keyboard to it only
-    // when its type is an ordinary one.
-    const Qt::WindowFlags type = additional ? Qt::Window : Qt::Tool;
-    return type | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | additional;
-}
-
-} // namespace
-
-PanelWindow::PanelWindow(QWidget *content, Now now) : QWidget(nullptr, panelFlags()), m_now(std::move(now))
+PanelWindow::PanelWindow(QWidget *content, Now now)
+    : QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint), m_now(std::move(now))
 {
     setObjectName(u"panelWindow"_s);
     setWindowTitle(u"Plumtide"_s);
@@ -35,31 +23,40 @@ PanelWindow::PanelWindow(QWidget *content, Now now) : QWidget(nullptr, panelFlag
     column->setContentsMargins(0, 0, 0, 0);
     column->setSizeConstraint(QLayout::SetNoConstraint); // large content scrolls by itself; the panel keeps its size
     column->addWidget(content);
+    connect(&m_presses, &PointerPresses::pressed, this, [this] {
+        if (isVisible() && FloatingWindow::isPointerKnown() && !QApplication::widgetAt(QCursor::pos()))
+            turnAway();
+    });
+    connect(&m_presses, &PointerPresses::released, this, [this] {
+        if (m_lostFocus)
+            m_lostFocus = m_now(); // a click on the tray item ends here
+    });
+    connect(qApp, &QGuiApplication::screenRemoved, this, &QWidget::hide);
 }
 
-void PanelWindow::toggle(std::optional<QPoint> at)
+void PanelWindow::toggle(const QRect &item)
 {
     const bool hasJustClosed = m_lostFocus && m_now() - *m_lostFocus < reopenPause;
     m_lostFocus.reset();
     if (isVisible())
         hide();
     else if (!hasJustClosed)
-        open(at);
+        open(item);
 }
 
-void PanelWindow::open(std::optional<QPoint> at, QByteArray token)
+void PanelWindow::open(const QRect &item, QByteArray token)
 {
     if (token.isEmpty())
         token = qgetenv(FloatingWindow::tokenVariable);
-    if (at)
-        m_lastClick = at;
+    if (!item.isEmpty())
+        m_item = item;
     if (!isVisible()) {
         m_openedAt = m_now();
         m_pointerAtOpening = QCursor::pos();
-        const QPoint place = placeFor(m_lastClick);
-        qCDebug(appLog) << "panel opens at" << place << "after a click at" << m_lastClick.value_or(QPoint());
+        const QPoint place = placeFor(m_item);
+        qCDebug(appLog) << "panel opens at" << place << "for an item at" << m_item;
         winId(); // makes the native window
-        FloatingWindow::prepare(*windowHandle(), FloatingWindow::Desktops::Current, token);
+        FloatingWindow::prepare(*windowHandle(), token);
         move(place);
         show();
         // Qt 6.4 on X11 is now and then told of a move to 0,0 that never was, and believes it for good.
@@ -84,14 +81,14 @@ void PanelWindow::setVisible(bool isVisible)
     m_isHiding = false;
 }
 
-QPoint PanelWindow::placeFor(std::optional<QPoint> at) const
+QPoint PanelWindow::placeFor(QRect item) const
 {
-    const QScreen *screen = at ? QGuiApplication::screenAt(*at) : nullptr;
+    const QScreen *screen = item.isEmpty() ? nullptr : QGuiApplication::screenAt(item.center());
     if (!screen) { // that screen has been unplugged
-        at.reset();
+        item = {};
         screen = QGuiApplication::primaryScreen();
     }
-    return screen ? panelTopLeft(at, screen->geometry(), screen->availableGeometry(), panelSize) : pos();
+    return screen ? panelTopLeft(item, screen->geometry(), FloatingWindow::workArea(*screen), panelSize) : pos();
 }
 
 bool PanelWindow::event(QEvent *event)
@@ -125,16 +122,17 @@ void PanelWindow::closeUnlessBusy()
         keepWhileOpening();
         return;
     }
+    turnAway();
+}
+
+void PanelWindow::turnAway()
+{
     m_lostFocus = m_now();
     hide();
 }
 
 void PanelWindow::keepWhileOpening()
 {
-    // wlroots (seen with sway 1.7) takes the focus back at once from a window that bypasses the window manager, unless
-    // the focus was ours already. Then the panel is there to be clicked, and a second click on the item closes it.
-    if (windowFlags().testFlag(Qt::X11BypassWindowManagerHint))
-        return;
     activateWindow();
     QTimer::singleShot(openingTime, this, [this] {
         if (isVisible() && !isActiveWindow())
@@ -167,6 +165,7 @@ void PanelWindow::keyPressEvent(QKeyEvent *event)
 void PanelWindow::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
+    m_presses.follow(true);
     if (!event->spontaneous())
         Q_EMIT opened();
 }
@@ -174,6 +173,7 @@ void PanelWindow::showEvent(QShowEvent *event)
 void PanelWindow::hideEvent(QHideEvent *event)
 {
     QWidget::hideEvent(event);
+    m_presses.follow(false);
     if (!event->spontaneous())
         Q_EMIT closed();
 }

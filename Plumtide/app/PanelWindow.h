@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Plumtide/desktop/PointerPresses.h"
+
 #include <QPoint>
 #include <QPointer>
 #include <QWidget>
@@ -30,11 +32,12 @@ public:
     /// Takes `content` over; it fills the window. It gets every key first: Escape closes when nobody in it accepts it.
     explicit PanelWindow(QWidget *content, Now now = std::chrono::steady_clock::now);
 
-    /// `at` is where the user clicked, in logical screen pixels. Without one, the last such place counts, or else the
-    /// corner by the desktop's bar. `token` lets the panel take the focus (see FloatingWindow::prepare); without one,
-    /// that counts which Qt has got from the tray. Of an open panel, `open` only brings the focus back.
-    void toggle(std::optional<QPoint> at = {});
-    void open(std::optional<QPoint> at = {}, QByteArray token = {});
+    /// `item` is the tray item's place, in logical screen pixels (see `panelTopLeft`). Without one, the last that was
+    /// known counts, or else the corner by the desktop's bar. `token` lets the panel take the focus (see
+    /// FloatingWindow::prepare); without one, that counts which Qt has got from the tray. Of an open panel, `open` only
+    /// brings the focus back.
+    void toggle(const QRect &item = {});
+    void open(const QRect &item = {}, QByteArray token = {});
     void setVisible(bool isVisible) override;
 
 Q_SIGNALS:
@@ -51,13 +54,15 @@ protected:
 private:
     void closeUnlessBusy();
     void keepWhileOpening();
-    [[nodiscard]] QPoint placeFor(std::optional<QPoint> at) const;
+    void turnAway();
+    [[nodiscard]] QPoint placeFor(QRect item) const;
 
     const Now m_now;
+    PointerPresses m_presses;
     bool m_isHiding = false;
     std::chrono::steady_clock::time_point m_openedAt;
     QPoint m_pointerAtOpening;
-    std::optional<QPoint> m_lastClick;
+    QRect m_item;                                                     // the last place of the tray item
     std::optional<std::chrono::steady_clock::time_point> m_lostFocus; // when it closed for that reason
     QPointer<QWidget> m_awaited; // a popup or dialog of ours; after it, it is to be decided whether the panel closes
 };

@@ -1,9 +1,12 @@
 #include "Plumtide/app/TrayItem.h"
 
 #include "Plumtide/app/TrayIcon.h"
+#include "Plumtide/desktop/FloatingWindow.h"
 
 #include <QCursor>
+#include <QGuiApplication>
 #include <QMenu>
+#include <QScreen>
 #include <QSystemTrayIcon>
 #include <QTimer>
 
@@ -22,6 +25,10 @@ TrayItem::TrayItem(TrayHost &host, QObject *parent) : QObject(parent), m_menu(st
     m_menu->addSeparator();
     connect(m_menu->addAction(u"退出"_s), &QAction::triggered, this, &TrayItem::quitRequested);
     connect(m_menu.get(), &QMenu::aboutToShow, this, &TrayItem::menuOpening);
+    // The tray has announced a window (seen with GNOME 43): if none has come, the pointer need not be busy for it.
+    connect(
+        m_menu.get(), &QMenu::triggered, this,
+        [] { FloatingWindow::endStartup(qgetenv(FloatingWindow::tokenVariable)); }, Qt::QueuedConnection);
 }
 
 TrayItem::~TrayItem() = default;
@@ -31,11 +38,16 @@ void TrayItem::makeIcon()
     m_icon = std::make_unique<QSystemTrayIcon>();
     m_icon->setContextMenu(m_menu.get());
     connect(m_icon.get(), &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
-        if (reason != QSystemTrayIcon::Trigger && reason != QSystemTrayIcon::MiddleClick)
-            return;
         // A StatusNotifier item does not know where it is, but the pointer is on it.
-        const QRect geometry = m_icon->geometry();
-        Q_EMIT clicked(geometry.isEmpty() ? QCursor::pos() : geometry.center());
+        QRect place = m_icon->geometry();
+        const bool isWindow = !place.isEmpty(); // XEmbed, where Qt shows the menu itself
+        if (!isWindow && FloatingWindow::isPointerKnown())
+            place = QRect(QCursor::pos(), QSize(1, 1));
+        if (reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::MiddleClick)
+            Q_EMIT clicked(place);
+        else if (reason == QSystemTrayIcon::Context && !isWindow) // a bar that shows no menus (swaybar 1.7)
+            m_menu->popup(place.isEmpty() ? FloatingWindow::workArea(*QGuiApplication::primaryScreen()).topRight()
+                                          : place.topLeft());
     });
     // The digits' font takes 15 ms to load. The item must not come later to its place in the tray for that.
     m_icon->setIcon(trayIcon(0));

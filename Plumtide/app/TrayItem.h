@@ -3,7 +3,7 @@
 #include "Plumtide/desktop/TrayHost.h"
 
 #include <QObject>
-#include <QPoint>
+#include <QRect>
 
 #include <memory>
 
@@ -32,9 +32,9 @@ public:
     [[nodiscard]] static QString toolTip(int count);
 
 Q_SIGNALS:
-    /// A left or middle click. `at` is the item's middle where the tray tells it, or else the pointer's place; in
-    /// logical screen pixels.
-    void clicked(QPoint at);
+    /// A left or middle click. `place` is the item's where the tray tells it, or else the pointer's, one pixel; empty
+    /// where neither is known. In logical screen pixels.
+    void clicked(const QRect &place);
     void openRequested();
     void miniBoardSwitched(bool isOn);
     void loginStartSwitched(bool isOn);

@@ -81,7 +81,7 @@ struct Entry
 QString programLines(const QString &program)
 {
     const QString name = QString::fromLatin1(QFile::encodeName(program));
-    return u"Exec=%1\nTryExec=%2\n"_s.arg(execArgument(name), escaped(name));
+    return u"Exec=%1 %2\nTryExec=%3\n"_s.arg(execArgument(name), QLatin1StringView(Autostart::flag), escaped(name));
 }
 
 Entry ownEntry(const QString &program)

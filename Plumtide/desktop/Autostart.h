@@ -11,6 +11,8 @@
 class Autostart
 {
 public:
+    static constexpr auto flag = "--at-login"; ///< The entry starts the program with it: no user asks for a window.
+
     /// `entryPath` is the desktop entry, `program` what it starts (see Environment::program).
     Autostart(QString entryPath, QString program);
 

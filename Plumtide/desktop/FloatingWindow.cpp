@@ -2,10 +2,13 @@
 
 #include "Plumtide/desktop/Xcb.h"
 
+#include <QScreen>
+
 #include <algorithm>
 #include <cstring>
+#include <ranges>
 
-void FloatingWindow::prepare(QWindow &window, Desktops desktops, const QByteArray &token)
+void FloatingWindow::prepare(QWindow &window, const QByteArray &token)
 {
     if (!token.isEmpty())
         qputenv(tokenVariable, token);
@@ -17,15 +20,31 @@ void FloatingWindow::prepare(QWindow &window, Desktops desktops, const QByteArra
                                  xcbAtom(connection, "_NET_WM_STATE_SKIP_PAGER")};
     xcb_change_property(connection, XCB_PROP_MODE_APPEND, id, xcbAtom(connection, "_NET_WM_STATE"), XCB_ATOM_ATOM, 32,
                         2, states);
-    if (desktops == Desktops::All) {
-        const uint32_t all = 0xFFFFFFFF; // EWMH
-        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, xcbAtom(connection, "_NET_WM_DESKTOP"),
-                            XCB_ATOM_CARDINAL, 32, 1, &all);
-    }
+    const xcb_atom_t type = xcbAtom(connection, "_NET_WM_WINDOW_TYPE_UTILITY");
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, xcbAtom(connection, "_NET_WM_WINDOW_TYPE"),
+                        XCB_ATOM_ATOM, 32, 1, &type);
     if (!token.isEmpty()) // startup notification of freedesktop.org, 0.1
         xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, xcbAtom(connection, "_NET_STARTUP_ID"),
                             xcbAtom(connection, "UTF8_STRING"), 8, static_cast<uint32_t>(token.size()),
                             token.constData());
+    xcb_flush(connection);
+}
+
+void FloatingWindow::putOnAllDesktops(QWindow &window)
+{
+    xcb_connection_t *const connection = xcbConnection();
+    if (!connection)
+        return;
+    xcb_client_message_event_t event{};
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 32;
+    event.window = static_cast<xcb_window_t>(window.winId());
+    event.type = xcbAtom(connection, "_NET_WM_DESKTOP");
+    event.data.data32[0] = 0xFFFFFFFF; // EWMH
+    event.data.data32[1] = 1;          // an application asks
+    xcb_send_event(connection, 0, xcbRoot(connection),
+                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                   reinterpret_cast<const char *>(&event));
     xcb_flush(connection);
 }
 
@@ -55,10 +74,35 @@ void FloatingWindow::endStartup(const QByteArray &token)
     xcb_flush(connection);
 }
 
-Qt::WindowFlags FloatingWindow::additionalFlags()
+Qt::WindowFlags FloatingWindow::flagsAboveOthers()
 {
-    const bool isWayland = qgetenv("XDG_SESSION_TYPE") == "wayland" || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
-    return isWayland && xcbConnection() ? Qt::X11BypassWindowManagerHint : Qt::WindowFlags();
+    xcb_connection_t *const connection = xcbConnection();
+    if (!connection)
+        return {};
+    const QByteArray supported = xcbProperty(connection, xcbRoot(connection), "_NET_SUPPORTED");
+    const xcb_atom_t above = xcbAtom(connection, "_NET_WM_STATE_ABOVE");
+    const QByteArray manager = xcbProperty(connection, xcbRoot(connection), "_NET_SUPPORTING_WM_CHECK");
+    xcb_window_t check = XCB_WINDOW_NONE;
+    std::memcpy(&check, manager.constData(),
+                std::min<std::size_t>(sizeof check, static_cast<std::size_t>(manager.size())));
+    const bool isKept = std::ranges::any_of(
+        std::views::iota(qsizetype(0), supported.size() / qsizetype(sizeof above)), [&](qsizetype i) {
+            return std::memcmp(supported.constData() + i * qsizetype(sizeof above), &above, sizeof above) == 0;
+        });
+    const bool givesFocus = xcbProperty(connection, check, "_NET_WM_NAME").contains("Marco");
+    return isKept && !givesFocus ? Qt::WindowFlags() : Qt::X11BypassWindowManagerHint;
+}
+
+bool FloatingWindow::isPointerKnown()
+{
+    return qgetenv("XDG_SESSION_TYPE") != "wayland" && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+}
+
+QRect FloatingWindow::workArea(const QScreen &screen)
+{
+    const QRect all = screen.geometry();
+    const QRect left = screen.availableGeometry();
+    return left.width() * 2 > all.width() && left.height() * 2 > all.height() ? left : all;
 }
 
 bool FloatingWindow::isHeldByUser()

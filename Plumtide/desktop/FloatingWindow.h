@@ -1,17 +1,20 @@
 #pragma once
 
+#include <QRect>
 #include <QWindow>
 
 /// Properties of windows that float beside the user's work, for which Qt has no call. All of it does nothing on
 /// platforms other than "xcb". Thread: main thread.
 namespace FloatingWindow {
 
-enum class Desktops { Current, All };
-
 /// To be called before every show of a hidden window: window managers forget these properties when it hides. Keeps
-/// the window out of the task bar and the pager (Qt::Tool alone does not on Xfce). `token`, of the start or the click
-/// that asks for the window, lets it take the focus where the window manager protects that.
-void prepare(QWindow &window, Desktops desktops, const QByteArray &token = {});
+/// the window out of the task bar and the pager, and makes it a utility (`Qt::Tool` would make it a part of another
+/// window, which KWin 5.27 then shows on that one's desktop only). `token`, of the start or the click that asks for the
+/// window, lets it take the focus where the window manager protects that.
+void prepare(QWindow &window, const QByteArray &token = {});
+
+/// To be called after every show. (What the window says before that, xfwm4 4.18 takes for the last desktop.)
+void putOnAllDesktops(QWindow &window);
 
 /// Where Qt keeps the token of a click in the tray, and where it takes one from under Wayland.
 inline constexpr auto tokenVariable = "XDG_ACTIVATION_TOKEN";
@@ -19,9 +22,18 @@ inline constexpr auto tokenVariable = "XDG_ACTIVATION_TOKEN";
 /// What `token` stands for has come to its end: the desktop need not show a busy pointer any longer.
 void endStartup(const QByteArray &token);
 
-/// Flags to be added when the window is made. Inside a Wayland session, the compositor places and stacks an X11
-/// window as it likes and gives it the focus, unless the window bypasses the window manager (seen with sway 1.7).
-[[nodiscard]] Qt::WindowFlags additionalFlags();
+/// Flags to be added when a window is made that stays above the others and never has the focus: it bypasses a window
+/// manager that has no "above" (wlroots, i3), or that gives the focus to whatever is above when another window closes
+/// (marco 1.26).
+[[nodiscard]] Qt::WindowFlags flagsAboveOthers();
+
+/// Whether the pointer's place is to be believed: not in a Wayland session, where an X server hears of the pointer only
+/// while it is over one of its own windows.
+[[nodiscard]] bool isPointerKnown();
+
+/// What the desktop's bars leave of a screen; all of it where what the window manager says cannot be (KWin 5.27 under
+/// Wayland counts in other pixels than the X server, at scale 2).
+[[nodiscard]] QRect workArea(const QScreen &screen);
 
 /// Whether a mouse button, Alt or Super is down, wherever on the screen: so a move that the window manager reports now
 /// is one that the user makes with the mouse. Some window managers report it during the drag, others after its end,

@@ -43,17 +43,18 @@ QDBusMessage ask(const QString &name, const QString &method, const QVariantList 
 
 Instance::Instance(const QString &home, QObject *parent) : QObject(parent), m_name(nameOf(home)) {}
 
-bool Instance::claim(bool hasWindows, const QByteArray &token)
+bool Instance::claim(const Wish &wish)
 {
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected())
         return true;
-    m_hasWindows = hasWindows;
+    m_hasWindows = wish.hasWindows;
     bus.registerObject(objectPath, this, QDBusConnection::ExportScriptableInvokables);
     for (const QDeadlineTimer deadline(patience); !deadline.hasExpired(); QThread::msleep(20)) {
         if (bus.registerService(m_name))
             return true;
-        const QDBusReply<QString> answer = ask(m_name, u"Start"_s, {hasWindows, QString::fromUtf8(token)});
+        const QDBusReply<QString> answer =
+            ask(m_name, u"Start"_s, {wish.hasWindows, wish.opensPanel, QString::fromUtf8(wish.token)});
         qCDebug(desktopLog) << "another Plumtide:" << answer.value() << answer.error();
         if (answer.isValid() && answer.value() != ends) {
             if (answer.value() == runs)
@@ -69,10 +70,11 @@ bool Instance::resetMiniBoard() const
     return ask(m_name, u"ResetMiniBoard"_s, {}).type() == QDBusMessage::ReplyMessage;
 }
 
-QString Instance::Start(bool hasWindows, const QString &token)
+QString Instance::Start(bool hasWindows, bool opensPanel, const QString &token)
 {
     if (m_hasWindows) {
-        Q_EMIT openRequested(token.toUtf8());
+        if (opensPanel)
+            Q_EMIT openRequested(token.toUtf8());
         return opens;
     }
     if (!hasWindows)

@@ -19,15 +19,22 @@ public:
 
     explicit Instance(const QString &home, QObject *parent = nullptr);
 
-    /// Becomes the program of the home. False when there is one that goes on; it has been asked to open its panel, with
-    /// `token`, which lets a window take the focus. One without windows ends for one that `hasWindows`.
-    [[nodiscard]] bool claim(bool hasWindows, const QByteArray &token);
+    struct Wish
+    {
+        bool hasWindows = false;
+        bool opensPanel = true; ///< False where the session has started this one, and not the user.
+        QByteArray token = {};  ///< Lets a window take the focus.
+    };
+    /// Becomes the program of the home. False when there is one that goes on; it has heard the wish. One without
+    /// windows ends for one that has some.
+    [[nodiscard]] bool claim(const Wish &wish);
 
     /// Asks the running program to put the mini board back to its first place. False when there is none.
     [[nodiscard]] bool resetMiniBoard() const;
 
     // What another start asks for on the bus.
-    Q_SCRIPTABLE QString Start(bool hasWindows, const QString &token); ///< What becomes of this one.
+    /// What becomes of this one.
+    Q_SCRIPTABLE QString Start(bool hasWindows, bool opensPanel, const QString &token);
     Q_SCRIPTABLE void ResetMiniBoard();
 
 Q_SIGNALS:

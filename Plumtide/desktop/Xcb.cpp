@@ -20,3 +20,13 @@ xcb_atom_t xcbAtom(xcb_connection_t *connection, const QByteArray &name)
     const XcbReply<xcb_intern_atom_reply_t> reply{xcb_intern_atom_reply(connection, question, nullptr)};
     return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
 }
+
+QByteArray xcbProperty(xcb_connection_t *connection, xcb_window_t window, const QByteArray &name)
+{
+    const auto question =
+        xcb_get_property(connection, 0, window, xcbAtom(connection, name), XCB_GET_PROPERTY_TYPE_ANY, 0, 4096);
+    const XcbReply<xcb_get_property_reply_t> reply{xcb_get_property_reply(connection, question, nullptr)};
+    if (!reply)
+        return {};
+    return {static_cast<const char *>(xcb_get_property_value(reply.get())), xcb_get_property_value_length(reply.get())};
+}

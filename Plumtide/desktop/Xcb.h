@@ -23,5 +23,8 @@ using XcbReply = std::unique_ptr<T, XcbFree>;
 /// The root window of the first screen, the only one that Qt uses.
 [[nodiscard]] xcb_window_t xcbRoot(xcb_connection_t *connection);
 
+/// Asks the server for a property of at most 16 KiB; empty when there is none.
+[[nodiscard]] QByteArray xcbProperty(xcb_connection_t *connection, xcb_window_t window, const QByteArray &name);
+
 /// Asks the server.
 [[nodiscard]] xcb_atom_t xcbAtom(xcb_connection_t *connection, const QByteArray &name);

@@ -24,7 +24,7 @@ TEST(Autostart, KeepsWhatTheUserHasWrittenAndNeverSaysOnWhenALoginStartsNothing)
     const QByteArray own = "[Desktop Entry]\nType=Application\nName=Plumtide\n"
                            "Comment=Follows your Claude Code and Codex sessions from the tray\n"
                            "Comment[zh_CN]=在托盘里跟进 Claude Code 与 Codex 的会话\n"
-                           "Exec=~/plumtide\nTryExec=~/plumtide\nIcon=plumtide\nTerminal=false\n";
+                           "Exec=~/plumtide --at-login\nTryExec=~/plumtide\nIcon=plumtide\nTerminal=false\n";
     const QByteArray elsewhere = QByteArray(own).replace("~/plumtide", "~/other");
     const QByteArray mine = "[Desktop Entry]\n# slow disk\nExec=~/plumtide --later\nX-Mine=1\n";
     const QByteArray byPath = "[Desktop Entry]\nExec=plumtide\n[Desktop Action x]\nHidden=true\n";
@@ -42,7 +42,7 @@ TEST(Autostart, KeepsWhatTheUserHasWrittenAndNeverSaysOnWhenALoginStartsNothing)
         {mine, true, mine, hidden(mine)},
         {hidden(mine), false, mine, hidden(mine)},
         {mine + "X-GNOME-Autostart-enabled=false\n", false, mine, mine + "X-GNOME-Autostart-enabled=false\n"},
-        {gone, false, "[Desktop Entry]\nExec=~/plumtide\nTryExec=~/plumtide\n", hidden(gone)},
+        {gone, false, "[Desktop Entry]\nExec=~/plumtide --at-login\nTryExec=~/plumtide\n", hidden(gone)},
         {byPath, true, byPath, hidden(byPath)},
         {"", false, own, ""},
         {notes, false, notes, notes},

@@ -17,7 +17,7 @@ TEST(Panel, StandsInsideTheFreeAreaBesideTheClickOrTheBar)
         leftOf(0, 0, 1232, 800);
     const struct
     {
-        std::optional<QPoint> at;
+        QVariant at; // a point, or the item's place
         QRect screen, available;
         QPoint expected;
     } rows[] = {
@@ -28,6 +28,8 @@ TEST(Panel, StandsInsideTheFreeAreaBesideTheClickOrTheBar)
         {QPoint(1260, 400), screen, leftOf, {832, 120}},
         {QPoint(1267, 400), screen, screen, {880, 240}}, // a bar that takes no room
         {QPoint(1267, 399), screen, screen, {880, 0}},
+        {QRect(1200, 780, 20, 20), screen, screen, {880, 220}}, // which the panel must not cover
+        {QRect(1200, 0, 20, 20), screen, screen, {880, 20}},
         {QPoint(-10, 1070), second, second.adjusted(0, 0, 0, -30), {-400, 490}},
         {{}, screen, belowTop, {880, 26}},
         {{}, screen, aboveBottom, {880, 214}},
@@ -37,8 +39,11 @@ TEST(Panel, StandsInsideTheFreeAreaBesideTheClickOrTheBar)
         {QPoint(300, 290), small, small.adjusted(0, 0, 0, -20), {0, 0}}, // no room
         {QPoint(310, 10), small, small.adjusted(0, 0, -30, 0), {0, 0}},
     };
-    for (const auto &row : rows)
-        EXPECT_EQ(panelTopLeft(row.at, row.screen, row.available, {400, 560}), row.expected) << &row - rows;
+    for (const auto &row : rows) {
+        const QRect item =
+            row.at.typeId() == QMetaType::QPoint ? QRect(row.at.toPoint(), QSize(1, 1)) : row.at.toRect();
+        EXPECT_EQ(panelTopLeft(item, row.screen, row.available, {400, 560}), row.expected) << &row - rows;
+    }
 }
 
 TEST(Panel, OpensAndClosesByTheClickThatWasMeantAndKeepsItsLists)
@@ -80,7 +85,7 @@ TEST(Panel, OpensAndClosesByTheClickThatWasMeantAndKeepsItsLists)
     EXPECT_TRUE(waitUntil([&] { return other.isActiveWindow(); }) && panel.isVisible());
     list->hidePopup();
     EXPECT_TRUE(isClosed()) << "the focus has gone elsewhere meanwhile";
-    panel.open(QPoint(5, 795));
+    panel.open(QRect(5, 795, 1, 1));
     const QPoint place = panel.pos();
     panel.hide();
     panel.open();

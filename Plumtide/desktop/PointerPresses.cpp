@@ -1,0 +1,44 @@
+#include "Plumtide/desktop/PointerPresses.h"
+
+#include "Plumtide/desktop/Xcb.h"
+
+#include <QGuiApplication>
+
+#include <xcb/xinput.h>
+
+void PointerPresses::follow(bool isFollowing)
+{
+    xcb_connection_t *const connection = xcbConnection();
+    const xcb_query_extension_reply_t *const input =
+        connection ? xcb_get_extension_data(connection, &xcb_input_id) : nullptr;
+    if (!input || !input->present)
+        return;
+    struct
+    {
+        xcb_input_event_mask_t head;
+        uint32_t bits;
+    } mask{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, 0};
+    if (isFollowing)
+        mask.bits = XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_RELEASE;
+    xcb_input_xi_select_events(connection, xcbRoot(connection), 1, &mask.head);
+    xcb_flush(connection);
+    if (isFollowing)
+        qApp->installNativeEventFilter(this);
+    else
+        qApp->removeNativeEventFilter(this);
+}
+
+bool PointerPresses::nativeEventFilter(const QByteArray &eventType, void *message, qintptr * /*result*/)
+{
+    if (eventType != "xcb_generic_event_t")
+        return false;
+    const auto *event = static_cast<const xcb_ge_generic_event_t *>(message);
+    const xcb_query_extension_reply_t *const input = xcb_get_extension_data(xcbConnection(), &xcb_input_id);
+    if ((event->response_type & 0x7f) != XCB_GE_GENERIC || event->extension != input->major_opcode)
+        return false;
+    if (event->event_type == XCB_INPUT_RAW_BUTTON_PRESS)
+        Q_EMIT pressed();
+    else if (event->event_type == XCB_INPUT_RAW_BUTTON_RELEASE)
+        Q_EMIT released();
+    return false;
+}
