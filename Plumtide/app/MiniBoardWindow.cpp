@@ -57,18 +57,19 @@ void MiniBoardWindow::setPlace(QPoint place)
 
 void MiniBoardWindow::showInFront()
 {
-    if (!isVisible()) {
-        winId(); // makes the native window
-        FloatingWindow::prepare(*windowHandle());
-        move(m_place);
-        show();
-        FloatingWindow::putOnAllDesktops(*windowHandle());
-        QTimer::singleShot(0, this, [this] { // see place()
-            if (isVisible() && !m_grip && pos() != m_place)
-                move(m_place);
-        });
+    if (isVisible()) {
+        raise();
+        return;
     }
-    raise();
+    winId(); // makes the native window
+    FloatingWindow::prepare(*windowHandle());
+    move(m_place);
+    show();
+    FloatingWindow::putOnAllDesktops(*windowHandle());
+    QTimer::singleShot(0, this, [this] { // see place()
+        if (isVisible() && !m_grip && pos() != m_place)
+            move(m_place);
+    });
 }
 
 void MiniBoardWindow::mousePressEvent(QMouseEvent *event)

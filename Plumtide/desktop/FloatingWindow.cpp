@@ -5,6 +5,7 @@
 #include <QScreen>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <ranges>
 
@@ -35,16 +36,21 @@ void FloatingWindow::putOnAllDesktops(QWindow &window)
     xcb_connection_t *const connection = xcbConnection();
     if (!connection)
         return;
-    xcb_client_message_event_t event{};
-    event.response_type = XCB_CLIENT_MESSAGE;
-    event.format = 32;
-    event.window = static_cast<xcb_window_t>(window.winId());
-    event.type = xcbAtom(connection, "_NET_WM_DESKTOP");
-    event.data.data32[0] = 0xFFFFFFFF; // EWMH
-    event.data.data32[1] = 1;          // an application asks
-    xcb_send_event(connection, 0, xcbRoot(connection),
-                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
-                   reinterpret_cast<const char *>(&event));
+    const auto ask = [&](const char *what, std::array<uint32_t, 5> how) { // EWMH
+        xcb_client_message_event_t event{};
+        event.response_type = XCB_CLIENT_MESSAGE;
+        event.format = 32;
+        event.window = static_cast<xcb_window_t>(window.winId());
+        event.type = xcbAtom(connection, what);
+        std::ranges::copy(how, event.data.data32);
+        xcb_send_event(connection, 0, xcbRoot(connection),
+                       XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                       reinterpret_cast<const char *>(&event));
+    };
+    constexpr uint32_t all = 0xFFFFFFFF, remove = 0, byProgram = 1;
+    ask("_NET_WM_DESKTOP", {all, byProgram});
+    // KWin 5.27 means that a window which does not want the focus wants the user.
+    ask("_NET_WM_STATE", {remove, xcbAtom(connection, "_NET_WM_STATE_DEMANDS_ATTENTION"), 0, byProgram});
     xcb_flush(connection);
 }
 

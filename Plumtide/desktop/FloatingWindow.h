@@ -13,7 +13,8 @@ namespace FloatingWindow {
 /// window, lets it take the focus where the window manager protects that.
 void prepare(QWindow &window, const QByteArray &token = {});
 
-/// To be called after every show. (What the window says before that, xfwm4 4.18 takes for the last desktop.)
+/// To be called after every show of a window that is there for all desktops and asks for nothing. (What it says before
+/// that, xfwm4 4.18 takes for the last desktop.)
 void putOnAllDesktops(QWindow &window);
 
 /// Where Qt keeps the token of a click in the tray, and where it takes one from under Wayland.
