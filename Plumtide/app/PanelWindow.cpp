@@ -12,6 +12,13 @@
 #include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto frameTime = 60ms; // until the frame of a window manager is there
+
+} // namespace
 
 PanelWindow::PanelWindow(QWidget *content, Now now)
     : QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint), m_now(std::move(now))
@@ -59,11 +66,14 @@ void PanelWindow::open(const QRect &item, QByteArray token)
         FloatingWindow::prepare(*windowHandle(), token);
         move(place);
         show();
-        // Qt 6.4 on X11 is now and then told of a move to 0,0 that never was, and believes it for good.
-        QTimer::singleShot(0, this, [this, place] {
-            if (isVisible() && pos() != place)
-                move(place);
-        });
+        // Qt 6.4 on X11 is now and then told of a move to 0,0 that never was, and believes it for good. And a window
+        // manager may have put a frame around it all the same (i3 4.22).
+        for (const auto delay : {0ms, frameTime}) {
+            QTimer::singleShot(delay, this, [this] {
+                if (const QPoint place = placeFor(m_item); isVisible() && pos() != place)
+                    move(place);
+            });
+        }
     }
     raise();
     activateWindow();
@@ -88,7 +98,8 @@ QPoint PanelWindow::placeFor(QRect item) const
         item = {};
         screen = QGuiApplication::primaryScreen();
     }
-    return screen ? panelTopLeft(item, screen->geometry(), FloatingWindow::workArea(*screen), panelSize) : pos();
+    return screen ? panelTopLeft(item, screen->geometry(), FloatingWindow::workArea(*screen), frameGeometry().size())
+                  : pos();
 }
 
 bool PanelWindow::event(QEvent *event)
