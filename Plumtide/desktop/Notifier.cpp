@@ -49,8 +49,19 @@ void Notifier::notify(const QString &title, const QString &body, const QString &
         return;
     Shown &shown = m_shown[id];
     shown.next = {title, body};
+    shown.isWithdrawn = false;
     if (!shown.isOnItsWay)
         send(id);
+}
+
+void Notifier::withdraw(const QString &id)
+{
+    const auto shown = m_shown.find(id);
+    if (shown == m_shown.end())
+        return;
+    shown->isWithdrawn = true;
+    if (!shown->isOnItsWay)
+        call(u"CloseNotification"_s, {shown->number}, [](const QDBusPendingCall &) {});
 }
 
 template <typename Answered>
@@ -87,11 +98,15 @@ void Notifier::send(const QString &id)
         const QVariantList arguments{u"Plumtide"_s, m_shown[id].number, u"plumtide"_s, wanted.title, body, actions,
                                      hints,         expireTimeout};
         call(u"Notify"_s, arguments, [this, id](const QDBusPendingReply<uint> &number) {
-            m_shown[id] = {number.isValid() ? number.value() : 0, false, std::move(m_shown[id].next)};
-            if (m_shown[id].next)
+            Shown &shown = m_shown[id];
+            shown.number = number.isValid() ? number.value() : 0;
+            shown.isOnItsWay = false;
+            if (shown.next && !shown.isWithdrawn)
                 send(id);
-            else if (m_shown[id].number == 0)
+            else if (shown.number == 0)
                 m_shown.remove(id);
+            else if (shown.isWithdrawn)
+                withdraw(id);
         });
     });
 }

@@ -1,49 +1,70 @@
 #include "Plumtide/store/ClaudeSessions.h"
 
-#include "Plumtide/model/JsonMember.h"
-#include "Plumtide/system/Files.h"
+#include <algorithm>
 
-#include <QDir>
-#include <QJsonDocument>
-
-#include <cmath>
-#include <limits>
-
-using namespace Qt::StringLiterals;
-
-namespace {
-
-constexpr qint64 largestRecord = 1 << 20; // bytes; a real one has some 600
-
-// Zero and negative numbers name process groups when a signal is sent, so they are no process ids.
-bool isProcessId(double number)
+template <typename Predicate>
+std::optional<SessionRecord> ClaudeSessions::find(const QString &session, Predicate isWanted) const
 {
-    return number >= 1 && number <= std::numeric_limits<pid_t>::max() && std::trunc(number) == number;
+    const auto [begin, end] = m_records.equal_range(session);
+    const auto found = std::find_if(begin, end, [&](const SessionRecord &record) {
+        return isWanted(record) && m_processExists(record.pid, record.processStart);
+    });
+    return found == end ? std::nullopt : std::optional(*found);
 }
 
-} // namespace
-
-ClaudeSessions aliveClaudeSessionIds(const QString &directory, const QSet<QString> &wanted,
-                                     const ProcessProbe &processExists)
+void ClaudeSessions::take(const std::optional<SessionRecord> &before, const std::optional<SessionRecord> &now)
 {
-    ClaudeSessions sessions;
-    const QDir records(directory);
-    const QStringList names = records.entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::Unsorted);
-    for (const QString &name : names) {
-        if (sessions.alive == wanted)
-            break;
-        if (!name.endsWith(".json"_L1) || name == ".json"_L1) // which has a name and no extension
-            continue;
-        const Outcome<QByteArray> content = Files::read(records.filePath(name), largestRecord);
-        const QJsonDocument record = content ? QJsonDocument::fromJson(content.value()) : QJsonDocument();
-        QString sessionId;
-        double pid = 0;
-        if (!readMember(record["sessionId"_L1], sessionId) || !readMember(record["pid"_L1], pid) || !isProcessId(pid)
-            || !wanted.contains(sessionId))
-            continue;
-        sessions.seen.insert(sessionId);
-        if (processExists(static_cast<pid_t>(pid)))
-            sessions.alive.insert(sessionId);
+    if (before)
+        m_records.remove(before->sessionId, *before);
+    if (now)
+        m_records.insert(now->sessionId, *now);
+}
+
+QSet<QString> ClaudeSessions::ended(const QSet<QString> &sessions) const
+{
+    QSet<QString> ended;
+    for (const QString &session : sessions) {
+        const auto [begin, end] = m_records.equal_range(session);
+        const auto exists = [this](const SessionRecord &record) { return m_processExists(record.pid, {}); };
+        if (begin != end && std::none_of(begin, end, exists))
+            ended.insert(session);
     }
-    return sessions;
+    return ended;
+}
+
+bool ClaudeSessions::deny(const HookEvent &event) const
+{
+    const auto denies = [&](const SessionRecord &record) { return m_board.isDenied(event, record); };
+    return event.sessionId && find(*event.sessionId, denies);
+}
+
+void ClaudeSessions::compare(const QString &session, const QDateTime &now)
+{
+    const auto differs = [&](const SessionRecord &record) { return m_board.missedEvent(record, now).has_value(); };
+    const std::optional<SessionRecord> record = find(session, differs);
+    const auto doubt = m_doubts.constFind(session);
+    if (record && (doubt == m_doubts.cend() || doubt->record != *record))
+        m_doubts.insert(session, {*record, now});
+    else if (!record && doubt != m_doubts.cend() && !doubt->isSettled)
+        m_doubts.erase(doubt);
+}
+
+QList<HookEvent> ClaudeSessions::missedEvents(const QDateTime &now)
+{
+    QList<HookEvent> events;
+    for (Doubt &doubt : m_doubts) {
+        // A clock that was set back ends the moment, too.
+        const bool isFresh = doubt.from <= now && now < doubt.from.addDuration(moment);
+        if (doubt.isSettled || isFresh)
+            continue;
+        doubt.isSettled = true;
+        if (find(doubt.record.sessionId, [&](const SessionRecord &record) { return record == doubt.record; }))
+            events.append(m_board.missedEvent(doubt.record, now).value_or(HookEvent()));
+    }
+    return events;
+}
+
+bool ClaudeSessions::hasDoubts() const
+{
+    return std::any_of(m_doubts.cbegin(), m_doubts.cend(), [](const Doubt &doubt) { return !doubt.isSettled; });
 }

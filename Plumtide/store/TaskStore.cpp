@@ -1,7 +1,6 @@
 #include "Plumtide/store/TaskStore.h"
 
 #include "Plumtide/intake/EventWatcher.h"
-#include "Plumtide/store/ClaudeSessions.h"
 #include "Plumtide/store/Log.h"
 #include "Plumtide/store/TaskFile.h"
 #include "Plumtide/system/Files.h"
@@ -31,6 +30,7 @@ TaskStore::TaskStore(Environment environment, QObject *parent)
       m_environment(std::move(environment)),
       m_tavvelDir(m_environment.home + u"/.tavvel"_s),
       m_lock(m_environment.home, m_tavvelDir, m_environment.ownerPatience),
+      m_sessions(m_board, m_environment.processExists),
       m_hasSeenClaudeEvent(m_environment.defaults->boolean(claudeSeenKey)),
       m_hasSeenCodexEvent(m_environment.defaults->boolean(codexSeenKey)),
       m_file(std::make_unique<TaskFile>(tasksFile(), QStringList{m_environment.defaults->path()})),
@@ -59,6 +59,7 @@ void TaskStore::finish()
     if (m_watcher)
         m_watcher->stop();
     m_events->runAll();
+    m_momentTimer.stop();
     if (m_isBehind)
         save(); // the disk may have room again
     m_file->flush();
@@ -83,19 +84,53 @@ void TaskStore::apply(const HookEvent &event)
 {
     if (event.hookEventName)
         markEventSeen(event.isCodex());
+    if (m_sessions.deny(event)) {
+        qCDebug(storeLog) << *event.hookEventName << "of" << *event.sessionId << "is passed over: a dialog is up";
+        return;
+    }
     const Board::Changes changes = m_board.apply(event, now());
     qCDebug(storeLog) << event.hookEventName.value_or(QString()) << "of" << event.sessionId.value_or(QString())
                       << "changes" << changes.edits.size() << "lines";
     make(changes);
 }
 
+void TaskStore::takeRecord(const std::optional<SessionRecord> &before, const std::optional<SessionRecord> &record)
+{
+    m_sessions.take(before, record);
+    if (before)
+        compare(before->sessionId);
+    if (record)
+        compare(record->sessionId);
+}
+
+void TaskStore::compare(const QString &session)
+{
+    m_sessions.compare(session, now());
+    if (m_sessions.hasDoubts() && !m_momentTimer.isActive())
+        m_momentTimer.start(ClaudeSessions::moment);
+}
+
+void TaskStore::applyMissedEvents()
+{
+    for (const HookEvent &event : m_sessions.missedEvents(now())) {
+        qCDebug(storeLog) << "by the record of" << event.sessionId.value_or(QString());
+        apply(event);
+    }
+    if (m_sessions.hasDoubts()) // younger ones
+        m_momentTimer.start(ClaudeSessions::moment / 4);
+}
+
+void TaskStore::catchUp()
+{
+    m_isCatchingUp = false;
+    for (const Board::Notice &notice : std::as_const(m_held))
+        notify(notice);
+    m_held.clear();
+}
+
 void TaskStore::sweep()
 {
-    ClaudeSessions sessions;
-    if (const QSet<QString> quiet = m_board.quietSessions(now()); !quiet.isEmpty())
-        sessions =
-            aliveClaudeSessionIds(m_environment.home + u"/.claude/sessions"_s, quiet, m_environment.processExists);
-    make(m_board.sweep(now(), sessions.seen - sessions.alive));
+    make(m_board.sweep(now(), m_sessions.ended(m_board.quietSessions(now()))));
     setLines(m_board.linesToKeep(now()));
     m_file->startFlushing(); // and not a second later: that would wake the program once more
     // Ages and markings on the board depend on the time alone.
@@ -104,18 +139,42 @@ void TaskStore::sweep()
 
 void TaskStore::make(const Board::Changes &changes)
 {
-    for (const Board::Notice &notice : changes.notices) {
-        qCDebug(storeLog) << "notify" << notice.id;
-        if (m_notify)
-            m_notify(notice.title, notice.body, notice.id);
-    }
+    for (const Board::Notice &notice : changes.notices)
+        notify(notice);
     for (const Board::Edit &edit : changes.edits) {
         Q_EMIT objectWillChange();
         qCDebug(storeLog) << edit.line.id << "is now" << storedText(edit.line.status);
+        if (edit.place < tasks().size())
+            withdrawUntrue(tasks().at(edit.place), edit.line);
         m_board.take(edit);
         m_file->lineChanged(edit.place);
         save();
+        compare(edit.line.id.mid(3)); // only of "cc-" lines there are records
     }
+}
+
+void TaskStore::notify(const Board::Notice &notice)
+{
+    if (m_isCatchingUp) {
+        m_held.insert(notice.id, notice);
+        return;
+    }
+    qCDebug(storeLog) << "notify" << notice.id;
+    if (m_notify)
+        m_notify(notice.title, notice.body, notice.id);
+}
+
+void TaskStore::withdrawUntrue(const AgentTask &before, const AgentTask &line)
+{
+    const auto withdraw = [this](const QString &id) {
+        m_held.remove(id);
+        if (m_withdraw)
+            m_withdraw(id);
+    };
+    if (before.isUrgent() && !line.isUrgent())
+        withdraw(u"approval-"_s + line.id);
+    if (before.isStuck(now()) && !line.isStuck(now()))
+        withdraw(u"stuck-"_s + line.id);
 }
 
 void TaskStore::setLines(const QList<AgentTask> &lines)
@@ -171,13 +230,20 @@ void TaskStore::markEventSeen(bool isCodex)
 void TaskStore::startWatching()
 {
     // The queue and the watcher end with the store, in `finish`, so `this` outlives every call.
-    m_watcher = std::make_unique<EventWatcher>(eventsFile(), m_environment.defaults, [this](const HookEvent &event) {
-        m_events->post([this, event] { apply(event); });
-    });
+    const auto onEvent = [this](const HookEvent &event) { m_events->post([this, event] { apply(event); }); };
+    const auto onRecord = [this](const std::optional<SessionRecord> &before, const std::optional<SessionRecord> &now) {
+        m_events->post([this, before, now] { takeRecord(before, now); });
+    };
+    const auto onCaughtUp = [this] { m_events->post([this] { catchUp(); }); };
+    m_watcher =
+        std::make_unique<EventWatcher>(eventsFile(), m_environment.home + u"/.claude/sessions"_s,
+                                       m_environment.defaults, EventWatcher::Handlers{onEvent, onRecord, onCaughtUp});
     refreshEventStateFromLog();
     m_watcher->start();
 
     m_sweepTimer.setInterval(sweepInterval);
     connect(&m_sweepTimer, &QTimer::timeout, this, &TaskStore::sweep);
     m_sweepTimer.start();
+    m_momentTimer.setSingleShot(true);
+    connect(&m_momentTimer, &QTimer::timeout, this, &TaskStore::applyMissedEvents);
 }

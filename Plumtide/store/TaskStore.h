@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Plumtide/store/Board.h"
+#include "Plumtide/store/ClaudeSessions.h"
 #include "Plumtide/system/Environment.h"
 #include "Plumtide/system/HomeLock.h"
 
@@ -30,6 +31,8 @@ public:
     /// Puts a notification in front of the user; called with the title, the body and an identifier that replaces an
     /// earlier notification of the same one. Must return at once.
     using Notify = std::function<void(const QString &title, const QString &body, const QString &id)>;
+    /// Takes the notification of an identifier back, if there is one: it is no longer true.
+    using Withdraw = std::function<void(const QString &id)>;
 
     /// The store of the process, made on first use from the real environment. It lives until the process ends.
     static TaskStore &shared();
@@ -39,8 +42,12 @@ public:
     explicit TaskStore(Environment environment, QObject *parent = nullptr);
     ~TaskStore() override; ///< As `finish`.
 
-    /// Without it nothing is notified.
-    void setNotify(Notify notify) { m_notify = std::move(notify); }
+    /// Without it nothing is notified. Of what was in the log at the start, only what is still true at its end is.
+    void setNotify(Notify notify, Withdraw withdraw)
+    {
+        m_notify = std::move(notify);
+        m_withdraw = std::move(withdraw);
+    }
 
     /// Follows the log no further, applies every event that was taken from it, waits for the file to be on the disk,
     /// and gives the data directory up: nothing is saved from then on. For the end of the program.
@@ -59,7 +66,12 @@ public:
     [[nodiscard]] bool hasSeenCodexEvent() const { return m_hasSeenCodexEvent; }
 
     void apply(const HookEvent &event); ///< One event of the log: finds or makes its line and changes it.
-    void sweep();                       ///< Warns of silent lines, closes those whose agent is gone, drops old ones.
+    /// What a record of Claude Code said and says now: for the sweep, and for what no event tells (see ClaudeSessions).
+    void takeRecord(const std::optional<SessionRecord> &before, const std::optional<SessionRecord> &record);
+    void
+    applyMissedEvents(); ///< Makes lines agree with their sessions' records, where they have differed for a moment.
+    [[nodiscard]] bool isCatchingUp() const { return m_isCatchingUp; } ///< With what was in the log at the start.
+    void sweep(); ///< Warns of silent lines, closes those whose agent is gone, drops old ones.
 
     [[nodiscard]] int urgentCount() const { return m_board.urgentCount(now()); } ///< Whatever the source filter says.
     /// Shelved and faded lines, under the source filter.
@@ -89,7 +101,11 @@ private:
     void save();
     // Every change of a line; each saves.
     void make(const Board::Changes &changes);
+    void notify(const Board::Notice &notice);
+    void withdrawUntrue(const AgentTask &before, const AgentTask &line);
     void setLines(const QList<AgentTask> &lines);
+    void compare(const QString &session);
+    void catchUp();
     void refreshEventStateFromLog();
     void markEventSeen(bool isCodex);
     void startWatching();
@@ -99,8 +115,12 @@ private:
     const QString m_tavvelDir;
     HomeLock m_lock;
     Notify m_notify;
+    Withdraw m_withdraw;
+    bool m_isCatchingUp = true;
+    QMap<QString, Board::Notice> m_held; // until then, by their ids
 
     Board m_board;
+    ClaudeSessions m_sessions;
     bool m_hasSeenClaudeEvent = false;
     bool m_hasSeenCodexEvent = false;
     bool m_loaded = false;   // until then nothing is saved: an empty list must never replace the file
@@ -110,4 +130,5 @@ private:
     std::unique_ptr<MainThreadQueue> m_events; // on their way from the watcher's thread
     std::unique_ptr<EventWatcher> m_watcher;
     QTimer m_sweepTimer;
+    QTimer m_momentTimer;
 };

@@ -130,7 +130,7 @@ TEST_F(EventLogTest, TheWatcherEmptiesTheLogAndFindsANewOneByItsPollAndFromThenO
     EXPECT_EQ(EventWatcher::pollInterval, 5s);
     append(QByteArray(10'000'001, '\n'));
     setOffset(10'000'001);
-    EventWatcher watcher(m_path, m_defaults, m_receive, 1s);
+    EventWatcher watcher(m_path, {}, m_defaults, {m_receive, {}, [] {}}, 1s);
     watcher.start();
     EXPECT_TRUE(waitUntil([&] { return size() == 0; }));
     QElapsedTimer sinceFound;
