@@ -5,6 +5,7 @@
 #include "Plumtide/desktop/Instance.h"
 #include "Plumtide/desktop/Notifier.h"
 #include "Plumtide/hooks/HooksInstaller.h"
+#include "Plumtide/hooks/Silence.h"
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/system/TerminationSignals.h"
 
@@ -51,6 +52,8 @@ int PlumtideApp::installHooks()
     printMessage(installer);
     installer.installCodex();
     printMessage(installer);
+    for (const QString &reason : reasonsForSilence(Environment::realHome()))
+        std::fprintf(stderr, "Plumtide: %s\n", qUtf8Printable(reason));
     return 0;
 }
 

@@ -1,4 +1,5 @@
 #include "Plumtide/hooks/HooksInstaller.h"
+#include "Plumtide/hooks/Silence.h"
 
 #include "tests/support/Printing.h"
 #include "tests/support/TestHome.h"
@@ -196,6 +197,35 @@ TEST_F(HooksInstallerTest, TheToolsFileChangesLastWhenAllElseIsOnTheDiskAndStays
         EXPECT_NE(state(HooksInstaller(home.environment())), u"-");
         EXPECT_EQ(renamed, QStringList()); // a start with all in its place writes nothing
     }
+}
+
+TEST_F(HooksInstallerTest, WhatKeepsRegisteredHooksFromRunningIsSaidAndNothingElse)
+{
+    const QByteArray hook = R"({"hooks":{"Stop":[{"hooks":[{"command":"%/.tavvel/hooks/tavvel-hook.sh"}]}]}})";
+    const std::tuple<QString, QByteArray, QString> cases[] = {
+        {settings, R"({"disableAllHooks":true})", u"disableAllHooks"_s},
+        {settings, R"({"allowManagedHooksOnly":true})", {}},
+        {u"managed/managed-settings.json"_s, R"({"allowManagedHooksOnly":true})", u"allowManagedHooksOnly"_s},
+        {u"managed/managed-settings.d/1.json"_s, R"({"disableAllHooks":true})", u"disableAllHooks"_s},
+        {settings, QByteArray(hook).replace('%', "/home/other"), u"另一个主目录"_s},
+        {settings, QByteArray(hook).replace('%', home.path().toUtf8()), {}},
+        {settings, QByteArray(hook).replace('%', "~"), {}},
+        {config, "notify = ['/home/other/codex-notify.sh']", u"另一个主目录"_s},
+        {u".codex/work.config.toml"_s, "model = 'x'\nnotify = ['x']\n", u"codex -p work "_s},
+        {u".codex/work.config.toml"_s, "[notify]\nnotify = ['x']\n", {}},
+        {u".codex/work.config.toml"_s, "notify = ['" + home.path(codexScript).toUtf8() + "']", {}},
+    };
+    ::setenv("CODEX_HOME", qPrintable(home.path(u".codex/"_s)), 1);
+    for (const auto &[file, content, reason] : cases) {
+        home.write(file, content);
+        const QString said = reasonsForSilence(home.path(), home.path(u"managed"_s)).join(u'|');
+        EXPECT_TRUE(reason.isEmpty() ? said.isEmpty() : said.contains(reason) && !said.contains(u'|'))
+            << content.constData() << ' ' << said.toStdString();
+        QFile::remove(home.path(file));
+    }
+    ::setenv("CLAUDE_CONFIG_DIR", "/x", 1);
+    EXPECT_EQ(reasonsForSilence(home.path()).size(), 1);
+    ::unsetenv("CLAUDE_CONFIG_DIR");
 }
 
 TEST_F(HooksInstallerTest, WhatAnotherProgramWritesMeanwhileIsNotOverwritten)
