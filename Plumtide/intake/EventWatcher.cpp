@@ -44,21 +44,10 @@ void EventWatcher::run()
     m_log.readNewLines();
     m_onCaughtUp();
     do {
-        readRecords();
+        m_sessions.read(m_watch.attach()); // in this order: what comes between the two is reported
         m_log.readNewLines();
         m_defaults->writeAgain(); // a full disk may have room again
     } while (m_watch.wait(visitOld() ? 0ms : m_pollEvery));
-}
-
-void EventWatcher::readRecords()
-{
-    // Attached before anything is read: what comes between the two is reported.
-    const bool isComplete = m_watch.attach();
-    const QSet<QString> changed = m_watch.takeChanged();
-    if (!isComplete)
-        return m_sessions.readAll();
-    for (const QString &name : changed)
-        m_sessions.read(name);
 }
 
 bool EventWatcher::visitOld()

@@ -42,7 +42,6 @@ public:
 
 private:
     void run();
-    void readRecords();
     bool visitOld(); // some lines; false when there is no more to be seen
 
     const std::chrono::milliseconds m_pollEvery;

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QHash>
+#include <QSet>
 #include <QString>
 
 #include <functional>
@@ -9,7 +10,8 @@
 
 #include <sys/types.h>
 
-/// What Claude Code's own record says of a session: one JSON object in `~/.claude/sessions/PID.json`.
+/// What Claude Code's own record says of a session: one JSON object in `~/.claude/sessions/PID.json`. One without a pid
+/// is none at all.
 struct SessionRecord
 {
     QString sessionId;    ///< "sessionId"
@@ -23,9 +25,8 @@ struct SessionRecord
 
     bool operator==(const SessionRecord &) const = default;
 
-    /// Nothing where the bytes are no such object with a text "sessionId" and a "pid" that a process can have. Of the
-    /// other members each may be missing.
-    [[nodiscard]] static std::optional<SessionRecord> decode(const QByteArray &content);
+    /// None where the bytes are no object with a text "sessionId" and a "pid" that a process can have.
+    [[nodiscard]] static SessionRecord decode(const QByteArray &content);
 };
 
 /// Knows the records in a folder, the files named "*.json", and hands over what has changed in them.
@@ -35,15 +36,16 @@ class SessionFollower
 {
 public:
     /// What a file held and what it holds now. They differ.
-    using OnChange =
-        std::function<void(const std::optional<SessionRecord> &before, const std::optional<SessionRecord> &now)>;
+    using OnChange = std::function<void(const SessionRecord &before, const SessionRecord &now)>;
 
     SessionFollower(QString folder, OnChange onChange) : m_folder(std::move(folder)), m_onChange(std::move(onChange)) {}
 
-    void readAll();
-    void read(const QString &name); ///< One file of the folder, which may have come, changed or gone.
+    /// Looks at the files that may have come, changed or gone; at all where it is not known which.
+    void read(const std::optional<QSet<QString>> &names);
 
 private:
+    void readOne(const QString &name);
+
     const QString m_folder;
     const OnChange m_onChange;
     QHash<QString, SessionRecord> m_known; // by the names of their files

@@ -1,7 +1,5 @@
 #include "Plumtide/store/Board.h"
 
-#include <cmath>
-
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -15,14 +13,6 @@ constexpr qsizetype mostRecentEvents = 3;
 constexpr qint64 livenessAge = 300;  // a session must be this quiet before its process is looked for
 constexpr qint64 idleAge = 7200;     // a running line that is silent for longer is closed
 constexpr qint64 purgeAge = 604'800; // a finished line is dropped after seven days
-
-constexpr auto promptName = "UserPromptSubmit"_L1;
-constexpr auto requestName = "PermissionRequest"_L1;
-constexpr auto toolName = "PostToolUse"_L1;
-constexpr auto stopName = "Stop"_L1;
-constexpr auto endName = "SessionEnd"_L1;
-
-constexpr auto claudePrefix = "cc-"_L1;
 
 std::optional<QString> squeezed(const std::optional<QString> &text, qsizetype max)
 {
@@ -91,22 +81,22 @@ bool change(AgentTask &line, const HookEvent &event, const QDateTime &now, QList
         addEvent(line, u"会话恢复"_s, at);
         return true; // nothing was done in it yet, so `updatedAt` stays
     }
-    if (name == promptName) {
+    if (name == EventName::prompt) {
         become(AgentTaskStatus::running, u"正在处理你的请求"_s, {}, {});
         followPrompt();
         addEvent(line, u"你说："_s + squeezed(event.prompt, titleLength).value_or(u"（空消息）"_s), at);
-    } else if (name == requestName) {
+    } else if (name == EventName::request) {
         const std::optional<QString> detail = event.toolInputSummary();
         const QString what = detail ? tool + u" — "_s + *detail : tool;
         if (!line.needsApproval.value_or(false))
             notices.append({line.project, u"有个操作需要你确认："_s + what, u"approval-"_s + line.id});
         become(AgentTaskStatus::waiting, u"暂停中，等待你确认"_s, u"等你确认："_s + what, true);
         addEvent(line, u"请求审批 "_s + what, at);
-    } else if (name == toolName) {
+    } else if (name == EventName::tool) {
         become(AgentTaskStatus::running, u"正在处理："_s + tool, {}, {});
-    } else if (name == stopName) {
+    } else if (name == EventName::stop) {
         become(AgentTaskStatus::waiting, u"回复好了"_s, u"等你看一眼。"_s, false);
-    } else if (name == endName) {
+    } else if (name == EventName::end) {
         become(AgentTaskStatus::done, line.currentState, {}, {});
         addEvent(line, u"会话结束"_s, at);
     } else if (name == "CodexTurnComplete"_L1) {
@@ -120,25 +110,14 @@ bool change(AgentTask &line, const HookEvent &event, const QDateTime &now, QList
     return true;
 }
 
-bool isOpen(const AgentTask &line)
-{
-    return line.status == AgentTaskStatus::waiting || line.status == AgentTaskStatus::running;
-}
-
 // The session of Claude Code that may have ended without a word; nothing for any other line.
 std::optional<QString> quietSession(const AgentTask &line, const QDateTime &now)
 {
-    if (!isOpen(line) || !line.id.startsWith(claudePrefix) || !isOlderThan(line.updatedAt, livenessAge, now))
+    constexpr auto prefix = "cc-"_L1;
+    const bool isOpen = line.status == AgentTaskStatus::waiting || line.status == AgentTaskStatus::running;
+    if (!isOpen || !line.id.startsWith(prefix) || !isOlderThan(line.updatedAt, livenessAge, now))
         return std::nullopt;
-    return line.id.sliced(claudePrefix.size());
-}
-
-// Whether the request is no longer open: its tool has run, or the user has gone on, who cannot while it is.
-bool isAnswered(const HookEvent &request, const HookEvent &event)
-{
-    return event.hookEventName == endName || (event.hookEventName == promptName && event.prompt)
-        || (event.hookEventName == toolName && event.toolName == request.toolName
-            && event.toolInputSummary() == request.toolInputSummary());
+    return line.id.sliced(prefix.size());
 }
 
 } // namespace
@@ -147,16 +126,13 @@ Board::Changes Board::apply(const HookEvent &event, const QDateTime &now)
 {
     if (!event.hookEventName || !event.sessionId)
         return {};
-    const QString id = (event.isCodex() ? "cx-"_L1 : claudePrefix) + *event.sessionId;
+    const QString id = (event.isCodex() ? u"cx-"_s : u"cc-"_s) + *event.sessionId;
     m_stuckNotified.remove(id);
-    if (event.hookEventName == requestName)
-        m_requests.insert(id, event);
-    else if (const auto request = m_requests.constFind(id); request != m_requests.cend() && isAnswered(*request, event))
-        m_requests.erase(request);
     const qsizetype place = placeOf(id);
     const bool isKnown = place < lines().size();
     // Only a prompt, a request for approval or a Codex event puts a session on the board.
-    if (!isKnown && event.hookEventName != promptName && event.hookEventName != requestName && !event.isCodex())
+    if (!isKnown && event.hookEventName != EventName::prompt && event.hookEventName != EventName::request
+        && !event.isCodex())
         return {};
     Changes changes;
     AgentTask line = isKnown ? lines().at(place) : newLine(id, event);
@@ -190,42 +166,6 @@ Board::Changes Board::sweep(const QDateTime &now, const QSet<QString> &endedSess
         }
     }
     return changes;
-}
-
-std::optional<HookEvent> Board::missedEvent(const SessionRecord &record, const QDateTime &now) const
-{
-    const qsizetype place = placeOf(claudePrefix + record.sessionId);
-    if (place == lines().size() || !isOpen(lines().at(place)))
-        return std::nullopt;
-    const AgentTask &line = lines().at(place);
-    const bool isRunning = line.status == AgentTaskStatus::running;
-    HookEvent event = m_requests.value(line.id); // for its tool
-    if (record.status == "waiting"_L1 && !line.isUrgent())
-        event.hookEventName = requestName;
-    else if (record.status == "busy"_L1 && line.isUrgent())
-        event.hookEventName = toolName;
-    else if ((record.status == "idle"_L1 || record.status == "shell"_L1) && (line.isUrgent() || isRunning))
-        event.hookEventName = stopName;
-    else
-        return std::nullopt;
-    event.sessionId = record.sessionId;
-    // When the record changed: the program may have been started long after that. No line grows older by it.
-    const auto changed = static_cast<double>(line.updatedAt.toMSecsSinceEpoch());
-    event.tavvelTs = qMin(qMax(record.since, changed), static_cast<double>(now.toMSecsSinceEpoch())) / 1000;
-    return event;
-}
-
-bool Board::isDenied(const HookEvent &event, const SessionRecord &record) const
-{
-    const qsizetype place = placeOf(claudePrefix + record.sessionId);
-    const bool isTool = event.hookEventName == toolName;
-    if (record.status != "waiting"_L1 || place == lines().size() || !lines().at(place).isUrgent()
-        || !(isTool || event.hookEventName == stopName || event.hookEventName == promptName))
-        return false;
-    // The one event at which the record still tells of a dialog that is gone.
-    if (isTool && event.toolName == "AskUserQuestion"_L1 && record.waitingFor == "input needed"_L1)
-        return false;
-    return !event.tavvelTs || *event.tavvelTs >= std::floor(record.since / 1000); // events have whole seconds
 }
 
 QSet<QString> Board::quietSessions(const QDateTime &now) const

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Plumtide/intake/HookEvent.h"
-#include "Plumtide/intake/SessionFollower.h"
 #include "Plumtide/store/TaskLines.h"
 
 #include <QSet>
@@ -13,7 +12,8 @@
 class Board : public TaskLines
 {
 public:
-    /// A notification for the user; it replaces an earlier one of the same id.
+    /// A notification for the user, which replaces an earlier one of the same id. Without a body it takes that one
+    /// back: what it said is no longer true.
     struct Notice
     {
         QString title;
@@ -34,17 +34,9 @@ public:
     [[nodiscard]] QSet<QString> quietSessions(const QDateTime &now) const;
     [[nodiscard]] QList<AgentTask> linesToKeep(const QDateTime &now) const; ///< All but those that ended long ago.
 
-    /// The event of a session of Claude Code that never came, by its record; nothing where line and record agree, or
-    /// the line is none that waits or runs.
-    [[nodiscard]] std::optional<HookEvent> missedEvent(const SessionRecord &record, const QDateTime &now) const;
-    /// Whether `event` is to be passed over: it takes a request of its session away, of which the record says that it
-    /// was still on the screen at that time. A subagent's event, or the end of the parent's turn, is such a one.
-    [[nodiscard]] bool isDenied(const HookEvent &event, const SessionRecord &record) const;
-
     [[nodiscard]] Changes upsert(AgentTask line, const QDateTime &now) const;
     [[nodiscard]] Changes setStatus(const QString &id, AgentTaskStatus status, const QDateTime &now) const;
 
 private:
-    QSet<QString> m_stuckNotified;        // ids of lines that were warned of
-    QHash<QString, HookEvent> m_requests; // the last request of a line while it may still be open, by the line's id
+    QSet<QString> m_stuckNotified; // ids of lines that were warned of
 };

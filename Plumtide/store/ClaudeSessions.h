@@ -1,37 +1,40 @@
 #pragma once
 
+#include "Plumtide/intake/HookEvent.h"
 #include "Plumtide/intake/SessionFollower.h"
-#include "Plumtide/store/Board.h"
+#include "Plumtide/store/TaskLines.h"
 #include "Plumtide/system/Environment.h"
 
 #include <QMultiHash>
 
-/// What Claude Code's records say of its sessions, and where that is something else than the board says: no event tells
-/// of a key that refused a request, for one. A record counts only while its process lives.
-/// Thread: the main thread.
+/// What Claude Code's records say of its sessions, and where the lines say something else: no event tells of a key that
+/// refused a request, and the event of a subagent, or the end of its parent's turn, says nothing of a dialog that is
+/// up. A record counts only while its process lives. Thread: the main thread.
 class ClaudeSessions
 {
 public:
-    /// For so long record and line must differ: an event and the record that belongs to it do not come at once.
+    /// For so long line and record must differ: an event and the record that belongs to it do not come at once.
     static constexpr std::chrono::seconds moment{2};
 
-    /// `board` must outlive it.
-    ClaudeSessions(const Board &board, ProcessProbe processExists)
-        : m_board(board), m_processExists(std::move(processExists))
+    /// `lines` must outlive it.
+    ClaudeSessions(const TaskLines &lines, ProcessProbe processExists)
+        : m_lines(lines), m_processExists(std::move(processExists))
     {
     }
 
     /// What the file of a record held and holds now.
-    void take(const std::optional<SessionRecord> &before, const std::optional<SessionRecord> &now);
+    void take(const SessionRecord &before, const SessionRecord &now);
     /// Those of `sessions` that have a record, and of which no process exists any more.
     [[nodiscard]] QSet<QString> ended(const QSet<QString> &sessions) const;
-    /// Whether `event` would take away a request while the record says that it is still on the screen.
-    [[nodiscard]] bool deny(const HookEvent &event) const;
 
-    void compare(const QString &session, const QDateTime &now); ///< Its line or its record has changed.
-    /// The events that would make line and record agree, where they have differed for a moment. Each record gives one.
+    /// Hears of each event. True where it is to be passed over, since it takes away a request of which the record says
+    /// that it was still on the screen at that time.
+    [[nodiscard]] bool deny(const HookEvent &event);
+    /// To be called when the line or the record of `session` may have changed. True where there may be a missed event
+    /// in a moment.
+    [[nodiscard]] bool differ(const QString &session, const QDateTime &now);
+    /// The events that never came, where line and record have differed for a moment: one for each state of a record.
     [[nodiscard]] QList<HookEvent> missedEvents(const QDateTime &now);
-    [[nodiscard]] bool hasDoubts() const; ///< Whether there may be more in a moment.
 
 private:
     /// A record that says something else than the line.
@@ -42,11 +45,15 @@ private:
         bool isSettled = false; // nothing more is done until there is another record
     };
 
+    [[nodiscard]] AgentTask lineOf(const QString &session) const; // where there is none, one that is done
+    [[nodiscard]] std::optional<HookEvent> missedEvent(const SessionRecord &record, const QDateTime &now) const;
     template <typename Predicate>
     [[nodiscard]] std::optional<SessionRecord> find(const QString &session, Predicate isWanted) const;
 
-    const Board &m_board;
+    const TaskLines &m_lines;
     const ProcessProbe m_processExists;
-    QMultiHash<QString, SessionRecord> m_records; // by session: also those that an ended process has left
-    QHash<QString, Doubt> m_doubts;               // by session
+    // By session:
+    QMultiHash<QString, SessionRecord> m_records; // also those that an ended process has left
+    QHash<QString, HookEvent> m_requests;         // the last one, while it may still be open
+    QHash<QString, Doubt> m_doubts;
 };

@@ -9,6 +9,7 @@
 #include <cstdio>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 Q_LOGGING_CATEGORY(storeLog, "plumtide.store", QtWarningMsg)
 
@@ -59,7 +60,6 @@ void TaskStore::finish()
     if (m_watcher)
         m_watcher->stop();
     m_events->runAll();
-    m_momentTimer.stop();
     if (m_isBehind)
         save(); // the disk may have room again
     m_file->flush();
@@ -84,30 +84,25 @@ void TaskStore::apply(const HookEvent &event)
 {
     if (event.hookEventName)
         markEventSeen(event.isCodex());
-    if (m_sessions.deny(event)) {
-        qCDebug(storeLog) << *event.hookEventName << "of" << *event.sessionId << "is passed over: a dialog is up";
-        return;
-    }
-    const Board::Changes changes = m_board.apply(event, now());
+    const bool isDenied = m_sessions.deny(event);
+    const Board::Changes changes = isDenied ? Board::Changes() : m_board.apply(event, now());
     qCDebug(storeLog) << event.hookEventName.value_or(QString()) << "of" << event.sessionId.value_or(QString())
                       << "changes" << changes.edits.size() << "lines";
     make(changes);
 }
 
-void TaskStore::takeRecord(const std::optional<SessionRecord> &before, const std::optional<SessionRecord> &record)
+void TaskStore::takeRecord(const SessionRecord &before, const SessionRecord &record)
 {
     m_sessions.take(before, record);
-    if (before)
-        compare(before->sessionId);
-    if (record)
-        compare(record->sessionId);
+    compare(before.sessionId);
+    compare(record.sessionId);
 }
 
 void TaskStore::compare(const QString &session)
 {
-    m_sessions.compare(session, now());
-    if (m_sessions.hasDoubts() && !m_momentTimer.isActive())
-        m_momentTimer.start(ClaudeSessions::moment);
+    // A little later: it is the user's clock that must have gone on.
+    if (m_sessions.differ(session, now()))
+        QTimer::singleShot(ClaudeSessions::moment + 50ms, Qt::PreciseTimer, this, &TaskStore::applyMissedEvents);
 }
 
 void TaskStore::applyMissedEvents()
@@ -116,8 +111,6 @@ void TaskStore::applyMissedEvents()
         qCDebug(storeLog) << "by the record of" << event.sessionId.value_or(QString());
         apply(event);
     }
-    if (m_sessions.hasDoubts()) // younger ones
-        m_momentTimer.start(ClaudeSessions::moment / 4);
 }
 
 void TaskStore::catchUp()
@@ -144,8 +137,11 @@ void TaskStore::make(const Board::Changes &changes)
     for (const Board::Edit &edit : changes.edits) {
         Q_EMIT objectWillChange();
         qCDebug(storeLog) << edit.line.id << "is now" << storedText(edit.line.status);
-        if (edit.place < tasks().size())
-            withdrawUntrue(tasks().at(edit.place), edit.line);
+        const AgentTask before = tasks().value(edit.place, edit.line);
+        if (before.isUrgent() && !edit.line.isUrgent())
+            notify({{}, {}, u"approval-"_s + before.id});
+        if (before.isStuck(now()) && !edit.line.isStuck(now()))
+            notify({{}, {}, u"stuck-"_s + before.id});
         m_board.take(edit);
         m_file->lineChanged(edit.place);
         save();
@@ -155,26 +151,11 @@ void TaskStore::make(const Board::Changes &changes)
 
 void TaskStore::notify(const Board::Notice &notice)
 {
-    if (m_isCatchingUp) {
-        m_held.insert(notice.id, notice);
-        return;
-    }
-    qCDebug(storeLog) << "notify" << notice.id;
+    if (m_isCatchingUp)
+        return void(m_held.insert(notice.id, notice));
+    qCDebug(storeLog) << (notice.body.isEmpty() ? "withdraw" : "notify") << notice.id;
     if (m_notify)
-        m_notify(notice.title, notice.body, notice.id);
-}
-
-void TaskStore::withdrawUntrue(const AgentTask &before, const AgentTask &line)
-{
-    const auto withdraw = [this](const QString &id) {
-        m_held.remove(id);
-        if (m_withdraw)
-            m_withdraw(id);
-    };
-    if (before.isUrgent() && !line.isUrgent())
-        withdraw(u"approval-"_s + line.id);
-    if (before.isStuck(now()) && !line.isStuck(now()))
-        withdraw(u"stuck-"_s + line.id);
+        m_notify(notice);
 }
 
 void TaskStore::setLines(const QList<AgentTask> &lines)
@@ -231,7 +212,7 @@ void TaskStore::startWatching()
 {
     // The queue and the watcher end with the store, in `finish`, so `this` outlives every call.
     const auto onEvent = [this](const HookEvent &event) { m_events->post([this, event] { apply(event); }); };
-    const auto onRecord = [this](const std::optional<SessionRecord> &before, const std::optional<SessionRecord> &now) {
+    const auto onRecord = [this](const SessionRecord &before, const SessionRecord &now) {
         m_events->post([this, before, now] { takeRecord(before, now); });
     };
     const auto onCaughtUp = [this] { m_events->post([this] { catchUp(); }); };
@@ -244,6 +225,4 @@ void TaskStore::startWatching()
     m_sweepTimer.setInterval(sweepInterval);
     connect(&m_sweepTimer, &QTimer::timeout, this, &TaskStore::sweep);
     m_sweepTimer.start();
-    m_momentTimer.setSingleShot(true);
-    connect(&m_momentTimer, &QTimer::timeout, this, &TaskStore::applyMissedEvents);
 }

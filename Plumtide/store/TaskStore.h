@@ -28,11 +28,8 @@ class TaskStore final : public QObject
 public:
     static constexpr std::chrono::seconds sweepInterval{60};
 
-    /// Puts a notification in front of the user; called with the title, the body and an identifier that replaces an
-    /// earlier notification of the same one. Must return at once.
-    using Notify = std::function<void(const QString &title, const QString &body, const QString &id)>;
-    /// Takes the notification of an identifier back, if there is one: it is no longer true.
-    using Withdraw = std::function<void(const QString &id)>;
+    /// Puts a notification in front of the user, or takes it back. Must return at once.
+    using Notify = std::function<void(const Board::Notice &notice)>;
 
     /// The store of the process, made on first use from the real environment. It lives until the process ends.
     static TaskStore &shared();
@@ -43,11 +40,7 @@ public:
     ~TaskStore() override; ///< As `finish`.
 
     /// Without it nothing is notified. Of what was in the log at the start, only what is still true at its end is.
-    void setNotify(Notify notify, Withdraw withdraw)
-    {
-        m_notify = std::move(notify);
-        m_withdraw = std::move(withdraw);
-    }
+    void setNotify(Notify notify) { m_notify = std::move(notify); }
 
     /// Follows the log no further, applies every event that was taken from it, waits for the file to be on the disk,
     /// and gives the data directory up: nothing is saved from then on. For the end of the program.
@@ -67,7 +60,7 @@ public:
 
     void apply(const HookEvent &event); ///< One event of the log: finds or makes its line and changes it.
     /// What a record of Claude Code said and says now: for the sweep, and for what no event tells (see ClaudeSessions).
-    void takeRecord(const std::optional<SessionRecord> &before, const std::optional<SessionRecord> &record);
+    void takeRecord(const SessionRecord &before, const SessionRecord &record);
     void
     applyMissedEvents(); ///< Makes lines agree with their sessions' records, where they have differed for a moment.
     [[nodiscard]] bool isCatchingUp() const { return m_isCatchingUp; } ///< With what was in the log at the start.
@@ -85,10 +78,6 @@ public:
     /// The lines that are not done, under the source filter, one group a project, by section: those with urgent lines
     /// first, then the latest change first, then by name. The price is that of the projects, not of the lines.
     [[nodiscard]] Board::Sections sections() const { return m_board.sections(now()); }
-    [[nodiscard]] QList<ProjectGroup> projectGroups(ProjectSection in) const
-    {
-        return sections()[static_cast<std::size_t>(in)];
-    }
 
     /// Stores a line from the edit form, with the current time.
     void upsert(AgentTask task) { make(m_board.upsert(std::move(task), now())); }
@@ -102,7 +91,6 @@ private:
     // Every change of a line; each saves.
     void make(const Board::Changes &changes);
     void notify(const Board::Notice &notice);
-    void withdrawUntrue(const AgentTask &before, const AgentTask &line);
     void setLines(const QList<AgentTask> &lines);
     void compare(const QString &session);
     void catchUp();
@@ -115,7 +103,6 @@ private:
     const QString m_tavvelDir;
     HomeLock m_lock;
     Notify m_notify;
-    Withdraw m_withdraw;
     bool m_isCatchingUp = true;
     QMap<QString, Board::Notice> m_held; // until then, by their ids
 
@@ -130,5 +117,4 @@ private:
     std::unique_ptr<MainThreadQueue> m_events; // on their way from the watcher's thread
     std::unique_ptr<EventWatcher> m_watcher;
     QTimer m_sweepTimer;
-    QTimer m_momentTimer;
 };

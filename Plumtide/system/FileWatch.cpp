@@ -18,13 +18,14 @@ FileWatch::FileWatch(const QString &file, const QString &folder)
 {
 }
 
-bool FileWatch::attach()
+std::optional<QSet<QString>> FileWatch::attach()
 {
     // A file that is unlinked while somebody holds it open reports only a changed attribute, its number of links.
     m_file = watch(m_filePath, IN_MODIFY | IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF, m_file);
     const int before = m_folder;
     m_folder = watch(m_folderPath, IN_CLOSE_WRITE | IN_MOVE | IN_DELETE | IN_ONLYDIR, m_folder);
-    return m_folder >= 0 && m_folder == before;
+    const QSet<QString> changed = std::exchange(m_changed, {});
+    return m_folder >= 0 && m_folder == before ? std::optional(changed) : std::nullopt;
 }
 
 int FileWatch::watch(const QByteArray &path, uint32_t kinds, int before) const

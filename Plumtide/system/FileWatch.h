@@ -7,7 +7,7 @@
 #include <QString>
 
 #include <chrono>
-#include <utility>
+#include <optional>
 
 /// Waits for changes of the file at a path, and of the files in a folder, whichever these are at the moment.
 /// Thread: one thread at a time, except `end`.
@@ -17,13 +17,11 @@ public:
     FileWatch(const QString &file, const QString &folder);
 
     /// From now on, changes of what the paths lead to are reported. Where there is nothing, or the system has no watch
-    /// to give, nothing is reported, and the next call tries again. False when changes in the folder may have been
-    /// missed, so that all of its files are to be looked at.
-    bool attach();
+    /// to give, nothing is reported, and the next call tries again. The names of the files in the folder that were
+    /// written, came or went since the last call; nothing where it may have been any of them.
+    std::optional<QSet<QString>> attach();
     /// Waits until something has happened to one of them, at most for `patience`. False after `end`.
     bool wait(std::chrono::milliseconds patience);
-    /// The names of files in the folder that were written, that came and that went, since the last call.
-    [[nodiscard]] QSet<QString> takeChanged() { return std::exchange(m_changed, {}); }
     void end(); ///< Ends a `wait`, and every later one. Any thread.
 
 private:

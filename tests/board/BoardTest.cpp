@@ -52,9 +52,10 @@ public:
         home.processes = {11};
         restart();
         EXPECT_TRUE(waitUntil([this] { return !store->isCatchingUp(); }));
-        store->setNotify([this](const QString &title, const QString &body,
-                                const QString &id) { say(u"notifies "_s + id + u": "_s + title + u": "_s + body); },
-                         [this](const QString &id) { say(u"withdraws "_s + id); });
+        store->setNotify([this](const ::Board::Notice &notice) {
+            say(notice.body.isEmpty() ? u"withdraws "_s + notice.id
+                                      : u"notifies "_s + notice.id + u": "_s + notice.title + u": "_s + notice.body);
+        });
         QObject::connect(store.get(), &TaskStore::objectWillChange, [this] {
             EXPECT_TRUE(m_announced++ > 0 || store->tasks() == m_before) << "announced after the change";
         });
@@ -111,7 +112,7 @@ private:
                    (usual.arg(name.section(u'.', 0, 0)).arg(home.now.toMSecsSinceEpoch()) + members.mid(1)).toUtf8());
         if (members.isEmpty())
             QFile::remove(home.path(file));
-        m_sessions.read(name);
+        m_sessions.read(QSet{name});
     }
 
     /// Writes fields of lines by hand, known or new ones: "cc-A@10:05,cc-B".
@@ -138,9 +139,10 @@ private:
 
     void look()
     {
-        for (const ProjectSection section : allProjectSections) {
-            for (const ProjectGroup &group : store->projectGroups(section))
-                say(label(section) + u' ' + group.name + u": "_s + group.summaryText(home.now)
+        const auto sections = store->sections();
+        for (const QList<ProjectGroup> &section : sections) {
+            for (const ProjectGroup &group : section)
+                say(label(group.section(home.now)) + u' ' + group.name + u": "_s + group.summaryText(home.now)
                     + aged(group.urgentLines()) + aged(group.freshWaitingLines(home.now)) + aged(group.runningLines())
                     + aged(group.quietLines(home.now)));
         }
