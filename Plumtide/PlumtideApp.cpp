@@ -64,12 +64,8 @@ int PlumtideApp::follow(Instance &instance)
         return 0;
     }
     HooksInstaller &installer = HooksInstaller::shared(); // brings deployed scripts up to date, with windows or without
-    m_store.setNotify([](const Board::Notice &notice) {
-        if (notice.body.isEmpty())
-            Notifier::shared().withdraw(notice.id);
-        else
-            Notifier::shared().notify(notice.title, notice.body, notice.id);
-    });
+    m_store.setNotify(
+        [](const Board::Notice &notice) { Notifier::shared().notify(notice.title, notice.body, notice.id); });
     QObject::connect(m_signals.get(), &TerminationSignals::requested, QCoreApplication::instance(),
                      &QCoreApplication::quit);
     QObject::connect(&instance, &Instance::replaced, QCoreApplication::instance(), &QCoreApplication::quit);

@@ -24,9 +24,8 @@ public:
     [[nodiscard]] bool available() const { return m_available; }
 
     /// Returns at once and never fails. It replaces an earlier notification with the same `id` that is still
-    /// on show. All three are plain text.
+    /// on show; without a body it takes that one back. All three are plain text.
     void notify(const QString &title, const QString &body, const QString &id);
-    void withdraw(const QString &id); ///< Closes the notification of this id, if it is still on show.
 
 Q_SIGNALS:
     /// The user has clicked one of ours. `token` lets a window take the focus; empty where the service gives none.
@@ -46,7 +45,6 @@ private:
     {
         uint number = 0;                  // the service's, 0 when there is none to replace
         bool isOnItsWay = false;          // a call is unanswered
-        bool isWithdrawn = false;         // to be closed when that is answered
         std::optional<Notification> next; // waits for that answer; of several the newest
     };
 

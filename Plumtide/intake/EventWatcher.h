@@ -9,11 +9,11 @@
 
 /// Follows the events log and hands over every complete line as a HookEvent, in file order, and what Claude Code's
 /// session records say: at once when the system reports a change, and every five seconds in any case, which also finds
-/// what is made, replaced or becomes readable later.
-/// Of what is there at the start the log comes first. Later the records do: an event finds what was known of its
-/// session at that moment. Thread: made, started and stopped on one thread; the handlers are called on the watcher's
-/// own thread, "tavvel.eventwatcher", one call at a time, and may take their time: nothing more is read until they
-/// return. Errors: none reach the caller. A missing, shortened or replaced log is normal and is tried again.
+/// what is made, replaced or becomes readable later. Of what is there at the start the log comes first; later the
+/// records do, so that an event meets what was known of its session at that moment.
+/// Thread: made, started and stopped on one thread; the handlers are called on the watcher's own thread,
+/// "tavvel.eventwatcher", one call at a time, and may take their time: nothing more is read until they return.
+/// Errors: none reach the caller. A missing, shortened or replaced log is normal and is tried again.
 class EventWatcher
 {
 public:

@@ -141,7 +141,7 @@ Board::Changes Board::apply(const HookEvent &event, const QDateTime &now)
     return changes;
 }
 
-Board::Changes Board::sweep(const QDateTime &now, const QSet<QString> &endedSessions)
+Board::Changes Board::sweep(const QDateTime &now, const std::function<bool(const QString &session)> &hasEnded)
 {
     Changes changes;
     for (qsizetype place = 0; place < lines().size(); ++place) {
@@ -152,7 +152,7 @@ Board::Changes Board::sweep(const QDateTime &now, const QSet<QString> &endedSess
                 {line.project, u"有个会话 30 分钟没动静了，可能卡住了，去看一眼。"_s, u"stuck-"_s + line.id});
         }
         QString reason;
-        if (const auto session = quietSession(line, now); session && endedSessions.contains(*session))
+        if (const auto session = quietSession(line, now); session && hasEnded(*session))
             reason = u"会话已关闭"_s;
         else if (line.isStuck(now) && isOlderThan(line.updatedAt, idleAge, now))
             reason = u"长时间无动静，判定会话已结束"_s;
@@ -166,16 +166,6 @@ Board::Changes Board::sweep(const QDateTime &now, const QSet<QString> &endedSess
         }
     }
     return changes;
-}
-
-QSet<QString> Board::quietSessions(const QDateTime &now) const
-{
-    QSet<QString> sessions;
-    for (const AgentTask &line : lines()) {
-        if (const std::optional<QString> session = quietSession(line, now))
-            sessions.insert(*session);
-    }
-    return sessions;
 }
 
 QList<AgentTask> Board::linesToKeep(const QDateTime &now) const

@@ -24,16 +24,11 @@ void ClaudeSessions::take(const SessionRecord &before, const SessionRecord &now)
         m_records.insert(now.sessionId, now);
 }
 
-QSet<QString> ClaudeSessions::ended(const QSet<QString> &sessions) const
+bool ClaudeSessions::hasEnded(const QString &session) const
 {
-    QSet<QString> ended;
-    for (const QString &session : sessions) {
-        const auto [begin, end] = m_records.equal_range(session);
-        const auto exists = [this](const SessionRecord &record) { return m_processExists(record.pid, {}); };
-        if (begin != end && std::none_of(begin, end, exists))
-            ended.insert(session);
-    }
-    return ended;
+    const auto [begin, end] = m_records.equal_range(session);
+    const auto exists = [this](const SessionRecord &record) { return m_processExists(record.pid, {}); };
+    return begin != end && std::none_of(begin, end, exists);
 }
 
 bool ClaudeSessions::deny(const HookEvent &event)

@@ -24,8 +24,7 @@ public:
 
     /// What the file of a record held and holds now.
     void take(const SessionRecord &before, const SessionRecord &now);
-    /// Those of `sessions` that have a record, and of which no process exists any more.
-    [[nodiscard]] QSet<QString> ended(const QSet<QString> &sessions) const;
+    [[nodiscard]] bool hasEnded(const QString &session) const; ///< It has a record, and no process exists any more.
 
     /// Hears of each event. True where it is to be passed over, since it takes away a request of which the record says
     /// that it was still on the screen at that time.

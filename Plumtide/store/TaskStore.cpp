@@ -123,7 +123,7 @@ void TaskStore::catchUp()
 
 void TaskStore::sweep()
 {
-    make(m_board.sweep(now(), m_sessions.ended(m_board.quietSessions(now()))));
+    make(m_board.sweep(now(), [this](const QString &session) { return m_sessions.hasEnded(session); }));
     setLines(m_board.linesToKeep(now()));
     m_file->startFlushing(); // and not a second later: that would wake the program once more
     // Ages and markings on the board depend on the time alone.

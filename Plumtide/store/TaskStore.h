@@ -61,8 +61,7 @@ public:
     void apply(const HookEvent &event); ///< One event of the log: finds or makes its line and changes it.
     /// What a record of Claude Code said and says now: for the sweep, and for what no event tells (see ClaudeSessions).
     void takeRecord(const SessionRecord &before, const SessionRecord &record);
-    void
-    applyMissedEvents(); ///< Makes lines agree with their sessions' records, where they have differed for a moment.
+    void applyMissedEvents(); ///< Makes lines agree with records from which they have differed for a moment.
     [[nodiscard]] bool isCatchingUp() const { return m_isCatchingUp; } ///< With what was in the log at the start.
     void sweep(); ///< Warns of silent lines, closes those whose agent is gone, drops old ones.
 

@@ -141,10 +141,13 @@ private:
     {
         const auto sections = store->sections();
         for (const QList<ProjectGroup> &section : sections) {
-            for (const ProjectGroup &group : section)
-                say(label(group.section(home.now)) + u' ' + group.name + u": "_s + group.summaryText(home.now)
-                    + aged(group.urgentLines()) + aged(group.freshWaitingLines(home.now)) + aged(group.runningLines())
-                    + aged(group.quietLines(home.now)));
+            for (const ProjectGroup &group : section) {
+                QString text =
+                    label(group.section(home.now)) + u' ' + group.name + u": "_s + group.summaryText(home.now);
+                for (const auto rank : {LineRank::urgent, LineRank::freshWaiting, LineRank::running, LineRank::quiet})
+                    text += aged(group.linesOf(rank, home.now));
+                say(text);
+            }
         }
         QString lists = u"urgent %1, idle %2"_s.arg(store->urgentCount()).arg(store->idleLineCount());
         for (const AgentTaskStatus status : allAgentTaskStatuses) {
