@@ -201,30 +201,28 @@ TEST_F(HooksInstallerTest, TheToolsFileChangesLastWhenAllElseIsOnTheDiskAndStays
 
 TEST_F(HooksInstallerTest, WhatKeepsRegisteredHooksFromRunningIsSaidAndNothingElse)
 {
-    const QByteArray hook = R"({"hooks":{"Stop":[{"hooks":[{"command":"%/.tavvel/hooks/tavvel-hook.sh"}]}]}})";
+    ::setenv("CODEX_HOME", qPrintable(home.path(u".codex/"_s)), 1);
+    ::setenv("CLAUDE_CONFIG_DIR", "/x", 1); // is said in every case
+    const QByteArray ours = home.path(u".tavvel/hooks/"_s).toUtf8();
     const std::tuple<QString, QByteArray, QString> cases[] = {
         {settings, R"({"disableAllHooks":true})", u"disableAllHooks"_s},
         {settings, R"({"allowManagedHooksOnly":true})", {}},
         {u"managed/managed-settings.json"_s, R"({"allowManagedHooksOnly":true})", u"allowManagedHooksOnly"_s},
         {u"managed/managed-settings.d/1.json"_s, R"({"disableAllHooks":true})", u"disableAllHooks"_s},
-        {settings, QByteArray(hook).replace('%', "/home/other"), u"不在这个主目录里"_s},
-        {settings, QByteArray(hook).replace('%', home.path().toUtf8()), {}},
-        {settings, QByteArray(hook).replace('%', "~"), {}},
-        {config, "notify = ['/home/other/codex-notify.sh']", u"不在这个主目录里"_s},
+        {settings, R"("/home/other/.tavvel/hooks/tavvel-hook.sh")", u"/home/other/.tavvel/hooks/tavvel-hook.sh"_s},
+        {settings, R"("~/.tavvel/hooks/tavvel-hook.sh", ")" + ours + "tavvel-hook.sh\"", {}},
+        {config, "notify = ['/home/other/codex-notify.sh']", u"/home/other/codex-notify.sh"_s},
         {u".codex/work.config.toml"_s, "model = 'x'\nnotify = ['x']\n", u"codex -p work "_s},
         {u".codex/work.config.toml"_s, "[notify]\nnotify = ['x']\n", {}},
-        {u".codex/work.config.toml"_s, "notify = ['" + home.path(codexScript).toUtf8() + "']", {}},
+        {u".codex/work.config.toml"_s, "notify = ['" + ours + "codex-notify.sh']", {}},
     };
-    ::setenv("CODEX_HOME", qPrintable(home.path(u".codex/"_s)), 1);
     for (const auto &[file, content, reason] : cases) {
         home.write(file, content);
-        const QString said = reasonsForSilence(home.path(), home.path(u"managed"_s)).join(u'|');
-        EXPECT_TRUE(reason.isEmpty() ? said.isEmpty() : said.contains(reason) && !said.contains(u'|'))
-            << content.constData() << ' ' << said.toStdString();
+        const QStringList said = reasonsForSilence(home.path(), home.path(u"managed"_s));
+        EXPECT_EQ(said.size(), reason.isEmpty() ? 1 : 2) << content.constData();
+        EXPECT_TRUE(said.join(u'|').contains(reason)) << content.constData();
         QFile::remove(home.path(file));
     }
-    ::setenv("CLAUDE_CONFIG_DIR", "/x", 1);
-    EXPECT_EQ(reasonsForSilence(home.path()).size(), 1);
     ::unsetenv("CLAUDE_CONFIG_DIR");
 }
 
