@@ -2,7 +2,7 @@
 
 #include "Plumtide/system/Log.h"
 
-#include <QFile>
+#include <QFileInfo>
 
 #include <array>
 
@@ -13,6 +13,7 @@
 FileWatch::FileWatch(const QString &file, const QString &folder)
     : m_filePath(QFile::encodeName(file)),
       m_folderPath(QFile::encodeName(folder)),
+      m_parentPath(QFile::encodeName(QFileInfo(folder).path())),
       m_end(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       m_reports(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC))
 {
@@ -24,6 +25,7 @@ std::optional<QSet<QString>> FileWatch::attach()
     m_file = watch(m_filePath, IN_MODIFY | IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF, m_file);
     const int before = m_folder;
     m_folder = watch(m_folderPath, IN_CLOSE_WRITE | IN_MOVE | IN_DELETE | IN_ONLYDIR, m_folder);
+    m_parent = watch(m_folder < 0 ? m_parentPath : QByteArray(), IN_CREATE | IN_MOVED_TO, m_parent); // it may come
     const QSet<QString> changed = std::exchange(m_changed, {});
     return m_folder >= 0 && m_folder == before ? std::optional(changed) : std::nullopt;
 }

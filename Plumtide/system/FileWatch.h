@@ -27,9 +27,9 @@ public:
 private:
     [[nodiscard]] int watch(const QByteArray &path, uint32_t kinds, int before) const;
 
-    const QByteArray m_filePath, m_folderPath;
-    const Descriptor m_end;         // eventfd: readable once the end has come
-    const Descriptor m_reports;     // inotify
-    int m_file = -1, m_folder = -1; // their watches
+    const QByteArray m_filePath, m_folderPath, m_parentPath;
+    const Descriptor m_end;                        // eventfd: readable once the end has come
+    const Descriptor m_reports;                    // inotify
+    int m_file = -1, m_folder = -1, m_parent = -1; // their watches
     QSet<QString> m_changed;
 };
