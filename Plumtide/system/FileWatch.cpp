@@ -24,8 +24,9 @@ std::optional<QSet<QString>> FileWatch::attach()
     // A file that is unlinked while somebody holds it open reports only a changed attribute, its number of links.
     m_file = watch(m_filePath, IN_MODIFY | IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF, m_file);
     const int before = m_folder;
+    // Where the folder was missing, it may come at any moment, also at this one.
+    m_parent = watch(before < 0 ? m_parentPath : QByteArray(), IN_CREATE | IN_MOVED_TO, m_parent);
     m_folder = watch(m_folderPath, IN_CLOSE_WRITE | IN_MOVE | IN_DELETE | IN_ONLYDIR, m_folder);
-    m_parent = watch(m_folder < 0 ? m_parentPath : QByteArray(), IN_CREATE | IN_MOVED_TO, m_parent); // it may come
     const QSet<QString> changed = std::exchange(m_changed, {});
     return m_folder >= 0 && m_folder == before ? std::optional(changed) : std::nullopt;
 }
