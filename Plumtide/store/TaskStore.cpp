@@ -140,7 +140,7 @@ void TaskStore::make(const Board::Changes &changes)
         const AgentTask before = tasks().value(edit.place, edit.line);
         if (before.isUrgent() && !edit.line.isUrgent())
             notify({{}, {}, u"approval-"_s + before.id});
-        if (before.isStuck(now()) && !edit.line.isStuck(now()))
+        if (before.isStuck(now()))
             notify({{}, {}, u"stuck-"_s + before.id});
         m_board.take(edit);
         m_file->lineChanged(edit.place);
