@@ -43,11 +43,11 @@ void EventWatcher::run()
     m_log.rotateIfNeeded();
     m_log.readNewLines();
     m_onCaughtUp();
-    do {
+    for (auto patience = 0ms; m_watch.wait(patience); patience = visitOld() ? 0ms : m_pollEvery) {
         m_sessions.read(m_watch.attach()); // in this order: what comes between the two is reported
         m_log.readNewLines();
         m_defaults->writeAgain(); // a full disk may have room again
-    } while (m_watch.wait(visitOld() ? 0ms : m_pollEvery));
+    }
 }
 
 bool EventWatcher::visitOld()
