@@ -115,10 +115,9 @@ void TaskStore::applyMissedEvents()
 
 void TaskStore::catchUp()
 {
-    m_isCatchingUp = false;
-    for (const Board::Notice &notice : std::as_const(m_held))
+    const QMap<QString, Board::Notice> held = *std::exchange(m_held, std::nullopt);
+    for (const Board::Notice &notice : held)
         notify(notice);
-    m_held.clear();
 }
 
 void TaskStore::sweep()
@@ -151,8 +150,8 @@ void TaskStore::make(const Board::Changes &changes)
 
 void TaskStore::notify(const Board::Notice &notice)
 {
-    if (m_isCatchingUp)
-        return void(m_held.insert(notice.id, notice));
+    if (m_held)
+        return void(m_held->insert(notice.id, notice));
     qCDebug(storeLog) << (notice.body.isEmpty() ? "withdraw" : "notify") << notice.id;
     if (m_notify)
         m_notify(notice);

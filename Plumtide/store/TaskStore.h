@@ -62,7 +62,7 @@ public:
     /// What a record of Claude Code said and says now: for the sweep, and for what no event tells (see ClaudeSessions).
     void takeRecord(const SessionRecord &before, const SessionRecord &record);
     void applyMissedEvents(); ///< Makes lines agree with records from which they have differed for a moment.
-    [[nodiscard]] bool isCatchingUp() const { return m_isCatchingUp; } ///< With what was in the log at the start.
+    [[nodiscard]] bool isCatchingUp() const { return m_held.has_value(); } ///< With what was in the log at the start.
     void sweep(); ///< Warns of silent lines, closes those whose agent is gone, drops old ones.
 
     [[nodiscard]] int urgentCount() const { return m_board.urgentCount(now()); } ///< Whatever the source filter says.
@@ -102,8 +102,7 @@ private:
     const QString m_tavvelDir;
     HomeLock m_lock;
     Notify m_notify;
-    bool m_isCatchingUp = true;
-    QMap<QString, Board::Notice> m_held; // until then, by their ids
+    std::optional<QMap<QString, Board::Notice>> m_held{std::in_place}; // by their ids, while it catches up
 
     Board m_board;
     ClaudeSessions m_sessions;
