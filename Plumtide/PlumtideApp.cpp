@@ -5,6 +5,7 @@
 #include "Plumtide/desktop/Instance.h"
 #include "Plumtide/desktop/Notifier.h"
 #include "Plumtide/hooks/HooksInstaller.h"
+#include "Plumtide/hooks/Silence.h"
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/system/TerminationSignals.h"
 
@@ -51,6 +52,8 @@ int PlumtideApp::installHooks()
     printMessage(installer);
     installer.installCodex();
     printMessage(installer);
+    for (const QString &reason : reasonsForSilence(Environment::realHome()))
+        std::fprintf(stderr, "Plumtide: %s\n", qUtf8Printable(reason));
     return 0;
 }
 
@@ -61,9 +64,8 @@ int PlumtideApp::follow(Instance &instance)
         return 0;
     }
     HooksInstaller &installer = HooksInstaller::shared(); // brings deployed scripts up to date, with windows or without
-    m_store.setNotify([](const QString &title, const QString &body, const QString &id) {
-        Notifier::shared().notify(title, body, id);
-    });
+    m_store.setNotify(
+        [](const Board::Notice &notice) { Notifier::shared().notify(notice.title, notice.body, notice.id); });
     QObject::connect(m_signals.get(), &TerminationSignals::requested, QCoreApplication::instance(),
                      &QCoreApplication::quit);
     QObject::connect(&instance, &Instance::replaced, QCoreApplication::instance(), &QCoreApplication::quit);

@@ -21,7 +21,7 @@ public:
     PlumtideApp();  ///< Obtains the store, which loads the lines and follows the events log.
     ~PlumtideApp(); ///< Applies and saves what was taken from the log.
 
-    /// Registers the hooks, and prints two lines. The exit status.
+    /// Registers the hooks, and prints two lines, and on standard error why they may not run. The exit status.
     [[nodiscard]] int installHooks();
     /// Keeps the board until the user or the system ends the program. `instance` has claimed the home. The exit status.
     [[nodiscard]] int follow(Instance &instance);

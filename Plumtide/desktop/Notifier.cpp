@@ -45,7 +45,7 @@ Notifier::Notifier() : m_bus(QDBusConnection::sessionBus()), m_available(m_bus.i
 
 void Notifier::notify(const QString &title, const QString &body, const QString &id)
 {
-    if (!m_available)
+    if (!m_available || (body.isEmpty() && !m_shown.contains(id)))
         return;
     Shown &shown = m_shown[id];
     shown.next = {title, body};
@@ -74,6 +74,15 @@ void Notifier::send(const QString &id)
     call(u"GetCapabilities"_s, {}, [this, id](const QDBusPendingReply<QStringList> &capabilities) {
         const QStringList known = capabilities.isValid() ? capabilities.value() : QStringList();
         const Notification wanted = *std::exchange(m_shown[id].next, std::nullopt);
+        const auto answered = [this, id](const QDBusPendingReply<uint> &number) {
+            m_shown[id] = {number.isValid() ? number.value() : 0, false, std::move(m_shown[id].next)};
+            if (m_shown[id].next)
+                send(id);
+            else if (m_shown[id].number == 0)
+                m_shown.remove(id);
+        };
+        if (wanted.body.isEmpty())
+            return call(u"CloseNotification"_s, {m_shown[id].number}, answered); // the answer has no number
         const QVariantMap hints{
             {u"desktop-entry"_s, u"plumtide"_s},
             {u"sound-name"_s, u"message-new-instant"_s},
@@ -86,13 +95,7 @@ void Notifier::send(const QString &id)
         const int expireTimeout = -1; // as the service likes
         const QVariantList arguments{u"Plumtide"_s, m_shown[id].number, u"plumtide"_s, wanted.title, body, actions,
                                      hints,         expireTimeout};
-        call(u"Notify"_s, arguments, [this, id](const QDBusPendingReply<uint> &number) {
-            m_shown[id] = {number.isValid() ? number.value() : 0, false, std::move(m_shown[id].next)};
-            if (m_shown[id].next)
-                send(id);
-            else if (m_shown[id].number == 0)
-                m_shown.remove(id);
-        });
+        call(u"Notify"_s, arguments, answered);
     });
 }
 

@@ -24,7 +24,7 @@ public:
     [[nodiscard]] bool available() const { return m_available; }
 
     /// Returns at once and never fails. It replaces an earlier notification with the same `id` that is still
-    /// on show. All three are plain text.
+    /// on show; without a body it takes that one back. All three are plain text.
     void notify(const QString &title, const QString &body, const QString &id);
 
 Q_SIGNALS:

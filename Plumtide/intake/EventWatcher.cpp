@@ -4,12 +4,14 @@
 
 using namespace std::chrono_literals;
 
-EventWatcher::EventWatcher(const QString &logPath, std::shared_ptr<Defaults> defaults, OnEvent onEvent,
-                           std::chrono::milliseconds pollEvery)
+EventWatcher::EventWatcher(const QString &logPath, const QString &sessions, std::shared_ptr<Defaults> defaults,
+                           Handlers handlers, std::chrono::milliseconds pollEvery)
     : m_pollEvery(pollEvery),
       m_defaults(std::move(defaults)),
-      m_log(logPath, m_defaults, std::move(onEvent)),
-      m_watch(logPath)
+      m_log(logPath, m_defaults, std::move(handlers.onEvent)),
+      m_sessions(sessions, std::move(handlers.onRecord)),
+      m_onCaughtUp(std::move(handlers.onCaughtUp)),
+      m_watch(logPath, sessions)
 {
 }
 
@@ -39,11 +41,13 @@ void EventWatcher::run()
     while (m_log.isReadAndLarge() && visitOld() && m_watch.wait(0ms)) {
     }
     m_log.rotateIfNeeded();
-    do {
-        m_watch.attach(); // before the read: what comes between the two is reported
+    m_log.readNewLines();
+    m_onCaughtUp();
+    for (auto patience = 0ms; m_watch.wait(patience); patience = visitOld() ? 0ms : m_pollEvery) {
+        m_sessions.read(m_watch.attach()); // in this order: what comes between the two is reported
         m_log.readNewLines();
         m_defaults->writeAgain(); // a full disk may have room again
-    } while (m_watch.wait(visitOld() ? 0ms : m_pollEvery));
+    }
 }
 
 bool EventWatcher::visitOld()

@@ -1,25 +1,33 @@
 #pragma once
 
 #include "Plumtide/intake/EventLog.h"
+#include "Plumtide/intake/SessionFollower.h"
 #include "Plumtide/system/FileWatch.h"
 
 #include <chrono>
 #include <thread>
 
-/// Follows the events log and hands over every complete line as a HookEvent, in file order: at once when the system
-/// reports a change, and every five seconds in any case, which also finds a log that is made, replaced or becomes
-/// readable later.
-/// Thread: made, started and stopped on one thread; `onEvent` is called on the watcher's own thread,
-/// "tavvel.eventwatcher", one call at a time, and may take its time: nothing more is read until it returns.
+/// Follows the events log and hands over every complete line as a HookEvent, in file order, and what Claude Code's
+/// session records say: at once when the system reports a change, and every five seconds in any case, which also finds
+/// what is made, replaced or becomes readable later. Of what is there at the start the log comes first; later the
+/// records do, so that an event meets what was known of its session at that moment.
+/// Thread: made, started and stopped on one thread; the handlers are called on the watcher's own thread,
+/// "tavvel.eventwatcher", one call at a time, and may take their time: nothing more is read until they return.
 /// Errors: none reach the caller. A missing, shortened or replaced log is normal and is tried again.
 class EventWatcher
 {
 public:
     static constexpr std::chrono::seconds pollInterval{5};
-    using OnEvent = EventLog::OnEvent;
+    /// What is to become of what was read.
+    struct Handlers
+    {
+        EventLog::OnEvent onEvent;
+        SessionFollower::OnChange onRecord;
+        std::function<void()> onCaughtUp; ///< Once, after the events that were in the log at the start.
+    };
 
-    /// `defaults` keeps the read offset.
-    EventWatcher(const QString &logPath, std::shared_ptr<Defaults> defaults, OnEvent onEvent,
+    /// `sessions` is the folder of the session records. `defaults` keeps the read offset.
+    EventWatcher(const QString &logPath, const QString &sessions, std::shared_ptr<Defaults> defaults, Handlers handlers,
                  std::chrono::milliseconds pollEvery = pollInterval);
     ~EventWatcher(); ///< As `stop`.
 
@@ -29,7 +37,7 @@ public:
     void start(); ///< Returns at once; call it once.
 
     /// Reads nothing more. Every event whose place in the log is stored as read has been handed over when it
-    /// returns, so `onEvent` must not wait for the calling thread.
+    /// returns, so no handler must wait for the calling thread.
     void stop();
 
 private:
@@ -39,6 +47,8 @@ private:
     const std::chrono::milliseconds m_pollEvery;
     const std::shared_ptr<Defaults> m_defaults;
     EventLog m_log;
+    SessionFollower m_sessions;
+    const std::function<void()> m_onCaughtUp;
     FileWatch m_watch;
     std::function<bool(QByteArrayView)> m_visitOld;
     std::thread m_thread;

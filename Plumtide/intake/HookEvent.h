@@ -7,8 +7,11 @@
 
 #include <optional>
 
-/// Any JSON value, as it arrives in the free-form part of an event; a JSON true is never a number, nor a number a bool.
-using JSONValue = QJsonValue;
+/// The names of events that Claude Code reports and that more than the board's rules know.
+namespace EventName {
+inline constexpr QLatin1StringView prompt("UserPromptSubmit"), request("PermissionRequest"), tool("PostToolUse"),
+    stop("Stop"), end("SessionEnd");
+}
 
 /// One line of the events log, as the hook scripts write it: one JSON object in UTF-8. A field is absent when its
 /// key is missing or null; keys other than these eight are ignored.

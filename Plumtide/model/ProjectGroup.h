@@ -28,13 +28,6 @@ struct ProjectGroup
     bool operator==(const ProjectGroup &other) const { return name == other.name && lines == other.lines; }
 
     [[nodiscard]] bool isUrgent() const; ///< Any of its lines is.
-    // The first and the third rank are not a matter of time.
-    [[nodiscard]] QList<AgentTask> urgentLines() const { return linesOf(LineRank::urgent, {}); }
-    [[nodiscard]] QList<AgentTask> freshWaitingLines(const QDateTime &now) const
-    {
-        return linesOf(LineRank::freshWaiting, now);
-    }
-    [[nodiscard]] QList<AgentTask> runningLines() const { return linesOf(LineRank::running, {}); }
     [[nodiscard]] QList<AgentTask> quietLines(const QDateTime &now) const { return linesOf(LineRank::quiet, now); }
     [[nodiscard]] QList<AgentTask> linesOf(LineRank rank, const QDateTime &now) const;
 

@@ -1,13 +1,9 @@
 #include "Plumtide/model/WellFormed.h"
 
-QString wellFormed(QString text)
+QString wellFormed(const QString &text)
 {
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const QChar unit = text.at(i);
-        if (unit.isHighSurrogate() && i + 1 < text.size() && text.at(i + 1).isLowSurrogate())
-            ++i;
-        else if (unit.isNull() || unit.isSurrogate())
-            text[i] = QChar::ReplacementCharacter;
-    }
-    return text;
+    if (text.isValidUtf16() && !text.contains(QChar::Null))
+        return text;
+    // On the way through code points, Qt replaces what has none.
+    return QString::fromStdU32String(text.toStdU32String()).replace(QChar::Null, QChar::ReplacementCharacter);
 }

@@ -14,9 +14,6 @@ constexpr qint64 livenessAge = 300;  // a session must be this quiet before its 
 constexpr qint64 idleAge = 7200;     // a running line that is silent for longer is closed
 constexpr qint64 purgeAge = 604'800; // a finished line is dropped after seven days
 
-constexpr auto promptName = "UserPromptSubmit"_L1;
-constexpr auto requestName = "PermissionRequest"_L1;
-
 std::optional<QString> squeezed(const std::optional<QString> &text, qsizetype max)
 {
     return text ? HookEvent::squeeze(*text, max) : std::nullopt;
@@ -84,22 +81,22 @@ bool change(AgentTask &line, const HookEvent &event, const QDateTime &now, QList
         addEvent(line, u"会话恢复"_s, at);
         return true; // nothing was done in it yet, so `updatedAt` stays
     }
-    if (name == promptName) {
+    if (name == EventName::prompt) {
         become(AgentTaskStatus::running, u"正在处理你的请求"_s, {}, {});
         followPrompt();
         addEvent(line, u"你说："_s + squeezed(event.prompt, titleLength).value_or(u"（空消息）"_s), at);
-    } else if (name == requestName) {
+    } else if (name == EventName::request) {
         const std::optional<QString> detail = event.toolInputSummary();
         const QString what = detail ? tool + u" — "_s + *detail : tool;
         if (!line.needsApproval.value_or(false))
             notices.append({line.project, u"有个操作需要你确认："_s + what, u"approval-"_s + line.id});
         become(AgentTaskStatus::waiting, u"暂停中，等待你确认"_s, u"等你确认："_s + what, true);
         addEvent(line, u"请求审批 "_s + what, at);
-    } else if (name == "PostToolUse"_L1) {
+    } else if (name == EventName::tool) {
         become(AgentTaskStatus::running, u"正在处理："_s + tool, {}, {});
-    } else if (name == "Stop"_L1) {
+    } else if (name == EventName::stop) {
         become(AgentTaskStatus::waiting, u"回复好了"_s, u"等你看一眼。"_s, false);
-    } else if (name == "SessionEnd"_L1) {
+    } else if (name == EventName::end) {
         become(AgentTaskStatus::done, line.currentState, {}, {});
         addEvent(line, u"会话结束"_s, at);
     } else if (name == "CodexTurnComplete"_L1) {
@@ -134,7 +131,8 @@ Board::Changes Board::apply(const HookEvent &event, const QDateTime &now)
     const qsizetype place = placeOf(id);
     const bool isKnown = place < lines().size();
     // Only a prompt, a request for approval or a Codex event puts a session on the board.
-    if (!isKnown && event.hookEventName != promptName && event.hookEventName != requestName && !event.isCodex())
+    if (!isKnown && event.hookEventName != EventName::prompt && event.hookEventName != EventName::request
+        && !event.isCodex())
         return {};
     Changes changes;
     AgentTask line = isKnown ? lines().at(place) : newLine(id, event);
@@ -143,7 +141,7 @@ Board::Changes Board::apply(const HookEvent &event, const QDateTime &now)
     return changes;
 }
 
-Board::Changes Board::sweep(const QDateTime &now, const QSet<QString> &endedSessions)
+Board::Changes Board::sweep(const QDateTime &now, const std::function<bool(const QString &session)> &hasEnded)
 {
     Changes changes;
     for (qsizetype place = 0; place < lines().size(); ++place) {
@@ -154,7 +152,7 @@ Board::Changes Board::sweep(const QDateTime &now, const QSet<QString> &endedSess
                 {line.project, u"有个会话 30 分钟没动静了，可能卡住了，去看一眼。"_s, u"stuck-"_s + line.id});
         }
         QString reason;
-        if (const auto session = quietSession(line, now); session && endedSessions.contains(*session))
+        if (const auto session = quietSession(line, now); session && hasEnded(*session))
             reason = u"会话已关闭"_s;
         else if (line.isStuck(now) && isOlderThan(line.updatedAt, idleAge, now))
             reason = u"长时间无动静，判定会话已结束"_s;
@@ -168,16 +166,6 @@ Board::Changes Board::sweep(const QDateTime &now, const QSet<QString> &endedSess
         }
     }
     return changes;
-}
-
-QSet<QString> Board::quietSessions(const QDateTime &now) const
-{
-    QSet<QString> sessions;
-    for (const AgentTask &line : lines()) {
-        if (const std::optional<QString> session = quietSession(line, now))
-            sessions.insert(*session);
-    }
-    return sessions;
 }
 
 QList<AgentTask> Board::linesToKeep(const QDateTime &now) const

@@ -5,6 +5,8 @@
 
 #include <QSet>
 
+#include <functional>
+
 /// The task lines, and what an event, a minute's sweep and the user make of them. It knows values and the time that it
 /// is told, and nothing else of the world.
 /// These functions only say how lines shall change; they change when each edit is handed to `take`, so that whoever
@@ -12,7 +14,8 @@
 class Board : public TaskLines
 {
 public:
-    /// A notification for the user; it replaces an earlier one of the same id.
+    /// A notification for the user, which replaces an earlier one of the same id. Without a body it takes that one
+    /// back: what it said is no longer true.
     struct Notice
     {
         QString title;
@@ -26,11 +29,9 @@ public:
     };
 
     [[nodiscard]] Changes apply(const HookEvent &event, const QDateTime &now);
-    /// Warns of silent lines and closes those whose agent is gone. `endedSessions` are those of Claude Code that are
-    /// known to have no process any more.
-    [[nodiscard]] Changes sweep(const QDateTime &now, const QSet<QString> &endedSessions);
-    /// The sessions of Claude Code of which a sweep must know whether they have ended.
-    [[nodiscard]] QSet<QString> quietSessions(const QDateTime &now) const;
+    /// Warns of silent lines and closes those whose agent is gone. `hasEnded` is asked of sessions of Claude Code: true
+    /// where one is known to have no process any more.
+    [[nodiscard]] Changes sweep(const QDateTime &now, const std::function<bool(const QString &session)> &hasEnded);
     [[nodiscard]] QList<AgentTask> linesToKeep(const QDateTime &now) const; ///< All but those that ended long ago.
 
     [[nodiscard]] Changes upsert(AgentTask line, const QDateTime &now) const;

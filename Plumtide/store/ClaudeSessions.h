@@ -1,20 +1,58 @@
 #pragma once
 
+#include "Plumtide/intake/HookEvent.h"
+#include "Plumtide/intake/SessionFollower.h"
+#include "Plumtide/store/TaskLines.h"
 #include "Plumtide/system/Environment.h"
 
-#include <QSet>
-#include <QString>
+#include <QMultiHash>
 
-/// Sessions of which Claude Code keeps a record, and those of them whose process exists.
-struct ClaudeSessions
+/// What Claude Code's records say of its sessions, and where the lines say something else: no event tells of a key that
+/// refused a request, and the event of a subagent, or the end of its parent's turn, says nothing of a dialog that is
+/// up. A record counts only while its process lives. Thread: the main thread.
+class ClaudeSessions
 {
-    QSet<QString> seen;
-    QSet<QString> alive;
-};
+public:
+    /// For so long line and record must differ: an event and the record that belongs to it do not come at once.
+    static constexpr std::chrono::seconds moment{2};
 
-/// Looks for the sessions `wanted` in the records in `directory` (`~/.claude/sessions`): every file named "*.json"
-/// whose object has a text "sessionId" and a whole number "pid". No further record is read once all of them are found
-/// alive. A record that cannot be read, or whose pid no process can have, is passed over: nothing is known of its
-/// session then.
-[[nodiscard]] ClaudeSessions aliveClaudeSessionIds(const QString &directory, const QSet<QString> &wanted,
-                                                   const ProcessProbe &processExists);
+    /// `lines` must outlive it.
+    ClaudeSessions(const TaskLines &lines, ProcessProbe processExists)
+        : m_lines(lines), m_processExists(std::move(processExists))
+    {
+    }
+
+    /// What the file of a record held and holds now.
+    void take(const SessionRecord &before, const SessionRecord &now);
+    [[nodiscard]] bool hasEnded(const QString &session) const; ///< It has a record, and no process exists any more.
+
+    /// Hears of each event. True where it is to be passed over, since it takes away a request of which the record says
+    /// that it was still on the screen at that time.
+    [[nodiscard]] bool deny(const HookEvent &event);
+    /// To be called when the line or the record of `session` may have changed. True where there may be a missed event
+    /// in a moment.
+    [[nodiscard]] bool differ(const QString &session, const QDateTime &now);
+    /// The events that never came, where line and record have differed for a moment: one for each state of a record.
+    [[nodiscard]] QList<HookEvent> missedEvents(const QDateTime &now);
+
+private:
+    /// A record that says something else than the line.
+    struct Doubt
+    {
+        SessionRecord record;
+        QDateTime from;
+        bool isSettled = false; // nothing more is done until there is another record
+    };
+
+    [[nodiscard]] AgentTask lineOf(const QString &session) const; // where there is none, one that is done
+    [[nodiscard]] std::optional<HookEvent> missedEvent(const SessionRecord &record, const QDateTime &now) const;
+    template <typename Predicate>
+    [[nodiscard]] std::optional<SessionRecord> find(const QString &session, Predicate isWanted) const;
+
+    const TaskLines &m_lines;
+    const ProcessProbe m_processExists;
+    // By session:
+    QMultiHash<QString, SessionRecord> m_records; // also those that an ended process has left
+    QHash<QString, HookEvent> m_requests;         // the last one, while it may still be open
+    QHash<QString, Doubt> m_doubts;
+};

@@ -1,7 +1,6 @@
 #include "Plumtide/store/TaskStore.h"
 
 #include "Plumtide/intake/EventWatcher.h"
-#include "Plumtide/store/ClaudeSessions.h"
 #include "Plumtide/store/Log.h"
 #include "Plumtide/store/TaskFile.h"
 #include "Plumtide/system/Files.h"
@@ -10,6 +9,7 @@
 #include <cstdio>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 Q_LOGGING_CATEGORY(storeLog, "plumtide.store", QtWarningMsg)
 
@@ -31,6 +31,7 @@ TaskStore::TaskStore(Environment environment, QObject *parent)
       m_environment(std::move(environment)),
       m_tavvelDir(m_environment.home + u"/.tavvel"_s),
       m_lock(m_environment.home, m_tavvelDir, m_environment.ownerPatience),
+      m_sessions(m_board, m_environment.processExists),
       m_hasSeenClaudeEvent(m_environment.defaults->boolean(claudeSeenKey)),
       m_hasSeenCodexEvent(m_environment.defaults->boolean(codexSeenKey)),
       m_file(std::make_unique<TaskFile>(tasksFile(), QStringList{m_environment.defaults->path()})),
@@ -83,19 +84,45 @@ void TaskStore::apply(const HookEvent &event)
 {
     if (event.hookEventName)
         markEventSeen(event.isCodex());
-    const Board::Changes changes = m_board.apply(event, now());
+    const bool isDenied = m_sessions.deny(event);
+    const Board::Changes changes = isDenied ? Board::Changes() : m_board.apply(event, now());
     qCDebug(storeLog) << event.hookEventName.value_or(QString()) << "of" << event.sessionId.value_or(QString())
                       << "changes" << changes.edits.size() << "lines";
     make(changes);
 }
 
+void TaskStore::takeRecord(const SessionRecord &before, const SessionRecord &record)
+{
+    m_sessions.take(before, record);
+    compare(before.sessionId);
+    compare(record.sessionId);
+}
+
+void TaskStore::compare(const QString &session)
+{
+    // A little later: it is the user's clock that must have gone on.
+    if (m_sessions.differ(session, now()))
+        QTimer::singleShot(ClaudeSessions::moment + 50ms, Qt::PreciseTimer, this, &TaskStore::applyMissedEvents);
+}
+
+void TaskStore::applyMissedEvents()
+{
+    for (const HookEvent &event : m_sessions.missedEvents(now())) {
+        qCDebug(storeLog) << "by the record of" << event.sessionId.value_or(QString());
+        apply(event);
+    }
+}
+
+void TaskStore::catchUp()
+{
+    const QMap<QString, Board::Notice> held = *std::exchange(m_held, std::nullopt);
+    for (const Board::Notice &notice : held)
+        notify(notice);
+}
+
 void TaskStore::sweep()
 {
-    ClaudeSessions sessions;
-    if (const QSet<QString> quiet = m_board.quietSessions(now()); !quiet.isEmpty())
-        sessions =
-            aliveClaudeSessionIds(m_environment.home + u"/.claude/sessions"_s, quiet, m_environment.processExists);
-    make(m_board.sweep(now(), sessions.seen - sessions.alive));
+    make(m_board.sweep(now(), [this](const QString &session) { return m_sessions.hasEnded(session); }));
     setLines(m_board.linesToKeep(now()));
     m_file->startFlushing(); // and not a second later: that would wake the program once more
     // Ages and markings on the board depend on the time alone.
@@ -104,18 +131,30 @@ void TaskStore::sweep()
 
 void TaskStore::make(const Board::Changes &changes)
 {
-    for (const Board::Notice &notice : changes.notices) {
-        qCDebug(storeLog) << "notify" << notice.id;
-        if (m_notify)
-            m_notify(notice.title, notice.body, notice.id);
-    }
+    for (const Board::Notice &notice : changes.notices)
+        notify(notice);
     for (const Board::Edit &edit : changes.edits) {
         Q_EMIT objectWillChange();
         qCDebug(storeLog) << edit.line.id << "is now" << storedText(edit.line.status);
+        const AgentTask before = tasks().value(edit.place, edit.line);
+        if (before.isUrgent() && !edit.line.isUrgent())
+            notify({{}, {}, u"approval-"_s + before.id});
+        if (before.isStuck(now()))
+            notify({{}, {}, u"stuck-"_s + before.id});
         m_board.take(edit);
         m_file->lineChanged(edit.place);
         save();
+        compare(edit.line.id.mid(3)); // only of "cc-" lines there are records
     }
+}
+
+void TaskStore::notify(const Board::Notice &notice)
+{
+    if (m_held)
+        return void(m_held->insert(notice.id, notice));
+    qCDebug(storeLog) << (notice.body.isEmpty() ? "withdraw" : "notify") << notice.id;
+    if (m_notify)
+        m_notify(notice);
 }
 
 void TaskStore::setLines(const QList<AgentTask> &lines)
@@ -171,9 +210,14 @@ void TaskStore::markEventSeen(bool isCodex)
 void TaskStore::startWatching()
 {
     // The queue and the watcher end with the store, in `finish`, so `this` outlives every call.
-    m_watcher = std::make_unique<EventWatcher>(eventsFile(), m_environment.defaults, [this](const HookEvent &event) {
-        m_events->post([this, event] { apply(event); });
-    });
+    const auto onEvent = [this](const HookEvent &event) { m_events->post([this, event] { apply(event); }); };
+    const auto onRecord = [this](const SessionRecord &before, const SessionRecord &now) {
+        m_events->post([this, before, now] { takeRecord(before, now); });
+    };
+    const auto onCaughtUp = [this] { m_events->post([this] { catchUp(); }); };
+    m_watcher =
+        std::make_unique<EventWatcher>(eventsFile(), m_environment.home + u"/.claude/sessions"_s,
+                                       m_environment.defaults, EventWatcher::Handlers{onEvent, onRecord, onCaughtUp});
     refreshEventStateFromLog();
     m_watcher->start();
 

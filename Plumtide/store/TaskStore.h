@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Plumtide/store/Board.h"
+#include "Plumtide/store/ClaudeSessions.h"
 #include "Plumtide/system/Environment.h"
 #include "Plumtide/system/HomeLock.h"
 
@@ -27,9 +28,8 @@ class TaskStore final : public QObject
 public:
     static constexpr std::chrono::seconds sweepInterval{60};
 
-    /// Puts a notification in front of the user; called with the title, the body and an identifier that replaces an
-    /// earlier notification of the same one. Must return at once.
-    using Notify = std::function<void(const QString &title, const QString &body, const QString &id)>;
+    /// Puts a notification in front of the user, or takes it back. Must return at once.
+    using Notify = std::function<void(const Board::Notice &notice)>;
 
     /// The store of the process, made on first use from the real environment. It lives until the process ends.
     static TaskStore &shared();
@@ -39,7 +39,7 @@ public:
     explicit TaskStore(Environment environment, QObject *parent = nullptr);
     ~TaskStore() override; ///< As `finish`.
 
-    /// Without it nothing is notified.
+    /// Without it nothing is notified. Of what was in the log at the start, only what is still true at its end is.
     void setNotify(Notify notify) { m_notify = std::move(notify); }
 
     /// Follows the log no further, applies every event that was taken from it, waits for the file to be on the disk,
@@ -60,7 +60,11 @@ public:
     [[nodiscard]] bool hasSeenCodexEvent() const { return m_hasSeenCodexEvent; }
 
     void apply(const HookEvent &event); ///< One event of the log: finds or makes its line and changes it.
-    void sweep();                       ///< Warns of silent lines, closes those whose agent is gone, drops old ones.
+    /// What a record of Claude Code said and says now: for the sweep, and for what no event tells (see ClaudeSessions).
+    void takeRecord(const SessionRecord &before, const SessionRecord &record);
+    void applyMissedEvents(); ///< Makes lines agree with records from which they have differed for a moment.
+    [[nodiscard]] bool isCatchingUp() const { return m_held.has_value(); } ///< With what was in the log at the start.
+    void sweep(); ///< Warns of silent lines, closes those whose agent is gone, drops old ones.
 
     [[nodiscard]] int urgentCount() const { return m_board.urgentCount(now()); } ///< Whatever the source filter says.
     /// Shelved and faded lines, under the source filter.
@@ -74,10 +78,6 @@ public:
     /// The lines that are not done, under the source filter, one group a project, by section: those with urgent lines
     /// first, then the latest change first, then by name. The price is that of the projects, not of the lines.
     [[nodiscard]] Board::Sections sections() const { return m_board.sections(now()); }
-    [[nodiscard]] QList<ProjectGroup> projectGroups(ProjectSection in) const
-    {
-        return sections()[static_cast<std::size_t>(in)];
-    }
 
     /// Stores a line from the edit form, with the current time.
     void upsert(AgentTask task) { make(m_board.upsert(std::move(task), now())); }
@@ -90,7 +90,10 @@ private:
     void save();
     // Every change of a line; each saves.
     void make(const Board::Changes &changes);
+    void notify(const Board::Notice &notice);
     void setLines(const QList<AgentTask> &lines);
+    void compare(const QString &session);
+    void catchUp();
     void refreshEventStateFromLog();
     void markEventSeen(bool isCodex);
     void startWatching();
@@ -100,8 +103,10 @@ private:
     const QString m_tavvelDir;
     HomeLock m_lock;
     Notify m_notify;
+    std::optional<QMap<QString, Board::Notice>> m_held{std::in_place}; // by their ids, while it catches up
 
     Board m_board;
+    ClaudeSessions m_sessions;
     bool m_hasSeenClaudeEvent = false;
     bool m_hasSeenCodexEvent = false;
     bool m_loaded = false;   // until then nothing is saved: an empty list must never replace the file

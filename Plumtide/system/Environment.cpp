@@ -26,9 +26,16 @@ QString homeDirectory()
     return QDir::isAbsolutePath(home) ? QDir::cleanPath(home) : QString();
 }
 
-bool answersSignals(pid_t pid)
+bool isInProcessTable(pid_t pid, const QString &start)
 {
-    return ::kill(pid, 0) == 0 || errno == EPERM;
+    if (::kill(pid, 0) != 0 && errno != EPERM)
+        return false;
+    if (start.isEmpty())
+        return true;
+    QFile file(u"/proc/%1/stat"_s.arg(pid));
+    const QString status = file.open(QIODevice::ReadOnly) ? QString::fromLatin1(file.readAll()) : QString();
+    // The second field, in brackets, is a name with anything in it.
+    return status.section(u')', -1).section(u' ', 20, 20) == start;
 }
 
 // Beside the program in a build tree, under the prefix once installed. PLUMTIDE_RESOURCES names another place, for
@@ -75,7 +82,7 @@ Environment Environment::real()
         .home = realHome(),
         .clock = [] { return QDateTime::currentDateTimeUtc(); },
         .defaults = defaults,
-        .processExists = answersSignals,
+        .processExists = isInProcessTable,
         .resourcesDir = resourcesDirectory(),
         .program = program,
         .ownerPatience = std::chrono::seconds(1),

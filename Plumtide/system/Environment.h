@@ -12,8 +12,10 @@
 /// The current time, in UTC.
 using Clock = std::function<QDateTime()>;
 
-/// Whether a process of this id exists, also when it belongs to somebody else.
-using ProcessProbe = std::function<bool(pid_t)>;
+/// Whether a process of this id exists, also when it belongs to somebody else. `start` is the time that the kernel
+/// gives it in `/proc/PID/stat` (field 22), which tells it from a later one of the same id; empty where that is not
+/// asked.
+using ProcessProbe = std::function<bool(pid_t, const QString &start)>;
 
 /// What the services ask of the world, handed to their constructors so that tests can set it.
 struct Environment

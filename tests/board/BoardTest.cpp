@@ -7,24 +7,18 @@
 #include <QJsonDocument>
 #include <QRegularExpression>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <time.h>
 
 using namespace Qt::StringLiterals;
 
-static int saves = 0, lookups = 0;
+static int saves = 0;
 
-// Counts how often tasks.json is replaced, and the sessions' records are looked at.
+// Counts how often tasks.json is replaced.
 extern "C" int rename(const char *from, const char *to) noexcept
 {
     saves += QByteArrayView(to).endsWith("/tasks.json") ? 1 : 0;
     return ::renameat(AT_FDCWD, from, AT_FDCWD, to);
-}
-extern "C" DIR *opendir(const char *path)
-{
-    lookups += QByteArrayView(path).endsWith("/sessions") && ::access(path, F_OK) == 0 ? 1 : 0;
-    return ::fdopendir(::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
 }
 
 namespace {
@@ -57,8 +51,10 @@ public:
         home.defaults()->setBoolean(u"tavvel.codex.hasSeenEvent"_s, true);
         home.processes = {11};
         restart();
-        store->setNotify([this](const QString &title, const QString &body, const QString &id) {
-            say(u"notifies "_s + id + u": "_s + title + u": "_s + body);
+        EXPECT_TRUE(waitUntil([this] { return !store->isCatchingUp(); }));
+        store->setNotify([this](const ::Board::Notice &notice) {
+            say(notice.body.isEmpty() ? u"withdraws "_s + notice.id
+                                      : u"notifies "_s + notice.id + u": "_s + notice.title + u": "_s + notice.body);
         });
         QObject::connect(store.get(), &TaskStore::objectWillChange, [this] {
             EXPECT_TRUE(m_announced++ > 0 || store->tasks() == m_before) << "announced after the change";
@@ -75,12 +71,14 @@ public:
             {u"filter"_s, [&] { store->setSourceFilter(taskSourceFrom(what)); }},
             {u"look"_s, [&] { look(); }},
             {u"sweep"_s, [&] { store->sweep(); }},
-            {u"record"_s, [&] { home.write(u".claude/sessions/"_s + what, with.toUtf8()); }},
+            {u"record"_s, [&] { record(what, with); }},
+            {u"unrecord"_s, [&] { record(what, {}); }},
+            {u"moment"_s, [&] { store->applyMissedEvents(); }},
         };
         setTime(step.section(u' ', 0, 0));
         m_before = store->tasks();
         m_said.clear();
-        m_announced = saves = lookups = 0;
+        m_announced = saves = 0;
         verbs.value(verb, [&] { apply(verb, what, with); })();
         sayChanges(verb == u"sweep" ? 1 : 0);
         return verb == u"given" ? QStringList() : m_said;
@@ -103,6 +101,18 @@ private:
         line += members.isEmpty() ? u"}"_s : u',' + members.sliced(1);
         home.now = home.now.addSecs(60);
         store->apply(HookEvent::decode(line.toUtf8()).value_or(HookEvent()));
+    }
+
+    /// A file of Claude Code's is written, or removed where it has no members.
+    void record(const QString &name, const QString &members)
+    {
+        const QString file = u".claude/sessions/"_s + name;
+        const QString usual = uR"({"sessionId":"%1","pid":11,"procStart":"1100","statusUpdatedAt":%2,)"_s;
+        home.write(file,
+                   (usual.arg(name.section(u'.', 0, 0)).arg(home.now.toMSecsSinceEpoch()) + members.mid(1)).toUtf8());
+        if (members.isEmpty())
+            QFile::remove(home.path(file));
+        m_sessions.read(QSet{name});
     }
 
     /// Writes fields of lines by hand, known or new ones: "cc-A@10:05,cc-B".
@@ -129,11 +139,15 @@ private:
 
     void look()
     {
-        for (const ProjectSection section : allProjectSections) {
-            for (const ProjectGroup &group : store->projectGroups(section))
-                say(label(section) + u' ' + group.name + u": "_s + group.summaryText(home.now)
-                    + aged(group.urgentLines()) + aged(group.freshWaitingLines(home.now)) + aged(group.runningLines())
-                    + aged(group.quietLines(home.now)));
+        const auto sections = store->sections();
+        for (const QList<ProjectGroup> &section : sections) {
+            for (const ProjectGroup &group : section) {
+                QString text =
+                    label(group.section(home.now)) + u' ' + group.name + u": "_s + group.summaryText(home.now);
+                for (const auto rank : {LineRank::urgent, LineRank::freshWaiting, LineRank::running, LineRank::quiet})
+                    text += aged(group.linesOf(rank, home.now));
+                say(text);
+            }
         }
         QString lists = u"urgent %1, idle %2"_s.arg(store->urgentCount()).arg(store->idleLineCount());
         for (const AgentTaskStatus status : allAgentTaskStatuses) {
@@ -165,9 +179,8 @@ private:
         for (const QString &id : m_board.keys())
             say(id + u" dropped"_s);
         m_board = board;
-        if (saves != (store->tasks() == m_before ? sweeps : 1) || m_announced != saves + sweeps || lookups > 0)
-            say(u"saved %1, announced %2"_s.arg(saves).arg(m_announced)
-                + (lookups > 0 ? u", sessions looked for"_s : u""_s));
+        if (saves != (store->tasks() == m_before ? sweeps : 1) || m_announced != saves + sweeps)
+            say(u"saved %1, announced %2"_s.arg(saves).arg(m_announced));
         const QByteArray file = home.read(tasksFile);
         EXPECT_EQ(file, records.isEmpty() && file.isEmpty() ? "" : QJsonDocument(records).toJson());
         // A group's revision changes with what it shows, and with nothing else.
@@ -182,6 +195,8 @@ private:
         }
     }
 
+    SessionFollower m_sessions{home.path(u".claude/sessions"_s),
+                               [this](const auto &before, const auto &now) { store->takeRecord(before, now); }};
     QMap<QString, std::pair<ProjectGroup, QString>> m_groups;
     QMap<QString, QJsonObject> m_board; // the lines by id, as they were shown last
     QList<AgentTask> m_before;

@@ -126,9 +126,9 @@ class Desktop:
         results = self.bus.call_sync(name, path, interface, member, GLib.Variant(signature, arguments), None, 0, 5000)
         return results.unpack()[0] if results.n_children() == 1 else results.unpack()
 
-    def notified(self):
+    def notified(self, method='Notify'):
         """The arguments of each call since the service started."""
-        return [arguments for _, arguments in self.call(*MOCK, 'GetMethodCalls', '(s)', 'Notify')]
+        return [arguments for _, arguments in self.call(*MOCK, 'GetMethodCalls', '(s)', method)]
 
     def tell_notified(self, signal, number, kind, detail):
         values = [GLib.Variant('u', number), GLib.Variant(kind, detail)]

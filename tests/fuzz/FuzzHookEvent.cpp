@@ -1,4 +1,5 @@
 #include "Plumtide/intake/HookEvent.h"
+#include "Plumtide/intake/SessionFollower.h"
 #include "Plumtide/model/WellFormed.h"
 
 #include <cstddef>
@@ -15,11 +16,14 @@ void require(bool holds)
 
 } // namespace
 
-// Any line: no crash, and whatever decodes can be stored and shown.
+// Any line, or session record: no crash, and whatever decodes can be stored and shown.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     static const QDateTime now({2026, 3, 7}, {9, 41, 5}, Qt::UTC);
-    const auto event = HookEvent::decode(QByteArrayView(data, static_cast<qsizetype>(size)));
+    const QByteArray bytes(reinterpret_cast<const char *>(data), static_cast<qsizetype>(size));
+    const SessionRecord record = SessionRecord::decode(bytes);
+    require(record.pid > 0 ? record.sessionId == wellFormed(record.sessionId) : record == SessionRecord());
+    const auto event = HookEvent::decode(bytes);
     if (!event)
         return 0;
     for (const auto &text : {event->sessionId, event->hookEventName, event->cwd, event->toolName, event->prompt,

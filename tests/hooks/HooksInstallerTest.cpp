@@ -1,4 +1,5 @@
 #include "Plumtide/hooks/HooksInstaller.h"
+#include "Plumtide/hooks/Silence.h"
 
 #include "tests/support/Printing.h"
 #include "tests/support/TestHome.h"
@@ -196,6 +197,33 @@ TEST_F(HooksInstallerTest, TheToolsFileChangesLastWhenAllElseIsOnTheDiskAndStays
         EXPECT_NE(state(HooksInstaller(home.environment())), u"-");
         EXPECT_EQ(renamed, QStringList()); // a start with all in its place writes nothing
     }
+}
+
+TEST_F(HooksInstallerTest, WhatKeepsRegisteredHooksFromRunningIsSaidAndNothingElse)
+{
+    ::setenv("CODEX_HOME", qPrintable(home.path(u".codex/"_s)), 1);
+    ::setenv("CLAUDE_CONFIG_DIR", "/x", 1); // is said in every case
+    const QByteArray ours = home.path(u".tavvel/hooks/"_s).toUtf8();
+    const std::tuple<QString, QByteArray, QString> cases[] = {
+        {settings, R"({"disableAllHooks":true})", u"disableAllHooks"_s},
+        {settings, R"({"allowManagedHooksOnly":true})", {}},
+        {u"managed/managed-settings.json"_s, R"({"allowManagedHooksOnly":true})", u"allowManagedHooksOnly"_s},
+        {u"managed/managed-settings.d/1.json"_s, R"({"disableAllHooks":true})", u"disableAllHooks"_s},
+        {settings, R"("/home/other/.tavvel/hooks/tavvel-hook.sh")", u"/home/other/.tavvel/hooks/tavvel-hook.sh"_s},
+        {settings, R"("~/.tavvel/hooks/tavvel-hook.sh", ")" + ours + "tavvel-hook.sh\"", {}},
+        {config, "notify = ['/home/other/codex-notify.sh']", u"/home/other/codex-notify.sh"_s},
+        {u".codex/work.config.toml"_s, "model = 'x'\nnotify = ['x']\n", u"codex -p work "_s},
+        {u".codex/work.config.toml"_s, "[notify]\nnotify = ['x']\n", {}},
+        {u".codex/work.config.toml"_s, "notify = ['" + ours + "codex-notify.sh']", {}},
+    };
+    for (const auto &[file, content, reason] : cases) {
+        home.write(file, content);
+        const QStringList said = reasonsForSilence(home.path(), home.path(u"managed"_s));
+        EXPECT_EQ(said.size(), reason.isEmpty() ? 1 : 2) << content.constData();
+        EXPECT_TRUE(said.join(u'|').contains(reason)) << content.constData();
+        QFile::remove(home.path(file));
+    }
+    ::unsetenv("CLAUDE_CONFIG_DIR");
 }
 
 TEST_F(HooksInstallerTest, WhatAnotherProgramWritesMeanwhileIsNotOverwritten)

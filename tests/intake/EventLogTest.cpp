@@ -130,7 +130,7 @@ TEST_F(EventLogTest, TheWatcherEmptiesTheLogAndFindsANewOneByItsPollAndFromThenO
     EXPECT_EQ(EventWatcher::pollInterval, 5s);
     append(QByteArray(10'000'001, '\n'));
     setOffset(10'000'001);
-    EventWatcher watcher(m_path, m_defaults, m_receive, 1s);
+    EventWatcher watcher(m_path, {}, m_defaults, {m_receive, {}, [] {}}, 1s);
     watcher.start();
     EXPECT_TRUE(waitUntil([&] { return size() == 0; }));
     QElapsedTimer sinceFound;
@@ -144,4 +144,23 @@ TEST_F(EventLogTest, TheWatcherEmptiesTheLogAndFindsANewOneByItsPollAndFromThenO
         EXPECT_LT(sinceFound.elapsed(), 5000); // by the poll, it would be nine seconds
     }
     EXPECT_EQ(m_ids.size(), 30);
+}
+
+TEST_F(EventLogTest, ARecordIsReadAsSoonAsItIsWrittenReplacedOrGoneAlsoInAFolderThatComesLater)
+{
+    std::atomic<int> pid = 0;
+    const auto onRecord = [&pid](const SessionRecord &, const SessionRecord &now) { pid = now.pid; };
+    QDir().mkdir(m_home.path(u"claude"_s));
+    EventWatcher watcher(m_path, m_home.path(u"claude/sessions"_s), m_defaults, {m_receive, onRecord, [] {}}, 1h);
+    watcher.start();
+    const QString record = u"claude/sessions/1.json"_s;
+    for (int i = 1; i < 20; ++i) {
+        m_home.write(i % 3 ? record : u"new"_s, R"({"sessionId":"s","pid":)" + QByteArray::number(i) + '}');
+        ::rename(qPrintable(m_home.path(u"new"_s)), qPrintable(m_home.path(record))); // where there is a new one
+        EXPECT_TRUE(waitUntil([&] { return pid == i; })) << i;
+        EXPECT_TRUE(i % 5 || QFile::remove(m_home.path(record)));
+        EXPECT_TRUE(waitUntil([&] { return pid == (i % 5 ? i : 0); })) << i;
+    }
+    QDir(m_home.path(u"claude/sessions"_s)).removeRecursively();
+    EXPECT_TRUE(waitUntil([&] { return pid == 0; }));
 }

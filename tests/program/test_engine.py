@@ -36,6 +36,24 @@ def board(home):
                         ' / '.join(entry[6:] for entry in task['recentEvents']))) for task in home.lines()]
 
 
+def take_notifications(home):
+    """The log of a service that shows them, on a bus of its own."""
+    log, home.environment['DBUS_SESSION_BUS_ADDRESS'] = home.folder / 'notified', f'unix:path={home.folder}/bus'
+    run('dbus-daemon', '--session', '--fork', f'--address=unix:path={home.folder}/bus', env=home.environment)
+    home.start(sys.executable, '-m', 'dbusmock', '-t', 'notification_daemon', '-l', log)
+    return until(lambda: log.exists() and log, 'notifications are taken')
+
+
+# An event that a hook reports, or what the session's record says from then on, and what its line says then.
+TIMELINE = (
+    ('busy', ''), ('UserPromptSubmit', '正在处理你的请求'), ('waiting', ''), ('PermissionRequest', '暂停中，等待你确认'),
+    ('Stop', '暂停中，等待你确认'),  # the turn's, while its subagent asks
+    ('busy', '正在处理：Bash'), ('PostToolUse', '正在处理：Edit'),  # it was allowed, and ran for long
+    ('UserPromptSubmit', '正在处理你的请求'), ('Stop', '回复好了'), ('idle', ''),
+    ('busy', ''), ('UserPromptSubmit', '正在处理你的请求'), ('waiting', '暂停中，等待你确认'),  # no hook reports every dialog
+    ('idle', '回复好了'))  # Escape
+
+
 class EngineTest(unittest.TestCase):
     def setUp(self):
         self.home = Home(self)
@@ -105,15 +123,11 @@ class EngineTest(unittest.TestCase):
 
     def test_as_time_goes_by_it_closes_ended_sessions_warns_of_silent_ones_and_drops_old_lines(self):
         home, clock = self.home, self.home.folder / 'clock'
-        address, notified = f'unix:path={home.folder}/bus', home.folder / 'notified'
+        notified = take_notifications(home)
         with subprocess.Popen('true') as ended:
             ended.wait()
         for session, pid in (('ended', ended.pid), ('open', os.getpid())):
             home.write(f'.claude/sessions/{session}.json', json.dumps({'sessionId': session, 'pid': pid}))
-        run('dbus-daemon', '--session', '--fork', f'--address={address}', env=home.environment)
-        home.environment['DBUS_SESSION_BUS_ADDRESS'] = address
-        home.start(sys.executable, '-m', 'dbusmock', '-t', 'notification_daemon', '-l', notified)
-        until(notified.exists, 'notifications are taken')
         set_clock(clock, '+0')
         with Program(home, clock=clock):
             home.log(event('ended'), event('open'), event('silent', 'CodexTurnComplete'))
@@ -128,6 +142,28 @@ class EngineTest(unittest.TestCase):
                 home.log(event('nobody', 'Stop'))
                 until(is_seen, f'what comes after {time_passed}')
         self.assertEqual(notified.read_text().count(' Notify '), 1)
+
+    def test_ten_sessions_that_ask_and_are_broken_off_without_an_event_are_told_right_by_their_records(self):
+        home, sessions = self.home, [f's{number}' for number in range(10)]
+        process, notified = home.start('sleep', 'infinity'), take_notifications(home)
+        start = Path(f'/proc/{process.pid}/stat').read_text().split()[21]
+        home.install()
+        for session, name in (('open', 'PermissionRequest'), ('past', 'PermissionRequest'), ('past', 'Stop')):
+            home.hook(name, session)
+        with Program(home):
+            until(lambda: notified.read_text().count(' Notify ') == 1, 'what is still asked for is notified')
+            for what, expected in TIMELINE:
+                for session in sessions:
+                    if what[0].isupper():
+                        home.hook(what, session)
+                    else:
+                        record = {'sessionId': session, 'pid': process.pid, 'procStart': start, 'status': what,
+                                  'statusUpdatedAt': int(time.time() * 1000)}
+                        home.write(f'.claude/sessions/{session}.json', json.dumps(record))
+                until(lambda: home.has_read_all() and (not expected or [expected] * 10 == [
+                    line['currentState'] for line in home.lines() if line['id'][3:] in sessions]), (what, expected))
+            until(lambda: notified.read_text().count(' CloseNotification ') == 20, 'what was answered is taken back')
+        self.assertEqual(notified.read_text().count(' Notify '), 21)
 
     def test_reset_mini_board_takes_its_place_and_nothing_else_from_the_defaults(self):
         for place in ('miniBoardOrigin=80, 120\n', ''):
@@ -149,6 +185,8 @@ class EngineTest(unittest.TestCase):
         self.home.write('.tavvel/tasks.json', 'damaged')
         self.assertEqual(self.home.install('-platform', 'x'), [CLAUDE_INSTALLED, NO_CODEX])
         self.assertEqual(self.home.read('.tavvel/tasks.corrupt.json'), b'damaged')
+        self.home.environment['CODEX_HOME'] = '/elsewhere'
+        self.assertIn('CODEX_HOME', self.home.install()[2])
         home = Home(self)
         reader, writer = os.pipe()
         os.close(reader)

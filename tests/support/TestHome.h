@@ -47,14 +47,17 @@ public:
             .home = path(),
             .clock = [this] { return now; },
             .defaults = defaults(),
-            .processExists = [this](pid_t pid) { return processes.contains(pid); },
+            .processExists =
+                [this](pid_t pid, const QString &start) {
+                    return processes.contains(pid) && (start.isEmpty() || start == QString::number(pid * 100));
+                },
             .resourcesDir = path(QStringLiteral("resources")),
             .ownerPatience = {},
         };
     }
 
     QDateTime now = QDateTime({2026, 3, 7}, {9, 41, 5}, Qt::UTC);
-    QSet<pid_t> processes;
+    QSet<pid_t> processes; ///< Each started at a hundred times its id.
 
 private:
     QTemporaryDir m_directory;

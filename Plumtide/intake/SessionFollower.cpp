@@ -1,0 +1,53 @@
+#include "Plumtide/intake/SessionFollower.h"
+
+#include "Plumtide/model/JsonMember.h"
+#include "Plumtide/system/Files.h"
+
+#include <QDir>
+#include <QJsonDocument>
+#include <QVariant>
+
+#include <cmath>
+#include <limits>
+
+using namespace Qt::StringLiterals;
+
+SessionRecord SessionRecord::decode(const QByteArray &content)
+{
+    const QJsonDocument document = QJsonDocument::fromJson(content);
+    SessionRecord record;
+    double pid = 0;
+    // Zero and negative numbers name process groups when a signal is sent, so they are no process ids.
+    if (!readMember(document["sessionId"_L1], record.sessionId) || !readMember(document["pid"_L1], pid)
+        || !(pid >= 1 && pid <= std::numeric_limits<pid_t>::max()) || std::trunc(pid) != pid)
+        return {};
+    record.pid = static_cast<pid_t>(pid);
+    record.processStart = document["procStart"_L1].toVariant().toString(); // a text or a number
+    record.status = document["status"_L1].toString();
+    record.waitingFor = document["waitingFor"_L1].toString();
+    record.since = document["statusUpdatedAt"_L1].toDouble();
+    return record;
+}
+
+void SessionFollower::read(const std::optional<QSet<QString>> &names)
+{
+    QStringList all = names ? names->values() : m_known.keys(); // of which some may be gone
+    if (!names)
+        all += QDir(m_folder).entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::Unsorted);
+    for (const QString &name : std::as_const(all))
+        readOne(name);
+}
+
+void SessionFollower::readOne(const QString &name)
+{
+    constexpr qint64 largestRecord = 1 << 20;             // bytes; a real one has some 600
+    if (!name.endsWith(".json"_L1) || name == ".json"_L1) // which has a name and no extension
+        return;
+    const Outcome<QByteArray> content = Files::read(m_folder + u'/' + name, largestRecord);
+    const SessionRecord now = content ? SessionRecord::decode(content.value()) : SessionRecord();
+    const SessionRecord before = std::exchange(m_known[name], now);
+    if (now.pid == 0)
+        m_known.remove(name);
+    if (now != before)
+        m_onChange(before, now);
+}
