@@ -61,7 +61,10 @@ DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, Instance
     m_tray->setLoginStartOn(m_autostart.isOn()); // for panels that never say that they open a menu
     connect(&instance, &Instance::openRequested, this, &DesktopShell::openPanel);
     connect(&instance, &Instance::resetRequested, m_miniBoard.get(), &MiniBoardController::resetPlace);
-    connect(&Notifier::shared(), &Notifier::activated, this, &DesktopShell::openPanel);
+    connect(&Notifier::shared(), &Notifier::activated, this, [this](const QString &id, const QByteArray &token) {
+        openPanel(token);
+        m_panelView->showLine(id.section(u'-', 1)); // "approval-" and "stuck-" are what a line's begin with
+    });
 
     m_trayHost.start();
     QTimer::singleShot(0ms, m_miniBoard.get(), &MiniBoardController::applyPreference); // once the event loop runs

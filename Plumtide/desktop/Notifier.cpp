@@ -8,7 +8,6 @@
 #include <QDBusServiceWatcher>
 #include <QVariantMap>
 
-#include <algorithm>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -102,9 +101,12 @@ void Notifier::send(const QString &id)
 void Notifier::reportAction(uint number, const QString &action)
 {
     // The signal goes to everybody, so most numbers are other programs'.
-    const auto isMeant = [number](const Shown &shown) { return shown.number == number; };
-    if (number != 0 && action == defaultAction && std::any_of(m_shown.cbegin(), m_shown.cend(), isMeant))
-        Q_EMIT activated(std::exchange(m_token, {}));
+    for (const auto &[id, shown] : m_shown.asKeyValueRange()) {
+        if (number != 0 && shown.number == number && action == defaultAction) {
+            Q_EMIT activated(QString(id), std::exchange(m_token, {}));
+            return;
+        }
+    }
 }
 
 void Notifier::keepToken(uint /*number*/, const QString &token)

@@ -28,8 +28,9 @@ public:
     void notify(const QString &title, const QString &body, const QString &id);
 
 Q_SIGNALS:
-    /// The user has clicked one of ours. `token` lets a window take the focus; empty where the service gives none.
-    void activated(const QByteArray &token);
+    /// The user has clicked the one of this `id`. `token` lets a window take the focus; empty where the service gives
+    /// none.
+    void activated(const QString &id, const QByteArray &token);
 
 private Q_SLOTS:
     void reportAction(uint number, const QString &action);

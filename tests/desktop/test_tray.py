@@ -99,10 +99,12 @@ class TrayTest(unittest.TestCase):
         desktop().tell_notified('ActionInvoked', number, 's', 'settings')
         self.approve('s2')
         self.assertIsNone(app.window(), 'neither was a click on one of its own')
+        number += 1
         desktop().tell_notified('ActionInvoked', number, 's', 'default')
         until(app.has_focus, 'the panel is open, with the focus')
+        until(lambda: app.elements('push button', '搁置'), 'at the line that it speaks of')
         desktop().tell_notified('NotificationClosed', number, 'u', 2)
-        self.assertEqual(self.approve('s1')[1], 0)
+        self.assertEqual(self.approve('s2')[1], 0)
         self.assertNotIn([number], desktop().notified('CloseNotification'), 'the user has closed it')
         desktop().use(notifications=None)
         app.ask_approval('into the void', 's3')
