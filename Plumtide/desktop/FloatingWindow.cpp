@@ -9,6 +9,8 @@
 #include <cstring>
 #include <ranges>
 
+#include <xcb/xfixes.h>
+
 void FloatingWindow::prepare(QWindow &window, const QByteArray &token)
 {
     if (!token.isEmpty())
@@ -51,6 +53,23 @@ void FloatingWindow::putOnAllDesktops(QWindow &window)
     ask("_NET_WM_DESKTOP", {all, byProgram});
     // KWin 5.27 means that a window which does not want the focus wants the user.
     ask("_NET_WM_STATE", {remove, xcbAtom(connection, "_NET_WM_STATE_DEMANDS_ATTENTION"), 0, byProgram});
+    xcb_flush(connection);
+}
+
+void FloatingWindow::takeClicksIn(QWindow &window, const QRect &area)
+{
+    xcb_connection_t *const connection = xcbConnection();
+    if (!connection)
+        return;
+    const double ratio = window.devicePixelRatio();
+    const QRect device = QRectF(area.topLeft() * ratio, area.size() * ratio).toAlignedRect();
+    const xcb_rectangle_t box{static_cast<int16_t>(device.x()), static_cast<int16_t>(device.y()),
+                              static_cast<uint16_t>(device.width()), static_cast<uint16_t>(device.height())};
+    const xcb_xfixes_region_t region = xcb_generate_id(connection);
+    xcb_xfixes_create_region(connection, region, 1, &box);
+    xcb_xfixes_set_window_shape_region(connection, static_cast<xcb_window_t>(window.winId()), XCB_SHAPE_SK_INPUT, 0, 0,
+                                       region);
+    xcb_xfixes_destroy_region(connection, region);
     xcb_flush(connection);
 }
 

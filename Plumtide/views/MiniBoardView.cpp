@@ -23,6 +23,7 @@ constexpr double callingBorderOpacity = 0.35;
 constexpr double miniRowItemGap = 6;
 constexpr double projectDot = 5;
 constexpr double sourceDot = 4;
+const Drawing::Shadow miniShadow{Theme::faded(Qt::black, 0.22), 3.5, {0, 1.5}};
 constexpr TextStyle callingStyle{11, QFont::Bold, Theme::accent};
 constexpr TextStyle calmStyle{11, QFont::Bold, Theme::secondary};
 constexpr TextStyle moreStyle{10, QFont::Normal, Theme::secondary};
@@ -93,11 +94,13 @@ void MiniBoardView::refresh()
                             layText(u"还有 %1 个…"_s.arg(waiting.size() - shownLines), moreStyle, inside));
     drawing.size = {fixedWidth, std::round(y + miniPaddingY)};
     const QRectF face({0, 0}, drawing.size);
-    drawing.addBehind(face, Drawing::Box{.fill = Theme::faded(Theme::bg, miniFillOpacity), .radius = cornerRadius});
+    drawing.addBehind(
+        face,
+        Drawing::Box{.fill = Theme::faded(Theme::bg, miniFillOpacity), .radius = cornerRadius, .shadow = miniShadow});
     drawing.addBorder(face, cornerRadius, isCalling ? Theme::faded(Theme::accent, callingBorderOpacity) : Theme::border,
                       1);
     setDrawing(std::move(drawing));
-    place(QRectF(geometry().topLeft(), face.size()));
+    place(face.translated(pos() + QPoint(shadowMargin, shadowMargin)), shadowMargin);
     updateGeometry();
 }
 

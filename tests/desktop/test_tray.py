@@ -63,7 +63,7 @@ class TrayTest(unittest.TestCase):
         app.choose('打开看板')
         until(app.has_focus, 'the panel is open, with the focus')
         app.choose('悬浮板')
-        until(lambda: app.window(240), 'the mini board is on the screen')
+        until(lambda: app.window(264), 'the mini board is on the screen')
         until(lambda: 'checked' in states(app.find('check box', '悬浮板')), 'the switch in the panel follows')
         app.press('check box', '悬浮板')
         until(lambda: app.menu()['悬浮板'][1] == 0, 'the menu follows the switch')
