@@ -48,6 +48,7 @@ DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, Instance
 
     connect(m_tray.get(), &TrayItem::clicked, this, [this](const QRect &place) { panel().toggle(place); });
     connect(m_tray.get(), &TrayItem::openRequested, this, [this] { openPanel(); });
+    connect(m_tray.get(), &TrayItem::undoRequested, &store, &TaskStore::undo);
     connect(m_tray.get(), &TrayItem::quitRequested, this, &DesktopShell::quitRequested);
     connect(m_tray.get(), &TrayItem::miniBoardSwitched, m_miniBoard.get(), &MiniBoardController::setEnabled);
     connect(m_miniBoard.get(), &MiniBoardController::enabledChanged, this, [this](bool isOn) {
@@ -56,7 +57,10 @@ DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, Instance
             m_panelView->setMiniBoardOn(isOn);
     });
     m_tray->setMiniBoardOn(m_miniBoard->isEnabled());
-    connect(m_tray.get(), &TrayItem::menuOpening, this, [this] { m_tray->setLoginStartOn(m_autostart.isOn()); });
+    connect(m_tray.get(), &TrayItem::menuOpening, this, [this] {
+        m_tray->setLoginStartOn(m_autostart.isOn());
+        m_tray->setUndoable(m_store.undoable().has_value());
+    });
     connect(m_tray.get(), &TrayItem::loginStartSwitched, this, &DesktopShell::switchLoginStart);
     m_tray->setLoginStartOn(m_autostart.isOn()); // for panels that never say that they open a menu
     connect(&instance, &Instance::openRequested, this, &DesktopShell::openPanel);
@@ -114,5 +118,6 @@ void DesktopShell::scheduleCount()
 void DesktopShell::showCount()
 {
     m_tray->setUrgentCount(m_store.urgentCount());
+    m_tray->setUndoable(m_store.undoable().has_value());
     m_sinceCount.start();
 }

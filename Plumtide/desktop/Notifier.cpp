@@ -18,6 +18,7 @@ namespace {
 const QString serviceName = u"org.freedesktop.Notifications"_s;
 const QString servicePath = u"/org/freedesktop/Notifications"_s;
 const QString defaultAction = u"default"_s; // a click on the notification itself
+const QString sessionAction = u"session"_s;
 
 } // namespace
 
@@ -88,9 +89,10 @@ void Notifier::send(const QString &id)
             {u"sound-name"_s, u"message-new-instant"_s},
             {u"urgency"_s, QVariant::fromValue(uchar{1})}, // normal
         };
-        // The text is for services that draw a button for the action.
-        const QStringList actions =
-            known.contains(u"actions"_s) ? QStringList{defaultAction, u"打开看板"_s} : QStringList();
+        // The first text is for services that draw a button for the action.
+        const QStringList actions = known.contains(u"actions"_s)
+            ? QStringList{defaultAction, u"打开看板"_s, sessionAction, u"前往会话"_s}
+            : QStringList();
         const QString body = known.contains(u"body-markup"_s) ? wanted.body.toHtmlEscaped() : wanted.body;
         const int expireTimeout = -1; // as the service likes
         const QVariantList arguments{u"Plumtide"_s, m_shown[id].number, u"plumtide"_s, wanted.title, body, actions,
@@ -103,8 +105,14 @@ void Notifier::reportAction(uint number, const QString &action)
 {
     // The signal goes to everybody, so most numbers are other programs'.
     const auto isMeant = [number](const Shown &shown) { return shown.number == number; };
-    if (number != 0 && action == defaultAction && std::any_of(m_shown.cbegin(), m_shown.cend(), isMeant))
-        Q_EMIT activated(std::exchange(m_token, {}));
+    const auto shown = std::find_if(m_shown.cbegin(), m_shown.cend(), isMeant);
+    if (number == 0 || shown == m_shown.cend())
+        return;
+    const QByteArray token = std::exchange(m_token, {});
+    if (action == defaultAction)
+        Q_EMIT activated(token);
+    else if (action == sessionAction)
+        Q_EMIT sessionRequested(shown.key());
 }
 
 void Notifier::keepToken(uint /*number*/, const QString &token)

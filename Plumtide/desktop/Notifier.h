@@ -30,6 +30,7 @@ public:
 Q_SIGNALS:
     /// The user has clicked one of ours. `token` lets a window take the focus; empty where the service gives none.
     void activated(const QByteArray &token);
+    void sessionRequested(const QString &id); ///< The user wants to go to the session that the notification is about.
 
 private Q_SLOTS:
     void reportAction(uint number, const QString &action);
