@@ -5,6 +5,7 @@
 #include "Plumtide/app/TrayItem.h"
 #include "Plumtide/desktop/Instance.h"
 #include "Plumtide/desktop/Notifier.h"
+#include "Plumtide/desktop/SessionTerminal.h"
 #include "Plumtide/hooks/HooksInstaller.h"
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/views/MiniBoardView.h"
@@ -48,6 +49,7 @@ DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, Instance
 
     connect(m_tray.get(), &TrayItem::clicked, this, [this](const QRect &place) { panel().toggle(place); });
     connect(m_tray.get(), &TrayItem::openRequested, this, [this] { openPanel(); });
+    connect(m_tray.get(), &TrayItem::undoRequested, &store, &TaskStore::undo);
     connect(m_tray.get(), &TrayItem::quitRequested, this, &DesktopShell::quitRequested);
     connect(m_tray.get(), &TrayItem::miniBoardSwitched, m_miniBoard.get(), &MiniBoardController::setEnabled);
     connect(m_miniBoard.get(), &MiniBoardController::enabledChanged, this, [this](bool isOn) {
@@ -56,7 +58,10 @@ DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, Instance
             m_panelView->setMiniBoardOn(isOn);
     });
     m_tray->setMiniBoardOn(m_miniBoard->isEnabled());
-    connect(m_tray.get(), &TrayItem::menuOpening, this, [this] { m_tray->setLoginStartOn(m_autostart.isOn()); });
+    connect(m_tray.get(), &TrayItem::menuOpening, this, [this] {
+        m_tray->setLoginStartOn(m_autostart.isOn());
+        m_tray->setUndoable(m_store.undoable().has_value());
+    });
     connect(m_tray.get(), &TrayItem::loginStartSwitched, this, &DesktopShell::switchLoginStart);
     m_tray->setLoginStartOn(m_autostart.isOn()); // for panels that never say that they open a menu
     connect(&instance, &Instance::openRequested, this, &DesktopShell::openPanel);
@@ -84,6 +89,12 @@ PanelWindow &DesktopShell::panel()
         m_panelView->setMiniBoardOn(m_miniBoard->isEnabled());
         connect(m_panelView, &PanelView::miniBoardSwitched, m_miniBoard.get(), &MiniBoardController::setEnabled);
         connect(m_panelView, &PanelView::quitRequested, this, &DesktopShell::quitRequested);
+        connect(m_panelView, &PanelView::sessionRequested, this, [this](const QString &line) {
+            SessionTerminal::bringToFront(line, m_store.recordedProcess(line), m_panelView, [this](const auto &there) {
+                if (!there)
+                    m_panelView->tell(there.failure().sentence);
+            });
+        });
         m_panel = std::make_unique<PanelWindow>(m_panelView);
         connect(m_panel.get(), &PanelWindow::opened, this, [this] {
             m_idleTimer.stop();
@@ -98,6 +109,12 @@ QWidget *DesktopShell::makeMiniBoardContent()
 {
     auto *view = new MiniBoardView(m_store, m_installer);
     connect(view, &MiniBoardView::mainPanelRequested, m_miniBoard.get(), &MiniBoardController::openMainPanel);
+    connect(view, &MiniBoardView::lineWished, this, [this](const QString &wish, const QString &line) {
+        if (wish == u"edit")
+            openPanel();
+        (void)panel();
+        m_panelView->act(wish, line);
+    });
     return view;
 }
 
@@ -117,5 +134,6 @@ void DesktopShell::scheduleCount()
 void DesktopShell::showCount()
 {
     m_tray->setUrgentCount(m_store.urgentCount());
+    m_tray->setUndoable(m_store.undoable().has_value());
     m_sinceCount.start();
 }

@@ -4,15 +4,21 @@
 #include "Plumtide/app/MiniBoardController.h"
 #include "Plumtide/desktop/Instance.h"
 #include "Plumtide/desktop/Notifier.h"
+#include "Plumtide/desktop/SessionTerminal.h"
 #include "Plumtide/hooks/HooksInstaller.h"
+#include "Plumtide/hooks/HooksRemoval.h"
 #include "Plumtide/hooks/Silence.h"
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/system/TerminationSignals.h"
 
 #include <QApplication>
+#include <QFileInfo>
+#include <QTimer>
 
 #include <cstdio>
 #include <cstdlib>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -25,6 +31,35 @@ void printMessage(const HooksInstaller &installer)
 
 } // namespace
 
+int PlumtideApp::help()
+{
+    std::fputs("用法：plumtide [参数]\n"
+               "跟进这台机器上 Claude Code 和 Codex 的会话，看板在托盘里。已经在运行时，打开它的看板。\n\n"
+               "  --install-hooks     接入 Claude Code 和 Codex\n"
+               "  --remove-hooks      取消接入\n"
+               "  --reset-mini-board  把悬浮板带回屏幕右上角\n"
+               "  --at-login          由桌面会话启动：不打开看板\n"
+               "  --help              显示这些说明\n"
+               "  --version           显示版本\n\n"
+               "其他参数不起作用。更多说明见 man plumtide。\n",
+               stdout);
+    return 0;
+}
+
+int PlumtideApp::version()
+{
+    std::puts("plumtide " PLUMTIDE_VERSION);
+    return 0;
+}
+
+int PlumtideApp::removeHooks()
+{
+    const QString home = Environment::realHome();
+    for (const QString &sentence : {HooksRemoval::removeClaude(home), HooksRemoval::removeCodex(home)})
+        std::puts(qUtf8Printable(sentence));
+    return 0;
+}
+
 int PlumtideApp::resetMiniBoard(const Instance &instance)
 {
     if (!instance.resetMiniBoard())
@@ -32,7 +67,10 @@ int PlumtideApp::resetMiniBoard(const Instance &instance)
     return 0;
 }
 
-PlumtideApp::PlumtideApp() : m_signals(std::make_unique<TerminationSignals>()), m_store(TaskStore::shared())
+PlumtideApp::PlumtideApp()
+    : m_isFirst(!QFileInfo::exists(Environment::real().defaults->path())),
+      m_signals(std::make_unique<TerminationSignals>()),
+      m_store(TaskStore::shared())
 {
     // Qt ends the process by `exit` when the display goes.
     std::atexit([] { TaskStore::shared().finish(); });
@@ -57,7 +95,7 @@ int PlumtideApp::installHooks()
     return 0;
 }
 
-int PlumtideApp::follow(Instance &instance)
+int PlumtideApp::follow(Instance &instance, bool isByUser)
 {
     if (!m_store.isOwner()) {
         std::fputs("Plumtide: 已经在运行了。\n", stderr);
@@ -66,6 +104,13 @@ int PlumtideApp::follow(Instance &instance)
     HooksInstaller &installer = HooksInstaller::shared(); // brings deployed scripts up to date, with windows or without
     m_store.setNotify(
         [](const Board::Notice &notice) { Notifier::shared().notify(notice.title, notice.body, notice.id); });
+    QObject::connect(&Notifier::shared(), &Notifier::sessionRequested, &instance, [&](const QString &id) {
+        const QString line = id.section(u'-', 1); // see Board::Notice
+        SessionTerminal::bringToFront(line, m_store.recordedProcess(line), &instance, [id](const Outcome<void> &there) {
+            if (!there)
+                Notifier::shared().notify(u"前往会话"_s, there.failure().sentence, id);
+        });
+    });
     QObject::connect(m_signals.get(), &TerminationSignals::requested, QCoreApplication::instance(),
                      &QCoreApplication::quit);
     QObject::connect(&instance, &Instance::replaced, QCoreApplication::instance(), &QCoreApplication::quit);
@@ -74,6 +119,8 @@ int PlumtideApp::follow(Instance &instance)
         desktop = std::make_unique<DesktopShell>(m_store, installer, instance, Environment::real());
         QObject::connect(desktop.get(), &DesktopShell::quitRequested, QCoreApplication::instance(),
                          &QCoreApplication::quit);
+        if (m_isFirst && isByUser) // a newcomer is shown what there is to connect
+            QTimer::singleShot(0, desktop.get(), [&desktop] { desktop->openPanel(); });
     }
     return QCoreApplication::exec();
 }

@@ -12,9 +12,17 @@ class TerminationSignals;
 class PlumtideApp
 {
 public:
-    static constexpr auto installFlag = "--install-hooks";  ///< The argument that asks for `installHooks`.
-    static constexpr auto resetFlag = "--reset-mini-board"; ///< The argument that asks for `resetMiniBoard`.
+    // The arguments that ask for the functions of like names.
+    static constexpr auto helpFlag = "--help";
+    static constexpr auto versionFlag = "--version";
+    static constexpr auto installFlag = "--install-hooks";
+    static constexpr auto removeFlag = "--remove-hooks";
+    static constexpr auto resetFlag = "--reset-mini-board";
 
+    // Each returns the exit status.
+    [[nodiscard]] static int help();        ///< Prints what the arguments do.
+    [[nodiscard]] static int version();     ///< Prints the program's name and version.
+    [[nodiscard]] static int removeHooks(); ///< Takes out what `installHooks` has put in, and prints two lines.
     /// Puts the mini board back to its first place, in the running program or for the next start. The exit status.
     [[nodiscard]] static int resetMiniBoard(const Instance &instance);
 
@@ -23,10 +31,12 @@ public:
 
     /// Registers the hooks, and prints two lines, and on standard error why they may not run. The exit status.
     [[nodiscard]] int installHooks();
-    /// Keeps the board until the user or the system ends the program. `instance` has claimed the home. The exit status.
-    [[nodiscard]] int follow(Instance &instance);
+    /// Keeps the board until the user or the system ends the program. `instance` has claimed the home. `isByUser`: not
+    /// the desktop session has started it. The exit status.
+    [[nodiscard]] int follow(Instance &instance, bool isByUser);
 
 private:
+    const bool m_isFirst;                                // start of all: there are no settings yet
     const std::unique_ptr<TerminationSignals> m_signals; // before the store: what it takes from the log must be kept
     TaskStore &m_store;
 };

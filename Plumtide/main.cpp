@@ -67,6 +67,13 @@ int main(int argc, char **argv)
     // A line of the log may be megabytes long. A block of this many bytes goes back to the system once it is freed;
     // otherwise the limit would rise with the first that is, and the memory would stay.
     ::mallopt(M_MMAP_THRESHOLD, 1 << 20);
+    const std::span<char *> arguments(argv, static_cast<size_t>(argc));
+    const auto isAsked = [&](std::string_view flag) { return std::ranges::find(arguments, flag) != arguments.end(); };
+    const bool isInstalling = isAsked(PlumtideApp::installFlag); // which counts more than any other
+    if (!isInstalling && isAsked(PlumtideApp::helpFlag))
+        return PlumtideApp::help();
+    if (!isInstalling && isAsked(PlumtideApp::versionFlag))
+        return PlumtideApp::version();
     const QByteArray home = qgetenv("HOME");
     if (QFile::encodeName(QFile::decodeName(home)) != home) {
         // Qt could not name it, and would make a folder of another name beside it.
@@ -78,15 +85,16 @@ int main(int argc, char **argv)
         return 0;
     }
     QCoreApplication::setApplicationName(QStringLiteral("plumtide"));
-    const std::span<char *> arguments(argv, static_cast<size_t>(argc));
-    const auto isAsked = [&](std::string_view flag) { return std::ranges::find(arguments, flag) != arguments.end(); };
-    const bool isInstalling = isAsked(PlumtideApp::installFlag);
-    const bool isResetting = !isInstalling && isAsked(PlumtideApp::resetFlag);
+    const bool isRemoving = !isInstalling && isAsked(PlumtideApp::removeFlag);
+    const bool isResetting = !isInstalling && !isRemoving && isAsked(PlumtideApp::resetFlag);
     const QByteArray token = takeStartupToken();
     neverStartSessionBus();
-    const std::unique_ptr<QCoreApplication> application = makeApplication(argv, isInstalling || isResetting);
+    const std::unique_ptr<QCoreApplication> application =
+        makeApplication(argv, isInstalling || isRemoving || isResetting);
     if (isInstalling)
         return PlumtideApp().installHooks();
+    if (isRemoving)
+        return PlumtideApp::removeHooks();
     Instance instance(Environment::realHome());
     if (isResetting)
         return PlumtideApp::resetMiniBoard(instance);
@@ -97,5 +105,5 @@ int main(int argc, char **argv)
         return 0;
     if (hasWindows)
         FloatingWindow::endStartup(token);
-    return PlumtideApp().follow(instance);
+    return PlumtideApp().follow(instance, !isBySession);
 }

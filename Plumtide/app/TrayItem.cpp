@@ -16,6 +16,9 @@ TrayItem::TrayItem(TrayHost &host, QObject *parent) : QObject(parent), m_menu(st
 {
     connect(&host, &TrayHost::found, this, &TrayItem::makeIcon);
     connect(m_menu->addAction(u"打开看板"_s), &QAction::triggered, this, &TrayItem::openRequested);
+    m_undo = m_menu->addAction(u"撤销"_s);
+    m_undo->setEnabled(false);
+    connect(m_undo, &QAction::triggered, this, &TrayItem::undoRequested);
     m_miniBoard = m_menu->addAction(u"悬浮板"_s);
     m_miniBoard->setCheckable(true);
     connect(m_miniBoard, &QAction::triggered, this, &TrayItem::miniBoardSwitched);
@@ -79,6 +82,11 @@ void TrayItem::setMiniBoardOn(bool isOn)
 void TrayItem::setLoginStartOn(bool isOn)
 {
     m_loginStart->setChecked(isOn);
+}
+
+void TrayItem::setUndoable(bool isUndoable)
+{
+    m_undo->setEnabled(isUndoable);
 }
 
 void TrayItem::showCount()

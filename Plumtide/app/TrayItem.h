@@ -27,6 +27,7 @@ public:
     // The check marks in the menu; no signal follows.
     void setMiniBoardOn(bool isOn);
     void setLoginStartOn(bool isOn);
+    void setUndoable(bool isUndoable); ///< Whether there is something for `undoRequested`.
 
     /// "Plumtide", or "Plumtide：3 条等你处理".
     [[nodiscard]] static QString toolTip(int count);
@@ -36,6 +37,7 @@ Q_SIGNALS:
     /// where neither is known. In logical screen pixels.
     void clicked(const QRect &place);
     void openRequested();
+    void undoRequested();
     void miniBoardSwitched(bool isOn);
     void loginStartSwitched(bool isOn);
     void menuOpening(); ///< Whoever sets a check mark now is in time. Sent for every opening.
@@ -47,6 +49,7 @@ private:
 
     std::unique_ptr<QMenu> m_menu; // outlives the icon that shows it
     std::unique_ptr<QSystemTrayIcon> m_icon;
+    QAction *m_undo = nullptr;
     QAction *m_miniBoard = nullptr;
     QAction *m_loginStart = nullptr;
     int m_urgentCount = 0;

@@ -8,6 +8,7 @@
 #include <QDBusServiceWatcher>
 #include <QVariantMap>
 
+#include <algorithm>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -17,6 +18,7 @@ namespace {
 const QString serviceName = u"org.freedesktop.Notifications"_s;
 const QString servicePath = u"/org/freedesktop/Notifications"_s;
 const QString defaultAction = u"default"_s; // a click on the notification itself
+const QString sessionAction = u"session"_s;
 
 } // namespace
 
@@ -87,9 +89,10 @@ void Notifier::send(const QString &id)
             {u"sound-name"_s, u"message-new-instant"_s},
             {u"urgency"_s, QVariant::fromValue(uchar{1})}, // normal
         };
-        // The text is for services that draw a button for the action.
-        const QStringList actions =
-            known.contains(u"actions"_s) ? QStringList{defaultAction, u"打开看板"_s} : QStringList();
+        // The first text is for services that draw a button for the action.
+        const QStringList actions = known.contains(u"actions"_s)
+            ? QStringList{defaultAction, u"打开看板"_s, sessionAction, u"前往会话"_s}
+            : QStringList();
         const QString body = known.contains(u"body-markup"_s) ? wanted.body.toHtmlEscaped() : wanted.body;
         const int expireTimeout = -1; // as the service likes
         const QVariantList arguments{u"Plumtide"_s, m_shown[id].number, u"plumtide"_s, wanted.title, body, actions,
@@ -101,12 +104,16 @@ void Notifier::send(const QString &id)
 void Notifier::reportAction(uint number, const QString &action)
 {
     // The signal goes to everybody, so most numbers are other programs'.
-    for (const auto &[id, shown] : m_shown.asKeyValueRange()) {
-        if (number != 0 && shown.number == number && action == defaultAction) {
-            Q_EMIT activated(QString(id), std::exchange(m_token, {}));
-            return;
-        }
-    }
+    const auto isMeant = [number](const Shown &shown) { return shown.number == number; };
+    const auto shown = std::find_if(m_shown.cbegin(), m_shown.cend(), isMeant);
+    if (number == 0 || shown == m_shown.cend())
+        return;
+    const QString id = shown.key();
+    const QByteArray token = std::exchange(m_token, {});
+    if (action == defaultAction)
+        Q_EMIT activated(id, token);
+    else if (action == sessionAction)
+        Q_EMIT sessionRequested(id);
 }
 
 void Notifier::keepToken(uint /*number*/, const QString &token)

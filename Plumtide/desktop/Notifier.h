@@ -31,6 +31,7 @@ Q_SIGNALS:
     /// The user has clicked the one of this `id`. `token` lets a window take the focus; empty where the service gives
     /// none.
     void activated(const QString &id, const QByteArray &token);
+    void sessionRequested(const QString &id); ///< The user wants to go to the session that the notification is about.
 
 private Q_SLOTS:
     void reportAction(uint number, const QString &action);

@@ -3,7 +3,9 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <iterator>
 #include <set>
+#include <string_view>
 #include <vector>
 
 using namespace Qt::StringLiterals;
@@ -118,16 +120,21 @@ bool namesScript(const Json &entry)
            });
 }
 
+// A path of ours, bare or in quotes.
+bool runsScript(std::string_view command)
+{
+    if (command.ends_with('\'') || command.ends_with('"'))
+        command.remove_suffix(1);
+    return command.ends_with("/.tavvel/hooks/tavvel-hook.sh");
+}
+
 Failure unchanged(const QString &reason)
 {
     return {u"settings.json "_s + reason + u"，这次没有改动。"_s};
 }
 
-} // namespace
-
-namespace ClaudeSettings {
-
-Result edit(const QByteArray &settings, const QString &hookCommand)
+// The object that the settings are, or why they are left alone.
+std::variant<Json, ClaudeSettings::Refusal, Failure> read(const QByteArray &settings)
 {
     const QByteArray text = settings.isEmpty() ? QByteArray("{}") : settings;
     // The reader takes a NUL for the end of the text and would drop what follows.
@@ -136,12 +143,26 @@ Result edit(const QByteArray &settings, const QString &hookCommand)
     Examiner examiner(text);
     if (!Json::sax_parse(text.begin(), text.end(), &examiner))
         return unchanged(examiner.objection());
-
     Json root = Json::parse(text.begin(), text.end());
     if (root.is_array())
-        return Refusal::NotAnObject;
+        return ClaudeSettings::Refusal::NotAnObject;
     if (!root.is_object())
         return unchanged(u"的最外层既不是对象也不是数组"_s);
+    return root;
+}
+
+} // namespace
+
+namespace ClaudeSettings {
+
+Result edit(const QByteArray &settings, const QString &hookCommand)
+{
+    std::variant<Json, Refusal, Failure> content = read(settings);
+    if (const auto *failure = std::get_if<Failure>(&content))
+        return *failure;
+    if (const auto *refusal = std::get_if<Refusal>(&content))
+        return *refusal;
+    Json &root = std::get<Json>(content);
     Json &hooks = *root.emplace("hooks", Json::object()).first;
     if (!hooks.is_object())
         return Refusal::HooksNotAnObject;
@@ -152,6 +173,45 @@ Result edit(const QByteArray &settings, const QString &hookCommand)
             entries.push_back({{"hooks", Json::array({hook})}});
         }
     }
+    return QByteArray::fromStdString(root.dump(2)) + '\n';
+}
+
+Result remove(const QByteArray &settings)
+{
+    if (!settings.contains(scriptName))
+        return settings;
+    std::variant<Json, Refusal, Failure> content = read(settings);
+    if (const auto *failure = std::get_if<Failure>(&content))
+        return *failure;
+    if (const auto *refusal = std::get_if<Refusal>(&content))
+        return *refusal;
+    Json &root = std::get<Json>(content);
+    const auto hooks = root.find("hooks");
+    if (hooks == root.end() || !hooks->is_object())
+        return settings;
+    bool isChanged = false;
+    const auto isOurs = [](const Json &hook) {
+        const auto command = hook.find("command");
+        return command != hook.end() && command->is_string() && runsScript(command->get_ref<const std::string &>());
+    };
+    const auto isLeftEmpty = [&](Json &entry) {
+        const auto list = entry.find("hooks");
+        if (list == entry.end() || !isArrayOfObjects(*list) || std::none_of(list->begin(), list->end(), isOurs))
+            return false;
+        list->erase(std::remove_if(list->begin(), list->end(), isOurs), list->end());
+        isChanged = true;
+        return list->empty();
+    };
+    for (auto entries = hooks->begin(); entries != hooks->end();) {
+        const bool isOfObjects = isArrayOfObjects(*entries) && !entries->empty();
+        if (isOfObjects)
+            entries->erase(std::remove_if(entries->begin(), entries->end(), isLeftEmpty), entries->end());
+        entries = isOfObjects && entries->empty() ? hooks->erase(entries) : std::next(entries);
+    }
+    if (!isChanged)
+        return settings;
+    if (hooks->empty())
+        root.erase(hooks);
     return QByteArray::fromStdString(root.dump(2)) + '\n';
 }
 

@@ -27,6 +27,11 @@ using Result = std::variant<QByteArray, Refusal, Failure>;
 /// Source of the format: Claude Code's settings, "hooks" → event → entries → "hooks" → {"type", "command"}.
 Result edit(const QByteArray &settings, const QString &hookCommand);
 
+/// Takes out every command that runs the hook script in a `.tavvel/hooks`, and what is empty without it. Everything
+/// else keeps its value. Without such a command the text comes back byte for byte; otherwise in the form of `edit`, and
+/// what that refuses, this does.
+Result remove(const QByteArray &settings);
+
 /// `path` as a command line of /bin/sh, which is how Claude Code runs it: itself, or in single quotes if it
 /// holds a character that the shell would take for something else.
 [[nodiscard]] QString shellCommand(const QString &path);

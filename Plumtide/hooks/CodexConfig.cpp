@@ -11,6 +11,10 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr char byteOrderMark[] = "\xEF\xBB\xBF";
+constexpr qsizetype deepest = 10'000; // levels, see `mostLevels`
+
+const Failure uncheckable{u"config.toml 里有没法核对的写法，为避免弄坏它，这次没有改动。"_s};
+const Failure unintended{u"config.toml 的写法比较特别，自动改动会弄坏它，这次没有改动。"_s};
 
 struct Range
 {
@@ -58,6 +62,13 @@ std::optional<qsizetype> findHeader(const QByteArray &text, qsizetype begin)
             return at;
     }
     return std::nullopt;
+}
+
+// What stands above the first header.
+Range rootTableOf(const QByteArray &config)
+{
+    const qsizetype begin = config.startsWith(byteOrderMark) ? 3 : 0;
+    return {begin, findHeader(config, begin).value_or(config.size())};
 }
 
 std::optional<Range> findNotifyLine(const QByteArray &text, Range rootTable)
@@ -135,6 +146,13 @@ std::optional<toml::table> parse(const QByteArray &text)
     }
 }
 
+bool isSameBesideNotify(toml::table before, toml::table after)
+{
+    before.erase("notify");
+    after.erase("notify");
+    return before == after;
+}
+
 // Whether `after` is `before` with the one command as its notify.
 bool isIntended(toml::table before, const QByteArray &edited, const QString &scriptPath)
 {
@@ -145,9 +163,7 @@ bool isIntended(toml::table before, const QByteArray &edited, const QString &scr
     const toml::array *notify = after->get_as<toml::array>("notify");
     if (!notify || notify->size() != 1 || notify->get(0)->value_exact<std::string>() != path)
         return false;
-    before.erase("notify");
-    after->erase("notify");
-    return before == *after;
+    return isSameBesideNotify(std::move(before), *std::move(after));
 }
 
 QByteArray basicString(const QString &text)
@@ -175,33 +191,63 @@ Result edit(const QByteArray &config, const QString &scriptPath)
     if (config.contains("codex-notify"))
         return Unchanged::AlreadyInstalled;
 
-    const qsizetype begin = config.startsWith(byteOrderMark) ? 3 : 0;
-    const std::optional<qsizetype> header = findHeader(config, begin);
-    const Range rootTable{begin, header.value_or(config.size())};
-    const std::optional<Range> notifyLine = findNotifyLine(config, rootTable);
-    const QByteArray newLine = "notify = [" + basicString(scriptPath) + ']';
+    const Range rootTable = rootTableOf(config);
+    const std::optional<Range> line = findNotifyLine(config, rootTable);
+    const QByteArray newLine = notifyLine(QStringList{scriptPath});
 
     Edit result{.content = config, .previousCommand = {}};
-    if (notifyLine) {
-        result.previousCommand = tomlStringElements(QString::fromUtf8(bytesOf(config, *notifyLine)));
+    if (line) {
+        result.previousCommand = tomlStringElements(QString::fromUtf8(bytesOf(config, *line)));
         if (result.previousCommand.isEmpty())
             return Unchanged::ForeignNotify;
-        result.content.replace(notifyLine->begin, notifyLine->end - notifyLine->begin, newLine);
-    } else if (header) {
-        result.content.insert(*header, newLine + '\n');
+        result.content.replace(line->begin, line->end - line->begin, newLine);
+    } else if (rootTable.end < config.size()) {
+        result.content.insert(rootTable.end, newLine + '\n');
     } else {
         result.content += '\n' + newLine + '\n';
     }
 
-    constexpr qsizetype deepest = 10'000;
     if (mostLevels(config) > deepest)
-        return Failure{u"config.toml 里有没法核对的写法，为避免弄坏它，这次没有改动。"_s};
+        return uncheckable;
     const std::optional<toml::table> original = parse(config);
-    if (!notifyLine && (original ? original->contains("notify") : seemsToHaveNotify(config, rootTable)))
+    if (!line && (original ? original->contains("notify") : seemsToHaveNotify(config, rootTable)))
         return Unchanged::ForeignNotify;
     if (original && !isIntended(*original, result.content, scriptPath))
-        return Failure{u"config.toml 的写法比较特别，自动改动会弄坏它，这次没有改动。"_s};
+        return unintended;
     return result;
+}
+
+Outcome<QByteArray> remove(const QByteArray &config, const QByteArray &previousLine)
+{
+    const std::optional<Range> line = findNotifyLine(config, rootTableOf(config));
+    const QStringList words = line ? tomlStringElements(QString::fromUtf8(bytesOf(config, *line))) : QStringList();
+    if (words.size() != 1 || !words.first().endsWith("/.tavvel/hooks/codex-notify.sh"_L1))
+        return config;
+    QByteArray result = config;
+    const qsizetype end = previousLine.isEmpty() ? nextLine(config, line->begin) : line->end;
+    result.replace(line->begin, end - line->begin, previousLine);
+    if (mostLevels(config) > deepest || mostLevels(result) > deepest)
+        return uncheckable;
+    if (const std::optional<toml::table> original = parse(config)) {
+        const std::optional<toml::table> after = parse(result);
+        if (!after || !isSameBesideNotify(*original, *after))
+            return unintended;
+    }
+    return result;
+}
+
+QByteArray notifyLine(const QByteArray &config)
+{
+    const std::optional<Range> line = findNotifyLine(config, rootTableOf(config));
+    return line ? bytesOf(config, *line).toByteArray() : QByteArray();
+}
+
+QByteArray notifyLine(const QStringList &command)
+{
+    QByteArrayList words;
+    for (const QString &word : command)
+        words.append(basicString(word));
+    return "notify = [" + words.join(", ") + ']';
 }
 
 QStringList tomlStringElements(const QString &line)

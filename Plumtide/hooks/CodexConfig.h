@@ -37,6 +37,16 @@ using Result = std::variant<Edit, Unchanged, Failure>;
 /// edited without confirmation.
 Result edit(const QByteArray &config, const QString &scriptPath);
 
+/// Makes `previousLine`, or nothing where that is empty, of the line that names the script in a `.tavvel/hooks` as the
+/// only word of `notify`. All other bytes stay. Without such a line the text comes back as it is.
+[[nodiscard]] Outcome<QByteArray> remove(const QByteArray &config, const QByteArray &previousLine);
+
+/// The line of `notify`, found as `edit` finds it; empty where there is none.
+[[nodiscard]] QByteArray notifyLine(const QByteArray &config);
+
+/// A `notify` line of these words.
+[[nodiscard]] QByteArray notifyLine(const QStringList &command);
+
 /// The strings of the first array on `line`; empty if the array is not closed on it. A backslash in double
 /// quotes only protects the next character: TOML's escapes are not interpreted. The text is read by
 /// user-perceived characters.

@@ -81,7 +81,7 @@ Outcome<void> backUp(const QString &path, const QByteArray &content)
 {
     struct stat status = {};
     const bool exists = ::stat(QFile::encodeName(path).constData(), &status) == 0;
-    return replaceOwn(path + u".backup-tavvel"_s, content, exists ? status.st_mode & permissionBits : 0600);
+    return replaceOwn(backupOf(path), content, exists ? status.st_mode & permissionBits : 0600);
 }
 
 Outcome<void> replaceOwn(const QString &path, const QByteArray &content, mode_t mode)

@@ -19,6 +19,20 @@ Q_DECLARE_LOGGING_CATEGORY(hooksLog)
 /// Thread: any. Failures are whole sentences.
 namespace HookFiles {
 
+// Below the home directory.
+inline const QString claudeSettings = QStringLiteral("/.claude/settings.json");
+inline const QString codexConfig = QStringLiteral("/.codex/config.toml");
+inline const QString hooksDir = QStringLiteral("/.tavvel/hooks");
+inline const QString claudeScript = hooksDir + QStringLiteral("/tavvel-hook.sh");
+inline const QString codexScript = hooksDir + QStringLiteral("/codex-notify.sh");
+inline const QString codexForward = hooksDir + QStringLiteral("/codex-notify-forward"); ///< One argument a line.
+
+/// The copy of a tool's file as it was before the last change.
+[[nodiscard]] inline QString backupOf(const QString &path)
+{
+    return path + QStringLiteral(".backup-tavvel");
+}
+
 /// The bytes of a file; absent when there is none.
 using Content = std::optional<QByteArray>;
 
@@ -34,8 +48,7 @@ using Change = std::function<Outcome<Content>(const Content &)>;
 /// stays.
 Outcome<void> change(const QString &path, const Change &change);
 
-/// Puts `content`, which was read from `path`, beside it as "<path>.backup-tavvel" with the mode of the
-/// original.
+/// Puts `content`, which was read from `path`, beside it (see `backupOf`) with the mode of the original.
 Outcome<void> backUp(const QString &path, const QByteArray &content);
 
 /// Replaces a file that is the installer's alone, also when it is write-protected or a symbolic link. One that has this

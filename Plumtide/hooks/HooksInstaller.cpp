@@ -12,10 +12,6 @@ using HookFiles::Content;
 
 namespace {
 
-const QString claudeScript = u"tavvel-hook.sh"_s;
-const QString codexScript = u"codex-notify.sh"_s;
-const QString forwardFile = u"codex-notify-forward"_s; // one argument per line; read by the Codex script
-
 const QString noCodexConfig = u"没找到 Codex 配置文件：~/.codex/config.toml"_s;
 
 bool mentions(const QString &path, QByteArrayView marker)
@@ -45,17 +41,16 @@ HooksInstaller &HooksInstaller::shared()
 
 HooksInstaller::HooksInstaller(const Environment &environment, QObject *parent)
     : QObject(parent),
-      m_claudeDir(environment.home + u"/.claude"_s),
-      m_claudeSettings(m_claudeDir + u"/settings.json"_s),
-      m_codexConfig(environment.home + u"/.codex/config.toml"_s),
-      m_deployedHooksDir(environment.home + u"/.tavvel/hooks"_s),
+      m_home(environment.home),
+      m_claudeSettings(m_home + HookFiles::claudeSettings),
+      m_codexConfig(m_home + HookFiles::codexConfig),
       m_resourcesDir(environment.resourcesDir)
 {
     refresh();
     if (!m_claudeInstalled && !m_codexInstalled)
         return;
     // A newer program brings newer scripts; the older ones go on working.
-    if (const Outcome<QString> deployed = deployScripts(); !deployed)
+    if (const Outcome<void> deployed = deployScripts(); !deployed)
         qCDebug(hooksLog) << "the scripts stay as they are:" << deployed.failure().sentence;
 }
 
@@ -74,47 +69,46 @@ void HooksInstaller::refresh()
 std::optional<QString> HooksInstaller::resourceHooksDir() const
 {
     const QString candidate = m_resourcesDir + u"/hooks"_s;
-    if (m_resourcesDir.isEmpty() || !QFileInfo::exists(candidate + u'/' + claudeScript))
+    if (m_resourcesDir.isEmpty()
+        || !QFileInfo::exists(candidate + u'/' + QFileInfo(HookFiles::claudeScript).fileName()))
         return std::nullopt;
     return candidate;
 }
 
-Outcome<QString> HooksInstaller::deployScripts()
+Outcome<void> HooksInstaller::deployScripts()
 {
     constexpr qint64 maxScriptBytes = 16 * 1024 * 1024;
     const std::optional<QString> sourceDir = resourceHooksDir();
     if (!sourceDir)
         return Failure{u"app 包里没有 hooks 资源（开发构建请用仓库里的 scripts/install-hooks.py）"_s};
-    if (Outcome<void> made = Files::makeDirectory(m_deployedHooksDir); !made)
-        return made.failure();
+    if (Outcome<void> made = Files::makeDirectory(m_home + HookFiles::hooksDir); !made)
+        return made;
 
-    for (const QString &name : {claudeScript, codexScript}) {
-        const QString source = *sourceDir + u'/' + name;
+    for (const QString &name : {HookFiles::claudeScript, HookFiles::codexScript}) {
+        const QString source = *sourceDir + u'/' + QFileInfo(name).fileName();
         if (!QFileInfo::exists(source))
             continue;
         const Outcome<QByteArray> script = Files::read(source, maxScriptBytes);
         if (!script)
             return script.failure();
         // In one step: an agent may be running the old one at this moment, or start it at the next.
-        const QString target = m_deployedHooksDir + u'/' + name;
-        if (Outcome<void> replaced = HookFiles::replaceOwn(target, script.value(), 0755); !replaced)
-            return replaced.failure();
+        if (Outcome<void> replaced = HookFiles::replaceOwn(m_home + name, script.value(), 0755); !replaced)
+            return replaced;
     }
-    return m_deployedHooksDir;
+    return {};
 }
 
 void HooksInstaller::installClaude()
 {
-    const Outcome<QString> hooksDir = deployScripts();
-    if (!hooksDir)
-        return reportFailure(hooksDir.failure());
-    const QString command = ClaudeSettings::shellCommand(hooksDir.value() + u'/' + claudeScript);
+    if (const Outcome<void> deployed = deployScripts(); !deployed)
+        return reportFailure(deployed.failure());
+    const QString command = ClaudeSettings::shellCommand(m_home + HookFiles::claudeScript);
 
     std::optional<ClaudeSettings::Refusal> refusal;
     const auto addHooks = [&](const Content &settings) -> Outcome<Content> {
         refusal.reset();
         if (!settings) {
-            if (Outcome<void> made = Files::makeDirectory(m_claudeDir); !made)
+            if (Outcome<void> made = Files::makeDirectory(QFileInfo(m_claudeSettings).path()); !made)
                 return made.failure();
         }
         const ClaudeSettings::Result result = ClaudeSettings::edit(settings.value_or(QByteArray()), command);
@@ -140,9 +134,8 @@ void HooksInstaller::installCodex()
 {
     if (const Outcome<Content> config = HookFiles::read(m_codexConfig); config && !config.value())
         return setMessage(noCodexConfig);
-    const Outcome<QString> hooksDir = deployScripts();
-    if (!hooksDir)
-        return reportFailure(hooksDir.failure());
+    if (const Outcome<void> deployed = deployScripts(); !deployed)
+        return reportFailure(deployed.failure());
 
     std::optional<QString> outcome; // stays absent when there was nothing to do
     bool isRegistered = false;
@@ -153,7 +146,7 @@ void HooksInstaller::installCodex()
             outcome = noCodexConfig;
             return Content();
         }
-        const CodexConfig::Result result = CodexConfig::edit(*config, hooksDir.value() + u'/' + codexScript);
+        const CodexConfig::Result result = CodexConfig::edit(*config, m_home + HookFiles::codexScript);
         if (const auto *failure = std::get_if<Failure>(&result))
             return *failure;
         if (const auto *unchanged = std::get_if<CodexConfig::Unchanged>(&result)) {
@@ -170,7 +163,7 @@ void HooksInstaller::installCodex()
         } else {
             // Before the configuration: once that names our script, the previous command must not be lost.
             const QByteArray command = edit.previousCommand.join(u'\n').toUtf8() + '\n';
-            const QString path = hooksDir.value() + u'/' + forwardFile;
+            const QString path = m_home + HookFiles::codexForward;
             if (Outcome<void> written = HookFiles::replaceOwn(path, command, 0600); !written)
                 return written.failure();
             outcome = u"Codex 接好了，原来的通知也会保留。重启 Codex 后就生效。"_s;

@@ -41,7 +41,7 @@ Q_SIGNALS:
 
 private:
     [[nodiscard]] std::optional<QString> resourceHooksDir() const;
-    Outcome<QString> deployScripts(); // yields the deployed hooks directory
+    Outcome<void> deployScripts();
 
     void setClaudeInstalled(bool installed);
     void setCodexInstalled(bool installed);
@@ -49,10 +49,9 @@ private:
     void reportFailure(const Failure &failure);
 
     // Absolute paths.
-    const QString m_claudeDir;
+    const QString m_home;
     const QString m_claudeSettings;
     const QString m_codexConfig;
-    const QString m_deployedHooksDir;
     const QString m_resourcesDir; // empty when the program has none
 
     bool m_claudeInstalled = false;

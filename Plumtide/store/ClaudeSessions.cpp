@@ -31,6 +31,11 @@ bool ClaudeSessions::hasEnded(const QString &session) const
     return begin != end && std::none_of(begin, end, exists);
 }
 
+pid_t ClaudeSessions::process(const QString &session) const
+{
+    return find(session, [](const SessionRecord &) { return true; }).value_or(SessionRecord()).pid;
+}
+
 bool ClaudeSessions::deny(const HookEvent &event)
 {
     const QString session = event.sessionId.value_or(QString());

@@ -25,6 +25,7 @@ public:
     /// What the file of a record held and holds now.
     void take(const SessionRecord &before, const SessionRecord &now);
     [[nodiscard]] bool hasEnded(const QString &session) const; ///< It has a record, and no process exists any more.
+    [[nodiscard]] pid_t process(const QString &session) const; ///< Of its record; 0 when there is none that lives.
 
     /// Hears of each event. True where it is to be passed over, since it takes away a request of which the record says
     /// that it was still on the screen at that time.

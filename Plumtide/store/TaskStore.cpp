@@ -129,6 +129,25 @@ void TaskStore::sweep()
     Q_EMIT objectWillChange();
 }
 
+void TaskStore::setStatus(const QString &id, AgentTaskStatus status)
+{
+    const Board::Changes changes = m_board.setStatus(id, status, now());
+    if (!changes.edits.isEmpty() && (status == AgentTaskStatus::shelved || status == AgentTaskStatus::done))
+        m_history.add(tasks().at(changes.edits.last().place), changes.edits.last().line);
+    make(changes);
+}
+
+void TaskStore::undo()
+{
+    if (const std::optional<AgentTask> line = m_history.take(m_board))
+        make({{}, {{m_board.placeOf(line->id), *line}}});
+}
+
+pid_t TaskStore::recordedProcess(const QString &id) const
+{
+    return id.startsWith("cc-"_L1) ? m_sessions.process(id.sliced(3)) : 0;
+}
+
 void TaskStore::make(const Board::Changes &changes)
 {
     for (const Board::Notice &notice : changes.notices)

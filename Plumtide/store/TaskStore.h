@@ -2,6 +2,7 @@
 
 #include "Plumtide/store/Board.h"
 #include "Plumtide/store/ClaudeSessions.h"
+#include "Plumtide/store/UndoHistory.h"
 #include "Plumtide/system/Environment.h"
 #include "Plumtide/system/HomeLock.h"
 
@@ -81,7 +82,13 @@ public:
 
     /// Stores a line from the edit form, with the current time.
     void upsert(AgentTask task) { make(m_board.upsert(std::move(task), now())); }
-    void setStatus(const QString &id, AgentTaskStatus status) { make(m_board.setStatus(id, status, now())); }
+    void setStatus(const QString &id, AgentTaskStatus status);
+    /// Takes the last shelving or ending of a line by `setStatus` back, of this run and as long as nothing else has
+    /// changed that line; the one before it is the next. Does nothing when there is none.
+    void undo();
+    [[nodiscard]] std::optional<AgentTask> undoable() const { return m_history.last(m_board); } ///< As `undo` makes it.
+    /// That Claude Code's record of the line's session names, while it lives; 0 when there is none.
+    [[nodiscard]] pid_t recordedProcess(const QString &id) const;
 
 Q_SIGNALS:
     void objectWillChange(); ///< Before each change of a published field, and at the end of each sweep.
@@ -107,6 +114,7 @@ private:
 
     Board m_board;
     ClaudeSessions m_sessions;
+    UndoHistory m_history;
     bool m_hasSeenClaudeEvent = false;
     bool m_hasSeenCodexEvent = false;
     bool m_loaded = false;   // until then nothing is saved: an empty list must never replace the file

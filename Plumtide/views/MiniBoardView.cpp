@@ -3,6 +3,7 @@
 #include "Plumtide/hooks/HooksInstaller.h"
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/views/HStack.h"
+#include "Plumtide/views/LineMenu.h"
 #include "Plumtide/views/Refresher.h"
 
 #include <cmath>
@@ -61,6 +62,7 @@ MiniBoardView::MiniBoardView(TaskStore &store, HooksInstaller &installer, QWidge
     setObjectName(u"mini"_s);
     auto *refresher = new Refresher(this, [this] { refresh(); });
     connect(this, &DrawnView::wished, this, &MiniBoardView::mainPanelRequested);
+    connect(this, &DrawnView::menuRequested, this, &MiniBoardView::showMenu);
     connect(&store, &TaskStore::objectWillChange, refresher, &Refresher::markStale);
     connect(&installer, &HooksInstaller::objectWillChange, refresher, &Refresher::markStale);
     refresh();
@@ -102,6 +104,13 @@ void MiniBoardView::refresh()
     setDrawing(std::move(drawing));
     place(face.translated(pos() + QPoint(shadowMargin, shadowMargin)), shadowMargin);
     updateGeometry();
+}
+
+void MiniBoardView::showMenu(const QString &id, QPoint place)
+{
+    if (const std::optional<AgentTask> line = m_store.task(id))
+        LineMenu::show(*this, place, *line, m_store.undoable().has_value(),
+                       [this, id](const QString &wish) { Q_EMIT lineWished(wish, id); });
 }
 
 void MiniBoardView::showEvent(QShowEvent *event)

@@ -22,7 +22,8 @@ public:
     [[nodiscard]] QSize sizeHint() const override { return size(); }
 
 Q_SIGNALS:
-    void mainPanelRequested(); ///< A row was clicked.
+    void mainPanelRequested();                               ///< A row was clicked.
+    void lineWished(const QString &wish, const QString &id); ///< By a row's menu.
 
 protected:
     void showEvent(QShowEvent *event) override;
@@ -30,6 +31,7 @@ protected:
 private:
     [[nodiscard]] QString headerText(qsizetype waiting) const;
     void refresh();
+    void showMenu(const QString &id, QPoint place);
 
     TaskStore &m_store;
     HooksInstaller &m_installer;

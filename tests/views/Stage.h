@@ -56,9 +56,13 @@ public:
             auto mini = std::make_unique<MiniBoardView>(*m_store, *m_installer);
             mini->setAttribute(Qt::WA_TranslucentBackground);
             connect(mini.get(), &MiniBoardView::mainPanelRequested, this, [this] { m_told += u"open the panel"_s; });
+            connect(mini.get(), &MiniBoardView::lineWished, this,
+                    [this](const auto &wish, const auto &id) { m_told += wish + u' ' + id; });
             m_view = std::move(mini);
         } else {
             auto panel = std::make_unique<PanelView>(*m_store, *m_installer, [this] { return m_home.now; });
+            connect(panel.get(), &PanelView::sessionRequested, this,
+                    [this](const auto &id) { m_told += u"go to "_s + id; });
             connect(panel.get(), &PanelView::quitRequested, this, [this] { m_told += u"quit"_s; });
             connect(panel.get(), &PanelView::miniBoardSwitched, this,
                     [this](bool isOn) { m_told += isOn ? u"mini board on"_s : u"mini board off"_s; });
@@ -163,43 +167,38 @@ protected:
     }
     Q_INVOKABLE void hold(const QString &words)
     {
-        const QList<QAccessibleInterface *> all = elements();
-        const auto name = [](QAccessibleInterface *element) { return element->text(QAccessible::Name); };
-        auto wanted = std::ranges::find(all, words, name);
-        if (wanted == all.end())
-            wanted = std::ranges::find_if(
-                all, [&](const QString &name) { return name.startsWith(words); }, name);
-        ASSERT_TRUE(wanted != all.end());
-        const QRect at = box(*wanted); // its beginning: an unfolded row has buttons in its middle
-        m_point = at.topLeft() + QPoint(std::min(20, at.width() / 2), std::min(10, at.height() / 2));
-        QTest::mouseMove(m_view->windowHandle(), m_point);
+        pointAt(words);
         QTest::mousePress(m_view->windowHandle(), Qt::LeftButton, {}, m_point);
+    }
+    Q_INVOKABLE void menu(const QString &wordsAndChoice)
+    {
+        pointAt(wordsAndChoice.section(u' ', 0, 0));
+        QTest::mouseClick(m_view->windowHandle(), Qt::RightButton, {}, m_point);
+        auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
+        ASSERT_TRUE(menu);
+        for (QAction *action : menu->actions()) {
+            m_told += action->text() + action->shortcut().toString() + (action->isEnabled() ? u""_s : u" off"_s);
+            if (action->text() == wordsAndChoice.section(u' ', 1))
+                action->trigger();
+        }
+        menu->close();
     }
     Q_INVOKABLE void press(const QString &keys)
     {
         for (int times = std::max(1, keys.section(u' ', 1).toInt()); times > 0; --times) {
-            QTest::keyClick(m_view->windowHandle(), Qt::Key(QKeySequence(keys.section(u' ', 0, 0))[0].key()));
+            const QKeyCombination key = QKeySequence(keys.section(u' ', 0, 0))[0];
+            QTest::keyClick(m_view->windowHandle(), key.key(), key.keyboardModifiers());
             QAccessibleInterface *at = QAccessible::queryAccessibleInterface(m_view.get())->focusChild();
             m_focused += at ? at->text(QAccessible::Name).section(u'，', 0, 0) : u"nothing"_s;
         }
     }
     Q_INVOKABLE void type(const QString &text) { QTest::keyClicks(QApplication::focusWidget(), text); }
-    Q_INVOKABLE void wheel(const QString &angleAndPixels)
+    Q_INVOKABLE void wheel(const QString &angle)
     {
         const QPoint at(60, 190); // of the form this is a choice
-        const QPoint angle(0, angleAndPixels.section(u' ', 0, 0).toInt());
-        const QPoint pixels(0, angleAndPixels.section(u' ', 1).toInt());
-        QWheelEvent event(at, m_view->mapToGlobal(at), pixels, angle, {}, {}, Qt::NoScrollPhase, false);
+        QWheelEvent event(at, m_view->mapToGlobal(at), {}, {0, angle.toInt()}, {}, {}, Qt::NoScrollPhase, false);
         QSpontaneKeyEvent::setSpontaneous(&event); // others do not go on to the parents
         qApp->notify(m_view->childAt(at), &event);
-    }
-    Q_INVOKABLE void drag(const QString &fromTo) // at the right edge
-    {
-        const QPoint from(394, fromTo.section(u' ', 0, 0).toInt());
-        const QPoint to(394, fromTo.section(u' ', 1).toInt());
-        QTest::mousePress(m_view->windowHandle(), Qt::LeftButton, {}, from);
-        QTest::mouseMove(m_view->windowHandle(), to);
-        QTest::mouseRelease(m_view->windowHandle(), Qt::LeftButton, {}, to);
     }
     Q_INVOKABLE void panel(const QString &to)
     {
@@ -251,6 +250,20 @@ private:
             }
         }
         return delays;
+    }
+
+    void pointAt(const QString &words)
+    {
+        const QList<QAccessibleInterface *> all = elements();
+        const auto name = [](QAccessibleInterface *element) { return element->text(QAccessible::Name); };
+        auto wanted = std::ranges::find(all, words, name);
+        if (wanted == all.end())
+            wanted = std::ranges::find_if(
+                all, [&](const QString &name) { return name.startsWith(words); }, name);
+        ASSERT_TRUE(wanted != all.end());
+        const QRect at = box(*wanted); // its beginning: an unfolded row has buttons in its middle
+        m_point = at.topLeft() + QPoint(std::min(20, at.width() / 2), std::min(10, at.height() / 2));
+        QTest::mouseMove(m_view->windowHandle(), m_point);
     }
 
     // Everything that is shown, from the top to the bottom, also what is scrolled away.

@@ -1,0 +1,222 @@
+#include "Plumtide/desktop/Terminals.h"
+
+#include "Plumtide/desktop/Xcb.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSysInfo>
+
+#include <algorithm>
+#include <cstring>
+
+#include <sys/stat.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// tmux: "socket,server,session" in TMUX. The server has made the terminal; the way goes on from the client that was
+// used last, in its own terminal. A session that no client shows has no window.
+NextStep tmux(const Station &station)
+{
+    const QString server = station.variable("TMUX"), pane = station.variable("TMUX_PANE");
+    if (server.section(u',', -2, -2).toInt() != station.owner().pid)
+        return NotHere();
+    return Command{{u"tmux"_s, u"-S"_s, server.section(u',', 0, -3), u"select-window"_s, u"-t"_s, pane, u";"_s,
+                    u"select-pane"_s, u"-t"_s, pane, u";"_s, u"list-clients"_s, u"-t"_s, pane, u"-F"_s,
+                    u"#{client_activity} #{client_pid}"_s},
+                   [](const QByteArray &printed) -> NextStep {
+                       QList<QByteArray> clients = printed.trimmed().split('\n'); // seconds of as many digits
+                       return std::ranges::max(clients).split(' ').value(1).toInt();
+                   }};
+}
+
+// GNU screen: "server.name" in STY. The server has the terminals open in which its session is shown.
+NextStep screen(const Station &station)
+{
+    const QString session = station.variable("STY");
+    const Process server = station.owner();
+    if (session.section(u'.', 0, 0).toInt() != server.pid)
+        return NotHere();
+    return Command{{u"screen"_s, u"-S"_s, session, u"-X"_s, u"select"_s, station.variable("WINDOW")},
+                   [server](const QByteArray &) -> NextStep {
+                       const QList<Process> processes = Process::all();
+                       for (const QByteArray &file : server.openFiles()) {
+                           struct stat status = {};
+                           if (!file.startsWith("/dev/pts/") || ::stat(file.constData(), &status) != 0)
+                               continue;
+                           for (const Process &client : processes) {
+                               if (client.name == "screen" && client.terminal == static_cast<int>(status.st_rdev))
+                                   return client.pid;
+                           }
+                       }
+                       return NotHere();
+                   }};
+}
+
+// kitty, where its configuration has "allow_remote_control" and "listen_on".
+NextStep kitty(const Station &station)
+{
+    const QString address = station.variable("KITTY_LISTEN_ON");
+    if (address.isEmpty() || station.variable("KITTY_PID").toInt() != station.owner().pid)
+        return NotHere();
+    return Command{{u"kitty"_s, u"@"_s, u"--to"_s, address, u"focus-window"_s, u"--match"_s,
+                    u"id:"_s + station.variable("KITTY_WINDOW_ID")}};
+}
+
+NextStep wezTerm(const Station &station)
+{
+    if (station.owner().name != "wezterm-gui")
+        return NotHere();
+    return Command{{u"env"_s, u"WEZTERM_UNIX_SOCKET="_s + station.variable("WEZTERM_UNIX_SOCKET"), u"wezterm"_s,
+                    u"cli"_s, u"--no-auto-start"_s, u"activate-pane"_s, u"--pane-id"_s,
+                    station.variable("WEZTERM_PANE")}};
+}
+
+// Konsole, and the programs that show its terminals: "/Windows/1" and "/Sessions/2".
+NextStep konsole(const Station &station)
+{
+    const QString service = station.variable("KONSOLE_DBUS_SERVICE"), window = station.variable("KONSOLE_DBUS_WINDOW");
+    if (service.isEmpty() || window.isEmpty() || station.owner().name != "konsole")
+        return NotHere();
+    return Command{{u"dbus-send"_s, u"--session"_s, u"--print-reply"_s, u"--dest="_s + service, window,
+                    u"org.kde.konsole.Window.setCurrentSession"_s,
+                    u"int32:"_s + station.variable("KONSOLE_DBUS_SESSION").section(u'/', -1)}};
+}
+
+// The windows of the owner in what a compositor tells, by what the compositor calls them.
+void collect(const QJsonValue &tree, const Station &station, const QString &nameKey, QList<QJsonValue> &names)
+{
+    if (tree["pid"_L1].isDouble() && station.isOwner(tree["pid"_L1].toInt()))
+        names.append(tree[nameKey]);
+    for (const QJsonValue &list : {tree["nodes"_L1], tree["floating_nodes"_L1], tree}) {
+        for (const QJsonValue &node : list.toArray())
+            collect(node, station, nameKey, names);
+    }
+}
+
+// Where the owner has several windows, none of them is known to be the right one.
+std::optional<QJsonValue> onlyWindow(const QByteArray &printed, const Station &station, const QString &nameKey)
+{
+    const QJsonDocument told = QJsonDocument::fromJson(printed);
+    QList<QJsonValue> names;
+    collect(told.isArray() ? QJsonValue(told.array()) : QJsonValue(told.object()), station, nameKey, names);
+    return names.size() == 1 ? std::optional(names.first()) : std::nullopt;
+}
+
+constexpr auto reached = [](const QByteArray &) -> NextStep { return Reached(); };
+
+NextStep swayWindow(const Station &station)
+{
+    if (qEnvironmentVariableIsEmpty("SWAYSOCK"))
+        return NotHere();
+    return Command{{u"swaymsg"_s, u"-r"_s, u"-t"_s, u"get_tree"_s}, [station](const QByteArray &printed) -> NextStep {
+                       const auto id = onlyWindow(printed, station, u"id"_s);
+                       if (!id)
+                           return NotHere();
+                       return Command{{u"swaymsg"_s, u"[con_id=%1] focus"_s.arg(id->toInteger())}, reached};
+                   }};
+}
+
+NextStep hyprlandWindow(const Station &station)
+{
+    if (qEnvironmentVariableIsEmpty("HYPRLAND_INSTANCE_SIGNATURE"))
+        return NotHere();
+    return Command{{u"hyprctl"_s, u"-j"_s, u"clients"_s}, [station](const QByteArray &printed) -> NextStep {
+                       const auto address = onlyWindow(printed, station, u"address"_s);
+                       if (!address)
+                           return NotHere();
+                       return Command{
+                           {u"hyprctl"_s, u"dispatch"_s, u"focuswindow"_s, u"address:"_s + address->toString()},
+                           reached};
+                   }};
+}
+
+QList<uint32_t> numbers(const QByteArray &property)
+{
+    QList<uint32_t> values(property.size() / qsizetype(sizeof(uint32_t)));
+    std::memcpy(values.data(), property.constData(), static_cast<std::size_t>(values.size()) * sizeof(uint32_t));
+    return values;
+}
+
+// A window of the owner: the one that WINDOWID names, else the only one. It is asked for as a pager asks (EWMH), which
+// window managers obey.
+NextStep x11Window(const Station &station)
+{
+    xcb_connection_t *const connection = xcbConnection();
+    if (!connection)
+        return NotHere();
+    const xcb_window_t root = xcbRoot(connection);
+    QList<xcb_window_t> windows = numbers(xcbProperty(connection, root, "_NET_CLIENT_LIST"));
+    windows.removeIf([&](xcb_window_t window) {
+        const QByteArray machine = xcbProperty(connection, window, "WM_CLIENT_MACHINE"); // its number is known there
+        const bool isElsewhere = !machine.isEmpty() && machine != QSysInfo::machineHostName().toUtf8();
+        const QList<uint32_t> pid = numbers(xcbProperty(connection, window, "_NET_WM_PID"));
+        return isElsewhere || !station.isOwner(static_cast<pid_t>(pid.value(0)));
+    });
+    const xcb_window_t named = station.variable("WINDOWID").toUInt();
+    if (!windows.contains(named) && windows.size() != 1)
+        return NotHere();
+    xcb_client_message_event_t event{};
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 32;
+    event.window = windows.contains(named) ? named : windows.first();
+    event.type = xcbAtom(connection, "_NET_ACTIVE_WINDOW");
+    event.data.data32[0] = 2; // from a pager
+    xcb_send_event(connection, 0, root, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                   reinterpret_cast<const char *>(&event));
+    xcb_flush(connection);
+    return Reached();
+}
+
+// A program that has made a terminal for another and runs in one itself.
+NextStep between(const Station &station)
+{
+    const Process owner = station.owner();
+    const QList<QByteArray> names{"sudo", "su", "doas", "script"};
+    return owner.terminal != 0 && names.contains(owner.name) ? NextStep(owner.pid) : NotHere();
+}
+
+constexpr Terminal all[] = {
+    {"tmux", tmux},
+    {"screen", screen},
+    {"kitty", kitty},
+    {"WezTerm", wezTerm},
+    {"Konsole", konsole},
+    {"a window of sway", swayWindow},
+    {"a window of Hyprland", hyprlandWindow},
+    {"an X11 window", x11Window},
+    {"sudo and its like", between},
+};
+
+} // namespace
+
+Station Station::of(pid_t inside)
+{
+    Station station{Process::of(inside), {}};
+    if (station.inside.terminal == 0)
+        return station;
+    Process owner = station.inside;
+    while (owner.pid != 0 && owner.terminal == station.inside.terminal)
+        owner = Process::of(owner.parent);
+    if (owner.pid == 0)
+        return station;
+    const QByteArray program = owner.program;
+    do {
+        station.owners.append(owner);
+        owner = Process::of(owner.parent);
+    } while (!program.isEmpty() && owner.program == program);
+    return station;
+}
+
+bool Station::isOwner(pid_t pid) const
+{
+    return std::ranges::any_of(owners, [pid](const Process &owner) { return owner.pid == pid; });
+}
+
+std::span<const Terminal> terminals()
+{
+    return all;
+}

@@ -1,0 +1,75 @@
+#include "Plumtide/system/Process.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <filesystem>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString pathOf(pid_t pid, const char *file)
+{
+    return u"/proc/%1/%2"_s.arg(pid).arg(QLatin1StringView(file));
+}
+
+QByteArray contentOf(pid_t pid, const char *name)
+{
+    QFile file(pathOf(pid, name));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// The file itself is not looked at: it may be on a disk that does not answer.
+QByteArray targetOf(const std::filesystem::path &link)
+{
+    std::error_code error;
+    return QByteArray::fromStdString(std::filesystem::read_symlink(link, error).string());
+}
+
+} // namespace
+
+Process Process::of(pid_t pid)
+{
+    const QByteArray status = contentOf(pid, "stat");
+    // The name is in brackets, and may have any character in it.
+    const qsizetype begin = status.indexOf('('), end = status.lastIndexOf(')');
+    if (begin < 0 || end < begin)
+        return {};
+    const QList<QByteArray> fields = status.sliced(end + 1).split(' '); // from the third one on, at 1
+    return {pid, fields.value(2).toInt(), fields.value(5).toInt(), status.sliced(begin + 1, end - begin - 1),
+            targetOf(pathOf(pid, "exe").toStdString())};
+}
+
+QList<Process> Process::all()
+{
+    QList<Process> processes;
+    for (const QString &name : QDir(u"/proc"_s).entryList({u"[0-9]*"_s}, QDir::Dirs)) {
+        if (const Process process = of(name.toInt()); process.pid != 0)
+            processes.append(process);
+    }
+    return processes;
+}
+
+QString Process::variable(QByteArrayView name) const
+{
+    for (const QByteArray &entry : contentOf(pid, "environ").split('\0')) {
+        if (entry.startsWith(name) && entry.mid(name.size()).startsWith('='))
+            return QFile::decodeName(entry.sliced(name.size() + 1));
+    }
+    return {};
+}
+
+QList<QByteArray> Process::openFiles() const
+{
+    QList<QByteArray> files;
+    std::error_code error;
+    for (const auto &link : std::filesystem::directory_iterator(pathOf(pid, "fd").toStdString(), error))
+        files.append(targetOf(link));
+    return files;
+}
+
+QList<QByteArray> Process::arguments() const
+{
+    return contentOf(pid, "cmdline").split('\0');
+}
