@@ -59,7 +59,7 @@ class TrayTest(unittest.TestCase):
         app = self.start()
         self.until_counted('Plumtide')
         self.assertEqual({label: checked for label, (_, checked) in app.menu().items()},
-                         {'打开看板': -1, '悬浮板': 0, '登录时启动': 0, '': -1, '退出': -1})
+                         {'打开看板': -1, '撤销': -1, '悬浮板': 0, '登录时启动': 0, '': -1, '退出': -1})
         app.choose('打开看板')
         until(app.has_focus, 'the panel is open, with the focus')
         app.choose('悬浮板')
@@ -85,7 +85,8 @@ class TrayTest(unittest.TestCase):
         desktop().use(notifications=None)
         app = self.start()  # with a service that counts from 1
         self.assertEqual(self.approve('s1', 'a <b> & c'), [
-            'Plumtide', 0, 'plumtide', 'shop', '有个操作需要你确认：Bash — a &lt;b&gt; &amp; c', ['default', '打开看板'],
+            'Plumtide', 0, 'plumtide', 'shop', '有个操作需要你确认：Bash — a &lt;b&gt; &amp; c',
+            ['default', '打开看板', 'session', '前往会话'],
             {'desktop-entry': 'plumtide', 'urgency': 1, 'sound-name': 'message-new-instant'}, -1])
         app.home.hook('Stop', 's1')
         until(lambda: desktop().notified('CloseNotification') == [[1]], 'what was answered is taken back')

@@ -189,6 +189,7 @@ class App(Program):
         self.home.write('.codex/config.toml', '')
         self.home.write('.tavvel/events.jsonl', '')  # the first event of all is only found by the poll
         self.home.write('.tavvel/tasks.json', json.dumps(lines))
+        self.home.write('.config/plumtide/plumtide.conf', '[General]\n')  # it is not the first start
         self.home.install()
         super().__init__(self.home, **variables)
 
