@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <ranges>
+#include <vector>
 
 #include <xcb/xfixes.h>
 
@@ -104,17 +104,16 @@ Qt::WindowFlags FloatingWindow::flagsAboveOthers()
     xcb_connection_t *const connection = xcbConnection();
     if (!connection)
         return {};
-    const QByteArray supported = xcbProperty(connection, xcbRoot(connection), "_NET_SUPPORTED");
-    const xcb_atom_t above = xcbAtom(connection, "_NET_WM_STATE_ABOVE");
-    const QByteArray manager = xcbProperty(connection, xcbRoot(connection), "_NET_SUPPORTING_WM_CHECK");
-    xcb_window_t check = XCB_WINDOW_NONE;
-    std::memcpy(&check, manager.constData(),
-                std::min<std::size_t>(sizeof check, static_cast<std::size_t>(manager.size())));
-    const bool isKept = std::ranges::any_of(
-        std::views::iota(qsizetype(0), supported.size() / qsizetype(sizeof above)), [&](qsizetype i) {
-            return std::memcmp(supported.constData() + i * qsizetype(sizeof above), &above, sizeof above) == 0;
-        });
-    const bool givesFocus = xcbProperty(connection, check, "_NET_WM_NAME").contains("Marco");
+    const auto numbers = [](const QByteArray &property) {
+        std::vector<uint32_t> result(static_cast<std::size_t>(property.size()) / sizeof(uint32_t));
+        std::memcpy(result.data(), property.constData(), result.size() * sizeof(uint32_t));
+        return result;
+    };
+    const xcb_window_t root = xcbRoot(connection);
+    const std::vector<uint32_t> supported = numbers(xcbProperty(connection, root, "_NET_SUPPORTED"));
+    const std::vector<uint32_t> check = numbers(xcbProperty(connection, root, "_NET_SUPPORTING_WM_CHECK"));
+    const bool isKept = std::ranges::count(supported, xcbAtom(connection, "_NET_WM_STATE_ABOVE")) > 0;
+    const bool givesFocus = !check.empty() && xcbProperty(connection, check[0], "_NET_WM_NAME").contains("Marco");
     return isKept && !givesFocus ? Qt::WindowFlags() : Qt::X11BypassWindowManagerHint;
 }
 

@@ -108,12 +108,11 @@ void Notifier::reportAction(uint number, const QString &action)
     const auto shown = std::find_if(m_shown.cbegin(), m_shown.cend(), isMeant);
     if (number == 0 || shown == m_shown.cend())
         return;
-    const QString id = shown.key();
     const QByteArray token = std::exchange(m_token, {});
     if (action == defaultAction)
-        Q_EMIT activated(id, token);
+        Q_EMIT activated(QString(shown.key()), token); // a copy: what follows may change what is shown
     else if (action == sessionAction)
-        Q_EMIT sessionRequested(id);
+        Q_EMIT sessionRequested(QString(shown.key()));
 }
 
 void Notifier::keepToken(uint /*number*/, const QString &token)

@@ -92,7 +92,7 @@ void collect(const QJsonValue &tree, const Station &station, const QString &name
     if (tree["pid"_L1].isDouble() && station.isOwner(tree["pid"_L1].toInt()))
         names.append(tree[nameKey]);
     for (const QJsonValue &list : {tree["nodes"_L1], tree["floating_nodes"_L1], tree}) {
-        for (const QJsonValue &node : list.toArray())
+        for (const auto &node : list.toArray())
             collect(node, station, nameKey, names);
     }
 }

@@ -12,6 +12,7 @@ class QWidget;
 /// What the user can do with a line besides its buttons: by a menu, which names the keys that do the same.
 namespace LineMenu {
 
+/// By the name that a button of the same meaning has, and the key that does it.
 struct Wish
 {
     QString name;
@@ -21,7 +22,7 @@ struct Wish
 inline const QString session = QStringLiteral("session"); ///< To bring the session's terminal to the front.
 inline const QString undo = QStringLiteral("undo");       ///< To take back what was last put away, of whatever line.
 
-/// Those of a line that have a key, by the names that its buttons have, too.
+/// Those of a line that have a key.
 [[nodiscard]] const QList<Wish> &wishes();
 
 /// Shows the menu; `chosen` is told the name of a wish. Thread: main thread. Returns at once.

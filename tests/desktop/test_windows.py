@@ -21,13 +21,14 @@ class OnOpenbox(unittest.TestCase):
     def show_board(self):
         self.app.choose('悬浮板')
         self.place()
-        until(lambda: desktop().property(self.app.window(BOARD), '_NET_WM_DESKTOP') == [0xffffffff], 'it is on all desktops')
+        until(lambda: desktop().property(self.app.window(BOARD), '_NET_WM_DESKTOP') == [0xffffffff], 'it is on all')
         self.addCleanup(desktop().do, 'set_desktop', 0)
         desktop().do('set_desktop', 1)
         until(lambda: self.app.window(BOARD).get_attributes().map_state == X.IsViewable, 'it is seen there')
 
     def place(self):
-        x, y, width, height = desktop().geometry(until(lambda: self.app.window(BOARD), 'the mini board is on the screen'))
+        window = until(lambda: self.app.window(BOARD), 'the mini board is on the screen')
+        x, y, width, height = desktop().geometry(window)
         return x + MARGIN, y + MARGIN, width - 2 * MARGIN, height - 2 * MARGIN
 
     def until_at(self, x, y):

@@ -46,7 +46,8 @@ public:
             auto mini = std::make_unique<MiniBoardView>(*m_store, *m_installer);
             mini->setAttribute(Qt::WA_TranslucentBackground);
             connect(mini.get(), &MiniBoardView::mainPanelRequested, this, [this] { m_told += u"open the panel"_s; });
-            connect(mini.get(), &MiniBoardView::lineWished, this, [this](auto wish, auto id) { m_told += wish + id; });
+            connect(mini.get(), &MiniBoardView::lineWished, this,
+                    [this](auto wish, auto id) { m_told += wish + u' ' + id; });
             m_view = std::move(mini);
         } else {
             auto panel = std::make_unique<PanelView>(*m_store, *m_installer, [this] { return m_home.now; });
