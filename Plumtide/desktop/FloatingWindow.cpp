@@ -125,7 +125,17 @@ bool FloatingWindow::isPointerKnown()
 QRect FloatingWindow::workArea(const QScreen &screen)
 {
     const QRect all = screen.geometry();
-    const QRect left = screen.availableGeometry();
+    QRect left = screen.availableGeometry();
+    xcb_connection_t *const connection = xcbConnection();
+    // Of several screens, Qt 6.4 gives the whole of each; the window manager says what is left of them together.
+    if (std::array<int32_t, 4> area{}; connection && screen.virtualSiblings().size() > 1) {
+        const QByteArray said = xcbProperty(connection, xcbRoot(connection), "_NET_WORKAREA");
+        std::memcpy(area.data(), said.constData(), std::min(sizeof area, static_cast<std::size_t>(said.size())));
+        const QRect device(all.topLeft(), all.size() * screen.devicePixelRatio());
+        const QRect part = device.intersected(QRect(area[0], area[1], area[2], area[3]));
+        left = QRect(all.topLeft() + (part.topLeft() - device.topLeft()) / screen.devicePixelRatio(),
+                     part.size() / screen.devicePixelRatio());
+    }
     return left.width() * 2 > all.width() && left.height() * 2 > all.height() ? left : all;
 }
 
