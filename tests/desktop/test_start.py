@@ -1,10 +1,22 @@
 import unittest
 
 from driver.desktop import SIZE, App, desktop, start_display
-from driver.home import PROGRAM, until
+from driver.home import PROGRAM, run, until
+from driver.program import Program
 
 
 class StartTest(unittest.TestCase):
+    def test_the_very_first_start_opens_the_panel_unless_the_session_starts_it(self):
+        desktop().use(tray=None)
+        for at_login in (['--at-login'], []):
+            app = App(self)
+            (app.home.path / '.config/plumtide/plumtide.conf').unlink()
+            with Program(app.home, *at_login) as program:
+                app.process = program.process
+                run(PROGRAM, '--reset-mini-board', env=app.environment)  # answered after what a start does by itself
+                until(lambda: at_login or app.has_focus(), 'the panel is open, with the focus')
+                self.assertEqual(bool(app.window()), not at_login)
+
     def test_a_second_start_opens_the_panel_of_the_first_and_its_button_quits(self):
         desktop().use(tray=None)
         with App(self, QT_LOGGING_RULES='') as app, App(self):  # another home is another program

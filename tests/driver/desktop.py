@@ -113,6 +113,8 @@ class Desktop:
             if wanted[part]:
                 self._parts[part] = start(*COMMANDS.get(wanted[part]) or [
                     *COMMANDS[part], json.dumps({'capabilities': wanted[part]})])
+            if part == 'manager':  # a bar that comes while it starts may be given no room
+                until(lambda: self.top() >= 0, f'{manager} has started')
         self._used = wanted
         for selection, part in (('WM_S0', manager), ('_NET_SYSTEM_TRAY_S0', tray), ('_NET_WM_CM_S0', compositor)):
             atom = self.x.intern_atom(selection)
@@ -280,11 +282,13 @@ class App(Program):
         return desktop().call(self.owner, path, 'com.canonical.dbusmenu', *arguments)
 
     def menu(self, is_announced=True):
-        """Of each entry its number, and whether it is checked, or -1. Not every tray announces that it opens it."""
+        """Of each entry its number, and whether it is checked, or -1; False for one that cannot be chosen. Not every
+        tray announces that it opens it."""
         if is_announced:
             self._menu('AboutToShow', '(i)', 0)
         _, (_, _, entries) = self._menu('GetLayout', '(iias)', 0, -1, [])
-        return {of.get('label', '').replace('_', ''): (number, of.get('toggle-state', -1)) for number, of, _ in entries}
+        return {of.get('label', '').replace('_', ''): (number, of.get('enabled', True) and of.get('toggle-state', -1))
+                for number, of, _ in entries}
 
     def choose(self, label):
         self._menu('Event', '(isvu)', self.menu()[label][0], 'clicked', GLib.Variant('i', 0), 0)

@@ -1,0 +1,77 @@
+import shutil
+import unittest
+from subprocess import DEVNULL
+
+from driver.desktop import App, desktop
+from driver.home import line, run, until
+from driver.program import faked_clock, set_clock
+
+# Stands for an agent: keeps of its session what its tool keeps, in the terminal where it is started.
+AGENT = '''case $1 in
+cc-*) echo "{\\"sessionId\\":\\"${1#cc-}\\",\\"pid\\":$$}" >"$HOME/.claude/sessions/$$.json"; exec sleep 1000 ;;
+cx-*) exec 3>"$HOME/rollout-2026-${1#cx-}.jsonl"; exec "$HOME/codex" 1000 ;;
+esac'''
+NO_WINDOW = '没找到这个会话的终端窗口。'
+# The sessions, and where the way to each leads: to the window of this name, or to a sentence.
+SESSIONS = {'cc-xterm': 'xterm', 'cc-tmux': 'tmux', 'cc-screen': 'screen', 'cc-first': 'first', 'cx-second': 'second',
+            'cc-hidden': NO_WINDOW, 'cc-alone': NO_WINDOW, 'cx-gone': '没找到这个会话的进程。'}
+
+
+def windows():
+    """Their numbers by their names."""
+    numbers = desktop().property(desktop().root, '_NET_CLIENT_LIST')
+    return {desktop().x.create_resource_object('window', number).get_wm_name(): number for number in numbers}
+
+
+class SessionTest(unittest.TestCase):
+    def test_a_notification_leads_to_the_window_and_pane_of_its_session_and_never_to_another(self):
+        desktop().use(notifications=None)
+        desktop().use()  # with a service that counts from 1
+        app = App(self, *[line(name, 40, id=name, project=name) for name in SESSIONS])
+        home, agent = app.home, f'sh {app.home.path}/agent'
+        set_clock(clock := home.folder / 'clock', '+0')
+        (home.path / 'screens').mkdir(mode=0o700)
+        home.environment['SCREENDIR'] = f'{home.path}/screens'
+        app.environment |= home.environment | faked_clock(clock)
+        home.write('agent', AGENT)
+        (home.path / '.claude/sessions').mkdir()
+        shutil.copy('/usr/bin/sleep', home.path / 'codex')
+
+        def show(name, *command):
+            home.start(*command, stderr=DEVNULL)
+            return until(lambda: windows().get(name), f'the window {name}')
+
+        # As if everything else had been started there.
+        home.environment['WINDOWID'] = str(show('xterm', 'xterm', '-T', 'xterm', '-e', f'{agent} cc-xterm'))
+        tmux = ['tmux', '-f', '/dev/null', '-S', f'{home.path}/tmux']
+        for what, command in (('new-session -d -s hidden', f'{agent} cc-hidden'),
+                              ('new-session -d -s tmux', f'{agent} cc-tmux'),
+                              ('split-window -t tmux', 'sleep 1000'), ('new-window -t tmux', 'sleep 1000')):
+            run(*tmux, *what.split(), command, env=home.environment)
+        screen = ['screen', '-S', 'plum']
+        run(*screen, '-c', '/dev/null', '-d', '-m', *f'{agent} cc-screen'.split(), env=home.environment)
+        home.start(*f'{agent} cc-alone'.split())
+        show('tmux', 'xterm', '-T', 'tmux', '-e', *tmux, 'attach', '-t', 'tmux')
+        show('screen', 'xterm', '-T', 'screen', '-e', *screen, '-r')
+        show('second', 'xfce4-terminal', '--disable-server', '-T', 'first', '-e', f'{agent} cc-first',
+             '--window', '-T', 'second', '-e', f'{agent} cx-second')
+        until(lambda: len([*home.path.glob('.claude/sessions/*.json'), *home.path.glob('rollout*')]) == 7, 'all run')
+        other = desktop().open_window(self, 100, 200, 300, 200)
+        self.enterContext(app)
+        set_clock(clock, '+2m')  # of each of these silent sessions it warns now
+        home.log({'hook_event_name': 'Stop', 'session_id': 'nobody'})
+        told = until(lambda: desktop().notified()[len(SESSIONS) - 1:] and desktop().notified(), 'all are notified')
+        for number, (_, _, _, name, *_) in enumerate(told, 1):
+            before = len(desktop().notified())
+            desktop().do('windowactivate', '--sync', other.id)
+            desktop().tell_notified('ActionInvoked', number, 's', 'session')
+            where = SESSIONS[name]
+            if where in windows():
+                until(lambda: desktop().active() == [windows()[where]], f'{where} is in front')
+            else:
+                answer = until(lambda: desktop().notified()[before:], f'{name} is answered')
+                self.assertEqual((answer[0][1:5], desktop().active()),
+                                 ([number, 'plumtide', '前往会话', where], [other.id]))
+        self.assertEqual(run(*tmux, 'display-message', '-p', '-t', 'tmux', '#{pane_start_command}', env=home.environment),
+                         f'"{agent} cc-tmux"\n')
+        self.assertEqual(len(desktop().notified()), len(SESSIONS) + 3)
