@@ -180,16 +180,17 @@ class EngineTest(unittest.TestCase):
         manual = (CHECKOUT / 'packaging/plumtide.1.in').read_text().replace('\\', '')
         for arguments, printed in (
                 ('x --version --remove-hooks', version), ('--reset-mini-board --remove-hooks', NOTHING_REMOVED),
-                ('--help --install-hooks --remove-hooks --reset-mini-board --version', f'{CLAUDE_INSTALLED}\n{NO_CODEX}\n')):
+                ('--help --install-hooks --remove-hooks --reset-mini-board --version',
+                 f'{CLAUDE_INSTALLED}\n{NO_CODEX}\n')):
             self.assertFalse(self.home.read('.claude/settings.json'), arguments)
             self.assertEqual(run(PROGRAM, *arguments.split(), env=self.home.environment), printed)
         told = run(PROGRAM, '--version', '--help', env={'PATH': '', 'HOME': '/nonexistent'})
-        self.assertEqual(set(re.findall(r'^  (--\S+)', told, re.MULTILINE)), set(re.findall(r'^\.B (--\S+)', manual, re.M)))
+        self.assertEqual(set(re.findall(r'(?m)^  (--\S+)', told)), set(re.findall(r'(?m)^\.B (--\S+)', manual)))
 
     def test_only_the_exact_argument_installs(self):
         self.home.log()
-        with Program(self.home, '--install-hooks=1', '--Install-Hooks', '--help=1', '--versions', '-platform', 'nonsense',
-                     QT_QPA_PLATFORM='offscreen') as program:
+        with Program(self.home, '--install-hooks=1', '--Install-Hooks', '--help=1', '--versions', '-platform',
+                     'nonsense', QT_QPA_PLATFORM='offscreen') as program:
             until(program.is_ready, 'it runs with windows, on the platform of the variable')
             self.home.log(event('s'))
             until(self.home.lines, 'it follows the log')
@@ -228,8 +229,9 @@ class EngineTest(unittest.TestCase):
             self.assertEqual([home.read(file) for file in files], before, [*pair, *told])
             self.assertEqual(['取消接入了' in line for line in told], [a != b for a, b in zip(before, connected)], pair)
             self.assertFalse((home.path / '.tavvel/hooks').exists(), [*pair, *told])
+        notify = b'notify = ["a", "\\u0062"] # c\n'
         for repeated in range(2):  # the copy of Claude Code's file has our hooks then
-            connect(b'{"hooks": {"Stop": [{"hooks": [{"command": "x"}]}], "Other": []}}', b'notify = ["a", "\\u0062"] # c\n')
+            connect(b'{"hooks": {"Stop": [{"hooks": [{"command": "x"}]}], "Other": []}}', notify)
             for _ in range(repeated):
                 home.install()
             settings = json.loads(home.read(files[0])) | {'since': 1}
@@ -239,7 +241,7 @@ class EngineTest(unittest.TestCase):
             remove()
             self.assertEqual(json.loads(home.read(files[0])), {
                 'hooks': {'Stop': [{'hooks': [{'command': 'x'}]}], 'Other': []}, 'since': 1})
-            self.assertEqual(home.read(files[1]), b'notify = ["a", "\\u0062"] # c\nsince = 1\n')
+            self.assertEqual(home.read(files[1]), notify + b'since = 1\n')
             self.assertEqual([home.read(f'{file}.backup-tavvel') for file in files], as_it_was)
         connect(b'{}', b'notify = ["a"]\n')
         home.write('.tavvel/hooks/codex-notify-forward', 'say "b"\nc\n')
