@@ -29,14 +29,16 @@ QString takeOut(const QString &home, const QString &tool, const QString &done, c
         if (!content)
             return Content();
         Outcome<QByteArray> wanted = without(*content);
-        if (!wanted || wanted.value() == *content)
-            return wanted ? Outcome<Content>(Content()) : wanted.failure();
-        // An empty file has been copied, too.
-        const Outcome<Content> copied = HookFiles::read(HookFiles::backupOf(path));
-        if (const Content before = copied ? copied.value() : Content(); before && with(*before) == *content) {
+        // What we have made of the copy is there still: the copy is what was before, unless it has our entries, too.
+        const Outcome<Content> copy = HookFiles::read(HookFiles::backupOf(path));
+        if (const Content before = copy ? copy.value() : Content(); before && with(*before) == content) {
             if (const Outcome<QByteArray> same = without(*before); same && same.value() == *before)
                 wanted = *before;
         }
+        if (!wanted)
+            return wanted.failure();
+        if (wanted.value() == *content)
+            return Content();
         if (const Outcome<void> kept = HookFiles::backUp(path, *content); !kept)
             return kept.failure();
         isChanged = true;
@@ -69,7 +71,7 @@ QString HooksRemoval::removeClaude(const QString &home)
         [&](const QByteArray &content) { return contentOr(ClaudeSettings::remove(content)); },
         [&](const QByteArray &content) {
             const Outcome<QByteArray> edited = contentOr(ClaudeSettings::edit(content, command));
-            return edited ? edited.value() : QByteArray();
+            return edited ? Content(edited.value()) : Content();
         });
 }
 
@@ -78,7 +80,8 @@ QString HooksRemoval::removeCodex(const QString &home)
     const QString path = home + HookFiles::codexConfig;
     // The earlier line itself, as long as the words that we run are still those on it.
     QStringList forwarded = QString::fromUtf8(bytesAt(home + HookFiles::codexForward)).split(u'\n');
-    forwarded.removeLast(); // behind the last line feed
+    if (forwarded.last().isEmpty()) // behind the last line feed
+        forwarded.removeLast();
     QByteArray previous = CodexConfig::notifyLine(bytesAt(HookFiles::backupOf(path)));
     if (CodexConfig::tomlStringElements(QString::fromUtf8(previous)) != forwarded)
         previous = forwarded.isEmpty() ? QByteArray() : CodexConfig::notifyLine(forwarded);
@@ -92,6 +95,6 @@ QString HooksRemoval::removeCodex(const QString &home)
         [&](const QByteArray &content) {
             const CodexConfig::Result result = CodexConfig::edit(content, home + HookFiles::codexScript);
             const auto *edit = std::get_if<CodexConfig::Edit>(&result);
-            return edit ? edit->content : QByteArray();
+            return edit && edit->previousCommand == forwarded ? Content(edit->content) : Content();
         });
 }

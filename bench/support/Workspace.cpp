@@ -27,6 +27,7 @@ Workspace::Workspace() : m_directory(scratchTemplate())
         Report::giveUp("no temporary directory: " + m_directory.errorString().toUtf8());
     if (!Files::makeDirectory(path(u".tavvel"_s)))
         Report::giveUp("the temporary directory cannot be written.");
+    write(defaultsFile(), "[General]\n"); // the first start of all would open the panel
 }
 
 void Workspace::write(const QString &path, const QByteArray &content) const

@@ -51,6 +51,7 @@ public:
         const QHash<QString, std::function<void()>> verbs{
             {u"given"_s, [&] { upsert(what, with); }},
             {u"setStatus"_s, [&] { store->setStatus(what, agentTaskStatusFrom(with).value()); }},
+            {u"undo"_s, [&] { store->undo(); }},
             {u"filter"_s, [&] { store->setSourceFilter(taskSourceFrom(what)); }},
             {u"look"_s, [&] { look(); }},
             {u"sweep"_s, [&] { store->sweep(); }},

@@ -48,7 +48,7 @@ inline bool isObjects(const QJsonArray &array)
 // "edited" or "refused".
 inline QByteArray editClaudeSettings(const QByteArray &before)
 {
-    const auto command = u"'/h \"好\\/tavvel-hook.sh'"_s;
+    const auto command = u"'/h \"好\\/.tavvel/hooks/tavvel-hook.sh'"_s;
     const ClaudeSettings::Result result = ClaudeSettings::edit(before, command);
     if (const auto *failure = std::get_if<Failure>(&result))
         return "refused:" + failure->sentence.toUtf8();
@@ -58,6 +58,11 @@ inline QByteArray editClaudeSettings(const QByteArray &before)
     const ClaudeSettings::Result again = ClaudeSettings::edit(after, command);
     require(again.index() == result.index() && std::get<QByteArray>(again) == after, "a second edit changes nothing");
     require(numbersOf(before) == numbersOf(after), "numbers keep their value to the last digit");
+    const QByteArray without = std::get<QByteArray>(ClaudeSettings::remove(after));
+    require(before.contains("tavvel-hook.sh") || !without.contains("tavvel-hook.sh"),
+            "what was put in can be taken out");
+    require(before.contains("tavvel-hook.sh") || std::get<QByteArray>(ClaudeSettings::edit(without, command)) == after,
+            "nothing else is taken out with it");
 
     QJsonParseError error;
     QJsonObject old = QJsonDocument::fromJson(before.isEmpty() ? "{}" : before, &error).object();
@@ -105,8 +110,8 @@ inline std::optional<toml::table> readToml(const QByteArray &text)
 // "added", "chained", "already", "foreign" or "refused".
 inline QByteArray editCodexConfig(const QByteArray &before)
 {
-    const QByteArray line = R"(notify = ["/h \"好\\\u0009\u007f/codex-notify.sh"])";
-    const CodexConfig::Result result = CodexConfig::edit(before, u"/h \"好\\\t\x7f/codex-notify.sh"_s);
+    const QByteArray line = R"(notify = ["/h \"好\\\u0009\u007f/.tavvel/hooks/codex-notify.sh"])";
+    const CodexConfig::Result result = CodexConfig::edit(before, u"/h \"好\\\t\x7f/.tavvel/hooks/codex-notify.sh"_s);
     if (const auto *failure = std::get_if<Failure>(&result))
         return "refused:" + failure->sentence.toUtf8();
     if (const auto *unchanged = std::get_if<CodexConfig::Unchanged>(&result))
@@ -127,6 +132,9 @@ inline QByteArray editCodexConfig(const QByteArray &before)
         require(!old.contains('\n') && (!old.endsWith('\r') || !tail.startsWith('\n')), "line ends stay");
         require(CodexConfig::tomlStringElements(QString::fromUtf8(old)) == previous, "the earlier command is kept");
     }
+    const Outcome<QByteArray> without = CodexConfig::remove(after, CodexConfig::notifyLine(before));
+    require(without ? without.value() == before || without.value() == before + '\n' : !readToml(before),
+            "what was put in can be taken out");
     if (std::optional<toml::table> old = readToml(before)) {
         std::optional<toml::table> now = readToml(after);
         require(now && now->erase("notify") == 1, "a valid file stays valid");

@@ -2,12 +2,14 @@
 import json
 import os
 import random
+import re
 import shutil
 import signal
 import subprocess
 import sys
 import time
 import unittest
+from itertools import zip_longest
 from pathlib import Path
 
 from driver.home import PROGRAM, RECORDINGS, Home, run, until
@@ -17,6 +19,7 @@ CHECKOUT = Path(__file__).resolve().parents[2]
 OFFSET, CONFIGURATION = 'tavvel.events.offset', '.config/plumtide/plumtide.conf'
 NO_DISPLAY = 'Plumtide: 没有可用的图形界面，在后台继续运行，不显示窗口。\n'
 CLAUDE_INSTALLED = 'Claude Code 接好了。重新打开一个会话，再发一条消息就能看到。'
+NOTHING_REMOVED = 'Claude Code 没有接入，没有改动。\nCodex 没有接入，没有改动。\n'
 NO_CODEX = '没找到 Codex 配置文件：~/.codex/config.toml'
 
 
@@ -171,13 +174,23 @@ class EngineTest(unittest.TestCase):
             self.home.write(CONFIGURATION, kept.format(place))
             self.assertEqual(run(PROGRAM, '-x', '--reset-mini-board', env=self.home.environment), '')
             self.assertEqual(self.home.read(CONFIGURATION).decode(), kept.format(''))
-        self.home.install('--reset-mini-board')
-        self.assertTrue(self.home.read('.claude/settings.json'), 'the installation counts more')
+
+    def test_of_several_arguments_one_counts_and_help_and_manual_name_the_same(self):
+        version = re.match(r'(plumtide) \((.*?)\)', (CHECKOUT / 'packaging/changelog').read_text()).expand(r'\1 \2\n')
+        manual = (CHECKOUT / 'packaging/plumtide.1.in').read_text().replace('\\', '')
+        for arguments, printed in (
+                ('x --version --remove-hooks', version), ('--reset-mini-board --remove-hooks', NOTHING_REMOVED),
+                ('--help --install-hooks --remove-hooks --reset-mini-board --version',
+                 f'{CLAUDE_INSTALLED}\n{NO_CODEX}\n')):
+            self.assertFalse(self.home.read('.claude/settings.json'), arguments)
+            self.assertEqual(run(PROGRAM, *arguments.split(), env=self.home.environment), printed)
+        told = run(PROGRAM, '--version', '--help', env={'PATH': '', 'HOME': '/nonexistent'})
+        self.assertEqual(set(re.findall(r'(?m)^  (--\S+)', told)), set(re.findall(r'(?m)^\.B (--\S+)', manual)))
 
     def test_only_the_exact_argument_installs(self):
         self.home.log()
-        with Program(self.home, '--install-hooks=1', '--Install-Hooks', '-platform', 'nonsense',
-                     QT_QPA_PLATFORM='offscreen') as program:
+        with Program(self.home, '--install-hooks=1', '--Install-Hooks', '--help=1', '--versions', '-platform',
+                     'nonsense', QT_QPA_PLATFORM='offscreen') as program:
             until(program.is_ready, 'it runs with windows, on the platform of the variable')
             self.home.log(event('s'))
             until(self.home.lines, 'it follows the log')
@@ -194,6 +207,56 @@ class EngineTest(unittest.TestCase):
         run(PROGRAM, '--install-hooks', env=home.environment, stdout=writer)
         os.close(writer)
         self.assertIn(b'notify', home.read('.codex/config.toml'), 'both are installed, though nobody reads its output')
+
+    def test_what_was_installed_is_taken_out_byte_for_byte_and_what_has_come_since_stays(self):
+        home, files = self.home, ('.claude/settings.json', '.codex/config.toml')
+        corpora = [sorted((CHECKOUT / 'tests/fuzz/corpus' / name).iterdir())
+                   for name in ('FuzzClaudeSettings', 'FuzzCodexConfig')]
+
+        def connect(*contents):
+            for file, content in zip(files, contents):
+                home.write(file, content)
+            home.install()
+
+        def remove():
+            return run(PROGRAM, '--remove-hooks', env=home.environment).splitlines()
+
+        for pair in zip_longest(*corpora, fillvalue=corpora[0][0]):
+            before = [path.read_bytes() for path in pair]
+            connect(*before)
+            connected = [home.read(file) for file in files]
+            told = remove()
+            self.assertEqual([home.read(file) for file in files], before, [*pair, *told])
+            self.assertEqual(['取消接入了' in line for line in told], [a != b for a, b in zip(before, connected)], pair)
+            self.assertFalse((home.path / '.tavvel/hooks').exists(), [*pair, *told])
+        notify = b'notify = ["a", "\\u0062"] # c\n'
+        for repeated in range(2):  # the copy of Claude Code's file has our hooks then
+            connect(b'{"hooks": {"Stop": [{"hooks": [{"command": "x"}]}], "Other": []}}', notify)
+            for _ in range(repeated):
+                home.install()
+            settings = json.loads(home.read(files[0])) | {'since': 1}
+            home.write(files[0], json.dumps(settings))
+            home.write(files[1], home.read(files[1]) + b'since = 1\n')
+            as_it_was = [home.read(file) for file in files]
+            remove()
+            self.assertEqual(json.loads(home.read(files[0])), {
+                'hooks': {'Stop': [{'hooks': [{'command': 'x'}]}], 'Other': []}, 'since': 1})
+            self.assertEqual(home.read(files[1]), notify + b'since = 1\n')
+            self.assertEqual([home.read(f'{file}.backup-tavvel') for file in files], as_it_was)
+        connect(b'{}', b'notify = ["a"]\n')
+        home.write('.tavvel/hooks/codex-notify-forward', 'say "b"\nc\n')
+        home.write('.tavvel/hooks/theirs', '')
+        home.write(files[0], b'{"since": 1}, ' + home.read(files[0]))
+        left = home.read(files[0])
+        self.assertRegex('\n'.join(remove()), 'Claude Code 取消接入失败：.*JSON.*\nCodex 取消接入了，原来的通知也放回去了')
+        self.assertEqual((home.read(files[0]), home.read(files[1])), (left, b'notify = ["say \\"b\\"", "c"]\n'))
+        self.assertEqual({path.name for path in (home.path / '.tavvel/hooks').iterdir()}, {'tavvel-hook.sh', 'theirs'})
+        connect(b'{}', b'')
+        wrapped = b'notify = ["wrap", "' + bytes(home.path) + b'/.tavvel/hooks/codex-notify.sh"]\n'
+        home.write(files[1], wrapped)
+        self.assertIn('config.toml 里还有 Plumtide 认不出的 /.tavvel/hooks/codex-notify.sh', remove()[1])
+        self.assertEqual(home.read(files[1]), wrapped)
+        self.assertTrue(home.read('.tavvel/hooks/codex-notify.sh'), 'Codex still runs it')
 
     def test_a_bare_executable_says_that_it_has_no_scripts_and_an_installed_one_keeps_those_of_the_user_new(self):
         home = self.home
