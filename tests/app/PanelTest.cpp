@@ -22,7 +22,6 @@ TEST(Panel, StandsInsideTheFreeAreaBesideTheClickOrTheBar)
         QPoint expected;
     } rows[] = {
         {QPoint(1267, 13), screen, belowTop, {880, 26}},
-        {QPoint(600, 13), screen, belowTop, {400, 26}},
         {QPoint(1267, 790), screen, aboveBottom, {880, 214}},
         {QPoint(20, 780), screen, rightOf, {48, 240}},
         {QPoint(1260, 400), screen, leftOf, {832, 120}},
@@ -32,12 +31,9 @@ TEST(Panel, StandsInsideTheFreeAreaBesideTheClickOrTheBar)
         {QRect(1200, 0, 20, 20), screen, screen, {880, 20}},
         {QPoint(-10, 1070), second, second.adjusted(0, 0, 0, -30), {-400, 490}},
         {{}, screen, belowTop, {880, 26}},
-        {{}, screen, aboveBottom, {880, 214}},
-        {{}, screen, rightOf, {48, 240}},
         {{}, screen, leftOf, {832, 240}},
         {{}, screen, screen, {880, 0}},
         {QPoint(300, 290), small, small.adjusted(0, 0, 0, -20), {0, 0}}, // no room
-        {QPoint(310, 10), small, small.adjusted(0, 0, -30, 0), {0, 0}},
     };
     for (const auto &row : rows) {
         const QRect item =

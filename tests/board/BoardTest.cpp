@@ -64,7 +64,7 @@ public:
         m_said.clear();
         m_announced = saves = 0;
         verbs.value(verb, [&] { apply(verb, what, with); })();
-        sayChanges(verb == u"sweep" ? 1 : 0);
+        sayChanges(verb == u"sweep" ? 1 : 0, verb == u"setStatus" ? 2 : 1);
         return verb == u"given" ? QStringList() : m_said;
     }
 
@@ -88,15 +88,17 @@ private:
     }
 
     /// A file of Claude Code's is written, or removed where it has no members.
-    void record(const QString &name, const QString &members)
+    void record(const QString &names, const QString &members)
     {
-        const QString file = u".claude/sessions/"_s + name;
-        const QString usual = uR"({"sessionId":"%1","pid":11,"procStart":"1100","statusUpdatedAt":%2,)"_s;
-        home.write(file,
-                   (usual.arg(name.section(u'.', 0, 0)).arg(home.now.toMSecsSinceEpoch()) + members.mid(1)).toUtf8());
-        if (members.isEmpty())
-            QFile::remove(home.path(file));
-        m_sessions.read(QSet{name});
+        const QString usual = uR"({"sessionId":"%1","pid":11,"procStart":"1100","statusUpdatedAt":%2)"_s;
+        for (const QString &name : names.split(u',')) {
+            const QString file = u".claude/sessions/"_s + name;
+            const QString begin = usual.arg(name.section(u'.', 0, 0)).arg(home.now.toMSecsSinceEpoch());
+            home.write(file, (begin + (members == u"{}" ? u"}"_s : u',' + members.mid(1))).toUtf8());
+            if (members.isEmpty())
+                QFile::remove(home.path(file));
+            m_sessions.read(QSet{name});
+        }
     }
 
     /// Writes fields of lines by hand, known or new ones: "cc-A@10:05,cc-B".
@@ -142,8 +144,9 @@ private:
         say(lists);
     }
 
-    /// Every step saves and announces once for what it changed; a sweep also saves without, and announces its end.
-    void sayChanges(int sweeps)
+    /// Every step saves and announces once for what it changed, a new state twice; a sweep also saves without, and
+    /// announces its end.
+    void sayChanges(int sweeps, int once)
     {
         QJsonArray records;
         QMap<QString, QJsonObject> board;
@@ -163,7 +166,7 @@ private:
         for (const QString &id : m_board.keys())
             say(id + u" dropped"_s);
         m_board = board;
-        if (saves != (store->tasks() == m_before ? sweeps : 1) || m_announced != saves + sweeps)
+        if (saves != (store->tasks() == m_before ? sweeps : once) || m_announced != saves + sweeps)
             say(u"saved %1, announced %2"_s.arg(saves).arg(m_announced));
         const QByteArray file = home.read(tasksFile);
         EXPECT_EQ(file, records.isEmpty() && file.isEmpty() ? "" : QJsonDocument(records).toJson());

@@ -9,7 +9,6 @@ import subprocess
 import sys
 import time
 import unittest
-from itertools import zip_longest
 from pathlib import Path
 
 from driver.home import PROGRAM, RECORDINGS, Home, run, until
@@ -210,8 +209,6 @@ class EngineTest(unittest.TestCase):
 
     def test_what_was_installed_is_taken_out_byte_for_byte_and_what_has_come_since_stays(self):
         home, files = self.home, ('.claude/settings.json', '.codex/config.toml')
-        corpora = [sorted((CHECKOUT / 'tests/fuzz/corpus' / name).iterdir())
-                   for name in ('FuzzClaudeSettings', 'FuzzCodexConfig')]
 
         def connect(*contents):
             for file, content in zip(files, contents):
@@ -221,14 +218,6 @@ class EngineTest(unittest.TestCase):
         def remove():
             return run(PROGRAM, '--remove-hooks', env=home.environment).splitlines()
 
-        for pair in zip_longest(*corpora, fillvalue=corpora[0][0]):
-            before = [path.read_bytes() for path in pair]
-            connect(*before)
-            connected = [home.read(file) for file in files]
-            told = remove()
-            self.assertEqual([home.read(file) for file in files], before, [*pair, *told])
-            self.assertEqual(['取消接入了' in line for line in told], [a != b for a, b in zip(before, connected)], pair)
-            self.assertFalse((home.path / '.tavvel/hooks').exists(), [*pair, *told])
         notify = b'notify = ["a", "\\u0062"] # c\n'
         for repeated in range(2):  # the copy of Claude Code's file has our hooks then
             connect(b'{"hooks": {"Stop": [{"hooks": [{"command": "x"}]}], "Other": []}}', notify)

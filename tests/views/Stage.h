@@ -120,7 +120,6 @@ protected:
     bool eventFilter(QObject *object, QEvent *event) override
     {
         auto *widget = qobject_cast<QWidget *>(object);
-        m_frames += widget && widget == m_view.get() && event->type() == QEvent::UpdateRequest ? 1 : 0;
         if (m_painted && widget && widget->window() == m_view.get() && event->type() == QEvent::Paint)
             *m_painted += static_cast<QPaintEvent *>(event)->region().translated(widget->mapTo(m_view.get(), QPoint()));
         const auto *dispatcher = QAbstractEventDispatcher::instance();
@@ -209,16 +208,6 @@ protected:
         advance();
         QCoreApplication::processEvents();
     }
-    Q_INVOKABLE void flood(const QString &milliseconds)
-    {
-        m_frames = 0;
-        QElapsedTimer timer;
-        for (timer.start(); !timer.hasExpired(milliseconds.toInt()); QCoreApplication::processEvents())
-            m_store->setSourceFilter(m_store->sourceFilter() ? std::nullopt : std::optional(TaskSource::codex));
-        m_store->setSourceFilter(std::nullopt);
-        EXPECT_EQ(m_frames > 0, m_view->isVisible());
-        EXPECT_LE(m_frames, timer.elapsed() / 16 + 2) << "more than once a frame";
-    }
     Q_INVOKABLE void watch(const QString &) { m_painted.emplace(); }
     Q_INVOKABLE void look(const QString &) { changes(); }
 
@@ -289,6 +278,5 @@ private:
     QStringList m_focused; // after each key
     QStringList m_told;    // by the view's signals
     std::optional<QRegion> m_painted;
-    int m_frames = 0;
     Facts m_known;
 };
