@@ -27,12 +27,15 @@ struct Station
 
 struct Command;
 
+/// The next entry of the table has its turn.
 struct NotHere
 {
-}; ///< The next entry of the table has its turn.
+};
+
+/// The window is in front.
 struct Reached
 {
-}; ///< The window is in front.
+};
 
 /// What comes next on the way. A process is where the way goes on.
 using NextStep = std::variant<NotHere, Reached, pid_t, Command>;
