@@ -5,6 +5,7 @@
 #include "Plumtide/app/TrayItem.h"
 #include "Plumtide/desktop/Instance.h"
 #include "Plumtide/desktop/Notifier.h"
+#include "Plumtide/desktop/SessionTerminal.h"
 #include "Plumtide/hooks/HooksInstaller.h"
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/views/MiniBoardView.h"
@@ -65,7 +66,10 @@ DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, Instance
     m_tray->setLoginStartOn(m_autostart.isOn()); // for panels that never say that they open a menu
     connect(&instance, &Instance::openRequested, this, &DesktopShell::openPanel);
     connect(&instance, &Instance::resetRequested, m_miniBoard.get(), &MiniBoardController::resetPlace);
-    connect(&Notifier::shared(), &Notifier::activated, this, &DesktopShell::openPanel);
+    connect(&Notifier::shared(), &Notifier::activated, this, [this](const QString &id, const QByteArray &token) {
+        openPanel(token);
+        m_panelView->showLine(id.section(u'-', 1)); // "approval-" and "stuck-" are what a line's begin with
+    });
 
     m_trayHost.start();
     QTimer::singleShot(0ms, m_miniBoard.get(), &MiniBoardController::applyPreference); // once the event loop runs
@@ -85,6 +89,12 @@ PanelWindow &DesktopShell::panel()
         m_panelView->setMiniBoardOn(m_miniBoard->isEnabled());
         connect(m_panelView, &PanelView::miniBoardSwitched, m_miniBoard.get(), &MiniBoardController::setEnabled);
         connect(m_panelView, &PanelView::quitRequested, this, &DesktopShell::quitRequested);
+        connect(m_panelView, &PanelView::sessionRequested, this, [this](const QString &line) {
+            SessionTerminal::bringToFront(line, m_store.recordedProcess(line), m_panelView, [this](const auto &there) {
+                if (!there)
+                    m_panelView->tell(there.failure().sentence);
+            });
+        });
         m_panel = std::make_unique<PanelWindow>(m_panelView);
         connect(m_panel.get(), &PanelWindow::opened, this, [this] {
             m_idleTimer.stop();
@@ -99,6 +109,12 @@ QWidget *DesktopShell::makeMiniBoardContent()
 {
     auto *view = new MiniBoardView(m_store, m_installer);
     connect(view, &MiniBoardView::mainPanelRequested, m_miniBoard.get(), &MiniBoardController::openMainPanel);
+    connect(view, &MiniBoardView::lineWished, this, [this](const QString &wish, const QString &line) {
+        if (wish == u"edit")
+            openPanel();
+        (void)panel();
+        m_panelView->act(wish, line);
+    });
     return view;
 }
 

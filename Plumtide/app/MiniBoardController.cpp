@@ -80,7 +80,7 @@ void MiniBoardController::resetPlace()
     m_defaults.remove(originKey);
     if (!m_panel)
         return;
-    if (const std::optional<QPoint> place = firstPlace(m_panel->height()))
+    if (const std::optional<QPoint> place = firstPlace(m_panel->boardSize().height()))
         m_panel->setPlace(*place);
 }
 
@@ -94,7 +94,7 @@ std::unique_ptr<MiniBoardWindow> MiniBoardController::makePanel()
     auto panel = std::make_unique<MiniBoardWindow>(m_makeContent());
     std::optional<QPoint> place = storedPlace();
     if (!place)
-        place = firstPlace(panel->height());
+        place = firstPlace(panel->boardSize().height());
     qCDebug(appLog) << "mini board at" << place.value_or(panel->pos()) << "stored:" << storedPlace().has_value();
     panel->setPlace(place.value_or(panel->pos()));
     connect(panel.get(), &MiniBoardWindow::movedByUser, this, [this](QPoint place) {

@@ -37,22 +37,23 @@ MiniBoardWindow::MiniBoardWindow(QWidget *content)
 // Where its screen has gone, it comes to another one until that screen is back; its place stays what the user gave it.
 void MiniBoardWindow::stayInReach()
 {
-    const QRect frame(m_place, size());
-    const auto shows = [&](const QScreen *screen) { return screen->geometry().intersects(frame); };
+    const QRect board(m_place, boardSize());
+    const auto shows = [&](const QScreen *screen) { return screen->geometry().intersects(board); };
     const QScreen *const primary = QGuiApplication::primaryScreen();
     if (!primary || std::ranges::any_of(QGuiApplication::screens(), shows)) {
-        move(m_place);
+        move(m_place - offset);
         return;
     }
     const QRect room = FloatingWindow::workArea(*primary);
-    move(std::clamp(m_place.x(), room.left(), std::max(room.left(), room.right() + 1 - width())),
-         std::clamp(m_place.y(), room.top(), std::max(room.top(), room.bottom() + 1 - height())));
+    const QPoint end(std::max(room.left(), room.right() + 1 - board.width()),
+                     std::max(room.top(), room.bottom() + 1 - board.height()));
+    move(QPoint(std::clamp(m_place.x(), room.left(), end.x()), std::clamp(m_place.y(), room.top(), end.y())) - offset);
 }
 
 void MiniBoardWindow::setPlace(QPoint place)
 {
     m_place = place;
-    move(place);
+    move(place - offset);
 }
 
 void MiniBoardWindow::showInFront()
@@ -63,12 +64,13 @@ void MiniBoardWindow::showInFront()
     }
     winId(); // makes the native window
     FloatingWindow::prepare(*windowHandle());
-    move(m_place);
+    move(m_place - offset);
     show();
+    updateShape();
     FloatingWindow::putOnAllDesktops(*windowHandle());
     QTimer::singleShot(0, this, [this] { // see place()
-        if (isVisible() && !m_grip && pos() != m_place)
-            move(m_place);
+        if (isVisible() && !m_grip && pos() != m_place - offset)
+            move(m_place - offset);
     });
 }
 
@@ -84,7 +86,7 @@ void MiniBoardWindow::mouseMoveEvent(QMouseEvent *event)
 {
     // By hand, since QWindow::startSystemMove moves nothing where the window bypasses the window manager, and by the
     // place of the press, since pos() may be wrong.
-    const QPoint place = event->globalPosition().toPoint() - m_grip.value_or(QPoint());
+    const QPoint place = event->globalPosition().toPoint() - m_grip.value_or(QPoint()) + offset;
     if (!m_grip || place == m_place)
         return;
     m_hasDragged = true;
@@ -107,8 +109,8 @@ void MiniBoardWindow::endDrag()
 void MiniBoardWindow::moveEvent(QMoveEvent *event)
 {
     QWidget::moveEvent(event);
-    const QPoint place = event->pos();
-    if (!isVisible() || m_grip || place == m_place || place.isNull() || !FloatingWindow::isHeldByUser())
+    const QPoint place = event->pos() + offset;
+    if (!isVisible() || m_grip || place == m_place || event->pos().isNull() || !FloatingWindow::isHeldByUser())
         return;
     m_place = place;
     Q_EMIT movedByUser(place);
@@ -129,11 +131,14 @@ void MiniBoardWindow::hideEvent(QHideEvent *event)
 // Without a compositor what is transparent turns out black on X11.
 void MiniBoardWindow::updateShape()
 {
+    const QRect board(offset, boardSize());
     if (m_compositor.isOwned() || QGuiApplication::platformName() != u"xcb"_s) {
         clearMask();
+        if (windowHandle())
+            FloatingWindow::takeClicksIn(*windowHandle(), board);
         return;
     }
     QPainterPath shape;
-    shape.addRoundedRect(rect(), cornerRadius, cornerRadius);
+    shape.addRoundedRect(board, cornerRadius, cornerRadius);
     setMask(QRegion(shape.toFillPolygon().toPolygon()));
 }

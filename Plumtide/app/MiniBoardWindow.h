@@ -17,13 +17,16 @@ class MiniBoardWindow final : public QWidget
 
 public:
     static constexpr int cornerRadius = 11; ///< Logical pixels; for screens that cannot show transparency.
+    /// Around the board, for its shadow; clicks there go to what lies below. The board's place and size are without it.
+    static constexpr int shadowMargin = 12;
 
-    explicit MiniBoardWindow(QWidget *content); ///< Takes `content` over.
+    explicit MiniBoardWindow(QWidget *content); ///< Takes `content` over, which has the margin.
 
     /// Where the user or `setPlace` has put the top left corner, in logical screen pixels. The toolkit's `pos` is not
     /// to be trusted for that: Qt 6.4 on X11 is now and then told of a move to 0,0 that never was.
     [[nodiscard]] QPoint place() const { return m_place; }
     void setPlace(QPoint place); ///< Also off every screen, if the window manager lets it.
+    [[nodiscard]] QSize boardSize() const { return size().shrunkBy(margins); }
 
     void showInFront(); ///< Does not activate it.
 
@@ -42,6 +45,9 @@ protected:
     void hideEvent(QHideEvent *event) override;
 
 private:
+    static constexpr QMargins margins{shadowMargin, shadowMargin, shadowMargin, shadowMargin};
+    static constexpr QPoint offset{shadowMargin, shadowMargin}; // of the board in the window
+
     void stayInReach();
     void updateShape();
     void endDrag();

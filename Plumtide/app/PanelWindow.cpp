@@ -11,6 +11,8 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
@@ -31,7 +33,12 @@ PanelWindow::PanelWindow(QWidget *content, Now now)
     column->setSizeConstraint(QLayout::SetNoConstraint); // large content scrolls by itself; the panel keeps its size
     column->addWidget(content);
     connect(&m_presses, &PointerPresses::pressed, this, [this] {
-        if (isVisible() && FloatingWindow::isPointerKnown() && !QApplication::widgetAt(QCursor::pos()))
+        // By their places, since an input method's list or a notification may lie above the panel (ibus 1.5).
+        const auto isPressed = [at = QCursor::pos()](const QWidget *own) {
+            return own->isVisible() && own->frameGeometry().contains(at);
+        };
+        if (isVisible() && FloatingWindow::isPointerKnown()
+            && std::ranges::none_of(QApplication::topLevelWidgets(), isPressed))
             turnAway();
     });
     connect(&m_presses, &PointerPresses::released, this, [this] {

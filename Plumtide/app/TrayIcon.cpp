@@ -17,18 +17,26 @@ static void useIcons()
 
 namespace {
 
-// 3.5:1 and more against the light (#f6f5f4) and the dark (#2b2b2b) panels of today's desktops, both of them.
-constexpr QColor glyphColor(0x80, 0x80, 0x80);
+// The item does not know its panel's colour: the people are dark, for light panels, with a light outline, for dark
+// ones; on grey and coloured ones (Cinnamon, Budgie, waybar) the two stand out from each other.
+constexpr QColor glyphColor(0x4a, 0x4a, 0x4a);
+constexpr QColor outlineColor(0xe6, 0xe6, 0xe6);
 constexpr QColor badgeColor(0xC9, 0x64, 0x42);
 
 QImage glyph(int size, const QRectF &place)
 {
     QImage image(size, size, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
-    QPainter painter(&image);
+    QImage people = image;
+    QPainter painter(&people);
     QSvgRenderer(u":/icons/people.svg"_s).render(&painter, place);
     painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
-    painter.fillRect(image.rect(), glyphColor);
+    painter.fillRect(people.rect(), outlineColor);
+    QPainter whole(&image);
+    for (const QPoint beside : {QPoint(-1, 0), QPoint(1, 0), QPoint(0, -1), QPoint(0, 1)})
+        whole.drawImage(beside * std::max(1, size / 24), people);
+    painter.fillRect(people.rect(), glyphColor);
+    whole.drawImage(0, 0, people);
     return image;
 }
 

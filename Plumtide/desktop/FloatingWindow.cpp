@@ -7,7 +7,9 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <ranges>
+#include <vector>
+
+#include <xcb/xfixes.h>
 
 void FloatingWindow::prepare(QWindow &window, const QByteArray &token)
 {
@@ -54,6 +56,23 @@ void FloatingWindow::putOnAllDesktops(QWindow &window)
     xcb_flush(connection);
 }
 
+void FloatingWindow::takeClicksIn(QWindow &window, const QRect &area)
+{
+    xcb_connection_t *const connection = xcbConnection();
+    if (!connection)
+        return;
+    const double ratio = window.devicePixelRatio();
+    const QRect device = QRectF(area.topLeft() * ratio, area.size() * ratio).toAlignedRect();
+    const xcb_rectangle_t box{static_cast<int16_t>(device.x()), static_cast<int16_t>(device.y()),
+                              static_cast<uint16_t>(device.width()), static_cast<uint16_t>(device.height())};
+    const xcb_xfixes_region_t region = xcb_generate_id(connection);
+    xcb_xfixes_create_region(connection, region, 1, &box);
+    xcb_xfixes_set_window_shape_region(connection, static_cast<xcb_window_t>(window.winId()), XCB_SHAPE_SK_INPUT, 0, 0,
+                                       region);
+    xcb_xfixes_destroy_region(connection, region);
+    xcb_flush(connection);
+}
+
 void FloatingWindow::endStartup(const QByteArray &token)
 {
     qunsetenv(tokenVariable);
@@ -85,17 +104,16 @@ Qt::WindowFlags FloatingWindow::flagsAboveOthers()
     xcb_connection_t *const connection = xcbConnection();
     if (!connection)
         return {};
-    const QByteArray supported = xcbProperty(connection, xcbRoot(connection), "_NET_SUPPORTED");
-    const xcb_atom_t above = xcbAtom(connection, "_NET_WM_STATE_ABOVE");
-    const QByteArray manager = xcbProperty(connection, xcbRoot(connection), "_NET_SUPPORTING_WM_CHECK");
-    xcb_window_t check = XCB_WINDOW_NONE;
-    std::memcpy(&check, manager.constData(),
-                std::min<std::size_t>(sizeof check, static_cast<std::size_t>(manager.size())));
-    const bool isKept = std::ranges::any_of(
-        std::views::iota(qsizetype(0), supported.size() / qsizetype(sizeof above)), [&](qsizetype i) {
-            return std::memcmp(supported.constData() + i * qsizetype(sizeof above), &above, sizeof above) == 0;
-        });
-    const bool givesFocus = xcbProperty(connection, check, "_NET_WM_NAME").contains("Marco");
+    const auto numbers = [](const QByteArray &property) {
+        std::vector<uint32_t> result(static_cast<std::size_t>(property.size()) / sizeof(uint32_t));
+        std::memcpy(result.data(), property.constData(), result.size() * sizeof(uint32_t));
+        return result;
+    };
+    const xcb_window_t root = xcbRoot(connection);
+    const std::vector<uint32_t> supported = numbers(xcbProperty(connection, root, "_NET_SUPPORTED"));
+    const std::vector<uint32_t> check = numbers(xcbProperty(connection, root, "_NET_SUPPORTING_WM_CHECK"));
+    const bool isKept = std::ranges::count(supported, xcbAtom(connection, "_NET_WM_STATE_ABOVE")) > 0;
+    const bool givesFocus = !check.empty() && xcbProperty(connection, check[0], "_NET_WM_NAME").contains("Marco");
     return isKept && !givesFocus ? Qt::WindowFlags() : Qt::X11BypassWindowManagerHint;
 }
 
@@ -107,7 +125,17 @@ bool FloatingWindow::isPointerKnown()
 QRect FloatingWindow::workArea(const QScreen &screen)
 {
     const QRect all = screen.geometry();
-    const QRect left = screen.availableGeometry();
+    QRect left = screen.availableGeometry();
+    xcb_connection_t *const connection = xcbConnection();
+    // Of several screens, Qt 6.4 gives the whole of each; the window manager says what is left of them together.
+    if (std::array<int32_t, 4> area{}; connection && screen.virtualSiblings().size() > 1) {
+        const QByteArray said = xcbProperty(connection, xcbRoot(connection), "_NET_WORKAREA");
+        std::memcpy(area.data(), said.constData(), std::min(sizeof area, static_cast<std::size_t>(said.size())));
+        const QRect device(all.topLeft(), all.size() * screen.devicePixelRatio());
+        const QRect part = device.intersected(QRect(area[0], area[1], area[2], area[3]));
+        left = QRect(all.topLeft() + (part.topLeft() - device.topLeft()) / screen.devicePixelRatio(),
+                     part.size() / screen.devicePixelRatio());
+    }
     return left.width() * 2 > all.width() && left.height() * 2 > all.height() ? left : all;
 }
 

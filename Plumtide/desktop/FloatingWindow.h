@@ -17,6 +17,10 @@ void prepare(QWindow &window, const QByteArray &token = {});
 /// that, xfwm4 4.18 takes for the last desktop.)
 void putOnAllDesktops(QWindow &window);
 
+/// Lets clicks beside `area` (in the window, logical pixels) go to what lies below the window. To be called after every
+/// change of its size.
+void takeClicksIn(QWindow &window, const QRect &area);
+
 /// Where Qt keeps the token of a click in the tray, and where it takes one from under Wayland.
 inline constexpr auto tokenVariable = "XDG_ACTIVATION_TOKEN";
 

@@ -110,9 +110,9 @@ void Notifier::reportAction(uint number, const QString &action)
         return;
     const QByteArray token = std::exchange(m_token, {});
     if (action == defaultAction)
-        Q_EMIT activated(token);
+        Q_EMIT activated(QString(shown.key()), token); // a copy: what follows may change what is shown
     else if (action == sessionAction)
-        Q_EMIT sessionRequested(shown.key());
+        Q_EMIT sessionRequested(QString(shown.key()));
 }
 
 void Notifier::keepToken(uint /*number*/, const QString &token)

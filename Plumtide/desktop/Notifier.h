@@ -28,8 +28,9 @@ public:
     void notify(const QString &title, const QString &body, const QString &id);
 
 Q_SIGNALS:
-    /// The user has clicked one of ours. `token` lets a window take the focus; empty where the service gives none.
-    void activated(const QByteArray &token);
+    /// The user has clicked the one of this `id`. `token` lets a window take the focus; empty where the service gives
+    /// none.
+    void activated(const QString &id, const QByteArray &token);
     void sessionRequested(const QString &id); ///< The user wants to go to the session that the notification is about.
 
 private Q_SLOTS:

@@ -91,7 +91,7 @@ QStringList windowsIn(const QJsonValue &tree, const Station &station, const QStr
     if (tree["pid"_L1].isDouble() && station.isOwner(tree["pid"_L1].toInt()))
         names.append(tree[nameKey].toVariant().toString());
     for (const QJsonValue &list : {tree["nodes"_L1], tree["floating_nodes"_L1], tree}) {
-        for (const QJsonValue &node : list.toArray())
+        for (const auto &node : list.toArray())
             names += windowsIn(node, station, nameKey);
     }
     return names;

@@ -116,6 +116,7 @@ LineRowView *BoardView::row(const ProjectCardView &card, qsizetype index)
         m_views.insert(line.id, view);
         connect(view, &QAbstractButton::clicked, this, [this, id = line.id] { toggleRow(id); });
         connect(view, &DrawnView::wished, this, &BoardView::wished);
+        connect(view, &DrawnView::menuRequested, this, &BoardView::menuRequested);
     }
     const Transition *unfolding = motion(line.id);
     view->setOpacity(card.opacity(), unfolding ? unfolding->amount() : 1);

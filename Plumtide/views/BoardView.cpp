@@ -58,6 +58,7 @@ BoardView::BoardView(const TaskStore &store, const HooksInstaller &installer, in
     for (DrawnView *&heading : m_headings)
         heading = new DrawnView(QAccessible::Heading, this);
     connect(m_focusAreaView, &DrawnView::wished, this, &BoardView::wished);
+    connect(m_focusAreaView, &DrawnView::menuRequested, this, &BoardView::menuRequested);
     connect(m_bannerView, &DrawnView::wished, this, [this](const QString &button) {
         Q_EMIT connectRequested(button == u"claude" ? TaskSource::claude : TaskSource::codex);
     });
@@ -91,6 +92,7 @@ void BoardView::focusArea(const std::optional<AgentTask> &first, const QDateTime
     if (std::exchange(m_focusArea, area) == area && m_round > 0)
         return;
     const int inside = cardWidth();
+    m_focusAreaView->setSubject(first ? first->id : QString());
     m_focusAreaView->setDrawing(first ? FocusCardView::compose(*first, now, inside)
                                       : AllClearView::compose(emptyStateHintSource(), inside));
 }

@@ -59,7 +59,8 @@ public:
     DrawnView *realise(const Item &item);                                    ///< Its widget, made if it has none.
 
 Q_SIGNALS:
-    void wished(const QString &button, const QString &id); ///< A button of a line.
+    void wished(const QString &button, const QString &id); ///< A button of a line, or what its menu offers.
+    void menuRequested(const QString &id, QPoint place);   ///< In global pixels.
     void connectRequested(TaskSource tool);
     void messageRead();   ///< The banner's has been shown for long enough.
     void heightChanged(); ///< A step of an animation: lay it out again.

@@ -43,7 +43,7 @@ QPainterPath roundedPath(const QRectF &box, double radius)
     return path;
 }
 
-// What is seen of a blurred shadow around its opaque box: at the edges it fades as a Gaussian blur does, at the corners
+// What is seen of a blurred shadow around its box: at the edges it fades as a Gaussian blur does, at the corners
 // in circles.
 void paintShadow(QPainter &painter, const QRectF &box, double radius, const Drawing::Shadow &shadow)
 {
@@ -58,6 +58,11 @@ void paintShadow(QPainter &painter, const QRectF &box, double radius, const Draw
     const QRectF inner = box.translated(shadow.offset).adjusted(radius, radius, -radius, -radius);
     const double xs[] = {inner.left() - reach, inner.left(), inner.right(), inner.right() + reach};
     const double ys[] = {inner.top() - reach, inner.top(), inner.bottom(), inner.bottom() + reach};
+    QPainterPath outside; // the box may be a little translucent
+    outside.addRect(inner.adjusted(-reach, -reach, reach, reach));
+    outside.addRoundedRect(box, radius, radius);
+    painter.save();
+    painter.setClipPath(outside, Qt::IntersectClip);
     painter.setRenderHint(QPainter::Antialiasing, false); // no seams
     for (int row = 0; row < 3; ++row) {
         for (int column = 0; column < 3; ++column) {
@@ -71,7 +76,7 @@ void paintShadow(QPainter &painter, const QRectF &box, double radius, const Draw
                 painter.fillRect(QRectF(QPointF(xs[column], ys[row]), QPointF(xs[column + 1], ys[row + 1])), fading);
         }
     }
-    painter.setRenderHint(QPainter::Antialiasing);
+    painter.restore();
 }
 
 void paintBox(QPainter &painter, const PixelGrid &grid, const QRectF &exact, const Drawing::Box &box, double opacity)

@@ -78,7 +78,7 @@ public:
 
         bool operator==(const Button &) const = default;
     };
-    struct Control; ///< A button in its place.
+    struct Control;
 
     QSizeF size;
 
@@ -103,6 +103,7 @@ private:
     std::vector<Control> m_controls;
 };
 
+/// A button in its place.
 struct Drawing::Control
 {
     Button button;

@@ -1,8 +1,10 @@
 #include "Plumtide/views/DrawnView.h"
 
 #include "Plumtide/views/Accessibility.h"
+#include "Plumtide/views/LineMenu.h"
 
 #include <QApplication>
+#include <QContextMenuEvent>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
@@ -142,6 +144,13 @@ void DrawnView::paintEvent(QPaintEvent *event)
 
 void DrawnView::keyPressEvent(QKeyEvent *event)
 {
+    const QString about = subject();
+    const auto wish =
+        std::ranges::find(LineMenu::wishes(), QKeySequence(event->keyCombination()), &LineMenu::Wish::key);
+    if (!about.isEmpty() && wish != LineMenu::wishes().end()) {
+        Q_EMIT teller().wished(wish->name, about);
+        return;
+    }
     switch (event->key()) {
     case Qt::Key_Return:
     case Qt::Key_Enter:
@@ -157,6 +166,21 @@ void DrawnView::keyPressEvent(QKeyEvent *event)
         [[fallthrough]];
     default: QAbstractButton::keyPressEvent(event);
     }
+}
+
+void DrawnView::mouseDoubleClickEvent(QMouseEvent *event)
+{
+    mousePressEvent(event); // its second press undoes what its first has unfolded
+    if (event->button() == Qt::LeftButton && !m_subject.isEmpty())
+        Q_EMIT wished(LineMenu::session, m_subject);
+}
+
+void DrawnView::contextMenuEvent(QContextMenuEvent *event)
+{
+    if (!subject().isEmpty())
+        Q_EMIT teller().menuRequested(subject(), event->globalPos());
+    else
+        event->ignore();
 }
 
 void DrawnView::mousePressEvent(QMouseEvent *event)

@@ -28,13 +28,17 @@ public:
     [[nodiscard]] virtual std::optional<bool> isExpanded() const { return std::nullopt; } ///< If it can be.
     [[nodiscard]] virtual bool isMarked() const { return false; }                         ///< Checked, or switched on.
     [[nodiscard]] virtual double radius() const { return 4; }                             ///< Of its corners.
-    [[nodiscard]] QRectF box() const { return m_box; }                                    ///< In the widget.
+    /// What a double click and the keys of a line's actions are about; nothing when it is empty.
+    [[nodiscard]] virtual QString subject() const { return m_subject; }
+    void setSubject(const QString &subject) { m_subject = subject; }
+    [[nodiscard]] QRectF box() const { return m_box; } ///< In the widget.
     /// What can have the focus, from the first to the last, itself included.
     [[nodiscard]] QList<QWidget *> controls();
 
 Q_SIGNALS:
-    /// A button was pressed, for the subject that it had when the press began.
+    /// A button was pressed, for the subject that it had when the press began; or what `lineWishes` names is wanted.
     void wished(const QString &button, const QString &subject);
+    void menuRequested(const QString &subject, QPoint place); ///< In global pixels.
 
 protected:
     void setPressable();
@@ -43,12 +47,16 @@ protected:
     void paintEvent(QPaintEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
+    void mouseDoubleClickEvent(QMouseEvent *event) override;
+    void contextMenuEvent(QContextMenuEvent *event) override;
+    [[nodiscard]] virtual DrawnView &teller() { return *this; } ///< Whose signals tell of what is wished.
     void focusInEvent(QFocusEvent *event) override;
 
 private:
     void placeButtons();
 
     const QAccessible::Role m_role;
+    QString m_subject;
     Drawing m_drawing;
     QList<DrawnButton *> m_buttons; // as in the drawing
     QRectF m_box;
@@ -74,6 +82,10 @@ public:
     [[nodiscard]] QAccessible::Role role() const override { return m_button.role; }
     [[nodiscard]] bool isMarked() const override { return m_button.isChecked; }
     [[nodiscard]] double radius() const override { return m_button.look.radius; }
+    [[nodiscard]] QString subject() const override { return m_button.subject; }
+
+protected:
+    [[nodiscard]] DrawnView &teller() override { return m_view; }
 
 private:
     void press();

@@ -89,6 +89,7 @@ LineRowView::LineRowView(const QString &id, QWidget *parent) : DrawnView(QAccess
 {
     m_line.id = id;
     setObjectName(id);
+    setSubject(id);
     setPressable();
 }
 

@@ -3,6 +3,7 @@
 #include "Plumtide/hooks/HooksInstaller.h"
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/views/HStack.h"
+#include "Plumtide/views/LineMenu.h"
 #include "Plumtide/views/Refresher.h"
 
 #include <cmath>
@@ -23,6 +24,7 @@ constexpr double callingBorderOpacity = 0.35;
 constexpr double miniRowItemGap = 6;
 constexpr double projectDot = 5;
 constexpr double sourceDot = 4;
+const Drawing::Shadow miniShadow{Theme::faded(Qt::black, 0.22), 3.5, {0, 1.5}};
 constexpr TextStyle callingStyle{11, QFont::Bold, Theme::accent};
 constexpr TextStyle calmStyle{11, QFont::Bold, Theme::secondary};
 constexpr TextStyle moreStyle{10, QFont::Normal, Theme::secondary};
@@ -60,6 +62,7 @@ MiniBoardView::MiniBoardView(TaskStore &store, HooksInstaller &installer, QWidge
     setObjectName(u"mini"_s);
     auto *refresher = new Refresher(this, [this] { refresh(); });
     connect(this, &DrawnView::wished, this, &MiniBoardView::mainPanelRequested);
+    connect(this, &DrawnView::menuRequested, this, &MiniBoardView::showMenu);
     connect(&store, &TaskStore::objectWillChange, refresher, &Refresher::markStale);
     connect(&installer, &HooksInstaller::objectWillChange, refresher, &Refresher::markStale);
     refresh();
@@ -93,12 +96,21 @@ void MiniBoardView::refresh()
                             layText(u"还有 %1 个…"_s.arg(waiting.size() - shownLines), moreStyle, inside));
     drawing.size = {fixedWidth, std::round(y + miniPaddingY)};
     const QRectF face({0, 0}, drawing.size);
-    drawing.addBehind(face, Drawing::Box{.fill = Theme::faded(Theme::bg, miniFillOpacity), .radius = cornerRadius});
+    drawing.addBehind(
+        face,
+        Drawing::Box{.fill = Theme::faded(Theme::bg, miniFillOpacity), .radius = cornerRadius, .shadow = miniShadow});
     drawing.addBorder(face, cornerRadius, isCalling ? Theme::faded(Theme::accent, callingBorderOpacity) : Theme::border,
                       1);
     setDrawing(std::move(drawing));
-    place(QRectF(geometry().topLeft(), face.size()));
+    place(face.translated(pos() + QPoint(shadowMargin, shadowMargin)), shadowMargin);
     updateGeometry();
+}
+
+void MiniBoardView::showMenu(const QString &id, QPoint place)
+{
+    if (const std::optional<AgentTask> line = m_store.task(id))
+        LineMenu::show(*this, place, *line, m_store.undoable().has_value(),
+                       [this, id](const QString &wish) { Q_EMIT lineWished(wish, id); });
 }
 
 void MiniBoardView::showEvent(QShowEvent *event)

@@ -6,14 +6,15 @@ class HooksInstaller;
 class TaskStore;
 
 /// The content of the floating mini board: whether anything waits, and the first three lines that do. As high as its
-/// rows; its size hint is its size.
+/// rows, with `shadowMargin` around it for its shadow; its size hint is its size.
 class MiniBoardView final : public DrawnView
 {
     Q_OBJECT
 
 public:
-    static constexpr int fixedWidth = 240; ///< Logical pixels.
+    static constexpr int fixedWidth = 240; ///< Of the board. Logical pixels, as all here.
     static constexpr int cornerRadius = 11;
+    static constexpr int shadowMargin = 12;
 
     /// Both must outlive the view.
     MiniBoardView(TaskStore &store, HooksInstaller &installer, QWidget *parent = nullptr);
@@ -21,7 +22,8 @@ public:
     [[nodiscard]] QSize sizeHint() const override { return size(); }
 
 Q_SIGNALS:
-    void mainPanelRequested(); ///< A row was clicked.
+    void mainPanelRequested();                               ///< A row was clicked.
+    void lineWished(const QString &wish, const QString &id); ///< By a row's menu.
 
 protected:
     void showEvent(QShowEvent *event) override;
@@ -29,6 +31,7 @@ protected:
 private:
     [[nodiscard]] QString headerText(qsizetype waiting) const;
     void refresh();
+    void showMenu(const QString &id, QPoint place);
 
     TaskStore &m_store;
     HooksInstaller &m_installer;

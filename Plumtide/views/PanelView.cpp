@@ -5,11 +5,11 @@
 #include "Plumtide/views/BoardScroll.h"
 #include "Plumtide/views/BoardView.h"
 #include "Plumtide/views/DrawnView.h"
+#include "Plumtide/views/LineMenu.h"
 #include "Plumtide/views/Refresher.h"
 #include "Plumtide/views/TaskEditView.h"
 
 #include <QApplication>
-#include <QClipboard>
 #include <QHash>
 #include <QKeyEvent>
 #include <QPaintEvent>
@@ -62,6 +62,7 @@ PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, Q
     for (DrawnView *view : {m_header, m_footer})
         connect(view, &DrawnView::wished, this, &PanelView::act);
     connect(m_board, &BoardView::wished, this, &PanelView::act);
+    connect(m_board, &BoardView::menuRequested, this, &PanelView::showMenu);
     connect(m_board, &BoardView::connectRequested, this, [&installer](TaskSource tool) {
         if (tool == TaskSource::claude)
             installer.installClaude();
@@ -96,31 +97,6 @@ void PanelView::refresh()
         m_editor->followLine();
     header();
     keepPlace([this] { m_board->refresh(m_clock()); });
-}
-
-// What a button was pressed for.
-void PanelView::act(const QString &button, const QString &id)
-{
-    const std::optional<AgentTask> line = m_store.task(id);
-    if (button == u"register") {
-        edit(std::nullopt);
-    } else if (button == u"switch") {
-        setMiniBoardOn(!m_isMiniBoardOn);
-        Q_EMIT miniBoardSwitched(m_isMiniBoardOn);
-    } else if (button == u"quit") {
-        Q_EMIT quitRequested();
-    } else if (id.isEmpty()) {
-        m_store.setSourceFilter(PanelHeader::filterOf(button));
-    } else if (line && button == u"copy") {
-        QGuiApplication::clipboard()->setText(line->title);
-    } else if (line && button == u"edit") {
-        edit(line);
-    } else if (line && button == u"shelve") {
-        const bool isShelved = line->status == AgentTaskStatus::shelved;
-        m_store.setStatus(id, isShelved ? AgentTaskStatus::waiting : AgentTaskStatus::shelved);
-    } else if (line && button == u"close") {
-        m_store.setStatus(id, AgentTaskStatus::done);
-    }
 }
 
 // The row that is being read stays where it is: the unfolded one where it is in view, or else the one under the
@@ -176,6 +152,8 @@ void PanelView::showParts(bool isShown)
 
 void PanelView::edit(const std::optional<AgentTask> &task)
 {
+    if (m_editor)
+        return; // another is open; the mini board may ask
     m_openedBy = QApplication::focusWidget();
     setFocus(Qt::OtherFocusReason); // from what is about to be hidden
     m_editor = new TaskEditView(m_store, task, m_clock, this);
@@ -265,6 +243,13 @@ void PanelView::keyPressEvent(QKeyEvent *event)
         {Qt::Key_Up, QAbstractSlider::SliderSingleStepSub},   {Qt::Key_Down, QAbstractSlider::SliderSingleStepAdd},
         {Qt::Key_PageUp, QAbstractSlider::SliderPageStepSub}, {Qt::Key_PageDown, QAbstractSlider::SliderPageStepAdd},
         {Qt::Key_Home, QAbstractSlider::SliderToMinimum},     {Qt::Key_End, QAbstractSlider::SliderToMaximum}};
+    static const QHash<QKeyCombination, QString> wishes{
+        {Qt::Key_1, u"all"_s},   {Qt::Key_2, u"claude"_s},   {Qt::Key_3, u"codex"_s},
+        {Qt::Key_4, u"other"_s}, {Qt::Key_N, u"register"_s}, {Qt::CTRL | Qt::Key_Z, LineMenu::undo}};
+    if (const QString wish = m_editor ? QString() : wishes.value(event->keyCombination()); !wish.isEmpty()) {
+        act(wish, {});
+        return;
+    }
     const auto action = actions.constFind(event->key());
     if (m_editor || action == actions.constEnd()) {
         QWidget::keyPressEvent(event);

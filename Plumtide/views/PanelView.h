@@ -37,7 +37,12 @@ public:
     /// Scrolls to a line of the store and unfolds it, whatever was shown before. A form that was begun stays above it.
     void showLine(const QString &id);
 
+    /// Does what is wished of a line: by a button, a key or a menu, here or on the mini board. See LineMenu.
+    void act(const QString &wish, const QString &id);
+    void tell(const QString &sentence); ///< At the place of the last wish, for a moment.
+
 Q_SIGNALS:
+    void sessionRequested(const QString &id);
     void miniBoardSwitched(bool isOn); ///< By the user.
     void quitRequested();
 
@@ -46,12 +51,12 @@ protected:
     void focusInEvent(QFocusEvent *event) override;
     void showEvent(QShowEvent *event) override;
     bool focusNextPrevChild(bool next) override;
-    void keyPressEvent(QKeyEvent *event) override; ///< Scrolls the board, wherever the focus is.
+    void keyPressEvent(QKeyEvent *event) override; ///< What counts wherever the focus is.
 
 private:
     void refresh();
     void header();
-    void act(const QString &button, const QString &id);
+    void showMenu(const QString &id, QPoint place);
     void edit(const std::optional<AgentTask> &task); // a new one when it is absent
     void closeEditor();
     void showParts(bool isShown);

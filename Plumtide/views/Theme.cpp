@@ -100,6 +100,9 @@ QFont Theme::widgetFont(const TextStyle &style)
 
 void Theme::setPalette()
 {
+    static bool isSet = false;
+    if (std::exchange(isSet, true))
+        return;
     QPalette palette;
     for (const auto role : {QPalette::Base, QPalette::Button, QPalette::ToolTipBase, QPalette::Light})
         palette.setColor(role, card);

@@ -6,6 +6,8 @@ from driver.desktop import SIZE, App, desktop, states
 from driver.home import line, until
 
 BLUE = 0x0000ff  # another program's window
+MARGIN = 12  # of the mini board, for its shadow
+BOARD = 240 + 2 * MARGIN
 
 
 class OnOpenbox(unittest.TestCase):
@@ -19,13 +21,15 @@ class OnOpenbox(unittest.TestCase):
     def show_board(self):
         self.app.choose('悬浮板')
         self.place()
-        until(lambda: desktop().property(self.app.window(240), '_NET_WM_DESKTOP') == [0xffffffff], 'it is on all desktops')
+        until(lambda: desktop().property(self.app.window(BOARD), '_NET_WM_DESKTOP') == [0xffffffff], 'it is on all')
         self.addCleanup(desktop().do, 'set_desktop', 0)
         desktop().do('set_desktop', 1)
-        until(lambda: self.app.window(240).get_attributes().map_state == X.IsViewable, 'it is seen there')
+        until(lambda: self.app.window(BOARD).get_attributes().map_state == X.IsViewable, 'it is seen there')
 
     def place(self):
-        return desktop().geometry(until(lambda: self.app.window(240), 'the mini board is on the screen'))
+        window = until(lambda: self.app.window(BOARD), 'the mini board is on the screen')
+        x, y, width, height = desktop().geometry(window)
+        return x + MARGIN, y + MARGIN, width - 2 * MARGIN, height - 2 * MARGIN
 
     def until_at(self, x, y):
         until(lambda: self.place()[:2] == (x, y), f'the mini board is at {x}, {y}')
@@ -53,12 +57,12 @@ class OnOpenbox(unittest.TestCase):
         desktop().use(manager=self.manager, compositor='picom')
         self.show_board()
         self.app.choose('悬浮板')
-        until(lambda: not self.app.window(240), 'it is hidden')
+        until(lambda: not self.app.window(BOARD), 'it is hidden')
         desktop().use(manager=self.manager)  # without a compositor what is transparent turns black
         self.show_board()  # window managers forget what a hidden window was
         x, y, width, height = self.place()
         self.assertEqual((x, y + height), (SIZE[0] - 280, desktop().top() + 140))
-        until(lambda: wanted <= {*desktop().property(self.app.window(240), '_NET_WM_STATE')}, 'it is above')
+        until(lambda: wanted <= {*desktop().property(self.app.window(BOARD), '_NET_WM_STATE')}, 'it is above')
         other = desktop().open_window(self, x - 40, y - 70, width + 80, height + 140)
         corners = [(x, y), (x + width - 1, y), (x, y + height - 1), (x + width - 1, y + height - 1)]
         until(lambda: [desktop().pixels(*corner) for corner in corners] == [[BLUE]] * 4, 'its corners are round')

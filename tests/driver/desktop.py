@@ -238,7 +238,7 @@ class App(Program):
         desktop().do('key', '--delay', 0, *names)
 
     def window(self, width=400):
-        """The X window of the panel, or, 240 pixels wide, the mini board's, when it is on the screen."""
+        """The X window of the panel, or, 264 pixels wide, the mini board's, when it is on the screen."""
         for number in desktop().property(desktop().root, '_NET_CLIENT_LIST'):
             window = desktop().x.create_resource_object('window', number)
             with suppress(error.XError):

@@ -5,22 +5,12 @@
 #include "Plumtide/views/MiniBoardView.h"
 #include "Plumtide/views/PanelView.h"
 #include "tests/support/TestHome.h"
+#include "tests/views/Facts.h"
 
 #include <QtTest>
 #include <QtWidgets>
 
 using namespace Qt::StringLiterals;
-
-/// A task line with these fields of its stored form, and "age" in minutes.
-inline AgentTask lineWith(const QString &id, const QString &fields)
-{
-    QVariantMap line = toJson({}).toVariantMap();
-    line[u"source"_s] = id.startsWith(u"cc-") ? u"Claude"_s : id.startsWith(u"cx-") ? u"Codex"_s : u"Other"_s;
-    line.insert(QJsonDocument::fromJson(fields.toUtf8()).object().toVariantMap());
-    line[u"id"_s] = id;
-    line[u"updatedAt"_s] = TestHome().now.addSecs(-60 * line[u"age"_s].toInt()).toString(Qt::ISODate);
-    return agentTaskFrom(QJsonObject::fromVariantMap(line)).value();
-}
 
 /// A view in front of its user, over a store and an installer in a home of their own. It is used by mouse and keyboard
 /// and seen as a screen reader hears it, so that nothing depends on the classes it is made of. Animations go on only
@@ -56,9 +46,13 @@ public:
             auto mini = std::make_unique<MiniBoardView>(*m_store, *m_installer);
             mini->setAttribute(Qt::WA_TranslucentBackground);
             connect(mini.get(), &MiniBoardView::mainPanelRequested, this, [this] { m_told += u"open the panel"_s; });
+            connect(mini.get(), &MiniBoardView::lineWished, this,
+                    [this](auto wish, auto id) { m_told += wish + u' ' + id; });
             m_view = std::move(mini);
         } else {
             auto panel = std::make_unique<PanelView>(*m_store, *m_installer, [this] { return m_home.now; });
+            connect(panel.get(), &PanelView::sessionRequested, this,
+                    [this](const auto &id) { m_told += u"go to "_s + id; });
             connect(panel.get(), &PanelView::quitRequested, this, [this] { m_told += u"quit"_s; });
             connect(panel.get(), &PanelView::miniBoardSwitched, this,
                     [this](bool isOn) { m_told += isOn ? u"mini board on"_s : u"mini board off"_s; });
@@ -144,7 +138,7 @@ protected:
         }
         m_store->setTasks(tasks);
         m_known.removeIf([](const auto &fact) { return fact.key().contains(u' '); });
-        m_known.insert(stored());
+        m_known.insert(stored(m_store->tasks()));
     }
     Q_INVOKABLE void click(const QString &words)
     {
@@ -163,43 +157,38 @@ protected:
     }
     Q_INVOKABLE void hold(const QString &words)
     {
-        const QList<QAccessibleInterface *> all = elements();
-        const auto name = [](QAccessibleInterface *element) { return element->text(QAccessible::Name); };
-        auto wanted = std::ranges::find(all, words, name);
-        if (wanted == all.end())
-            wanted = std::ranges::find_if(
-                all, [&](const QString &name) { return name.startsWith(words); }, name);
-        ASSERT_TRUE(wanted != all.end());
-        const QRect at = box(*wanted); // its beginning: an unfolded row has buttons in its middle
-        m_point = at.topLeft() + QPoint(std::min(20, at.width() / 2), std::min(10, at.height() / 2));
-        QTest::mouseMove(m_view->windowHandle(), m_point);
+        pointAt(words);
         QTest::mousePress(m_view->windowHandle(), Qt::LeftButton, {}, m_point);
+    }
+    Q_INVOKABLE void menu(const QString &wordsAndChoice)
+    {
+        pointAt(wordsAndChoice.section(u' ', 0, 0));
+        QTest::mouseClick(m_view->windowHandle(), Qt::RightButton, {}, m_point);
+        auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
+        ASSERT_TRUE(menu);
+        for (QAction *action : menu->actions()) {
+            m_told += action->text() + action->shortcut().toString() + (action->isEnabled() ? u""_s : u" off"_s);
+            if (action->text() == wordsAndChoice.section(u' ', 1))
+                action->trigger();
+        }
+        menu->close();
     }
     Q_INVOKABLE void press(const QString &keys)
     {
         for (int times = std::max(1, keys.section(u' ', 1).toInt()); times > 0; --times) {
-            QTest::keyClick(m_view->windowHandle(), Qt::Key(QKeySequence(keys.section(u' ', 0, 0))[0].key()));
+            const QKeyCombination key = QKeySequence(keys.section(u' ', 0, 0))[0];
+            QTest::keyClick(m_view->windowHandle(), key.key(), key.keyboardModifiers());
             QAccessibleInterface *at = QAccessible::queryAccessibleInterface(m_view.get())->focusChild();
             m_focused += at ? at->text(QAccessible::Name).section(u'，', 0, 0) : u"nothing"_s;
         }
     }
     Q_INVOKABLE void type(const QString &text) { QTest::keyClicks(QApplication::focusWidget(), text); }
-    Q_INVOKABLE void wheel(const QString &angleAndPixels)
+    Q_INVOKABLE void wheel(const QString &angle) // over a choice, in the form
     {
-        const QPoint at(60, 190); // of the form this is a choice
-        const QPoint angle(0, angleAndPixels.section(u' ', 0, 0).toInt());
-        const QPoint pixels(0, angleAndPixels.section(u' ', 1).toInt());
-        QWheelEvent event(at, m_view->mapToGlobal(at), pixels, angle, {}, {}, Qt::NoScrollPhase, false);
+        const QPoint at(60, 190);
+        QWheelEvent event(at, m_view->mapToGlobal(at), {}, {0, angle.toInt()}, {}, {}, Qt::NoScrollPhase, false);
         QSpontaneKeyEvent::setSpontaneous(&event); // others do not go on to the parents
         qApp->notify(m_view->childAt(at), &event);
-    }
-    Q_INVOKABLE void drag(const QString &fromTo) // at the right edge
-    {
-        const QPoint from(394, fromTo.section(u' ', 0, 0).toInt());
-        const QPoint to(394, fromTo.section(u' ', 1).toInt());
-        QTest::mousePress(m_view->windowHandle(), Qt::LeftButton, {}, from);
-        QTest::mouseMove(m_view->windowHandle(), to);
-        QTest::mouseRelease(m_view->windowHandle(), Qt::LeftButton, {}, to);
     }
     Q_INVOKABLE void panel(const QString &to)
     {
@@ -234,8 +223,6 @@ protected:
     Q_INVOKABLE void look(const QString &) { changes(); }
 
 private:
-    using Facts = QMap<QString, QString>; // by topic
-
     // What is to be done a second or more later, which is only done here: what waits for `ending` milliseconds.
     QStringList delays(int ending) const
     {
@@ -253,16 +240,24 @@ private:
         return delays;
     }
 
-    // Everything that is shown, from the top to the bottom, also what is scrolled away.
-    [[nodiscard]] QList<QAccessibleInterface *> elements(QAccessibleInterface *in = nullptr) const
+    void pointAt(const QString &words)
     {
-        in = in ? in : QAccessible::queryAccessibleInterface(m_view.get());
-        QList<QAccessibleInterface *> all;
-        for (int i = 0; i < in->childCount(); ++i) {
-            if (QAccessibleInterface *child = in->child(i); child && !child->state().invisible)
-                all << child << elements(child);
-        }
-        return all;
+        const QList<QAccessibleInterface *> all = elements();
+        const auto name = [](QAccessibleInterface *element) { return element->text(QAccessible::Name); };
+        auto wanted = std::ranges::find(all, words, name);
+        if (wanted == all.end())
+            wanted = std::ranges::find_if(
+                all, [&](const QString &name) { return name.startsWith(words); }, name);
+        ASSERT_TRUE(wanted != all.end());
+        const QRect at = box(*wanted); // its beginning: an unfolded row has buttons in its middle
+        m_point = at.topLeft() + QPoint(std::min(20, at.width() / 2), std::min(10, at.height() / 2));
+        QTest::mouseMove(m_view->windowHandle(), m_point);
+    }
+
+    // Everything that is shown, from the top to the bottom, also what is scrolled away.
+    [[nodiscard]] QList<QAccessibleInterface *> elements() const
+    {
+        return elementsIn(QAccessible::queryAccessibleInterface(m_view.get()));
     }
     [[nodiscard]] QRect box(QAccessibleInterface *element) const
     {
@@ -270,45 +265,17 @@ private:
     }
     [[nodiscard]] Facts facts() const
     {
-        const QString size = u"%1x%2"_s.arg(m_view->width()).arg(m_view->height());
-        QMap<QString, QStringList> found{{u"size"_s, {size}}, {u"focus"_s, m_focused}, {u"told"_s, m_told}};
+        auto found = heard(elements(), *m_view, m_painted.value_or(QRegion()));
+        found[u"size"_s] += u"%1x%2"_s.arg(m_view->width()).arg(m_view->height());
+        found[u"focus"_s] += m_focused;
+        found[u"told"_s] += m_told;
         found[u"delays"_s] = delays(0);
         found[u"clipboard"_s] += QGuiApplication::clipboard()->text();
-        for (QAccessibleInterface *element : elements()) {
-            const QAccessible::State state = element->state();
-            QString name = element->text(QAccessible::Name);
-            QString topic = QLatin1StringView(qAccessibleRoleString(element->role()));
-            if (element->role() == QAccessible::Grouping)
-                std::tie(topic, name) = std::pair(name.section(u' ', 0, 0), name.section(u' ', 1));
-            if (element->role() == QAccessible::List && !found.contains(topic))
-                found[u"top"_s] += QString::number(box(element).top());
-            if (element->role() == QAccessible::Button)
-                found[u"hints"_s] += element->text(QAccessible::Description);
-            if (element->role() == QAccessible::EditableText || element->role() == QAccessible::ComboBox)
-                name += u'=' + element->text(QAccessible::Value);
-            if (element->role() == QAccessible::ListItem && m_painted && m_painted->intersects(box(element)))
-                name += u" painted"_s;
-            if (state.expanded)
-                name += u" ▾%1"_s.arg(box(element).height());
-            found[topic] += name + (state.disabled ? u" off"_s : state.checked ? u" on"_s : QString());
-        }
         Facts facts = found.contains(u"EditableText"_s) ? m_known : Facts(); // the form stands before the board
         for (const auto &[topic, parts] : found.asKeyValueRange())
             facts[topic] = parts.filter(QRegularExpression(u"."_s)).join(u" | "_s);
         facts.removeIf([](const auto &fact) { return fact.key().isEmpty() || fact.value().isEmpty(); });
-        facts.insert(stored());
-        return facts;
-    }
-    [[nodiscard]] Facts stored() const
-    {
-        Facts facts;
-        for (AgentTask task : m_store->tasks()) {
-            if (!QUuid::fromString(task.id).isNull())
-                task.id = u"new"_s; // and random
-            for (const auto &[key, value] : toJson(task).toVariantMap().asKeyValueRange())
-                facts[task.id + u' ' + key] =
-                    value.typeId() == QMetaType::QVariantList ? value.toStringList().join(u", "_s) : value.toString();
-        }
+        facts.insert(stored(m_store->tasks()));
         return facts;
     }
 

@@ -1,0 +1,53 @@
+#include "Plumtide/store/TaskStore.h"
+#include "Plumtide/views/LineMenu.h"
+#include "Plumtide/views/PanelView.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QToolTip>
+
+using namespace Qt::StringLiterals;
+
+// What PanelView does for its user.
+
+void PanelView::act(const QString &wish, const QString &id)
+{
+    const std::optional<AgentTask> line = m_store.task(id);
+    if (wish == u"register") {
+        edit(std::nullopt);
+    } else if (wish == u"switch") {
+        setMiniBoardOn(!m_isMiniBoardOn);
+        Q_EMIT miniBoardSwitched(m_isMiniBoardOn);
+    } else if (wish == u"quit") {
+        Q_EMIT quitRequested();
+    } else if (wish == LineMenu::undo) {
+        m_store.undo();
+    } else if (id.isEmpty()) {
+        m_store.setSourceFilter(PanelHeader::filterOf(wish));
+    } else if (line && wish == u"copy") {
+        QGuiApplication::clipboard()->setText(line->title);
+    } else if (line && wish == u"edit") {
+        edit(line);
+    } else if (line && wish == u"shelve") {
+        const bool isShelved = line->status == AgentTaskStatus::shelved;
+        m_store.setStatus(id, isShelved ? AgentTaskStatus::waiting : AgentTaskStatus::shelved);
+    } else if (line && wish == u"close") {
+        m_store.setStatus(id, AgentTaskStatus::done);
+    } else if (line && wish == LineMenu::session) {
+        Q_EMIT sessionRequested(id);
+    }
+}
+
+void PanelView::showMenu(const QString &id, QPoint place)
+{
+    if (const std::optional<AgentTask> line = m_store.task(id))
+        LineMenu::show(*this, place, *line, m_store.undoable().has_value(),
+                       [this, id](const QString &wish) { act(wish, id); });
+}
+
+void PanelView::tell(const QString &sentence)
+{
+    const QWidget *focus = QApplication::focusWidget();
+    const bool isByPointer = rect().contains(mapFromGlobal(QCursor::pos())) || !focus;
+    QToolTip::showText(isByPointer ? QCursor::pos() : focus->mapToGlobal(focus->rect().bottomLeft()), sentence, this);
+}

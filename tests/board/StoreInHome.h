@@ -1,0 +1,21 @@
+#pragma once
+
+#include "Plumtide/store/TaskStore.h"
+
+#include "tests/support/TestHome.h"
+
+#include <memory>
+
+inline const QString tasksFile = QStringLiteral(".tavvel/tasks.json");
+
+/// A store in a home of its own.
+struct StoreInHome
+{
+    TestHome home;
+    std::unique_ptr<TaskStore> store;
+    void restart()
+    {
+        store.reset();
+        store = std::make_unique<TaskStore>(home.environment());
+    }
+};

@@ -1,0 +1,93 @@
+#include "tests/board/StoreInHome.h"
+#include "tests/support/Printing.h"
+
+#include <QJsonDocument>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+struct StoreTest : testing::Test, StoreInHome
+{
+};
+
+// What every stored line has, and what it may have.
+const QByteArray needed =
+    R"("currentState":"s","id":"cc-1","project":"p","purpose":"w","recentEvents":["e"],)"
+    R"("source":"Codex","status":"shelved","tags":["b"],"title":"t","updatedAt":"2026-03-07T09:41:05Z")";
+const QByteArray full = needed + R"(,"needsApproval":false,"titleEdited":true,"waitingReason":"r")";
+
+} // namespace
+
+TEST_F(StoreTest, AStartLeavesTheFileAloneAndASaveKeepsEveryField)
+{
+    restart();
+    EXPECT_TRUE(QDir(home.path()).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
+    const QByteArray absent = R"(,"needsApproval":null,"titleEdited":null,"waitingReason":null,"new":1)";
+    const QByteArray before = "[{" + full + "},{" + needed + absent + "}]";
+    home.write(tasksFile, before);
+    restart();
+    EXPECT_EQ(home.read(tasksFile), before);
+    store->sweep();
+    EXPECT_EQ(QJsonDocument::fromJson(home.read(tasksFile)),
+              QJsonDocument::fromJson("[{" + full + "},{" + needed + "}]"));
+}
+
+TEST_F(StoreTest, AFileOfAnythingElseIsKeptAndNumberedAndOneThatCannotBeReadBeforeTheFirstSave)
+{
+    QList<QByteArray> damaged{"{", "{}", "[1]", QByteArray("[\0]", 3)};
+    for (const QByteArray &member : full.split(','))
+        damaged += "[{" + QByteArray(full).replace(member, member.split(':')[0] + ":1") + "}]";
+    for (const QByteArray &member : needed.split(','))
+        damaged += "[{" + QByteArray(needed).replace(member, "\"new\":1") + "}]";
+    const QByteArray changes = R"("t"|null Codex|codex shelved|Shelved "b"|1 05Z|05.2Z 05Z|05+00:00 03-07|02-30)";
+    for (const QByteArray &change : changes.split(' '))
+        damaged += "[{" + QByteArray(needed).replace(change.split('|')[0], change.split('|')[1]) + "}]";
+    for (qsizetype i = 0; i < damaged.size(); ++i) {
+        store.reset();
+        home.write(tasksFile, damaged[i]);
+        restart();
+        EXPECT_TRUE(store->tasks().isEmpty() && !home.exists(tasksFile)) << damaged[i].constData();
+        const QString number = i == 0 ? QString() : u'-' + QString::number(i + 1);
+        EXPECT_EQ(home.read(u".tavvel/tasks.corrupt"_s + number + u".json"_s), damaged[i]);
+    }
+    store.reset();
+    home.write(tasksFile + u"/precious"_s, "");
+    restart();
+    store->upsert(AgentTask());
+    EXPECT_TRUE(home.exists(u".tavvel/tasks.corrupt-%1.json/precious"_s.arg(damaged.size() + 1)));
+    EXPECT_EQ(QFile::permissions(home.path(tasksFile)) & ~QFile::Permissions(0xf00), 0x6000);
+}
+
+TEST_F(StoreTest, AFailedSaveSaysOneLineAndIsMadeUpForAtTheEnd)
+{
+    home.write(u".tavvel"_s, "where the directory should be");
+    restart();
+    testing::internal::CaptureStderr();
+    store->upsert(AgentTask());
+    const std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(log.starts_with("Plumtide: 保存 tasks.json 失败 — ") && log.find('\n') == log.size() - 1) << log;
+    QFile::remove(home.path(u".tavvel"_s));
+    restart();
+    EXPECT_EQ(store->tasks().size(), 1);
+}
+
+TEST_F(StoreTest, AToolIsSeenByAnyNamedEventAlsoOfAnOldLogAndEverAfter)
+{
+    for (const int padding : {0, 10'000'000}) { // so large a log is emptied
+        StoreInHome old;
+        const QByteArray log = QByteArray(padding, ' ') + "\n{}\n{\"hook_event_name\":\"\\u0043odexNews\"}\n";
+        old.home.write(u".tavvel/events.jsonl"_s, log);
+        old.home.defaults()->setNumber(u"tavvel.events.offset"_s, static_cast<double>(log.size()));
+        old.restart();
+        EXPECT_TRUE(waitUntil([&] { return old.store->hasSeenCodexEvent(); }));
+        old.home.write(u".tavvel/events.jsonl"_s, "");
+        old.restart();
+        EXPECT_TRUE(old.store->hasSeenCodexEvent() && !old.store->hasSeenClaudeEvent());
+    }
+    restart();
+    store->apply(HookEvent());
+    EXPECT_FALSE(store->hasSeenClaudeEvent());
+    store->apply(HookEvent::decode(R"({"hook_event_name":"Stop"})").value());
+    EXPECT_TRUE(store->hasSeenClaudeEvent() && store->tasks().isEmpty());
+}
