@@ -50,7 +50,7 @@ class SessionTest(unittest.TestCase):
             run(*tmux, *what.split(), command, env=home.environment)
         screen = ['screen', '-S', 'plum']
         run(*screen, '-c', '/dev/null', '-d', '-m', *f'{agent} cc-screen'.split(), env=home.environment)
-        home.start(*f'{agent} cc-alone'.split())
+        home.start('script', '-q', '-c', f'{agent} cc-alone', '/dev/null')  # a terminal without a window
         show('tmux', 'xterm', '-T', 'tmux', '-e', *tmux, 'attach', '-t', 'tmux')
         show('screen', 'xterm', '-T', 'screen', '-e', *screen, '-r')
         home.environment |= {'TMUX': run(*tmux, 'display-message', '-p', f'{home.path}/tmux,#{{pid}},0').strip(),
