@@ -73,7 +73,7 @@ NextStep wezTerm(const Station &station)
                     station.variable("WEZTERM_PANE")}};
 }
 
-// Konsole, and the programs that show its terminals: "/Windows/1" and "/Sessions/2".
+// Its window and its session are named "/Windows/1" and "/Sessions/2" on the bus.
 NextStep konsole(const Station &station)
 {
     const QString service = station.variable("KONSOLE_DBUS_SERVICE"), window = station.variable("KONSOLE_DBUS_WINDOW");
