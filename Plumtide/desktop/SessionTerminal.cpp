@@ -15,7 +15,8 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr std::chrono::milliseconds patience = 2s; // with a command
-constexpr int mostStations = 8;                    // a tmux may show itself
+const Failure noWindow{u"没找到这个会话的终端窗口。"_s};
+constexpr int mostStations = 8; // a tmux may show itself
 
 // Codex has the file of a session open whose name ends in the session's id. Others read such files, too; and a server
 // that several of its windows share may have it open, which was started by any of them.
@@ -43,7 +44,7 @@ public:
             finish({});
         } else if (const pid_t *const process = std::get_if<pid_t>(&next)) {
             if (m_stations++ == mostStations)
-                return finish(Failure{u"没找到这个会话的终端窗口。"_s});
+                return finish(noWindow);
             m_station = Station::of(*process);
             m_asked = 0;
             qCDebug(desktopLog) << "terminal: process" << *process << "belongs to" << m_station.owner().pid
@@ -60,7 +61,7 @@ private:
     void ask()
     {
         if (m_station.owners.isEmpty() || m_asked == terminals().size())
-            return finish(Failure{u"没找到这个会话的终端窗口。"_s});
+            return finish(noWindow);
         follow(terminals()[m_asked++].step(m_station));
     }
 

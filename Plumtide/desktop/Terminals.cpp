@@ -2,10 +2,8 @@
 
 #include "Plumtide/desktop/Xcb.h"
 
-#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QSysInfo>
 
 #include <algorithm>
@@ -75,7 +73,7 @@ NextStep wezTerm(const Station &station)
                     station.variable("WEZTERM_PANE")}};
 }
 
-// Konsole, and the programs that show its terminals: "/Windows/1" and "/Sessions/2".
+// Its window and its session are named "/Windows/1" and "/Sessions/2" on the bus.
 NextStep konsole(const Station &station)
 {
     const QString service = station.variable("KONSOLE_DBUS_SERVICE"), window = station.variable("KONSOLE_DBUS_WINDOW");
@@ -86,52 +84,47 @@ NextStep konsole(const Station &station)
                     u"int32:"_s + station.variable("KONSOLE_DBUS_SESSION").section(u'/', -1)}};
 }
 
-// The windows of the owner in what a compositor tells, by what the compositor calls them.
-void collect(const QJsonValue &tree, const Station &station, const QString &nameKey, QList<QJsonValue> &names)
+// The windows of the owner in what a compositor tells, by their names in there.
+QStringList windowsIn(const QJsonValue &tree, const Station &station, const QString &nameKey)
 {
+    QStringList names;
     if (tree["pid"_L1].isDouble() && station.isOwner(tree["pid"_L1].toInt()))
-        names.append(tree[nameKey]);
+        names.append(tree[nameKey].toVariant().toString());
     for (const QJsonValue &list : {tree["nodes"_L1], tree["floating_nodes"_L1], tree}) {
         for (const auto &node : list.toArray())
-            collect(node, station, nameKey, names);
+            names += windowsIn(node, station, nameKey);
     }
+    return names;
 }
 
-// Where the owner has several windows, none of them is known to be the right one.
-std::optional<QJsonValue> onlyWindow(const QByteArray &printed, const Station &station, const QString &nameKey)
+// `list` prints the windows in JSON; `focus` takes the name of one. Where the owner has several, none of them is known
+// to be the right one.
+NextStep onlyWindow(const Station &station, const QStringList &list, const QString &nameKey, const QStringList &focus)
 {
-    const QJsonDocument told = QJsonDocument::fromJson(printed);
-    QList<QJsonValue> names;
-    collect(told.isArray() ? QJsonValue(told.array()) : QJsonValue(told.object()), station, nameKey, names);
-    return names.size() == 1 ? std::optional(names.first()) : std::nullopt;
+    return Command{list, [station, nameKey, focus](const QByteArray &printed) -> NextStep {
+                       const QJsonArray told{QJsonDocument::fromJson("[" + printed + "]").array()};
+                       const QStringList names = windowsIn(told, station, nameKey);
+                       if (names.size() != 1)
+                           return NotHere();
+                       return Command{QStringList(focus).replaceInStrings(u"NAME"_s, names.first()),
+                                      [](const QByteArray &) -> NextStep { return Reached(); }};
+                   }};
 }
-
-constexpr auto reached = [](const QByteArray &) -> NextStep { return Reached(); };
 
 NextStep swayWindow(const Station &station)
 {
     if (qEnvironmentVariableIsEmpty("SWAYSOCK"))
         return NotHere();
-    return Command{{u"swaymsg"_s, u"-r"_s, u"-t"_s, u"get_tree"_s}, [station](const QByteArray &printed) -> NextStep {
-                       const auto id = onlyWindow(printed, station, u"id"_s);
-                       if (!id)
-                           return NotHere();
-                       return Command{{u"swaymsg"_s, u"[con_id=%1] focus"_s.arg(id->toInteger())}, reached};
-                   }};
+    return onlyWindow(station, {u"swaymsg"_s, u"-r"_s, u"-t"_s, u"get_tree"_s}, u"id"_s,
+                      {u"swaymsg"_s, u"[con_id=NAME] focus"_s});
 }
 
 NextStep hyprlandWindow(const Station &station)
 {
     if (qEnvironmentVariableIsEmpty("HYPRLAND_INSTANCE_SIGNATURE"))
         return NotHere();
-    return Command{{u"hyprctl"_s, u"-j"_s, u"clients"_s}, [station](const QByteArray &printed) -> NextStep {
-                       const auto address = onlyWindow(printed, station, u"address"_s);
-                       if (!address)
-                           return NotHere();
-                       return Command{
-                           {u"hyprctl"_s, u"dispatch"_s, u"focuswindow"_s, u"address:"_s + address->toString()},
-                           reached};
-                   }};
+    return onlyWindow(station, {u"hyprctl"_s, u"-j"_s, u"clients"_s}, u"address"_s,
+                      {u"hyprctl"_s, u"dispatch"_s, u"focuswindow"_s, u"address:NAME"_s});
 }
 
 QList<uint32_t> numbers(const QByteArray &property)

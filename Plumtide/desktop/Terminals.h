@@ -31,6 +31,7 @@ struct Command;
 struct NotHere
 {
 };
+
 /// The window is in front.
 struct Reached
 {

@@ -14,7 +14,7 @@ esac'''
 NO_WINDOW = '没找到这个会话的终端窗口。'
 # The sessions, and where the way to each leads: to the window of this name, or to a sentence.
 SESSIONS = {'cc-xterm': 'xterm', 'cc-tmux': 'tmux', 'cc-screen': 'screen', 'cc-first': 'first', 'cx-second': 'second',
-            'cc-hidden': NO_WINDOW, 'cc-alone': NO_WINDOW, 'cx-gone': '没找到这个会话的进程。'}
+            'cc-blind': NO_WINDOW, 'cc-hidden': NO_WINDOW, 'cc-alone': NO_WINDOW, 'cx-gone': '没找到这个会话的进程。'}
 
 
 def windows():
@@ -50,12 +50,15 @@ class SessionTest(unittest.TestCase):
             run(*tmux, *what.split(), command, env=home.environment)
         screen = ['screen', '-S', 'plum']
         run(*screen, '-c', '/dev/null', '-d', '-m', *f'{agent} cc-screen'.split(), env=home.environment)
-        home.start(*f'{agent} cc-alone'.split())
+        home.start('script', '-q', '-c', f'{agent} cc-alone', '/dev/null')  # a terminal without a window
         show('tmux', 'xterm', '-T', 'tmux', '-e', *tmux, 'attach', '-t', 'tmux')
         show('screen', 'xterm', '-T', 'screen', '-e', *screen, '-r')
+        home.environment |= {'TMUX': run(*tmux, 'display-message', '-p', f'{home.path}/tmux,#{{pid}},0').strip(),
+                             'TMUX_PANE': '%0'}
         show('second', 'xfce4-terminal', '--disable-server', '-T', 'first', '-e', f'{agent} cc-first',
-             '--window', '-T', 'second', '-e', f'{agent} cx-second')
-        until(lambda: len([*home.path.glob('.claude/sessions/*.json'), *home.path.glob('rollout*')]) == 7, 'all run')
+             '--window', '-T', 'second', '-e', f'{agent} cx-second',
+             '--tab', '-T', 'second', '-e', f'env -u WINDOWID {agent} cc-blind')
+        until(lambda: len([*home.path.glob('.claude/sessions/*.json'), *home.path.glob('rollout*')]) == 8, 'all run')
         other = desktop().open_window(self, 100, 200, 300, 200)
         self.enterContext(app)
         set_clock(clock, '+2m')  # of each of these silent sessions it warns now
@@ -74,4 +77,4 @@ class SessionTest(unittest.TestCase):
                                  ([number, 'plumtide', '前往会话', where], [other.id]))
         pane = run(*tmux, 'display-message', '-p', '-t', 'tmux', '#{pane_start_command}', env=home.environment)
         self.assertEqual(pane, f'"{agent} cc-tmux"\n')
-        self.assertEqual(len(desktop().notified()), len(SESSIONS) + 3)
+        self.assertEqual(len(desktop().notified()), len(SESSIONS) + 4)

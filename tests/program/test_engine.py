@@ -241,6 +241,10 @@ class EngineTest(unittest.TestCase):
         self.assertEqual((home.read(files[0]), home.read(files[1])), (left, b'notify = ["say \\"b\\"", "c"]\n'))
         self.assertEqual({path.name for path in (home.path / '.tavvel/hooks').iterdir()}, {'tavvel-hook.sh', 'theirs'})
         connect(b'{}', b'')
+        home.install()
+        remove()
+        self.assertEqual(home.read(files[0]), b'{}\n')
+        connect(b'{}', b'')
         wrapped = b'notify = ["wrap", "' + bytes(home.path) + b'/.tavvel/hooks/codex-notify.sh"]\n'
         home.write(files[1], wrapped)
         self.assertIn('config.toml 里还有 Plumtide 认不出的 /.tavvel/hooks/codex-notify.sh', remove()[1])
