@@ -44,8 +44,8 @@ public:
         });
     }
 
-    /// Takes a step such as "10:05 cc-A Stop", and says what it changed.
-    QStringList play(const QString &step)
+    /// Takes a step such as "10:05 cc-A Stop", and says what it changed, in a line.
+    QString play(const QString &step)
     {
         const QString verb = step.section(u' ', 1, 1), what = step.section(u' ', 2, 2), with = step.section(u' ', 3);
         const QHash<QString, std::function<void()>> verbs{
@@ -65,11 +65,11 @@ public:
         m_announced = saves = 0;
         verbs.value(verb, [&] { apply(verb, what, with); })();
         sayChanges(verb == u"sweep" ? 1 : 0, verb == u"setStatus" ? 2 : 1);
-        return verb == u"given" ? QStringList() : m_said;
+        return verb == u"given" || m_said.isEmpty() ? QString() : u"    "_s + m_said.join(u"; "_s);
     }
 
 private:
-    void say(const QString &text) { m_said.append(u"    "_s + text); }
+    void say(const QString &text) { m_said.append(text); }
 
     /// "10:30", or on a later day "2026-02-09T10:30", where the user lives.
     void setTime(const QString &text)
@@ -207,7 +207,7 @@ TEST(Board, ChangesAsTheTextSays)
         if (line.startsWith(u"=="))
             scene = std::make_unique<Scene>();
         else if (!line.isEmpty() && line.at(0).isDigit())
-            played += scene->play(line);
+            played += scene->play(line).split(u'\n', Qt::SkipEmptyParts); // nothing, or a line
     }
     produced.write(played.join(u'\n').toUtf8());
     EXPECT_TRUE(played.join(u'\n') == written)

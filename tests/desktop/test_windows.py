@@ -97,32 +97,3 @@ class OnOpenbox(unittest.TestCase):
 
 class OnXfwm4(OnOpenbox):
     manager = 'xfwm4'
-
-
-class PanelTest(unittest.TestCase):
-    def start(self, *lines):
-        desktop().use(tray=None)
-        app = self.enterContext(App(self, *lines))
-        app.open()
-        return app
-
-    def test_a_line_is_made_by_keyboard_alone_whatever_comes_between(self):
-        app = self.start()
-        app.keys('Plumtide', *['Tab'] * 5)
-        app.keys('登记', 'Return')
-        app.keys('标题', *'half')
-        app.ask_approval('tidy up')
-        until(lambda: app.home.tasks().get('tidy up', {}).get('needsApproval'), 'the event has arrived')
-        desktop().open_window(self, 100, 200, 300, 200)
-        until(lambda: not app.window(), 'the panel is closed')
-        app.open()
-        app.keys('标题', 'End', *'Way', 'Tab')
-        app.keys('项目', *'shop', 'Tab')
-        app.keys('来源', 'Up', 'shift+Tab')
-        app.keys('项目', 'Return')
-        made = until(lambda: app.home.tasks().get('halfWay'), 'it is stored')
-        self.assertEqual((made['project'], made['source'], made['status']), ('shop', 'Codex', 'waiting'))
-        app.press('push button', '登记')
-        app.keys('标题', *'never', 'Escape')
-        until(lambda: not app.elements('text', '标题'), 'the form is closed')
-        self.assertTrue(app.has_focus(), 'and the panel is not')

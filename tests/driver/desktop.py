@@ -62,8 +62,7 @@ def start_telling(*command):
 
 def start_display(*options):
     """The process of a new X server, and its number."""
-    size = '{}x{}x24'.format(*SIZE)
-    return start_telling('Xvfb', '-displayfd', '{}', '-screen', '0', size, '-nolisten', 'tcp', *options)
+    return start_telling('Xvfb', '-displayfd', '{}', '-screen', '0', f'{SIZE[0]}x{SIZE[1]}x24', *options)
 
 
 class Desktop:
@@ -248,8 +247,7 @@ class App(Program):
 
     def has_focus(self):
         """Whether the panel has it, and both the window manager and a screen reader have heard of that."""
-        panel = self.window()
-        return panel and desktop().active() == [panel.id] and self.focused()
+        return (panel := self.window()) and desktop().active() == [panel.id] and self.focused()
 
     def open(self):
         """The panel, with the focus."""

@@ -32,13 +32,11 @@ PAYLOADS = [
     '{"session_id":5,"prompt":null,"tool_input":["command"],"cwd":["/a"]}',
     # What the agent tells itself.
     r'{"prompt":"<task-notification>\nx","cwd":"/a"}', r'{"prompt":"\u003Ctask\u002dnotification\u003e"}',
-    '{"prompt":"a <task-notification>"}',
     # No JSON object, or not one alone.
     '', '\n', '[{"cwd":"/a"}]', '"cwd"', '{"cwd":"/a', '{"cwd":"/a"', '{"cwd":"/a","x":1', '{"cwd":"/a"} x',
     '{"cwd":"/a"} "x"', '{"cwd":"/a"}{}', '{"cwd":"/a"}}', '{"x":[},"cwd":"/a"]}', '{"cwd" "/a"}', '{"cwd":"/a""x":1}',
     '{"cwd":"/a",}', '{"cwd":"/a","x":01}', '{"cwd":"/a","x":nil}', '{"cwd":"/a","x":nan}', '{"cwd":"/a","x":-inf}',
-    '{"cwd":"/a":"x"}', '{"cwd":"/a"{}}', '{"cwd":"/a",1}', '{"cwd":"/a"]', '{"cwd":"/a\nb"}', r'{"cwd":"/a\x"}',
-    r'{"cwd":"/a\u12"}',
+    '{"cwd":"/a":"x"}', '{"cwd":"/a",1}', '{"cwd":"/a"]', '{"cwd":"/a\nb"}', r'{"cwd":"/a\x"}', r'{"cwd":"/a\u12"}',
     # Bytes that are no text; megabytes, and what would make a backtracking search take for ever.
     *(f'{{"prompt":"{piece * 5000}","cwd":"{piece * 5000}"}}' for piece in ('\udc80', '\udcff\udcc3', '\udcf0\udc9f')),
     f'{{"cwd":"{"/folder" * 3000}","prompt":"{"print(1)" * 200_000}","x":[{"1, " * 20_000}1]}}',
