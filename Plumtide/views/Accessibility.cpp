@@ -6,6 +6,8 @@
 #include <QAccessibleWidget>
 #include <QComboBox>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -25,9 +27,7 @@ public:
     [[nodiscard]] QString text(QAccessible::Text kind) const override
     {
         const QString text = QAccessibleWidget::text(kind);
-        if (kind != QAccessible::Name || !text.isEmpty())
-            return text;
-        return m_view->text().isEmpty() ? m_view->drawing().spokenText() : m_view->text();
+        return kind == QAccessible::Name && text.isEmpty() ? m_view->drawing().spokenText() : text;
     }
     [[nodiscard]] QAccessible::State state() const override
     {
@@ -100,6 +100,16 @@ public:
     [[nodiscard]] int indexOfChild(const QAccessibleInterface *child) const override
     {
         return static_cast<int>(m_board->indexOf(qobject_cast<QWidget *>(child->object())));
+    }
+
+    /// Rows lie over their cards, and come after them.
+    [[nodiscard]] QAccessibleInterface *childAt(int x, int y) const override
+    {
+        const QPoint place = m_board->mapFromGlobal(QPoint(x, y));
+        const std::vector<BoardView::Item> &items = m_board->items();
+        const auto at = std::find_if(items.rbegin(), items.rend(),
+                                     [&](const BoardView::Item &item) { return item.box.contains(place); });
+        return at == items.rend() ? nullptr : QAccessible::queryAccessibleInterface(m_board->realise(*at));
     }
 
 private:

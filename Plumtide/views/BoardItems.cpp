@@ -57,7 +57,6 @@ bool BoardView::isInUse(const DrawnView *view) const
     return view->isDown() || view == focus || view->isAncestorOf(focus) || view->isExpanded().value_or(false);
 }
 
-// Null while it has none.
 DrawnView *BoardView::viewOf(const Item &item) const
 {
     switch (item.kind) {
@@ -110,7 +109,7 @@ DrawnView *BoardView::realise(const Item &item)
 LineRowView *BoardView::row(const ProjectCardView &card, qsizetype index)
 {
     const AgentTask &line = card.line(index);
-    auto *view = static_cast<LineRowView *>(m_views.value(line.id));
+    auto *view = qobject_cast<LineRowView *>(m_views.value(line.id));
     if (!view) {
         view = new LineRowView(line.id, this);
         m_views.insert(line.id, view);
@@ -143,7 +142,7 @@ void BoardView::setOpen(const QString &key, bool isOpen, bool isAnimated)
         connect(transition, &Transition::moved, this, [this, transition] {
             if (transition->isClosed() && m_motions.removeOne(transition))
                 transition->deleteLater();
-            Q_EMIT heightChanged();
+            Q_EMIT heightChanged(transition->objectName());
         });
     }
     transition->set(isOpen, isAnimated && isVisible());
@@ -168,7 +167,10 @@ std::optional<QRect> BoardView::showLine(const QString &id)
     m_expandedID = id;
     setOpen(id, true, false);
     layOut();
-    return rowPlace(id);
+    const std::optional<QRect> place = rowPlace(id);
+    if (!place) // it is the next step, or not on the board: it must not come unfolded later
+        setOpen(std::exchange(m_expandedID, {}), false, false);
+    return place;
 }
 
 qsizetype BoardView::indexOfRow(const QString &id) const

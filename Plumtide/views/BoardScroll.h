@@ -14,7 +14,8 @@ public:
 
 protected:
     void resizeEvent(QResizeEvent *event) override;
-    void keyPressEvent(QKeyEvent *event) override; ///< The panel's.
+    bool focusNextPrevChild(bool next) override { return QWidget::focusNextPrevChild(next); } ///< The panel scrolls.
+    void keyPressEvent(QKeyEvent *event) override;                                            ///< The panel's.
 
 private:
     QScrollBar *m_handle;

@@ -94,7 +94,7 @@ void BoardView::focusArea(const std::optional<AgentTask> &first, const QDateTime
     const int inside = cardWidth();
     m_focusAreaView->setSubject(first ? first->id : QString());
     m_focusAreaView->setDrawing(first ? FocusCardView::compose(*first, now, inside)
-                                      : AllClearView::compose(emptyStateHintSource(), inside));
+                                      : AllClearView::compose(std::get<2>(area), inside));
 }
 
 int BoardView::cardWidth() const
@@ -132,8 +132,15 @@ void BoardView::refresh(const QDateTime &now)
         if (m_sections[i].size() != before.size())
             m_headings[i]->setDrawing(composeHeading(allProjectSections[i], m_sections[i].size()));
     }
-    if (count < m_cards.size())
-        std::erase_if(m_cards, [this](const auto &card) { return card.second->round != m_round; });
+    if (count < m_cards.size()) {
+        std::erase_if(m_cards, [this](const auto &card) {
+            if (card.second->round == m_round)
+                return false;
+            if (Transition *folding = motion(cardKey(card.first)); m_motions.removeOne(folding))
+                folding->deleteLater(); // a card that comes back is folded
+            return true;
+        });
+    }
     layOut();
 }
 

@@ -62,8 +62,8 @@ Q_SIGNALS:
     void wished(const QString &button, const QString &id); ///< A button of a line, or what its menu offers.
     void menuRequested(const QString &id, QPoint place);   ///< In global pixels.
     void connectRequested(TaskSource tool);
-    void messageRead();   ///< The banner's has been shown for long enough.
-    void heightChanged(); ///< A step of an animation: lay it out again.
+    void messageRead();                     ///< The banner's has been shown for long enough.
+    void heightChanged(const QString &key); ///< A step of what has this name: lay it out again.
 
 protected:
     void paintEvent(QPaintEvent *event) override;

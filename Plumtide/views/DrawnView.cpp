@@ -41,7 +41,7 @@ DrawnView::DrawnView(QAccessible::Role role, QWidget *parent) : QAbstractButton(
 void DrawnView::setPressable()
 {
     m_isPressable = true;
-    setFocusPolicy(Qt::TabFocus); // a click leaves the focus where it is
+    setFocusPolicy(Qt::TabFocus); // by a click the panel gets it
     setCursor(Qt::PointingHandCursor);
     setAttribute(Qt::WA_Hover); // repaints it when the pointer comes and goes
 }
@@ -213,13 +213,13 @@ void DrawnButton::set(const Drawing::Control &control)
     const Drawing::Button before = std::exchange(m_button, control.button);
     if (m_button == before && box().size() == control.box.size())
         return;
-    if (before.subject != m_button.subject && !before.name.isEmpty() && isVisible())
+    if ((before.subject != m_button.subject || before.text != m_button.text) && !before.name.isEmpty() && isVisible())
         m_sinceChange.start();
     setObjectName(m_button.name);
     setEnabled(m_button.isEnabled);
     setToolTip(m_button.hint);
     setAccessibleDescription(m_button.description);
-    setText(m_button.text);
+    setAccessibleName(m_button.text); // no text of QAbstractButton, in which "&" makes a key
     setDrawing(control.face);
     QAccessible::State changed;
     changed.checked = before.isChecked != m_button.isChecked;
@@ -249,6 +249,6 @@ void DrawnButton::showText(const QString &text)
 {
     Drawing::Button shown = m_button;
     shown.text = text;
-    setText(text);
+    setAccessibleName(text);
     setDrawing(composeButton(shown, box().width()));
 }

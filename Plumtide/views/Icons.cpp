@@ -4,6 +4,7 @@
 #include <QPixmapCache>
 #include <QSvgRenderer>
 
+#include <algorithm>
 #include <cmath>
 
 using namespace Qt::StringLiterals;

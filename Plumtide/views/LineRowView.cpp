@@ -146,7 +146,7 @@ void LineRowView::placeRow(const QRectF &box)
 Drawing LineRowView::compose(int width) const
 {
     Drawing drawing;
-    const int maxLines = m_isExpanded ? expandedLines : 1;
+    const int maxLines = m_hasBody ? expandedLines : 1; // until it is folded
     HStack title(rowItemGap);
     title.dot(rowDotDiameter, dotColor(m_line, m_now));
     title.text(m_line.title, inColor(rowTitleStyle, isQuiet(m_line, m_now) ? Theme::secondary : Theme::text),

@@ -2,6 +2,7 @@
 
 #include "Plumtide/views/HStack.h"
 
+#include <algorithm>
 #include <cmath>
 
 using namespace Qt::StringLiterals;

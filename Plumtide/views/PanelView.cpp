@@ -70,9 +70,10 @@ PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, Q
             installer.installCodex();
     });
     connect(m_board, &BoardView::messageRead, &installer, &HooksInstaller::clearMessage);
-    connect(m_board, &BoardView::heightChanged, this, [this] {
+    connect(m_board, &BoardView::heightChanged, this, [this](const QString &unfolding) {
         keepPlace([this] { m_board->layOut(); });
-        bringIntoView(m_board->expandedID());
+        if (unfolding == m_board->expandedID())
+            bringIntoView(unfolding);
     });
     connect(m_scroll->verticalScrollBar(), &QScrollBar::valueChanged, m_board, &BoardView::showNear);
 }
@@ -104,7 +105,8 @@ void PanelView::refresh()
 void PanelView::keepPlace(const std::function<void()> &change)
 {
     QScrollBar *bar = m_scroll->verticalScrollBar();
-    const QRect seen(0, bar->value(), m_board->width(), m_scroll->height());
+    const int value = bar->value(); // before a shorter board, or a focus that moves, changes it
+    const QRect seen(0, value, m_board->width(), m_scroll->height());
     QString id = m_board->expandedID();
     std::optional<QRect> before = m_board->rowPlace(id);
     if ((!before || !before->intersects(seen)) && m_board->underMouse()) {
@@ -114,7 +116,7 @@ void PanelView::keepPlace(const std::function<void()> &change)
     change();
     const std::optional<QRect> after = m_board->rowPlace(id);
     if (before && after && before->intersects(seen))
-        bar->setValue(bar->value() + after->top() - before->top());
+        bar->setValue(value + after->top() - before->top());
 }
 
 void PanelView::bringIntoView(const QString &id)
@@ -231,8 +233,14 @@ bool PanelView::focusNextPrevChild(bool next)
     QWidget *from = QApplication::focusWidget();
     QWidget *wanted = nullptr;
     // Qt asks, too, when the control that has the focus has been hidden.
-    if (from && !m_editor && m_board->isAncestorOf(from) && !from->isVisible())
+    if (from && !m_editor && m_board->isAncestorOf(from) && !from->isVisible()) {
         wanted = m_board->controlNear(from);
+        const QRect place = from->rect().translated(from->mapTo(m_scroll->viewport(), QPoint()));
+        if (wanted && !place.intersects(m_scroll->viewport()->rect())) { // the user reads elsewhere
+            wanted->setFocus(Qt::OtherFocusReason);
+            return true;
+        }
+    }
     focusOn(wanted ? wanted : controlAfter(from, next), next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
     return true;
 }

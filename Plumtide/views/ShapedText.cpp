@@ -41,7 +41,8 @@ ShapedText::ShapedText(const QString &label, const TextStyle &labelStyle, const 
     QTextLine whole = m_line->createLine();
     if (whole.isValid()) {
         whole.setLineWidth(unlimited);
-        m_width = whole.cursorToX(static_cast<int>(line.size())) * Theme::face(m_style).scale;
+        m_width = (line.isRightToLeft() ? whole.naturalTextWidth() : whole.cursorToX(static_cast<int>(line.size())))
+            * Theme::face(m_style).scale;
     }
     m_line->endLayout();
 }
@@ -54,6 +55,7 @@ std::shared_ptr<QTextLayout> ShapedText::layout(const QString &text) const
         font.setLetterSpacing(QFont::AbsoluteSpacing, m_style.letterSpacing / face.scale);
     auto layout = std::make_shared<QTextLayout>(text, font);
     QTextOption option;
+    option.setTextDirection(Qt::LeftToRight); // the layout counts from the left, whatever the letters
     option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
     layout->setTextOption(option);
     if (m_labelLength > 0) {
@@ -90,6 +92,8 @@ double ShapedText::addCutLine(TextBlock &block, QPointF topLeft, qsizetype from,
                              line.xToCursor(start + (width - dots.width()) / scale, QTextLine::CursorOnCharacter));
     const double reach = (line.cursorToX(end) - start) * scale;
     addRuns(block, line, topLeft - QPointF(start * scale, 0), from, end - from);
+    if (width < dots.width())
+        return 0; // no room even for them
     dots.addRuns(block, dots.m_line->lineAt(0), topLeft + QPointF(reach, 0), 0, 1);
     return reach + dots.width();
 }

@@ -2,7 +2,7 @@
 
 #include <QVariantAnimation>
 
-/// The way from closed (0) to open (1) and back: 0.15 s, slow at both ends. `valueChanged` tells of each step.
+/// The way from closed (0) to open (1) and back: 0.15 s, slow at both ends. `moved` tells of each step.
 /// Thread: main thread. It has a timer only while it is on the way.
 class Transition final : public QVariantAnimation
 {
