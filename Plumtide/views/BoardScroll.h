@@ -14,8 +14,13 @@ public:
 
 protected:
     void resizeEvent(QResizeEvent *event) override;
-    bool focusNextPrevChild(bool next) override { return QWidget::focusNextPrevChild(next); } ///< The panel scrolls.
-    void keyPressEvent(QKeyEvent *event) override;                                            ///< The panel's.
+    void keyPressEvent(QKeyEvent *event) override; ///< The panel's.
+
+    /// QScrollArea's would scroll to the focus a second time, after the panel has.
+    bool focusNextPrevChild(bool next) override
+    {
+        return QWidget::focusNextPrevChild(next); // NOLINT(bugprone-parent-virtual-call): QScrollArea's is left out
+    }
 
 private:
     QScrollBar *m_handle;
