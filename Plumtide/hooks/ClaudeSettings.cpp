@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <functional>
 #include <iterator>
 #include <set>
 #include <string_view>
@@ -128,67 +129,9 @@ bool runsScript(std::string_view command)
     return command.ends_with("/.tavvel/hooks/tavvel-hook.sh");
 }
 
-Failure unchanged(const QString &reason)
+// False where none of the entries runs the script. What is empty without it goes, too.
+bool removeScript(Json &hooks)
 {
-    return {u"settings.json "_s + reason + u"，这次没有改动。"_s};
-}
-
-// The object that the settings are, or why they are left alone.
-std::variant<Json, ClaudeSettings::Refusal, Failure> read(const QByteArray &settings)
-{
-    const QByteArray text = settings.isEmpty() ? QByteArray("{}") : settings;
-    // The reader takes a NUL for the end of the text and would drop what follows.
-    if (const qsizetype end = text.indexOf('\0'); end >= 0)
-        return unchanged(u"第 %1 行附近不是有效的 JSON"_s.arg(1 + text.first(end).count('\n')));
-    Examiner examiner(text);
-    if (!Json::sax_parse(text.begin(), text.end(), &examiner))
-        return unchanged(examiner.objection());
-    Json root = Json::parse(text.begin(), text.end());
-    if (root.is_array())
-        return ClaudeSettings::Refusal::NotAnObject;
-    if (!root.is_object())
-        return unchanged(u"的最外层既不是对象也不是数组"_s);
-    return root;
-}
-
-} // namespace
-
-namespace ClaudeSettings {
-
-Result edit(const QByteArray &settings, const QString &hookCommand)
-{
-    std::variant<Json, Refusal, Failure> content = read(settings);
-    if (const auto *failure = std::get_if<Failure>(&content))
-        return *failure;
-    if (const auto *refusal = std::get_if<Refusal>(&content))
-        return *refusal;
-    Json &root = std::get<Json>(content);
-    Json &hooks = *root.emplace("hooks", Json::object()).first;
-    if (!hooks.is_object())
-        return Refusal::HooksNotAnObject;
-    for (const char *name : eventNames) {
-        Json &entries = *hooks.emplace(name, Json::array()).first;
-        if (isArrayOfObjects(entries) && std::none_of(entries.begin(), entries.end(), namesScript)) {
-            const Json hook{{"type", "command"}, {"command", hookCommand.toStdString()}};
-            entries.push_back({{"hooks", Json::array({hook})}});
-        }
-    }
-    return QByteArray::fromStdString(root.dump(2)) + '\n';
-}
-
-Result remove(const QByteArray &settings)
-{
-    if (!settings.contains(scriptName))
-        return settings;
-    std::variant<Json, Refusal, Failure> content = read(settings);
-    if (const auto *failure = std::get_if<Failure>(&content))
-        return *failure;
-    if (const auto *refusal = std::get_if<Refusal>(&content))
-        return *refusal;
-    Json &root = std::get<Json>(content);
-    const auto hooks = root.find("hooks");
-    if (hooks == root.end() || !hooks->is_object())
-        return settings;
     bool isChanged = false;
     const auto isOurs = [](const Json &hook) {
         const auto command = hook.find("command");
@@ -202,17 +145,72 @@ Result remove(const QByteArray &settings)
         isChanged = true;
         return list->empty();
     };
-    for (auto entries = hooks->begin(); entries != hooks->end();) {
+    for (auto entries = hooks.begin(); entries != hooks.end();) {
         const bool isOfObjects = isArrayOfObjects(*entries) && !entries->empty();
         if (isOfObjects)
             entries->erase(std::remove_if(entries->begin(), entries->end(), isLeftEmpty), entries->end());
-        entries = isOfObjects && entries->empty() ? hooks->erase(entries) : std::next(entries);
+        entries = isOfObjects && entries->empty() ? hooks.erase(entries) : std::next(entries);
     }
-    if (!isChanged)
+    return isChanged;
+}
+
+Failure unchanged(const QString &reason)
+{
+    return {u"settings.json "_s + reason + u"，这次没有改动。"_s};
+}
+
+// What `change` makes of the object that the settings are, or why they are left alone.
+ClaudeSettings::Result changed(const QByteArray &settings,
+                               const std::function<ClaudeSettings::Result(Json &root)> &change)
+{
+    const QByteArray text = settings.isEmpty() ? QByteArray("{}") : settings;
+    // The reader takes a NUL for the end of the text and would drop what follows.
+    if (const qsizetype end = text.indexOf('\0'); end >= 0)
+        return unchanged(u"第 %1 行附近不是有效的 JSON"_s.arg(1 + text.first(end).count('\n')));
+    Examiner examiner(text);
+    if (!Json::sax_parse(text.begin(), text.end(), &examiner))
+        return unchanged(examiner.objection());
+    Json root = Json::parse(text.begin(), text.end());
+    if (root.is_array())
+        return ClaudeSettings::Refusal::NotAnObject;
+    if (!root.is_object())
+        return unchanged(u"的最外层既不是对象也不是数组"_s);
+    return change(root);
+}
+
+} // namespace
+
+namespace ClaudeSettings {
+
+Result edit(const QByteArray &settings, const QString &hookCommand)
+{
+    return changed(settings, [&](Json &root) -> Result {
+        Json &hooks = *root.emplace("hooks", Json::object()).first;
+        if (!hooks.is_object())
+            return Refusal::HooksNotAnObject;
+        for (const char *name : eventNames) {
+            Json &entries = *hooks.emplace(name, Json::array()).first;
+            if (isArrayOfObjects(entries) && std::none_of(entries.begin(), entries.end(), namesScript)) {
+                const Json hook{{"type", "command"}, {"command", hookCommand.toStdString()}};
+                entries.push_back({{"hooks", Json::array({hook})}});
+            }
+        }
+        return QByteArray::fromStdString(root.dump(2)) + '\n';
+    });
+}
+
+Result remove(const QByteArray &settings)
+{
+    if (!settings.contains(scriptName))
         return settings;
-    if (hooks->empty())
-        root.erase(hooks);
-    return QByteArray::fromStdString(root.dump(2)) + '\n';
+    return changed(settings, [&](Json &root) -> Result {
+        const auto hooks = root.find("hooks");
+        if (hooks == root.end() || !hooks->is_object() || !removeScript(*hooks))
+            return settings;
+        if (hooks->empty())
+            root.erase(hooks);
+        return QByteArray::fromStdString(root.dump(2)) + '\n';
+    });
 }
 
 QString shellCommand(const QString &path)
