@@ -84,8 +84,11 @@ TaskLines::Sections TaskLines::sections(const QDateTime &now) const
             shown.emplace_back(!project.isUrgent, -project.newest, &project);
     }
     std::ranges::sort(shown, [](const Place &a, const Place &b) {
-        const auto rank = [](const Place &place) { return std::pair(std::get<0>(place), std::get<1>(place)); };
-        return rank(a) != rank(b) ? rank(a) < rank(b) : std::get<2>(a)->group.name < std::get<2>(b)->group.name;
+        const auto &[isCalm, age, project] = a;
+        const auto &[isOtherCalm, otherAge, other] = b;
+        if (isCalm != isOtherCalm || age != otherAge)
+            return isCalm != isOtherCalm ? isOtherCalm : age < otherAge;
+        return project->group.name < other->group.name;
     });
     Sections sections;
     for (const auto &[isCalm, age, project] : shown)

@@ -204,7 +204,7 @@ double BoardView::layOutCard(ProjectCardView &card, double y, bool hasMotion)
     }
     // Lines that are being folded away are cut off where that has got to.
     const double end = std::round(activeEnd + (top - activeEnd) * unfolded);
-    for (std::size_t i = card.itemIndex + 1; i < m_items.size(); ++i)
+    for (std::size_t i = card.itemIndex + 1; end < top && i < m_items.size(); ++i)
         m_items[i].box.setBottom(std::max(m_items[i].box.top(), std::min(m_items[i].box.bottom(), end)));
     double bottom = end;
     if (card.canFold()) {
