@@ -6,11 +6,14 @@
 #include <QAccessibleWidget>
 #include <QComboBox>
 
-#include <algorithm>
-
 using namespace Qt::StringLiterals;
 
 namespace {
+
+QAccessibleInterface *interfaceOf(BoardView &board, const BoardView::Item &item)
+{
+    return QAccessible::queryAccessibleInterface(board.realise(item));
+}
 
 /// What is drawn; without a name of its own it is read out as its texts. Some of it can be pressed.
 class AccessibleDrawing final : public QAccessibleWidget
@@ -53,11 +56,22 @@ public:
             QAccessibleWidget::doAction(name);
     }
 
+    /// Rows and folds stand in their cards.
+    [[nodiscard]] QAccessibleInterface *parent() const override
+    {
+        auto *board = qobject_cast<BoardView *>(m_view->parentWidget());
+        const qsizetype index = board ? board->indexOf(m_view) : -1;
+        if (index < 0 || !board->item(index).isInCard())
+            return QAccessibleWidget::parent();
+        return interfaceOf(*board, board->item(static_cast<qsizetype>(board->item(index).card->itemIndex)));
+    }
+
 private:
     DrawnView *m_view;
 };
 
-/// A choice of the form. Qt's own interface names a combo box by its value instead of its label.
+/// A choice of the form. Qt's own interface names a combo box by its value instead of its label, and tells assistive
+/// tools of no value that is a text: they hear both in the name.
 class AccessibleChoice final : public QAccessibleWidget
 {
 public:
@@ -65,7 +79,11 @@ public:
 
     [[nodiscard]] QString text(QAccessible::Text kind) const override
     {
-        return kind == QAccessible::Value ? m_choice->currentText() : QAccessibleWidget::text(kind);
+        const QString text = QAccessibleWidget::text(kind);
+        const bool isOffered = m_choice->currentIndex() >= 0;
+        return kind == QAccessible::Name
+            ? text + u"："_s + (isOffered ? m_choice->currentText() : m_choice->placeholderText())
+            : text;
     }
     [[nodiscard]] QStringList actionNames() const override
     {
@@ -83,37 +101,56 @@ private:
     QComboBox *m_choice;
 };
 
-/// The board, whose children are its items; one that has no widget yet gets it by being asked for.
-class AccessibleBoard final : public QAccessibleWidget
+/// The board or one of its cards, whose children are items; one that has no widget yet gets it by being asked for.
+class AccessibleItems final : public QAccessibleWidget
 {
 public:
-    explicit AccessibleBoard(BoardView *board) : QAccessibleWidget(board, QAccessible::Pane), m_board(board) {}
+    AccessibleItems(QWidget *widget, QAccessible::Role role, BoardView *board)
+        : QAccessibleWidget(widget, role), m_board(board), m_card(qobject_cast<DrawnView *>(widget))
+    {
+    }
 
-    [[nodiscard]] int childCount() const override { return static_cast<int>(m_board->items().size()); }
+    [[nodiscard]] QString text(QAccessible::Text kind) const override
+    {
+        return m_card && kind == QAccessible::Name ? m_card->drawing().spokenText() : QAccessibleWidget::text(kind);
+    }
+    [[nodiscard]] int childCount() const override { return static_cast<int>(items().size()); }
     [[nodiscard]] QAccessibleInterface *child(int index) const override
     {
-        if (index < 0 || index >= childCount())
-            return nullptr;
-        return QAccessible::queryAccessibleInterface(
-            m_board->realise(m_board->items()[static_cast<std::size_t>(index)]));
+        const QList<qsizetype> all = items();
+        return index < 0 || index >= all.size() ? nullptr : interfaceOf(*m_board, m_board->item(all.at(index)));
     }
     [[nodiscard]] int indexOfChild(const QAccessibleInterface *child) const override
     {
-        return static_cast<int>(m_board->indexOf(qobject_cast<QWidget *>(child->object())));
+        return static_cast<int>(items().indexOf(m_board->indexOf(qobject_cast<QWidget *>(child->object()))));
     }
-
-    /// Rows lie over their cards, and come after them.
     [[nodiscard]] QAccessibleInterface *childAt(int x, int y) const override
     {
         const QPoint place = m_board->mapFromGlobal(QPoint(x, y));
-        const std::vector<BoardView::Item> &items = m_board->items();
-        const auto at = std::find_if(items.rbegin(), items.rend(),
-                                     [&](const BoardView::Item &item) { return item.box.contains(place); });
-        return at == items.rend() ? nullptr : QAccessible::queryAccessibleInterface(m_board->realise(*at));
+        for (const qsizetype index : items()) {
+            if (m_board->item(index).box.contains(place))
+                return interfaceOf(*m_board, m_board->item(index));
+        }
+        return nullptr;
     }
 
 private:
+    [[nodiscard]] QList<qsizetype> items() const // their places in the board's list
+    {
+        const qsizetype at = m_card ? m_board->indexOf(m_card) : -1;
+        QList<qsizetype> found;
+        for (qsizetype index = at + 1; index < m_board->itemCount(); ++index) {
+            const BoardView::Item &item = m_board->item(index);
+            if (m_card && (at < 0 || item.card != m_board->item(at).card))
+                break;
+            if (item.isInCard() == (m_card != nullptr))
+                found.append(index);
+        }
+        return found;
+    }
+
     BoardView *m_board;
+    DrawnView *m_card; // null: it is the board
 };
 
 QAccessibleInterface *makeInterface(const QString &className, QObject *object)
@@ -121,12 +158,16 @@ QAccessibleInterface *makeInterface(const QString &className, QObject *object)
     auto *widget = qobject_cast<QWidget *>(object);
     if (className == "QWidget"_L1 && widget && widget->isWindow())
         return new QAccessibleWidget(widget, QAccessible::Window); // and not the filler that Qt takes it for
-    if (auto *view = qobject_cast<DrawnView *>(object))
+    if (auto *view = qobject_cast<DrawnView *>(object)) {
+        auto *board = qobject_cast<BoardView *>(view->parentWidget());
+        if (board && view->role() == QAccessible::List)
+            return new AccessibleItems(view, view->role(), board);
         return new AccessibleDrawing(view);
+    }
     if (auto *choice = qobject_cast<QComboBox *>(object))
         return new AccessibleChoice(choice);
     if (auto *board = qobject_cast<BoardView *>(object))
-        return new AccessibleBoard(board);
+        return new AccessibleItems(board, QAccessible::Pane, board);
     return nullptr;
 }
 

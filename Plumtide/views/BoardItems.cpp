@@ -29,6 +29,11 @@ QString BoardView::cardKey(const QString &project)
     return u"card[%1]"_s.arg(project);
 }
 
+QString BoardView::projectOfCardKey(const QString &key)
+{
+    return key.mid(5, key.size() - 6); // or, where it is no such key, the name of no project
+}
+
 void BoardView::showNear()
 {
     const QRectF seen(0, -y() - nearDistance, width(), parentWidget()->height() + 2 * nearDistance);
@@ -42,7 +47,7 @@ void BoardView::showNear()
             continue;
         const qsizetype index = isInUse(view) ? indexOf(view) : -1;
         if (index >= 0) {
-            realise(m_items[static_cast<std::size_t>(index)]);
+            realise(item(index));
             continue;
         }
         m_views.remove(view->objectName());
@@ -175,14 +180,18 @@ std::optional<QRect> BoardView::showLine(const QString &id)
 
 qsizetype BoardView::indexOfRow(const QString &id) const
 {
+    // The store may know already that the line has gone to another project.
     const std::optional<AgentTask> line = m_store.task(id);
-    const auto card = line ? m_cards.find(line->project) : m_cards.end();
-    if (card == m_cards.end())
-        return -1;
-    for (std::size_t i = card->second->itemIndex + 1; i < m_items.size() && m_items[i].card == card->second.get();
-         ++i) {
-        if (m_items[i].kind == Item::Kind::Row && card->second->line(m_items[i].index).id == id)
-            return static_cast<qsizetype>(i);
+    const auto *view = qobject_cast<const LineRowView *>(m_views.value(id));
+    for (const QString &project : {line ? line->project : QString(), view ? view->line().project : QString()}) {
+        const auto card = m_cards.find(project);
+        if (card == m_cards.end())
+            continue;
+        for (std::size_t i = card->second->itemIndex + 1; i < m_items.size() && m_items[i].card == card->second.get();
+             ++i) {
+            if (m_items[i].kind == Item::Kind::Row && card->second->line(m_items[i].index).id == id)
+                return static_cast<qsizetype>(i);
+        }
     }
     return -1;
 }
@@ -190,7 +199,7 @@ qsizetype BoardView::indexOfRow(const QString &id) const
 std::optional<QRect> BoardView::rowPlace(const QString &id) const
 {
     const qsizetype index = indexOfRow(id);
-    return index < 0 ? std::nullopt : std::optional(m_items[static_cast<std::size_t>(index)].box.toRect());
+    return index < 0 ? std::nullopt : std::optional(item(index).box.toRect());
 }
 
 QString BoardView::rowAt(QPoint place) const
@@ -217,12 +226,12 @@ QWidget *BoardView::controlAfter(const QWidget *from, bool next, Among among)
     const auto size = static_cast<qsizetype>(m_items.size());
     qsizetype index = from ? indexOf(from) : -1;
     if (index >= 0 && among == Among::Controls) {
-        const QList<QWidget *> controls = viewOf(m_items[static_cast<std::size_t>(index)])->controls();
+        const QList<QWidget *> controls = viewOf(item(index))->controls();
         if (QWidget *control = controls.value(controls.indexOf(from) + step))
             return control;
     }
     for (index = index < 0 && !next ? size - 1 : index + step; index >= 0 && index < size; index += step) {
-        const Item &item = m_items[static_cast<std::size_t>(index)];
+        const Item &item = this->item(index);
         if (item.kind == Item::Kind::Card || (item.kind != Item::Kind::Row && among == Among::Rows))
             continue;
         const QList<QWidget *> controls = realise(item)->controls();
@@ -232,9 +241,8 @@ QWidget *BoardView::controlAfter(const QWidget *from, bool next, Among among)
     return nullptr;
 }
 
-QWidget *BoardView::controlNear(const QWidget *from)
+QWidget *BoardView::controlNear(int y)
 {
-    const int y = from->mapTo(this, QPoint()).y();
     for (const Item &item : m_items) {
         const QList<QWidget *> controls = item.box.bottom() > y ? realise(item)->controls() : QList<QWidget *>();
         if (!controls.isEmpty())

@@ -32,6 +32,8 @@ public:
         QRectF box;
         ProjectCardView *card = nullptr;
         qsizetype index = 0; ///< Of the line in its card, or of the section.
+
+        [[nodiscard]] bool isInCard() const { return kind == Kind::Row || kind == Kind::Fold; }
     };
     enum class Among { Controls, Rows };
 
@@ -52,11 +54,13 @@ public:
     /// The control that has the focus after `from`, or before it; null at the end. Without `from` the first or the
     /// last.
     [[nodiscard]] QWidget *controlAfter(const QWidget *from, bool next, Among among = Among::Controls);
-    [[nodiscard]] QWidget *controlNear(const QWidget *from); ///< Which may have been taken away.
+    [[nodiscard]] QWidget *controlNear(int y); ///< Of one that has been taken away.
 
-    [[nodiscard]] const std::vector<Item> &items() const { return m_items; } ///< From the top to the bottom.
-    [[nodiscard]] qsizetype indexOf(const QWidget *control) const;           ///< Of its item; -1 where it is in none.
-    DrawnView *realise(const Item &item);                                    ///< Its widget, made if it has none.
+    [[nodiscard]] qsizetype itemCount() const { return static_cast<qsizetype>(m_items.size()); }
+    /// From the top to the bottom; what is in a card follows it.
+    [[nodiscard]] const Item &item(qsizetype index) const { return m_items[static_cast<std::size_t>(index)]; }
+    [[nodiscard]] qsizetype indexOf(const QWidget *control) const; ///< Of its item; -1 where it is in none.
+    DrawnView *realise(const Item &item);                          ///< Its widget, made if it has none.
 
 Q_SIGNALS:
     void wished(const QString &button, const QString &id); ///< A button of a line, or what its menu offers.
@@ -79,6 +83,7 @@ private:
     LineRowView *row(const ProjectCardView &card, qsizetype index);
     [[nodiscard]] int cardWidth() const;
     [[nodiscard]] static QString cardKey(const QString &project);
+    [[nodiscard]] static QString projectOfCardKey(const QString &key);
     [[nodiscard]] DrawnView *viewOf(const Item &item) const; // null while it has none
     [[nodiscard]] qsizetype indexOfRow(const QString &id) const;
     [[nodiscard]] bool isInUse(const DrawnView *view) const;

@@ -74,7 +74,6 @@ public:
         QAccessible::Role role = QAccessible::Button; ///< A `CheckBox` has a switch behind its text.
         bool isChecked = false;
         bool isEnabled = true;
-        bool takesFocus = false; ///< By a click, too: it opens something from which the focus comes back to it.
 
         bool operator==(const Button &) const = default;
     };

@@ -41,7 +41,7 @@ DrawnView::DrawnView(QAccessible::Role role, QWidget *parent) : QAbstractButton(
 void DrawnView::setPressable()
 {
     m_isPressable = true;
-    setFocusPolicy(Qt::TabFocus); // by a click the panel gets it
+    setFocusPolicy(Qt::StrongFocus);
     setCursor(Qt::PointingHandCursor);
     setAttribute(Qt::WA_Hover); // repaints it when the pointer comes and goes
 }
@@ -203,7 +203,7 @@ DrawnButton::DrawnButton(DrawnView &view) : DrawnView(QAccessible::Button, &view
     connect(this, &QAbstractButton::pressed, this, [this] {
         // A second click of a double click was meant for what stood here before.
         const bool isTooSoon = m_sinceChange.isValid() && m_sinceChange.elapsed() < QApplication::doubleClickInterval();
-        m_pressed = isTooSoon ? std::nullopt : std::optional(m_button.subject);
+        m_pressed = isTooSoon ? std::nullopt : std::optional(m_button);
     });
     connect(this, &QAbstractButton::clicked, this, &DrawnButton::press);
 }
@@ -234,15 +234,14 @@ double DrawnButton::reach() const
 
 void DrawnButton::press()
 {
-    if (!m_pressed)
-        return;
-    if (m_button.takesFocus)
-        setFocus(Qt::OtherFocusReason);
-    if (!m_button.flash.isEmpty() && m_pressed == m_button.subject) {
+    const bool isSame = m_pressed && m_pressed->subject == m_button.subject;
+    if (!m_pressed || (isSame && m_pressed->text != m_button.text))
+        return; // "恢复" was pressed, and the line has been taken up meanwhile
+    if (!m_button.flash.isEmpty() && isSame) {
         showText(m_button.flash);
         QTimer::singleShot(flashTime, this, [this] { showText(m_button.text); });
     }
-    Q_EMIT m_view.wished(m_button.name, *m_pressed);
+    Q_EMIT m_view.wished(m_button.name, m_pressed->subject);
 }
 
 void DrawnButton::showText(const QString &text)

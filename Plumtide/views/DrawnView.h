@@ -31,7 +31,8 @@ public:
     /// What a double click and the keys of a line's actions are about; nothing when it is empty.
     [[nodiscard]] virtual QString subject() const { return m_subject; }
     void setSubject(const QString &subject) { m_subject = subject; }
-    [[nodiscard]] QRectF box() const { return m_box; } ///< In the widget.
+    [[nodiscard]] QRectF box() const { return m_box; }             ///< In the widget.
+    [[nodiscard]] bool showsFocus() const { return m_showsFocus; } ///< When it has it: it came by a key.
     /// What can have the focus, from the first to the last, itself included.
     [[nodiscard]] QList<QWidget *> controls();
 
@@ -93,6 +94,6 @@ private:
 
     DrawnView &m_view;
     Drawing::Button m_button;
-    std::optional<QString> m_pressed; // the subject; none when the press does not count
-    QElapsedTimer m_sinceChange;      // of the subject
+    std::optional<Drawing::Button> m_pressed; // as it was then; none when the press does not count
+    QElapsedTimer m_sinceChange;              // of the subject
 };

@@ -74,9 +74,7 @@ Drawing FocusCardView::compose(const AgentTask &task, const QDateTime &now, doub
     Drawing::Button copy = smallButton(u"copy"_s, u"复制名称"_s, task);
     copy.flash = u"已复制"_s;
     buttons.button(copy);
-    Drawing::Button edit = smallButton(u"edit"_s, u"编辑"_s, task);
-    edit.takesFocus = true;
-    buttons.button(edit);
+    buttons.button(smallButton(u"edit"_s, u"编辑"_s, task));
     // Codex lines are offered "完成" here, "归档" in their rows.
     buttons.button(smallButton(u"close"_s, task.id.startsWith(u"cc-"_s) ? u"归档"_s : u"完成"_s, task));
     y = buttons.place(drawing, {focusPadding + inside - buttons.size().width(), y}, inside).bottom();

@@ -1,5 +1,6 @@
 #include "Plumtide/views/LineMenu.h"
 
+#include "Plumtide/store/TaskStore.h"
 #include "Plumtide/views/Theme.h"
 
 #include <QMenu>
@@ -12,14 +13,18 @@ const QList<LineMenu::Wish> &LineMenu::wishes()
 {
     static const QList<Wish> wishes{{u"edit"_s, Qt::Key_E},
                                     {u"shelve"_s, Qt::Key_S},
+                                    {u"resume"_s, Qt::Key_S},
                                     {u"close"_s, Qt::Key_Delete},
                                     {session, Qt::CTRL | Qt::Key_Return}};
     return wishes;
 }
 
-void LineMenu::show(QWidget &parent, QPoint place, const AgentTask &line, bool isUndoable,
+void LineMenu::show(QWidget &parent, const TaskStore &store, const QString &id, QPoint place,
                     const std::function<void(const QString &wish)> &chosen)
 {
+    const std::optional<AgentTask> line = store.task(id);
+    if (!line)
+        return;
     Theme::setPalette();
     auto *menu = new QMenu(&parent);
     menu->setAttribute(Qt::WA_DeleteOnClose);
@@ -34,11 +39,12 @@ void LineMenu::show(QWidget &parent, QPoint place, const AgentTask &line, bool i
     };
     add(u"copy"_s, u"复制名称"_s);
     add(u"edit"_s, u"编辑"_s);
-    add(u"shelve"_s, line.status == AgentTaskStatus::shelved ? u"恢复"_s : u"搁置"_s);
-    add(u"close"_s, line.isAgentLine() ? u"归档"_s : u"完成"_s);
+    const bool isShelved = line->status == AgentTaskStatus::shelved;
+    add(isShelved ? u"resume"_s : u"shelve"_s, isShelved ? u"恢复"_s : u"搁置"_s);
+    add(u"close"_s, line->isAgentLine() ? u"归档"_s : u"完成"_s);
     menu->addSeparator();
-    if (line.isAgentLine())
+    if (line->isAgentLine())
         add(session, u"前往会话"_s);
-    add(undo, u"撤销"_s, isUndoable);
+    add(undo, u"撤销"_s, store.undoable().has_value());
     menu->popup(place);
 }

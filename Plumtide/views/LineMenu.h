@@ -1,13 +1,12 @@
 #pragma once
 
-#include "Plumtide/model/AgentTask.h"
-
 #include <QKeySequence>
 #include <QPoint>
 
 #include <functional>
 
 class QWidget;
+class TaskStore;
 
 /// What the user can do with a line besides its buttons: by a menu, which names the keys that do the same.
 namespace LineMenu {
@@ -25,8 +24,9 @@ inline const QString undo = QStringLiteral("undo");       ///< To take back what
 /// Those of a line that have a key.
 [[nodiscard]] const QList<Wish> &wishes();
 
-/// Shows the menu; `chosen` is told the name of a wish. Thread: main thread. Returns at once.
-void show(QWidget &parent, QPoint place, const AgentTask &line, bool isUndoable,
+/// Shows the menu of a line of the store, and returns at once; `chosen` is told the name of a wish. Thread: main
+/// thread.
+void show(QWidget &parent, const TaskStore &store, const QString &id, QPoint place,
           const std::function<void(const QString &wish)> &chosen);
 
 } // namespace LineMenu

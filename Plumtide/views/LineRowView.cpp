@@ -191,7 +191,7 @@ double LineRowView::composeBody(Drawing &drawing, double y, int width) const
         buttons.button(button);
     };
     add({.name = u"copy"_s, .text = u"复制名称"_s, .look = actionLook, .icon = u"copy"_s, .flash = u"已复制"_s});
-    add({.name = u"edit"_s, .text = u"编辑"_s, .look = actionLook, .icon = u"pencil"_s, .takesFocus = true});
+    add({.name = u"edit"_s, .text = u"编辑"_s, .look = actionLook, .icon = u"pencil"_s});
     add({.name = u"shelve"_s,
          .text = isShelved ? u"恢复"_s : u"搁置"_s,
          .look = actionLook,

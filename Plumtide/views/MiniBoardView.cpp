@@ -62,7 +62,9 @@ MiniBoardView::MiniBoardView(TaskStore &store, HooksInstaller &installer, QWidge
     setObjectName(u"mini"_s);
     auto *refresher = new Refresher(this, [this] { refresh(); });
     connect(this, &DrawnView::wished, this, &MiniBoardView::mainPanelRequested);
-    connect(this, &DrawnView::menuRequested, this, &MiniBoardView::showMenu);
+    connect(this, &DrawnView::menuRequested, this, [this](const QString &id, QPoint place) {
+        LineMenu::show(*this, m_store, id, place, [this, id](const QString &wish) { Q_EMIT lineWished(wish, id); });
+    });
     connect(&store, &TaskStore::objectWillChange, refresher, &Refresher::markStale);
     connect(&installer, &HooksInstaller::objectWillChange, refresher, &Refresher::markStale);
     refresh();
@@ -104,13 +106,6 @@ void MiniBoardView::refresh()
     setDrawing(std::move(drawing));
     place(face.translated(pos() + QPoint(shadowMargin, shadowMargin)), shadowMargin);
     updateGeometry();
-}
-
-void MiniBoardView::showMenu(const QString &id, QPoint place)
-{
-    if (const std::optional<AgentTask> line = m_store.task(id))
-        LineMenu::show(*this, place, *line, m_store.undoable().has_value(),
-                       [this, id](const QString &wish) { Q_EMIT lineWished(wish, id); });
 }
 
 void MiniBoardView::showEvent(QShowEvent *event)

@@ -31,7 +31,6 @@ protected:
 private:
     [[nodiscard]] QString headerText(qsizetype waiting) const;
     void refresh();
-    void showMenu(const QString &id, QPoint place);
 
     TaskStore &m_store;
     HooksInstaller &m_installer;

@@ -103,8 +103,7 @@ Drawing PanelHeader::compose(double width) const
                               .text = u"登记"_s,
                               .look = registerLook,
                               .icon = u"plus"_s,
-                              .hint = u"手动登记一个任务（Codex 或其他来源都可以）"_s,
-                              .takesFocus = true};
+                              .hint = u"手动登记一个任务（Codex 或其他来源都可以）"_s};
     Drawing face = composeButton(add);
     const QPointF at(headerPaddingX + inside - face.size.width(), tray.center().y() - face.size.height() / 2);
     drawing.addButton(add, at, std::move(face));

@@ -62,7 +62,9 @@ PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, Q
     for (DrawnView *view : {m_header, m_footer})
         connect(view, &DrawnView::wished, this, &PanelView::act);
     connect(m_board, &BoardView::wished, this, &PanelView::act);
-    connect(m_board, &BoardView::menuRequested, this, &PanelView::showMenu);
+    connect(m_board, &BoardView::menuRequested, this, [this](const QString &id, QPoint place) {
+        LineMenu::show(*this, m_store, id, place, [this, id](const QString &wish) { act(wish, id); });
+    });
     connect(m_board, &BoardView::connectRequested, this, [&installer](TaskSource tool) {
         if (tool == TaskSource::claude)
             installer.installClaude();
@@ -157,6 +159,7 @@ void PanelView::edit(const std::optional<AgentTask> &task)
     if (m_editor)
         return; // another is open; the mini board may ask
     m_openedBy = QApplication::focusWidget();
+    m_leftAt = placeOnBoard(m_openedBy);
     setFocus(Qt::OtherFocusReason); // from what is about to be hidden
     m_editor = new TaskEditView(m_store, task, m_clock, this);
     connect(m_editor, &TaskEditView::closed, this, &PanelView::closeEditor);
@@ -228,20 +231,33 @@ void PanelView::focusOn(QWidget *control, Qt::FocusReason reason)
         m_scroll->ensureWidgetVisible(control, 0, focusMargin);
 }
 
+int PanelView::placeOnBoard(const QWidget *control) const
+{
+    return m_board->isAncestorOf(control) ? control->mapTo(m_board, QPoint()).y() : -1;
+}
+
 bool PanelView::focusNextPrevChild(bool next)
 {
     QWidget *from = QApplication::focusWidget();
-    QWidget *wanted = nullptr;
+    const Qt::FocusReason reason = next ? Qt::TabFocusReason : Qt::BacktabFocusReason;
+    const int at = from == this ? std::exchange(m_leftAt, -1) : placeOnBoard(from);
     // Qt asks, too, when the control that has the focus has been hidden.
-    if (from && !m_editor && m_board->isAncestorOf(from) && !from->isVisible()) {
-        wanted = m_board->controlNear(from);
-        const QRect place = from->rect().translated(from->mapTo(m_scroll->viewport(), QPoint()));
-        if (wanted && !place.intersects(m_scroll->viewport()->rect())) { // the user reads elsewhere
-            wanted->setFocus(Qt::OtherFocusReason);
-            return true;
-        }
+    const bool isLost = at >= 0 && !m_editor && (from == this || !from->isVisible());
+    QWidget *near = isLost ? m_board->controlNear(at) : nullptr;
+    const auto *gone = qobject_cast<DrawnView *>(from);
+    if (!near || !gone) {
+        focusOn(near ? near : controlAfter(from, next), reason);
+        return true;
     }
-    focusOn(wanted ? wanted : controlAfter(from, next), next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
+    const QRect place = gone->rect().translated(gone->mapTo(m_scroll->viewport(), QPoint()));
+    if (!gone->showsFocus()) { // a key must not act on a line that the user has not chosen
+        m_leftAt = at;
+        setFocus(Qt::OtherFocusReason);
+    } else if (place.intersects(m_scroll->viewport()->rect())) {
+        focusOn(near, reason);
+    } else { // the user reads elsewhere
+        near->setFocus(reason);
+    }
     return true;
 }
 

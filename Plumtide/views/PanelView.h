@@ -56,7 +56,6 @@ protected:
 private:
     void refresh();
     void header();
-    void showMenu(const QString &id, QPoint place);
     void edit(const std::optional<AgentTask> &task); // a new one when it is absent
     void closeEditor();
     void showParts(bool isShown);
@@ -64,6 +63,7 @@ private:
     void bringIntoView(const QString &id);
     void focusOn(QWidget *control, Qt::FocusReason reason);
     [[nodiscard]] QWidget *controlAfter(QWidget *from, bool next);
+    [[nodiscard]] int placeOnBoard(const QWidget *control) const; // its y there; -1 elsewhere
 
     TaskStore &m_store;
     HooksInstaller &m_installer;
@@ -76,5 +76,6 @@ private:
     bool m_isMiniBoardOn = false;
     TaskEditView *m_editor = nullptr; // null while the board is shown
     QPointer<QWidget> m_openedBy;     // the control that the form was opened by
+    int m_leftAt = -1;                // where on the board the focus was, when the panel has it instead
     Refresher *m_refresher;
 };

@@ -28,21 +28,15 @@ void PanelView::act(const QString &wish, const QString &id)
         QGuiApplication::clipboard()->setText(line->title);
     } else if (line && wish == u"edit") {
         edit(line);
+    } else if (line && line->status == AgentTaskStatus::shelved && (wish == u"shelve" || wish == u"resume")) {
+        m_store.setStatus(id, AgentTaskStatus::waiting);
     } else if (line && wish == u"shelve") {
-        const bool isShelved = line->status == AgentTaskStatus::shelved;
-        m_store.setStatus(id, isShelved ? AgentTaskStatus::waiting : AgentTaskStatus::shelved);
+        m_store.setStatus(id, AgentTaskStatus::shelved);
     } else if (line && wish == u"close") {
         m_store.setStatus(id, AgentTaskStatus::done);
     } else if (line && wish == LineMenu::session) {
         Q_EMIT sessionRequested(id);
     }
-}
-
-void PanelView::showMenu(const QString &id, QPoint place)
-{
-    if (const std::optional<AgentTask> line = m_store.task(id))
-        LineMenu::show(*this, place, *line, m_store.undoable().has_value(),
-                       [this, id](const QString &wish) { act(wish, id); });
 }
 
 void PanelView::tell(const QString &sentence)

@@ -1,5 +1,6 @@
 #include "Plumtide/views/ShapedText.h"
 
+#include <QFontMetricsF>
 #include <QRegularExpression>
 
 #include <algorithm>
@@ -10,6 +11,12 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr double unlimited = 1e6;
+
+bool hasRightToLeft(const QString &text)
+{
+    return std::ranges::any_of(text,
+                               [](QChar c) { return c.direction() == QChar::DirR || c.direction() == QChar::DirAL; });
+}
 
 // For one line, by its baseline instead of by its top.
 QList<QGlyphRun> onBaseline(QList<QGlyphRun> runs, const QTextLine &line)
@@ -41,7 +48,7 @@ ShapedText::ShapedText(const QString &label, const TextStyle &labelStyle, const 
     QTextLine whole = m_line->createLine();
     if (whole.isValid()) {
         whole.setLineWidth(unlimited);
-        m_width = (line.isRightToLeft() ? whole.naturalTextWidth() : whole.cursorToX(static_cast<int>(line.size())))
+        m_width = (hasRightToLeft(line) ? whole.naturalTextWidth() : whole.cursorToX(static_cast<int>(line.size())))
             * Theme::face(m_style).scale;
     }
     m_line->endLayout();
@@ -86,6 +93,13 @@ double ShapedText::addCutLine(TextBlock &block, QPointF topLeft, qsizetype from,
 {
     const double scale = Theme::face(m_style).scale;
     const QTextLine line = m_line->lineAt(0);
+    if (hasRightToLeft(m_text)) { // its letters do not stand in their order
+        const QString cut =
+            QFontMetricsF(m_line->font()).elidedText(m_line->text().sliced(from), Qt::ElideRight, width / scale);
+        const ShapedText shown(cut, m_style);
+        shown.addRuns(block, shown.m_line->lineAt(0), topLeft, 0, cut.size());
+        return shown.width();
+    }
     const ShapedText dots(u"…"_s, m_style);
     const double start = line.cursorToX(static_cast<int>(from));
     const int end = std::max(static_cast<int>(from),

@@ -65,20 +65,6 @@ QString statusLabel(AgentTaskStatus status)
     Q_UNREACHABLE();
 }
 
-QStringList statusLabels()
-{
-    QStringList labels;
-    std::ranges::transform(offeredStatuses, std::back_inserter(labels), statusLabel);
-    return labels;
-}
-
-QStringList sourceLabels()
-{
-    QStringList labels;
-    std::ranges::transform(allTaskSources, std::back_inserter(labels), [](TaskSource source) { return label(source); });
-    return labels;
-}
-
 } // namespace
 
 TaskEditView::TaskEditView(TaskStore &store, const std::optional<AgentTask> &editing, Clock clock, QWidget *parent)
@@ -88,8 +74,8 @@ TaskEditView::TaskEditView(TaskStore &store, const std::optional<AgentTask> &edi
       m_clock(std::move(clock)),
       m_title(makeInput(u"输入任务名称"_s)),
       m_project(makeInput(u"项目或仓库名称"_s)),
-      m_source(makeChoice(sourceLabels())),
-      m_status(makeChoice(statusLabels())),
+      m_source(makeChoice()),
+      m_status(makeChoice()),
       m_purpose(makeInput(u"例如：完成后可以合并代码"_s)),
       m_currentState(makeInput(u"当前进展（可选）"_s)),
       m_waitingReason(makeInput(u"需要你做什么（可选）"_s)),
@@ -107,6 +93,10 @@ TaskEditView::TaskEditView(TaskStore &store, const std::optional<AgentTask> &edi
     QPalette palette;
     palette.setColor(QPalette::PlaceholderText, Theme::text); // a status that is not offered is one all the same
     m_status->setPalette(palette);
+    for (const TaskSource source : allTaskSources)
+        m_source->addItem(label(source));
+    for (const AgentTaskStatus status : offeredStatuses)
+        m_status->addItem(statusLabel(status));
     m_source->setCurrentIndex(static_cast<int>(TaskSource::other));
     m_status->setCurrentIndex(0);
     fill();
@@ -135,12 +125,15 @@ QLineEdit *TaskEditView::makeInput(const QString &placeholder)
     return input;
 }
 
-QComboBox *TaskEditView::makeChoice(const QStringList &labels)
+QComboBox *TaskEditView::makeChoice()
 {
     auto *choice = new QComboBox(this);
     choice->setFont(Theme::widgetFont(fieldTextStyle));
-    choice->addItems(labels);
     choice->installEventFilter(this);
+    connect(choice, &QComboBox::currentIndexChanged, choice, [choice] {
+        QAccessibleEvent event(choice, QAccessible::NameChanged); // which has the value in it
+        QAccessible::updateAccessibility(&event);
+    });
     return choice;
 }
 

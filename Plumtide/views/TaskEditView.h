@@ -43,7 +43,7 @@ private:
     };
 
     [[nodiscard]] QLineEdit *makeInput(const QString &placeholder);
-    [[nodiscard]] QComboBox *makeChoice(const QStringList &labels);
+    [[nodiscard]] QComboBox *makeChoice();
     void fill();
     static void fill(QLineEdit *input, const QString &text);
     [[nodiscard]] bool canSave() const;

@@ -47,7 +47,7 @@ inline QMap<QString, QStringList> heard(const QList<QAccessibleInterface *> &ele
             found[u"top"_s] += QString::number(box.top());
         if (element->role() == QAccessible::Button)
             found[u"hints"_s] += element->text(QAccessible::Description);
-        if (element->role() == QAccessible::EditableText || element->role() == QAccessible::ComboBox)
+        if (element->role() == QAccessible::EditableText)
             name += u'=' + element->text(QAccessible::Value);
         if (element->role() == QAccessible::ListItem && painted.intersects(box))
             name += u" painted"_s;
