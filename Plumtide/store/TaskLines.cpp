@@ -77,22 +77,19 @@ QList<AgentTask> TaskLines::tasks(AgentTaskStatus in, const QDateTime &now) cons
 
 TaskLines::Sections TaskLines::sections(const QDateTime &now) const
 {
-    using Place = std::tuple<bool, qint64, const Project *>; // by which they are sorted, near each other in memory
+    using Place = std::pair<qint64, const Project *>; // the higher comes first; near each other in memory
+    constexpr qint64 urgent = 1LL << 62;              // later than any change
     std::vector<Place> shown;
     for (const Project &project : projects(now)) {
         if (!project.group.lines.isEmpty())
-            shown.emplace_back(!project.isUrgent, -project.newest, &project);
+            shown.emplace_back(project.newest + (project.isUrgent ? urgent : 0), &project);
     }
     std::ranges::sort(shown, [](const Place &a, const Place &b) {
-        const auto &[isCalm, age, project] = a;
-        const auto &[isOtherCalm, otherAge, other] = b;
-        if (isCalm != isOtherCalm || age != otherAge)
-            return isCalm != isOtherCalm ? isOtherCalm : age < otherAge;
-        return project->group.name < other->group.name;
+        return a.first != b.first ? a.first > b.first : a.second->group.name < b.second->group.name;
     });
     Sections sections;
-    for (const auto &[isCalm, age, project] : shown)
-        sections[static_cast<std::size_t>(project->section)].append(project->group);
+    for (const auto &[order, project] : shown)
+        sections[static_cast<std::size_t>(project->section)].append(&project->group);
     return sections;
 }
 

@@ -20,7 +20,8 @@ public:
         qsizetype place;
         AgentTask line;
     };
-    using Sections = std::array<QList<ProjectGroup>, allProjectSections.size()>;
+    /// They hold until a line changes or the next query is made.
+    using Sections = std::array<QList<const ProjectGroup *>, allProjectSections.size()>;
 
     void take(const Edit &edit);
     void set(const QList<AgentTask> &lines);

@@ -77,7 +77,8 @@ public:
     /// The first of those that wait.
     [[nodiscard]] std::optional<AgentTask> firstWaiting() const { return m_board.firstWaiting(now()); }
     /// The lines that are not done, under the source filter, one group a project, by section: those with urgent lines
-    /// first, then the latest change first, then by name. The price is that of the projects, not of the lines.
+    /// first, then the latest change first, then by name. The price is that of the projects, not of the lines. The
+    /// groups are there until the next query or change.
     [[nodiscard]] Board::Sections sections() const { return m_board.sections(now()); }
 
     /// Stores a line from the edit form, with the current time.

@@ -112,19 +112,21 @@ void BoardView::refresh(const QDateTime &now)
     std::size_t count = 0;
     for (std::size_t i = 0; i < sections.size(); ++i) {
         const QList<ProjectCardView *> before = std::exchange(m_sections[i], {});
-        for (const ProjectGroup &group : sections[i]) {
+        for (const ProjectGroup *group : sections[i]) {
             // The line in the focus card is not listed a second time.
-            const QString excludeID = first && first->project == group.name ? first->id : QString();
-            if (!excludeID.isEmpty() && group.lines.size() == 1)
+            const QString excludeID = first && first->project == group->name ? first->id : QString();
+            if (!excludeID.isEmpty() && group->lines.size() == 1)
                 continue;
             ProjectCardView *card = before.value(m_sections[i].size());
-            if (!card || card->name() != group.name) { // it has another place than before
-                std::unique_ptr<ProjectCardView> &known = m_cards[group.name];
+            if (!card
+                || (card->revision() != group->revision
+                    && card->name() != group->name)) { // it has another place than before
+                std::unique_ptr<ProjectCardView> &known = m_cards[group->name];
                 if (!known)
                     known = std::make_unique<ProjectCardView>();
                 card = known.get();
             }
-            card->setGroup(group, excludeID, now);
+            card->setGroup(*group, excludeID, now);
             card->round = m_round;
             m_sections[i].append(card);
         }
@@ -146,10 +148,13 @@ void BoardView::refresh(const QDateTime &now)
 
 void BoardView::layOut()
 {
-    QStringList moving; // the projects of rows that are not folded
+    QSet<const ProjectCardView *> moving; // of which something is not folded
     for (const Transition *transition : std::as_const(m_motions)) {
-        if (const std::optional<AgentTask> line = m_store.task(transition->objectName()))
-            moving.append(line->project);
+        const QString &name = transition->objectName();
+        const std::optional<AgentTask> line = m_store.task(name);
+        const auto card = m_cards.find(line ? line->project : projectOfCardKey(name));
+        if (card != m_cards.end())
+            moving.insert(card->second.get());
     }
     m_items.clear();
     const double inside = cardWidth();
@@ -172,7 +177,7 @@ void BoardView::layOut()
         add(Item::Kind::Heading, m_headings[i]);
         m_items.back().index = static_cast<qsizetype>(i);
         for (ProjectCardView *card : std::as_const(m_sections[i]))
-            y = layOutCard(*card, y + sectionGap, moving.contains(card->name()));
+            y = layOutCard(*card, y + sectionGap, moving.contains(card));
     }
     resize(width(), static_cast<int>(y) + boardPaddingY);
     m_bannerView->setVisible(m_banner.isShown()); // only now: the focus goes from what is hidden to a neighbour
@@ -186,7 +191,7 @@ double BoardView::layOutCard(ProjectCardView &card, double y, bool hasMotion)
     const QRectF room(boardPaddingX, y, cardWidth(), 0);
     card.itemIndex = m_items.size();
     m_items.push_back({.kind = Item::Kind::Card, .box = room, .card = &card});
-    const Transition *folding = card.canFold() ? motion(cardKey(card.name())) : nullptr;
+    const Transition *folding = hasMotion && card.canFold() ? motion(cardKey(card.name())) : nullptr;
     const double unfolded = !card.canFold() ? 1 : folding ? folding->amount() : 0;
     const qsizetype activeCount = card.activeLines().size();
     const qsizetype count = activeCount + (unfolded > 0 ? card.quietLines().size() : 0);

@@ -17,6 +17,7 @@ public:
     /// Takes over a group without the line `excludeID`, which is shown elsewhere; nothing is done where it shows that.
     void setGroup(const ProjectGroup &group, const QString &excludeID, const QDateTime &now);
     [[nodiscard]] const QString &name() const { return m_group.name; }
+    [[nodiscard]] quint64 revision() const { return m_group.revision; }
     [[nodiscard]] const QDateTime &now() const { return m_now; } ///< When the group was as it is shown.
     [[nodiscard]] const QList<AgentTask> &activeLines() const { return m_activeLines; }
     [[nodiscard]] const QList<AgentTask> &quietLines() const { return m_quietLines; }

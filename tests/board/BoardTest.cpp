@@ -125,13 +125,12 @@ private:
 
     void look()
     {
-        const auto sections = store->sections();
-        for (const QList<ProjectGroup> &section : sections) {
-            for (const ProjectGroup &group : section) {
+        for (const auto &section : store->sections()) {
+            for (const ProjectGroup *group : section) {
                 QString text =
-                    label(group.section(home.now)) + u' ' + group.name + u": "_s + group.summaryText(home.now);
+                    label(group->section(home.now)) + u' ' + group->name + u": "_s + group->summaryText(home.now);
                 for (const auto rank : {LineRank::urgent, LineRank::freshWaiting, LineRank::running, LineRank::quiet})
-                    text += aged(group.linesOf(rank, home.now));
+                    text += aged(group->linesOf(rank, home.now));
                 say(text);
             }
         }
@@ -172,11 +171,11 @@ private:
         EXPECT_EQ(file, records.isEmpty() && file.isEmpty() ? "" : QJsonDocument(records).toJson());
         // A group's revision changes with what it shows, and with nothing else.
         const auto before = std::exchange(m_groups, {});
-        for (const QList<ProjectGroup> &section : store->sections()) {
-            for (const ProjectGroup &group : section) {
-                const auto now = m_groups[group.name] = {group, group.summaryText(home.now)};
-                EXPECT_EQ(group.revision == before[group.name].first.revision, now == before[group.name]);
-                for (const AgentTask &line : group.lines)
+        for (const auto &section : store->sections()) {
+            for (const ProjectGroup *group : section) {
+                const auto now = m_groups[group->name] = {*group, group->summaryText(home.now)};
+                EXPECT_EQ(group->revision == before[group->name].first.revision, now == before[group->name]);
+                for (const AgentTask &line : group->lines)
                     EXPECT_TRUE(store->tasks().contains(line));
             }
         }
