@@ -1,5 +1,6 @@
 #include "Plumtide/app/MiniBoardWindow.h"
 
+#include "Plumtide/desktop/ActiveWindow.h"
 #include "Plumtide/desktop/FloatingWindow.h"
 
 #include <QGuiApplication>
@@ -14,6 +15,13 @@
 #include <utility>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto restackTime = 50ms;
+
+} // namespace
 
 MiniBoardWindow::MiniBoardWindow(QWidget *content)
     : QWidget(nullptr,
@@ -30,6 +38,11 @@ MiniBoardWindow::MiniBoardWindow(QWidget *content)
     column->addWidget(content);
     connect(&m_compositor, &ManagerSelection::changed, this, &MiniBoardWindow::updateShape);
     adjustSize();
+    // sway 1.7 shows it above all, but has XWayland put each window that becomes active above it a moment later, and
+    // the clicks on the board would go to that one.
+    if (windowFlags().testFlag(Qt::X11BypassWindowManagerHint) && !FloatingWindow::isPointerKnown())
+        connect(new ActiveWindow(this), &ActiveWindow::changed, this,
+                [this] { QTimer::singleShot(restackTime, this, &QWidget::raise); });
     connect(qApp, &QGuiApplication::screenAdded, this, &MiniBoardWindow::stayInReach, Qt::QueuedConnection);
     connect(qApp, &QGuiApplication::screenRemoved, this, &MiniBoardWindow::stayInReach, Qt::QueuedConnection);
 }
