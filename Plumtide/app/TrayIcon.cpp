@@ -77,7 +77,7 @@ QPixmap draw(int size, int count)
     const double scale = size / 24.0;
     if (count <= 0)
         return QPixmap::fromImage(glyph(size, QRectF(0, -1.0 * scale, size, size)));
-    QImage image = glyph(size, QRectF(0, -4 * scale, size, size));
+    QImage image = glyph(size, QRectF(0, -3 * scale, size, size));
     QPainter painter(&image);
     painter.setRenderHint(QPainter::Antialiasing);
     drawBadge(painter, size, count > 99 ? u"99+"_s : QString::number(count));
