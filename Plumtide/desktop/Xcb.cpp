@@ -2,6 +2,22 @@
 
 #include <QGuiApplication>
 
+#include <cstdlib>
+
+#include <dlfcn.h>
+
+// In place of libxcb-randr's: Qt 6.4 reads the answer about a screen that XWayland has just taken away through the null
+// pointer that it is (seen with KWin 5.27). It gets an empty one, and hears of the change next.
+extern "C" void *xcb_randr_get_crtc_info_reply(xcb_connection_t *connection, xcb_void_cookie_t cookie,
+                                               xcb_generic_error_t **error)
+{
+    constexpr std::size_t answerSize = 32;
+    static auto *const original = reinterpret_cast<decltype(&xcb_randr_get_crtc_info_reply)>(
+        ::dlsym(::dlopen("libxcb-randr.so.0", RTLD_LAZY), "xcb_randr_get_crtc_info_reply"));
+    void *const answer = original(connection, cookie, error);
+    return answer ? answer : std::calloc(1, answerSize);
+}
+
 xcb_connection_t *xcbConnection()
 {
     const auto *const x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
