@@ -108,6 +108,8 @@ void Theme::setPalette()
         palette.setColor(role, card);
     for (const auto role : {QPalette::Text, QPalette::ButtonText, QPalette::WindowText, QPalette::ToolTipText})
         palette.setColor(role, text);
+    for (const auto role : {QPalette::Text, QPalette::ButtonText, QPalette::WindowText})
+        palette.setColor(QPalette::Disabled, role, placeholder);
     palette.setColor(QPalette::Window, bg);
     palette.setColor(QPalette::PlaceholderText, placeholder);
     palette.setColor(QPalette::Highlight, accent);
