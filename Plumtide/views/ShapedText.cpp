@@ -57,7 +57,7 @@ ShapedText::ShapedText(const QString &label, const TextStyle &labelStyle, const 
 std::shared_ptr<QTextLayout> ShapedText::layout(const QString &text) const
 {
     const Theme::Face &face = Theme::face(m_style);
-    QFont font = face.font;
+    QFont font = face.fontFor(text.sliced(m_labelLength));
     if (m_style.letterSpacing != 0)
         font.setLetterSpacing(QFont::AbsoluteSpacing, m_style.letterSpacing / face.scale);
     auto layout = std::make_shared<QTextLayout>(text, font);
@@ -67,7 +67,7 @@ std::shared_ptr<QTextLayout> ShapedText::layout(const QString &text) const
     layout->setTextOption(option);
     if (m_labelLength > 0) {
         QTextCharFormat format;
-        format.setFont(Theme::face(m_labelStyle).font);
+        format.setFont(Theme::face(m_labelStyle).fontFor(text.first(m_labelLength)));
         layout->setFormats({{0, static_cast<int>(m_labelLength), format}});
     }
     return layout;

@@ -83,14 +83,23 @@ const Theme::Face &Theme::face(const TextStyle &style)
     const auto known = faces.find(key);
     if (known != faces.end())
         return known->second;
-    const QFont font = makeFont(style, baseSize);
+    QFont font = makeFont(style, baseSize);
+    font.setStyleStrategy(QFont::NoFontMerging);
     const QFontMetricsF metrics(font);
     const double scale = style.size / baseSize;
     // Metrics come in 64ths of a pixel: what is half a pixel but for that counts down.
     const auto whole = [scale](double metric) { return std::round(metric * scale - 0.01); };
     const double ascent = whole(metrics.ascent());
     const double height = ascent + whole(metrics.descent());
-    return faces.emplace(key, Face{font, scale, ascent, height}).first->second;
+    return faces.emplace(key, Face{font, QRawFont::fromFont(font), scale, ascent, height}).first->second;
+}
+
+QFont Theme::Face::fontFor(const QString &text) const
+{
+    QFont chosen = font;
+    if (!std::ranges::all_of(text.toUcs4(), [this](char32_t letter) { return glyphs.supportsCharacter(letter); }))
+        chosen.setStyleStrategy(QFont::PreferDefault);
+    return chosen;
 }
 
 QFont Theme::widgetFont(const TextStyle &style)

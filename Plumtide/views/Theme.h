@@ -4,6 +4,7 @@
 
 #include <QColor>
 #include <QFont>
+#include <QRawFont>
 #include <QString>
 
 /// A text's look. Two weights exist on most machines: regular and medium come out alike, as do semibold and bold.
@@ -51,10 +52,15 @@ public:
     /// font's rounded ascent and descent, so that stacks of lines stay on whole pixels.
     struct Face
     {
-        QFont font;        ///< One of three, so that few fonts are loaded; without the letter spacing.
+        QFont font;        ///< One of three, so that few fonts are loaded; without the letter spacing. No other helps out.
+        QRawFont glyphs;   ///< The font's own.
         double scale;      ///< From the base size to the style's, when it is painted.
         double ascent;     ///< Whole.
         double lineHeight; ///< Whole.
+
+        /// The font, helped out by others where it lacks a letter of `text`. Looking for those takes longer than all else
+        /// that is done for a font.
+        [[nodiscard]] QFont fontFor(const QString &text) const;
     };
     [[nodiscard]] static const Face &face(const TextStyle &style); ///< Made once for each style.
     [[nodiscard]] static QFont widgetFont(const TextStyle &style); ///< For a widget of Qt; in whole pixels.
