@@ -79,7 +79,8 @@ DrawnView *BoardView::realise(const Item &item)
 {
     if (item.kind == Item::Kind::Row) {
         LineRowView *view = row(*item.card, item.index);
-        view->placeRow(item.box);
+        view->place(item.box, item.box.height() > 0 ? LineRowView::margin : 0);
+        view->setVisible(true);
         return view;
     }
     const bool isCard = item.kind == Item::Kind::Card;

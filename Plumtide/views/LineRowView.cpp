@@ -9,7 +9,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr double rowPaddingY = 2;
-constexpr double rowMargin = 4; // around its box
 constexpr double lineGap = 4;
 constexpr double rowItemGap = 6;
 constexpr double rowDotDiameter = 5;
@@ -135,12 +134,6 @@ void LineRowView::show(const AgentTask &line, const QDateTime &now, int width, b
     setAccessibleDescription(isExpanded ? spokenBody(line) : QString());
     setDrawing(compose(width));
     tellState(changed);
-}
-
-void LineRowView::placeRow(const QRectF &box)
-{
-    place(box, box.height() > 0 ? rowMargin : 0);
-    setVisible(true);
 }
 
 Drawing LineRowView::compose(int width) const

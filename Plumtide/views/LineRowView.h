@@ -11,6 +11,8 @@ class LineRowView final : public DrawnView
     Q_OBJECT
 
 public:
+    static constexpr double margin = 4; ///< Around it, for the focus ring. Logical pixels.
+
     /// It stays with the line of this id for as long as it lives.
     LineRowView(const QString &id, QWidget *parent);
 
@@ -23,8 +25,6 @@ public:
     [[nodiscard]] int unfoldedHeight() const; ///< Of what it shows.
     [[nodiscard]] const AgentTask &line() const { return m_line; }
     [[nodiscard]] std::optional<bool> isExpanded() const override { return m_isExpanded; }
-
-    void placeRow(const QRectF &box); ///< In its parent, with room for the focus ring.
 
 private:
     [[nodiscard]] bool shows(const AgentTask &line, const QDateTime &now) const;

@@ -107,9 +107,3 @@ void MiniBoardView::refresh()
     place(face.translated(pos() + QPoint(shadowMargin, shadowMargin)), shadowMargin);
     updateGeometry();
 }
-
-void MiniBoardView::showEvent(QShowEvent *event)
-{
-    Theme::checkFonts();
-    DrawnView::showEvent(event);
-}

@@ -25,9 +25,6 @@ Q_SIGNALS:
     void mainPanelRequested();                               ///< A row was clicked.
     void lineWished(const QString &wish, const QString &id); ///< By a row's menu.
 
-protected:
-    void showEvent(QShowEvent *event) override;
-
 private:
     [[nodiscard]] QString headerText(qsizetype waiting) const;
     void refresh();

@@ -189,12 +189,6 @@ void PanelView::focusInEvent(QFocusEvent *event)
         QWidget::focusInEvent(event);
 }
 
-void PanelView::showEvent(QShowEvent *event)
-{
-    Theme::checkFonts();
-    QWidget::showEvent(event);
-}
-
 void PanelView::paintEvent(QPaintEvent *event)
 {
     QPainter painter(this);

@@ -22,7 +22,6 @@ public:
     /// `view` owns it; `refresh` is called on the event loop, or while `view` is being shown.
     Refresher(QWidget *view, std::function<void()> refresh);
 
-    [[nodiscard]] bool isStale() const { return m_isStale; } ///< There is something that has not been read.
     void markStale(); ///< Sources announce a change before they make it, so nothing is read now.
 
 protected:

@@ -83,6 +83,8 @@ const Theme::Face &Theme::face(const TextStyle &style)
     const auto known = faces.find(key);
     if (known != faces.end())
         return known->second;
+    if (faces.empty() && QFontDatabase::families(QFontDatabase::SimplifiedChinese).isEmpty())
+        std::fputs("Plumtide: 没有找到中文字体，文字可能显示为方框；请安装 fonts-noto-cjk。\n", stderr);
     QFont font = makeFont(style, baseSize);
     font.setStyleStrategy(QFont::NoFontMerging);
     const QFontMetricsF metrics(font);
@@ -125,13 +127,4 @@ void Theme::setPalette()
     palette.setColor(QPalette::HighlightedText, onAccent);
     QApplication::setPalette(palette);
     QToolTip::setPalette(palette); // it has one of its own
-}
-
-void Theme::checkFonts()
-{
-    static bool isChecked = false;
-    if (std::exchange(isChecked, true))
-        return;
-    if (QFontDatabase::families(QFontDatabase::SimplifiedChinese).isEmpty())
-        std::fputs("Plumtide: 没有找到中文字体，文字可能显示为方框；请安装 fonts-noto-cjk。\n", stderr);
 }

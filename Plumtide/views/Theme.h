@@ -52,22 +52,20 @@ public:
     /// font's rounded ascent and descent, so that stacks of lines stay on whole pixels.
     struct Face
     {
-        QFont font;        ///< One of three, so that few fonts are loaded; without the letter spacing. No other helps out.
+        QFont font;        ///< One of three, so that few fonts are loaded; without the letter spacing.
         QRawFont glyphs;   ///< The font's own.
         double scale;      ///< From the base size to the style's, when it is painted.
         double ascent;     ///< Whole.
         double lineHeight; ///< Whole.
 
-        /// The font, helped out by others where it lacks a letter of `text`. Looking for those takes longer than all else
-        /// that is done for a font.
+        /// The font, with others to help out where it lacks a letter of `text`: to look for those takes longer than all
+        /// else that is done for a font.
         [[nodiscard]] QFont fontFor(const QString &text) const;
     };
-    [[nodiscard]] static const Face &face(const TextStyle &style); ///< Made once for each style.
+    /// Made once for each style. The first time, one line on standard error where the machine has no font for Chinese.
+    [[nodiscard]] static const Face &face(const TextStyle &style);
     [[nodiscard]] static QFont widgetFont(const TextStyle &style); ///< For a widget of Qt; in whole pixels.
 
     /// Gives everything that Qt itself draws these colours: fields, lists, menus, tooltips.
     static void setPalette();
-
-    /// Looks for the fonts. One line on standard error where the machine has none that draws Chinese; at most once.
-    static void checkFonts();
 };
