@@ -177,6 +177,8 @@ void PanelView::closeEditor()
     editor->deleteLater(); // one of its buttons is being pressed
     showParts(true);
     QWidget *back = m_openedBy && isAncestorOf(m_openedBy) && m_openedBy->isVisible() ? m_openedBy : this;
+    if (back != this)
+        m_leftAt = -1;
     back->setFocus(Qt::ActiveWindowFocusReason); // the ring shows if it did before
 }
 
