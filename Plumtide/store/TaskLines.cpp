@@ -77,12 +77,12 @@ QList<AgentTask> TaskLines::tasks(AgentTaskStatus in, const QDateTime &now) cons
 
 TaskLines::Sections TaskLines::sections(const QDateTime &now) const
 {
-    using Place = std::pair<qint64, const Project *>; // the higher comes first; near each other in memory
-    constexpr qint64 urgent = 1LL << 62;              // later than any change
+    // Whether it is urgent, and its newest change: the higher comes first. Near each other in memory.
+    using Place = std::pair<std::pair<bool, qint64>, const Project *>;
     std::vector<Place> shown;
     for (const Project &project : projects(now)) {
         if (!project.group.lines.isEmpty())
-            shown.emplace_back(project.newest + (project.isUrgent ? urgent : 0), &project);
+            shown.emplace_back(std::pair(project.isUrgent, project.newest), &project);
     }
     std::ranges::sort(shown, [](const Place &a, const Place &b) {
         return a.first != b.first ? a.first > b.first : a.second->group.name < b.second->group.name;

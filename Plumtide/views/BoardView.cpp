@@ -118,9 +118,8 @@ void BoardView::refresh(const QDateTime &now)
             if (!excludeID.isEmpty() && group->lines.size() == 1)
                 continue;
             ProjectCardView *card = before.value(m_sections[i].size());
-            if (!card
-                || (card->revision() != group->revision
-                    && card->name() != group->name)) { // it has another place than before
+            // A look at the revision spares one at the names, which lie elsewhere in memory.
+            if (!card || (card->revision() != group->revision && card->name() != group->name)) {
                 std::unique_ptr<ProjectCardView> &known = m_cards[group->name];
                 if (!known)
                     known = std::make_unique<ProjectCardView>();
