@@ -1,8 +1,9 @@
-# Warnings (errors by the presets' CMAKE_COMPILE_WARNING_AS_ERROR, not for whoever packages it with another compiler),
-# Qt's text rules and the sanitizer switch, for every target of ours and for nothing else.
+# Warnings (errors in the presets that developers test with), Qt's text rules and the sanitizer switch, for every target
+# of ours and for nothing else.
 add_library(plumtide_flags INTERFACE)
 target_compile_options(plumtide_flags INTERFACE -Wall -Wextra -Wpedantic -Wconversion)
 target_compile_definitions(plumtide_flags INTERFACE
+    QT_DISABLE_DEPRECATED_UP_TO=0x060400 QT_WARN_DEPRECATED_UP_TO=0x060400 # of the oldest Qt that is supported
     QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_URL_CAST_FROM_STRING QT_NO_FOREACH QT_NO_KEYWORDS)
 target_include_directories(plumtide_flags INTERFACE ${PROJECT_SOURCE_DIR})
 

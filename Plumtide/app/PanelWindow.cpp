@@ -85,10 +85,12 @@ void PanelWindow::open(const QRect &item, QByteArray token)
     raise();
     activateWindow();
     FloatingWindow::endStartup(token);
+#if QT_VERSION < QT_VERSION_CHECK(6, 5, 0)
     // Qt 6.4 on X11 hears late that a window it hid has lost the focus. Shown again before that, the window would get
     // the focus without being told, and not notice when it goes.
     if (!isActiveWindow() && QGuiApplication::focusWindow() == windowHandle())
         QApplication::setActiveWindow(this);
+#endif
 }
 
 void PanelWindow::setVisible(bool isVisible)

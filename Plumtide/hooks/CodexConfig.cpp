@@ -1,6 +1,6 @@
 #include "Plumtide/hooks/CodexConfig.h"
 
-#include <QTextBoundaryFinder>
+#include "Plumtide/system/Characters.h"
 
 #include <toml++/toml.h>
 
@@ -258,9 +258,10 @@ QStringList tomlStringElements(const QString &line)
     bool isEscaped = false;
     QChar openQuote; // null outside of strings
 
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, line);
-    for (qsizetype at = 0, end; (end = finder.toNextBoundary()) >= 0; at = end) {
+    qsizetype at = 0;
+    for (const qsizetype end : characterEnds(line, line.size())) {
         const QStringView character = QStringView(line).sliced(at, end - at);
+        at = end;
         // A quote with an accent is one character, and no quote.
         const QChar single = character.size() == 1 ? character.front() : QChar();
         if (!isInArray) {

@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QJsonDocument>
+#include <QJsonValue>
 #include <QRegularExpression>
 
 using namespace Qt::StringLiterals;

@@ -5,6 +5,7 @@
 #include "Plumtide/system/Characters.h"
 
 #include <QJsonDocument>
+#include <QTimeZone>
 
 #include <algorithm>
 #include <cmath>
@@ -56,7 +57,7 @@ QDateTime HookEvent::date(const QDateTime &now) const
     constexpr double earliest = -62'135'596'800, latest = 253'402'300'800; // the beginnings of the years 1 and 10000
     if (!tavvelTs || !(*tavvelTs >= earliest && *tavvelTs < latest))       // written so that a NaN is turned away, too
         return now;
-    return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(std::floor(*tavvelTs * 1000)), Qt::UTC);
+    return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(std::floor(*tavvelTs * 1000)), QTimeZone::utc());
 }
 
 bool HookEvent::isCodex() const
@@ -89,6 +90,7 @@ std::optional<QString> HookEvent::squeeze(const QString &text, qsizetype max)
     constexpr qsizetype mostUnitsOfACharacter = 64;
     if (line.size() <= max)
         return line;
-    const qsizetype cut = qMin(characterEnds(line, max).value(max - 1, line.size()), max * mostUnitsOfACharacter);
-    return cut < line.size() ? wellFormed(line.first(cut)) + u'…' : line;
+    const QString start = wellFormed(line.left(max * mostUnitsOfACharacter));
+    const qsizetype cut = characterEnds(start, max).value(max - 1, start.size());
+    return cut < line.size() ? start.first(cut) + u'…' : line;
 }

@@ -1,20 +1,29 @@
 #include "Plumtide/system/Characters.h"
 
-#include <memory>
+#include <QRegularExpression>
 
-#include <unicode/ubrk.h>
+using namespace Qt::StringLiterals;
 
-QList<qsizetype> characterEnds(QStringView text, qsizetype most)
+namespace {
+
+QRegularExpression characterPattern()
 {
-    UErrorCode error = U_ZERO_ERROR;
-    // Kept, since making one takes far longer than counting a title.
-    thread_local const std::unique_ptr<UBreakIterator, decltype(&ubrk_close)> characters(
-        ubrk_open(UBRK_CHARACTER, "", nullptr, 0, &error), &ubrk_close);
+    const QRegularExpression character(uR"(\X)"_s);
+    const QString twoCharacters = u"👍👍"_s;
+    if (character.match(twoCharacters).capturedLength() < twoCharacters.size())
+        return character;
+    // PCRE2 10.42 (Debian 12) takes all emoji in a row for one character. Here one ends as the annex's rule GB11 says.
+    return QRegularExpression(
+        uR"(\p{ExtPict}(?:[\p{GrExt}\p{EMod}]*\x{200D}\p{ExtPict})*[\p{GrExt}\p{EMod}\p{Mc}\x{200D}]*|\X)"_s);
+}
+
+} // namespace
+
+QList<qsizetype> characterEnds(const QString &text, qsizetype most)
+{
+    static const QRegularExpression character = characterPattern();
     QList<qsizetype> ends;
-    if (!characters) // ICU has none of its data
-        return ends;
-    ubrk_setText(characters.get(), text.utf16(), static_cast<int32_t>(text.size()), &error);
-    for (int32_t end = 0; ends.size() < most && (end = ubrk_next(characters.get())) != UBRK_DONE;)
-        ends.append(end);
+    for (auto found = character.globalMatch(text); ends.size() < most && found.hasNext();)
+        ends.append(found.next().capturedEnd());
     return ends;
 }

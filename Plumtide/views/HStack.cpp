@@ -35,27 +35,31 @@ QString label(TaskSource source)
     Q_UNREACHABLE();
 }
 
-void HStack::add(Thing thing)
+template <typename Content>
+void HStack::add(Content content, QSizeF size)
 {
-    thing.gap = m_things.empty() ? 0 : m_gap;
-    m_things.push_back(std::move(thing));
+    const double gap = m_things.empty() ? 0 : m_gap;
+    Thing &thing = m_things.emplace_back();
+    thing.content.emplace<Content>(std::move(content));
+    thing.size = size;
+    thing.gap = gap;
 }
 
 void HStack::dot(double diameter, QColor color)
 {
-    add({Drawing::Box{.fill = color, .radius = diameter / 2}, {diameter, diameter}});
+    add(Drawing::Box{.fill = color, .radius = diameter / 2}, {diameter, diameter});
 }
 
 void HStack::text(const QString &text, const TextStyle &style, Shrink shrink, int maxLines)
 {
     ShapedText shaped(text, style);
     const QSizeF size(shaped.width(), shaped.lineHeight());
-    add({Text{std::move(shaped), shrink, maxLines}, size});
+    add(Text{std::move(shaped), shrink, maxLines}, size);
 }
 
 void HStack::icon(const QString &icon, double size, QColor color)
 {
-    add({Drawing::Icon{icon, color}, {size, size}});
+    add(Drawing::Icon{icon, color}, {size, size});
 }
 
 void HStack::sourceChip(TaskSource source)
@@ -70,12 +74,12 @@ void HStack::button(const Drawing::Button &button)
 {
     Drawing face = composeButton(button);
     const QSizeF size = face.size;
-    add({Button{button, std::move(face)}, size});
+    add(Button{button, std::move(face)}, size);
 }
 
 void HStack::spacer(double minimum)
 {
-    add({Spacer{}, {minimum, 0}});
+    add(Spacer{}, {minimum, 0});
 }
 
 QSizeF HStack::size() const

@@ -51,7 +51,8 @@ private:
         double gap = 0;                  // before it
     };
 
-    void add(Thing thing);
+    template <typename Content>
+    void add(Content content, QSizeF size);
     void layTexts(double width);
 
     double m_gap;
