@@ -5,7 +5,6 @@
 #include "Plumtide/system/Characters.h"
 
 #include <QJsonDocument>
-#include <QTimeZone>
 
 #include <algorithm>
 #include <cmath>
@@ -57,7 +56,9 @@ QDateTime HookEvent::date(const QDateTime &now) const
     constexpr double earliest = -62'135'596'800, latest = 253'402'300'800; // the beginnings of the years 1 and 10000
     if (!tavvelTs || !(*tavvelTs >= earliest && *tavvelTs < latest))       // written so that a NaN is turned away, too
         return now;
-    return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(std::floor(*tavvelTs * 1000)), QTimeZone::utc());
+    QDateTime date = now.toUTC(); // Qt::UTC as an argument is deprecated, its successor came with Qt 6.5
+    date.setMSecsSinceEpoch(static_cast<qint64>(std::floor(*tavvelTs * 1000)));
+    return date;
 }
 
 bool HookEvent::isCodex() const

@@ -98,7 +98,8 @@ Outcome<QByteArray> read(const QString &path, qint64 maxBytes)
     if (!S_ISREG(status.st_mode))
         return failed(S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
     QFile reader;
-    reader.open(file.get(), QIODevice::ReadOnly | QIODevice::Unbuffered);
+    if (!reader.open(file.get(), QIODevice::ReadOnly | QIODevice::Unbuffered))
+        return failed(EIO);
     QByteArray content = status.st_size > maxBytes ? QByteArray() : reader.readAll();
     if (status.st_size > maxBytes || content.size() > maxBytes)
         return failed(EFBIG);

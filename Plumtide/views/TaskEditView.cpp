@@ -2,11 +2,14 @@
 
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/views/HStack.h"
+#include "Plumtide/views/Icons.h"
 
 #include <QComboBox>
 #include <QKeyEvent>
 #include <QLineEdit>
+#include <QPainter>
 #include <QRegularExpression>
+#include <QStyleOptionComboBox>
 #include <QUuid>
 
 #include <algorithm>
@@ -23,6 +26,7 @@ constexpr double formLabelGap = 4;
 constexpr double columnGap = 10;
 constexpr double choiceWidth = 104;
 constexpr double fieldHeight = 24;
+constexpr double arrowSize = 9;
 
 constexpr TextStyle formHeadingStyle{14, QFont::DemiBold, Theme::text};
 constexpr TextStyle formLabelStyle{11, QFont::Medium, Theme::secondary};
@@ -39,9 +43,28 @@ QString fieldStyle()
            "QLineEdit:focus { border: 2px solid %3; padding: 0px 5px; }"
            "QComboBox:focus { border: 2px solid %3; padding: 0px 6px; }"
            "QComboBox::drop-down { border: none; width: 24px; }"
-           "QComboBox::down-arrow { image: url(:/icons/chevron-down.svg); width: 9px; height: 9px; }"_s.arg(
-               Theme::card.name(), Theme::fieldBorder.name(), Theme::faded(Theme::accent, 0.8).name(QColor::HexArgb));
+           "QComboBox::down-arrow { image: none; }"_s.arg(Theme::card.name(), Theme::fieldBorder.name(),
+                                                          Theme::faded(Theme::accent, 0.8).name(QColor::HexArgb));
 }
+
+/// Draws its arrow itself: a style sheet's picture would need Qt's plugin for SVG images, a package that may be
+/// missing.
+class Choice final : public QComboBox
+{
+public:
+    using QComboBox::QComboBox;
+
+private:
+    void paintEvent(QPaintEvent *event) override
+    {
+        QComboBox::paintEvent(event);
+        QStyleOptionComboBox option;
+        initStyleOption(&option);
+        const QRectF room = style()->subControlRect(QStyle::CC_ComboBox, &option, QStyle::SC_ComboBoxArrow, this);
+        QPainter(this).drawPixmap(room.center() - QPointF(arrowSize, arrowSize) / 2,
+                                  iconPixmap(u"chevron-down"_s, arrowSize, Theme::secondary, devicePixelRatioF()));
+    }
+};
 
 constexpr std::array offeredStatuses{AgentTaskStatus::waiting, AgentTaskStatus::running};
 
@@ -127,7 +150,7 @@ QLineEdit *TaskEditView::makeInput(const QString &placeholder)
 
 QComboBox *TaskEditView::makeChoice()
 {
-    auto *choice = new QComboBox(this);
+    auto *choice = new Choice(this);
     choice->setFont(Theme::widgetFont(fieldTextStyle));
     choice->installEventFilter(this);
     connect(choice, &QComboBox::currentIndexChanged, choice, [choice] {

@@ -31,10 +31,12 @@ export TAVVEL_MODE="$1" TAVVEL_CLOCK="$EPOCHREALTIME" TAVVEL_CLIENT_SEEN="$here/
 # shellcheck disable=SC2016 # the program is one of awk
 line=$($awk '
 BEGIN {
-    # The time comes first, before the agent has sent everything. srand() seeds with the time of day in whole
-    # seconds and the next srand() gives that seed back; only bash has a finer clock, TAVVEL_CLOCK.
+    # The time comes first, before the agent has sent everything. srand() seeds with the time of day and the next
+    # srand() gives that seed back: whole seconds, or nanoseconds in a later mawk (Debian 13 has 1.3.4-20250131). Where they are
+    # whole seconds, only bash has a finer clock, TAVVEL_CLOCK.
     srand(); now = srand()
     clock = ENVIRON["TAVVEL_CLOCK"]
+    if (now > 1e17 && now < 1e20) clock = now /= 1e9
     if (now > 1e9 && now < 1e11)        # else the reader takes its own time
         stamp = clock - now > -1 && clock - now < 2 ? sprintf("%.6f", clock) : sprintf("%.0f", now)
 

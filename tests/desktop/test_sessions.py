@@ -34,6 +34,10 @@ class SessionTest(unittest.TestCase):
         home.environment['SCREENDIR'] = f'{home.path}/screens'
         app.environment |= home.environment | faked_clock(clock)
         home.write('agent', AGENT)
+        # A client of tmux hangs with libfaketime 0.9.10.
+        home.write('bin/tmux', '#!/bin/sh\nunset LD_PRELOAD\nexec /usr/bin/tmux "$@"\n')
+        (home.path / 'bin/tmux').chmod(0o755)
+        app.environment['PATH'] = f'{home.path}/bin:' + app.environment['PATH']
         (home.path / '.claude/sessions').mkdir()
         shutil.copy('/usr/bin/sleep', home.path / 'codex')
 

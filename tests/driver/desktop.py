@@ -181,6 +181,9 @@ class Desktop:
 desktop = functools.cache(Desktop)
 
 
+BUTTON_ROLES = {'button': 'push button'}  # its name since at-spi2-core 2.54
+
+
 class App(Program):
     """Use it with `with`: the program on the desktop, in a home of its own."""
 
@@ -210,7 +213,8 @@ class App(Program):
         with suppress(GLib.Error):  # gone while it was looked at
             return [element for application in children(root) if application.get_process_id() == self.pid
                     for element in self._walk(application)
-                    if element.get_name().startswith(name) and role in (None, element.get_role_name())]
+                    if element.get_name().startswith(name)
+                    and role in (None, element.get_role_name(), BUTTON_ROLES.get(element.get_role_name()))]
         return []
 
     def _walk(self, element):

@@ -19,7 +19,7 @@ void require(bool holds)
 // Any line, or session record: no crash, and whatever decodes can be stored and shown.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    static const QDateTime now({2026, 3, 7}, {9, 41, 5}, Qt::UTC);
+    static const QDateTime now = QDateTime::fromString(u"2026-03-07T09:41:05Z", Qt::ISODate);
     const QByteArray bytes(reinterpret_cast<const char *>(data), static_cast<qsizetype>(size));
     const SessionRecord record = SessionRecord::decode(bytes);
     require(record.pid > 0 ? record.sessionId == wellFormed(record.sessionId) : record == SessionRecord());

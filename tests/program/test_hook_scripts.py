@@ -155,6 +155,15 @@ class HookScriptsTest(unittest.TestCase):
                     size = len(text.encode(errors='surrogateescape'))
                     self.assertTrue(is_part(whole, text) and size > 40, (name, text))
 
+    def test_the_time_is_right_whether_srand_counts_seconds_or_nanoseconds(self):
+        for unit in ('%s', '%s%N'):
+            scripts = Scripts(self, 'dash', 'mawk')
+            (scripts.tools / 'mawk').unlink()
+            scripts.add_program(scripts.tools / 'mawk', f"""exec /usr/bin/mawk -v seed="$(/usr/bin/date +{unit})" \
+                "$(printf %s "$1" | /usr/bin/sed 's/srand()/seed/g')" """)
+            scripts.claude()
+            self.assertEqual(scripts.take_lines(), [{}], unit)
+
     @in_all_shells
     def test_of_many_at_once_each_logs_one_private_line_that_is_whole(self, scripts):
         payload = json.dumps({'prompt': 'p' * 2000, 'cwd': 'c' * 1900, 'tool_response': 'r' * 20_000})

@@ -56,7 +56,7 @@ public:
         };
     }
 
-    QDateTime now = QDateTime({2026, 3, 7}, {9, 41, 5}, Qt::UTC);
+    QDateTime now = QDateTime::fromString(u"2026-03-07T09:41:05Z", Qt::ISODate);
     QSet<pid_t> processes; ///< Each started at a hundred times its id.
 
 private:

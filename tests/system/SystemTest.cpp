@@ -26,7 +26,7 @@ QString shell(const TestHome &home, const QString &commands)
 {
     FILE *const output = ::popen(qPrintable(u"cd '"_s + home.path() + u"'; "_s + commands), "re");
     QFile reader;
-    reader.open(output, QIODevice::ReadOnly);
+    EXPECT_TRUE(reader.open(output, QIODevice::ReadOnly));
     const QString text = QString::fromUtf8(reader.readAll()).simplified();
     ::pclose(output);
     return text;
