@@ -97,9 +97,8 @@ std::unique_ptr<MiniBoardWindow> MiniBoardController::makePanel()
         place = firstPlace(panel->boardSize().height());
     qCDebug(appLog) << "mini board at" << place.value_or(panel->pos()) << "stored:" << storedPlace().has_value();
     panel->setPlace(place.value_or(panel->pos()));
-    connect(panel.get(), &MiniBoardWindow::movedByUser, this, [this](QPoint place) {
-        m_defaults.setNumbers(originKey, {1.0 * place.x(), 1.0 * place.y()});
-    });
+    const auto store = [this](QPoint to) { m_defaults.setNumbers(originKey, {1.0 * to.x(), 1.0 * to.y()}); };
+    connect(panel.get(), &MiniBoardWindow::movedByUser, this, store);
     return panel;
 }
 

@@ -98,8 +98,8 @@ inline QByteArray editClaudeSettings(const QByteArray &before)
 inline std::optional<toml::table> readToml(const QByteArray &text)
 {
     std::string ascii = text.sliced(text.startsWith("\xEF\xBB\xBF") ? 3 : 0).toStdString();
-    std::replace_if(
-        ascii.begin(), ascii.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; }, '!');
+    const auto isBeyondAscii = [](char c) { return static_cast<unsigned char>(c) >= 0x80; };
+    std::ranges::replace_if(ascii, isBeyondAscii, '!');
     try {
         return toml::parse(ascii);
     } catch (const toml::parse_error &) {

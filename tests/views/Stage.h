@@ -234,9 +234,9 @@ private:
         const QList<QAccessibleInterface *> all = elements();
         const auto name = [](QAccessibleInterface *element) { return element->text(QAccessible::Name); };
         auto wanted = std::ranges::find(all, words, name);
+        const auto begins = [&](const QString &name) { return name.startsWith(words); };
         if (wanted == all.end())
-            wanted = std::ranges::find_if(
-                all, [&](const QString &name) { return name.startsWith(words); }, name);
+            wanted = std::ranges::find_if(all, begins, name);
         ASSERT_TRUE(wanted != all.end());
         const QRect at = box(*wanted); // its beginning: an unfolded row has buttons in its middle
         m_point = at.topLeft() + QPoint(std::min(20, at.width() / 2), std::min(10, at.height() / 2));
