@@ -26,6 +26,8 @@ public:
     /// Puts the mini board back to its first place, in the running program or for the next start. The exit status.
     [[nodiscard]] static int resetMiniBoard(const Instance &instance);
 
+    static void removeTemporaries(); ///< That killed processes of the program have left, wherever it writes.
+
     PlumtideApp();  ///< Obtains the store, which loads the lines and follows the events log.
     ~PlumtideApp(); ///< Applies and saves what was taken from the log.
 

@@ -87,6 +87,7 @@ int main(int argc, char **argv)
     QCoreApplication::setApplicationName(QStringLiteral("plumtide"));
     const bool isRemoving = !isInstalling && isAsked(PlumtideApp::removeFlag);
     const bool isResetting = !isInstalling && !isRemoving && isAsked(PlumtideApp::resetFlag);
+    PlumtideApp::removeTemporaries();
     const QByteArray token = takeStartupToken();
     neverStartSessionBus();
     const std::unique_ptr<QCoreApplication> application =

@@ -3,7 +3,6 @@
 #include "Plumtide/intake/EventWatcher.h"
 #include "Plumtide/store/Log.h"
 #include "Plumtide/store/TaskFile.h"
-#include "Plumtide/system/Files.h"
 #include "Plumtide/system/MainThreadQueue.h"
 
 #include <cstdio>
@@ -39,8 +38,6 @@ TaskStore::TaskStore(Environment environment, QObject *parent)
 {
     if (!isOwner())
         return;
-    for (const QString &ours : {tasksFile(), m_environment.defaults->path()})
-        Files::removeTemporaries(ours);
     m_board.set(m_file->load());
     m_loaded = true;
     qCDebug(storeLog) << "loaded" << tasks().size() << "lines";

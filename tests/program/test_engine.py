@@ -219,19 +219,15 @@ class EngineTest(unittest.TestCase):
             return run(PROGRAM, '--remove-hooks', env=home.environment).splitlines()
 
         notify = b'notify = ["a", "\\u0062"] # c\n'
-        for repeated in range(2):  # the copy of Claude Code's file has our hooks then
-            connect(b'{"hooks": {"Stop": [{"hooks": [{"command": "x"}]}], "Other": []}}', notify)
-            for _ in range(repeated):
-                home.install()
-            settings = json.loads(home.read(files[0])) | {'since': 1}
-            home.write(files[0], json.dumps(settings))
-            home.write(files[1], home.read(files[1]) + b'since = 1\n')
-            as_it_was = [home.read(file) for file in files]
-            remove()
-            self.assertEqual(json.loads(home.read(files[0])), {
-                'hooks': {'Stop': [{'hooks': [{'command': 'x'}]}], 'Other': []}, 'since': 1})
-            self.assertEqual(home.read(files[1]), notify + b'since = 1\n')
-            self.assertEqual([home.read(f'{file}.backup-tavvel') for file in files], as_it_was)
+        connect(b'{"hooks": {"Stop": [{"hooks": [{"command": "x"}]}], "Other": []}}', notify)
+        home.write(files[0], json.dumps(json.loads(home.read(files[0])) | {'since': 1}))
+        home.write(files[1], home.read(files[1]) + b'since = 1\n')
+        as_it_was = [home.read(file) for file in files]
+        remove()
+        self.assertEqual(json.loads(home.read(files[0])), {
+            'hooks': {'Stop': [{'hooks': [{'command': 'x'}]}], 'Other': []}, 'since': 1})
+        self.assertEqual(home.read(files[1]), notify + b'since = 1\n')
+        self.assertEqual([home.read(f'{file}.backup-tavvel') for file in files], as_it_was)
         connect(b'{}', b'notify = ["a"]\n')
         home.write('.tavvel/hooks/codex-notify-forward', 'say "b"\nc\n')
         home.write('.tavvel/hooks/theirs', '')
@@ -239,17 +235,23 @@ class EngineTest(unittest.TestCase):
         left = home.read(files[0])
         self.assertRegex('\n'.join(remove()), 'Claude Code 取消接入失败：.*JSON.*\nCodex 取消接入了，原来的通知也放回去了')
         self.assertEqual((home.read(files[0]), home.read(files[1])), (left, b'notify = ["say \\"b\\"", "c"]\n'))
-        self.assertEqual({path.name for path in (home.path / '.tavvel/hooks').iterdir()}, {'tavvel-hook.sh', 'theirs'})
-        connect(b'{}', b'')
-        home.install()
+        self.assertEqual({path.name for path in (home.path / '.tavvel/hooks').iterdir()},
+                         {'settings.json.original', 'tavvel-hook.sh', 'theirs'})
+        before = [b'{}' + b' ' * 5000, b'notify = ["a"]' + b' ' * 5000 + b'\n']
+        connect(*before)
+        left = [home.read(file) for file in files]
+        cut_short = run('prlimit', '--fsize=4000:4000', PROGRAM, '--remove-hooks', env=home.environment)
+        self.assertEqual(cut_short.count('无法写入'), 2)
+        self.assertEqual([home.read(file) for file in files], left)
         remove()
-        self.assertEqual(home.read(files[0]), b'{}\n')
+        self.assertEqual([home.read(file) for file in files], before)
         connect(b'{}', b'')
         wrapped = b'notify = ["wrap", "' + bytes(home.path) + b'/.tavvel/hooks/codex-notify.sh"]\n'
         home.write(files[1], wrapped)
         self.assertIn('config.toml 里还有 Plumtide 认不出的 /.tavvel/hooks/codex-notify.sh', remove()[1])
         self.assertEqual(home.read(files[1]), wrapped)
-        self.assertTrue(home.read('.tavvel/hooks/codex-notify.sh'), 'Codex still runs it')
+        for script in ('codex-notify.sh', 'tavvel-hook.sh'):
+            self.assertTrue(home.read(f'.tavvel/hooks/{script}'), 'Codex still runs it')
 
     def test_a_bare_executable_says_that_it_has_no_scripts_and_an_installed_one_keeps_those_of_the_user_new(self):
         home = self.home
