@@ -4,7 +4,6 @@
 #include "Plumtide/system/Files.h"
 
 #include <QDir>
-#include <QJsonDocument>
 #include <QVariant>
 
 #include <cmath>
@@ -14,7 +13,7 @@ using namespace Qt::StringLiterals;
 
 SessionRecord SessionRecord::decode(const QByteArray &content)
 {
-    const QJsonDocument document = QJsonDocument::fromJson(content);
+    const QJsonDocument document = readJson(content);
     SessionRecord record;
     double pid = 0;
     // Zero and negative numbers name process groups when a signal is sent, so they are no process ids.

@@ -31,6 +31,10 @@ TEST_F(StoreTest, AStartLeavesTheFileAloneAndASaveKeepsEveryField)
     store->sweep();
     EXPECT_EQ(QJsonDocument::fromJson(home.read(tasksFile)),
               QJsonDocument::fromJson("[{" + full + "},{" + needed + "}]"));
+    home.write(tasksFile, "[{" + QByteArray(needed).replace("\"t\"", "\"\xEF\xBB\xBFt\"") + "}]"); // Qt drops the mark
+    restart();
+    EXPECT_EQ(store->tasks().value(0).title + HookEvent::decode("{\"cwd\":\"\xEF\xBB\xBF\"}")->cwd.value(),
+              u"\uFEFFt\uFEFF"_s);
 }
 
 TEST_F(StoreTest, AFileOfAnythingElseIsKeptAndNumberedAndOneThatCannotBeReadBeforeTheFirstSave)
