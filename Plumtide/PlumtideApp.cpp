@@ -80,8 +80,8 @@ int PlumtideApp::resetMiniBoard(const Instance &instance)
 
 PlumtideApp::PlumtideApp()
     : m_isFirst(!QFileInfo::exists(Environment::real().defaults->path())),
-      m_signals(std::make_unique<TerminationSignals>()),
-      m_store(TaskStore::shared())
+      m_store(TaskStore::shared()),
+      m_signals(std::make_unique<TerminationSignals>())
 {
     // Qt ends the process by `exit` when the display goes.
     std::atexit([] { TaskStore::shared().finish(); });
@@ -94,9 +94,13 @@ PlumtideApp::~PlumtideApp()
 
 int PlumtideApp::installHooks()
 {
-    // What was taken from the log is kept, and a Plumtide that is started beside us need not wait until we end.
-    m_store.finish();
-    HooksInstaller &installer = HooksInstaller::shared();
+    Environment environment = Environment::real();
+    environment.ownerPatience = {}; // a Plumtide that runs beside us looks after the board
+    {
+        TaskStore store(environment); // goes at once: a Plumtide that is started beside us need not wait until we end
+        store.refreshEventState();
+    }
+    HooksInstaller installer(environment);
     installer.installClaude();
     printMessage(installer);
     installer.installCodex();

@@ -93,7 +93,7 @@ int main(int argc, char **argv)
     const std::unique_ptr<QCoreApplication> application =
         makeApplication(argv, isInstalling || isRemoving || isResetting);
     if (isInstalling)
-        return PlumtideApp().installHooks();
+        return PlumtideApp::installHooks();
     if (isRemoving)
         return PlumtideApp::removeHooks();
     Instance instance(Environment::realHome());

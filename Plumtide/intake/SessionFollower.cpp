@@ -33,8 +33,8 @@ void SessionFollower::read(const std::optional<QSet<QString>> &names)
     QStringList all = names ? names->values() : m_known.keys(); // of which some may be gone
     if (!names)
         all += QDir(m_folder).entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::Unsorted);
-    for (const QString &name : std::as_const(all))
-        readOne(name);
+    for (qsizetype i = 0; i < all.size() && !m_isStopping; ++i)
+        readOne(all.at(i));
 }
 
 void SessionFollower::readOne(const QString &name)

@@ -105,7 +105,9 @@ class EngineTest(unittest.TestCase):
             home.log(event('b'))
             before = home.read('.tavvel/tasks.json'), home.read(CONFIGURATION)
             self.assertEqual(run(PROGRAM, env=home.environment), NO_DISPLAY + 'Plumtide: 已经在运行了。\n')
+            start = time.monotonic()
             self.assertEqual(home.install(), [CLAUDE_INSTALLED, NO_CODEX])
+            self.assertLess(time.monotonic() - start, 1, 'it does not wait for the first to end')
             self.assertEqual((home.read('.tavvel/tasks.json'), home.read(CONFIGURATION)), before)
             first.process.send_signal(signal.SIGCONT)
             until(lambda: len(home.tasks()) == 2, 'the first one goes on')
@@ -121,7 +123,13 @@ class EngineTest(unittest.TestCase):
                 self.assertEqual(program.stderr(), NO_DISPLAY)
             else:
                 home.install()
+                self.assertEqual(home.defaults()['tavvel.claude.hasSeenEvent'], 'true')
             self.assertEqual(len(home.lines()), home.read('.tavvel/events.jsonl')[:offset(home)].count(b'\n'), number)
+        home = Home(self)
+        home.log(event('s'))
+        os.truncate(home.path / '.tavvel/events.jsonl', 1 << 40)
+        with Program(home):  # which must end long before it has read a terabyte of holes
+            until(home.lines, 'it is at the holes')
 
     def test_as_time_goes_by_it_closes_ended_sessions_warns_of_silent_ones_and_drops_old_lines(self):
         home, clock = self.home, self.home.folder / 'clock'
