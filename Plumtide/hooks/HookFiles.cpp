@@ -14,7 +14,6 @@ Q_LOGGING_CATEGORY(hooksLog, "plumtide.hooks", QtWarningMsg)
 
 namespace {
 
-// Indented by its depth, a text can become a hundred times as large.
 constexpr qint64 largestFile = 4 * 1024 * 1024;
 constexpr mode_t permissionBits = 07777;
 
