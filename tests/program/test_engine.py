@@ -1,4 +1,5 @@
 """The program without a desktop, as its user and the agents meet it."""
+import hashlib
 import json
 import os
 import random
@@ -245,14 +246,13 @@ class EngineTest(unittest.TestCase):
         self.assertEqual((home.read(files[0]), home.read(files[1])), (left, b'notify = ["say \\"b\\"", "c"]\n'))
         self.assertEqual({path.name for path in (home.path / '.tavvel/hooks').iterdir()},
                          {'settings.json.original', 'tavvel-hook.sh', 'theirs'})
-        before = [b'{}' + b' ' * 5000, b'notify = ["a"]' + b' ' * 5000 + b'\n']
-        connect(*before)
-        left = [home.read(file) for file in files]
-        cut_short = run('prlimit', '--fsize=4000:4000', PROGRAM, '--remove-hooks', env=home.environment)
-        self.assertEqual(cut_short.count('无法写入'), 2)
-        self.assertEqual([home.read(file) for file in files], left)
-        remove()
-        self.assertEqual([home.read(file) for file in files], before)
+        connect(b'{}' + b' ' * 5000, b'notify = ["a"]' + b' ' * 5000)
+        for flag, contents in (('--remove-hooks', [home.read(file) for file in files]),
+                               ('--install-hooks', [b'{"a": "%s"}' % (b'x' * 3980), b'a = "%s"\n' % (b'x' * 3980)])):
+            for file, content in zip(files, contents):
+                home.write(file, content)
+            said = run('prlimit', '--fsize=4000:4000', PROGRAM, flag, env=home.environment)  # as on a full disk
+            self.assertEqual((said.count('无法写入'), [home.read(file) for file in files]), (2, contents))
         connect(b'{}', b'')
         wrapped = b'notify = ["wrap", "' + bytes(home.path) + b'/.tavvel/hooks/codex-notify.sh"]\n'
         home.write(files[1], wrapped)
@@ -260,6 +260,19 @@ class EngineTest(unittest.TestCase):
         self.assertEqual(home.read(files[1]), wrapped)
         for script in ('codex-notify.sh', 'tavvel-hook.sh'):
             self.assertTrue(home.read(f'.tavvel/hooks/{script}'), 'Codex still runs it')
+
+    def test_another_program_that_has_its_name_on_the_bus_does_not_keep_it_from_starting(self):
+        home, name = self.home, 'example.plumtide.plumtide'
+        take_notifications(home)
+        taken, place = f'{name}.home{hashlib.sha1(bytes(home.path)).hexdigest()}', '/' + name.replace('.', '/')
+        home.start(sys.executable, '-m', 'dbusmock', taken, place, name, stdout=subprocess.DEVNULL)
+        words = [f'string:{word}' for word in (name, 'Start', 'bbs', 's', 'ret = "end"')]
+        until(lambda: subprocess.run(['dbus-send', '--print-reply', f'--dest={taken}', place, 'org.freedesktop.DBus.Mock.AddMethod', *words],
+                                     env=home.environment, capture_output=True).returncode == 0, 'it has the name')
+        with Program(home) as program:
+            home.log(event('s'))
+            until(home.lines, 'it follows the log')
+        self.assertIn('照常启动', program.stderr())
 
     def test_a_bare_executable_says_that_it_has_no_scripts_and_an_installed_one_keeps_those_of_the_user_new(self):
         home = self.home
