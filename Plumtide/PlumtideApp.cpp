@@ -2,13 +2,16 @@
 
 #include "Plumtide/DesktopShell.h"
 #include "Plumtide/app/MiniBoardController.h"
+#include "Plumtide/desktop/Autostart.h"
 #include "Plumtide/desktop/Instance.h"
 #include "Plumtide/desktop/Notifier.h"
 #include "Plumtide/desktop/SessionTerminal.h"
+#include "Plumtide/hooks/HookFiles.h"
 #include "Plumtide/hooks/HooksInstaller.h"
 #include "Plumtide/hooks/HooksRemoval.h"
 #include "Plumtide/hooks/Silence.h"
 #include "Plumtide/store/TaskStore.h"
+#include "Plumtide/system/Files.h"
 #include "Plumtide/system/TerminationSignals.h"
 
 #include <QApplication>
@@ -52,10 +55,18 @@ int PlumtideApp::version()
     return 0;
 }
 
-int PlumtideApp::removeHooks()
+void PlumtideApp::removeTemporaries()
 {
     const QString home = Environment::realHome();
-    for (const QString &sentence : {HooksRemoval::removeClaude(home), HooksRemoval::removeCodex(home)})
+    for (const QString &file :
+         {home + HookFiles::claudeSettings, home + HookFiles::codexConfig, home + HookFiles::claudeScript,
+          home + u"/.tavvel/tasks.json"_s, Defaults::standardPath(home), Autostart::standardPath(home)})
+        Files::removeTemporaries(file);
+}
+
+int PlumtideApp::removeHooks()
+{
+    for (const QString &sentence : HooksRemoval::remove(Environment::realHome()))
         std::puts(qUtf8Printable(sentence));
     return 0;
 }
@@ -69,8 +80,8 @@ int PlumtideApp::resetMiniBoard(const Instance &instance)
 
 PlumtideApp::PlumtideApp()
     : m_isFirst(!QFileInfo::exists(Environment::real().defaults->path())),
-      m_signals(std::make_unique<TerminationSignals>()),
-      m_store(TaskStore::shared())
+      m_store(TaskStore::shared()),
+      m_signals(std::make_unique<TerminationSignals>())
 {
     // Qt ends the process by `exit` when the display goes.
     std::atexit([] { TaskStore::shared().finish(); });
@@ -83,9 +94,13 @@ PlumtideApp::~PlumtideApp()
 
 int PlumtideApp::installHooks()
 {
-    // What was taken from the log is kept, and a Plumtide that is started beside us need not wait until we end.
-    m_store.finish();
-    HooksInstaller &installer = HooksInstaller::shared();
+    Environment environment = Environment::real();
+    environment.ownerPatience = {}; // a Plumtide that runs beside us looks after the board
+    {
+        TaskStore store(environment); // goes at once: a Plumtide that is started beside us need not wait until we end
+        store.refreshEventState();
+    }
+    HooksInstaller installer(environment);
     installer.installClaude();
     printMessage(installer);
     installer.installCodex();

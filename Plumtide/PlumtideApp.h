@@ -20,23 +20,26 @@ public:
     static constexpr auto resetFlag = "--reset-mini-board";
 
     // Each returns the exit status.
-    [[nodiscard]] static int help();        ///< Prints what the arguments do.
-    [[nodiscard]] static int version();     ///< Prints the program's name and version.
+    [[nodiscard]] static int help();    ///< Prints what the arguments do.
+    [[nodiscard]] static int version(); ///< Prints the program's name and version.
+    /// Registers the hooks, and prints two lines, and on standard error why they may not run.
+    [[nodiscard]] static int installHooks();
     [[nodiscard]] static int removeHooks(); ///< Takes out what `installHooks` has put in, and prints two lines.
     /// Puts the mini board back to its first place, in the running program or for the next start. The exit status.
     [[nodiscard]] static int resetMiniBoard(const Instance &instance);
 
-    PlumtideApp();  ///< Obtains the store, which loads the lines and follows the events log.
+    static void removeTemporaries(); ///< That killed processes of the program have left, wherever it writes.
+
+    PlumtideApp();  ///< Obtains the store, which loads the lines.
     ~PlumtideApp(); ///< Applies and saves what was taken from the log.
 
-    /// Registers the hooks, and prints two lines, and on standard error why they may not run. The exit status.
-    [[nodiscard]] int installHooks();
     /// Keeps the board until the user or the system ends the program. `instance` has claimed the home. `isByUser`: not
     /// the desktop session has started it. The exit status.
     [[nodiscard]] int follow(Instance &instance, bool isByUser);
 
 private:
-    const bool m_isFirst;                                // start of all: there are no settings yet
-    const std::unique_ptr<TerminationSignals> m_signals; // before the store: what it takes from the log must be kept
+    const bool m_isFirst; // start of all: there are no settings yet
     TaskStore &m_store;
+    // After the lines were read, which a signal may end at once; before the log is, of which nothing must be lost.
+    const std::unique_ptr<TerminationSignals> m_signals;
 };

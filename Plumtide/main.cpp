@@ -87,12 +87,13 @@ int main(int argc, char **argv)
     QCoreApplication::setApplicationName(QStringLiteral("plumtide"));
     const bool isRemoving = !isInstalling && isAsked(PlumtideApp::removeFlag);
     const bool isResetting = !isInstalling && !isRemoving && isAsked(PlumtideApp::resetFlag);
+    PlumtideApp::removeTemporaries();
     const QByteArray token = takeStartupToken();
     neverStartSessionBus();
     const std::unique_ptr<QCoreApplication> application =
         makeApplication(argv, isInstalling || isRemoving || isResetting);
     if (isInstalling)
-        return PlumtideApp().installHooks();
+        return PlumtideApp::installHooks();
     if (isRemoving)
         return PlumtideApp::removeHooks();
     Instance instance(Environment::realHome());

@@ -6,7 +6,6 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
-#include <QDBusReply>
 #include <QDeadlineTimer>
 #include <QFile>
 #include <QFileInfo>
@@ -53,15 +52,20 @@ bool Instance::claim(const Wish &wish)
     for (const QDeadlineTimer deadline(patience); !deadline.hasExpired(); QThread::msleep(20)) {
         if (bus.registerService(m_name))
             return true;
-        const QDBusReply<QString> answer =
+        const QDBusMessage reply =
             ask(m_name, u"Start"_s, {wish.hasWindows, wish.opensPanel, QString::fromUtf8(wish.token)});
-        qCDebug(desktopLog) << "another Plumtide:" << answer.value() << answer.error();
-        if (answer.isValid() && answer.value() != ends) {
-            if (answer.value() == runs)
-                std::fputs("Plumtide: 已经在运行了。\n", stderr);
+        qCDebug(desktopLog) << "who has the name answers" << reply;
+        // What does not answer may be a Plumtide that is about to end.
+        const QString answer =
+            reply.type() == QDBusMessage::ReplyMessage ? reply.arguments().value(0).toString() : ends;
+        if (answer == runs)
+            std::fputs("Plumtide: 已经在运行了。\n", stderr);
+        if (answer == runs || answer == opens)
             return false;
-        }
+        if (answer != ends)
+            break; // no Plumtide
     }
+    std::fputs("Plumtide: 会话总线上的名字被别的程序占用，照常启动。\n", stderr);
     return true;
 }
 

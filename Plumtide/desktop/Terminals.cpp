@@ -77,7 +77,7 @@ NextStep wezTerm(const Station &station)
 NextStep konsole(const Station &station)
 {
     const QString service = station.variable("KONSOLE_DBUS_SERVICE"), window = station.variable("KONSOLE_DBUS_WINDOW");
-    if (service.isEmpty() || window.isEmpty() || station.owner().name != "konsole")
+    if (service.isEmpty() || !window.startsWith(u'/') || station.owner().name != "konsole")
         return NotHere();
     return Command{{u"dbus-send"_s, u"--session"_s, u"--print-reply"_s, u"--dest="_s + service, window,
                     u"org.kde.konsole.Window.setCurrentSession"_s,

@@ -23,7 +23,7 @@ using Result = std::variant<QByteArray, Refusal, Failure>;
 /// whose value is not an array of objects is passed over. Everything else keeps its value; the text comes
 /// back in one form: keys sorted by their bytes, indented by two spaces. No bytes at all count as an empty
 /// object. A text that cannot be given back in full is refused: one that is not JSON in UTF-8, has a key
-/// twice, a number that a double does not hold to its last digit, or more than 64 levels.
+/// twice, a number that a double does not hold to its last digit, or more than 500 levels.
 /// Source of the format: Claude Code's settings, "hooks" → event → entries → "hooks" → {"type", "command"}.
 Result edit(const QByteArray &settings, const QString &hookCommand);
 

@@ -2,14 +2,11 @@
 
 #include "Plumtide/system/Files.h"
 
-#include <QFileInfo>
-#include <QSaveFile>
+#include <QFile>
 
 #include <cerrno>
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -17,29 +14,8 @@ Q_LOGGING_CATEGORY(hooksLog, "plumtide.hooks", QtWarningMsg)
 
 namespace {
 
-// Indented by its depth, a text can become a hundred times as large.
 constexpr qint64 largestFile = 4 * 1024 * 1024;
 constexpr mode_t permissionBits = 07777;
-
-// Replaces a tool's file. Qt follows a link, keeps the mode, and has the content on the disk before it takes the name.
-Outcome<void> replaceTheirs(const QString &path, const QByteArray &content)
-{
-    const auto failed = [&path] { return Files::failure(u"无法写入"_s, path, errno != 0 ? errno : EIO); };
-    const bool isNew = !QFileInfo::exists(path);
-    // A rename asks for the folder's permission only.
-    if (!isNew && ::faccessat(AT_FDCWD, QFile::encodeName(path).constData(), W_OK, AT_EACCESS) != 0)
-        return failed();
-    QSaveFile file(path);
-    errno = 0; // Qt keeps the reason as a text in the language of the locale
-    if (!file.open(QIODevice::WriteOnly))
-        return failed();
-    if (isNew && !file.setPermissions(QFile::ReadOwner | QFile::WriteOwner))
-        return failed();
-    if (file.write(content) != content.size() || !file.commit())
-        return failed();
-    qCDebug(hooksLog) << "changed" << path;
-    return {};
-}
 
 } // namespace
 
@@ -67,18 +43,24 @@ Outcome<void> change(const QString &path, const Change &change)
             return wanted.failure();
         if (!wanted.value() || wanted.value() == before.value())
             return {};
+        if (wanted.value()->size() > largestFile)
+            return Files::failure(u"无法写入"_s, path, EFBIG);
         const Outcome<Content> now = read(path);
         if (!now)
             return now.failure();
-        if (now.value() == before.value())
-            return replaceTheirs(path, *wanted.value());
+        if (now.value() == before.value()) {
+            qCDebug(hooksLog) << "changing" << path;
+            return Files::replace(path, *wanted.value());
+        }
         qCDebug(hooksLog) << path << "was changed by another program meanwhile";
     }
     return Failure{u"%1 正被其他程序频繁修改，请稍后再试。"_s.arg(path)};
 }
 
-Outcome<void> backUp(const QString &path, const QByteArray &content)
+Outcome<void> backUp(const QString &path, const QByteArray &content, const QString &original)
 {
+    if (Outcome<void> kept = original.isEmpty() ? Outcome<void>() : replaceOwn(original, content, 0600); !kept)
+        return kept;
     struct stat status = {};
     const bool exists = ::stat(QFile::encodeName(path).constData(), &status) == 0;
     return replaceOwn(backupOf(path), content, exists ? status.st_mode & permissionBits : 0600);
@@ -94,10 +76,7 @@ Outcome<void> replaceOwn(const QString &path, const QByteArray &content, mode_t 
     qCDebug(hooksLog) << "writing" << path << "mode" << Qt::oct << mode;
     const Files::ReplaceOptions options{
         .newFileMode = mode, .forceMode = true, .links = Files::Links::Replace, .flush = Files::Flush::BeforeRename};
-    Outcome<void> replaced = Files::replace(path, content, options);
-    if (!replaced && replaced.failure().code == EACCES && QFile::remove(path)) // it was write-protected
-        replaced = Files::replace(path, content, options);
-    return replaced;
+    return Files::replace(path, content, options);
 }
 
 } // namespace HookFiles

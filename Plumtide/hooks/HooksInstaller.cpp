@@ -116,8 +116,12 @@ void HooksInstaller::installClaude()
             return *failure;
         if (const auto *refused = std::get_if<ClaudeSettings::Refusal>(&result))
             refusal = *refused;
+        // What has none of our entries is kept for the removal.
+        const bool isOriginal =
+            settings && !refusal && std::get<QByteArray>(ClaudeSettings::remove(*settings)) == *settings;
+        const QString original = isOriginal ? m_home + HookFiles::claudeOriginal : QString();
         if (settings && refusal != ClaudeSettings::Refusal::NotAnObject) {
-            if (Outcome<void> kept = HookFiles::backUp(m_claudeSettings, *settings); !kept)
+            if (Outcome<void> kept = HookFiles::backUp(m_claudeSettings, *settings, original); !kept)
                 return kept.failure();
         }
         return refusal ? Content() : Content(std::get<QByteArray>(result));
@@ -156,7 +160,7 @@ void HooksInstaller::installCodex()
             return Content();
         }
         const auto &edit = std::get<CodexConfig::Edit>(result);
-        if (Outcome<void> kept = HookFiles::backUp(m_codexConfig, *config); !kept)
+        if (Outcome<void> kept = HookFiles::backUp(m_codexConfig, *config, m_home + HookFiles::codexOriginal); !kept)
             return kept.failure();
         if (edit.previousCommand.isEmpty()) {
             outcome = u"Codex 接好了，重启 Codex 后就生效。"_s;

@@ -20,12 +20,13 @@ public:
 
     [[nodiscard]] qint64 offset() const { return m_offset; } // past the last block
 
-    // The next one, which ends with a line feed and is valid until the next call; empty when no line is complete.
-    QByteArrayView next()
+    // The next one, which ends with a line feed and is valid until the next call; empty when no line is complete,
+    // or it is to stop.
+    QByteArrayView next(const std::atomic<bool> &isStopping)
     {
         qint64 length = EventLog::blockBytes;
         qint64 begin = m_offset; // later than the offset only in a line that is too long
-        for (;;) {
+        while (!isStopping) {
             m_bytes = {}; // before the next is read: there is never more than one
             m_bytes = m_log.read(begin, length);
             if (const qsizetype end = m_bytes.lastIndexOf('\n') + 1; end > 0) {
@@ -41,6 +42,7 @@ public:
             else
                 begin += length;
         }
+        return {};
     }
 
 private:
@@ -84,7 +86,7 @@ void EventLog::readNewLines()
         offset = 0;
     }
     for (Blocks blocks(log, offset); !m_isStopping;) {
-        const QByteArrayView block = blocks.next();
+        const QByteArrayView block = blocks.next(m_isStopping);
         if (block.isEmpty())
             return;
         qCDebug(intakeLog) << "read up to" << blocks.offset();
@@ -122,7 +124,7 @@ bool EventLog::lookBack(const std::function<bool(QByteArrayView)> &visit)
 {
     const AppendedFile log(m_path);
     Blocks blocks(log, m_lookedBack);
-    const QByteArrayView block = m_lookedBack < storedOffset() ? blocks.next() : QByteArrayView();
+    const QByteArrayView block = blocks.next(m_isStopping);
     m_lookedBack = blocks.offset();
     return !block.isEmpty() && forEachPiece(block, visit);
 }

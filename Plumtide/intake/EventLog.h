@@ -36,14 +36,14 @@ public:
     /// Empties a log of more than `rotateAboveBytes` that has been read to its end and that nobody else has open.
     void rotateIfNeeded();
 
-    /// Makes a running `readNewLines` return after the lines whose position it has stored. Any thread.
+    /// Makes a running call return soon, `readNewLines` after the lines whose position it has stored. Any thread.
     void stopReading() { m_isStopping = true; }
 
     /// Whether `rotateIfNeeded` has something to do, unless somebody else has the log open.
     [[nodiscard]] bool isReadAndLarge() const;
 
-    /// Calls `visit` with the next lines, some kilobytes of them, of what has been read, from the start of the log on,
-    /// without moving the position. False when there are no more, or `visit` returned false because it wants none.
+    /// Calls `visit` with the next lines, some kilobytes of them, from the start of the log on, without moving the
+    /// position. False when there are no more, or `visit` returned false because it wants none.
     bool lookBack(const std::function<bool(QByteArrayView)> &visit);
 
 private:

@@ -28,6 +28,7 @@ void EventWatcher::start()
 void EventWatcher::stop()
 {
     m_log.stopReading();
+    m_sessions.stopReading();
     m_watch.end();
     if (m_thread.joinable())
         m_thread.join();

@@ -31,8 +31,8 @@ public:
                  std::chrono::milliseconds pollEvery = pollInterval);
     ~EventWatcher(); ///< As `stop`.
 
-    /// Calls `visit`, on the watcher's thread and before any older line is lost, with the lines that were read in
-    /// earlier lives, until it returns false. New lines do not wait for it. Before `start`.
+    /// Calls `visit`, on the watcher's thread and before any older line is lost, with the lines of the log from its
+    /// start on, until it returns false. New lines do not wait for it. Before `start`.
     void lookBack(std::function<bool(QByteArrayView line)> visit) { m_visitOld = std::move(visit); }
     void start(); ///< Returns at once; call it once.
 

@@ -4,8 +4,6 @@
 #include "Plumtide/model/WellFormed.h"
 #include "Plumtide/system/Characters.h"
 
-#include <QJsonDocument>
-
 #include <algorithm>
 #include <cmath>
 
@@ -38,7 +36,7 @@ bool isBlank(QChar unit)
 
 std::optional<HookEvent> HookEvent::decode(QByteArrayView line)
 {
-    const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromRawData(line.data(), line.size()));
+    const QJsonDocument document = readJson(QByteArray::fromRawData(line.data(), line.size()));
     if (!document.isObject() || !hasOnlyKnownEscapes(line))
         return std::nullopt;
     HookEvent event;

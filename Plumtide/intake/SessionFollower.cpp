@@ -4,7 +4,6 @@
 #include "Plumtide/system/Files.h"
 
 #include <QDir>
-#include <QJsonDocument>
 #include <QVariant>
 
 #include <cmath>
@@ -14,7 +13,7 @@ using namespace Qt::StringLiterals;
 
 SessionRecord SessionRecord::decode(const QByteArray &content)
 {
-    const QJsonDocument document = QJsonDocument::fromJson(content);
+    const QJsonDocument document = readJson(content);
     SessionRecord record;
     double pid = 0;
     // Zero and negative numbers name process groups when a signal is sent, so they are no process ids.
@@ -34,8 +33,8 @@ void SessionFollower::read(const std::optional<QSet<QString>> &names)
     QStringList all = names ? names->values() : m_known.keys(); // of which some may be gone
     if (!names)
         all += QDir(m_folder).entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::Unsorted);
-    for (const QString &name : std::as_const(all))
-        readOne(name);
+    for (qsizetype i = 0; i < all.size() && !m_isStopping; ++i)
+        readOne(all.at(i));
 }
 
 void SessionFollower::readOne(const QString &name)

@@ -5,6 +5,7 @@
 #include <QSet>
 #include <QString>
 
+#include <atomic>
 #include <functional>
 #include <optional>
 
@@ -42,11 +43,13 @@ public:
 
     /// Looks at the files that may have come, changed or gone; at all where it is not known which.
     void read(const std::optional<QSet<QString>> &names);
+    void stopReading() { m_isStopping = true; } ///< Makes a running `read` return after a file. Any thread.
 
 private:
     void readOne(const QString &name);
 
     const QString m_folder;
     const OnChange m_onChange;
+    std::atomic<bool> m_isStopping = false;
     QHash<QString, SessionRecord> m_known; // by the names of their files
 };

@@ -6,6 +6,11 @@
 
 #include <algorithm>
 
+QJsonDocument readJson(QByteArray json)
+{
+    return QJsonDocument::fromJson(json.replace("\"\xEF\xBB\xBF", "\"\\uFEFF"));
+}
+
 bool readMember(const QJsonValue &value, QString &member)
 {
     member = wellFormed(value.toString());

@@ -1,11 +1,15 @@
 #pragma once
 
+#include <QJsonDocument>
 #include <QJsonObject>
 #include <QJsonValue>
 #include <QList>
 #include <QString>
 
 #include <optional>
+
+/// As QJsonDocument::fromJson, which drops a U+FEFF at the start of a text.
+[[nodiscard]] QJsonDocument readJson(QByteArray json);
 
 // Each of these reads one member of an object, and is false where that is missing or of another type.
 

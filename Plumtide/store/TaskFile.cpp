@@ -1,11 +1,11 @@
 #include "Plumtide/store/TaskFile.h"
 
+#include "Plumtide/model/JsonMember.h"
 #include "Plumtide/store/Log.h"
 #include "Plumtide/system/Files.h"
 
 #include <QFileInfo>
 #include <QJsonArray>
-#include <QJsonDocument>
 
 #include <cerrno>
 
@@ -82,7 +82,7 @@ QByteArray TaskFile::encode(const QList<AgentTask> &lines)
 
 std::optional<QList<AgentTask>> TaskFile::decode(const QByteArray &content)
 {
-    const QJsonDocument document = QJsonDocument::fromJson(content);
+    const QJsonDocument document = readJson(content);
     if (!document.isArray())
         return std::nullopt;
     QList<AgentTask> lines;

@@ -3,7 +3,6 @@
 #include "Plumtide/intake/EventWatcher.h"
 #include "Plumtide/store/Log.h"
 #include "Plumtide/store/TaskFile.h"
-#include "Plumtide/system/Files.h"
 #include "Plumtide/system/MainThreadQueue.h"
 
 #include <cstdio>
@@ -39,12 +38,10 @@ TaskStore::TaskStore(Environment environment, QObject *parent)
 {
     if (!isOwner())
         return;
-    for (const QString &ours : {tasksFile(), m_environment.defaults->path()})
-        Files::removeTemporaries(ours);
     m_board.set(m_file->load());
     m_loaded = true;
     qCDebug(storeLog) << "loaded" << tasks().size() << "lines";
-    startWatching();
+    QMetaObject::invokeMethod(this, &TaskStore::startWatching, Qt::QueuedConnection);
 }
 
 TaskStore::~TaskStore()
@@ -196,12 +193,19 @@ void TaskStore::save()
         std::fprintf(stderr, "Plumtide: 保存 tasks.json 失败 — %s\n", qUtf8Printable(saved.failure().sentence));
 }
 
-void TaskStore::refreshEventStateFromLog()
+void TaskStore::refreshEventState()
+{
+    EventLog log(eventsFile(), m_environment.defaults, {});
+    for (const auto visit = eventStateVisitor(); visit && isOwner() && log.lookBack(visit);) {
+    }
+    m_events->runAll();
+}
+
+std::function<bool(QByteArrayView)> TaskStore::eventStateVisitor()
 {
     if (m_hasSeenClaudeEvent && m_hasSeenCodexEvent)
-        return;
-    // On the watcher's thread: a log may have a gigabyte.
-    m_watcher->lookBack(
+        return {};
+    return
         [this, isClaudeKnown = m_hasSeenClaudeEvent, isCodexKnown = m_hasSeenCodexEvent](QByteArrayView line) mutable {
             // Most logs hold only one tool's events. Once that tool is known, a line that does not even mention the
             // other one (which JSON might write with an escape) need not be decoded.
@@ -213,7 +217,7 @@ void TaskStore::refreshEventStateFromLog()
             if (!std::exchange(event->isCodex() ? isCodexKnown : isClaudeKnown, true))
                 m_events->post([this, isCodex = event->isCodex()] { markEventSeen(isCodex); });
             return !isClaudeKnown || !isCodexKnown;
-        });
+        };
 }
 
 void TaskStore::markEventSeen(bool isCodex)
@@ -228,6 +232,8 @@ void TaskStore::markEventSeen(bool isCodex)
 
 void TaskStore::startWatching()
 {
+    if (!m_loaded) // it has ended before
+        return;
     // The queue and the watcher end with the store, in `finish`, so `this` outlives every call.
     const auto onEvent = [this](const HookEvent &event) { m_events->post([this, event] { apply(event); }); };
     const auto onRecord = [this](const SessionRecord &before, const SessionRecord &now) {
@@ -237,7 +243,7 @@ void TaskStore::startWatching()
     m_watcher =
         std::make_unique<EventWatcher>(eventsFile(), m_environment.home + u"/.claude/sessions"_s,
                                        m_environment.defaults, EventWatcher::Handlers{onEvent, onRecord, onCaughtUp});
-    refreshEventStateFromLog();
+    m_watcher->lookBack(eventStateVisitor()); // on its thread: a log may have a gigabyte
     m_watcher->start();
 
     m_sweepTimer.setInterval(sweepInterval);

@@ -35,8 +35,8 @@ public:
     /// The store of the process, made on first use from the real environment. It lives until the process ends.
     static TaskStore &shared();
 
-    /// Loads `tasks.json`, and starts to follow the events log and to sweep. Where another process owns the data
-    /// directory it does none of this: it stays empty, reads no event and writes no file.
+    /// Loads `tasks.json`, and from the first turn of the event loop on follows the events log and sweeps. Where
+    /// another process owns the data directory it does none of this: it stays empty, reads no event and writes no file.
     explicit TaskStore(Environment environment, QObject *parent = nullptr);
     ~TaskStore() override; ///< As `finish`.
 
@@ -65,7 +65,8 @@ public:
     void takeRecord(const SessionRecord &before, const SessionRecord &record);
     void applyMissedEvents(); ///< Makes lines agree with records from which they have differed for a moment.
     [[nodiscard]] bool isCatchingUp() const { return m_held.has_value(); } ///< With what was in the log at the start.
-    void sweep(); ///< Warns of silent lines, closes those whose agent is gone, drops old ones.
+    void refreshEventState(); ///< Looks for both tools in the whole log. For a process that does not follow it.
+    void sweep();             ///< Warns of silent lines, closes those whose agent is gone, drops old ones.
 
     [[nodiscard]] int urgentCount() const { return m_board.urgentCount(now()); } ///< Whatever the source filter says.
     /// Shelved and faded lines, under the source filter.
@@ -102,7 +103,7 @@ private:
     void setLines(const QList<AgentTask> &lines);
     void compare(const QString &session);
     void catchUp();
-    void refreshEventStateFromLog();
+    [[nodiscard]] std::function<bool(QByteArrayView line)> eventStateVisitor(); // none where both tools are known
     void markEventSeen(bool isCodex);
     void startWatching();
     [[nodiscard]] QDateTime now() const { return m_environment.clock(); }

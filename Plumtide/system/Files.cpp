@@ -6,12 +6,14 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QSet>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -22,6 +24,7 @@ Q_LOGGING_CATEGORY(systemLog, "plumtide.system", QtWarningMsg)
 namespace {
 
 constexpr mode_t permissionBits = 07777;
+const QString temporarySuffix = u".tavvel-new"_s; // tells our temporary files from those of other programs
 
 bool writeAll(int descriptor, QByteArrayView content)
 {
@@ -34,16 +37,27 @@ bool writeAll(int descriptor, QByteArrayView content)
     return true;
 }
 
-// All but the messages of Files::replace: 0, or the errno of the step that failed.
-int replaceBytes(const QString &path, const QByteArray &content, const Files::ReplaceOptions &options)
+// What the links at `path` lead to, which need not exist. Still a link where they lead in a circle.
+QFileInfo targetOf(const QString &path)
 {
     QFileInfo info(path);
     constexpr int longestChain = 40; // as the kernel's own limit
-    for (int hop = 0; options.links == Files::Links::Follow && info.isSymLink(); ++hop) {
-        if (hop == longestChain)
-            return ELOOP;
+    for (int hop = 0; hop < longestChain && info.isSymLink(); ++hop)
         info.setFile(info.symLinkTarget());
-    }
+    return info;
+}
+
+Descriptor openFolder(const QString &path)
+{
+    return Descriptor(::open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+}
+
+// All but the messages of Files::replace: 0, or the errno of the step that failed.
+int replaceBytes(const QString &path, const QByteArray &content, const Files::ReplaceOptions &options)
+{
+    const QFileInfo info = options.links == Files::Links::Follow ? targetOf(path) : QFileInfo(path);
+    if (options.links == Files::Links::Follow && info.isSymLink())
+        return ELOOP;
     const QByteArray target = QFile::encodeName(info.filePath());
     mode_t mode = options.newFileMode;
     struct stat existing = {};
@@ -52,17 +66,26 @@ int replaceBytes(const QString &path, const QByteArray &content, const Files::Re
             return EISDIR;
         if (!S_ISREG(existing.st_mode) && !S_ISLNK(existing.st_mode))
             return EINVAL; // a device or a FIFO where a file is meant to be
-        if (S_ISREG(existing.st_mode) && ::faccessat(AT_FDCWD, target.constData(), W_OK, AT_EACCESS) != 0)
-            return errno;
-        if (S_ISREG(existing.st_mode) && !options.forceMode)
+        if (S_ISREG(existing.st_mode) && !options.forceMode) {
+            if (::faccessat(AT_FDCWD, target.constData(), W_OK, AT_EACCESS) != 0)
+                return errno;
             mode = existing.st_mode & permissionBits;
+        }
     }
 
+    // Tells `removeTemporaries` that we are writing here, until this process ends. Fails where that is at work, and in
+    // the home, which HomeLock locks.
+    const Descriptor folder = openFolder(info.path());
+    ::flock(folder.get(), LOCK_SH | LOCK_NB);
     // Of a name that nothing has yet, so that neither another writer nor whatever else stands there is in the way.
-    QByteArray temporary = QFile::encodeName(info.path() + u"/."_s + info.fileName() + u".XXXXXX"_s);
-    const int file = ::mkostemp(temporary.data(), O_CLOEXEC);
+    QByteArray temporary = QFile::encodeName(info.path() + u"/."_s + info.fileName() + u".XXXXXX"_s + temporarySuffix);
+    const int file = ::mkostemps(temporary.data(), static_cast<int>(temporarySuffix.size()), O_CLOEXEC);
     if (file < 0)
         return errno;
+    // Before the mode, of which it may take bits away.
+    if (S_ISREG(existing.st_mode) && ::fchown(file, existing.st_uid, existing.st_gid) != 0
+        && ::fchown(file, ::geteuid(), existing.st_gid) != 0)
+        qCDebug(systemLog) << path << "gets another owner and group";
     int error = 0;
     if (!writeAll(file, content) || ::fchmod(file, mode) != 0
         || (options.flush == Files::Flush::BeforeRename && ::fsync(file) != 0))
@@ -73,13 +96,10 @@ int replaceBytes(const QString &path, const QByteArray &content, const Files::Re
         error = errno;
     if (error == 0 && ::rename(temporary.constData(), target.constData()) != 0)
         error = errno;
-    if (error != 0) {
+    if (error != 0)
         ::unlink(temporary.constData());
-    } else if (options.flush == Files::Flush::BeforeRename) {
-        // The content is safe already; not every file system can do this.
-        const Descriptor folder(::open(QFile::encodeName(info.path()).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        ::fsync(folder.get());
-    }
+    else if (options.flush == Files::Flush::BeforeRename)
+        ::fsync(folder.get()); // the content is safe already; not every file system can do this
     return error;
 }
 
@@ -97,12 +117,14 @@ Outcome<QByteArray> read(const QString &path, qint64 maxBytes)
         return failed(errno);
     if (!S_ISREG(status.st_mode))
         return failed(S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+    if (status.st_size > maxBytes)
+        return failed(EFBIG);
     QFile reader;
     if (!reader.open(file.get(), QIODevice::ReadOnly | QIODevice::Unbuffered))
         return failed(EIO);
-    QByteArray content = status.st_size > maxBytes ? QByteArray() : reader.readAll();
-    if (status.st_size > maxBytes || content.size() > maxBytes)
-        return failed(EFBIG);
+    QByteArray content = reader.read(status.st_size + 1);
+    if (content.size() > status.st_size)
+        return failed(EBUSY); // it is being written, or is one of /proc, which may be endless
     return reader.error() == QFileDevice::NoError ? Outcome(std::move(content)) : failed(EIO);
 }
 
@@ -115,13 +137,14 @@ Outcome<void> replace(const QString &path, const QByteArray &content, const Repl
 
 void removeTemporaries(const QString &path)
 {
-    QFileInfo target(path);
-    if (target.exists())
-        target.setFile(target.canonicalFilePath());
-    QDir folder(target.path());
-    for (const QString &name :
-         folder.entryList({u'.' + target.fileName() + u".??????"_s}, QDir::Files | QDir::Hidden | QDir::System))
-        folder.remove(name);
+    for (const QString &place : QSet<QString>{QFileInfo(path).path(), targetOf(path).path()}) {
+        const Descriptor lock = openFolder(place);
+        QDir folder(place);
+        if (::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) // there is none, or somebody writes
+            continue;
+        for (const QString &name : folder.entryList({u".*.??????"_s + temporarySuffix}, QDir::Files | QDir::Hidden))
+            folder.remove(name);
+    }
 }
 
 Outcome<void> makeDirectory(const QString &path)

@@ -11,8 +11,9 @@
 /// reason. All of them may be called on any thread; none of them takes a lock inside the process.
 namespace Files {
 
-/// Reads the whole of the regular file at `path` (symbolic links are followed). Anything but a regular file, or one
-/// of more than `maxBytes`, is a failure; a FIFO or a device does not block.
+/// Reads the whole of the regular file at `path` (symbolic links are followed). Anything but a regular file, one of
+/// more than `maxBytes`, and one that has more bytes than its size says are failures; a FIFO or a device does not
+/// block.
 Outcome<QByteArray> read(const QString &path, qint64 maxBytes);
 
 /// What to do when the path that is replaced is a symbolic link.
@@ -31,19 +32,20 @@ enum class Flush {
 struct ReplaceOptions
 {
     mode_t newFileMode = 0600; ///< Permissions of a file that did not exist; an existing one keeps its own.
-    bool forceMode = false;    ///< Give `newFileMode` to an existing file, too.
+    bool forceMode = false;    ///< Give `newFileMode` to an existing file, too, also to a write-protected one.
     Links links = Links::Follow;
     Flush flush = Flush::BeforeRename;
 };
 
-/// Replaces the file at `path` as a whole: a temporary file beside the target (".NAME." and six random characters),
-/// then a rename, so a reader sees the old content or the new one and a killed process leaves
-/// one of the two. A target without write permission is left alone, although a rename could replace it. Two
-/// processes that replace the same file at once do not mix their bytes.
+/// Replaces the file at `path` as a whole: a temporary file beside the target (".NAME.", six random characters and
+/// ".tavvel-new"), then a rename, so a reader sees the old content or the new one and a killed process leaves one of
+/// the two. The owner stays where the process may set it. A target without write permission is left alone, although a
+/// rename could replace it. Two processes that replace the same file at once do not mix their bytes.
 Outcome<void> replace(const QString &path, const QByteArray &content, const ReplaceOptions &options = {});
 
-/// Removes the temporary files that killed processes have left beside `path`. Only for a file that nobody else replaces
-/// at the same time.
+/// Removes all temporary files of killed processes in the folder of `path` and in the one that its links lead to. A
+/// folder that another process has locked, as `replace` does, is left alone. (A lock ends with its process; the id of a
+/// process in the name could be another one's by now.)
 void removeTemporaries(const QString &path);
 
 /// Makes the directory with any missing parents, mode 0700 where it makes one. One that exists is fine.

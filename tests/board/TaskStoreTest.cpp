@@ -13,7 +13,9 @@ struct StoreTest : testing::Test, StoreInHome
 
 // What every stored line has, and what it may have.
 const QByteArray needed =
-    R"("currentState":"s","id":"cc-1","project":"p","purpose":"w","recentEvents":["e"],)"
+    R"("currentState":"s","id":"cc-1","project":"p","purpose":")"
+    "\xEF\xBB\xBFw"
+    R"(","recentEvents":["e"],)"
     R"("source":"Codex","status":"shelved","tags":["b"],"title":"t","updatedAt":"2026-03-07T09:41:05Z")";
 const QByteArray full = needed + R"(,"needsApproval":false,"titleEdited":true,"waitingReason":"r")";
 
@@ -31,6 +33,8 @@ TEST_F(StoreTest, AStartLeavesTheFileAloneAndASaveKeepsEveryField)
     store->sweep();
     EXPECT_EQ(QJsonDocument::fromJson(home.read(tasksFile)),
               QJsonDocument::fromJson("[{" + full + "},{" + needed + "}]"));
+    EXPECT_EQ(store->tasks().value(0).purpose, u"\uFEFFw"_s); // Qt's reader drops the mark
+    EXPECT_EQ(HookEvent::decode("{\"cwd\":\"\xEF\xBB\xBF\"}")->cwd, u"\uFEFF"_s);
 }
 
 TEST_F(StoreTest, AFileOfAnythingElseIsKeptAndNumberedAndOneThatCannotBeReadBeforeTheFirstSave)

@@ -30,7 +30,7 @@ inline QStringList numbersOf(const QByteArray &json)
     QStringList numbers;
     for (const QString &number : QString::fromUtf8(json).remove(texts).toLower().split(gaps)) {
         QString digits = number.section(u'e', 0, 0);
-        qint64 power = number.section(u'e', 1).toLongLong() - digits.section(u'.', 1).size();
+        qint64 power = qMax(-1'000'000'000LL, number.section(u'e', 1).toLongLong()) - digits.section(u'.', 1).size();
         for (digits.remove(u'.').remove(u'-'); digits.endsWith(u'0'); ++power)
             digits.chop(1);
         if (!digits.remove(zeros).isEmpty())

@@ -72,7 +72,8 @@ TEST(Edits, RefusalSaysWhatIsWrongWithTheFile)
     EXPECT_EQ(editClaudeSettings(R"({"a":{"好":1,"好":2}})"), "refused:settings.json 里有重复的键：好，这次没有改动。");
     EXPECT_EQ(editClaudeSettings("[0.10000000000000000001]"),
               "refused:settings.json 里有没法原样写回的数字：0.10000000000000000001，这次没有改动。");
-    EXPECT_EQ(editClaudeSettings(QByteArray("[").repeated(100)), "refused:settings.json 嵌套得太深，这次没有改动。");
+    for (const QByteArray &deep : {QByteArray("[").repeated(501), '[' + QByteArray("[[[[],[]]],").repeated(600'000)})
+        EXPECT_EQ(editClaudeSettings(deep), "refused:settings.json 嵌套得太深，这次没有改动。");
     EXPECT_EQ(editClaudeSettings("{\n\"a\":1e999}"), "refused:settings.json 第 2 行有一个过大的数字，这次没有改动。");
     EXPECT_EQ(editCodexConfig("\xff"), "refused:config.toml 不是 UTF-8 文本，这次没有改动。");
     EXPECT_EQ(editCodexConfig("[" + QByteArray("a.").repeated(50'000) + "a]\n"),

@@ -1,5 +1,7 @@
 #include "Plumtide/hooks/HooksInstaller.h"
+#include "Plumtide/hooks/HooksRemoval.h"
 #include "Plumtide/hooks/Silence.h"
+#include "Plumtide/system/Files.h"
 
 #include "tests/support/Printing.h"
 #include "tests/support/TestHome.h"
@@ -10,6 +12,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 
 using namespace Qt::StringLiterals;
 
@@ -178,9 +181,9 @@ TEST_F(HooksInstallerTest, TheToolsFileChangesLastWhenAllElseIsOnTheDiskAndStays
     home.write(settings, "{}");
     home.write(config, "notify = ['x']");
     for (const auto &[file, names] :
-         {std::pair(settings, u"tavvel-hook.sh codex-notify.sh settings.json.backup-tavvel settings.json"_s),
-          {config, u"tavvel-hook.sh codex-notify.sh config.toml.backup-tavvel codex-notify-forward config.toml"_s}}) {
-        const QStringList order = names.split(u' ');
+         {std::pair(settings, u"settings.json.original settings.json.backup-tavvel settings.json"_s),
+          {config, u"config.toml.original config.toml.backup-tavvel codex-notify-forward config.toml"_s}}) {
+        const QStringList order = (u"tavvel-hook.sh codex-notify.sh "_s + names).split(u' ');
         const QByteArray before = home.read(file);
         for (qsizetype step = 0; step <= order.size(); ++step) {
             HooksInstaller installer(home.environment());
@@ -196,6 +199,34 @@ TEST_F(HooksInstallerTest, TheToolsFileChangesLastWhenAllElseIsOnTheDiskAndStays
         renamed.clear();
         EXPECT_NE(state(HooksInstaller(home.environment())), u"-");
         EXPECT_EQ(renamed, QStringList()); // a start with all in its place writes nothing
+    }
+}
+
+TEST_F(HooksInstallerTest, ARemovalThatIsKilledAtAnyStepIsEndedByTheNextByteForByteAndNothingIsLeft)
+{
+    for (int killedAt = 0, status = 1; status != 0; ++killedAt) {
+        home.write(settings, "{ \"a\" :1}");
+        home.write(config, "notify = ['a'] # c\n");
+        HooksInstaller installer(home.environment());
+        installer.installClaude();
+        installer.installClaude(); // for which there is nothing new to do
+        installer.installCodex();
+        renamed.clear();
+        if (::fork() == 0) {
+            onRename = [killedAt](const QString &) { return renamed.size() > killedAt && (::_exit(9), true); };
+            HooksRemoval::remove(home.path());
+            ::_exit(0);
+        }
+        ::wait(&status);
+        EXPECT_EQ(status != 0, killedAt < 3);
+        EXPECT_TRUE(home.exists(hookScript) || !home.read(config).contains("codex-notify.sh")); // which runs it
+        for (const QString &file : {settings, config, hookScript})
+            Files::removeTemporaries(home.path(file));
+        HooksRemoval::remove(home.path());
+        EXPECT_EQ(home.read(settings) + home.read(config), "{ \"a\" :1}notify = ['a'] # c\n") << killedAt;
+        for (const QString &folder : {u".claude"_s, u".codex"_s})
+            EXPECT_EQ(QDir(home.path(folder)).entryList(QDir::Files | QDir::Hidden).size(), 2) << killedAt;
+        EXPECT_FALSE(home.exists(u".tavvel/hooks"_s)) << killedAt;
     }
 }
 

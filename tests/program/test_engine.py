@@ -1,4 +1,5 @@
 """The program without a desktop, as its user and the agents meet it."""
+import hashlib
 import json
 import os
 import random
@@ -105,7 +106,9 @@ class EngineTest(unittest.TestCase):
             home.log(event('b'))
             before = home.read('.tavvel/tasks.json'), home.read(CONFIGURATION)
             self.assertEqual(run(PROGRAM, env=home.environment), NO_DISPLAY + 'Plumtide: 已经在运行了。\n')
+            start = time.monotonic()
             self.assertEqual(home.install(), [CLAUDE_INSTALLED, NO_CODEX])
+            self.assertLess(time.monotonic() - start, 1, 'it does not wait for the first to end')
             self.assertEqual((home.read('.tavvel/tasks.json'), home.read(CONFIGURATION)), before)
             first.process.send_signal(signal.SIGCONT)
             until(lambda: len(home.tasks()) == 2, 'the first one goes on')
@@ -121,7 +124,13 @@ class EngineTest(unittest.TestCase):
                 self.assertEqual(program.stderr(), NO_DISPLAY)
             else:
                 home.install()
+                self.assertEqual(home.defaults()['tavvel.claude.hasSeenEvent'], 'true')
             self.assertEqual(len(home.lines()), home.read('.tavvel/events.jsonl')[:offset(home)].count(b'\n'), number)
+        home = Home(self)
+        home.log(event('s'))
+        os.truncate(home.path / '.tavvel/events.jsonl', 1 << 40)
+        with Program(home):  # which must end long before it has read a terabyte of holes
+            until(home.lines, 'it is at the holes')
 
     def test_as_time_goes_by_it_closes_ended_sessions_warns_of_silent_ones_and_drops_old_lines(self):
         home, clock = self.home, self.home.folder / 'clock'
@@ -219,19 +228,15 @@ class EngineTest(unittest.TestCase):
             return run(PROGRAM, '--remove-hooks', env=home.environment).splitlines()
 
         notify = b'notify = ["a", "\\u0062"] # c\n'
-        for repeated in range(2):  # the copy of Claude Code's file has our hooks then
-            connect(b'{"hooks": {"Stop": [{"hooks": [{"command": "x"}]}], "Other": []}}', notify)
-            for _ in range(repeated):
-                home.install()
-            settings = json.loads(home.read(files[0])) | {'since': 1}
-            home.write(files[0], json.dumps(settings))
-            home.write(files[1], home.read(files[1]) + b'since = 1\n')
-            as_it_was = [home.read(file) for file in files]
-            remove()
-            self.assertEqual(json.loads(home.read(files[0])), {
-                'hooks': {'Stop': [{'hooks': [{'command': 'x'}]}], 'Other': []}, 'since': 1})
-            self.assertEqual(home.read(files[1]), notify + b'since = 1\n')
-            self.assertEqual([home.read(f'{file}.backup-tavvel') for file in files], as_it_was)
+        connect(b'{"hooks": {"Stop": [{"hooks": [{"command": "x"}]}], "Other": []}}', notify)
+        home.write(files[0], json.dumps(json.loads(home.read(files[0])) | {'since': 1}))
+        home.write(files[1], home.read(files[1]) + b'since = 1\n')
+        as_it_was = [home.read(file) for file in files]
+        remove()
+        self.assertEqual(json.loads(home.read(files[0])), {
+            'hooks': {'Stop': [{'hooks': [{'command': 'x'}]}], 'Other': []}, 'since': 1})
+        self.assertEqual(home.read(files[1]), notify + b'since = 1\n')
+        self.assertEqual([home.read(f'{file}.backup-tavvel') for file in files], as_it_was)
         connect(b'{}', b'notify = ["a"]\n')
         home.write('.tavvel/hooks/codex-notify-forward', 'say "b"\nc\n')
         home.write('.tavvel/hooks/theirs', '')
@@ -239,17 +244,35 @@ class EngineTest(unittest.TestCase):
         left = home.read(files[0])
         self.assertRegex('\n'.join(remove()), 'Claude Code 取消接入失败：.*JSON.*\nCodex 取消接入了，原来的通知也放回去了')
         self.assertEqual((home.read(files[0]), home.read(files[1])), (left, b'notify = ["say \\"b\\"", "c"]\n'))
-        self.assertEqual({path.name for path in (home.path / '.tavvel/hooks').iterdir()}, {'tavvel-hook.sh', 'theirs'})
-        connect(b'{}', b'')
-        home.install()
-        remove()
-        self.assertEqual(home.read(files[0]), b'{}\n')
+        self.assertEqual({path.name for path in (home.path / '.tavvel/hooks').iterdir()},
+                         {'settings.json.original', 'tavvel-hook.sh', 'theirs'})
+        connect(b'{}' + b' ' * 5000, b'notify = ["a"]' + b' ' * 5000)
+        for flag, contents in (('--remove-hooks', [home.read(file) for file in files]),
+                               ('--install-hooks', [b'{"a": "%s"}' % (b'x' * 3980), b'a = "%s"\n' % (b'x' * 3980)])):
+            for file, content in zip(files, contents):
+                home.write(file, content)
+            said = run('prlimit', '--fsize=4000:4000', PROGRAM, flag, env=home.environment)  # as on a full disk
+            self.assertEqual((said.count('无法写入'), [home.read(file) for file in files]), (2, contents))
         connect(b'{}', b'')
         wrapped = b'notify = ["wrap", "' + bytes(home.path) + b'/.tavvel/hooks/codex-notify.sh"]\n'
         home.write(files[1], wrapped)
         self.assertIn('config.toml 里还有 Plumtide 认不出的 /.tavvel/hooks/codex-notify.sh', remove()[1])
         self.assertEqual(home.read(files[1]), wrapped)
-        self.assertTrue(home.read('.tavvel/hooks/codex-notify.sh'), 'Codex still runs it')
+        for script in ('codex-notify.sh', 'tavvel-hook.sh'):
+            self.assertTrue(home.read(f'.tavvel/hooks/{script}'), 'Codex still runs it')
+
+    def test_another_program_that_has_its_name_on_the_bus_does_not_keep_it_from_starting(self):
+        home, name = self.home, 'example.plumtide.plumtide'
+        take_notifications(home)
+        taken, place = f'{name}.home{hashlib.sha1(bytes(home.path)).hexdigest()}', '/' + name.replace('.', '/')
+        home.start(sys.executable, '-m', 'dbusmock', taken, place, name, stdout=subprocess.DEVNULL)
+        words = [f'string:{word}' for word in (name, 'Start', 'bbs', 's', 'ret = "end"')]
+        until(lambda: subprocess.run(['dbus-send', '--print-reply', f'--dest={taken}', place, 'org.freedesktop.DBus.Mock.AddMethod', *words],
+                                     env=home.environment, capture_output=True).returncode == 0, 'it has the name')
+        with Program(home) as program:
+            home.log(event('s'))
+            until(home.lines, 'it follows the log')
+        self.assertIn('照常启动', program.stderr())
 
     def test_a_bare_executable_says_that_it_has_no_scripts_and_an_installed_one_keeps_those_of_the_user_new(self):
         home = self.home

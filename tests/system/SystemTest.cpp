@@ -11,6 +11,7 @@
 #include <thread>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -106,7 +107,7 @@ TEST(Files, ReplacingLeavesTheNewFileOrTheOldWithItsModeAndLinksAndNothingBeside
     }
 }
 
-TEST(Files, ANewFileIsClosedAndOnTheDiskBeforeItGetsItsNameAndAKilledWriterLeavesTheOld)
+TEST(Files, ANewFileIsClosedAndOnTheDiskBeforeItGetsItsNameAndAKilledWriterLeavesTheOldAndNothingForLong)
 {
     const TestHome home;
     const QString path = home.path(u"f"_s);
@@ -123,6 +124,15 @@ TEST(Files, ANewFileIsClosedAndOnTheDiskBeforeItGetsItsNameAndAKilledWriterLeave
     EXPECT_TRUE(Files::replace(path, "n", later)); // what it left is in nobody's way
     EXPECT_EQ(home.read(u"f"_s), "n");
     EXPECT_EQ(takeDiskCalls(), u"rename f"_s);
+    shell(home, u"mkdir d; ln -s ../f d/l; touch .f.aBc123"_s);
+    const Descriptor other(::open(qPrintable(home.path()), O_RDONLY | O_CLOEXEC));
+    for (const int lock : {LOCK_SH, LOCK_UN}) { // as another process holds it while it writes there
+        ::flock(other.get(), lock);
+        Files::removeTemporaries(home.path(u"d/l"_s));
+        EXPECT_EQ(shell(home, u"ls -A"_s).count(u".tavvel-new"_s), lock == LOCK_SH ? 1 : 0);
+    }
+    EXPECT_EQ(shell(home, u"ls -A"_s), u".f.aBc123 d f"_s);
+    EXPECT_FALSE(Files::read(u"/proc/self/pagemap"_s, 1 << 20)); // which has no end
 }
 
 TEST(Files, ABurstOfChangesReachesTheDiskSoonInOneGoAndNeverOnTheMainThreadAndAtTheEnd)
