@@ -16,7 +16,6 @@
 #include <QTimer>
 
 #include <cstdio>
-#include <cstdlib>
 
 using namespace Qt::StringLiterals;
 
@@ -63,7 +62,7 @@ int PlumtideApp::removeHooks()
 int PlumtideApp::resetMiniBoard(const Instance &instance)
 {
     if (!instance.resetMiniBoard())
-        Defaults(Defaults::standardPath(Environment::realHome())).remove(MiniBoardController::originKey);
+        Environment::real().defaults->remove(MiniBoardController::originKey);
     return 0;
 }
 
@@ -72,8 +71,6 @@ PlumtideApp::PlumtideApp()
       m_signals(std::make_unique<TerminationSignals>()),
       m_store(TaskStore::shared())
 {
-    // Qt ends the process by `exit` when the display goes.
-    std::atexit([] { TaskStore::shared().finish(); });
 }
 
 PlumtideApp::~PlumtideApp()
@@ -83,7 +80,7 @@ PlumtideApp::~PlumtideApp()
 
 int PlumtideApp::installHooks()
 {
-    // What was taken from the log is kept, and a Plumtide that is started beside us need not wait until we end.
+    // A Plumtide that is started beside us need not wait until we end.
     m_store.finish();
     HooksInstaller &installer = HooksInstaller::shared();
     installer.installClaude();

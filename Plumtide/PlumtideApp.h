@@ -26,8 +26,10 @@ public:
     /// Puts the mini board back to its first place, in the running program or for the next start. The exit status.
     [[nodiscard]] static int resetMiniBoard(const Instance &instance);
 
-    PlumtideApp();  ///< Obtains the store, which loads the lines and follows the events log.
-    ~PlumtideApp(); ///< Applies and saves what was taken from the log.
+    PlumtideApp(); ///< Obtains the store, which loads the lines and follows the events log.
+    /// Saves what could not be saved before. Where the process ends without it, as by Qt when the display goes, no
+    /// event is lost, either.
+    ~PlumtideApp();
 
     /// Registers the hooks, and prints two lines, and on standard error why they may not run. The exit status.
     [[nodiscard]] int installHooks();
@@ -37,6 +39,6 @@ public:
 
 private:
     const bool m_isFirst;                                // start of all: there are no settings yet
-    const std::unique_ptr<TerminationSignals> m_signals; // before the store: what it takes from the log must be kept
+    const std::unique_ptr<TerminationSignals> m_signals; // before the store, which takes its time to start
     TaskStore &m_store;
 };

@@ -15,6 +15,7 @@ Q_LOGGING_CATEGORY(storeLog, "plumtide.store", QtWarningMsg)
 
 namespace {
 
+const QString offsetKey = u"tavvel.events.offset"_s;
 const QString claudeSeenKey = u"tavvel.claude.hasSeenEvent"_s;
 const QString codexSeenKey = u"tavvel.codex.hasSeenEvent"_s;
 
@@ -34,12 +35,12 @@ TaskStore::TaskStore(Environment environment, QObject *parent)
       m_sessions(m_board, m_environment.processExists),
       m_hasSeenClaudeEvent(m_environment.defaults->boolean(claudeSeenKey)),
       m_hasSeenCodexEvent(m_environment.defaults->boolean(codexSeenKey)),
-      m_file(std::make_unique<TaskFile>(tasksFile(), QStringList{m_environment.defaults->path()})),
+      m_file(std::make_unique<TaskFile>(tasksFile(), m_environment.defaults->paths())),
       m_events(std::make_unique<MainThreadQueue>())
 {
     if (!isOwner())
         return;
-    for (const QString &ours : {tasksFile(), m_environment.defaults->path()})
+    for (const QString &ours : m_environment.defaults->paths() + QStringList{tasksFile()})
         Files::removeTemporaries(ours);
     m_board.set(m_file->load());
     m_loaded = true;
@@ -55,13 +56,13 @@ TaskStore::~TaskStore()
 void TaskStore::finish()
 {
     m_sweepTimer.stop();
-    // In this order: the watcher may be waiting for room, and may still hand over what it has taken.
-    m_events->stopHolding();
+    m_events->close(); // first: the watcher may be waiting for room
     if (m_watcher)
         m_watcher->stop();
-    m_events->runAll();
     if (m_isBehind)
         save(); // the disk may have room again
+    if (m_loaded)
+        m_environment.defaults->writeAgain();
     m_file->flush();
     m_loaded = false;
     m_lock.release();
@@ -124,7 +125,9 @@ void TaskStore::sweep()
 {
     make(m_board.sweep(now(), [this](const QString &session) { return m_sessions.hasEnded(session); }));
     setLines(m_board.linesToKeep(now()));
-    m_file->startFlushing(); // and not a second later: that would wake the program once more
+    m_environment.defaults->writeAgain(); // where it failed before
+    m_watcher->start();                   // likewise
+    m_file->startFlushing();              // and not a second later: that would wake the program once more
     // Ages and markings on the board depend on the time alone.
     Q_EMIT objectWillChange();
 }
@@ -226,17 +229,34 @@ void TaskStore::markEventSeen(bool isCodex)
     m_environment.defaults->setBoolean(isCodex ? codexSeenKey : claudeSeenKey, true);
 }
 
+std::optional<qint64> TaskStore::storedPosition() const
+{
+    constexpr double limit = 9223372036854775808.0; // 2^63: a file cannot be longer
+    const std::optional<double> offset = m_environment.defaults->number(offsetKey);
+    if (!offset && !m_environment.defaults->isReadable())
+        return std::nullopt;
+    return offset > 0 && offset < limit ? static_cast<qint64>(*offset) : 0;
+}
+
 void TaskStore::startWatching()
 {
     // The queue and the watcher end with the store, in `finish`, so `this` outlives every call.
-    const auto onEvent = [this](const HookEvent &event) { m_events->post([this, event] { apply(event); }); };
+    const auto onEvent = [this](const std::optional<HookEvent> &event, qint64 position) {
+        m_events->post([this, event, position] {
+            // In one turn, so that an end of the process at any other moment loses nothing. First, so that a kill
+            // between the two loses one event instead of applying it twice.
+            m_environment.defaults->setNumber(offsetKey, static_cast<double>(position));
+            if (event)
+                apply(*event);
+        });
+    };
     const auto onRecord = [this](const SessionRecord &before, const SessionRecord &now) {
         m_events->post([this, before, now] { takeRecord(before, now); });
     };
     const auto onCaughtUp = [this] { m_events->post([this] { catchUp(); }); };
     m_watcher =
-        std::make_unique<EventWatcher>(eventsFile(), m_environment.home + u"/.claude/sessions"_s,
-                                       m_environment.defaults, EventWatcher::Handlers{onEvent, onRecord, onCaughtUp});
+        std::make_unique<EventWatcher>(eventsFile(), storedPosition(), m_environment.home + u"/.claude/sessions"_s,
+                                       EventWatcher::Handlers{onEvent, onRecord, onCaughtUp});
     refreshEventStateFromLog();
     m_watcher->start();
 

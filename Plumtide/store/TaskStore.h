@@ -43,8 +43,8 @@ public:
     /// Without it nothing is notified. Of what was in the log at the start, only what is still true at its end is.
     void setNotify(Notify notify) { m_notify = std::move(notify); }
 
-    /// Follows the log no further, applies every event that was taken from it, waits for the file to be on the disk,
-    /// and gives the data directory up: nothing is saved from then on. For the end of the program.
+    /// Follows the log no further (what was not applied is for the next start), waits for the file to be on the disk,
+    /// and gives the data directory up: nothing is saved from then on. For an orderly end of the program.
     void finish();
 
     [[nodiscard]] bool isOwner() const { return m_lock.isOwner(); } ///< Of the data directory.
@@ -102,6 +102,7 @@ private:
     void setLines(const QList<AgentTask> &lines);
     void compare(const QString &session);
     void catchUp();
+    [[nodiscard]] std::optional<qint64> storedPosition() const; // in the log; nothing where it is not known
     void refreshEventStateFromLog();
     void markEventSeen(bool isCodex);
     void startWatching();
