@@ -6,6 +6,9 @@
 #include "Plumtide/system/Files.h"
 #include "Plumtide/system/MainThreadQueue.h"
 
+#include <QElapsedTimer>
+
+#include <algorithm>
 #include <cstdio>
 
 using namespace Qt::StringLiterals;
@@ -32,7 +35,7 @@ TaskStore::TaskStore(Environment environment, QObject *parent)
       m_environment(std::move(environment)),
       m_tavvelDir(m_environment.home + u"/.tavvel"_s),
       m_lock(m_environment.home, m_tavvelDir, m_environment.ownerPatience),
-      m_sessions(m_board, m_environment.processExists),
+      m_sessions(m_board, m_environment.processExists, m_environment.home + u"/.claude/projects"_s),
       m_hasSeenClaudeEvent(m_environment.defaults->boolean(claudeSeenKey)),
       m_hasSeenCodexEvent(m_environment.defaults->boolean(codexSeenKey)),
       m_file(std::make_unique<TaskFile>(tasksFile(), m_environment.defaults->paths())),
@@ -56,6 +59,7 @@ TaskStore::~TaskStore()
 void TaskStore::finish()
 {
     m_sweepTimer.stop();
+    m_missedTimer.stop();
     m_events->close(); // first: the watcher may be waiting for room
     if (m_watcher)
         m_watcher->stop();
@@ -86,7 +90,17 @@ void TaskStore::apply(const HookEvent &event)
     if (event.hookEventName)
         markEventSeen(event.isCodex());
     const bool isDenied = m_sessions.deny(event);
-    const Board::Changes changes = isDenied ? Board::Changes() : m_board.apply(event, now());
+    if (!isDenied)
+        applyAnyway(event);
+    if (isDenied || event.hookEventName == EventName::request) {
+        if (const std::optional<HookEvent> request = m_sessions.requestOnScreen(event.sessionId.value_or(QString())))
+            make(m_board.name(*request));
+    }
+}
+
+void TaskStore::applyAnyway(const HookEvent &event)
+{
+    const Board::Changes changes = m_board.apply(event, now());
     qCDebug(storeLog) << event.hookEventName.value_or(QString()) << "of" << event.sessionId.value_or(QString())
                       << "changes" << changes.edits.size() << "lines";
     make(changes);
@@ -101,17 +115,30 @@ void TaskStore::takeRecord(const SessionRecord &before, const SessionRecord &rec
 
 void TaskStore::compare(const QString &session)
 {
-    // A little later: it is the user's clock that must have gone on.
-    if (m_sessions.differ(session, now()))
-        QTimer::singleShot(ClaudeSessions::moment + 50ms, Qt::PreciseTimer, this, &TaskStore::applyMissedEvents);
+    m_sessions.differ(session, now());
+    if (!m_missedTimer.isActive())
+        waitForMissedEvents();
+}
+
+void TaskStore::waitForMissedEvents()
+{
+    // A little later: it is the user's clock that must have gone on, which may also have been set meanwhile.
+    if (const std::optional<QDateTime> due = m_sessions.nextMissedAt())
+        m_missedTimer.start(qBound(0ms, std::chrono::milliseconds(now().msecsTo(*due)), ClaudeSessions::moment + 0ms)
+                            + 50ms);
 }
 
 void TaskStore::applyMissedEvents()
 {
-    for (const HookEvent &event : m_sessions.missedEvents(now())) {
-        qCDebug(storeLog) << "by the record of" << event.sessionId.value_or(QString());
-        apply(event);
+    QElapsedTimer turn;
+    turn.start();
+    while (const std::optional<HookEvent> event = m_sessions.nextMissedEvent(now())) {
+        qCDebug(storeLog) << "by the record of" << event->sessionId.value_or(QString());
+        applyAnyway(*event);
+        if (turn.hasExpired(MainThreadQueue::turnBudget.count()))
+            return m_missedTimer.start(0ms); // the rest in the loop's next turn
     }
+    waitForMissedEvents();
 }
 
 void TaskStore::catchUp()
@@ -161,8 +188,11 @@ void TaskStore::make(const Board::Changes &changes)
         const AgentTask before = tasks().value(edit.place, edit.line);
         if (before.isUrgent() && !edit.line.isUrgent())
             notify({{}, {}, u"approval-"_s + before.id});
-        if (before.isStuck(now()))
-            notify({{}, {}, u"stuck-"_s + before.id});
+        // What a sweep has just warned of is to be seen, also where it ends the line.
+        const QString warning = u"stuck-"_s + before.id;
+        const auto isWarning = [&](const Board::Notice &notice) { return notice.id == warning; };
+        if (before.isStuck(now()) && std::ranges::none_of(changes.notices, isWarning))
+            notify({{}, {}, warning});
         m_board.take(edit);
         m_file->lineChanged(edit.place);
         save();
@@ -181,8 +211,8 @@ void TaskStore::notify(const Board::Notice &notice)
 
 void TaskStore::setLines(const QList<AgentTask> &lines)
 {
-    Q_EMIT objectWillChange();
     if (lines != m_board.lines()) {
+        Q_EMIT objectWillChange();
         m_board.set(lines);
         m_file->linesChanged();
     }
@@ -260,6 +290,9 @@ void TaskStore::startWatching()
     refreshEventStateFromLog();
     m_watcher->start();
 
+    m_missedTimer.setSingleShot(true);
+    m_missedTimer.setTimerType(Qt::PreciseTimer);
+    connect(&m_missedTimer, &QTimer::timeout, this, &TaskStore::applyMissedEvents);
     m_sweepTimer.setInterval(sweepInterval);
     connect(&m_sweepTimer, &QTimer::timeout, this, &TaskStore::sweep);
     m_sweepTimer.start();

@@ -63,7 +63,8 @@ public:
     void apply(const HookEvent &event); ///< One event of the log: finds or makes its line and changes it.
     /// What a record of Claude Code said and says now: for the sweep, and for what no event tells (see ClaudeSessions).
     void takeRecord(const SessionRecord &before, const SessionRecord &record);
-    void applyMissedEvents(); ///< Makes lines agree with records from which they have differed for a moment.
+    /// Makes lines agree with records from which they have differed for a moment; those that take too long, later.
+    void applyMissedEvents();
     [[nodiscard]] bool isCatchingUp() const { return m_held.has_value(); } ///< With what was in the log at the start.
     void sweep(); ///< Warns of silent lines, closes those whose agent is gone, drops old ones.
 
@@ -101,6 +102,8 @@ private:
     void notify(const Board::Notice &notice);
     void setLines(const QList<AgentTask> &lines);
     void compare(const QString &session);
+    void waitForMissedEvents();
+    void applyAnyway(const HookEvent &event);
     void catchUp();
     [[nodiscard]] std::optional<qint64> storedPosition() const; // in the log; nothing where it is not known
     void refreshEventStateFromLog();
@@ -126,4 +129,5 @@ private:
     std::unique_ptr<MainThreadQueue> m_events; // on their way from the watcher's thread
     std::unique_ptr<EventWatcher> m_watcher;
     QTimer m_sweepTimer;
+    QTimer m_missedTimer;
 };
