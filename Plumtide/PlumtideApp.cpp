@@ -19,7 +19,6 @@
 #include <QTimer>
 
 #include <cstdio>
-#include <cstdlib>
 
 using namespace Qt::StringLiterals;
 
@@ -57,10 +56,11 @@ int PlumtideApp::version()
 
 void PlumtideApp::removeTemporaries()
 {
-    const QString home = Environment::realHome();
+    const QString &home = Environment::realHome();
     for (const QString &file :
          {home + HookFiles::claudeSettings, home + HookFiles::codexConfig, home + HookFiles::claudeScript,
-          home + u"/.tavvel/tasks.json"_s, Defaults::standardPath(home), Autostart::standardPath(home)})
+          home + u"/.tavvel/tasks.json"_s, Defaults::standardPath(home), Defaults::standardSparePath(home),
+          Autostart::standardPath(home)})
         Files::removeTemporaries(file);
 }
 
@@ -74,7 +74,7 @@ int PlumtideApp::removeHooks()
 int PlumtideApp::resetMiniBoard(const Instance &instance)
 {
     if (!instance.resetMiniBoard())
-        Defaults(Defaults::standardPath(Environment::realHome())).remove(MiniBoardController::originKey);
+        Environment::real().defaults->remove(MiniBoardController::originKey);
     return 0;
 }
 
@@ -83,8 +83,6 @@ PlumtideApp::PlumtideApp()
       m_store(TaskStore::shared()),
       m_signals(std::make_unique<TerminationSignals>())
 {
-    // Qt ends the process by `exit` when the display goes.
-    std::atexit([] { TaskStore::shared().finish(); });
 }
 
 PlumtideApp::~PlumtideApp()

@@ -30,8 +30,10 @@ public:
 
     static void removeTemporaries(); ///< That killed processes of the program have left, wherever it writes.
 
-    PlumtideApp();  ///< Obtains the store, which loads the lines.
-    ~PlumtideApp(); ///< Applies and saves what was taken from the log.
+    PlumtideApp(); ///< Obtains the store, which loads the lines.
+    /// Saves what could not be saved before. Where the process ends without it, as by Qt when the display goes, no
+    /// event is lost, either.
+    ~PlumtideApp();
 
     /// Keeps the board until the user or the system ends the program. `instance` has claimed the home. `isByUser`: not
     /// the desktop session has started it. The exit status.

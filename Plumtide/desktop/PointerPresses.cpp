@@ -13,6 +13,7 @@ void PointerPresses::follow(bool isFollowing)
         connection ? xcb_get_extension_data(connection, &xcb_input_id) : nullptr;
     if (!input || !input->present)
         return;
+    m_opcode = input->major_opcode; // kept: once the connection is broken, nobody says it any more
     struct
     {
         xcb_input_event_mask_t head;
@@ -33,8 +34,7 @@ bool PointerPresses::nativeEventFilter(const QByteArray &eventType, void *messag
     if (eventType != "xcb_generic_event_t")
         return false;
     const auto *event = static_cast<const xcb_ge_generic_event_t *>(message);
-    const xcb_query_extension_reply_t *const input = xcb_get_extension_data(xcbConnection(), &xcb_input_id);
-    if ((event->response_type & 0x7f) != XCB_GE_GENERIC || event->extension != input->major_opcode)
+    if ((event->response_type & 0x7f) != XCB_GE_GENERIC || event->extension != m_opcode)
         return false;
     if (event->event_type == XCB_INPUT_RAW_BUTTON_PRESS)
         Q_EMIT pressed();

@@ -21,4 +21,6 @@ Q_SIGNALS:
 
 private:
     bool nativeEventFilter(const QByteArray &eventType, void *message, qintptr *result) override;
+
+    uint8_t m_opcode = 0; // of the server's input extension
 };

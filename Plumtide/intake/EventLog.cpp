@@ -10,8 +10,6 @@ namespace {
 
 Q_LOGGING_CATEGORY(intakeLog, "plumtide.intake", QtWarningMsg)
 
-const QString offsetKey = u"tavvel.events.offset"_s;
-
 // The whole lines of a log, block by block.
 class Blocks
 {
@@ -66,58 +64,67 @@ bool forEachPiece(QByteArrayView block, Visit visit)
 
 } // namespace
 
-EventLog::EventLog(QString path, std::shared_ptr<Defaults> defaults, OnEvent onEvent)
-    : m_path(std::move(path)), m_defaults(std::move(defaults)), m_onEvent(std::move(onEvent))
+EventLog::EventLog(QString path, std::optional<qint64> position, OnEvent onEvent)
+    : m_path(std::move(path)), m_position(position), m_onEvent(std::move(onEvent))
 {
 }
 
 void EventLog::readNewLines()
 {
     const AppendedFile log(m_path);
-    if (!m_defaults->isReadable() && !m_defaults->number(offsetKey)) {
+    if (!m_position) {
         qCDebug(intakeLog) << "the position is not known: what the log holds may have been applied already";
-        m_defaults->setNumber(offsetKey, static_cast<double>(log.size()));
+        moveTo(log.size());
     }
-    qint64 offset = storedOffset();
-    if (log.size() == offset || log.size() == 0) // an empty log says nothing yet
+    if (log.size() == *m_position || log.size() == 0) // an empty log says nothing yet
         return;
-    if (log.size() < offset) {
-        qCDebug(intakeLog) << "the log has only" << log.size() << "bytes, not" << offset << ": it is read anew";
-        offset = 0;
+    if (log.size() < *m_position) {
+        qCDebug(intakeLog) << "the log has only" << log.size() << "bytes, not" << *m_position << ": it is read anew";
+        m_position = 0;
     }
-    for (Blocks blocks(log, offset); !m_isStopping;) {
+    for (Blocks blocks(log, *m_position); !m_isStopping;) {
         const QByteArrayView block = blocks.next(m_isStopping);
         if (block.isEmpty())
             return;
         qCDebug(intakeLog) << "read up to" << blocks.offset();
-        m_defaults->setNumber(offsetKey, static_cast<double>(blocks.offset()));
-        forEachPiece(block, [this](QByteArrayView line) {
-            handOver(line);
-            return true;
+        const bool isWhole = forEachPiece(block, [&](QByteArrayView line) {
+            handOver(line, blocks.offset() - (block.end() - line.end()) + 1);
+            return !m_isStopping;
         });
+        if (isWhole && m_position != blocks.offset())
+            moveTo(blocks.offset());
     }
 }
 
-void EventLog::handOver(QByteArrayView line) const
+void EventLog::handOver(QByteArrayView line, qint64 end)
 {
-    if (const std::optional<HookEvent> event = HookEvent::decode(line))
-        m_onEvent(*event);
-    else
+    const std::optional<HookEvent> event = HookEvent::decode(line);
+    if (!event) {
         qCDebug(intakeLog) << "no event:" << line.first(qMin<qsizetype>(line.size(), 200)).toByteArray();
+        return;
+    }
+    m_position = end;
+    m_onEvent(event, end);
+}
+
+void EventLog::moveTo(qint64 position)
+{
+    m_position = position;
+    m_onEvent(std::nullopt, position);
 }
 
 bool EventLog::isReadAndLarge() const
 {
     // A log of another length is not read to its end, or is another one than the one that was read.
-    return storedOffset() > rotateAboveBytes && AppendedFile(m_path).size() == storedOffset();
+    return m_position > rotateAboveBytes && AppendedFile(m_path).size() == m_position;
 }
 
 void EventLog::rotateIfNeeded()
 {
-    if (!isReadAndLarge() || m_isStopping || !AppendedFile::empty(m_path, storedOffset()))
+    if (!isReadAndLarge() || m_isStopping || !AppendedFile::empty(m_path, *m_position))
         return;
-    qCDebug(intakeLog) << "emptied the log, all" << storedOffset() << "bytes of it were read";
-    m_defaults->setNumber(offsetKey, 0);
+    qCDebug(intakeLog) << "emptied the log, all" << *m_position << "bytes of it were read";
+    moveTo(0);
 }
 
 bool EventLog::lookBack(const std::function<bool(QByteArrayView)> &visit)
@@ -127,11 +134,4 @@ bool EventLog::lookBack(const std::function<bool(QByteArrayView)> &visit)
     const QByteArrayView block = blocks.next(m_isStopping);
     m_lookedBack = blocks.offset();
     return !block.isEmpty() && forEachPiece(block, visit);
-}
-
-qint64 EventLog::storedOffset() const
-{
-    constexpr double limit = 9223372036854775808.0; // 2^63: a file cannot be longer
-    const double offset = m_defaults->number(offsetKey).value_or(0);
-    return offset > 0 && offset < limit ? static_cast<qint64>(offset) : 0;
 }

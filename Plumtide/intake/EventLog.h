@@ -1,42 +1,42 @@
 #pragma once
 
 #include "Plumtide/intake/HookEvent.h"
-#include "Plumtide/system/Defaults.h"
 
 #include <QByteArray>
 #include <QString>
 
 #include <atomic>
 #include <functional>
-#include <memory>
+#include <optional>
 
-/// Reads the events log from where the last read ended. The position, in bytes from the start of the file, is kept
-/// in the per-user defaults under "tavvel.events.offset"; it always stands just past a line feed, or at 0.
+/// Reads the events log from where the last read ended. A position is a number of bytes from the start of the file; it
+/// always stands just past a line feed, or at 0. Whoever applies the events stores it.
 /// Thread: one thread at a time, except `stopReading`. Memory: a block, or the line that is longer than one.
 class EventLog
 {
 public:
     static constexpr qint64 rotateAboveBytes = 10'000'000;
-    /// Small, since the events of a block whose position is stored are lost if the process is killed just then.
     static constexpr qint64 blockBytes = 32 * 1024;
     /// A longer line is passed over like one that does not decode. The hook scripts write a few kilobytes.
     static constexpr qint64 longestLineBytes = 16 * 1024 * 1024;
 
-    using OnEvent = std::function<void(const HookEvent &)>;
+    /// An event and the position past its line. Without an event only the position has moved: over lines that hold
+    /// none, or to another place in the log.
+    using OnEvent = std::function<void(const std::optional<HookEvent> &event, qint64 position)>;
 
-    EventLog(QString path, std::shared_ptr<Defaults> defaults, OnEvent onEvent);
+    /// `position` is the last one that was stored; nothing where it is not known: then reading begins at the end that
+    /// the log has at the first call.
+    EventLog(QString path, std::optional<qint64> position, OnEvent onEvent);
 
-    /// Hands over every complete line that was not read yet, in file order. The position is stored before the lines
-    /// of a block are decoded: an event is never delivered twice, and one is lost only if the process is killed
-    /// between the two. Lines that do not decode are dropped. What cannot be opened or read now is left for the
-    /// next call; a log that is shorter than the position is read from its start. Where the defaults cannot be read,
-    /// reading begins at the end that the log has now.
+    /// Hands over every complete line that was not read yet, in file order. Lines that do not decode are dropped. What
+    /// cannot be opened or read now is left for the next call; a log that is shorter than the position is read from its
+    /// start.
     void readNewLines();
 
     /// Empties a log of more than `rotateAboveBytes` that has been read to its end and that nobody else has open.
     void rotateIfNeeded();
 
-    /// Makes a running call return soon, `readNewLines` after the lines whose position it has stored. Any thread.
+    /// Makes a running call return soon, `readNewLines` after the line that it is at. Any thread.
     void stopReading() { m_isStopping = true; }
 
     /// Whether `rotateIfNeeded` has something to do, unless somebody else has the log open.
@@ -47,11 +47,11 @@ public:
     bool lookBack(const std::function<bool(QByteArrayView)> &visit);
 
 private:
-    [[nodiscard]] qint64 storedOffset() const;
-    void handOver(QByteArrayView line) const;
+    void moveTo(qint64 position);
+    void handOver(QByteArrayView line, qint64 end);
 
     const QString m_path;
-    const std::shared_ptr<Defaults> m_defaults;
+    std::optional<qint64> m_position;
     const OnEvent m_onEvent;
     qint64 m_lookedBack = 0; // up to here
     std::atomic<bool> m_isStopping = false;

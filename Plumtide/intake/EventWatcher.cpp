@@ -1,14 +1,17 @@
 #include "Plumtide/intake/EventWatcher.h"
 
+#include "Plumtide/system/Log.h"
+
+#include <system_error>
+
 #include <pthread.h>
 
 using namespace std::chrono_literals;
 
-EventWatcher::EventWatcher(const QString &logPath, const QString &sessions, std::shared_ptr<Defaults> defaults,
+EventWatcher::EventWatcher(const QString &logPath, std::optional<qint64> position, const QString &sessions,
                            Handlers handlers, std::chrono::milliseconds pollEvery)
     : m_pollEvery(pollEvery),
-      m_defaults(std::move(defaults)),
-      m_log(logPath, m_defaults, std::move(handlers.onEvent)),
+      m_log(logPath, position, std::move(handlers.onEvent)),
       m_sessions(sessions, std::move(handlers.onRecord)),
       m_onCaughtUp(std::move(handlers.onCaughtUp)),
       m_watch(logPath, sessions)
@@ -22,7 +25,13 @@ EventWatcher::~EventWatcher()
 
 void EventWatcher::start()
 {
-    m_thread = std::thread(&EventWatcher::run, this);
+    if (m_thread.joinable())
+        return;
+    try {
+        m_thread = std::thread(&EventWatcher::run, this);
+    } catch (const std::system_error &error) {
+        qCDebug(systemLog) << "the events log is not followed:" << error.what();
+    }
 }
 
 void EventWatcher::stop()
@@ -32,7 +41,6 @@ void EventWatcher::stop()
     m_watch.end();
     if (m_thread.joinable())
         m_thread.join();
-    m_defaults->writeAgain();
 }
 
 void EventWatcher::run()
@@ -47,7 +55,6 @@ void EventWatcher::run()
     for (auto patience = 0ms; m_watch.wait(patience); patience = visitOld() ? 0ms : m_pollEvery) {
         m_sessions.read(m_watch.attach()); // in this order: what comes between the two is reported
         m_log.readNewLines();
-        m_defaults->writeAgain(); // a full disk may have room again
     }
 }
 

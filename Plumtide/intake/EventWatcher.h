@@ -26,18 +26,19 @@ public:
         std::function<void()> onCaughtUp; ///< Once, after the events that were in the log at the start.
     };
 
-    /// `sessions` is the folder of the session records. `defaults` keeps the read offset.
-    EventWatcher(const QString &logPath, const QString &sessions, std::shared_ptr<Defaults> defaults, Handlers handlers,
+    /// `position` is where to go on in the log, see EventLog; `sessions` is the folder of the session records.
+    EventWatcher(const QString &logPath, std::optional<qint64> position, const QString &sessions, Handlers handlers,
                  std::chrono::milliseconds pollEvery = pollInterval);
     ~EventWatcher(); ///< As `stop`.
 
     /// Calls `visit`, on the watcher's thread and before any older line is lost, with the lines of the log from its
     /// start on, until it returns false. New lines do not wait for it. Before `start`.
     void lookBack(std::function<bool(QByteArrayView line)> visit) { m_visitOld = std::move(visit); }
-    void start(); ///< Returns at once; call it once.
+    /// Returns at once. Does nothing while the watcher runs, nor where there is no thread to be had: call it again
+    /// then.
+    void start();
 
-    /// Reads nothing more. Every event whose place in the log is stored as read has been handed over when it
-    /// returns, so no handler must wait for the calling thread.
+    /// Reads nothing more, and waits for a handler that is running, which must not wait for the calling thread.
     void stop();
 
 private:
@@ -45,7 +46,6 @@ private:
     bool visitOld(); // some lines; false when there is no more to be seen
 
     const std::chrono::milliseconds m_pollEvery;
-    const std::shared_ptr<Defaults> m_defaults;
     EventLog m_log;
     SessionFollower m_sessions;
     const std::function<void()> m_onCaughtUp;

@@ -50,6 +50,19 @@ AgentTask newLine(const QString &id, const HookEvent &event)
     return line;
 }
 
+// The tool, and what it is to do.
+QString described(const HookEvent &event)
+{
+    const QString tool = event.toolName.value_or(u"工具调用"_s);
+    const std::optional<QString> detail = event.toolInputSummary();
+    return detail ? tool + u" — "_s + *detail : tool;
+}
+
+QString reasonOf(const HookEvent &request)
+{
+    return u"等你确认："_s + described(request);
+}
+
 // Adds "HH:MM text", in the user's time zone.
 void addEvent(AgentTask &line, const QString &text, const QDateTime &at)
 {
@@ -86,11 +99,10 @@ bool change(AgentTask &line, const HookEvent &event, const QDateTime &now, QList
         followPrompt();
         addEvent(line, u"你说："_s + squeezed(event.prompt, titleLength).value_or(u"（空消息）"_s), at);
     } else if (name == EventName::request) {
-        const std::optional<QString> detail = event.toolInputSummary();
-        const QString what = detail ? tool + u" — "_s + *detail : tool;
+        const QString what = described(event);
         if (!line.needsApproval.value_or(false))
             notices.append({line.project, u"有个操作需要你确认："_s + what, u"approval-"_s + line.id});
-        become(AgentTaskStatus::waiting, u"暂停中，等待你确认"_s, u"等你确认："_s + what, true);
+        become(AgentTaskStatus::waiting, u"暂停中，等待你确认"_s, reasonOf(event), true);
         addEvent(line, u"请求审批 "_s + what, at);
     } else if (name == EventName::tool) {
         become(AgentTaskStatus::running, u"正在处理："_s + tool, {}, {});
@@ -139,6 +151,16 @@ Board::Changes Board::apply(const HookEvent &event, const QDateTime &now)
     if (change(line, event, now, changes.notices))
         changes.edits.append({place, std::move(line)});
     return changes;
+}
+
+Board::Changes Board::name(const HookEvent &request) const
+{
+    const qsizetype place = placeOf(u"cc-"_s + request.sessionId.value_or(QString()));
+    AgentTask line = lines().value(place);
+    if (!line.needsApproval.value_or(false) || line.waitingReason == reasonOf(request))
+        return {};
+    line.waitingReason = reasonOf(request);
+    return {{}, {{place, std::move(line)}}};
 }
 
 Board::Changes Board::sweep(const QDateTime &now, const std::function<bool(const QString &session)> &hasEnded)

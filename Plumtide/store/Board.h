@@ -29,6 +29,8 @@ public:
     };
 
     [[nodiscard]] Changes apply(const HookEvent &event, const QDateTime &now);
+    /// Names `request` as what its line waits for, where the line waits for something else.
+    [[nodiscard]] Changes name(const HookEvent &request) const;
     /// Warns of silent lines and closes those whose agent is gone. `hasEnded` is asked of sessions of Claude Code: true
     /// where one is known to have no process any more.
     [[nodiscard]] Changes sweep(const QDateTime &now, const std::function<bool(const QString &session)> &hasEnded);

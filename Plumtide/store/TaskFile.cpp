@@ -4,10 +4,13 @@
 #include "Plumtide/store/Log.h"
 #include "Plumtide/system/Files.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 
 #include <cerrno>
+
+#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 
@@ -48,6 +51,8 @@ Outcome<void> TaskFile::save(const QList<AgentTask> &lines)
 {
     if (Outcome<void> moved = moveAside(); !moved)
         return moved;
+    if (!m_hasChanged && lines.size() == m_texts.size() && identity() == m_saved)
+        return {};
 
     m_texts.resize(lines.size());
     for (qsizetype i = 0; i < lines.size(); ++i) {
@@ -61,13 +66,32 @@ Outcome<void> TaskFile::save(const QList<AgentTask> &lines)
     if (Outcome<void> made = Files::makeDirectory(m_directory); !made)
         return made;
     Outcome<void> written = Files::replace(m_path, m_content, {.flush = Files::Flush::Later});
-    if (written)
+    if (written) {
+        m_hasChanged = false;
+        m_saved = identity();
         m_flush.written();
+    }
     return written;
+}
+
+void TaskFile::linesChanged()
+{
+    m_hasChanged = true;
+    m_texts.clear();
+}
+
+TaskFile::Identity TaskFile::identity() const
+{
+    struct stat status = {};
+    if (::stat(QFile::encodeName(m_path).constData(), &status) != 0)
+        return {};
+    return {static_cast<qint64>(status.st_dev), static_cast<qint64>(status.st_ino), status.st_size,
+            status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
 }
 
 void TaskFile::lineChanged(qsizetype index)
 {
+    m_hasChanged = true;
     if (index < m_texts.size())
         m_texts[index].clear();
 }

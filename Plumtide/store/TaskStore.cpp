@@ -5,6 +5,9 @@
 #include "Plumtide/store/TaskFile.h"
 #include "Plumtide/system/MainThreadQueue.h"
 
+#include <QElapsedTimer>
+
+#include <algorithm>
 #include <cstdio>
 
 using namespace Qt::StringLiterals;
@@ -14,6 +17,7 @@ Q_LOGGING_CATEGORY(storeLog, "plumtide.store", QtWarningMsg)
 
 namespace {
 
+const QString offsetKey = u"tavvel.events.offset"_s;
 const QString claudeSeenKey = u"tavvel.claude.hasSeenEvent"_s;
 const QString codexSeenKey = u"tavvel.codex.hasSeenEvent"_s;
 
@@ -30,10 +34,10 @@ TaskStore::TaskStore(Environment environment, QObject *parent)
       m_environment(std::move(environment)),
       m_tavvelDir(m_environment.home + u"/.tavvel"_s),
       m_lock(m_environment.home, m_tavvelDir, m_environment.ownerPatience),
-      m_sessions(m_board, m_environment.processExists),
+      m_sessions(m_board, m_environment.processExists, m_environment.home + u"/.claude/projects"_s),
       m_hasSeenClaudeEvent(m_environment.defaults->boolean(claudeSeenKey)),
       m_hasSeenCodexEvent(m_environment.defaults->boolean(codexSeenKey)),
-      m_file(std::make_unique<TaskFile>(tasksFile(), QStringList{m_environment.defaults->path()})),
+      m_file(std::make_unique<TaskFile>(tasksFile(), m_environment.defaults->paths())),
       m_events(std::make_unique<MainThreadQueue>())
 {
     if (!isOwner())
@@ -52,13 +56,14 @@ TaskStore::~TaskStore()
 void TaskStore::finish()
 {
     m_sweepTimer.stop();
-    // In this order: the watcher may be waiting for room, and may still hand over what it has taken.
-    m_events->stopHolding();
+    m_missedTimer.stop();
+    m_events->close(); // first: the watcher may be waiting for room
     if (m_watcher)
         m_watcher->stop();
-    m_events->runAll();
     if (m_isBehind)
         save(); // the disk may have room again
+    if (m_loaded)
+        m_environment.defaults->writeAgain();
     m_file->flush();
     m_loaded = false;
     m_lock.release();
@@ -82,7 +87,17 @@ void TaskStore::apply(const HookEvent &event)
     if (event.hookEventName)
         markEventSeen(event.isCodex());
     const bool isDenied = m_sessions.deny(event);
-    const Board::Changes changes = isDenied ? Board::Changes() : m_board.apply(event, now());
+    if (!isDenied)
+        applyAnyway(event);
+    if (isDenied || event.hookEventName == EventName::request) {
+        if (const std::optional<HookEvent> request = m_sessions.requestOnScreen(event.sessionId.value_or(QString())))
+            make(m_board.name(*request));
+    }
+}
+
+void TaskStore::applyAnyway(const HookEvent &event)
+{
+    const Board::Changes changes = m_board.apply(event, now());
     qCDebug(storeLog) << event.hookEventName.value_or(QString()) << "of" << event.sessionId.value_or(QString())
                       << "changes" << changes.edits.size() << "lines";
     make(changes);
@@ -97,17 +112,30 @@ void TaskStore::takeRecord(const SessionRecord &before, const SessionRecord &rec
 
 void TaskStore::compare(const QString &session)
 {
-    // A little later: it is the user's clock that must have gone on.
-    if (m_sessions.differ(session, now()))
-        QTimer::singleShot(ClaudeSessions::moment + 50ms, Qt::PreciseTimer, this, &TaskStore::applyMissedEvents);
+    m_sessions.differ(session, now());
+    if (!m_missedTimer.isActive())
+        waitForMissedEvents();
+}
+
+void TaskStore::waitForMissedEvents()
+{
+    // A little later: it is the user's clock that must have gone on, which may also have been set meanwhile.
+    if (const std::optional<QDateTime> due = m_sessions.nextMissedAt())
+        m_missedTimer.start(qBound(0ms, std::chrono::milliseconds(now().msecsTo(*due)), ClaudeSessions::moment + 0ms)
+                            + 50ms);
 }
 
 void TaskStore::applyMissedEvents()
 {
-    for (const HookEvent &event : m_sessions.missedEvents(now())) {
-        qCDebug(storeLog) << "by the record of" << event.sessionId.value_or(QString());
-        apply(event);
+    QElapsedTimer turn;
+    turn.start();
+    while (const std::optional<HookEvent> event = m_sessions.nextMissedEvent(now())) {
+        qCDebug(storeLog) << "by the record of" << event->sessionId.value_or(QString());
+        applyAnyway(*event);
+        if (turn.hasExpired(MainThreadQueue::turnBudget.count()))
+            return m_missedTimer.start(0ms); // the rest in the loop's next turn
     }
+    waitForMissedEvents();
 }
 
 void TaskStore::catchUp()
@@ -121,6 +149,9 @@ void TaskStore::sweep()
 {
     make(m_board.sweep(now(), [this](const QString &session) { return m_sessions.hasEnded(session); }));
     setLines(m_board.linesToKeep(now()));
+    m_environment.defaults->writeAgain(); // where it failed before
+    if (m_watcher)
+        m_watcher->start();  // likewise
     m_file->startFlushing(); // and not a second later: that would wake the program once more
     // Ages and markings on the board depend on the time alone.
     Q_EMIT objectWillChange();
@@ -155,8 +186,11 @@ void TaskStore::make(const Board::Changes &changes)
         const AgentTask before = tasks().value(edit.place, edit.line);
         if (before.isUrgent() && !edit.line.isUrgent())
             notify({{}, {}, u"approval-"_s + before.id});
-        if (before.isStuck(now()))
-            notify({{}, {}, u"stuck-"_s + before.id});
+        // What a sweep has just warned of is to be seen, also where it ends the line.
+        const QString warning = u"stuck-"_s + before.id;
+        const auto isWarning = [&](const Board::Notice &notice) { return notice.id == warning; };
+        if (before.isStuck(now()) && std::ranges::none_of(changes.notices, isWarning))
+            notify({{}, {}, warning});
         m_board.take(edit);
         m_file->lineChanged(edit.place);
         save();
@@ -175,8 +209,8 @@ void TaskStore::notify(const Board::Notice &notice)
 
 void TaskStore::setLines(const QList<AgentTask> &lines)
 {
-    Q_EMIT objectWillChange();
     if (lines != m_board.lines()) {
+        Q_EMIT objectWillChange();
         m_board.set(lines);
         m_file->linesChanged();
     }
@@ -195,29 +229,29 @@ void TaskStore::save()
 
 void TaskStore::refreshEventState()
 {
-    EventLog log(eventsFile(), m_environment.defaults, {});
-    for (const auto visit = eventStateVisitor(); visit && isOwner() && log.lookBack(visit);) {
+    EventLog log(eventsFile(), 0, {});
+    const auto visit = eventStateVisitor([this](bool isCodex) { markEventSeen(isCodex); });
+    while (visit && isOwner() && log.lookBack(visit)) {
     }
-    m_events->runAll();
 }
 
-std::function<bool(QByteArrayView)> TaskStore::eventStateVisitor()
+std::function<bool(QByteArrayView)> TaskStore::eventStateVisitor(std::function<void(bool isCodex)> onSeen)
 {
     if (m_hasSeenClaudeEvent && m_hasSeenCodexEvent)
         return {};
-    return
-        [this, isClaudeKnown = m_hasSeenClaudeEvent, isCodexKnown = m_hasSeenCodexEvent](QByteArrayView line) mutable {
-            // Most logs hold only one tool's events. Once that tool is known, a line that does not even mention the
-            // other one (which JSON might write with an escape) need not be decoded.
-            if (isClaudeKnown && !line.contains("Codex") && !line.contains("\\u00"))
-                return true;
-            const std::optional<HookEvent> event = HookEvent::decode(line);
-            if (!event || !event->hookEventName)
-                return true;
-            if (!std::exchange(event->isCodex() ? isCodexKnown : isClaudeKnown, true))
-                m_events->post([this, isCodex = event->isCodex()] { markEventSeen(isCodex); });
-            return !isClaudeKnown || !isCodexKnown;
-        };
+    return [onSeen, isClaudeKnown = m_hasSeenClaudeEvent,
+            isCodexKnown = m_hasSeenCodexEvent](QByteArrayView line) mutable {
+        // Most logs hold only one tool's events. Once that tool is known, a line that does not even mention the
+        // other one (which JSON might write with an escape) need not be decoded.
+        if (isClaudeKnown && !line.contains("Codex") && !line.contains("\\u00"))
+            return true;
+        const std::optional<HookEvent> event = HookEvent::decode(line);
+        if (!event || !event->hookEventName)
+            return true;
+        if (!std::exchange(event->isCodex() ? isCodexKnown : isClaudeKnown, true))
+            onSeen(event->isCodex());
+        return !isClaudeKnown || !isCodexKnown;
+    };
 }
 
 void TaskStore::markEventSeen(bool isCodex)
@@ -230,22 +264,43 @@ void TaskStore::markEventSeen(bool isCodex)
     m_environment.defaults->setBoolean(isCodex ? codexSeenKey : claudeSeenKey, true);
 }
 
+std::optional<qint64> TaskStore::storedPosition() const
+{
+    constexpr double limit = 9223372036854775808.0; // 2^63: a file cannot be longer
+    const std::optional<double> offset = m_environment.defaults->number(offsetKey);
+    if (!offset && !m_environment.defaults->isReadable())
+        return std::nullopt;
+    return offset > 0 && offset < limit ? static_cast<qint64>(*offset) : 0;
+}
+
 void TaskStore::startWatching()
 {
     if (!m_loaded) // it has ended before
         return;
     // The queue and the watcher end with the store, in `finish`, so `this` outlives every call.
-    const auto onEvent = [this](const HookEvent &event) { m_events->post([this, event] { apply(event); }); };
+    const auto onEvent = [this](const std::optional<HookEvent> &event, qint64 position) {
+        m_events->post([this, event, position] {
+            // In one turn, so that an end of the process at any other moment loses nothing. First, so that a kill
+            // between the two loses one event instead of applying it twice.
+            m_environment.defaults->setNumber(offsetKey, static_cast<double>(position));
+            if (event)
+                apply(*event);
+        });
+    };
     const auto onRecord = [this](const SessionRecord &before, const SessionRecord &now) {
         m_events->post([this, before, now] { takeRecord(before, now); });
     };
     const auto onCaughtUp = [this] { m_events->post([this] { catchUp(); }); };
     m_watcher =
-        std::make_unique<EventWatcher>(eventsFile(), m_environment.home + u"/.claude/sessions"_s,
-                                       m_environment.defaults, EventWatcher::Handlers{onEvent, onRecord, onCaughtUp});
-    m_watcher->lookBack(eventStateVisitor()); // on its thread: a log may have a gigabyte
+        std::make_unique<EventWatcher>(eventsFile(), storedPosition(), m_environment.home + u"/.claude/sessions"_s,
+                                       EventWatcher::Handlers{onEvent, onRecord, onCaughtUp});
+    m_watcher->lookBack(eventStateVisitor( // on its thread: a log may have a gigabyte
+        [this](bool isCodex) { m_events->post([this, isCodex] { markEventSeen(isCodex); }); }));
     m_watcher->start();
 
+    m_missedTimer.setSingleShot(true);
+    m_missedTimer.setTimerType(Qt::PreciseTimer);
+    connect(&m_missedTimer, &QTimer::timeout, this, &TaskStore::applyMissedEvents);
     m_sweepTimer.setInterval(sweepInterval);
     connect(&m_sweepTimer, &QTimer::timeout, this, &TaskStore::sweep);
     m_sweepTimer.start();

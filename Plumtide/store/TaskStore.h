@@ -43,8 +43,8 @@ public:
     /// Without it nothing is notified. Of what was in the log at the start, only what is still true at its end is.
     void setNotify(Notify notify) { m_notify = std::move(notify); }
 
-    /// Follows the log no further, applies every event that was taken from it, waits for the file to be on the disk,
-    /// and gives the data directory up: nothing is saved from then on. For the end of the program.
+    /// Follows the log no further (what was not applied is for the next start), waits for the file to be on the disk,
+    /// and gives the data directory up: nothing is saved from then on. For an orderly end of the program.
     void finish();
 
     [[nodiscard]] bool isOwner() const { return m_lock.isOwner(); } ///< Of the data directory.
@@ -63,7 +63,8 @@ public:
     void apply(const HookEvent &event); ///< One event of the log: finds or makes its line and changes it.
     /// What a record of Claude Code said and says now: for the sweep, and for what no event tells (see ClaudeSessions).
     void takeRecord(const SessionRecord &before, const SessionRecord &record);
-    void applyMissedEvents(); ///< Makes lines agree with records from which they have differed for a moment.
+    /// Makes lines agree with records from which they have differed for a moment; those that take too long, later.
+    void applyMissedEvents();
     [[nodiscard]] bool isCatchingUp() const { return m_held.has_value(); } ///< With what was in the log at the start.
     void refreshEventState(); ///< Looks for both tools in the whole log. For a process that does not follow it.
     void sweep();             ///< Warns of silent lines, closes those whose agent is gone, drops old ones.
@@ -102,8 +103,12 @@ private:
     void notify(const Board::Notice &notice);
     void setLines(const QList<AgentTask> &lines);
     void compare(const QString &session);
+    void waitForMissedEvents();
+    void applyAnyway(const HookEvent &event);
     void catchUp();
-    [[nodiscard]] std::function<bool(QByteArrayView line)> eventStateVisitor(); // none where both tools are known
+    // None where both tools are known.
+    [[nodiscard]] std::function<bool(QByteArrayView line)> eventStateVisitor(std::function<void(bool isCodex)> onSeen);
+    [[nodiscard]] std::optional<qint64> storedPosition() const; // in the log; nothing where it is not known
     void markEventSeen(bool isCodex);
     void startWatching();
     [[nodiscard]] QDateTime now() const { return m_environment.clock(); }
@@ -126,4 +131,5 @@ private:
     std::unique_ptr<MainThreadQueue> m_events; // on their way from the watcher's thread
     std::unique_ptr<EventWatcher> m_watcher;
     QTimer m_sweepTimer;
+    QTimer m_missedTimer;
 };

@@ -26,7 +26,7 @@ bool overwrite(const QString &path, const QByteArray &content)
 
 } // namespace
 
-Defaults::Defaults(QString path) : m_path(std::move(path)) {}
+Defaults::Defaults(QString path, QString sparePath) : m_path(std::move(path)), m_sparePath(std::move(sparePath)) {}
 
 QString Defaults::configHome(const QString &home)
 {
@@ -39,11 +39,15 @@ QString Defaults::standardPath(const QString &home)
     return configHome(home) + u"/plumtide/plumtide.conf"_s;
 }
 
+QString Defaults::standardSparePath(const QString &home)
+{
+    return home + u"/.tavvel/plumtide.conf"_s;
+}
+
 bool Defaults::isReadable()
 {
-    const std::lock_guard lock(m_mutex);
     readOnce();
-    return m_state != State::Unreadable;
+    return m_isReadable;
 }
 
 bool Defaults::boolean(const QString &key)
@@ -95,30 +99,35 @@ void Defaults::remove(const QString &key)
 
 void Defaults::writeAgain()
 {
-    const std::lock_guard lock(m_mutex);
-    if (m_state == State::Ahead)
+    if (m_isBehind && m_isReadable)
         write();
 }
 
 void Defaults::readOnce()
 {
-    if (m_state != State::Unread)
+    if (std::exchange(m_isRead, true))
         return;
-    m_state = State::Same;
-    constexpr qint64 largestFile = 1 << 20; // bytes; it holds a handful of lines
-    const Outcome<QByteArray> content = Files::read(m_path, largestFile);
-    if (!content && content.failure().code != ENOENT && content.failure().code != ENOTDIR) {
-        m_state = State::Unreadable;
-        const QByteArray line = (u"Plumtide: "_s + content.failure().sentence).toUtf8();
-        std::fprintf(stderr, "%s\n", line.constData());
-        return;
+    const Outcome<void> read = readFile(m_path);
+    if (!read && read.failure().code != ENOENT && read.failure().code != ENOTDIR) {
+        m_isReadable = false;
+        std::fprintf(stderr, "Plumtide: %s\n", qUtf8Printable(read.failure().sentence));
     }
-    const QStringList lines = content ? QString::fromUtf8(content.value()).split(u'\n') : QStringList();
+    m_hasSpare = static_cast<bool>(readFile(m_sparePath));
+    qCDebug(systemLog) << "read" << m_path << m_values;
+}
+
+Outcome<void> Defaults::readFile(const QString &path)
+{
+    constexpr qint64 largestFile = 1 << 20; // bytes; it holds a handful of lines
+    const Outcome<QByteArray> content = Files::read(path, largestFile);
+    if (!content)
+        return content.failure();
+    const QStringList lines = QString::fromUtf8(content.value()).split(u'\n');
     for (const QString &line : lines) {
         if (const qsizetype sign = line.indexOf(u'='); sign > 0)
             m_values.insert(line.first(sign).trimmed(), line.sliced(sign + 1).trimmed());
     }
-    qCDebug(systemLog) << "read" << m_path << m_values;
+    return {};
 }
 
 void Defaults::write()
@@ -127,18 +136,27 @@ void Defaults::write()
     for (auto it = m_values.cbegin(); it != m_values.cend(); ++it)
         lines += it.key() + u'=' + it.value() + u'\n';
     const QByteArray content = lines.toUtf8();
-    const auto replace = [&] {
-        return static_cast<bool>(Files::replace(m_path, content, {.flush = Files::Flush::Later}));
+    const auto replace = [&content](const QString &path) {
+        return static_cast<bool>(Files::replace(path, content, {.flush = Files::Flush::Later}));
     };
-    // The folder is missing before the first write of all.
-    const bool isWritten =
-        overwrite(m_path, content) || replace() || (Files::makeDirectory(QFileInfo(m_path).path()) && replace());
-    m_state = isWritten ? State::Same : State::Ahead;
+    const auto isWritten = [&](const QString &path) {
+        // The folder is missing before the first write of all.
+        return !path.isEmpty()
+            && (overwrite(path, content) || replace(path)
+                || (Files::makeDirectory(QFileInfo(path).path()) && replace(path)));
+    };
+    // Before the file, so that a kill between the two does not leave older values in the spare one, which count for
+    // more.
+    const bool isSpared = m_hasSpare && isWritten(m_sparePath);
+    m_isBehind = !m_isReadable || !isWritten(m_path);
+    if (m_isBehind && !isSpared)
+        m_hasSpare = isWritten(m_sparePath) || m_hasSpare;
+    else if (!m_isBehind && m_hasSpare)
+        m_hasSpare = !QFile::remove(m_sparePath);
 }
 
 std::optional<QString> Defaults::text(const QString &key)
 {
-    const std::lock_guard lock(m_mutex);
     readOnce();
     const auto found = m_values.constFind(key);
     return found == m_values.constEnd() ? std::nullopt : std::optional(*found);
@@ -146,12 +164,10 @@ std::optional<QString> Defaults::text(const QString &key)
 
 void Defaults::setText(const QString &key, const std::optional<QString> &value)
 {
-    const std::lock_guard lock(m_mutex);
     readOnce();
     if (value)
         m_values.insert(key, *value);
     else if (m_values.remove(key) == 0)
         return;
-    if (m_state != State::Unreadable)
-        write();
+    write();
 }

@@ -1,31 +1,36 @@
 #pragma once
 
+#include "Plumtide/system/Outcome.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QMap>
-#include <QString>
+#include <QStringList>
 
-#include <mutex>
 #include <optional>
 
 /// The per-user defaults: an INI file with one section, "[General]", and the keys exactly as named.
-/// It is read at the first call and belongs to this process from then on: each change replaces the whole file before
-/// the call returns, so it survives a killed process, but does not wait for the disk. (QSettings waits twice for each,
-/// and the read offset is stored for every event.)
-/// Thread: any. A failed write is not reported: the value stays readable here, and is in the file after the next write
-/// or `writeAgain`. A file that is there but cannot be read is never written.
+/// It is read at the first call and belongs to this process from then on: each change is written before the call
+/// returns, so it survives a killed process, but does not wait for the disk. (QSettings waits twice for each, and the
+/// read offset is stored for every event.)
+/// Thread: the main thread. A failed write is not reported: the values are kept in the spare file, whose values count
+/// for more at the next start, until the next write or `writeAgain` succeeds. A file that is there but cannot be read
+/// is never written.
 class Defaults
 {
 public:
-    /// `path` is the INI file. It, and its directory, are made by the first write.
-    explicit Defaults(QString path);
+    /// `path` is the INI file. It, and its directory, are made by the first write. `sparePath` had better be on the
+    /// disk of what the read offset belongs to; without one there is no spare file.
+    explicit Defaults(QString path, QString sparePath = {});
 
     /// `$XDG_CONFIG_HOME`, or `.config` under `home` where that variable is unset or not an absolute path.
     static QString configHome(const QString &home);
     /// `plumtide/plumtide.conf` in there.
     static QString standardPath(const QString &home);
+    static QString standardSparePath(const QString &home); ///< Beside the log to which the read offset belongs.
 
     [[nodiscard]] const QString &path() const { return m_path; }
+    [[nodiscard]] QStringList paths() const { return {m_path, m_sparePath}; } ///< Of both files.
     [[nodiscard]] bool isReadable(); ///< False when there is a file that cannot be read; standard error says so, once.
 
     [[nodiscard]] bool boolean(const QString &key);                 ///< A missing key reads as false.
@@ -40,16 +45,16 @@ public:
     void writeAgain(); ///< If the last write failed.
 
 private:
-    enum class State { Unread, Same, Ahead, Unreadable }; // what this process knows beside what is in the file
-
     void readOnce();
+    [[nodiscard]] Outcome<void> readFile(const QString &path);
     void write();
     [[nodiscard]] std::optional<QString> text(const QString &key);
     void setText(const QString &key, const std::optional<QString> &value); // none: the key goes
 
-    const QString m_path;
-    // The watcher's thread keeps its offset here while the main thread keeps everything else.
-    std::mutex m_mutex;
+    const QString m_path, m_sparePath;
     QMap<QString, QString> m_values;
-    State m_state = State::Unread;
+    bool m_isRead = false;
+    bool m_isReadable = true;
+    bool m_isBehind = false; // the file, since the last write failed
+    bool m_hasSpare = false; // the spare file is there
 };

@@ -76,8 +76,9 @@ const QString &Environment::realHome()
 
 Environment Environment::real()
 {
-    static const QString program = ownProgram(); // at the start; an update may replace the file at any time
-    static const auto defaults = std::make_shared<Defaults>(Defaults::standardPath(realHome())); // one for all services
+    static const QString program = ownProgram();             // at the start; an update may replace the file at any time
+    static const auto defaults = std::make_shared<Defaults>( // one for all services
+        Defaults::standardPath(realHome()), Defaults::standardSparePath(realHome()));
     return {
         .home = realHome(),
         .clock = [] { return QDateTime::currentDateTimeUtc(); },

@@ -26,7 +26,9 @@ void MainThreadQueue::post(Work work)
     bool isFirst = false;
     {
         std::unique_lock lock(m_mutex);
-        m_spaceLeft.wait(lock, [this] { return m_items.size() < capacity || !m_holding; });
+        m_spaceLeft.wait(lock, [this] { return m_items.size() < capacity || !m_isOpen; });
+        if (!m_isOpen)
+            return;
         isFirst = m_items.empty();
         m_items.push_back(std::move(work));
     }
@@ -34,19 +36,14 @@ void MainThreadQueue::post(Work work)
         ::eventfd_write(m_wakeUp, 1);
 }
 
-void MainThreadQueue::stopHolding()
+void MainThreadQueue::close()
 {
     {
         const std::lock_guard lock(m_mutex);
-        m_holding = false;
+        m_isOpen = false;
+        m_items.clear();
     }
     m_spaceLeft.notify_all();
-}
-
-void MainThreadQueue::runAll()
-{
-    while (runOne()) {
-    }
 }
 
 bool MainThreadQueue::runOne()

@@ -27,12 +27,8 @@ public:
     explicit MainThreadQueue(QObject *parent = nullptr);
     ~MainThreadQueue() override;
 
-    void post(Work work); ///< Waits while the queue is full and not yet closing.
-
-    /// From now on no poster waits. For the end of the program: first this, then the posters are joined, then
-    /// `runAll` does what they left.
-    void stopHolding();
-    void runAll(); ///< Runs everything that is queued, without returning to the event loop.
+    void post(Work work); ///< Waits while the queue is full.
+    void close();         ///< Drops what is queued and all that is posted from now on; no poster waits any more.
 
 private:
     bool runOne(); // false when there was nothing to run
@@ -41,7 +37,7 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_spaceLeft;
     std::deque<Work> m_items;
-    bool m_holding = true;
+    bool m_isOpen = true;
     int m_wakeUp = -1; // eventfd: readable while there may be items
     QSocketNotifier *m_notifier = nullptr;
 };

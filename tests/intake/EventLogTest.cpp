@@ -21,20 +21,21 @@ class EventLogTest : public testing::Test
 protected:
     void write(const QByteArray &content, QIODevice::OpenMode how) const { m_home.write(u"log"_s, content, how); }
     void append(const QByteArray &content) const { write(content, QIODevice::Append); }
-    void setOffset(double value) const { m_defaults->setNumber(u"tavvel.events.offset"_s, value); }
-    qint64 offset() const { return qRound64(m_home.defaults()->number(u"tavvel.events.offset"_s).value_or(0)); }
     qint64 size() const { return QFileInfo(m_path).size(); }
 
     const TestHome m_home;
     const QString m_path = m_home.path(u"log"_s);
-    const std::shared_ptr<Defaults> m_defaults = m_home.defaults();
     QStringList m_ids;
     std::atomic<int> m_last = -1;
-    const EventLog::OnEvent m_receive = [this](const HookEvent &event) {
-        m_ids.append(event.sessionId.value_or(u"-"_s));
+    qint64 m_offset = 0;
+    const EventLog::OnEvent m_receive = [this](const std::optional<HookEvent> &event, qint64 position) {
+        m_offset = position;
+        if (!event)
+            return;
+        m_ids.append(event->sessionId.value_or(u"-"_s));
         m_last = m_ids.last().toInt();
     };
-    EventLog m_log{m_path, m_defaults, m_receive};
+    EventLog m_log{m_path, 0, m_receive};
 };
 
 } // namespace
@@ -68,43 +69,34 @@ TEST_F(EventLogTest, EveryWholeLineIsHandedOverOnceAndNoneBeforeItsLineFeed)
         m_ids.clear();
         m_log.readNewLines();
         EXPECT_EQ(m_ids.join(u' '), read);
-        EXPECT_EQ(offset(), size() - left) << qPrintable(read);
+        EXPECT_EQ(m_offset, size() - left) << qPrintable(read);
     }
     EXPECT_LT(bytesInUse(), before + 1'000'000); // what a long line costs ends with it
 }
 
-TEST_F(EventLogTest, DefaultsThatCannotBeReadAreKeptAndDoNotLeadToTheWholeLogBeingAppliedAgain)
+TEST_F(EventLogTest, EachEventComesWithThePositionPastItAndReadingGoesOnFromAnyOfThem)
 {
-    m_home.write(u".config/plumtide/plumtide.conf"_s, QByteArray(2 << 20, 'x')); // too large
-    append(line(1));
-    int received = 0;
-    EventLog log(m_path, m_defaults, [&](const HookEvent &) { ++received; });
-    testing::internal::CaptureStderr();
-    log.readNewLines();
-    append(line(2));
-    log.readNewLines();
-    EXPECT_EQ(received, 1);
-    EXPECT_EQ(QString::fromStdString(testing::internal::GetCapturedStderr()).count(u'\n'), 1);
-    EXPECT_EQ(m_home.read(u".config/plumtide/plumtide.conf"_s).size(), 2 << 20);
-}
-
-TEST_F(EventLogTest, ThePositionIsStoredBeforeTheLinesOfABlockAreHandedOver)
-{
-    int count = 0;
-    EventLog log(m_path, m_defaults, [&](const HookEvent &event) {
-        EXPECT_EQ(event.sessionId, QString::number(1000 + count++));
-        EXPECT_GE(offset(), count * line(1000, 80).size()) << "applied twice after a kill";
-        EXPECT_LE(offset(), count * line(1000, 80).size() + 64 * 1024) << "too many are lost by a kill";
-    });
-    for (int i = 1000; i < 3000; ++i)
-        append(line(i, 80));
-    log.readNewLines();
-    for (const double noPosition : {0.0, 1e9, -5.0, 1e300}) {
-        EXPECT_EQ(std::exchange(count, 0), 2000);
-        setOffset(noPosition);
+    const QByteArray other = "no event\n";
+    append(line(0) + other + line(1) + line(2) + other);
+    for (const auto &[position, read] :
+         {std::pair(line(0).size(), 2), {line(0).size() + other.size(), 2}, {size(), 0}}) {
+        qsizetype end = size() - other.size() - (read - 1) * line(1).size();
+        int count = 0;
+        EventLog log(m_path, position, [&](const std::optional<HookEvent> &event, qint64 past) {
+            EXPECT_EQ(past, event ? end : size());
+            end += line(1).size();
+            count += event ? 1 : 0;
+        });
         log.readNewLines();
+        EXPECT_EQ(count, read);
     }
-    EXPECT_EQ(count, 2000);
+    for (const std::optional<qint64> noPosition : {std::optional<qint64>(1e9), {}}) {
+        m_ids.clear();
+        EventLog log(m_path, noPosition, m_receive);
+        log.readNewLines();
+        EXPECT_EQ(m_ids.size(), noPosition ? 3 : 0);
+        EXPECT_EQ(m_offset, size());
+    }
 }
 
 TEST_F(EventLogTest, OnlyALargeLogThatWasReadToItsEndAndThatNobodyHoldsIsEmptied)
@@ -116,12 +108,12 @@ TEST_F(EventLogTest, OnlyALargeLogThatWasReadToItsEndAndThatNobodyHoldsIsEmptied
                                                      {10'000'001, 10'000'001, false, true}};
     for (const auto &[bytes, position, isHeld, isEmptied] : rows) {
         write(QByteArray(bytes, '\n'), QIODevice::Truncate);
-        setOffset(position);
+        m_offset = position;
         QFile writer(m_path);
         EXPECT_TRUE(!isHeld || writer.open(QIODevice::Append));
-        m_log.rotateIfNeeded();
+        EventLog(m_path, position, m_receive).rotateIfNeeded();
         EXPECT_EQ(size(), isEmptied ? 0 : bytes) << bytes << ' ' << position << ' ' << isHeld;
-        EXPECT_EQ(offset(), isEmptied ? 0 : position);
+        EXPECT_EQ(m_offset, isEmptied ? 0 : position);
     }
 }
 
@@ -129,8 +121,7 @@ TEST_F(EventLogTest, TheWatcherEmptiesTheLogAndFindsANewOneByItsPollAndFromThenO
 {
     EXPECT_EQ(EventWatcher::pollInterval, 5s);
     append(QByteArray(10'000'001, '\n'));
-    setOffset(10'000'001);
-    EventWatcher watcher(m_path, {}, m_defaults, {m_receive, {}, [] {}}, 1s);
+    EventWatcher watcher(m_path, 10'000'001, {}, {m_receive, {}, [] {}}, 1s);
     watcher.start();
     EXPECT_TRUE(waitUntil([&] { return size() == 0; }));
     QElapsedTimer sinceFound;
@@ -151,7 +142,7 @@ TEST_F(EventLogTest, ARecordIsReadAsSoonAsItIsWrittenReplacedOrGoneAlsoInAFolder
     std::atomic<int> pid = 0;
     const auto onRecord = [&pid](const SessionRecord &, const SessionRecord &now) { pid = now.pid; };
     QDir().mkdir(m_home.path(u"claude"_s));
-    EventWatcher watcher(m_path, m_home.path(u"claude/sessions"_s), m_defaults, {m_receive, onRecord, [] {}}, 1h);
+    EventWatcher watcher(m_path, 0, m_home.path(u"claude/sessions"_s), {m_receive, onRecord, [] {}}, 1h);
     watcher.start();
     const QString record = u"claude/sessions/1.json"_s;
     for (int i = 1; i < 20; ++i) {

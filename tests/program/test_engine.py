@@ -115,22 +115,47 @@ class EngineTest(unittest.TestCase):
 
     def test_what_was_taken_of_a_backlog_is_stored_at_every_kind_of_end(self):
         for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP, None):
-            home = Home(self)
+            home, program = Home(self), None
             home.log(*(event(session) for session in range(2000)))
+            if not number:  # the display dies
+                reader, writer = os.pipe()
+                server = home.start('Xvfb', '-displayfd', str(writer), pass_fds=[writer], stderr=subprocess.DEVNULL)
+                os.close(writer)
+                with open(reader) as display:
+                    home.environment['DISPLAY'] = ':' + display.readline().strip()
+            program = Program(home)
+            program.start()
+            until(lambda: offset(home), 'it has begun to read')
             if number:
-                with Program(home) as program:
-                    until(lambda: offset(home), 'it has begun to read')
-                    self.assertEqual(program.stop(number), 0)
-                self.assertEqual(program.stderr(), NO_DISPLAY)
+                self.assertEqual((program.stop(number), program.stderr()), (0, NO_DISPLAY))
             else:
-                home.install()
-                self.assertEqual(home.defaults()['tavvel.claude.hasSeenEvent'], 'true')
+                server.kill()
+                self.assertEqual(program.process.wait(60), 1)
             self.assertEqual(len(home.lines()), home.read('.tavvel/events.jsonl')[:offset(home)].count(b'\n'), number)
         home = Home(self)
         home.log(event('s'))
+        home.install()
+        self.assertEqual(home.defaults()['tavvel.claude.hasSeenEvent'], 'true')
         os.truncate(home.path / '.tavvel/events.jsonl', 1 << 40)
         with Program(home):  # which must end long before it has read a terabyte of holes
             until(home.lines, 'it is at the holes')
+
+    def test_no_event_is_applied_twice_after_a_run_that_could_not_use_the_defaults(self):
+        spare, sessions = '.tavvel/plumtide.conf', range(20)
+        for file, content in ((CONFIGURATION, bytes(2 << 20)), ('.config/plumtide', 'where the folder should be')):
+            home = Home(self)
+            home.write(file, content)
+            with Program(home):  # where the position cannot be read, it goes on at the end of the log
+                until(lambda: file != CONFIGURATION or home.read(spare), 'it knows its place')
+                home.log(*(event(session) for session in sessions))
+                until(lambda: len(home.lines()) == len(sessions), 'they are on the board')
+            (home.path / file).unlink()
+            home.write(CONFIGURATION, f'[General]\n{OFFSET}=0\n')
+            with Program(home):
+                home.log(event(0, 'Stop'))
+                until(lambda: home.has_read_all() and home.lines()[0]['status'] == 'waiting', 'it goes on')
+            self.assertEqual([len(line['recentEvents']) for line in home.lines()], [1] * len(sessions))
+            self.assertFalse(home.read(spare))
 
     def test_as_time_goes_by_it_closes_ended_sessions_warns_of_silent_ones_and_drops_old_lines(self):
         home, clock = self.home, self.home.folder / 'clock'
