@@ -292,8 +292,8 @@ class EngineTest(unittest.TestCase):
         taken, place = f'{name}.home{hashlib.sha1(bytes(home.path)).hexdigest()}', '/' + name.replace('.', '/')
         home.start(sys.executable, '-m', 'dbusmock', taken, place, name, stdout=subprocess.DEVNULL)
         words = [f'string:{word}' for word in (name, 'Start', 'bbs', 's', 'ret = "end"')]
-        until(lambda: subprocess.run(['dbus-send', '--print-reply', f'--dest={taken}', place, 'org.freedesktop.DBus.Mock.AddMethod', *words],
-                                     env=home.environment, capture_output=True).returncode == 0, 'it has the name')
+        add = ['dbus-send', '--print-reply', f'--dest={taken}', place, 'org.freedesktop.DBus.Mock.AddMethod', *words]
+        until(lambda: subprocess.run(add, env=home.environment, capture_output=True).returncode == 0, 'it has the name')
         with Program(home) as program:
             home.log(event('s'))
             until(home.lines, 'it follows the log')
