@@ -11,6 +11,18 @@
 
 #include <xcb/xfixes.h>
 
+namespace {
+
+std::vector<uint32_t> numbers(xcb_connection_t *connection, xcb_window_t window, const char *property)
+{
+    const QByteArray bytes = xcbProperty(connection, window, property);
+    std::vector<uint32_t> result(static_cast<std::size_t>(bytes.size()) / sizeof(uint32_t));
+    std::memcpy(result.data(), bytes.constData(), result.size() * sizeof(uint32_t));
+    return result;
+}
+
+} // namespace
+
 void FloatingWindow::prepare(QWindow &window, const QByteArray &token)
 {
     if (!token.isEmpty())
@@ -26,6 +38,14 @@ void FloatingWindow::prepare(QWindow &window, const QByteArray &token)
     const xcb_atom_t type = xcbAtom(connection, "_NET_WM_WINDOW_TYPE_UTILITY");
     xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, xcbAtom(connection, "_NET_WM_WINDOW_TYPE"),
                         XCB_ATOM_ATOM, 32, 1, &type);
+    if (window.flags().testFlag(Qt::WindowDoesNotAcceptFocus)) {
+        // Qt (6.4 to 6.11) only says so of one of the two ways to give the focus (ICCCM, 4.1.7). By the other, xfwm4 4.20
+        // gives the board the focus of a window that closes, and then nobody has it.
+        std::vector<uint32_t> protocols = numbers(connection, id, "WM_PROTOCOLS");
+        std::erase(protocols, xcbAtom(connection, "WM_TAKE_FOCUS"));
+        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, xcbAtom(connection, "WM_PROTOCOLS"), XCB_ATOM_ATOM,
+                            32, static_cast<uint32_t>(protocols.size()), protocols.data());
+    }
     if (!token.isEmpty()) // startup notification of freedesktop.org, 0.1
         xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, xcbAtom(connection, "_NET_STARTUP_ID"),
                             xcbAtom(connection, "UTF8_STRING"), 8, static_cast<uint32_t>(token.size()),
@@ -104,14 +124,9 @@ Qt::WindowFlags FloatingWindow::flagsAboveOthers()
     xcb_connection_t *const connection = xcbConnection();
     if (!connection)
         return {};
-    const auto numbers = [](const QByteArray &property) {
-        std::vector<uint32_t> result(static_cast<std::size_t>(property.size()) / sizeof(uint32_t));
-        std::memcpy(result.data(), property.constData(), result.size() * sizeof(uint32_t));
-        return result;
-    };
     const xcb_window_t root = xcbRoot(connection);
-    const std::vector<uint32_t> supported = numbers(xcbProperty(connection, root, "_NET_SUPPORTED"));
-    const std::vector<uint32_t> check = numbers(xcbProperty(connection, root, "_NET_SUPPORTING_WM_CHECK"));
+    const std::vector<uint32_t> supported = numbers(connection, root, "_NET_SUPPORTED");
+    const std::vector<uint32_t> check = numbers(connection, root, "_NET_SUPPORTING_WM_CHECK");
     const bool isKept = std::ranges::count(supported, xcbAtom(connection, "_NET_WM_STATE_ABOVE")) > 0;
     const bool givesFocus = !check.empty() && xcbProperty(connection, check[0], "_NET_WM_NAME").contains("Marco");
     return isKept && !givesFocus ? Qt::WindowFlags() : Qt::X11BypassWindowManagerHint;
