@@ -39,8 +39,8 @@ void FloatingWindow::prepare(QWindow &window, const QByteArray &token)
     xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, xcbAtom(connection, "_NET_WM_WINDOW_TYPE"),
                         XCB_ATOM_ATOM, 32, 1, &type);
     if (window.flags().testFlag(Qt::WindowDoesNotAcceptFocus)) {
-        // Qt (6.4 to 6.11) only says so of one of the two ways to give the focus (ICCCM, 4.1.7). By the other, xfwm4 4.20
-        // gives the board the focus of a window that closes, and then nobody has it.
+        // Qt (6.4 to 6.11) refuses only one of the two ways in which a window manager gives the focus (ICCCM, 4.1.7). By
+        // the other, xfwm4 4.20 and marco 1.26 would pass it on when a window closes, and then nobody would have it.
         std::vector<uint32_t> protocols = numbers(connection, id, "WM_PROTOCOLS");
         std::erase(protocols, xcbAtom(connection, "WM_TAKE_FOCUS"));
         xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, xcbAtom(connection, "WM_PROTOCOLS"), XCB_ATOM_ATOM,
@@ -124,12 +124,9 @@ Qt::WindowFlags FloatingWindow::flagsAboveOthers()
     xcb_connection_t *const connection = xcbConnection();
     if (!connection)
         return {};
-    const xcb_window_t root = xcbRoot(connection);
-    const std::vector<uint32_t> supported = numbers(connection, root, "_NET_SUPPORTED");
-    const std::vector<uint32_t> check = numbers(connection, root, "_NET_SUPPORTING_WM_CHECK");
+    const auto supported = numbers(connection, xcbRoot(connection), "_NET_SUPPORTED");
     const bool isKept = std::ranges::count(supported, xcbAtom(connection, "_NET_WM_STATE_ABOVE")) > 0;
-    const bool givesFocus = !check.empty() && xcbProperty(connection, check[0], "_NET_WM_NAME").contains("Marco");
-    return isKept && !givesFocus ? Qt::WindowFlags() : Qt::X11BypassWindowManagerHint;
+    return isKept ? Qt::WindowFlags() : Qt::X11BypassWindowManagerHint;
 }
 
 bool FloatingWindow::isPointerKnown()

@@ -28,8 +28,7 @@ inline constexpr auto tokenVariable = "XDG_ACTIVATION_TOKEN";
 void endStartup(const QByteArray &token);
 
 /// Flags to be added when a window is made that stays above the others and never has the focus: it bypasses a window
-/// manager that has no "above" (wlroots, i3), or that gives the focus to whatever is above when another window closes
-/// (marco 1.26).
+/// manager that has no "above" (wlroots, i3).
 [[nodiscard]] Qt::WindowFlags flagsAboveOthers();
 
 /// Whether the pointer's place is to be believed: not in a Wayland session, where an X server hears of the pointer only
