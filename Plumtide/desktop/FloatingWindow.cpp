@@ -21,6 +21,31 @@ std::vector<uint32_t> numbers(xcb_connection_t *connection, xcb_window_t window,
     return result;
 }
 
+// The X server's pixels then belong to a compositor that counts in other ones.
+bool isWaylandSession()
+{
+    return qgetenv("XDG_SESSION_TYPE") == "wayland" || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+}
+
+// What the desktop's bars leave of all screens together, in the X server's pixels; empty if nobody says so.
+QRectF roomLeftByBars(xcb_connection_t *connection)
+{
+    const xcb_window_t root = xcbRoot(connection);
+    const auto area = numbers(connection, root, "_NET_WORKAREA");
+    const auto desktop = numbers(connection, root, "_NET_DESKTOP_GEOMETRY");
+    const XcbReply<xcb_get_geometry_reply_t> screen{
+        xcb_get_geometry_reply(connection, xcb_get_geometry(connection, root), nullptr)};
+    if (area.size() < 4 || desktop.size() < 2 || !screen)
+        return {};
+    const QRectF room(area[0], area[1], area[2], area[3]);
+    // KWin 6.3 under Wayland: after a change of the scale both are counted by the scale before, until the next change.
+    // (Until the first, only the desktop is counted in other pixels, and is then the smaller one.)
+    const double scale = isWaylandSession() && desktop[0] >= area[2] && desktop[1] >= area[3]
+        ? 1.0 * screen->width / desktop[0]
+        : 1.0;
+    return {room.topLeft() * scale, room.size() * scale};
+}
+
 } // namespace
 
 void FloatingWindow::prepare(QWindow &window, const QByteArray &token)
@@ -131,22 +156,25 @@ Qt::WindowFlags FloatingWindow::flagsAboveOthers()
 
 bool FloatingWindow::isPointerKnown()
 {
-    return qgetenv("XDG_SESSION_TYPE") != "wayland" && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+    return !isWaylandSession();
 }
 
 QRect FloatingWindow::workArea(const QScreen &screen)
 {
     const QRect all = screen.geometry();
     QRect left = screen.availableGeometry();
-    xcb_connection_t *const connection = xcbConnection();
-    // Of several screens, Qt 6.4 gives the whole of each; the window manager says what is left of them together.
-    if (std::array<int32_t, 4> area{}; connection && screen.virtualSiblings().size() > 1) {
-        const QByteArray said = xcbProperty(connection, xcbRoot(connection), "_NET_WORKAREA");
-        std::memcpy(area.data(), said.constData(), std::min(sizeof area, static_cast<std::size_t>(said.size())));
-        const QRect device(all.topLeft(), all.size() * screen.devicePixelRatio());
-        const QRect part = device.intersected(QRect(area[0], area[1], area[2], area[3]));
-        left = QRect(all.topLeft() + (part.topLeft() - device.topLeft()) / screen.devicePixelRatio(),
-                     part.size() / screen.devicePixelRatio());
+    // Read from the window manager, since Qt leaves the bars out of it where there are several screens.
+    if (xcb_connection_t *const connection = xcbConnection()) {
+        const double ratio = screen.devicePixelRatio();
+        const QRectF part = QRectF(all.topLeft(), all.size() * ratio).intersected(roomLeftByBars(connection));
+        left = QRectF(all.topLeft() + (part.topLeft() - all.topLeft()) / ratio, part.size() / ratio).toRect();
+    }
+    // A bar of Plasma 6 floats, but takes only as much of the screen as if it did not.
+    constexpr int floatingGap = 8;
+    if (qEnvironmentVariableIntValue("KDE_SESSION_VERSION") >= 6) {
+        const auto gap = [](int bar) { return bar != 0 ? floatingGap : 0; };
+        left.adjust(gap(left.left() - all.left()), gap(left.top() - all.top()), -gap(left.right() - all.right()),
+                    -gap(left.bottom() - all.bottom()));
     }
     return left.width() * 2 > all.width() && left.height() * 2 > all.height() ? left : all;
 }
