@@ -96,7 +96,7 @@ void FloatingWindow::putOnAllDesktops(QWindow &window)
     };
     constexpr uint32_t all = 0xFFFFFFFF, remove = 0, byProgram = 1;
     ask("_NET_WM_DESKTOP", {all, byProgram});
-    // KWin 5.27 means that a window which does not want the focus wants the user.
+    // KWin (5.27, 6.3) means that a window which does not want the focus wants the user.
     ask("_NET_WM_STATE", {remove, xcbAtom(connection, "_NET_WM_STATE_DEMANDS_ATTENTION"), 0, byProgram});
     xcb_flush(connection);
 }
