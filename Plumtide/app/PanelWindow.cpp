@@ -10,6 +10,7 @@
 #include <QScreen>
 #include <QTimer>
 #include <QVBoxLayout>
+#include <QWindow>
 
 #include <algorithm>
 
@@ -18,7 +19,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto frameTime = 60ms; // until the frame of a window manager is there
+// When a window manager may have put its frame around the panel: at once, or late on a busy machine.
+constexpr std::chrono::milliseconds frameTimes[] = {0ms, 60ms, 250ms, 1s};
 
 } // namespace
 
@@ -67,18 +69,19 @@ void PanelWindow::open(const QRect &item, QByteArray token)
     if (!isVisible()) {
         m_openedAt = m_now();
         m_pointerAtOpening = QCursor::pos();
+        winId(); // makes the native window
         const QPoint place = placeFor(m_item);
         qCDebug(appLog) << "panel opens at" << place << "for an item at" << m_item;
-        winId(); // makes the native window
         FloatingWindow::prepare(*windowHandle(), token);
         move(place);
         show();
         // Qt 6.4 on X11 is now and then told of a move to 0,0 that never was, and believes it for good. And a window
         // manager may have put a frame around it all the same (i3 4.22).
-        for (const auto delay : {0ms, frameTime}) {
+        for (const auto delay : frameTimes) {
             QTimer::singleShot(delay, this, [this] {
-                if (const QPoint place = placeFor(m_item); isVisible() && pos() != place)
-                    move(place);
+                const QPoint place = placeFor(m_item);
+                if (isVisible() && windowHandle()->framePosition() != place)
+                    windowHandle()->setFramePosition(place);
             });
         }
     }
@@ -107,8 +110,10 @@ QPoint PanelWindow::placeFor(QRect item) const
         item = {};
         screen = QGuiApplication::primaryScreen();
     }
-    return screen ? panelTopLeft(item, screen->geometry(), FloatingWindow::workArea(*screen), frameGeometry().size())
-                  : pos();
+    // Not QWidget's frame, which is that of its last move. While a window manager makes one (seen with openbox 3.6), it
+    // can be smaller than what is in it.
+    const QSize size = windowHandle()->frameGeometry().size().expandedTo(panelSize);
+    return screen ? panelTopLeft(item, screen->geometry(), FloatingWindow::workArea(*screen), size) : pos();
 }
 
 bool PanelWindow::event(QEvent *event)
