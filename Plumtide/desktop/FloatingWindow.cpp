@@ -35,14 +35,13 @@ QRectF roomLeftByBars(xcb_connection_t *connection)
     const auto desktop = numbers(connection, root, "_NET_DESKTOP_GEOMETRY");
     const XcbReply<xcb_get_geometry_reply_t> screen{
         xcb_get_geometry_reply(connection, xcb_get_geometry(connection, root), nullptr)};
-    if (area.size() < 4 || desktop.size() < 2 || !screen)
+    if (area.size() < 4)
         return {};
     const QRectF room(area[0], area[1], area[2], area[3]);
     // KWin 6.3 under Wayland: after a change of the scale both are counted by the scale before, until the next change.
     // (Until the first, only the desktop is counted in other pixels, and is then the smaller one.)
-    const double scale = isWaylandSession() && desktop[0] >= area[2] && desktop[1] >= area[3]
-        ? 1.0 * screen->width / desktop[0]
-        : 1.0;
+    const bool isOfOneScale = desktop.size() >= 2 && desktop[0] >= area[2] && desktop[1] >= area[3];
+    const double scale = isWaylandSession() && isOfOneScale && screen ? 1.0 * screen->width / desktop[0] : 1;
     return {room.topLeft() * scale, room.size() * scale};
 }
 
