@@ -66,6 +66,15 @@ void PanelWindow::open(const QRect &item, QByteArray token)
         token = qgetenv(FloatingWindow::tokenVariable);
     if (!item.isEmpty())
         m_item = item;
+    // Qt on X11 (6.4 to 6.11) hears 100 ms late that a window it hid has lost the focus. Shown again before that, the panel
+    // would get the focus without being told, and not notice when it goes.
+    const bool isStillFocused = windowHandle() && QGuiApplication::focusWindow() == windowHandle();
+    if (!isVisible() && isStillFocused && QGuiApplication::platformName() == u"xcb"_s) {
+        connect(
+            qApp, &QGuiApplication::focusWindowChanged, this, [this, token] { open({}, token); },
+            Qt::SingleShotConnection);
+        return;
+    }
     if (!isVisible()) {
         m_openedAt = m_now();
         m_pointerAtOpening = QCursor::pos();
@@ -88,12 +97,6 @@ void PanelWindow::open(const QRect &item, QByteArray token)
     raise();
     activateWindow();
     FloatingWindow::endStartup(token);
-#if QT_VERSION < QT_VERSION_CHECK(6, 5, 0)
-    // Qt 6.4 on X11 hears late that a window it hid has lost the focus. Shown again before that, the window would get
-    // the focus without being told, and not notice when it goes.
-    if (!isActiveWindow() && QGuiApplication::focusWindow() == windowHandle())
-        QApplication::setActiveWindow(this);
-#endif
 }
 
 void PanelWindow::setVisible(bool isVisible)
