@@ -66,8 +66,8 @@ void PanelWindow::open(const QRect &item, QByteArray token)
         token = qgetenv(FloatingWindow::tokenVariable);
     if (!item.isEmpty())
         m_item = item;
-    // Qt on X11 (6.4 to 6.11) hears 100 ms late that a window it hid has lost the focus. Shown again before that, the panel
-    // would get the focus without being told, and not notice when it goes.
+    // Qt on X11 (6.4 to 6.11) hears 100 ms late that a window it hid has lost the focus. Shown again before that, the
+    // panel would get the focus without being told, and not notice when it goes.
     const bool isStillFocused = windowHandle() && QGuiApplication::focusWindow() == windowHandle();
     if (!isVisible() && isStillFocused && QGuiApplication::platformName() == u"xcb"_s) {
         connect(

@@ -63,8 +63,8 @@ void FloatingWindow::prepare(QWindow &window, const QByteArray &token)
         const xcb_atom_t type = xcbAtom(connection, "_NET_WM_WINDOW_TYPE_UTILITY");
         xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, xcbAtom(connection, "_NET_WM_WINDOW_TYPE"),
                             XCB_ATOM_ATOM, 32, 1, &type);
-        // Qt (6.4 to 6.11) refuses only one of the two ways in which a window manager gives the focus (ICCCM, 4.1.7). By
-        // the other, xfwm4 4.20 and marco 1.26 would pass it on when a window closes, and then nobody would have it.
+        // Qt (6.4 to 6.11) refuses only one of the two ways in which a window manager gives the focus (ICCCM, 4.1.7).
+        // By the other, xfwm4 4.20 and marco 1.26 would pass it on when a window closes, and then nobody would have it.
         std::vector<uint32_t> protocols = numbers(connection, id, "WM_PROTOCOLS");
         std::erase(protocols, xcbAtom(connection, "WM_TAKE_FOCUS"));
         xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, xcbAtom(connection, "WM_PROTOCOLS"), XCB_ATOM_ATOM,

@@ -35,7 +35,8 @@ void endStartup(const QByteArray &token);
 /// while it is over one of its own windows.
 [[nodiscard]] bool isPointerKnown();
 
-/// What the desktop's bars leave of a screen; all of it where the window manager says nothing of them, or what cannot be.
+/// What the desktop's bars leave of a screen; all of it where the window manager says nothing of them, or what cannot
+/// be.
 [[nodiscard]] QRect workArea(const QScreen &screen);
 
 /// Whether a mouse button, Alt or Super is down, wherever on the screen: so a move that the window manager reports now
