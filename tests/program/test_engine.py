@@ -266,9 +266,9 @@ class EngineTest(unittest.TestCase):
         take_notifications(home)
         taken, place = f'{name}.home{hashlib.sha1(bytes(home.path)).hexdigest()}', '/' + name.replace('.', '/')
         home.start(sys.executable, '-m', 'dbusmock', taken, place, name, stdout=subprocess.DEVNULL)
-        words = [f'string:{word}' for word in (name, 'Start', 'bbs', 's', 'ret = "end"')]
-        until(lambda: subprocess.run(['dbus-send', '--print-reply', f'--dest={taken}', place, 'org.freedesktop.DBus.Mock.AddMethod', *words],
-                                     env=home.environment, capture_output=True).returncode == 0, 'it has the name')
+        answer = ['dbus-send', '--print-reply', f'--dest={taken}', place, 'org.freedesktop.DBus.Mock.AddMethod',
+                  *(f'string:{word}' for word in (name, 'Start', 'bbs', 's', 'ret = "end"'))]
+        until(lambda: not subprocess.run(answer, env=home.environment, capture_output=True).returncode, 'it has the name')
         with Program(home) as program:
             home.log(event('s'))
             until(home.lines, 'it follows the log')
