@@ -120,8 +120,8 @@ Outcome<QByteArray> read(const QString &path, qint64 maxBytes)
     if (status.st_size > maxBytes)
         return failed(EFBIG);
     QFile reader;
-    reader.open(file.get(), QIODevice::ReadOnly | QIODevice::Unbuffered);
-    QByteArray content = reader.read(status.st_size + 1);
+    const bool isOpen = reader.open(file.get(), QIODevice::ReadOnly | QIODevice::Unbuffered);
+    QByteArray content = isOpen ? reader.read(status.st_size + 1) : QByteArray();
     if (content.size() > status.st_size)
         return failed(EBUSY); // it is being written, or is one of /proc, which may be endless
     return reader.error() == QFileDevice::NoError ? Outcome(std::move(content)) : failed(EIO);
