@@ -291,9 +291,10 @@ class EngineTest(unittest.TestCase):
         take_notifications(home)
         taken, place = f'{name}.home{hashlib.sha1(bytes(home.path)).hexdigest()}', '/' + name.replace('.', '/')
         home.start(sys.executable, '-m', 'dbusmock', taken, place, name, stdout=subprocess.DEVNULL)
-        words = [f'string:{word}' for word in (name, 'Start', 'bbs', 's', 'ret = "end"')]
-        add = ['dbus-send', '--print-reply', f'--dest={taken}', place, 'org.freedesktop.DBus.Mock.AddMethod', *words]
-        until(lambda: subprocess.run(add, env=home.environment, capture_output=True).returncode == 0, 'it has the name')
+        answer = ['dbus-send', '--print-reply', f'--dest={taken}', place, 'org.freedesktop.DBus.Mock.AddMethod',
+                  *(f'string:{word}' for word in (name, 'Start', 'bbs', 's', 'ret = "end"'))]
+        until(lambda: not subprocess.call(answer, env=home.environment, stdout=subprocess.DEVNULL,
+                                          stderr=subprocess.DEVNULL), 'it has the name')
         with Program(home) as program:
             home.log(event('s'))
             until(home.lines, 'it follows the log')
