@@ -89,6 +89,8 @@ int main(int argc, char **argv)
     const bool isResetting = !isInstalling && !isRemoving && isAsked(PlumtideApp::resetFlag);
     const QByteArray token = takeStartupToken();
     neverStartSessionBus();
+    if (!isInstalling && !isRemoving) // which need no bus
+        leaveOutMuteSessionBus();
     const std::unique_ptr<QCoreApplication> application =
         makeApplication(argv, isInstalling || isRemoving || isResetting);
     if (isInstalling)

@@ -4,6 +4,14 @@
 
 #include <unicode/ubrk.h>
 
+QString shortened(const QString &text)
+{
+    constexpr qsizetype most = 600; // code units
+    if (text.size() <= most)
+        return text;
+    return text.first(text.at(most - 1).isHighSurrogate() ? most - 1 : most) + u'…';
+}
+
 QList<qsizetype> characterEnds(QStringView text, qsizetype most)
 {
     UErrorCode error = U_ZERO_ERROR;
