@@ -1,16 +1,10 @@
 #include "Plumtide/desktop/SessionBus.h"
 
-#include "Plumtide/system/Descriptor.h"
-
 #include <QDBusConnection>
 #include <QFileInfo>
 
-#include <array>
 #include <cstdio>
 
-#include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -33,25 +27,17 @@ void leaveOutMuteSessionBus()
 {
     if (qgetenv(addressVariable) == noBus)
         return;
-    // A process of its own tries it, since neither Qt nor libdbus gives up a connection that is being made.
-    std::array<int, 2> ends{-1, -1};
-    const pid_t attempt = ::pipe2(ends.data(), O_CLOEXEC) == 0 ? ::fork() : -1;
-    const Descriptor end(ends[0]); // is at its end when the attempt is
-    Descriptor held(ends[1]);
+    // A process of its own tries it and is ended by its alarm, since neither Qt nor libdbus gives up a connection that
+    // is being made.
+    const pid_t attempt = ::fork();
     if (attempt == 0) {
         ::close(STDERR_FILENO); // Qt would say that there is no application object
-        const bool isConnected = QDBusConnection::sessionBus().isConnected();
-        ::_exit(isConnected ? 0 : 1);
+        ::alarm(5);
+        ::_exit(QDBusConnection::sessionBus().isConnected() ? 0 : 1);
     }
-    if (attempt < 0)
+    int status = 0;
+    if (attempt < 0 || ::waitpid(attempt, &status, 0) < 0 || !WIFSIGNALED(status))
         return;
-    held.reset();
-    constexpr int patience = 5000; // milliseconds
-    pollfd waiting{.fd = end.get(), .events = POLLIN, .revents = 0};
-    if (::poll(&waiting, 1, patience) == 0) {
-        std::fputs("Plumtide: 会话总线没有回应，不用它继续运行。\n", stderr);
-        qputenv(addressVariable, noBus);
-        ::kill(attempt, SIGKILL);
-    }
-    ::waitpid(attempt, nullptr, 0);
+    std::fputs("Plumtide: 会话总线没有回应，不用它继续运行。\n", stderr);
+    qputenv(addressVariable, noBus);
 }
