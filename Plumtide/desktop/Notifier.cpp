@@ -1,6 +1,7 @@
 #include "Plumtide/desktop/Notifier.h"
 
 #include "Plumtide/desktop/Log.h"
+#include "Plumtide/system/Characters.h"
 
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
@@ -49,7 +50,7 @@ void Notifier::notify(const QString &title, const QString &body, const QString &
     if (!m_available || (body.isEmpty() && !m_shown.contains(id)))
         return;
     Shown &shown = m_shown[id];
-    shown.next = {title, body};
+    shown.next = {shortened(title), shortened(body)};
     if (!shown.isOnItsWay)
         send(id);
 }
@@ -115,9 +116,15 @@ void Notifier::reportAction(uint number, const QString &action)
         Q_EMIT sessionRequested(QString(shown.key()));
 }
 
-void Notifier::keepToken(uint /*number*/, const QString &token)
+void Notifier::keepToken(uint number, const QString &token)
 {
-    m_token = token.toUtf8(); // the action follows
+    if (isOurs(number))
+        m_token = token.toUtf8(); // the action follows
+}
+
+bool Notifier::isOurs(uint number) const
+{
+    return number != 0 && std::ranges::any_of(m_shown, [=](const Shown &shown) { return shown.number == number; });
 }
 
 void Notifier::forgetClosed(uint number, uint /*reason*/)

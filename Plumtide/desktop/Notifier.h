@@ -55,6 +55,7 @@ private:
     void call(const QString &method, const QVariantList &arguments, Answered answered);
     void send(const QString &id);
     void forgetAll();
+    [[nodiscard]] bool isOurs(uint number) const; // signals go to everybody, so most numbers are other programs'
 
     QDBusConnection m_bus;
     const bool m_available;

@@ -48,8 +48,12 @@ void DrawnView::setPressable()
 
 void DrawnView::setDrawing(Drawing drawing)
 {
+    const std::optional<QRegion> changes = drawing.changesSince(m_drawing);
     m_drawing = std::move(drawing);
-    update();
+    if (!changes)
+        update();
+    else if (!changes->isEmpty())
+        update(changes->translated(m_box.topLeft().toPoint()));
     const QList<DrawnButton *> before = std::exchange(m_buttons, {});
     for (const Drawing::Control &control : m_drawing.controls()) {
         const auto known = std::ranges::find(before, control.button.name, &DrawnButton::name);
@@ -83,8 +87,10 @@ void DrawnView::place(const QRectF &box, double margin)
     const QRect around = box.adjusted(-margin, -margin, margin, margin).toAlignedRect();
     const QRectF before = std::exchange(m_box, box.translated(-around.topLeft()));
     setGeometry(around);
-    if (m_box != before)
+    if (m_box != before) {
         placeButtons();
+        update();
+    }
 }
 
 void DrawnView::placeButtons()

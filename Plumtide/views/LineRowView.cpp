@@ -1,7 +1,9 @@
 #include "Plumtide/views/LineRowView.h"
 
+#include "Plumtide/system/Characters.h"
 #include "Plumtide/views/HStack.h"
 
+#include <algorithm>
 #include <cmath>
 
 using namespace Qt::StringLiterals;
@@ -79,6 +81,7 @@ QString spokenBody(const AgentTask &line)
     QStringList parts = line.recentEvents;
     if (!line.purpose.isEmpty())
         parts.prepend(u"目标："_s + line.purpose);
+    std::ranges::transform(parts, parts.begin(), shortened);
     return parts.join(u"\n"_s);
 }
 
@@ -96,6 +99,7 @@ QString LineRowView::spokenName(const AgentTask &line, const QDateTime &now)
 {
     QStringList parts{line.title, label(line.source), activityText(line, now), shortAgo(line.updatedAt, now)};
     parts.removeAll(QString());
+    std::ranges::transform(parts, parts.begin(), shortened);
     return parts.join(u"，"_s);
 }
 

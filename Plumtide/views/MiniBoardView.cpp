@@ -2,6 +2,7 @@
 
 #include "Plumtide/hooks/HooksInstaller.h"
 #include "Plumtide/store/TaskStore.h"
+#include "Plumtide/system/Characters.h"
 #include "Plumtide/views/HStack.h"
 #include "Plumtide/views/LineMenu.h"
 #include "Plumtide/views/Refresher.h"
@@ -42,7 +43,7 @@ double addRow(Drawing &drawing, const AgentTask &line, double y, double width)
     row.text(text, miniRowTextStyle, HStack::Shrink::First);
     Drawing face;
     face.size = {width, row.place(face, {0, 0}, width).height()};
-    QStringList spoken{line.project, text};
+    QStringList spoken{shortened(line.project), shortened(text)};
     spoken.removeAll(QString());
     const double height = face.size.height();
     drawing.addButton({.name = line.id,

@@ -22,7 +22,7 @@ void PanelView::act(const QString &wish, const QString &id)
         Q_EMIT quitRequested();
     } else if (wish == LineMenu::undo) {
         m_store.undo();
-    } else if (id.isEmpty()) {
+    } else if (wish == u"all" || PanelHeader::filterOf(wish)) {
         m_store.setSourceFilter(PanelHeader::filterOf(wish));
     } else if (line && wish == u"copy") {
         QGuiApplication::clipboard()->setText(line->title);

@@ -6,6 +6,7 @@ import random
 import re
 import shutil
 import signal
+import socket
 import subprocess
 import sys
 import time
@@ -156,6 +157,15 @@ class EngineTest(unittest.TestCase):
                 until(lambda: home.has_read_all() and home.lines()[0]['status'] == 'waiting', 'it goes on')
             self.assertEqual([len(line['recentEvents']) for line in home.lines()], [1] * len(sessions))
             self.assertFalse(home.read(spare))
+
+    def test_a_bus_that_takes_connections_and_never_answers_does_not_keep_it_from_the_log(self):
+        home, mute = self.home, socket.socket(socket.AF_UNIX)
+        self.addCleanup(mute.close)
+        mute.bind(f'{home.folder}/mute')
+        mute.listen()
+        home.log(event('s'))
+        with Program(home, DBUS_SESSION_BUS_ADDRESS=f'unix:path={home.folder}/mute'):
+            until(home.lines, 'the log is followed', 15)
 
     def test_as_time_goes_by_it_closes_ended_sessions_warns_of_silent_ones_and_drops_old_lines(self):
         home, clock = self.home, self.home.folder / 'clock'
