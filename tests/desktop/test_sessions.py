@@ -79,6 +79,6 @@ class SessionTest(unittest.TestCase):
                 answer = until(lambda: desktop().notified()[before:], f'{name} is answered')
                 self.assertEqual((answer[0][1:5], desktop().active()),
                                  ([number, 'plumtide', '前往会话', where], [other.id]))
-        pane = run(*tmux, 'display-message', '-p', '-t', 'tmux', '#{pane_start_command}', env=home.environment)
+        pane = run(*tmux, 'display-message', '-p', '-t', '=tmux:', '#{pane_start_command}', env=home.environment)
         self.assertEqual(pane, f'"{agent} cc-tmux"\n')
         self.assertEqual(len(desktop().notified()), len(SESSIONS) + 4)
