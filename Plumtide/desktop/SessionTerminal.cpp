@@ -1,5 +1,6 @@
 #include "Plumtide/desktop/SessionTerminal.h"
 
+#include "Plumtide/desktop/ActiveWindow.h"
 #include "Plumtide/desktop/Log.h"
 #include "Plumtide/desktop/Terminals.h"
 
@@ -8,6 +9,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -15,6 +17,7 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr std::chrono::milliseconds patience = 2s; // with a command
+constexpr std::chrono::milliseconds windowPatience = 1s;
 const Failure noWindow{u"没找到这个会话的终端窗口。"_s};
 constexpr int mostStations = 8; // a tmux may show itself
 
@@ -42,6 +45,8 @@ public:
     {
         if (std::holds_alternative<Reached>(next)) {
             finish({});
+        } else if (const Coming *const coming = std::get_if<Coming>(&next)) {
+            await(*coming);
         } else if (const pid_t *const process = std::get_if<pid_t>(&next)) {
             if (m_stations++ == mostStations)
                 return finish(noWindow);
@@ -85,8 +90,21 @@ private:
         process->start(command.words.first(), command.words.sliced(1));
     }
 
+    void await(const Coming &coming)
+    {
+        const auto look = [this, coming] {
+            if (coming.isThere())
+                finish({});
+        };
+        connect(new ActiveWindow(this), &ActiveWindow::changed, this, look);
+        QTimer::singleShot(windowPatience, this, [this] { finish(noWindow); });
+        look();
+    }
+
     void finish(const Outcome<void> &outcome)
     {
+        if (std::exchange(m_isFinished, true))
+            return;
         deleteLater();
         m_done(outcome);
     }
@@ -95,6 +113,7 @@ private:
     Station m_station;
     std::size_t m_asked = 0;
     int m_stations = 0;
+    bool m_isFinished = false;
 };
 
 } // namespace
