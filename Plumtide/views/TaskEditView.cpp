@@ -3,15 +3,20 @@
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/views/HStack.h"
 
+#include <QApplication>
 #include <QComboBox>
+#include <QHash>
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QRegularExpression>
+#include <QStyledItemDelegate>
+#include <QTranslator>
 #include <QUuid>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 
 using namespace Qt::StringLiterals;
 
@@ -39,8 +44,10 @@ QString fieldStyle()
            "QLineEdit:focus { border: 2px solid %3; padding: 0px 5px; }"
            "QComboBox:focus { border: 2px solid %3; padding: 0px 6px; }"
            "QComboBox::drop-down { border: none; width: 24px; }"
-           "QComboBox::down-arrow { image: url(:/icons/chevron-down.svg); width: 9px; height: 9px; }"_s.arg(
-               Theme::card.name(), Theme::fieldBorder.name(), Theme::faded(Theme::accent, 0.8).name(QColor::HexArgb));
+           "QComboBox::down-arrow { image: url(:/icons/chevron-down.svg); width: 9px; height: 9px; }"
+           "QComboBox QAbstractItemView { background: %1; selection-background-color: %4; selection-color: %1; }"_s.arg(
+               Theme::card.name(), Theme::fieldBorder.name(), Theme::faded(Theme::accent, 0.8).name(QColor::HexArgb),
+               Theme::accent.name());
 }
 
 constexpr std::array offeredStatuses{AgentTaskStatus::waiting, AgentTaskStatus::running};
@@ -65,6 +72,23 @@ QString statusLabel(AgentTaskStatus status)
     Q_UNREACHABLE();
 }
 
+/// Qt's own menu of a text field, in Chinese.
+class FieldMenuTexts final : public QTranslator
+{
+public:
+    using QTranslator::QTranslator;
+
+    [[nodiscard]] bool isEmpty() const override { return false; }
+    [[nodiscard]] QString translate(const char *context, const char *text, const char * /*comment*/,
+                                    int /*number*/) const override
+    {
+        static const QHash<QByteArrayView, QString> texts{
+            {"&Undo", u"撤销"_s},  {"&Redo", u"重做"_s},  {"Cu&t", u"剪切"_s},      {"&Copy", u"复制"_s},
+            {"&Paste", u"粘贴"_s}, {"Delete", u"删除"_s}, {"Select All", u"全选"_s}};
+        return std::strcmp(context, "QLineEdit") == 0 ? texts.value(text) : QString();
+    }
+};
+
 } // namespace
 
 TaskEditView::TaskEditView(TaskStore &store, const std::optional<AgentTask> &editing, Clock clock, QWidget *parent)
@@ -87,6 +111,8 @@ TaskEditView::TaskEditView(TaskStore &store, const std::optional<AgentTask> &edi
                {u"当前状态"_s, m_currentState},
                {u"等待原因"_s, m_waitingReason}}
 {
+    static const bool isTranslated = QCoreApplication::installTranslator(new FieldMenuTexts(qApp));
+    Q_UNUSED(isTranslated)
     setStyleSheet(fieldStyle());
     for (const Field &field : m_fields)
         field.control->setAccessibleName(field.label);
@@ -114,7 +140,6 @@ TaskEditView::TaskEditView(TaskStore &store, const std::optional<AgentTask> &edi
 QLineEdit *TaskEditView::makeInput(const QString &placeholder)
 {
     auto *input = new QLineEdit(this);
-    input->setContextMenuPolicy(Qt::NoContextMenu); // Qt's own is English; its keys work
     input->setFont(Theme::widgetFont(fieldTextStyle));
     input->setPlaceholderText(placeholder);
     connect(input, &QLineEdit::textChanged, this, &TaskEditView::layOut);
@@ -129,6 +154,7 @@ QComboBox *TaskEditView::makeChoice()
 {
     auto *choice = new QComboBox(this);
     choice->setFont(Theme::widgetFont(fieldTextStyle));
+    choice->setItemDelegate(new QStyledItemDelegate(choice)); // its own paints no chosen entry where there is a style sheet
     choice->installEventFilter(this);
     connect(choice, &QComboBox::currentIndexChanged, choice, [choice] {
         QAccessibleEvent event(choice, QAccessible::NameChanged); // which has the value in it
