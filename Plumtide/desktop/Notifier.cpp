@@ -54,18 +54,6 @@ void Notifier::notify(const QString &title, const QString &body, const QString &
         send(id);
 }
 
-void Notifier::takeAllBack()
-{
-    for (const Shown &shown : std::as_const(m_shown)) {
-        QDBusMessage message =
-            QDBusMessage::createMethodCall(serviceName, servicePath, serviceName, u"CloseNotification"_s);
-        message.setArguments({shown.number});
-        message.setAutoStartService(false);
-        if (shown.number != 0)
-            m_bus.send(message);
-    }
-}
-
 template <typename Answered>
 void Notifier::call(const QString &method, const QVariantList &arguments, Answered answered)
 {
@@ -78,6 +66,14 @@ void Notifier::call(const QString &method, const QVariantList &arguments, Answer
             qCDebug(desktopLog) << "notifications:" << watcher->error();
         answered(*watcher);
     });
+}
+
+void Notifier::takeAllBack()
+{
+    for (const Shown &shown : std::as_const(m_shown)) {
+        if (shown.number != 0)
+            call(u"CloseNotification"_s, {shown.number}, [](const QDBusPendingCallWatcher &) {});
+    }
 }
 
 void Notifier::send(const QString &id)

@@ -43,10 +43,8 @@ public:
 
     void follow(const NextStep &next)
     {
-        if (std::holds_alternative<Reached>(next)) {
-            finish({});
-        } else if (const Coming *const coming = std::get_if<Coming>(&next)) {
-            await(*coming);
+        if (const Reached *const reached = std::get_if<Reached>(&next)) {
+            await(*reached);
         } else if (const pid_t *const process = std::get_if<pid_t>(&next)) {
             if (m_stations++ == mostStations)
                 return finish(noWindow);
@@ -90,10 +88,10 @@ private:
         process->start(command.words.first(), command.words.sliced(1));
     }
 
-    void await(const Coming &coming)
+    void await(const Reached &reached)
     {
-        const auto look = [this, coming] {
-            if (coming.isThere())
+        const auto look = [this, reached] {
+            if (!reached.isThere || reached.isThere())
                 finish({});
         };
         connect(new ActiveWindow(this), &ActiveWindow::changed, this, look);
@@ -103,17 +101,15 @@ private:
 
     void finish(const Outcome<void> &outcome)
     {
-        if (std::exchange(m_isFinished, true))
-            return;
         deleteLater();
-        m_done(outcome);
+        if (const SessionTerminal::Done done = std::exchange(m_done, {}))
+            done(outcome);
     }
 
-    const SessionTerminal::Done m_done;
+    SessionTerminal::Done m_done; // until it is finished
     Station m_station;
     std::size_t m_asked = 0;
     int m_stations = 0;
-    bool m_isFinished = false;
 };
 
 } // namespace

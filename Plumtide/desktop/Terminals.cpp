@@ -169,7 +169,7 @@ NextStep x11Window(const Station &station)
         ask("_NET_CURRENT_DESKTOP", root, desktop);
     ask("_NET_ACTIVE_WINDOW", window, pager);
     xcb_flush(connection);
-    return Coming{[window] {
+    return Reached{[window] {
         xcb_connection_t *const now = xcbConnection();
         return now && numbers(xcbProperty(now, xcbRoot(now), "_NET_ACTIVE_WINDOW")).value(0) == window;
     }};

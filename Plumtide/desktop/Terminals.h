@@ -32,20 +32,14 @@ struct NotHere
 {
 };
 
-/// The window is in front.
+/// The window is in front; or it has been asked to come, and is once `isThere`: after a change of the active window.
 struct Reached
 {
-};
-
-/// The window has been asked to come. It is in front once `isThere` is true, which may become so whenever another
-/// window becomes the active one.
-struct Coming
-{
-    std::function<bool()> isThere;
+    std::function<bool()> isThere = {};
 };
 
 /// What comes next on the way. A process is where the way goes on.
-using NextStep = std::variant<NotHere, Reached, Coming, pid_t, Command>;
+using NextStep = std::variant<NotHere, Reached, pid_t, Command>;
 
 /// A command to be run, without a shell and for a few seconds at most. One that fails is as `NotHere`.
 struct Command

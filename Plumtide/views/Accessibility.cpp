@@ -185,13 +185,10 @@ void announce(QWidget &widget, const QString &sentence)
         return;
 #if QT_VERSION >= QT_VERSION_CHECK(6, 8, 0)
     QAccessibleAnnouncementEvent event(&widget, sentence);
-    QAccessible::updateAccessibility(&event);
-#else
-    // Qt 6.4 passes on neither an alert nor that something is expanded now, but that an alert comes up.
-    if (auto *alert = widget.window()->findChild<QWidget *>(u"alert"_s)) {
-        alert->setAccessibleName(sentence);
-        QAccessibleEvent event(alert, QAccessible::ObjectShow);
-        QAccessible::updateAccessibility(&event);
-    }
+#else // Qt 6.4 passes on neither an alert nor that something is expanded now, but that the panel's alert comes up.
+    QWidget *const alert = widget.window()->findChild<QWidget *>(u"alert"_s);
+    alert->setAccessibleName(sentence);
+    QAccessibleEvent event(alert, QAccessible::ObjectShow);
 #endif
+    QAccessible::updateAccessibility(&event);
 }

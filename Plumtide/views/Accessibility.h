@@ -8,6 +8,5 @@ class QWidget;
 /// Thread: main thread.
 void installAccessibility();
 
-/// Has a screen reader say `sentence`, which is about something in `widget`: by an announcement, or before Qt 6.8 by the
-/// alert named "alert" of its window. An alert that is shown needs no announcement. Thread: main thread.
+/// Has a screen reader say `sentence`, about something in `widget`. (It says an alert that is shown without that.)
 void announce(QWidget &widget, const QString &sentence);

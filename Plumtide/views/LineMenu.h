@@ -24,15 +24,12 @@ inline const QString undo = QStringLiteral("undo");       ///< To take back what
 /// What `undo` would do now: "撤销搁置「…」", with the line's title; empty when there is nothing to be taken back.
 [[nodiscard]] QString undoText(const TaskStore &store);
 
-enum class Keys { Named, Unnamed };
-
 /// Those of a line that have a key.
 [[nodiscard]] const QList<Wish> &wishes();
 
-/// Shows the menu of a line of the store, and returns at once; `chosen` is told the name of a wish, unless the line has
-/// meanwhile changed so that its menu would not offer that in the same words. `keys` are named where they work. Thread:
-/// main thread.
-void show(QWidget &parent, const TaskStore &store, const QString &id, QPoint place, Keys keys,
+/// Shows the menu of a line of the store, and returns at once; `chosen` is told the name of a wish, unless the line's
+/// menu has other entries by then. Thread: main thread.
+void show(QWidget &parent, const TaskStore &store, const QString &id, QPoint place, bool namesKeys,
           const std::function<void(const QString &wish)> &chosen);
 
 } // namespace LineMenu

@@ -64,7 +64,6 @@ PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, Q
     showTold(false);
     m_scroll->setWidget(m_board);
     m_tellTimer.setSingleShot(true);
-    m_tellTimer.setInterval(tellTime);
     connect(&m_tellTimer, &QTimer::timeout, this, [this] { showTold(false); });
 
     connect(&store, &TaskStore::objectWillChange, m_refresher, &Refresher::markStale);
@@ -73,8 +72,7 @@ PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, Q
         connect(view, &DrawnView::wished, this, &PanelView::act);
     connect(m_board, &BoardView::wished, this, &PanelView::act);
     connect(m_board, &BoardView::menuRequested, this, [this](const QString &id, QPoint place) {
-        LineMenu::show(*this, m_store, id, place, LineMenu::Keys::Named,
-                       [this, id](const QString &wish) { act(wish, id); });
+        LineMenu::show(*this, m_store, id, place, true, [this, id](const QString &wish) { act(wish, id); });
     });
     connect(m_board, &BoardView::connectRequested, this, [&installer](TaskSource tool) {
         if (tool == TaskSource::claude)
@@ -168,18 +166,15 @@ void PanelView::showParts(bool isShown)
     update();
 }
 
-// As the installer's message stands above the board, except that it stays in view. What is being read stays, too.
+// As the installer's message stands above the board, except that it stays in view.
 void PanelView::showTold(bool isShown)
 {
-    const int top = m_header->height() + ruleHeight, before = m_scroll->y();
+    const int top = m_header->height() + ruleHeight;
     const int room = isShown ? m_told->height() + toldPadding : 0;
     m_told->move(toldPadding, m_editor ? height() - room : top + toldPadding);
     m_told->setVisible(isShown);
     m_told->raise();
     m_scroll->setGeometry(edgeWidth, top + room, width() - 2 * edgeWidth, m_footer->y() - ruleHeight - top - room);
-    QScrollBar *bar = m_scroll->verticalScrollBar();
-    if (bar->value() > 0)
-        bar->setValue(bar->value() + m_scroll->y() - before);
 }
 
 void PanelView::tell(const QString &sentence)
@@ -188,7 +183,7 @@ void PanelView::tell(const QString &sentence)
     m_told->place(QRectF({0, 0}, m_told->drawing().size));
     m_told->setAccessibleName(sentence);
     m_told->hide(); // a screen reader says it when it comes up
-    m_tellTimer.start();
+    m_tellTimer.start(tellTime);
     showTold(true);
 }
 

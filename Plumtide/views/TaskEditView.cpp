@@ -3,8 +3,8 @@
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/views/HStack.h"
 
-#include <QApplication>
 #include <QComboBox>
+#include <QCoreApplication>
 #include <QHash>
 #include <QKeyEvent>
 #include <QLineEdit>
@@ -44,10 +44,8 @@ QString fieldStyle()
            "QLineEdit:focus { border: 2px solid %3; padding: 0px 5px; }"
            "QComboBox:focus { border: 2px solid %3; padding: 0px 6px; }"
            "QComboBox::drop-down { border: none; width: 24px; }"
-           "QComboBox::down-arrow { image: url(:/icons/chevron-down.svg); width: 9px; height: 9px; }"
-           "QComboBox QAbstractItemView { background: %1; selection-background-color: %4; selection-color: %1; }"_s.arg(
-               Theme::card.name(), Theme::fieldBorder.name(), Theme::faded(Theme::accent, 0.8).name(QColor::HexArgb),
-               Theme::accent.name());
+           "QComboBox::down-arrow { image: url(:/icons/chevron-down.svg); width: 9px; height: 9px; }"_s.arg(
+               Theme::card.name(), Theme::fieldBorder.name(), Theme::faded(Theme::accent, 0.8).name(QColor::HexArgb));
 }
 
 constexpr std::array offeredStatuses{AgentTaskStatus::waiting, AgentTaskStatus::running};
@@ -77,8 +75,6 @@ class FieldMenuTexts final : public QTranslator
 {
 public:
     using QTranslator::QTranslator;
-
-    [[nodiscard]] bool isEmpty() const override { return false; }
     [[nodiscard]] QString translate(const char *context, const char *text, const char * /*comment*/,
                                     int /*number*/) const override
     {
@@ -154,7 +150,7 @@ QComboBox *TaskEditView::makeChoice()
 {
     auto *choice = new QComboBox(this);
     choice->setFont(Theme::widgetFont(fieldTextStyle));
-    choice->setItemDelegate(new QStyledItemDelegate(choice)); // its own paints no chosen entry where there is a style sheet
+    choice->setItemDelegate(new QStyledItemDelegate(choice)); // its own shows no choice under a style sheet
     choice->installEventFilter(this);
     connect(choice, &QComboBox::currentIndexChanged, choice, [choice] {
         QAccessibleEvent event(choice, QAccessible::NameChanged); // which has the value in it

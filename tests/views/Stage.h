@@ -172,7 +172,8 @@ protected:
         auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
         ASSERT_TRUE(menu);
         for (QAction *action : menu->actions()) {
-            m_told += action->text() + action->shortcut().toString() + (action->isEnabled() ? u""_s : u" off"_s);
+            m_told += action->text().replace(u'\t', u' ') + action->shortcut().toString()
+                + (action->isEnabled() ? u""_s : u" off"_s);
             if (action->text().section(u'\t', 0, 0) == choice)
                 action->trigger();
         }
