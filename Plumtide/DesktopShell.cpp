@@ -97,8 +97,7 @@ PanelWindow &DesktopShell::panel()
             SessionTerminal::bringToFront(line, m_store.recordedProcess(line), m_panelView, [this](const auto &there) {
                 if (there)
                     return;
-                if (!m_panel->isVisible()) // it was asked for on the mini board
-                    openPanel();
+                openPanel(); // it may be asked for on the mini board
                 m_panelView->tell(there.failure().sentence);
             });
         });

@@ -10,14 +10,9 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-constexpr qsizetype titleLength = 20; // user-perceived characters
-
-} // namespace
-
 QString LineMenu::undoText(const TaskStore &store)
 {
+    constexpr qsizetype titleLength = 20; // user-perceived characters
     const std::optional<AgentTask> before = store.undoable();
     if (!before)
         return {};

@@ -107,8 +107,7 @@ TaskEditView::TaskEditView(TaskStore &store, const std::optional<AgentTask> &edi
                {u"当前状态"_s, m_currentState},
                {u"等待原因"_s, m_waitingReason}}
 {
-    static const bool isTranslated = QCoreApplication::installTranslator(new FieldMenuTexts(qApp));
-    Q_UNUSED(isTranslated)
+    [[maybe_unused]] static const bool isTranslated = QCoreApplication::installTranslator(new FieldMenuTexts(qApp));
     setStyleSheet(fieldStyle());
     for (const Field &field : m_fields)
         field.control->setAccessibleName(field.label);
