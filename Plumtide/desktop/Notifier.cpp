@@ -69,6 +69,14 @@ void Notifier::call(const QString &method, const QVariantList &arguments, Answer
     });
 }
 
+void Notifier::takeAllBack()
+{
+    for (const Shown &shown : std::as_const(m_shown)) {
+        if (shown.number != 0)
+            call(u"CloseNotification"_s, {shown.number}, [](const QDBusPendingCallWatcher &) {});
+    }
+}
+
 void Notifier::send(const QString &id)
 {
     m_shown[id].isOnItsWay = true;

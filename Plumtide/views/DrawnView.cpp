@@ -176,8 +176,11 @@ void DrawnView::keyPressEvent(QKeyEvent *event)
 
 void DrawnView::mouseDoubleClickEvent(QMouseEvent *event)
 {
+    // The first press may have been for something else, in whose place this is now.
+    if (!m_sincePress.isValid() || m_sincePress.elapsed() >= QApplication::doubleClickInterval())
+        return;
     mousePressEvent(event); // its second press undoes what its first has unfolded
-    if (event->button() == Qt::LeftButton && !m_subject.isEmpty())
+    if (event->button() == Qt::LeftButton && !m_subject.isEmpty() && m_subject == m_pressedSubject)
         Q_EMIT wished(LineMenu::session, m_subject);
 }
 
@@ -191,6 +194,9 @@ void DrawnView::contextMenuEvent(QContextMenuEvent *event)
 
 void DrawnView::mousePressEvent(QMouseEvent *event)
 {
+    m_sincePress.start();
+    if (event->type() == QEvent::MouseButtonPress)
+        m_pressedSubject = m_subject;
     if (m_isPressable)
         QAbstractButton::mousePressEvent(event);
     else

@@ -1,6 +1,7 @@
 #include "Plumtide/views/LineRowView.h"
 
 #include "Plumtide/system/Characters.h"
+#include "Plumtide/views/Accessibility.h"
 #include "Plumtide/views/HStack.h"
 
 #include <algorithm>
@@ -128,6 +129,7 @@ void LineRowView::show(const AgentTask &line, const QDateTime &now, int width, b
     changed.expanded = m_isExpanded != isExpanded;
     if (shows(line, now) && width == m_width && !changed.expanded && hasBody == m_hasBody)
         return;
+    const bool isUnfolding = m_now.isValid() && changed.expanded && isExpanded;
     m_line = line;
     m_now = now;
     m_width = width;
@@ -138,6 +140,8 @@ void LineRowView::show(const AgentTask &line, const QDateTime &now, int width, b
     setAccessibleDescription(isExpanded ? spokenBody(line) : QString());
     setDrawing(compose(width));
     tellState(changed);
+    if (isUnfolding)
+        announce(*this, u"已展开\n"_s + spokenBody(line));
 }
 
 Drawing LineRowView::compose(int width) const

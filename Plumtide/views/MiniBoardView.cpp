@@ -64,7 +64,9 @@ MiniBoardView::MiniBoardView(TaskStore &store, HooksInstaller &installer, QWidge
     auto *refresher = new Refresher(this, [this] { refresh(); });
     connect(this, &DrawnView::wished, this, &MiniBoardView::mainPanelRequested);
     connect(this, &DrawnView::menuRequested, this, [this](const QString &id, QPoint place) {
-        LineMenu::show(*this, m_store, id, place, [this, id](const QString &wish) { Q_EMIT lineWished(wish, id); });
+        // The mini board never has the keyboard.
+        LineMenu::show(*this, m_store, id, place, false,
+                       [this, id](const QString &wish) { Q_EMIT lineWished(wish, id); });
     });
     connect(&store, &TaskStore::objectWillChange, refresher, &Refresher::markStale);
     connect(&installer, &HooksInstaller::objectWillChange, refresher, &Refresher::markStale);

@@ -4,7 +4,6 @@
 
 #include <QApplication>
 #include <QClipboard>
-#include <QToolTip>
 
 using namespace Qt::StringLiterals;
 
@@ -37,11 +36,4 @@ void PanelView::act(const QString &wish, const QString &id)
     } else if (line && wish == LineMenu::session) {
         Q_EMIT sessionRequested(id);
     }
-}
-
-void PanelView::tell(const QString &sentence)
-{
-    const QWidget *focus = QApplication::focusWidget();
-    const bool isByPointer = rect().contains(mapFromGlobal(QCursor::pos())) || !focus;
-    QToolTip::showText(isByPointer ? QCursor::pos() : focus->mapToGlobal(focus->rect().bottomLeft()), sentence, this);
 }

@@ -69,10 +69,10 @@ class SessionTest(unittest.TestCase):
         home.log({'hook_event_name': 'Stop', 'session_id': 'nobody'})
         told = until(lambda: desktop().notified()[len(SESSIONS) - 1:] and desktop().notified(), 'all are notified')
         for number, (_, _, _, name, *_) in enumerate(told, 1):
-            before = len(desktop().notified())
+            before, where = len(desktop().notified()), SESSIONS[name]
             desktop().do('windowactivate', '--sync', other.id)
+            desktop().do('set_desktop', int(where in windows()))  # away from them
             desktop().tell_notified('ActionInvoked', number, 's', 'session')
-            where = SESSIONS[name]
             if where in windows():
                 until(lambda: desktop().active() == [windows()[where]], f'{where} is in front')
             else:
