@@ -38,10 +38,12 @@ QRectF roomLeftByBars(xcb_connection_t *connection)
     if (area.size() < 4)
         return {};
     const QRectF room(area[0], area[1], area[2], area[3]);
-    // KWin 6.3 under Wayland: after a change of the scale both are counted by the scale before, until the next change.
-    // (Until the first, only the desktop is counted in other pixels, and is then the smaller one.)
-    const bool isOfOneScale = desktop.size() >= 2 && desktop[0] >= area[2] && desktop[1] >= area[3];
-    const double scale = isWaylandSession() && isOfOneScale && screen ? 1.0 * screen->width / desktop[0] : 1;
+    // After a change of the scale, KWin under Wayland goes on counting by the scale before: 5.27 the desktop, 6.3 both.
+    // (At a login with a scale, it counts the desktop, which is then the smaller one, by none.)
+    const bool spansScreen = screen && (area[2] == screen->width || area[3] == screen->height);
+    const bool fitsDesktop = desktop.size() >= 2 && desktop[0] >= area[2] && desktop[1] >= area[3];
+    const bool isStale = isWaylandSession() && screen && !spansScreen && fitsDesktop;
+    const double scale = isStale ? 1.0 * screen->width / desktop[0] : 1;
     return {room.topLeft() * scale, room.size() * scale};
 }
 

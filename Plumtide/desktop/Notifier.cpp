@@ -112,10 +112,8 @@ void Notifier::send(const QString &id)
 
 void Notifier::reportAction(uint number, const QString &action)
 {
-    // The signal goes to everybody, so most numbers are other programs'.
-    const auto isMeant = [number](const Shown &shown) { return shown.number == number; };
-    const auto shown = std::find_if(m_shown.cbegin(), m_shown.cend(), isMeant);
-    if (number == 0 || shown == m_shown.cend())
+    const auto shown = find(number);
+    if (shown == m_shown.cend())
         return;
     const QByteArray token = std::exchange(m_token, {});
     if (action == defaultAction)
@@ -126,13 +124,14 @@ void Notifier::reportAction(uint number, const QString &action)
 
 void Notifier::keepToken(uint number, const QString &token)
 {
-    if (isOurs(number))
+    if (find(number) != m_shown.cend())
         m_token = token.toUtf8(); // the action follows
 }
 
-bool Notifier::isOurs(uint number) const
+QHash<QString, Notifier::Shown>::const_iterator Notifier::find(uint number) const
 {
-    return number != 0 && std::ranges::any_of(m_shown, [=](const Shown &shown) { return shown.number == number; });
+    const auto isMeant = [number](const Shown &shown) { return number != 0 && shown.number == number; };
+    return std::find_if(m_shown.cbegin(), m_shown.cend(), isMeant);
 }
 
 void Notifier::forgetClosed(uint number, uint /*reason*/)

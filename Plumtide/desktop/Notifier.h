@@ -58,7 +58,8 @@ private:
     void call(const QString &method, const QVariantList &arguments, Answered answered);
     void send(const QString &id);
     void forgetAll();
-    [[nodiscard]] bool isOurs(uint number) const; // signals go to everybody, so most numbers are other programs'
+    // Signals go to everybody, so most numbers are other programs'.
+    [[nodiscard]] QHash<QString, Shown>::const_iterator find(uint number) const;
 
     QDBusConnection m_bus;
     const bool m_available;
