@@ -1,5 +1,6 @@
 #include "Plumtide/desktop/Notifier.h"
 
+#include "Plumtide/desktop/FloatingWindow.h"
 #include "Plumtide/desktop/Log.h"
 #include "Plumtide/system/Characters.h"
 
@@ -120,6 +121,8 @@ void Notifier::reportAction(uint number, const QString &action)
         Q_EMIT activated(QString(shown.key()), token); // a copy: what follows may change what is shown
     else if (action == sessionAction)
         Q_EMIT sessionRequested(QString(shown.key()));
+    if (action != defaultAction) // GNOME shows a busy pointer meanwhile, and the session's window takes no token
+        FloatingWindow::endStartup(token);
 }
 
 void Notifier::keepToken(uint number, const QString &token)

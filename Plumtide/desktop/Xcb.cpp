@@ -23,7 +23,8 @@ extern "C" void *xcb_randr_get_crtc_info_reply(xcb_connection_t *connection, xcb
 
 xcb_connection_t *xcbConnection()
 {
-    const auto *const x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    const auto *const application = qobject_cast<QGuiApplication *>(QCoreApplication::instance());
+    const auto *const x11 = application ? application->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
     xcb_connection_t *const connection = x11 ? x11->connection() : nullptr;
     return connection && !xcb_connection_has_error(connection) ? connection : nullptr;
 }

@@ -17,7 +17,7 @@ struct XcbFree
 template <typename T>
 using XcbReply = std::unique_ptr<T, XcbFree>;
 
-/// Qt's connection to the X server; null on other platforms and after the server has gone.
+/// Qt's connection to the X server; null on other platforms, without windows, and after the server has gone.
 [[nodiscard]] xcb_connection_t *xcbConnection();
 
 /// The root window of the first screen, the only one that Qt uses.
