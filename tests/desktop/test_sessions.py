@@ -65,8 +65,10 @@ class SessionTest(unittest.TestCase):
         until(lambda: len([*home.path.glob('.claude/sessions/*.json'), *home.path.glob('rollout*')]) == 8, 'all run')
         other = desktop().open_window(self, 100, 200, 300, 200)
         self.enterContext(app)
-        set_clock(clock, '+2m')  # of each of these silent sessions it warns now
-        home.log({'hook_event_name': 'Stop', 'session_id': 'nobody'})
+        for setting in ('+0', '+2m'):  # of each of these silent sessions it warns then
+            set_clock(clock, setting)
+            home.log({'hook_event_name': 'Stop', 'session_id': 'nobody'})
+            until(home.has_read_all, 'it follows the log')
         told = until(lambda: desktop().notified()[len(SESSIONS) - 1:] and desktop().notified(), 'all are notified')
         for number, (_, _, _, name, *_) in enumerate(told, 1):
             before, where = len(desktop().notified()), SESSIONS[name]
