@@ -8,9 +8,10 @@
 namespace FloatingWindow {
 
 /// To be called before every show of a hidden window: window managers forget these properties when it hides. Keeps
-/// the window out of the task bar and the pager, and makes it a utility (`Qt::Tool` would make it a part of another
-/// window, which KWin 5.27 then shows on that one's desktop only). `token`, of the start or the click that asks for the
-/// window, lets it take the focus where the window manager protects that.
+/// the window out of the task bar and the pager. One that does not accept the focus becomes a utility (`Qt::Tool` would
+/// make it a part of another window, which KWin 5.27 then shows on that one's desktop only). No other: GNOME (43, 48)
+/// would not give a utility the focus that it could not take while the overview was up. `token`, of the start or the
+/// click that asks for the window, lets it take the focus where the window manager protects that.
 void prepare(QWindow &window, const QByteArray &token = {});
 
 /// To be called after every show of a window that is there for all desktops and asks for nothing. (What it says before
