@@ -48,7 +48,7 @@ private:
     void readOnce();
     [[nodiscard]] Outcome<void> readFile(const QString &path);
     void write();
-    [[nodiscard]] std::optional<QString> text(const QString &key);
+    [[nodiscard]] QString text(const QString &key);                        // of a missing key, an empty one
     void setText(const QString &key, const std::optional<QString> &value); // none: the key goes
 
     const QString m_path, m_sparePath;

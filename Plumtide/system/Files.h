@@ -50,9 +50,6 @@ Outcome<void> makeDirectory(const QString &path);
 /// nothing is ever replaced. `base` is a path. Yields the new path.
 Outcome<QString> moveAside(const QString &path, const QString &base, const QString &suffix);
 
-/// The sentence for an `errno`: "没有权限", "磁盘空间不足" and so on, without a full stop.
-QString describeErrno(int code);
-
 /// A whole failure sentence: what was attempted (a verb phrase, "无法写入"), the file, and the reason.
 Failure failure(const QString &attempt, const QString &path, int code);
 

@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <thread>
 
-#include <fcntl.h>
 #include <sys/file.h>
 
 using namespace Qt::StringLiterals;
@@ -20,7 +19,7 @@ enum class Attempt { Taken, HeldByOther, Impossible };
 // The lock belongs to the open descriptor, which no child inherits.
 Attempt lock(const QString &path, int flags, Descriptor &file)
 {
-    file = Descriptor(::open(QFile::encodeName(path).constData(), flags | O_CLOEXEC, 0600));
+    file = Descriptor(path, flags);
     if (!file.isOpen()) {
         // Short of descriptors or memory: that says nothing about another owner.
         const bool isForNow = errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == EINTR;
