@@ -198,8 +198,7 @@ QList<AgentTask> Board::linesToKeep(const QDateTime &now) const
 Board::Changes Board::upsert(AgentTask line, const QDateTime &now) const
 {
     line.updatedAt = now;
-    const qsizetype place = placeOf(line.id);
-    return {{}, {{place, storable(line, now)}}};
+    return {{}, {{placeOf(line.id), storable(line, now)}}};
 }
 
 Board::Changes Board::setStatus(const QString &id, AgentTaskStatus status, const QDateTime &now) const

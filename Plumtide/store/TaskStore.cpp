@@ -16,11 +16,7 @@ Q_LOGGING_CATEGORY(storeLog, "plumtide.store", QtWarningMsg)
 namespace {
 
 const QString offsetKey = u"tavvel.events.offset"_s;
-
-QString seenKey(bool isCodex)
-{
-    return isCodex ? u"tavvel.codex.hasSeenEvent"_s : u"tavvel.claude.hasSeenEvent"_s;
-}
+const std::array seenKeys{u"tavvel.claude.hasSeenEvent"_s, u"tavvel.codex.hasSeenEvent"_s}; // by whether it is Codex's
 
 } // namespace
 
@@ -249,7 +245,7 @@ std::function<bool(QByteArrayView)> TaskStore::eventStateVisitor(std::function<v
 
 bool TaskStore::hasSeenEvent(bool isCodex) const
 {
-    return m_environment.defaults->boolean(seenKey(isCodex));
+    return m_environment.defaults->boolean(seenKeys[isCodex]);
 }
 
 void TaskStore::markEventSeen(bool isCodex)
@@ -257,7 +253,7 @@ void TaskStore::markEventSeen(bool isCodex)
     if (hasSeenEvent(isCodex))
         return;
     Q_EMIT objectWillChange();
-    m_environment.defaults->setBoolean(seenKey(isCodex), true);
+    m_environment.defaults->setBoolean(seenKeys[isCodex], true);
 }
 
 std::optional<qint64> TaskStore::storedPosition() const

@@ -146,10 +146,10 @@ void Defaults::write()
     // more.
     const bool isSpared = m_hasSpare && isWritten(m_sparePath);
     m_isBehind = !m_isReadable || !isWritten(m_path);
-    if (m_isBehind && !isSpared)
+    if (!m_isBehind)
+        m_hasSpare = m_hasSpare && !QFile::remove(m_sparePath);
+    else if (!isSpared)
         m_hasSpare = isWritten(m_sparePath) || m_hasSpare;
-    else if (!m_isBehind && m_hasSpare)
-        m_hasSpare = !QFile::remove(m_sparePath);
 }
 
 QString Defaults::text(const QString &key)

@@ -2,7 +2,6 @@
 
 #include "Plumtide/system/Outcome.h"
 
-#include <QByteArray>
 #include <QList>
 #include <QMap>
 #include <QStringList>

@@ -21,7 +21,6 @@ Q_LOGGING_CATEGORY(systemLog, "plumtide.system", QtWarningMsg)
 
 namespace {
 
-constexpr mode_t permissionBits = 07777;
 const QString temporarySuffix = u".tavvel-new"_s; // tells our temporary files from those of other programs
 
 bool writeAll(int descriptor, QByteArrayView content)
@@ -62,7 +61,7 @@ int replaceBytes(const QString &path, const QByteArray &content, const Files::Re
         if (S_ISREG(existing.st_mode) && !options.ownMode) {
             if (::faccessat(AT_FDCWD, target.constData(), W_OK, AT_EACCESS) != 0)
                 return errno;
-            mode = existing.st_mode & permissionBits;
+            mode = existing.st_mode & ALLPERMS;
         }
     }
 

@@ -39,8 +39,7 @@ struct ReplaceOptions
 Outcome<void> replace(const QString &path, const QByteArray &content, const ReplaceOptions &options = {});
 
 /// Removes all temporary files of killed processes in the folder of `path` and in the one that its links lead to. A
-/// folder that another process has locked, as `replace` does, is left alone. (A lock ends with its process; the id of a
-/// process in the name could be another one's by now.)
+/// folder that another process has locked, as `replace` does, is left alone.
 void removeTemporaries(const QString &path);
 
 /// Makes the directory with any missing parents, mode 0700 where it makes one. One that exists is fine.

@@ -20,14 +20,11 @@ enum class Attempt { Taken, HeldByOther, Impossible };
 Attempt lock(const QString &path, int flags, Descriptor &file)
 {
     file = Descriptor(path, flags);
-    if (!file.isOpen()) {
-        // Short of descriptors or memory: that says nothing about another owner.
-        const bool isForNow = errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == EINTR;
-        return isForNow ? Attempt::HeldByOther : Attempt::Impossible;
-    }
-    if (::flock(file.get(), LOCK_EX | LOCK_NB) == 0)
+    if (file.isOpen() && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0)
         return Attempt::Taken;
-    const Attempt result = errno == EWOULDBLOCK ? Attempt::HeldByOther : Attempt::Impossible;
+    // Short of descriptors or memory: that says nothing about another owner.
+    const bool isForNow = errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == EINTR;
+    const Attempt result = errno == EWOULDBLOCK || isForNow ? Attempt::HeldByOther : Attempt::Impossible;
     file.reset();
     return result;
 }
