@@ -19,7 +19,11 @@ public:
         : m_value(::open(QFile::encodeName(path).constData(), flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0600))
     {
     }
-    ~Descriptor() { reset(); }
+    ~Descriptor()
+    {
+        if (m_value >= 0)
+            ::close(m_value);
+    }
     Descriptor &operator=(Descriptor &&other) noexcept
     {
         std::swap(m_value, other.m_value);
@@ -28,13 +32,6 @@ public:
 
     [[nodiscard]] bool isOpen() const { return m_value >= 0; }
     [[nodiscard]] int get() const { return m_value; }
-
-    void reset()
-    {
-        if (m_value >= 0)
-            ::close(m_value);
-        m_value = -1;
-    }
 
 private:
     int m_value = -1;

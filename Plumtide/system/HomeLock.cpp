@@ -25,7 +25,7 @@ Attempt lock(const QString &path, int flags, Descriptor &file)
     // Short of descriptors or memory: that says nothing about another owner.
     const bool isForNow = errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == EINTR;
     const Attempt result = errno == EWOULDBLOCK || isForNow ? Attempt::HeldByOther : Attempt::Impossible;
-    file.reset();
+    file = Descriptor();
     return result;
 }
 
@@ -50,5 +50,5 @@ HomeLock::HomeLock(const QString &home, const QString &dataDir, std::chrono::mil
 void HomeLock::release()
 {
     m_isOwner = false;
-    m_file.reset();
+    m_file = Descriptor();
 }
