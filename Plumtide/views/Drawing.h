@@ -98,8 +98,8 @@ public:
     void addButton(const Button &button, QPointF topLeft, Drawing face);
 
     [[nodiscard]] const std::vector<Control> &controls() const { return m_controls; }
-    /// Where it looks different, in its own coordinates; nothing where that may be anywhere.
-    [[nodiscard]] std::optional<QRegion> changesSince(const Drawing &before) const;
+    /// Where it looks different, in its own coordinates.
+    [[nodiscard]] QRegion changesSince(const Drawing &before) const;
     [[nodiscard]] QString spokenText() const; ///< All texts in order, for a screen reader.
 
     /// Paints what touches `clip`, without the buttons. `opacity` is that of the drawing as a whole over `Theme::bg`:

@@ -5,13 +5,10 @@
 #include "Plumtide/views/HStack.h"
 
 #include <QKeyEvent>
-#include <QRegularExpression>
 #include <QUuid>
 
 #include <algorithm>
 #include <array>
-#include <cmath>
-#include <cstring>
 
 using namespace Qt::StringLiterals;
 
@@ -143,13 +140,11 @@ void TaskEditView::fill(QLineEdit *input, const QString &text)
 
 void TaskEditView::followLine()
 {
-    if (!m_editing)
-        return;
-    const std::optional<AgentTask> line = m_store.task(m_editing->id);
-    if (!line || line == m_editing)
-        return;
-    m_editing = line;
-    fill();
+    const std::optional<AgentTask> line = m_editing ? m_store.task(m_editing->id) : std::nullopt;
+    if (line && line != m_editing) {
+        m_editing = line;
+        fill();
+    }
 }
 
 bool TaskEditView::canSave() const
@@ -227,8 +222,8 @@ void TaskEditView::resizeEvent(QResizeEvent * /*event*/)
 
 bool TaskEditView::isTouched() const
 {
-    const QList<const QLineEdit *> inputs{m_title, m_project, m_purpose, m_currentState, m_waitingReason};
-    return m_hasChosenSource || m_hasChosenStatus || std::ranges::any_of(inputs, &QLineEdit::isModified);
+    return m_hasChosenSource || m_hasChosenStatus
+        || std::ranges::any_of(findChildren<QLineEdit *>(), &QLineEdit::isModified);
 }
 
 void TaskEditView::focusLastField()
