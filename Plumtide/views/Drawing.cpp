@@ -121,16 +121,6 @@ void paintRun(QPainter &painter, QPointF at, const TextBlock::Run &run, QColor c
 
 } // namespace
 
-void Drawing::add(const QRectF &box, std::variant<Box, TextBlock, Icon> content)
-{
-    m_items.push_back({box, std::move(content)});
-}
-
-void Drawing::addBehind(const QRectF &box, Box content)
-{
-    m_items.insert(m_items.begin(), {box, std::move(content)});
-}
-
 double Drawing::addText(QPointF topLeft, TextBlock block)
 {
     const QRectF box(topLeft, block.size);

@@ -8,6 +8,7 @@
 #include <QRegion>
 
 #include <optional>
+#include <utility>
 #include <variant>
 
 class QPainter;
@@ -47,10 +48,11 @@ public:
 
         bool operator==(const Icon &) const = default;
     };
+    using Content = std::variant<Box, TextBlock, Icon>;
     struct Item
     {
         QRectF box;
-        std::variant<Box, TextBlock, Icon> content;
+        Content content;
 
         bool operator==(const Item &) const = default;
     };
@@ -88,8 +90,9 @@ public:
 
     QSizeF size;
 
-    void add(const QRectF &box, std::variant<Box, TextBlock, Icon> content);
-    void addBehind(const QRectF &box, Box content); ///< All that was added before.
+    void add(const QRectF &box, Content content) { m_items.push_back({box, std::move(content)}); }
+    /// Behind all that was added before.
+    void addBehind(const QRectF &box, Box content) { m_items.insert(m_items.begin(), {box, std::move(content)}); }
     /// The y below it.
     double addText(QPointF topLeft, TextBlock block);
     void addDot(const QRectF &box, QColor color) { add(box, Box{.fill = color, .radius = box.width() / 2}); }

@@ -37,7 +37,7 @@ public:
     [[nodiscard]] QList<QWidget *> controls();
 
 Q_SIGNALS:
-    /// A button was pressed, for the subject that it had when the press began; or what `lineWishes` names is wanted.
+    /// A button was pressed, for the subject that it had when the press began; or one of `LineMenu::wishes` came.
     void wished(const QString &button, const QString &subject);
     void menuRequested(const QString &subject, QPoint place); ///< In global pixels.
 

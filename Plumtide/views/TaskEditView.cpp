@@ -120,10 +120,9 @@ void TaskEditView::fill()
         m_source->setCurrentIndex(static_cast<int>(m_editing->source));
     if (m_hasChosenStatus)
         return;
-    const auto offered = std::ranges::find(offeredStatuses, m_editing->status);
-    m_status->setPlaceholderText(statusLabel(m_editing->status)); // while no offered one is chosen
-    m_status->setCurrentIndex(offered == offeredStatuses.end() ? -1
-                                                               : static_cast<int>(offered - offeredStatuses.begin()));
+    const QString status = statusLabel(m_editing->status);
+    m_status->setPlaceholderText(status); // while no offered one is chosen
+    m_status->setCurrentIndex(m_status->findText(status));
 }
 
 void TaskEditView::fill(QLineEdit *input, const QString &text)
