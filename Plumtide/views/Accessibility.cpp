@@ -175,8 +175,7 @@ QAccessibleInterface *makeInterface(const QString &className, QObject *object)
 
 void installAccessibility()
 {
-    static const bool isInstalled = (QAccessible::installFactory(makeInterface), true);
-    Q_UNUSED(isInstalled)
+    [[maybe_unused]] static const bool isInstalled = (QAccessible::installFactory(makeInterface), true);
 }
 
 void announce(QWidget &widget, const QString &sentence)

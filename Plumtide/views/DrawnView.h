@@ -37,7 +37,7 @@ public:
     [[nodiscard]] QList<QWidget *> controls();
 
 Q_SIGNALS:
-    /// A button was pressed, for the subject that it had when the press began; or what `lineWishes` names is wanted.
+    /// A button was pressed, for the subject that it had when the press began; or one of `LineMenu::wishes` came.
     void wished(const QString &button, const QString &subject);
     void menuRequested(const QString &subject, QPoint place); ///< In global pixels.
 
@@ -50,7 +50,6 @@ protected:
     void mousePressEvent(QMouseEvent *event) override;
     void mouseDoubleClickEvent(QMouseEvent *event) override;
     void contextMenuEvent(QContextMenuEvent *event) override;
-    [[nodiscard]] virtual DrawnView &teller() { return *this; } ///< Whose signals tell of what is wished.
     void focusInEvent(QFocusEvent *event) override;
 
 private:
@@ -75,7 +74,7 @@ class DrawnButton final : public DrawnView
     Q_OBJECT
 
 public:
-    /// `view` tells of its presses.
+    /// `view` tells what it tells.
     explicit DrawnButton(DrawnView &view);
 
     void set(const Drawing::Control &control);
@@ -87,14 +86,10 @@ public:
     [[nodiscard]] double radius() const override { return m_button.look.radius; }
     [[nodiscard]] QString subject() const override { return m_button.subject; }
 
-protected:
-    [[nodiscard]] DrawnView &teller() override { return m_view; }
-
 private:
     void press();
     void showText(const QString &text);
 
-    DrawnView &m_view;
     Drawing::Button m_button;
     std::optional<Drawing::Button> m_pressed; // as it was then; none when the press does not count
     QElapsedTimer m_sinceChange;              // of the subject
