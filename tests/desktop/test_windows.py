@@ -51,6 +51,13 @@ class OnOpenbox(unittest.TestCase):
                 until(lambda: desktop().active() == [other.id], 'the other window has the focus back')
                 self.app.tooltip()  # answered after what a click has caused
                 self.assertIsNone(self.app.window())
+        for at in range(5):  # opened again before Qt has heard that it was closed
+            self.app.open()
+            desktop().do('key', 'Escape')
+            until(lambda: not self.app.window(), 'it is closed')
+            self.app.open()
+            desktop().do('mousemove', 210 + at, 300, 'windowactivate', other.id)
+            until(lambda: not self.app.window(), 'it has closed when another window became active')
         self.app.open()
         desktop().do('mousemove', x + 200, y + 150, 'click', '--repeat', 2, 1)  # on the next step
         self.app.find('alert', '这一条不是会话')
@@ -67,6 +74,8 @@ class OnOpenbox(unittest.TestCase):
         x, y, width, height = self.place()
         self.assertEqual((x, y + height), (SIZE[0] - 280, desktop().top() + 140))
         until(lambda: wanted <= {*desktop().property(self.app.window(BOARD), '_NET_WM_STATE')}, 'it is above')
+        protocols = desktop().property(self.app.window(BOARD), 'WM_PROTOCOLS')
+        self.assertNotIn(desktop().x.intern_atom('WM_TAKE_FOCUS'), protocols)
         other = desktop().open_window(self, x - 40, y - 70, width + 80, height + 140)
         corners = [(x, y), (x + width - 1, y), (x, y + height - 1), (x + width - 1, y + height - 1)]
         until(lambda: [desktop().pixels(*corner) for corner in corners] == [[BLUE]] * 4, 'its corners are round')
