@@ -10,9 +10,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QAccessibleInterface *interfaceOf(BoardView &board, const BoardView::Item &item)
+QAccessibleInterface *interfaceOf(BoardView &board, const BoardItem &item)
 {
-    return QAccessible::queryAccessibleInterface(board.realise(item));
+    return QAccessible::queryAccessibleInterface(board.ensureWidget(item));
 }
 
 /// What is drawn; without a name of its own it is read out as its texts. Some of it can be pressed.
@@ -140,7 +140,7 @@ private:
         const qsizetype at = m_card ? m_board->indexOf(m_card) : -1;
         QList<qsizetype> found;
         for (qsizetype index = at + 1; index < m_board->itemCount(); ++index) {
-            const BoardView::Item &item = m_board->item(index);
+            const BoardItem &item = m_board->item(index);
             if (m_card && (at < 0 || item.card != m_board->item(at).card))
                 break;
             if (item.isInCard() == (m_card != nullptr))

@@ -65,19 +65,12 @@ PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, Q
     connect(m_board, &BoardView::menuRequested, this, [this](const QString &id, QPoint place) {
         LineMenu::show(*this, m_store, id, place, [this, id](const QString &wish) { act(wish, id); });
     });
-    connect(m_board, &BoardView::connectRequested, this, [&installer](TaskSource tool) {
-        if (tool == TaskSource::claude)
-            installer.installClaude();
-        else
-            installer.installCodex();
-    });
-    connect(m_board, &BoardView::messageRead, &installer, &HooksInstaller::clearMessage);
     connect(m_board, &BoardView::heightChanged, this, [this](const QString &unfolding) {
         keepPlace([this] { m_board->layOut(); });
         if (unfolding == m_board->expandedID())
             bringIntoView(unfolding);
     });
-    connect(m_scroll->verticalScrollBar(), &QScrollBar::valueChanged, m_board, &BoardView::showNear);
+    connect(m_scroll->verticalScrollBar(), &QScrollBar::valueChanged, m_board, &BoardView::updateVisibleWidgets);
 }
 
 void PanelView::setMiniBoardOn(bool isOn)
@@ -279,7 +272,7 @@ void PanelView::keyPressEvent(QKeyEvent *event)
     const bool isAtRow = from && from->parentWidget() == m_board;
     const bool isStep = event->key() == Qt::Key_Up || event->key() == Qt::Key_Down;
     if (QWidget *row = isAtRow && isStep
-            ? m_board->controlAfter(from, event->key() == Qt::Key_Down, BoardView::Among::Rows)
+            ? m_board->controlAfter(from, event->key() == Qt::Key_Down, BoardView::FocusScope::Rows)
             : nullptr)
         focusOn(row, Qt::TabFocusReason);
     else
