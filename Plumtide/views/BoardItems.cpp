@@ -54,7 +54,7 @@ QWidget *BoardView::controlAfter(const QWidget *from, bool next, FocusScope scop
     }
     for (index = index < 0 && !next ? itemCount() - 1 : index + step; index >= 0 && index < itemCount();
          index += step) {
-        if (item(index).kind == Kind::Card || (item(index).kind != Kind::Row && scope == FocusScope::Rows))
+        if (scope == FocusScope::Rows && item(index).kind != Kind::Row)
             continue;
         const QList<QWidget *> controls = ensureWidget(item(index))->controls();
         if (!controls.isEmpty())

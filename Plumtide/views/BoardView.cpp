@@ -69,12 +69,8 @@ void BoardView::refresh(const QDateTime &now)
                 continue;
             ProjectCardView *card = before.value(m_content.sections[i].size());
             // A look at the revision spares one at the names, which lie elsewhere in memory.
-            if (!card || (card->revision != group->revision && card->face.project != group->name)) {
-                std::unique_ptr<ProjectCardView> &known = m_cards[group->name];
-                if (!known)
-                    known = std::make_unique<ProjectCardView>();
-                card = known.get();
-            }
+            if (!card || (card->revision != group->revision && card->face.project != group->name))
+                card = &m_cards[group->name];
             if (!card->shows(*group, excludeID, now)) {
                 forgetLines(*card);
                 card->setGroup(*group, excludeID, now);
@@ -88,9 +84,9 @@ void BoardView::refresh(const QDateTime &now)
     }
     if (count < static_cast<qsizetype>(m_cards.size())) {
         std::erase_if(m_cards, [this](const auto &known) {
-            if (known.second->lastSeenRefresh == m_lastRefresh)
+            if (known.second.lastSeenRefresh == m_lastRefresh)
                 return false;
-            forgetLines(*known.second);
+            forgetLines(known.second);
             delete m_expansions.take({Kind::Fold, known.first}); // a card that comes back is folded
             return true;
         });
@@ -113,7 +109,7 @@ void BoardView::layOut()
         const double amount = animation->currentValue().toDouble();
         const auto folding = key.kind == Kind::Fold ? m_cards.find(key.id) : m_cards.end();
         if (folding != m_cards.end())
-            expansions[folding->second.get()].quietLines = amount;
+            expansions[&folding->second].quietLines = amount;
         ProjectCardView *card = key.kind == Kind::Row ? m_cardOfLine.value(key.id) : nullptr;
         const qsizetype index = card ? card->indexOf(key.id) : 0;
         if (!card || (card->isFoldable(index) && !m_expansions.contains({Kind::Fold, card->face.project})))
@@ -135,12 +131,14 @@ void BoardView::updateVisibleWidgets()
         if (item.box.bottom() > seen.top() && item.box.top() < seen.bottom())
             shown.insert(ensureWidget(item));
     }
+    const QWidget *focus = window()->focusWidget();
     for (const BoardItem::Key &key : m_views.keys()) {
         DrawnView *view = m_views[key].widget;
         if (shown.contains(view))
             continue;
-        const qsizetype index = isInUse(key) ? indexOf(key) : -1;
-        if (index >= 0) {
+        const bool isInUse = key.kind == Kind::Banner || key.kind == Kind::FocusCard || view->isDown() || view == focus
+            || view->isAncestorOf(focus) || view->isExpanded().value_or(false);
+        if (const qsizetype index = isInUse ? indexOf(key) : -1; index >= 0) {
             ensureWidget(item(index));
             continue;
         }
@@ -148,14 +146,6 @@ void BoardView::updateVisibleWidgets()
         view->hide();        // the focus goes to a neighbour
         view->deleteLater(); // one of its buttons may be being pressed
     }
-}
-
-bool BoardView::isInUse(const BoardItem::Key &key) const
-{
-    const QWidget *focus = window()->focusWidget();
-    const DrawnView *view = m_views[key].widget;
-    return key.kind == Kind::Banner || key.kind == Kind::FocusCard || view->isDown() || view == focus
-        || view->isAncestorOf(focus) || view->isExpanded().value_or(false);
 }
 
 BoardView::Content BoardView::contentOf(const BoardItem &item) const
@@ -208,11 +198,10 @@ DrawnView *BoardView::updateDrawing(const BoardItem &item)
     if (!view.widget)
         view.widget = makeWidget(item.key());
     DrawnView *widget = view.widget;
-    const double width = item.box.width();
-    const Content content = contentOf(item);
-    if (std::exchange(view.content, content) == content && std::exchange(view.width, width) == width)
+    const std::pair drawn(contentOf(item), item.box.width());
+    if (std::exchange(view.drawn, drawn) == drawn)
         return widget;
-    view.width = width;
+    const Content &content = drawn.first;
     if (const auto *card = std::get_if<FocusCardView>(&content))
         widget->setSubject(card->line ? card->line->id : QString());
     const auto *row = std::get_if<LineRowView>(&content);
@@ -221,7 +210,7 @@ DrawnView *BoardView::updateDrawing(const BoardItem &item)
         // The goal and the events are heard when the row is unfolded, like they are seen.
         widget->setAccessibleDescription(row->isExpanded ? row->spokenBody() : QString());
     }
-    widget->setDrawing(std::visit([width](const auto &shown) { return shown.compose(width); }, content));
+    widget->setDrawing(std::visit([&](const auto &shown) { return shown.compose(drawn.second); }, content));
     if (row)
         widget->setExpanded(row->isExpanded);
     return widget;

@@ -8,7 +8,6 @@
 #include <QMap>
 #include <QWidget>
 
-#include <memory>
 #include <unordered_map>
 #include <variant>
 
@@ -65,8 +64,7 @@ private:
     struct View
     {
         DrawnView *widget = nullptr;
-        std::optional<Content> content; // that is drawn
-        double width = 0;               // for which it is drawn
+        std::optional<std::pair<Content, double>> drawn; // and for which width
     };
 
     [[nodiscard]] std::optional<TaskSource> silentSource() const;
@@ -75,7 +73,6 @@ private:
     [[nodiscard]] DrawnView *makeWidget(const BoardItem::Key &key);
     DrawnView *updateDrawing(const BoardItem &item); // makes the widget, but does not place it
     [[nodiscard]] qsizetype indexOf(const BoardItem::Key &key) const;
-    [[nodiscard]] bool isInUse(const BoardItem::Key &key) const;
     [[nodiscard]] bool isOpen(const BoardItem::Key &key) const; // or on its way there
     void setOpen(const BoardItem::Key &key, bool open, bool isAnimated);
     void expandRow(const QString &id, bool isAnimated); // and folds the one before; only that where `id` is empty
@@ -86,7 +83,7 @@ private:
     OnboardingBanner m_banner;
     FocusCardView m_focusCard;
     BoardContent m_content;
-    std::unordered_map<QString, std::unique_ptr<ProjectCardView>> m_cards; // by the project
+    std::unordered_map<QString, ProjectCardView> m_cards; // by the project
     QHash<QString, ProjectCardView *> m_cardOfLine;
     std::vector<BoardItem> m_items;
     QMap<BoardItem::Key, View> m_views;
