@@ -9,14 +9,16 @@ using Kind = BoardItem::Kind;
 
 qsizetype BoardView::indexOf(const BoardItem::Key &key) const
 {
-    const ProjectCardView *card = key.kind == Kind::Row ? m_cardOfLine.value(key.id) : nullptr;
-    for (std::size_t i = card ? card->itemIndex : 0; i < m_items.size(); ++i) {
-        if (card && m_items[i].card != card)
-            break;
-        if (m_items[i].kind == key.kind && m_items[i].key() == key)
-            return static_cast<qsizetype>(i);
+    const auto isIt = [&](const BoardItem &item) { return item.kind == key.kind && item.key() == key; };
+    if (key.kind != Kind::Row) {
+        const auto at = std::ranges::find_if(m_items, isIt);
+        return at == m_items.end() ? -1 : at - m_items.begin();
     }
-    return -1;
+    const ProjectCardView *card = m_cardOfLine.value(key.id);
+    qsizetype index = card ? std::min(card->itemIndex, itemCount()) - 1 : -1;
+    while (index >= 0 && item(index).card == card && !isIt(item(index)))
+        --index;
+    return index >= 0 && item(index).card == card ? index : -1;
 }
 
 std::optional<QRect> BoardView::rowPlace(const QString &id) const

@@ -18,38 +18,31 @@ constexpr double headingQuietDotOpacity = 0.6;
 constexpr TextStyle headingStyle{12, QFont::DemiBold, Theme::secondary};
 
 // `expansion` is null where all of the card is folded. The y below it.
-double layoutCard(ProjectCardView &card, const CardExpansion *expansion, const QRectF &top,
-                  std::vector<BoardItem> &items)
+double layoutCard(ProjectCardView &card, const CardExpansion *expansion, QRectF box, std::vector<BoardItem> &items)
 {
-    using enum BoardItem::Kind;
-    card.itemIndex = items.size();
-    items.push_back({.kind = Card, .box = top, .card = &card});
+    const std::size_t first = items.size();
     const double unfolded = !card.canFold() ? 1 : expansion ? expansion->quietLines : 0;
-    const double left = top.left() + card.face.linesLeft;
-    const double width = card.lineWidth(top.width());
+    const double width = card.lineWidth(box.width());
     const double folded = LineRowView::foldedHeight();
-    double y = top.top() + card.linesTop;
+    double y = box.top() + card.linesTop;
     double activeEnd = y;
     for (qsizetype i = 0; i < (unfolded > 0 ? card.lines.size() : card.activeCount); ++i) {
         const double height = expansion ? expansion->rowHeights.value(card.lines.at(i).id, folded) : folded;
-        items.push_back(
-            {.kind = Row, .box = {left, y + ProjectCardView::gap, width, height}, .card = &card, .index = i});
-        y = items.back().box.bottom();
+        const QRectF row(box.left() + card.face.linesLeft, y + ProjectCardView::gap, width, height);
+        items.push_back({.kind = BoardItem::Kind::Row, .box = row, .card = &card, .index = i});
+        y = row.bottom();
         activeEnd = i < card.activeCount ? y : activeEnd;
     }
     // Lines that are being folded away are cut off where that has got to.
     const double end = std::round(activeEnd + (y - activeEnd) * unfolded);
-    for (std::size_t i = card.itemIndex + 1; end < y && i < items.size(); ++i)
+    for (std::size_t i = first; end < y && i < items.size(); ++i)
         items[i].box.setBottom(std::max(items[i].box.top(), std::min(items[i].box.bottom(), end)));
-    y = end;
-    if (card.canFold()) {
-        const QRectF box(left, y + ProjectCardView::gap, width, ProjectCardFold::height());
-        items.push_back({.kind = Fold, .box = box, .card = &card});
-        y = box.bottom();
-    }
-    card.face.height = std::round(y - top.top() + ProjectCardView::paddingY);
-    items[card.itemIndex].box.setHeight(card.face.height);
-    return top.top() + card.face.height;
+    const double fold = card.canFold() ? ProjectCardView::gap + ProjectCardFace::foldHeight() : 0;
+    box.setHeight(std::round(end + fold + ProjectCardView::paddingY - box.top()));
+    card.face.height = box.height();
+    card.itemIndex = static_cast<qsizetype>(items.size());
+    items.push_back({.kind = BoardItem::Kind::Card, .box = box, .card = &card});
+    return box.bottom();
 }
 
 } // namespace

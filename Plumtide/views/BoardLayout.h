@@ -11,7 +11,7 @@
 /// Something that stands on the board: where, and what it shows.
 struct BoardItem
 {
-    enum class Kind { Banner, FocusCard, Heading, Card, Row, Fold };
+    enum class Kind { Banner, FocusCard, Heading, Row, Card };
 
     /// Names the same thing in every layout.
     struct Key
@@ -28,7 +28,6 @@ struct BoardItem
     qsizetype index = 0;             ///< Of the line in its card, or of the section.
 
     [[nodiscard]] Key key() const;
-    [[nodiscard]] bool isInCard() const { return kind == Kind::Row || kind == Kind::Fold; }
 };
 
 /// What the board has to show, in order.
@@ -59,8 +58,8 @@ struct BoardHeading
 
 inline constexpr int boardPaddingX = 13; ///< The panel's edge is one more.
 
-/// Places everything on a board as wide as `width`, from the top to the bottom; what is in a card follows it. It
-/// replaces `items`, whose memory it uses again, sets the height of each card and its `itemIndex`, and returns the
-/// height of the board.
+/// Places everything on a board as wide as `width`, from the top to the bottom; a card's rows before it, as the focus
+/// goes. It replaces `items`, whose memory it uses again, sets the height of each card and its `itemIndex`, and returns
+/// the height of the board.
 double layoutBoard(const BoardContent &content, const QHash<const ProjectCardView *, CardExpansion> &expansions,
                    double width, std::vector<BoardItem> &items);

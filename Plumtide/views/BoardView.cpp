@@ -87,7 +87,7 @@ void BoardView::refresh(const QDateTime &now)
             if (known.second.lastSeenRefresh == m_lastRefresh)
                 return false;
             forgetLines(known.second);
-            delete m_expansions.take({Kind::Fold, known.first}); // a card that comes back is folded
+            delete m_expansions.take({Kind::Card, known.first}); // a card that comes back is folded
             return true;
         });
     }
@@ -107,12 +107,12 @@ void BoardView::layOut()
     QHash<const ProjectCardView *, CardExpansion> expansions;
     for (const auto &[key, animation] : std::as_const(m_expansions).asKeyValueRange()) {
         const double amount = animation->currentValue().toDouble();
-        const auto folding = key.kind == Kind::Fold ? m_cards.find(key.id) : m_cards.end();
+        const auto folding = key.kind == Kind::Card ? m_cards.find(key.id) : m_cards.end();
         if (folding != m_cards.end())
             expansions[&folding->second].quietLines = amount;
         ProjectCardView *card = key.kind == Kind::Row ? m_cardOfLine.value(key.id) : nullptr;
         const qsizetype index = card ? card->indexOf(key.id) : 0;
-        if (!card || (card->isFoldable(index) && !m_expansions.contains({Kind::Fold, card->face.project})))
+        if (!card || (card->isFoldable(index) && !m_expansions.contains({Kind::Card, card->face.project})))
             continue;
         const QRectF box(0, 0, card->lineWidth(m_cardWidth), 0);
         const double folded = LineRowView::foldedHeight();
@@ -156,13 +156,13 @@ BoardView::Content BoardView::contentOf(const BoardItem &item) const
     case Kind::Heading:
         return BoardHeading{static_cast<ProjectSection>(item.index),
                             m_content.sections[static_cast<std::size_t>(item.index)].size()};
-    case Kind::Card: return item.card->face;
     case Kind::Row:
         return LineRowView{item.card->lines.at(item.index), item.card->shownAt, isOpen(item.key()),
                            m_expansions.contains(item.key())};
-    case Kind::Fold:
-        return ProjectCardFold{item.card->face.project, item.card->lines.size() - item.card->activeCount,
-                               isOpen(item.key())};
+    case Kind::Card:
+        ProjectCardFace face = item.card->face;
+        face.isFoldOpen = isOpen(item.key());
+        return face;
     }
     Q_UNREACHABLE();
 }
@@ -182,7 +182,7 @@ DrawnView *BoardView::makeWidget(const BoardItem::Key &key)
     connect(view, &DrawnView::wished, this, [this, key](const QString &button, const QString &subject) {
         if (key.kind == Kind::Banner)
             button == u"claude" ? m_installer.installClaude() : m_installer.installCodex();
-        else if (key.kind == Kind::Fold)
+        else if (key.kind == Kind::Card)
             setOpen(key, !isOpen(key), true);
         else
             Q_EMIT wished(button, subject);
@@ -276,7 +276,7 @@ std::optional<QRect> BoardView::showLine(const QString &id)
     const QSignalBlocker isLaidOutOnce(this);
     const ProjectCardView *card = m_cardOfLine.value(id);
     if (card && card->isFoldable(card->indexOf(id)))
-        setOpen({Kind::Fold, card->face.project}, true, false);
+        setOpen({Kind::Card, card->face.project}, true, false);
     expandRow(card ? id : QString(), false);
     layOut();
     return rowPlace(id);

@@ -59,8 +59,7 @@ protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
-    using Content =
-        std::variant<OnboardingBanner, FocusCardView, BoardHeading, ProjectCardFace, LineRowView, ProjectCardFold>;
+    using Content = std::variant<OnboardingBanner, FocusCardView, BoardHeading, LineRowView, ProjectCardFace>;
     struct View
     {
         DrawnView *widget = nullptr;
@@ -87,7 +86,7 @@ private:
     QHash<QString, ProjectCardView *> m_cardOfLine;
     std::vector<BoardItem> m_items;
     QMap<BoardItem::Key, View> m_views;
-    QMap<BoardItem::Key, QVariantAnimation *> m_expansions; // of rows and folds that are not folded, from 0 to 1
+    QMap<BoardItem::Key, QVariantAnimation *> m_expansions; // of rows, and of cards with quiet lines; from 0 to 1
     QString m_expandedID;
     int m_lastRefresh = 0;
 };

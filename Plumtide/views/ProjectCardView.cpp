@@ -66,6 +66,7 @@ void ProjectCardView::setGroup(const ProjectGroup &group, const QString &exclude
     lines = std::move(shown.lines);
     const auto isActive = [&](const AgentTask &line) { return lineRank(line, now) != LineRank::quiet; };
     activeCount = std::stable_partition(lines.begin(), lines.end(), isActive) - lines.begin();
+    face.foldedLines = activeCount > 0 ? lines.size() - activeCount : 0;
 }
 
 qsizetype ProjectCardView::indexOf(const QString &id) const
@@ -99,25 +100,19 @@ Drawing ProjectCardFace::compose(double width) const
             QRectF(0, 0, barWidth, height),
             Drawing::Box{.fill = Theme::faded(Theme::accent, isUrgent ? 1 : calmBarOpacity), .outline = outline});
     }
+    if (foldedLines == 0)
+        return drawing;
+    const Drawing::Button fold{.name = u"fold"_s,
+                               .text = isFoldOpen ? u"收起"_s : u"还有 %1 条暂时没新动静"_s.arg(foldedLines),
+                               .look = foldLook,
+                               .icon = isFoldOpen ? u"chevron-up"_s : u"chevron-down"_s,
+                               .subject = project};
+    drawing.addButton(fold, {linesLeft, height - ProjectCardView::paddingY - foldHeight()}, composeButton(fold));
     return drawing;
 }
 
-double ProjectCardFold::height()
+double ProjectCardFace::foldHeight()
 {
     static const double height = Theme::face(foldLook.style).lineHeight;
     return height;
-}
-
-Drawing ProjectCardFold::compose(double /*width*/) const
-{
-    const Drawing::Button fold{.name = u"fold"_s,
-                               .text = isOpen ? u"收起"_s : u"还有 %1 条暂时没新动静"_s.arg(quietLines),
-                               .look = foldLook,
-                               .icon = isOpen ? u"chevron-up"_s : u"chevron-down"_s,
-                               .subject = project};
-    Drawing drawing;
-    Drawing face = composeButton(fold);
-    drawing.size = face.size;
-    drawing.addButton(fold, {0, 0}, std::move(face));
-    return drawing;
 }

@@ -5,8 +5,8 @@
 
 #include <cmath>
 
-/// What a project's card shows besides its lines and the fold: the project in its colour, how long ago anything
-/// changed, a summary.
+/// What a project's card shows besides its lines: the project in its colour, how long ago anything changed, a summary;
+/// and the button "fold", which unfolds the quiet lines. Its subject is the project.
 struct ProjectCardFace
 {
     QString project;
@@ -14,24 +14,14 @@ struct ProjectCardFace
     QString summary;
     ProjectSection section = ProjectSection::pending;
     bool isUrgent = false;
+    qsizetype foldedLines = 0; ///< 0 where there is no fold.
+    bool isFoldOpen = false;
     double linesLeft = 11; ///< Where the text and the lines begin.
     double height = 0;     ///< Given by the layout.
 
     bool operator==(const ProjectCardFace &) const = default;
 
-    [[nodiscard]] Drawing compose(double width) const;
-};
-
-/// The button "fold" below a card's active lines, which unfolds the quiet ones. Its subject is the project.
-struct ProjectCardFold
-{
-    QString project;
-    qsizetype quietLines = 0;
-    bool isOpen = false;
-
-    bool operator==(const ProjectCardFold &) const = default;
-
-    [[nodiscard]] static double height();
+    [[nodiscard]] static double foldHeight();
     [[nodiscard]] Drawing compose(double width) const;
 };
 
@@ -47,7 +37,7 @@ struct ProjectCardView
     /// Whether that would change nothing.
     [[nodiscard]] bool shows(const ProjectGroup &group, const QString &excludeID, const QDateTime &now) const;
     /// Quiet lines can be folded away where there are others.
-    [[nodiscard]] bool canFold() const { return activeCount > 0 && activeCount < lines.size(); }
+    [[nodiscard]] bool canFold() const { return face.foldedLines > 0; }
     [[nodiscard]] bool isFoldable(qsizetype index) const { return canFold() && index >= activeCount; }
     [[nodiscard]] qsizetype indexOf(const QString &id) const; ///< Of one of its lines; -1 where it does not have it.
     [[nodiscard]] double opacity() const { return face.section == ProjectSection::quiet ? 0.75 : 1; }
@@ -62,7 +52,7 @@ struct ProjectCardView
 
     // What the board keeps with each card.
     int lastSeenRefresh = 0;
-    std::size_t itemIndex = 0; ///< Of its item; those of its lines follow.
+    qsizetype itemIndex = 0; ///< Of its item; those of its lines are before it.
 
 private:
     QString m_excludeID;
