@@ -107,9 +107,8 @@ void BoardView::layOut()
     QHash<const ProjectCardView *, CardExpansion> expansions;
     for (const auto &[key, animation] : std::as_const(m_expansions).asKeyValueRange()) {
         const double amount = animation->currentValue().toDouble();
-        const auto folding = key.kind == Kind::Card ? m_cards.find(key.id) : m_cards.end();
-        if (folding != m_cards.end())
-            expansions[&folding->second].quietLines = amount;
+        if (const auto known = m_cards.find(key.id); key.kind == Kind::Card && known != m_cards.end())
+            expansions[&known->second].quietLines = amount;
         ProjectCardView *card = key.kind == Kind::Row ? m_cardOfLine.value(key.id) : nullptr;
         const qsizetype index = card ? card->indexOf(key.id) : 0;
         if (!card || (card->isFoldable(index) && !m_expansions.contains({Kind::Card, card->face.project})))
@@ -133,9 +132,10 @@ void BoardView::updateVisibleWidgets()
     }
     const QWidget *focus = window()->focusWidget();
     for (const BoardItem::Key &key : m_views.keys()) {
-        DrawnView *view = m_views[key].widget;
-        if (shown.contains(view))
-            continue;
+        const auto known = m_views.constFind(key);
+        DrawnView *view = known == m_views.cend() ? nullptr : known->widget;
+        if (!view || shown.contains(view))
+            continue; // gone because the focus has moved meanwhile, or near
         const bool isInUse = key.kind == Kind::Banner || key.kind == Kind::FocusCard || view->isDown() || view == focus
             || view->isAncestorOf(focus) || view->isExpanded().value_or(false);
         if (const qsizetype index = isInUse ? indexOf(key) : -1; index >= 0) {
