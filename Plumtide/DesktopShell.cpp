@@ -8,6 +8,7 @@
 #include "Plumtide/desktop/SessionTerminal.h"
 #include "Plumtide/hooks/HooksInstaller.h"
 #include "Plumtide/store/TaskStore.h"
+#include "Plumtide/views/LineMenu.h"
 #include "Plumtide/views/MiniBoardView.h"
 #include "Plumtide/views/PanelView.h"
 
@@ -60,7 +61,7 @@ DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, Instance
     m_tray->setMiniBoardOn(m_miniBoard->isEnabled());
     connect(m_tray.get(), &TrayItem::menuOpening, this, [this] {
         m_tray->setLoginStartOn(m_autostart.isOn());
-        m_tray->setUndoable(m_store.undoable().has_value());
+        m_tray->setUndoText(LineMenu::undoText(m_store));
     });
     connect(m_tray.get(), &TrayItem::loginStartSwitched, this, &DesktopShell::switchLoginStart);
     m_tray->setLoginStartOn(m_autostart.isOn()); // for panels that never say that they open a menu
@@ -75,7 +76,10 @@ DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, Instance
     QTimer::singleShot(0ms, m_miniBoard.get(), &MiniBoardController::applyPreference); // once the event loop runs
 }
 
-DesktopShell::~DesktopShell() = default;
+DesktopShell::~DesktopShell()
+{
+    Notifier::shared().takeAllBack(); // nobody would answer them
+}
 
 void DesktopShell::openPanel(const QByteArray &token)
 {
@@ -91,8 +95,10 @@ PanelWindow &DesktopShell::panel()
         connect(m_panelView, &PanelView::quitRequested, this, &DesktopShell::quitRequested);
         connect(m_panelView, &PanelView::sessionRequested, this, [this](const QString &line) {
             SessionTerminal::bringToFront(line, m_store.recordedProcess(line), m_panelView, [this](const auto &there) {
-                if (!there)
-                    m_panelView->tell(there.failure().sentence);
+                if (there)
+                    return;
+                openPanel(); // it may be asked for on the mini board
+                m_panelView->tell(there.failure().sentence);
             });
         });
         m_panel = std::make_unique<PanelWindow>(m_panelView);
@@ -134,6 +140,6 @@ void DesktopShell::scheduleCount()
 void DesktopShell::showCount()
 {
     m_tray->setUrgentCount(m_store.urgentCount());
-    m_tray->setUndoable(m_store.undoable().has_value());
+    m_tray->setUndoText(LineMenu::undoText(m_store));
     m_sinceCount.start();
 }

@@ -90,6 +90,8 @@ int main(int argc, char **argv)
     PlumtideApp::removeTemporaries();
     const QByteArray token = takeStartupToken();
     neverStartSessionBus();
+    if (!isInstalling && !isRemoving) // which need no bus
+        leaveOutMuteSessionBus();
     const std::unique_ptr<QCoreApplication> application =
         makeApplication(argv, isInstalling || isRemoving || isResetting);
     if (isInstalling)

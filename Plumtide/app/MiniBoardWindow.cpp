@@ -133,6 +133,10 @@ void MiniBoardWindow::resizeEvent(QResizeEvent *event)
 {
     QWidget::resizeEvent(event);
     updateShape();
+    // KWin 6.3 under Wayland: after a change of the scale it wants the same size in its own pixels, which are other
+    // ones.
+    if (event->size() != minimumSize())
+        QTimer::singleShot(0, this, [this] { resize(minimumSize()); });
 }
 
 void MiniBoardWindow::hideEvent(QHideEvent *event)

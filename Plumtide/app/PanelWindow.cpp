@@ -10,6 +10,7 @@
 #include <QScreen>
 #include <QTimer>
 #include <QVBoxLayout>
+#include <QWindow>
 
 #include <algorithm>
 
@@ -18,7 +19,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto frameTime = 60ms; // until the frame of a window manager is there
+// When a window manager may have put its frame around the panel: at once, or late on a busy machine.
+constexpr std::chrono::milliseconds frameTimes[] = {0ms, 60ms, 250ms, 1s};
 
 } // namespace
 
@@ -64,33 +66,37 @@ void PanelWindow::open(const QRect &item, QByteArray token)
         token = qgetenv(FloatingWindow::tokenVariable);
     if (!item.isEmpty())
         m_item = item;
+    // Qt on X11 (6.4 to 6.11) hears 100 ms late that a window it hid has lost the focus. Shown again before that, the
+    // panel would get the focus without being told, and not notice when it goes.
+    const bool isStillFocused = windowHandle() && QGuiApplication::focusWindow() == windowHandle();
+    if (!isVisible() && isStillFocused && QGuiApplication::platformName() == u"xcb"_s) {
+        connect(
+            qApp, &QGuiApplication::focusWindowChanged, this, [this, token] { open({}, token); },
+            Qt::SingleShotConnection);
+        return;
+    }
     if (!isVisible()) {
         m_openedAt = m_now();
         m_pointerAtOpening = QCursor::pos();
+        winId(); // makes the native window
         const QPoint place = placeFor(m_item);
         qCDebug(appLog) << "panel opens at" << place << "for an item at" << m_item;
-        winId(); // makes the native window
         FloatingWindow::prepare(*windowHandle(), token);
         move(place);
         show();
         // Qt 6.4 on X11 is now and then told of a move to 0,0 that never was, and believes it for good. And a window
         // manager may have put a frame around it all the same (i3 4.22).
-        for (const auto delay : {0ms, frameTime}) {
+        for (const auto delay : frameTimes) {
             QTimer::singleShot(delay, this, [this] {
-                if (const QPoint place = placeFor(m_item); isVisible() && pos() != place)
-                    move(place);
+                const QPoint place = placeFor(m_item);
+                if (isVisible() && windowHandle()->framePosition() != place)
+                    windowHandle()->setFramePosition(place);
             });
         }
     }
     raise();
     activateWindow();
     FloatingWindow::endStartup(token);
-#if QT_VERSION < QT_VERSION_CHECK(6, 5, 0)
-    // Qt 6.4 on X11 hears late that a window it hid has lost the focus. Shown again before that, the window would get
-    // the focus without being told, and not notice when it goes.
-    if (!isActiveWindow() && QGuiApplication::focusWindow() == windowHandle())
-        QApplication::setActiveWindow(this);
-#endif
 }
 
 void PanelWindow::setVisible(bool isVisible)
@@ -107,8 +113,10 @@ QPoint PanelWindow::placeFor(QRect item) const
         item = {};
         screen = QGuiApplication::primaryScreen();
     }
-    return screen ? panelTopLeft(item, screen->geometry(), FloatingWindow::workArea(*screen), frameGeometry().size())
-                  : pos();
+    // Not QWidget's frame, which is that of its last move. While a window manager makes one (seen with openbox 3.6), it
+    // can be smaller than what is in it.
+    const QSize size = windowHandle()->frameGeometry().size().expandedTo(panelSize);
+    return screen ? panelTopLeft(item, screen->geometry(), FloatingWindow::workArea(*screen), size) : pos();
 }
 
 bool PanelWindow::event(QEvent *event)

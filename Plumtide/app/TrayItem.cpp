@@ -16,8 +16,8 @@ TrayItem::TrayItem(TrayHost &host, QObject *parent) : QObject(parent), m_menu(st
 {
     connect(&host, &TrayHost::found, this, &TrayItem::makeIcon);
     connect(m_menu->addAction(u"打开看板"_s), &QAction::triggered, this, &TrayItem::openRequested);
-    m_undo = m_menu->addAction(u"撤销"_s);
-    m_undo->setEnabled(false);
+    m_undo = m_menu->addAction(QString());
+    setUndoText({});
     connect(m_undo, &QAction::triggered, this, &TrayItem::undoRequested);
     m_miniBoard = m_menu->addAction(u"悬浮板"_s);
     m_miniBoard->setCheckable(true);
@@ -84,9 +84,10 @@ void TrayItem::setLoginStartOn(bool isOn)
     m_loginStart->setChecked(isOn);
 }
 
-void TrayItem::setUndoable(bool isUndoable)
+void TrayItem::setUndoText(const QString &text)
 {
-    m_undo->setEnabled(isUndoable);
+    m_undo->setText(text.isEmpty() ? u"撤销"_s : QString(text).replace(u'&', u"&&"_s));
+    m_undo->setEnabled(!text.isEmpty());
 }
 
 void TrayItem::showCount()

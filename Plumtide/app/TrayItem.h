@@ -27,7 +27,7 @@ public:
     // The check marks in the menu; no signal follows.
     void setMiniBoardOn(bool isOn);
     void setLoginStartOn(bool isOn);
-    void setUndoable(bool isUndoable); ///< Whether there is something for `undoRequested`.
+    void setUndoText(const QString &text); ///< What `undoRequested` would do; empty when nothing.
 
     /// "Plumtide", or "Plumtide：3 条等你处理".
     [[nodiscard]] static QString toolTip(int count);

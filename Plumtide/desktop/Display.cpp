@@ -80,7 +80,7 @@ bool DisplayProbe::isUsable(const QByteArray &entry, milliseconds patience)
         return m_server && hasPlugin(u"libqxcb.so"_s);
     }
     if (name.startsWith("wayland"))
-        return waylandAnswers() && hasPlugin(u"libqwayland-*.so"_s);
+        return waylandAnswers() && hasPlugin(u"libqwayland*.so"_s);
     // Any other may need a device of its own.
     return (name == "offscreen" || name == "minimal" || name == "vnc")
         && hasPlugin(u"libq%1.so"_s.arg(QLatin1StringView(name)));

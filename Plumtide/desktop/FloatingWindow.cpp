@@ -11,6 +11,44 @@
 
 #include <xcb/xfixes.h>
 
+namespace {
+
+std::vector<uint32_t> numbers(xcb_connection_t *connection, xcb_window_t window, const char *property)
+{
+    const QByteArray bytes = xcbProperty(connection, window, property);
+    std::vector<uint32_t> result(static_cast<std::size_t>(bytes.size()) / sizeof(uint32_t));
+    std::memcpy(result.data(), bytes.constData(), result.size() * sizeof(uint32_t));
+    return result;
+}
+
+// The X server's pixels then belong to a compositor that counts in other ones.
+bool isWaylandSession()
+{
+    return qgetenv("XDG_SESSION_TYPE") == "wayland" || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+}
+
+// What the desktop's bars leave of all screens together, in the X server's pixels; empty if nobody says so.
+QRectF roomLeftByBars(xcb_connection_t *connection)
+{
+    const xcb_window_t root = xcbRoot(connection);
+    const auto area = numbers(connection, root, "_NET_WORKAREA");
+    const auto desktop = numbers(connection, root, "_NET_DESKTOP_GEOMETRY");
+    const XcbReply<xcb_get_geometry_reply_t> screen{
+        xcb_get_geometry_reply(connection, xcb_get_geometry(connection, root), nullptr)};
+    if (area.size() < 4)
+        return {};
+    const QRectF room(area[0], area[1], area[2], area[3]);
+    // After a change of the scale, KWin under Wayland goes on counting by the scale before: 5.27 the desktop, 6.3 both.
+    // (At a login with a scale, it counts the desktop, which is then the smaller one, by none.)
+    const bool spansScreen = screen && (area[2] == screen->width || area[3] == screen->height);
+    const bool fitsDesktop = desktop.size() >= 2 && desktop[0] >= area[2] && desktop[1] >= area[3];
+    const bool isStale = isWaylandSession() && screen && !spansScreen && fitsDesktop;
+    const double scale = isStale ? 1.0 * screen->width / desktop[0] : 1;
+    return {room.topLeft() * scale, room.size() * scale};
+}
+
+} // namespace
+
 void FloatingWindow::prepare(QWindow &window, const QByteArray &token)
 {
     if (!token.isEmpty())
@@ -23,9 +61,17 @@ void FloatingWindow::prepare(QWindow &window, const QByteArray &token)
                                  xcbAtom(connection, "_NET_WM_STATE_SKIP_PAGER")};
     xcb_change_property(connection, XCB_PROP_MODE_APPEND, id, xcbAtom(connection, "_NET_WM_STATE"), XCB_ATOM_ATOM, 32,
                         2, states);
-    const xcb_atom_t type = xcbAtom(connection, "_NET_WM_WINDOW_TYPE_UTILITY");
-    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, xcbAtom(connection, "_NET_WM_WINDOW_TYPE"),
-                        XCB_ATOM_ATOM, 32, 1, &type);
+    if (window.flags().testFlag(Qt::WindowDoesNotAcceptFocus)) {
+        const xcb_atom_t type = xcbAtom(connection, "_NET_WM_WINDOW_TYPE_UTILITY");
+        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, xcbAtom(connection, "_NET_WM_WINDOW_TYPE"),
+                            XCB_ATOM_ATOM, 32, 1, &type);
+        // Qt (6.4 to 6.11) refuses only one of the two ways in which a window manager gives the focus (ICCCM, 4.1.7).
+        // By the other, xfwm4 4.20 and marco 1.26 would pass it on when a window closes, and then nobody would have it.
+        std::vector<uint32_t> protocols = numbers(connection, id, "WM_PROTOCOLS");
+        std::erase(protocols, xcbAtom(connection, "WM_TAKE_FOCUS"));
+        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, xcbAtom(connection, "WM_PROTOCOLS"), XCB_ATOM_ATOM,
+                            32, static_cast<uint32_t>(protocols.size()), protocols.data());
+    }
     if (!token.isEmpty()) // startup notification of freedesktop.org, 0.1
         xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, xcbAtom(connection, "_NET_STARTUP_ID"),
                             xcbAtom(connection, "UTF8_STRING"), 8, static_cast<uint32_t>(token.size()),
@@ -51,7 +97,7 @@ void FloatingWindow::putOnAllDesktops(QWindow &window)
     };
     constexpr uint32_t all = 0xFFFFFFFF, remove = 0, byProgram = 1;
     ask("_NET_WM_DESKTOP", {all, byProgram});
-    // KWin 5.27 means that a window which does not want the focus wants the user.
+    // KWin (5.27, 6.3) means that a window which does not want the focus wants the user.
     ask("_NET_WM_STATE", {remove, xcbAtom(connection, "_NET_WM_STATE_DEMANDS_ATTENTION"), 0, byProgram});
     xcb_flush(connection);
 }
@@ -104,37 +150,32 @@ Qt::WindowFlags FloatingWindow::flagsAboveOthers()
     xcb_connection_t *const connection = xcbConnection();
     if (!connection)
         return {};
-    const auto numbers = [](const QByteArray &property) {
-        std::vector<uint32_t> result(static_cast<std::size_t>(property.size()) / sizeof(uint32_t));
-        std::memcpy(result.data(), property.constData(), result.size() * sizeof(uint32_t));
-        return result;
-    };
-    const xcb_window_t root = xcbRoot(connection);
-    const std::vector<uint32_t> supported = numbers(xcbProperty(connection, root, "_NET_SUPPORTED"));
-    const std::vector<uint32_t> check = numbers(xcbProperty(connection, root, "_NET_SUPPORTING_WM_CHECK"));
+    const auto supported = numbers(connection, xcbRoot(connection), "_NET_SUPPORTED");
     const bool isKept = std::ranges::count(supported, xcbAtom(connection, "_NET_WM_STATE_ABOVE")) > 0;
-    const bool givesFocus = !check.empty() && xcbProperty(connection, check[0], "_NET_WM_NAME").contains("Marco");
-    return isKept && !givesFocus ? Qt::WindowFlags() : Qt::X11BypassWindowManagerHint;
+    return isKept ? Qt::WindowFlags() : Qt::X11BypassWindowManagerHint;
 }
 
 bool FloatingWindow::isPointerKnown()
 {
-    return qgetenv("XDG_SESSION_TYPE") != "wayland" && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+    return !isWaylandSession();
 }
 
 QRect FloatingWindow::workArea(const QScreen &screen)
 {
     const QRect all = screen.geometry();
     QRect left = screen.availableGeometry();
-    xcb_connection_t *const connection = xcbConnection();
-    // Of several screens, Qt 6.4 gives the whole of each; the window manager says what is left of them together.
-    if (std::array<int32_t, 4> area{}; connection && screen.virtualSiblings().size() > 1) {
-        const QByteArray said = xcbProperty(connection, xcbRoot(connection), "_NET_WORKAREA");
-        std::memcpy(area.data(), said.constData(), std::min(sizeof area, static_cast<std::size_t>(said.size())));
-        const QRect device(all.topLeft(), all.size() * screen.devicePixelRatio());
-        const QRect part = device.intersected(QRect(area[0], area[1], area[2], area[3]));
-        left = QRect(all.topLeft() + (part.topLeft() - device.topLeft()) / screen.devicePixelRatio(),
-                     part.size() / screen.devicePixelRatio());
+    // Read from the window manager, since Qt leaves the bars out of it where there are several screens.
+    if (xcb_connection_t *const connection = xcbConnection()) {
+        const double ratio = screen.devicePixelRatio();
+        const QRectF part = QRectF(all.topLeft(), all.size() * ratio).intersected(roomLeftByBars(connection));
+        left = QRectF(all.topLeft() + (part.topLeft() - all.topLeft()) / ratio, part.size() / ratio).toRect();
+    }
+    // A bar of Plasma 6 floats, but takes only as much of the screen as if it did not.
+    constexpr int floatingGap = 8;
+    if (qEnvironmentVariableIntValue("KDE_SESSION_VERSION") >= 6) {
+        const auto gap = [](int bar) { return bar != 0 ? floatingGap : 0; };
+        left.adjust(gap(left.left() - all.left()), gap(left.top() - all.top()), -gap(left.right() - all.right()),
+                    -gap(left.bottom() - all.bottom()));
     }
     return left.width() * 2 > all.width() && left.height() * 2 > all.height() ? left : all;
 }

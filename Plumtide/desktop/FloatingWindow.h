@@ -28,16 +28,15 @@ inline constexpr auto tokenVariable = "XDG_ACTIVATION_TOKEN";
 void endStartup(const QByteArray &token);
 
 /// Flags to be added when a window is made that stays above the others and never has the focus: it bypasses a window
-/// manager that has no "above" (wlroots, i3), or that gives the focus to whatever is above when another window closes
-/// (marco 1.26).
+/// manager that has no "above" (wlroots, i3).
 [[nodiscard]] Qt::WindowFlags flagsAboveOthers();
 
 /// Whether the pointer's place is to be believed: not in a Wayland session, where an X server hears of the pointer only
 /// while it is over one of its own windows.
 [[nodiscard]] bool isPointerKnown();
 
-/// What the desktop's bars leave of a screen; all of it where what the window manager says cannot be (KWin 5.27 under
-/// Wayland counts in other pixels than the X server, at scale 2).
+/// What the desktop's bars leave of a screen; all of it where the window manager says nothing of them, or what cannot
+/// be.
 [[nodiscard]] QRect workArea(const QScreen &screen);
 
 /// Whether a mouse button, Alt or Super is down, wherever on the screen: so a move that the window manager reports now

@@ -1,6 +1,7 @@
 #include "Plumtide/desktop/Notifier.h"
 
 #include "Plumtide/desktop/Log.h"
+#include "Plumtide/system/Characters.h"
 
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
@@ -49,7 +50,7 @@ void Notifier::notify(const QString &title, const QString &body, const QString &
     if (!m_available || (body.isEmpty() && !m_shown.contains(id)))
         return;
     Shown &shown = m_shown[id];
-    shown.next = {title, body};
+    shown.next = {shortened(title), shortened(body)};
     if (!shown.isOnItsWay)
         send(id);
 }
@@ -66,6 +67,14 @@ void Notifier::call(const QString &method, const QVariantList &arguments, Answer
             qCDebug(desktopLog) << "notifications:" << watcher->error();
         answered(*watcher);
     });
+}
+
+void Notifier::takeAllBack()
+{
+    for (const Shown &shown : std::as_const(m_shown)) {
+        if (shown.number != 0)
+            call(u"CloseNotification"_s, {shown.number}, [](const QDBusPendingCallWatcher &) {});
+    }
 }
 
 void Notifier::send(const QString &id)
@@ -103,10 +112,8 @@ void Notifier::send(const QString &id)
 
 void Notifier::reportAction(uint number, const QString &action)
 {
-    // The signal goes to everybody, so most numbers are other programs'.
-    const auto isMeant = [number](const Shown &shown) { return shown.number == number; };
-    const auto shown = std::find_if(m_shown.cbegin(), m_shown.cend(), isMeant);
-    if (number == 0 || shown == m_shown.cend())
+    const auto shown = find(number);
+    if (shown == m_shown.cend())
         return;
     const QByteArray token = std::exchange(m_token, {});
     if (action == defaultAction)
@@ -115,9 +122,16 @@ void Notifier::reportAction(uint number, const QString &action)
         Q_EMIT sessionRequested(QString(shown.key()));
 }
 
-void Notifier::keepToken(uint /*number*/, const QString &token)
+void Notifier::keepToken(uint number, const QString &token)
 {
-    m_token = token.toUtf8(); // the action follows
+    if (find(number) != m_shown.cend())
+        m_token = token.toUtf8(); // the action follows
+}
+
+QHash<QString, Notifier::Shown>::const_iterator Notifier::find(uint number) const
+{
+    const auto isMeant = [number](const Shown &shown) { return number != 0 && shown.number == number; };
+    return std::find_if(m_shown.cbegin(), m_shown.cend(), isMeant);
 }
 
 void Notifier::forgetClosed(uint number, uint /*reason*/)

@@ -27,6 +27,9 @@ public:
     /// on show; without a body it takes that one back. All three are plain text.
     void notify(const QString &title, const QString &body, const QString &id);
 
+    /// Takes back what is on show, for the end of the program. Does not wait for the service.
+    void takeAllBack();
+
 Q_SIGNALS:
     /// The user has clicked the one of this `id`. `token` lets a window take the focus; empty where the service gives
     /// none.
@@ -55,6 +58,8 @@ private:
     void call(const QString &method, const QVariantList &arguments, Answered answered);
     void send(const QString &id);
     void forgetAll();
+    // Signals go to everybody, so most numbers are other programs'.
+    [[nodiscard]] QHash<QString, Shown>::const_iterator find(uint number) const;
 
     QDBusConnection m_bus;
     const bool m_available;

@@ -1,5 +1,6 @@
 #include "Plumtide/desktop/SessionTerminal.h"
 
+#include "Plumtide/desktop/ActiveWindow.h"
 #include "Plumtide/desktop/Log.h"
 #include "Plumtide/desktop/Terminals.h"
 
@@ -8,6 +9,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -15,6 +17,7 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr std::chrono::milliseconds patience = 2s; // with a command
+constexpr std::chrono::milliseconds windowPatience = 1s;
 const Failure noWindow{u"没找到这个会话的终端窗口。"_s};
 constexpr int mostStations = 8; // a tmux may show itself
 
@@ -40,8 +43,8 @@ public:
 
     void follow(const NextStep &next)
     {
-        if (std::holds_alternative<Reached>(next)) {
-            finish({});
+        if (const Reached *const reached = std::get_if<Reached>(&next)) {
+            await(*reached);
         } else if (const pid_t *const process = std::get_if<pid_t>(&next)) {
             if (m_stations++ == mostStations)
                 return finish(noWindow);
@@ -85,13 +88,25 @@ private:
         process->start(command.words.first(), command.words.sliced(1));
     }
 
+    void await(const Reached &reached)
+    {
+        const auto look = [this, reached] {
+            if (!reached.isThere || reached.isThere())
+                finish({});
+        };
+        connect(new ActiveWindow(this), &ActiveWindow::changed, this, look);
+        QTimer::singleShot(windowPatience, this, [this] { finish(noWindow); });
+        look();
+    }
+
     void finish(const Outcome<void> &outcome)
     {
         deleteLater();
-        m_done(outcome);
+        if (const SessionTerminal::Done done = std::exchange(m_done, {}))
+            done(outcome);
     }
 
-    const SessionTerminal::Done m_done;
+    SessionTerminal::Done m_done; // until it is finished
     Station m_station;
     std::size_t m_asked = 0;
     int m_stations = 0;

@@ -135,7 +135,7 @@ QList<uint32_t> numbers(const QByteArray &property)
 }
 
 // A window of the owner: the one that WINDOWID names, else the only one. It is asked for as a pager asks (EWMH), which
-// window managers obey.
+// window managers obey; but openbox 3.6 shows only a window of the current desktop then.
 NextStep x11Window(const Station &station)
 {
     xcb_connection_t *const connection = xcbConnection();
@@ -152,16 +152,27 @@ NextStep x11Window(const Station &station)
     const xcb_window_t named = station.variable("WINDOWID").toUInt();
     if (!windows.contains(named) && windows.size() != 1)
         return NotHere();
-    xcb_client_message_event_t event{};
-    event.response_type = XCB_CLIENT_MESSAGE;
-    event.format = 32;
-    event.window = windows.contains(named) ? named : windows.first();
-    event.type = xcbAtom(connection, "_NET_ACTIVE_WINDOW");
-    event.data.data32[0] = 2; // from a pager
-    xcb_send_event(connection, 0, root, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
-                   reinterpret_cast<const char *>(&event));
+    const xcb_window_t window = windows.contains(named) ? named : windows.first();
+    const auto ask = [&](const char *what, xcb_window_t of, uint32_t value) {
+        xcb_client_message_event_t event{};
+        event.response_type = XCB_CLIENT_MESSAGE;
+        event.format = 32;
+        event.window = of;
+        event.type = xcbAtom(connection, what);
+        event.data.data32[0] = value;
+        xcb_send_event(connection, 0, root, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                       reinterpret_cast<const char *>(&event));
+    };
+    constexpr uint32_t everywhere = 0xFFFFFFFF, pager = 2;
+    const uint32_t desktop = numbers(xcbProperty(connection, window, "_NET_WM_DESKTOP")).value(0, everywhere);
+    if (desktop != everywhere && desktop != numbers(xcbProperty(connection, root, "_NET_CURRENT_DESKTOP")).value(0))
+        ask("_NET_CURRENT_DESKTOP", root, desktop);
+    ask("_NET_ACTIVE_WINDOW", window, pager);
     xcb_flush(connection);
-    return Reached();
+    return Reached{[window] {
+        xcb_connection_t *const now = xcbConnection();
+        return now && numbers(xcbProperty(now, xcbRoot(now), "_NET_ACTIVE_WINDOW")).value(0) == window;
+    }};
 }
 
 // A program that has made a terminal for another and runs in one itself.

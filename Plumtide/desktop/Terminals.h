@@ -32,9 +32,10 @@ struct NotHere
 {
 };
 
-/// The window is in front.
+/// The window is in front; or it has been asked to come, and is once `isThere`: after a change of the active window.
 struct Reached
 {
+    std::function<bool()> isThere = {};
 };
 
 /// What comes next on the way. A process is where the way goes on.

@@ -2,12 +2,14 @@
 
 #include <QGuiApplication>
 
+#if QT_VERSION < QT_VERSION_CHECK(6, 8, 2)
 #include <cstdlib>
 
 #include <dlfcn.h>
 
 // In place of libxcb-randr's: Qt 6.4 reads the answer about a screen that XWayland has just taken away through the null
-// pointer that it is (seen with KWin 5.27). It gets an empty one, and hears of the change next.
+// pointer that it is (seen with KWin 5.27; mended in Qt 6.8.2 at the latest). It gets an empty one, and hears of the
+// change next.
 extern "C" void *xcb_randr_get_crtc_info_reply(xcb_connection_t *connection, xcb_void_cookie_t cookie,
                                                xcb_generic_error_t **error)
 {
@@ -17,6 +19,7 @@ extern "C" void *xcb_randr_get_crtc_info_reply(xcb_connection_t *connection, xcb
     void *const answer = original(connection, cookie, error);
     return answer ? answer : std::calloc(1, answerSize);
 }
+#endif
 
 xcb_connection_t *xcbConnection()
 {

@@ -95,12 +95,10 @@ public:
     }
 
 private:
-    // Printing indents a value by its depth.
     bool value()
     {
-        constexpr size_t mostBlanks = 8 * 1024 * 1024;
         m_blanks += 2 * m_open.size();
-        return m_blanks <= mostBlanks || object(u"嵌套得太深"_s);
+        return m_blanks <= 8 * 1024 * 1024 || object(u"嵌套得太深"_s);
     }
     bool object(const QString &objection)
     {
@@ -110,7 +108,7 @@ private:
 
     const QByteArray &m_text;
     QString m_objection;
-    size_t m_blanks = 0;
+    size_t m_blanks = 0;                       // before the printed values, which are indented by their depth
     std::vector<std::set<std::string>> m_open; // the keys so far of each open object; none for an array
 };
 

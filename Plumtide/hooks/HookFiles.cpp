@@ -74,9 +74,7 @@ Outcome<void> replaceOwn(const QString &path, const QByteArray &content, mode_t 
     if (const auto old = Files::read(path, largestFile); fits && old && old.value() == content)
         return {};
     qCDebug(hooksLog) << "writing" << path << "mode" << Qt::oct << mode;
-    const Files::ReplaceOptions options{
-        .newFileMode = mode, .forceMode = true, .links = Files::Links::Replace, .flush = Files::Flush::BeforeRename};
-    return Files::replace(path, content, options);
+    return Files::replace(path, content, {.ownMode = mode});
 }
 
 } // namespace HookFiles

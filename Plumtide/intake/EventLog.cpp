@@ -18,8 +18,7 @@ public:
 
     [[nodiscard]] qint64 offset() const { return m_offset; } // past the last block
 
-    // The next one, which ends with a line feed and is valid until the next call; empty when no line is complete,
-    // or it is to stop.
+    // The next one, which ends with a line feed; valid until the next call. Empty without a complete line or to stop.
     QByteArrayView next(const std::atomic<bool> &isStopping)
     {
         qint64 length = EventLog::blockBytes;

@@ -1,7 +1,5 @@
 #include "Plumtide/intake/EventWatcher.h"
 
-#include "Plumtide/system/Log.h"
-
 #include <system_error>
 
 #include <pthread.h>
@@ -29,8 +27,7 @@ void EventWatcher::start()
         return;
     try {
         m_thread = std::thread(&EventWatcher::run, this);
-    } catch (const std::system_error &error) {
-        qCDebug(systemLog) << "the events log is not followed:" << error.what();
+    } catch (const std::system_error &) { // for the next call
     }
 }
 

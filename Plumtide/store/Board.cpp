@@ -58,11 +58,6 @@ QString described(const HookEvent &event)
     return detail ? tool + u" — "_s + *detail : tool;
 }
 
-QString reasonOf(const HookEvent &request)
-{
-    return u"等你确认："_s + described(request);
-}
-
 // Adds "HH:MM text", in the user's time zone.
 void addEvent(AgentTask &line, const QString &text, const QDateTime &at)
 {
@@ -102,7 +97,7 @@ bool change(AgentTask &line, const HookEvent &event, const QDateTime &now, QList
         const QString what = described(event);
         if (!line.needsApproval.value_or(false))
             notices.append({line.project, u"有个操作需要你确认："_s + what, u"approval-"_s + line.id});
-        become(AgentTaskStatus::waiting, u"暂停中，等待你确认"_s, reasonOf(event), true);
+        become(AgentTaskStatus::waiting, u"暂停中，等待你确认"_s, u"等你确认："_s + what, true);
         addEvent(line, u"请求审批 "_s + what, at);
     } else if (name == EventName::tool) {
         become(AgentTaskStatus::running, u"正在处理："_s + tool, {}, {});
@@ -157,9 +152,10 @@ Board::Changes Board::name(const HookEvent &request) const
 {
     const qsizetype place = placeOf(u"cc-"_s + request.sessionId.value_or(QString()));
     AgentTask line = lines().value(place);
-    if (!line.needsApproval.value_or(false) || line.waitingReason == reasonOf(request))
+    const QString before = line.waitingReason.value_or(QString());
+    line.waitingReason = u"等你确认："_s + described(request);
+    if (!line.needsApproval.value_or(false) || line.waitingReason == before)
         return {};
-    line.waitingReason = reasonOf(request);
     return {{}, {{place, std::move(line)}}};
 }
 

@@ -51,7 +51,7 @@ Outcome<void> TaskFile::save(const QList<AgentTask> &lines)
 {
     if (Outcome<void> moved = moveAside(); !moved)
         return moved;
-    if (!m_hasChanged && lines.size() == m_texts.size() && identity() == m_saved)
+    if (m_saved && lines.size() == m_texts.size() && identity() == m_saved)
         return {};
 
     m_texts.resize(lines.size());
@@ -67,17 +67,10 @@ Outcome<void> TaskFile::save(const QList<AgentTask> &lines)
         return made;
     Outcome<void> written = Files::replace(m_path, m_content, {.flush = Files::Flush::Later});
     if (written) {
-        m_hasChanged = false;
         m_saved = identity();
         m_flush.written();
     }
     return written;
-}
-
-void TaskFile::linesChanged()
-{
-    m_hasChanged = true;
-    m_texts.clear();
 }
 
 TaskFile::Identity TaskFile::identity() const
@@ -91,7 +84,7 @@ TaskFile::Identity TaskFile::identity() const
 
 void TaskFile::lineChanged(qsizetype index)
 {
-    m_hasChanged = true;
+    m_saved.reset();
     if (index < m_texts.size())
         m_texts[index].clear();
 }

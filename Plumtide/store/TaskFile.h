@@ -30,7 +30,7 @@ public:
     /// end are noticed.
     Outcome<void> save(const QList<AgentTask> &lines);
     void lineChanged(qsizetype index);
-    void linesChanged();
+    void linesChanged() { m_texts.clear(), m_saved.reset(); }
 
     /// A save reaches the disk within a second by itself; this begins at once, and does not wait.
     void startFlushing() { m_flush.startFlushing(); }
@@ -50,9 +50,8 @@ private:
     const QString m_path;
     const QString m_directory;
     DelayedFlush m_flush;
-    bool m_mustMoveAside = false; // a file that was not understood is still in the way
-    bool m_hasChanged = true;     // since the last save
-    Identity m_saved{};           // of the file that was put there last
-    QByteArrayList m_texts;       // the lines as saved last; an empty one must be encoded again
-    QByteArray m_content;         // kept for its memory
+    bool m_mustMoveAside = false;    // a file that was not understood is still in the way
+    std::optional<Identity> m_saved; // of the file that was put there last; none once a line has changed
+    QByteArrayList m_texts;          // the lines as saved last; an empty one must be encoded again
+    QByteArray m_content;            // kept for its memory
 };

@@ -19,6 +19,14 @@ QRegularExpression characterPattern()
 
 } // namespace
 
+QString shortened(const QString &text)
+{
+    constexpr qsizetype most = 600; // code units
+    if (text.size() <= most)
+        return text;
+    return text.first(text.at(most - 1).isHighSurrogate() ? most - 1 : most) + u'…';
+}
+
 QList<qsizetype> characterEnds(const QString &text, qsizetype most)
 {
     static const QRegularExpression character = characterPattern();

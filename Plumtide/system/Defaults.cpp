@@ -112,7 +112,7 @@ void Defaults::readOnce()
         m_isReadable = false;
         std::fprintf(stderr, "Plumtide: %s\n", qUtf8Printable(read.failure().sentence));
     }
-    m_hasSpare = static_cast<bool>(readFile(m_sparePath));
+    m_isBehind = m_hasSpare = static_cast<bool>(readFile(m_sparePath));
     qCDebug(systemLog) << "read" << m_path << m_values;
 }
 

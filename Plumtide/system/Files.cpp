@@ -55,18 +55,18 @@ Descriptor openFolder(const QString &path)
 // All but the messages of Files::replace: 0, or the errno of the step that failed.
 int replaceBytes(const QString &path, const QByteArray &content, const Files::ReplaceOptions &options)
 {
-    const QFileInfo info = options.links == Files::Links::Follow ? targetOf(path) : QFileInfo(path);
-    if (options.links == Files::Links::Follow && info.isSymLink())
+    const QFileInfo info = options.ownMode ? QFileInfo(path) : targetOf(path);
+    if (!options.ownMode && info.isSymLink())
         return ELOOP;
     const QByteArray target = QFile::encodeName(info.filePath());
-    mode_t mode = options.newFileMode;
+    mode_t mode = options.ownMode.value_or(0600);
     struct stat existing = {};
     if (::lstat(target.constData(), &existing) == 0) {
         if (S_ISDIR(existing.st_mode))
             return EISDIR;
         if (!S_ISREG(existing.st_mode) && !S_ISLNK(existing.st_mode))
             return EINVAL; // a device or a FIFO where a file is meant to be
-        if (S_ISREG(existing.st_mode) && !options.forceMode) {
+        if (S_ISREG(existing.st_mode) && !options.ownMode) {
             if (::faccessat(AT_FDCWD, target.constData(), W_OK, AT_EACCESS) != 0)
                 return errno;
             mode = existing.st_mode & permissionBits;
@@ -120,9 +120,8 @@ Outcome<QByteArray> read(const QString &path, qint64 maxBytes)
     if (status.st_size > maxBytes)
         return failed(EFBIG);
     QFile reader;
-    if (!reader.open(file.get(), QIODevice::ReadOnly | QIODevice::Unbuffered))
-        return failed(EIO);
-    QByteArray content = reader.read(status.st_size + 1);
+    const bool isOpen = reader.open(file.get(), QIODevice::ReadOnly | QIODevice::Unbuffered);
+    QByteArray content = isOpen ? reader.read(status.st_size + 1) : QByteArray();
     if (content.size() > status.st_size)
         return failed(EBUSY); // it is being written, or is one of /proc, which may be endless
     return reader.error() == QFileDevice::NoError ? Outcome(std::move(content)) : failed(EIO);

@@ -5,22 +5,17 @@
 #include <QByteArray>
 #include <QString>
 
+#include <optional>
+
 #include <sys/types.h>
 
 /// Whole-file operations with every step checked. Failures carry one Chinese sentence that names the file and the
 /// reason. All of them may be called on any thread; none of them takes a lock inside the process.
 namespace Files {
 
-/// Reads the whole of the regular file at `path` (symbolic links are followed). Anything but a regular file, one of
-/// more than `maxBytes`, and one that has more bytes than its size says are failures; a FIFO or a device does not
-/// block.
+/// Reads the whole of the regular file at `path` (symbolic links are followed). Anything but a regular file, or one
+/// of more bytes than `maxBytes` or than its own size says, is a failure; a FIFO or a device does not block.
 Outcome<QByteArray> read(const QString &path, qint64 maxBytes);
-
-/// What to do when the path that is replaced is a symbolic link.
-enum class Links {
-    Follow,  ///< The file that the link leads to is replaced; the link stays a link.
-    Replace, ///< The link itself gives way to a regular file.
-};
 
 /// When the new content must have reached the disk.
 enum class Flush {
@@ -31,9 +26,9 @@ enum class Flush {
 /// How `replace` treats what stands at the path.
 struct ReplaceOptions
 {
-    mode_t newFileMode = 0600; ///< Permissions of a file that did not exist; an existing one keeps its own.
-    bool forceMode = false;    ///< Give `newFileMode` to an existing file, too, also to a write-protected one.
-    Links links = Links::Follow;
+    /// For a file that is ours alone: it gets this mode, also in the place of a link or of a write-protected file.
+    /// Else an existing file keeps its mode, a new one gets 0600, and of a link the target is replaced.
+    std::optional<mode_t> ownMode = {};
     Flush flush = Flush::BeforeRename;
 };
 

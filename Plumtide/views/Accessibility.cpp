@@ -181,3 +181,17 @@ void installAccessibility()
     static const bool isInstalled = (QAccessible::installFactory(makeInterface), true);
     Q_UNUSED(isInstalled)
 }
+
+void announce(QWidget &widget, const QString &sentence)
+{
+    if (!QAccessible::isActive() || sentence.isEmpty())
+        return;
+#if QT_VERSION >= QT_VERSION_CHECK(6, 8, 0)
+    QAccessibleAnnouncementEvent event(&widget, sentence);
+#else // Qt 6.4 passes on neither an alert nor that something is expanded now, but that the panel's alert comes up.
+    QWidget *const alert = widget.window()->findChild<QWidget *>(u"alert"_s);
+    alert->setAccessibleName(sentence);
+    QAccessibleEvent event(alert, QAccessible::ObjectShow);
+#endif
+    QAccessible::updateAccessibility(&event);
+}

@@ -2,6 +2,7 @@
 
 #include "Plumtide/hooks/HooksInstaller.h"
 #include "Plumtide/store/TaskStore.h"
+#include "Plumtide/views/Accessibility.h"
 #include "Plumtide/views/DrawnView.h"
 
 #include <QEasingCurve>
@@ -211,8 +212,12 @@ DrawnView *BoardView::updateDrawing(const BoardItem &item)
         widget->setAccessibleDescription(row->isExpanded ? row->spokenBody() : QString());
     }
     widget->setDrawing(std::visit([&](const auto &shown) { return shown.compose(drawn.second); }, content));
-    if (row)
-        widget->setExpanded(row->isExpanded);
+    if (!row)
+        return widget;
+    const bool isUnfolding = widget->isExpanded() == false && row->isExpanded;
+    widget->setExpanded(row->isExpanded);
+    if (isUnfolding)
+        announce(*widget, u"已展开\n"_s + row->spokenBody());
     return widget;
 }
 

@@ -148,6 +148,24 @@ void Drawing::addButton(const Button &button, QPointF topLeft, Drawing face)
     m_controls.push_back({button, {topLeft, face.size}, std::move(face)});
 }
 
+std::optional<QRegion> Drawing::changesSince(const Drawing &before) const
+{
+    constexpr int overhang = 4; // of letters beyond their box
+    if (size != before.size || m_items.size() != before.m_items.size())
+        return std::nullopt;
+    QRegion changes;
+    for (std::size_t i = 0; i < m_items.size(); ++i) {
+        if (m_items[i] == before.m_items[i])
+            continue;
+        const auto *box = std::get_if<Box>(&m_items[i].content);
+        if (box && box->shadow)
+            return std::nullopt;
+        for (const QRectF &changed : {m_items[i].box, before.m_items[i].box})
+            changes += changed.toAlignedRect().adjusted(-overhang, -2, overhang, 2);
+    }
+    return changes;
+}
+
 QString Drawing::spokenText() const
 {
     QStringList texts;

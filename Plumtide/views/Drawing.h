@@ -5,6 +5,7 @@
 #include <QAccessible>
 #include <QPainterPath>
 #include <QRectF>
+#include <QRegion>
 
 #include <optional>
 #include <variant>
@@ -36,16 +37,22 @@ public:
         Line line = Line::Solid;
         std::optional<Shadow> shadow = {};
         QPainterPath outline = {}; ///< Cuts the fill unless it is empty; in the drawing's coordinates.
+
+        bool operator==(const Box &) const = default;
     };
     struct Icon
     {
         QString name; ///< Of an icon in `:/icons/`, without ".svg".
         QColor color;
+
+        bool operator==(const Icon &) const = default;
     };
     struct Item
     {
         QRectF box;
         std::variant<Box, TextBlock, Icon> content;
+
+        bool operator==(const Item &) const = default;
     };
 
     struct ButtonLook
@@ -91,6 +98,8 @@ public:
     void addButton(const Button &button, QPointF topLeft, Drawing face);
 
     [[nodiscard]] const std::vector<Control> &controls() const { return m_controls; }
+    /// Where it looks different, in its own coordinates; nothing where that may be anywhere.
+    [[nodiscard]] std::optional<QRegion> changesSince(const Drawing &before) const;
     [[nodiscard]] QString spokenText() const; ///< All texts in order, for a screen reader.
 
     /// Paints what touches `clip`, without the buttons. `opacity` is that of the drawing as a whole over `Theme::bg`:

@@ -48,8 +48,12 @@ void DrawnView::setPressable()
 
 void DrawnView::setDrawing(Drawing drawing)
 {
+    const std::optional<QRegion> changes = drawing.changesSince(m_drawing);
     m_drawing = std::move(drawing);
-    update();
+    if (!changes)
+        update();
+    else if (!changes->isEmpty())
+        update(changes->translated(m_box.topLeft().toPoint()));
     const QList<DrawnButton *> before = std::exchange(m_buttons, {});
     for (const Drawing::Control &control : m_drawing.controls()) {
         const auto known = std::ranges::find(before, control.button.name, &DrawnButton::name);
@@ -90,8 +94,10 @@ void DrawnView::place(const QRectF &box, double margin)
     const QRect around = box.adjusted(-margin, -margin, margin, margin).toAlignedRect();
     const QRectF before = std::exchange(m_box, box.translated(-around.topLeft()));
     setGeometry(around);
-    if (m_box != before)
+    if (m_box != before) {
         placeButtons();
+        update();
+    }
 }
 
 void DrawnView::placeButtons()
@@ -177,8 +183,11 @@ void DrawnView::keyPressEvent(QKeyEvent *event)
 
 void DrawnView::mouseDoubleClickEvent(QMouseEvent *event)
 {
+    // The first press may have been for something else, in whose place this is now.
+    if (!m_sincePress.isValid() || m_sincePress.elapsed() >= QApplication::doubleClickInterval())
+        return;
     mousePressEvent(event); // its second press undoes what its first has unfolded
-    if (event->button() == Qt::LeftButton && !m_subject.isEmpty())
+    if (event->button() == Qt::LeftButton && !m_subject.isEmpty() && m_subject == m_pressedSubject)
         Q_EMIT wished(LineMenu::session, m_subject);
 }
 
@@ -192,6 +201,9 @@ void DrawnView::contextMenuEvent(QContextMenuEvent *event)
 
 void DrawnView::mousePressEvent(QMouseEvent *event)
 {
+    m_sincePress.start();
+    if (event->type() == QEvent::MouseButtonPress)
+        m_pressedSubject = m_subject;
     if (m_isPressable)
         QAbstractButton::mousePressEvent(event);
     else

@@ -59,6 +59,8 @@ private:
 
     const QAccessible::Role m_role;
     QString m_subject;
+    QString m_pressedSubject;   // of the last press
+    QElapsedTimer m_sincePress; // invalid before the first
     Drawing m_drawing;
     QList<DrawnButton *> m_buttons; // as in the drawing
     QRectF m_box;

@@ -21,12 +21,15 @@ struct Wish
 inline const QString session = QStringLiteral("session"); ///< To bring the session's terminal to the front.
 inline const QString undo = QStringLiteral("undo");       ///< To take back what was last put away, of whatever line.
 
+/// What `undo` would do now: "撤销搁置「…」", with the line's title; empty when there is nothing to be taken back.
+[[nodiscard]] QString undoText(const TaskStore &store);
+
 /// Those of a line that have a key.
 [[nodiscard]] const QList<Wish> &wishes();
 
-/// Shows the menu of a line of the store, and returns at once; `chosen` is told the name of a wish. Thread: main
-/// thread.
-void show(QWidget &parent, const TaskStore &store, const QString &id, QPoint place,
+/// Shows the menu of a line of the store, and returns at once; `chosen` is told the name of a wish, unless the line's
+/// menu has other entries by then. Thread: main thread.
+void show(QWidget &parent, const TaskStore &store, const QString &id, QPoint place, bool namesKeys,
           const std::function<void(const QString &wish)> &chosen);
 
 } // namespace LineMenu

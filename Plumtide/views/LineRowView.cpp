@@ -1,6 +1,9 @@
 #include "Plumtide/views/LineRowView.h"
 
+#include "Plumtide/system/Characters.h"
 #include "Plumtide/views/HStack.h"
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -104,6 +107,7 @@ QString LineRowView::spokenName() const
 {
     QStringList parts{line.title, label(line.source), activityText(line, now), shortAgo(line.updatedAt, now)};
     parts.removeAll(QString());
+    std::ranges::transform(parts, parts.begin(), shortened);
     return parts.join(u"，"_s);
 }
 
@@ -112,6 +116,7 @@ QString LineRowView::spokenBody() const
     QStringList parts = line.recentEvents;
     if (!line.purpose.isEmpty())
         parts.prepend(u"目标："_s + line.purpose);
+    std::ranges::transform(parts, parts.begin(), shortened);
     return parts.join(u"\n"_s);
 }
 

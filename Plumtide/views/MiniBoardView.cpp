@@ -2,6 +2,7 @@
 
 #include "Plumtide/hooks/HooksInstaller.h"
 #include "Plumtide/store/TaskStore.h"
+#include "Plumtide/system/Characters.h"
 #include "Plumtide/views/HStack.h"
 #include "Plumtide/views/LineMenu.h"
 #include "Plumtide/views/Refresher.h"
@@ -42,7 +43,7 @@ double addRow(Drawing &drawing, const AgentTask &line, double y, double width)
     row.text(text, miniRowTextStyle, HStack::Shrink::First);
     Drawing face;
     face.size = {width, row.place(face, {0, 0}, width).height()};
-    QStringList spoken{line.project, text};
+    QStringList spoken{shortened(line.project), shortened(text)};
     spoken.removeAll(QString());
     const double height = face.size.height();
     drawing.addButton({.name = line.id,
@@ -63,7 +64,9 @@ MiniBoardView::MiniBoardView(TaskStore &store, HooksInstaller &installer, QWidge
     auto *refresher = new Refresher(this, [this] { refresh(); });
     connect(this, &DrawnView::wished, this, &MiniBoardView::mainPanelRequested);
     connect(this, &DrawnView::menuRequested, this, [this](const QString &id, QPoint place) {
-        LineMenu::show(*this, m_store, id, place, [this, id](const QString &wish) { Q_EMIT lineWished(wish, id); });
+        // The mini board never has the keyboard.
+        LineMenu::show(*this, m_store, id, place, false,
+                       [this, id](const QString &wish) { Q_EMIT lineWished(wish, id); });
     });
     connect(&store, &TaskStore::objectWillChange, refresher, &Refresher::markStale);
     connect(&installer, &HooksInstaller::objectWillChange, refresher, &Refresher::markStale);

@@ -2,6 +2,7 @@
 
 #include "Plumtide/hooks/HooksInstaller.h"
 #include "Plumtide/store/TaskStore.h"
+#include "Plumtide/views/Accessibility.h"
 #include "Plumtide/views/BoardScroll.h"
 #include "Plumtide/views/BoardView.h"
 #include "Plumtide/views/DrawnView.h"
@@ -10,13 +11,12 @@
 #include "Plumtide/views/TaskEditView.h"
 
 #include <QApplication>
-#include <QHash>
-#include <QKeyEvent>
 #include <QPaintEvent>
 #include <QPainter>
 #include <QScrollBar>
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -27,7 +27,8 @@ constexpr int edgeWidth = 1;
 constexpr int ruleHeight = 1;
 constexpr int focusMargin = 20;   // above and below what gets the focus
 constexpr int unfoldedMargin = 6; // and a row that is unfolded
-constexpr int stepsAKey = 3;      // as many as a wheel's
+constexpr int toldPadding = 14;
+constexpr std::chrono::seconds tellTime{4};
 
 } // namespace
 
@@ -36,10 +37,12 @@ PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, Q
       m_store(store),
       m_installer(installer),
       m_clock(std::move(clock)),
+      m_urgent(store.urgentCount()),
       m_header(new DrawnView(QAccessible::Grouping, this)),
       m_scroll(new BoardScroll(this)),
       m_board(new BoardView(store, installer, fixedSize.width() - 2 * edgeWidth, m_scroll)),
       m_footer(new DrawnView(QAccessible::Grouping, this)),
+      m_told(new DrawnView(QAccessible::AlertMessage, this)),
       m_refresher(new Refresher(this, [this] { refresh(); }))
 {
     Theme::setPalette();
@@ -48,14 +51,16 @@ PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, Q
     setFixedSize(fixedSize);
     setFocusPolicy(Qt::ClickFocus);
     setAttribute(Qt::WA_OpaquePaintEvent);
+    m_told->setObjectName(u"alert"_s);
     header();
     m_header->place({{0, 0}, m_header->drawing().size});
     setMiniBoardOn(false);
     const int footerHeight = static_cast<int>(m_footer->drawing().size.height());
     m_footer->place(QRectF(0, height() - footerHeight, width(), footerHeight));
-    const int top = m_header->height() + ruleHeight;
-    m_scroll->setGeometry(edgeWidth, top, width() - 2 * edgeWidth, height() - footerHeight - ruleHeight - top);
+    showTold(false);
     m_scroll->setWidget(m_board);
+    m_tellTimer.setSingleShot(true);
+    connect(&m_tellTimer, &QTimer::timeout, this, [this] { showTold(false); });
 
     connect(&store, &TaskStore::objectWillChange, m_refresher, &Refresher::markStale);
     connect(&installer, &HooksInstaller::objectWillChange, m_refresher, &Refresher::markStale);
@@ -63,7 +68,7 @@ PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, Q
         connect(view, &DrawnView::wished, this, &PanelView::act);
     connect(m_board, &BoardView::wished, this, &PanelView::act);
     connect(m_board, &BoardView::menuRequested, this, [this](const QString &id, QPoint place) {
-        LineMenu::show(*this, m_store, id, place, [this, id](const QString &wish) { act(wish, id); });
+        LineMenu::show(*this, m_store, id, place, true, [this, id](const QString &wish) { act(wish, id); });
     });
     connect(m_board, &BoardView::heightChanged, this, [this](const QString &unfolding) {
         keepPlace([this] { m_board->layOut(); });
@@ -93,6 +98,8 @@ void PanelView::refresh()
         m_editor->followLine();
     header();
     keepPlace([this] { m_board->refresh(m_clock()); });
+    if (const int urgent = m_store.urgentCount(); std::exchange(m_urgent, urgent) < urgent)
+        announce(*this, u"%1 条等你处理"_s.arg(urgent));
 }
 
 // The row that is being read stays where it is: the unfolded one where it is in view, or else the one under the
@@ -144,13 +151,37 @@ void PanelView::showParts(bool isShown)
     for (QWidget *part :
          {static_cast<QWidget *>(m_header), static_cast<QWidget *>(m_scroll), static_cast<QWidget *>(m_footer)})
         part->setVisible(isShown);
+    showTold(m_tellTimer.isActive());
     update();
+}
+
+// As the installer's message stands above the board, except that it stays in view.
+void PanelView::showTold(bool isShown)
+{
+    const int top = m_header->height() + ruleHeight;
+    const int room = isShown ? m_told->height() + toldPadding : 0;
+    m_told->move(toldPadding, m_editor ? height() - room : top + toldPadding);
+    m_told->setVisible(isShown);
+    m_told->raise();
+    m_scroll->setGeometry(edgeWidth, top + room, width() - 2 * edgeWidth, m_footer->y() - ruleHeight - top - room);
+}
+
+void PanelView::tell(const QString &sentence)
+{
+    m_told->setDrawing(OnboardingBanner{.message = sentence}.compose(width() - 2 * toldPadding));
+    m_told->place(QRectF({0, 0}, m_told->drawing().size));
+    m_told->setAccessibleName(sentence);
+    m_told->hide(); // a screen reader says it when it comes up
+    m_tellTimer.start(tellTime);
+    showTold(true);
 }
 
 void PanelView::edit(const std::optional<AgentTask> &task)
 {
+    if (m_editor && m_editor->isTouched()) // the mini board may ask
+        return tell(u"表单里的内容还没有保存。"_s);
     if (m_editor)
-        return; // another is open; the mini board may ask
+        closeEditor();
     m_openedBy = QApplication::focusWidget();
     m_leftAt = placeOnBoard(m_openedBy);
     setFocus(Qt::OtherFocusReason); // from what is about to be hidden
@@ -248,34 +279,4 @@ bool PanelView::focusNextPrevChild(bool next)
         near->setFocus(reason);
     }
     return true;
-}
-
-void PanelView::keyPressEvent(QKeyEvent *event)
-{
-    static const QHash<int, QAbstractSlider::SliderAction> actions{
-        {Qt::Key_Up, QAbstractSlider::SliderSingleStepSub},   {Qt::Key_Down, QAbstractSlider::SliderSingleStepAdd},
-        {Qt::Key_PageUp, QAbstractSlider::SliderPageStepSub}, {Qt::Key_PageDown, QAbstractSlider::SliderPageStepAdd},
-        {Qt::Key_Home, QAbstractSlider::SliderToMinimum},     {Qt::Key_End, QAbstractSlider::SliderToMaximum}};
-    static const QHash<QKeyCombination, QString> wishes{
-        {Qt::Key_1, u"all"_s},   {Qt::Key_2, u"claude"_s},   {Qt::Key_3, u"codex"_s},
-        {Qt::Key_4, u"other"_s}, {Qt::Key_N, u"register"_s}, {Qt::CTRL | Qt::Key_Z, LineMenu::undo}};
-    if (const QString wish = m_editor ? QString() : wishes.value(event->keyCombination()); !wish.isEmpty()) {
-        act(wish, {});
-        return;
-    }
-    const auto action = actions.constFind(event->key());
-    if (m_editor || action == actions.constEnd()) {
-        QWidget::keyPressEvent(event);
-        return;
-    }
-    const QWidget *from = QApplication::focusWidget();
-    const bool isAtRow = from && from->parentWidget() == m_board;
-    const bool isStep = event->key() == Qt::Key_Up || event->key() == Qt::Key_Down;
-    if (QWidget *row = isAtRow && isStep
-            ? m_board->controlAfter(from, event->key() == Qt::Key_Down, BoardView::FocusScope::Rows)
-            : nullptr)
-        focusOn(row, Qt::TabFocusReason);
-    else
-        for (int step = 0; step < (isStep ? stepsAKey : 1); ++step)
-            m_scroll->verticalScrollBar()->triggerAction(*action);
 }

@@ -6,6 +6,7 @@
 
 #include <QPointer>
 #include <QScrollArea>
+#include <QTimer>
 #include <QWidget>
 
 #include <functional>
@@ -39,7 +40,7 @@ public:
 
     /// Does what is wished of a line: by a button, a key or a menu, here or on the mini board. See LineMenu.
     void act(const QString &wish, const QString &id);
-    void tell(const QString &sentence); ///< At the place of the last wish, for a moment.
+    void tell(const QString &sentence); ///< For a moment, above the board, or below the form.
 
 Q_SIGNALS:
     void sessionRequested(const QString &id);
@@ -58,6 +59,7 @@ private:
     void edit(const std::optional<AgentTask> &task); // a new one when it is absent
     void closeEditor();
     void showParts(bool isShown);
+    void showTold(bool isShown);
     void keepPlace(const std::function<void()> &change);
     void bringIntoView(const QString &id);
     void focusOn(QWidget *control, Qt::FocusReason reason);
@@ -67,11 +69,14 @@ private:
     TaskStore &m_store;
     HooksInstaller &m_installer;
     const Clock m_clock;
+    int m_urgent; // lines, when it was last refreshed
     std::optional<PanelHeader> m_shownHeader;
     DrawnView *m_header;
     QScrollArea *m_scroll;
     BoardView *m_board;
     DrawnView *m_footer;
+    DrawnView *m_told; // the sentence, while there is one
+    QTimer m_tellTimer{this};
     bool m_isMiniBoardOn = false;
     TaskEditView *m_editor = nullptr; // null while the board is shown
     QPointer<QWidget> m_openedBy;     // the control that the form was opened by

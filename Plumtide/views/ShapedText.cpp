@@ -1,5 +1,7 @@
 #include "Plumtide/views/ShapedText.h"
 
+#include "Plumtide/system/Characters.h"
+
 #include <QFontMetricsF>
 #include <QRegularExpression>
 
@@ -39,7 +41,7 @@ const QRegularExpression &lineBreaks()
 }
 
 ShapedText::ShapedText(const QString &label, const TextStyle &labelStyle, const QString &text, const TextStyle &style)
-    : m_text(label + text), m_labelLength(label.size()), m_labelStyle(labelStyle), m_style(style)
+    : m_text(label + shortened(text)), m_labelLength(label.size()), m_labelStyle(labelStyle), m_style(style)
 {
     QString line = m_text;
     line.replace(lineBreaks(), u" "_s);

@@ -20,11 +20,16 @@ struct TextBlock
         QList<QGlyphRun> glyphs; ///< At the face's base size.
         QPointF baseline;        ///< Where the first glyph begins, from the text's top left corner.
         TextStyle style;
+
+        // The glyphs are those of the text.
+        bool operator==(const Run &other) const { return baseline == other.baseline && style == other.style; }
     };
 
     QSizeF size;           ///< As wide as the widest line, or as the room where the text was broken or cut.
     QString text;          ///< The whole of it, as a reader would hear it.
     std::vector<Run> runs; ///< What is painted.
+
+    bool operator==(const TextBlock &) const = default;
 };
 
 /// A text whose glyphs have been chosen and placed: what is measured, broken, cut and painted is this.

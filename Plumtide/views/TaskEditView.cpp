@@ -1,20 +1,17 @@
 #include "Plumtide/views/TaskEditView.h"
 
 #include "Plumtide/store/TaskStore.h"
+#include "Plumtide/views/FormFields.h"
 #include "Plumtide/views/HStack.h"
-#include "Plumtide/views/Icons.h"
 
-#include <QComboBox>
 #include <QKeyEvent>
-#include <QLineEdit>
-#include <QPainter>
 #include <QRegularExpression>
-#include <QStyleOptionComboBox>
 #include <QUuid>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 
 using namespace Qt::StringLiterals;
 
@@ -26,45 +23,13 @@ constexpr double formLabelGap = 4;
 constexpr double columnGap = 10;
 constexpr double choiceWidth = 104;
 constexpr double fieldHeight = 24;
-constexpr double arrowSize = 9;
 
 constexpr TextStyle formHeadingStyle{14, QFont::DemiBold, Theme::text};
 constexpr TextStyle formLabelStyle{11, QFont::Medium, Theme::secondary};
-constexpr TextStyle fieldTextStyle{12, QFont::Normal, Theme::text};
 const Drawing::ButtonLook cancelLook{.style = {12, QFont::Normal, Theme::secondary}};
 const Drawing::ButtonLook saveLook{
     .style = {12, QFont::DemiBold, Theme::onAccent}, .paddingY = 7, .fill = Theme::accent, .radius = 8};
 constexpr double disabledSaveOpacity = 0.4;
-
-QString fieldStyle()
-{
-    return u"QLineEdit, QComboBox { background: %1; border: 1px solid %2; border-radius: 6px; padding: 0px 6px; }"
-           "QComboBox { padding: 0px 7px; }"
-           "QLineEdit:focus { border: 2px solid %3; padding: 0px 5px; }"
-           "QComboBox:focus { border: 2px solid %3; padding: 0px 6px; }"
-           "QComboBox::drop-down { border: none; width: 24px; }"
-           "QComboBox::down-arrow { image: none; }"_s.arg(Theme::card.name(), Theme::fieldBorder.name(),
-                                                          Theme::faded(Theme::accent, 0.8).name(QColor::HexArgb));
-}
-
-/// Draws its arrow itself: a style sheet's picture would need Qt's plugin for SVG images, a package that may be
-/// missing.
-class Choice final : public QComboBox
-{
-public:
-    using QComboBox::QComboBox;
-
-private:
-    void paintEvent(QPaintEvent *event) override
-    {
-        QComboBox::paintEvent(event);
-        QStyleOptionComboBox option;
-        initStyleOption(&option);
-        const QRectF room = style()->subControlRect(QStyle::CC_ComboBox, &option, QStyle::SC_ComboBoxArrow, this);
-        QPainter(this).drawPixmap(room.center() - QPointF(arrowSize, arrowSize) / 2,
-                                  iconPixmap(u"chevron-down"_s, arrowSize, Theme::secondary, devicePixelRatioF()));
-    }
-};
 
 constexpr std::array offeredStatuses{AgentTaskStatus::waiting, AgentTaskStatus::running};
 
@@ -97,8 +62,8 @@ TaskEditView::TaskEditView(TaskStore &store, const std::optional<AgentTask> &edi
       m_clock(std::move(clock)),
       m_title(makeInput(u"输入任务名称"_s)),
       m_project(makeInput(u"项目或仓库名称"_s)),
-      m_source(makeChoice()),
-      m_status(makeChoice()),
+      m_source(new FormChoice(this)),
+      m_status(new FormChoice(this)),
       m_purpose(makeInput(u"例如：完成后可以合并代码"_s)),
       m_currentState(makeInput(u"当前进展（可选）"_s)),
       m_waitingReason(makeInput(u"需要你做什么（可选）"_s)),
@@ -110,7 +75,7 @@ TaskEditView::TaskEditView(TaskStore &store, const std::optional<AgentTask> &edi
                {u"当前状态"_s, m_currentState},
                {u"等待原因"_s, m_waitingReason}}
 {
-    setStyleSheet(fieldStyle());
+    setStyleSheet(formFieldStyle());
     for (const Field &field : m_fields)
         field.control->setAccessibleName(field.label);
     QPalette palette;
@@ -136,36 +101,13 @@ TaskEditView::TaskEditView(TaskStore &store, const std::optional<AgentTask> &edi
 
 QLineEdit *TaskEditView::makeInput(const QString &placeholder)
 {
-    auto *input = new QLineEdit(this);
-    input->setContextMenuPolicy(Qt::NoContextMenu); // Qt's own is English; its keys work
-    input->setFont(Theme::widgetFont(fieldTextStyle));
-    input->setPlaceholderText(placeholder);
+    auto *input = new FormInput(placeholder, this);
     connect(input, &QLineEdit::textChanged, this, &TaskEditView::layOut);
     connect(input, &QLineEdit::returnPressed, this, [this] {
         if (canSave())
             save();
     });
     return input;
-}
-
-QComboBox *TaskEditView::makeChoice()
-{
-    auto *choice = new Choice(this);
-    choice->setFont(Theme::widgetFont(fieldTextStyle));
-    choice->installEventFilter(this);
-    connect(choice, &QComboBox::currentIndexChanged, choice, [choice] {
-        QAccessibleEvent event(choice, QAccessible::NameChanged); // which has the value in it
-        QAccessible::updateAccessibility(&event);
-    });
-    return choice;
-}
-
-bool TaskEditView::eventFilter(QObject *choice, QEvent *event)
-{
-    if (event->type() != QEvent::Wheel)
-        return DrawnView::eventFilter(choice, event);
-    event->ignore();
-    return true;
 }
 
 void TaskEditView::fill()

@@ -32,7 +32,6 @@ Q_SIGNALS:
 protected:
     void resizeEvent(QResizeEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
-    bool eventFilter(QObject *choice, QEvent *event) override; ///< Scrolling must not choose.
 
 private:
     struct Field
@@ -43,7 +42,6 @@ private:
     };
 
     [[nodiscard]] QLineEdit *makeInput(const QString &placeholder);
-    [[nodiscard]] QComboBox *makeChoice();
     void fill();
     static void fill(QLineEdit *input, const QString &text);
     [[nodiscard]] bool canSave() const;

@@ -129,6 +129,11 @@ qint64 Child::proportionalBytes(const QByteArray &field) const
     return 1024 * statusField(QStringLiteral("/proc/%1/smaps_rollup").arg(m_pid), field);
 }
 
+qint64 Child::writtenBytes() const
+{
+    return statusField(QStringLiteral("/proc/%1/io").arg(m_pid), "write_bytes");
+}
+
 qint64 Child::voluntarySwitches() const
 {
     qint64 sum = 0;

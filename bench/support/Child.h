@@ -33,6 +33,7 @@ public:
     [[nodiscard]] static qint64 ownStatusBytes(const QByteArray &field); ///< The same of this process.
     /// A field of /proc/PID/smaps_rollup: "Pss" is the size where a page that n processes share counts as an n-th.
     [[nodiscard]] qint64 proportionalBytes(const QByteArray &field) const;
+    [[nodiscard]] qint64 writtenBytes() const;      ///< To files, by all threads, ended ones included.
     [[nodiscard]] qint64 voluntarySwitches() const; ///< Of all threads that are alive.
 
     /// From the start of such a process to its end, `input` fed to it.

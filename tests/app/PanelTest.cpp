@@ -63,7 +63,8 @@ TEST(Panel, OpensAndClosesByTheClickThatWasMeantAndKeepsItsLists)
     EXPECT_TRUE(isOpen());
     panel.toggle();
     EXPECT_FALSE(panel.isVisible());
-    panel.toggle(); // at once
+    turnAway(0ms); // this platform tells of no focus that goes with a window
+    panel.toggle();
     EXPECT_TRUE(isOpen());
     turnAway(249ms);
     EXPECT_TRUE(isOpen()) << "the window manager's doing, while it opens";

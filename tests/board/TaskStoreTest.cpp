@@ -30,9 +30,12 @@ TEST_F(StoreTest, AStartLeavesTheFileAloneAndASaveKeepsEveryField)
     home.write(tasksFile, before);
     restart();
     EXPECT_EQ(home.read(tasksFile), before);
-    store->sweep();
-    EXPECT_EQ(QJsonDocument::fromJson(home.read(tasksFile)),
-              QJsonDocument::fromJson("[{" + full + "},{" + needed + "}]"));
+    for (const bool isThere : {true, false, true}) { // whether another writes it then, or removes it
+        store->sweep();
+        EXPECT_EQ(QJsonDocument::fromJson(home.read(tasksFile)),
+                  QJsonDocument::fromJson("[{" + full + "},{" + needed + "}]"));
+        isThere ? home.write(tasksFile, "another's") : void(QFile::remove(home.path(tasksFile)));
+    }
     EXPECT_EQ(store->tasks().value(0).purpose, u"\uFEFFw"_s); // Qt's reader drops the mark
     EXPECT_EQ(HookEvent::decode("{\"cwd\":\"\xEF\xBB\xBF\"}")->cwd, u"\uFEFF"_s);
 }

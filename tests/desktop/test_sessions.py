@@ -65,20 +65,22 @@ class SessionTest(unittest.TestCase):
         until(lambda: len([*home.path.glob('.claude/sessions/*.json'), *home.path.glob('rollout*')]) == 8, 'all run')
         other = desktop().open_window(self, 100, 200, 300, 200)
         self.enterContext(app)
-        set_clock(clock, '+2m')  # of each of these silent sessions it warns now
-        home.log({'hook_event_name': 'Stop', 'session_id': 'nobody'})
+        for setting in ('+0', '+2m'):  # of each of these silent sessions it warns then
+            set_clock(clock, setting)
+            home.log({'hook_event_name': 'Stop', 'session_id': 'nobody'})
+            until(home.has_read_all, 'it follows the log')
         told = until(lambda: desktop().notified()[len(SESSIONS) - 1:] and desktop().notified(), 'all are notified')
         for number, (_, _, _, name, *_) in enumerate(told, 1):
-            before = len(desktop().notified())
+            before, where = len(desktop().notified()), SESSIONS[name]
             desktop().do('windowactivate', '--sync', other.id)
+            desktop().do('set_desktop', int(where in windows()))  # away from them
             desktop().tell_notified('ActionInvoked', number, 's', 'session')
-            where = SESSIONS[name]
             if where in windows():
                 until(lambda: desktop().active() == [windows()[where]], f'{where} is in front')
             else:
                 answer = until(lambda: desktop().notified()[before:], f'{name} is answered')
                 self.assertEqual((answer[0][1:5], desktop().active()),
                                  ([number, 'plumtide', '前往会话', where], [other.id]))
-        pane = run(*tmux, 'display-message', '-p', '-t', 'tmux', '#{pane_start_command}', env=home.environment)
+        pane = run(*tmux, 'display-message', '-p', '-t', '=tmux:', '#{pane_start_command}', env=home.environment)
         self.assertEqual(pane, f'"{agent} cc-tmux"\n')
         self.assertEqual(len(desktop().notified()), len(SESSIONS) + 4)

@@ -114,6 +114,8 @@ class TrayTest(unittest.TestCase):
         desktop().use(notifications='body')
         told = self.approve('s1', 'a < b')
         self.assertEqual(told[1:6], [0, 'plumtide', 'shop', '有个操作需要你确认：Bash — a < b', []])
+        app.stop()
+        until(lambda: desktop().notified('CloseNotification'), 'the end takes back what is on show')
 
     def test_the_item_comes_with_a_later_tray_and_back_with_a_restarted_one(self):
         self.start(tray=None)

@@ -90,13 +90,6 @@ TEST_F(EventLogTest, EachEventComesWithThePositionPastItAndReadingGoesOnFromAnyO
         log.readNewLines();
         EXPECT_EQ(count, read);
     }
-    for (const std::optional<qint64> noPosition : {std::optional<qint64>(1e9), {}}) {
-        m_ids.clear();
-        EventLog log(m_path, noPosition, m_receive);
-        log.readNewLines();
-        EXPECT_EQ(m_ids.size(), noPosition ? 3 : 0);
-        EXPECT_EQ(m_offset, size());
-    }
 }
 
 TEST_F(EventLogTest, OnlyALargeLogThatWasReadToItsEndAndThatNobodyHoldsIsEmptied)

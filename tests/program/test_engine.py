@@ -6,6 +6,7 @@ import random
 import re
 import shutil
 import signal
+import socket
 import subprocess
 import sys
 import time
@@ -157,6 +158,15 @@ class EngineTest(unittest.TestCase):
             self.assertEqual([len(line['recentEvents']) for line in home.lines()], [1] * len(sessions))
             self.assertFalse(home.read(spare))
 
+    def test_a_bus_that_takes_connections_and_never_answers_does_not_keep_it_from_the_log(self):
+        home, mute = self.home, socket.socket(socket.AF_UNIX)
+        self.addCleanup(mute.close)
+        mute.bind(f'{home.folder}/mute')
+        mute.listen()
+        home.log(event('s'))
+        with Program(home, DBUS_SESSION_BUS_ADDRESS=f'unix:path={home.folder}/mute'):
+            until(home.lines, 'the log is followed', 15)
+
     def test_as_time_goes_by_it_closes_ended_sessions_warns_of_silent_ones_and_drops_old_lines(self):
         home, clock = self.home, self.home.folder / 'clock'
         notified = take_notifications(home)
@@ -291,9 +301,10 @@ class EngineTest(unittest.TestCase):
         take_notifications(home)
         taken, place = f'{name}.home{hashlib.sha1(bytes(home.path)).hexdigest()}', '/' + name.replace('.', '/')
         home.start(sys.executable, '-m', 'dbusmock', taken, place, name, stdout=subprocess.DEVNULL)
-        words = [f'string:{word}' for word in (name, 'Start', 'bbs', 's', 'ret = "end"')]
-        add = ['dbus-send', '--print-reply', f'--dest={taken}', place, 'org.freedesktop.DBus.Mock.AddMethod', *words]
-        until(lambda: subprocess.run(add, env=home.environment, capture_output=True).returncode == 0, 'it has the name')
+        answer = ['dbus-send', '--print-reply', f'--dest={taken}', place, 'org.freedesktop.DBus.Mock.AddMethod',
+                  *(f'string:{word}' for word in (name, 'Start', 'bbs', 's', 'ret = "end"'))]
+        until(lambda: not subprocess.call(answer, env=home.environment, stdout=subprocess.DEVNULL,
+                                          stderr=subprocess.DEVNULL), 'it has the name')
         with Program(home) as program:
             home.log(event('s'))
             until(home.lines, 'it follows the log')

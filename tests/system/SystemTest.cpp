@@ -20,7 +20,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr Files::ReplaceOptions later{.flush = Files::Flush::Later};
-constexpr Files::ReplaceOptions program{.newFileMode = 0755, .forceMode = true, .links = Files::Links::Replace};
+constexpr Files::ReplaceOptions program{.ownMode = 0755};
 
 QString shell(const TestHome &home, const QString &commands)
 {

@@ -106,11 +106,13 @@ public:
 
     QImage picture(double scale)
     {
-        QImage image((QSizeF(m_view->size()) * scale).toSize(), QImage::Format_RGB32);
+        QWidget *popup = QApplication::activePopupWidget(), *shown = popup ? popup : m_view.get();
+        QImage image((QSizeF(shown->size()) * scale).toSize(), QImage::Format_RGB32);
         image.setDevicePixelRatio(scale);
-        QTest::mouseMove(m_view->windowHandle(), QPoint(200, 1)); // over nothing
+        if (!popup)
+            QTest::mouseMove(m_view->windowHandle(), QPoint(200, 1)); // over nothing
         image.fill(Qt::darkCyan); // like nothing in a view, so that what is translucent shows
-        m_view->render(&image, {}, {}, QWidget::DrawChildren);
+        shown->render(&image, {}, {}, QWidget::DrawChildren);
         image.setDevicePixelRatio(1);
         return image;
     }
@@ -147,7 +149,7 @@ protected:
     Q_INVOKABLE void quickly(const QString &words) // as the second click of a double click
     {
         QApplication::setDoubleClickInterval(60'000);
-        click(words);
+        click(words); // without words where the last click was
         QApplication::setDoubleClickInterval(0);
     }
     Q_INVOKABLE void release(const QString &)
@@ -156,19 +158,24 @@ protected:
     }
     Q_INVOKABLE void hold(const QString &words)
     {
-        pointAt(words);
+        if (!words.isEmpty())
+            pointAt(words);
         QTest::mousePress(m_view->windowHandle(), Qt::LeftButton, {}, m_point);
     }
-    Q_INVOKABLE void menu(const QString &wordsAndChoice)
+    Q_INVOKABLE void menu(const QString &words)
     {
         QTest::mouseMove(m_view->windowHandle(), QPoint(200, 1)); // Qt 6.11 sends the event to what is entered next
-        pointAt(wordsAndChoice.section(u' ', 0, 0));
+        pointAt(words);
         QTest::mouseClick(m_view->windowHandle(), Qt::RightButton, {}, m_point);
+    }
+    Q_INVOKABLE void choose(const QString &choice)
+    {
         auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
         ASSERT_TRUE(menu);
         for (QAction *action : menu->actions()) {
-            m_told += action->text() + action->shortcut().toString() + (action->isEnabled() ? u""_s : u" off"_s);
-            if (action->text() == wordsAndChoice.section(u' ', 1))
+            m_told += action->text().replace(u'\t', u' ') + action->shortcut().toString()
+                + (action->isEnabled() ? u""_s : u" off"_s);
+            if (action->text().section(u'\t', 0, 0) == choice)
                 action->trigger();
         }
         menu->close();
@@ -198,6 +205,10 @@ protected:
     }
     Q_INVOKABLE void filter(const QString &to) { m_store->setSourceFilter(taskSourceFrom(to)); }
     Q_INVOKABLE void open(const QString &line) { static_cast<PanelView *>(m_view.get())->showLine(line); }
+    Q_INVOKABLE void wish(const QString &of) // as the mini board passes it on
+    {
+        static_cast<PanelView *>(m_view.get())->act(of.section(u' ', 0, 0), of.section(u' ', 1));
+    }
     Q_INVOKABLE void toggle(const QString &to) { static_cast<PanelView *>(m_view.get())->setMiniBoardOn(to == u"on"); }
     Q_INVOKABLE void pass(const QString &minutes) { m_home.now = m_home.now.addSecs(60 * minutes.toInt()); }
     Q_INVOKABLE void sweep(const QString &) { m_store->sweep(); }

@@ -1,0 +1,77 @@
+#include "Plumtide/views/FormFields.h"
+
+#include "Plumtide/views/Icons.h"
+#include "Plumtide/views/Theme.h"
+
+#include <QAccessible>
+#include <QCoreApplication>
+#include <QHash>
+#include <QPainter>
+#include <QStyleOptionComboBox>
+#include <QStyledItemDelegate>
+#include <QTranslator>
+#include <QWheelEvent>
+
+#include <cstring>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr double arrowSize = 9;
+constexpr TextStyle fieldTextStyle{12, QFont::Normal, Theme::text};
+
+class InputMenuTexts final : public QTranslator
+{
+public:
+    using QTranslator::QTranslator;
+    [[nodiscard]] QString translate(const char *context, const char *text, const char * /*comment*/,
+                                    int /*number*/) const override
+    {
+        static const QHash<QByteArrayView, QString> texts{
+            {"&Undo", u"撤销"_s},  {"&Redo", u"重做"_s},  {"Cu&t", u"剪切"_s},      {"&Copy", u"复制"_s},
+            {"&Paste", u"粘贴"_s}, {"Delete", u"删除"_s}, {"Select All", u"全选"_s}};
+        return std::strcmp(context, "QLineEdit") == 0 ? texts.value(text) : QString();
+    }
+};
+
+} // namespace
+
+FormInput::FormInput(const QString &placeholder, QWidget *parent) : QLineEdit(parent)
+{
+    [[maybe_unused]] static const bool isTranslated = QCoreApplication::installTranslator(new InputMenuTexts(qApp));
+    setFont(Theme::widgetFont(fieldTextStyle));
+    setPlaceholderText(placeholder);
+}
+
+FormChoice::FormChoice(QWidget *parent) : QComboBox(parent)
+{
+    setFont(Theme::widgetFont(fieldTextStyle));
+    setItemDelegate(new QStyledItemDelegate(this)); // its own shows no choice under a style sheet
+    connect(this, &QComboBox::currentIndexChanged, this, [this] {
+        QAccessibleEvent event(this, QAccessible::NameChanged); // which has the value in it
+        QAccessible::updateAccessibility(&event);
+    });
+}
+
+// The arrow is drawn here: a style sheet's picture would need Qt's plugin for SVG images, which may be missing.
+void FormChoice::paintEvent(QPaintEvent *event)
+{
+    QComboBox::paintEvent(event);
+    QStyleOptionComboBox option;
+    initStyleOption(&option);
+    const QRectF room = style()->subControlRect(QStyle::CC_ComboBox, &option, QStyle::SC_ComboBoxArrow, this);
+    QPainter(this).drawPixmap(room.center() - QPointF(arrowSize, arrowSize) / 2,
+                              iconPixmap(u"chevron-down"_s, arrowSize, Theme::secondary, devicePixelRatioF()));
+}
+
+QString formFieldStyle()
+{
+    return u"QLineEdit, QComboBox { background: %1; border: 1px solid %2; border-radius: 6px; padding: 0px 6px; }"
+           "QComboBox { padding: 0px 7px; }"
+           "QLineEdit:focus { border: 2px solid %3; padding: 0px 5px; }"
+           "QComboBox:focus { border: 2px solid %3; padding: 0px 6px; }"
+           "QComboBox::drop-down { border: none; width: 24px; }"
+           "QComboBox::down-arrow { image: none; }"_s.arg(Theme::card.name(), Theme::fieldBorder.name(),
+                                                          Theme::faded(Theme::accent, 0.8).name(QColor::HexArgb));
+}
