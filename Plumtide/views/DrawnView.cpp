@@ -72,6 +72,13 @@ void DrawnView::tellState(QAccessible::State changed)
     QAccessible::updateAccessibility(&event);
 }
 
+void DrawnView::setExpanded(bool isExpanded)
+{
+    QAccessible::State changed;
+    changed.expanded = std::exchange(m_isExpanded, isExpanded) != isExpanded;
+    tellState(changed);
+}
+
 void DrawnView::place(const QRectF &box, double margin)
 {
     const QRect around = box.adjusted(-margin, -margin, margin, margin).toAlignedRect();

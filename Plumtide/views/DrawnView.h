@@ -25,11 +25,13 @@ public:
     void setOpacity(double opacity, double ofButtons = 1);
 
     [[nodiscard]] virtual QAccessible::Role role() const { return m_role; }
-    [[nodiscard]] virtual std::optional<bool> isExpanded() const { return std::nullopt; } ///< If it can be.
-    [[nodiscard]] virtual bool isMarked() const { return false; }                         ///< Checked, or switched on.
-    [[nodiscard]] virtual double radius() const { return 4; }                             ///< Of its corners.
+    [[nodiscard]] std::optional<bool> isExpanded() const { return m_isExpanded; } ///< If it can be.
+    void setExpanded(bool isExpanded);
+    [[nodiscard]] virtual bool isMarked() const { return false; } ///< Checked, or switched on.
+    [[nodiscard]] virtual double radius() const { return 4; }     ///< Of its corners.
     /// What a double click and the keys of a line's actions are about; nothing when it is empty.
     [[nodiscard]] virtual QString subject() const { return m_subject; }
+    void setPressable();
     void setSubject(const QString &subject) { m_subject = subject; }
     [[nodiscard]] QRectF box() const { return m_box; }             ///< In the widget.
     [[nodiscard]] bool showsFocus() const { return m_showsFocus; } ///< When it has it: it came by a key.
@@ -42,7 +44,6 @@ Q_SIGNALS:
     void menuRequested(const QString &subject, QPoint place); ///< In global pixels.
 
 protected:
-    void setPressable();
     void tellState(QAccessible::State changed);
 
     void paintEvent(QPaintEvent *event) override;
@@ -65,6 +66,7 @@ private:
     double m_opacity = 1;
     double m_opacityOfButtons = 1;
     bool m_isPressable = false;
+    std::optional<bool> m_isExpanded;
     bool m_showsFocus = false;
 };
 

@@ -68,19 +68,12 @@ PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, Q
     connect(m_board, &BoardView::menuRequested, this, [this](const QString &id, QPoint place) {
         LineMenu::show(*this, m_store, id, place, true, [this, id](const QString &wish) { act(wish, id); });
     });
-    connect(m_board, &BoardView::connectRequested, this, [&installer](TaskSource tool) {
-        if (tool == TaskSource::claude)
-            installer.installClaude();
-        else
-            installer.installCodex();
-    });
-    connect(m_board, &BoardView::messageRead, &installer, &HooksInstaller::clearMessage);
     connect(m_board, &BoardView::heightChanged, this, [this](const QString &unfolding) {
         keepPlace([this] { m_board->layOut(); });
         if (unfolding == m_board->expandedID())
             bringIntoView(unfolding);
     });
-    connect(m_scroll->verticalScrollBar(), &QScrollBar::valueChanged, m_board, &BoardView::showNear);
+    connect(m_scroll->verticalScrollBar(), &QScrollBar::valueChanged, m_board, &BoardView::updateVisibleWidgets);
 }
 
 void PanelView::setMiniBoardOn(bool isOn)

@@ -75,7 +75,7 @@ void PanelView::keyPressEvent(QKeyEvent *event)
     const bool isAtRow = from && from->parentWidget() == m_board;
     const bool isStep = event->key() == Qt::Key_Up || event->key() == Qt::Key_Down;
     if (QWidget *row = isAtRow && isStep
-            ? m_board->controlAfter(from, event->key() == Qt::Key_Down, BoardView::Among::Rows)
+            ? m_board->controlAfter(from, event->key() == Qt::Key_Down, BoardView::FocusScope::Rows)
             : nullptr)
         focusOn(row, Qt::TabFocusReason);
     else
