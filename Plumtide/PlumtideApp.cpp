@@ -22,17 +22,6 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-void printMessage(const HooksInstaller &installer)
-{
-    const QByteArray line = installer.message().value_or(QString()).toUtf8();
-    std::printf("%s\n", line.constData());
-    std::fflush(stdout);
-}
-
-} // namespace
-
 int PlumtideApp::help()
 {
     std::fputs("用法：plumtide [参数]\n"
@@ -99,10 +88,11 @@ int PlumtideApp::installHooks()
         store.refreshEventState();
     }
     HooksInstaller installer(environment);
-    installer.installClaude();
-    printMessage(installer);
-    installer.installCodex();
-    printMessage(installer);
+    for (const auto install : {&HooksInstaller::installClaude, &HooksInstaller::installCodex}) {
+        (installer.*install)();
+        std::puts(qUtf8Printable(installer.message().value_or(QString())));
+        std::fflush(stdout);
+    }
     for (const QString &reason : reasonsForSilence(Environment::realHome()))
         std::fprintf(stderr, "Plumtide: %s\n", qUtf8Printable(reason));
     return 0;
@@ -114,6 +104,7 @@ int PlumtideApp::follow(Instance &instance, bool isByUser)
         std::fputs("Plumtide: 已经在运行了。\n", stderr);
         return 0;
     }
+    auto *const application = QCoreApplication::instance();
     HooksInstaller &installer = HooksInstaller::shared(); // brings deployed scripts up to date, with windows or without
     m_store.setNotify(
         [](const Board::Notice &notice) { Notifier::shared().notify(notice.title, notice.body, notice.id); });
@@ -124,14 +115,12 @@ int PlumtideApp::follow(Instance &instance, bool isByUser)
                 Notifier::shared().notify(u"前往会话"_s, there.failure().sentence, id);
         });
     });
-    QObject::connect(m_signals.get(), &TerminationSignals::requested, QCoreApplication::instance(),
-                     &QCoreApplication::quit);
-    QObject::connect(&instance, &Instance::replaced, QCoreApplication::instance(), &QCoreApplication::quit);
+    QObject::connect(m_signals.get(), &TerminationSignals::requested, application, &QCoreApplication::quit);
+    QObject::connect(&instance, &Instance::replaced, application, &QCoreApplication::quit);
     std::unique_ptr<DesktopShell> desktop;
-    if (qobject_cast<QApplication *>(QCoreApplication::instance())) {
+    if (qobject_cast<QApplication *>(application)) {
         desktop = std::make_unique<DesktopShell>(m_store, installer, instance, Environment::real());
-        QObject::connect(desktop.get(), &DesktopShell::quitRequested, QCoreApplication::instance(),
-                         &QCoreApplication::quit);
+        QObject::connect(desktop.get(), &DesktopShell::quitRequested, application, &QCoreApplication::quit);
         if (m_isFirst && isByUser) // a newcomer is shown what there is to connect
             QTimer::singleShot(0, desktop.get(), [&desktop] { desktop->openPanel(); });
     }

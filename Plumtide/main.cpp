@@ -17,7 +17,6 @@
 #include <memory>
 #include <span>
 #include <string_view>
-#include <utility>
 
 #include <malloc.h>
 

@@ -43,9 +43,7 @@ MiniBoardController::~MiniBoardController() = default;
 
 void MiniBoardController::applyPreference()
 {
-    const bool isWanted = isEnabled();
-    m_defaults.setBoolean(enabledKey, isWanted);
-    isWanted ? show() : hide();
+    setEnabled(isEnabled());
 }
 
 bool MiniBoardController::isEnabled()
@@ -57,22 +55,26 @@ void MiniBoardController::setEnabled(bool isEnabled)
 {
     const bool isChange = isEnabled != this->isEnabled();
     m_defaults.setBoolean(enabledKey, isEnabled);
-    isEnabled ? show() : hide();
+    if (isEnabled)
+        show();
+    else if (m_panel)
+        m_panel->hide();
     if (isChange)
         Q_EMIT enabledChanged(isEnabled);
 }
 
 void MiniBoardController::show()
 {
-    if (!m_panel)
-        m_panel = makePanel();
+    if (!m_panel) {
+        m_panel = std::make_unique<MiniBoardWindow>(m_makeContent());
+        const std::optional<QPoint> stored = storedPlace();
+        const QPoint place = stored ? *stored : firstPlace(m_panel->boardSize().height()).value_or(m_panel->pos());
+        qCDebug(appLog) << "mini board at" << place << "stored:" << stored.has_value();
+        m_panel->setPlace(place);
+        const auto store = [this](QPoint to) { m_defaults.setNumbers(originKey, {1.0 * to.x(), 1.0 * to.y()}); };
+        connect(m_panel.get(), &MiniBoardWindow::movedByUser, this, store);
+    }
     m_panel->showInFront();
-}
-
-void MiniBoardController::hide()
-{
-    if (m_panel)
-        m_panel->hide();
 }
 
 void MiniBoardController::resetPlace()
@@ -82,24 +84,6 @@ void MiniBoardController::resetPlace()
         return;
     if (const std::optional<QPoint> place = firstPlace(m_panel->boardSize().height()))
         m_panel->setPlace(*place);
-}
-
-void MiniBoardController::openMainPanel()
-{
-    m_openMainPanel();
-}
-
-std::unique_ptr<MiniBoardWindow> MiniBoardController::makePanel()
-{
-    auto panel = std::make_unique<MiniBoardWindow>(m_makeContent());
-    std::optional<QPoint> place = storedPlace();
-    if (!place)
-        place = firstPlace(panel->boardSize().height());
-    qCDebug(appLog) << "mini board at" << place.value_or(panel->pos()) << "stored:" << storedPlace().has_value();
-    panel->setPlace(place.value_or(panel->pos()));
-    const auto store = [this](QPoint to) { m_defaults.setNumbers(originKey, {1.0 * to.x(), 1.0 * to.y()}); };
-    connect(panel.get(), &MiniBoardWindow::movedByUser, this, store);
-    return panel;
 }
 
 std::optional<QPoint> MiniBoardController::storedPlace()

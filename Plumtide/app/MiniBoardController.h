@@ -36,26 +36,21 @@ public:
     void setEnabled(bool isEnabled); ///< Writes the preference, then shows or hides.
 
     void show(); ///< In front of everything, without activating it.
-    void hide();
 
     /// Forgets where the user has left the board; one that exists goes to the first place.
     void resetPlace();
 
-    void openMainPanel();
-
-    /// Null until it is first shown; then the same for good.
-    [[nodiscard]] MiniBoardWindow *panel() const { return m_panel.get(); }
+    void openMainPanel() { m_openMainPanel(); }
 
 Q_SIGNALS:
     void enabledChanged(bool isEnabled); ///< By `setEnabled`.
 
 private:
-    [[nodiscard]] std::unique_ptr<MiniBoardWindow> makePanel();
     [[nodiscard]] std::optional<QPoint> storedPlace();
     [[nodiscard]] std::optional<QPoint> firstPlace(int height) const; // none without a screen
 
     Defaults &m_defaults;
     const MakeContent m_makeContent;
     const std::function<void()> m_openMainPanel;
-    std::unique_ptr<MiniBoardWindow> m_panel;
+    std::unique_ptr<MiniBoardWindow> m_panel; // null until it is first shown; then the same for good
 };

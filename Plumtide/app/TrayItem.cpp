@@ -15,18 +15,15 @@ using namespace Qt::StringLiterals;
 TrayItem::TrayItem(TrayHost &host, QObject *parent) : QObject(parent), m_menu(std::make_unique<QMenu>())
 {
     connect(&host, &TrayHost::found, this, &TrayItem::makeIcon);
-    connect(m_menu->addAction(u"打开看板"_s), &QAction::triggered, this, &TrayItem::openRequested);
-    m_undo = m_menu->addAction(QString());
+    m_menu->addAction(u"打开看板"_s, this, &TrayItem::openRequested);
+    m_undo = m_menu->addAction(QString(), this, &TrayItem::undoRequested);
     setUndoText({});
-    connect(m_undo, &QAction::triggered, this, &TrayItem::undoRequested);
-    m_miniBoard = m_menu->addAction(u"悬浮板"_s);
+    m_miniBoard = m_menu->addAction(u"悬浮板"_s, this, &TrayItem::miniBoardSwitched);
     m_miniBoard->setCheckable(true);
-    connect(m_miniBoard, &QAction::triggered, this, &TrayItem::miniBoardSwitched);
-    m_loginStart = m_menu->addAction(u"登录时启动"_s);
+    m_loginStart = m_menu->addAction(u"登录时启动"_s, this, &TrayItem::loginStartSwitched);
     m_loginStart->setCheckable(true);
-    connect(m_loginStart, &QAction::triggered, this, &TrayItem::loginStartSwitched);
     m_menu->addSeparator();
-    connect(m_menu->addAction(u"退出"_s), &QAction::triggered, this, &TrayItem::quitRequested);
+    m_menu->addAction(u"退出"_s, this, &TrayItem::quitRequested);
     connect(m_menu.get(), &QMenu::aboutToShow, this, &TrayItem::menuOpening);
     // The tray has announced a window (seen with GNOME 43): if none has come, the pointer need not be busy for it.
     connect(
@@ -72,16 +69,6 @@ void TrayItem::setUrgentCount(int count)
     m_urgentCount = count;
     if (m_icon)
         showCount();
-}
-
-void TrayItem::setMiniBoardOn(bool isOn)
-{
-    m_miniBoard->setChecked(isOn);
-}
-
-void TrayItem::setLoginStartOn(bool isOn)
-{
-    m_loginStart->setChecked(isOn);
 }
 
 void TrayItem::setUndoText(const QString &text)

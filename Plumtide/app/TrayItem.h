@@ -2,12 +2,12 @@
 
 #include "Plumtide/desktop/TrayHost.h"
 
+#include <QAction>
 #include <QObject>
 #include <QRect>
 
 #include <memory>
 
-class QAction;
 class QMenu;
 class QSystemTrayIcon;
 
@@ -25,8 +25,8 @@ public:
     /// The icon and the tooltip are sent only when the number changes.
     void setUrgentCount(int count);
     // The check marks in the menu; no signal follows.
-    void setMiniBoardOn(bool isOn);
-    void setLoginStartOn(bool isOn);
+    void setMiniBoardOn(bool isOn) { m_miniBoard->setChecked(isOn); }
+    void setLoginStartOn(bool isOn) { m_loginStart->setChecked(isOn); }
     void setUndoText(const QString &text); ///< What `undoRequested` would do; empty when nothing.
 
     /// "Plumtide", or "Plumtide：3 条等你处理".

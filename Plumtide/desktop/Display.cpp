@@ -46,10 +46,9 @@ bool hasPlugin(const QString &filePattern)
     for (const QString &root : QCoreApplication::libraryPaths())
         folders.append(root + "/platforms"_L1);
     folders.removeAll(QString());
-    return std::any_of(folders.cbegin(), folders.cend(), [&](const QString &folder) {
-        const QFileInfoList plugins = QDir(folder).entryInfoList({filePattern}, QDir::Files);
-        return std::any_of(plugins.cbegin(), plugins.cend(),
-                           [](const QFileInfo &plugin) { return QPluginLoader(plugin.filePath()).load(); });
+    return std::ranges::any_of(folders, [&](const QString &folder) {
+        return std::ranges::any_of(QDir(folder).entryInfoList({filePattern}, QDir::Files),
+                                   [](const QFileInfo &plugin) { return QPluginLoader(plugin.filePath()).load(); });
     });
 }
 

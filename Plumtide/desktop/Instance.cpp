@@ -4,7 +4,6 @@
 
 #include <QCryptographicHash>
 #include <QDBusConnection>
-#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDeadlineTimer>
 #include <QFile>

@@ -43,7 +43,10 @@ Notifier::Notifier() : m_bus(QDBusConnection::sessionBus()), m_available(m_bus.i
     listen(u"NotificationClosed"_s, SLOT(forgetClosed(uint, uint)));
     auto *const service =
         new QDBusServiceWatcher(serviceName, m_bus, QDBusServiceWatcher::WatchForUnregistration, this);
-    connect(service, &QDBusServiceWatcher::serviceUnregistered, this, &Notifier::forgetAll);
+    connect(service, &QDBusServiceWatcher::serviceUnregistered, this, [this] {
+        for (const Shown &shown : QHash(m_shown))
+            forgetClosed(shown.number, 0);
+    });
 }
 
 void Notifier::notify(const QString &title, const QString &body, const QString &id)
@@ -144,11 +147,4 @@ void Notifier::forgetClosed(uint number, uint /*reason*/)
             shown.number = 0;
     }
     m_shown.removeIf([](const auto &entry) { return entry->number == 0 && !entry->isOnItsWay; });
-}
-
-void Notifier::forgetAll()
-{
-    for (Shown &shown : m_shown)
-        shown.number = 0;
-    m_shown.removeIf([](const auto &entry) { return !entry->isOnItsWay; });
 }

@@ -6,8 +6,6 @@
 
 #include <optional>
 
-class QDBusPendingCall;
-
 /// Puts a desktop notification in front of the user when a line needs attention, through org.freedesktop.Notifications
 /// on the session bus.
 /// Thread: main thread. Nothing is shown before the event loop runs.
@@ -57,7 +55,6 @@ private:
     template <typename Answered>
     void call(const QString &method, const QVariantList &arguments, Answered answered);
     void send(const QString &id);
-    void forgetAll();
     // Signals go to everybody, so most numbers are other programs'.
     [[nodiscard]] QHash<QString, Shown>::const_iterator find(uint number) const;
 

@@ -19,17 +19,13 @@ TrayHost::TrayHost(QObject *parent) : QObject(parent)
 
 void TrayHost::start()
 {
-    lookForWatcher();
     connect(&m_xembed, &ManagerSelection::changed, this, [this](bool isThere) {
         qCDebug(desktopLog) << "XEmbed tray:" << isThere;
         isThere && !m_isFound ? m_grace.start() : m_grace.stop();
     });
     if (m_xembed.isOwned())
         m_grace.start();
-}
 
-void TrayHost::lookForWatcher()
-{
     const QString name = u"org.kde.StatusNotifierWatcher"_s;
     const QDBusConnection bus = QDBusConnection::sessionBus();
     qCDebug(desktopLog) << "session bus:" << bus.isConnected() << "XEmbed tray:" << m_xembed.isOwned();

@@ -27,7 +27,6 @@ Q_SIGNALS:
     void found(); ///< Once at the most.
 
 private:
-    void lookForWatcher();
     void finish(const char *kind);
 
     ManagerSelection m_xembed{"_NET_SYSTEM_TRAY_S0"};

@@ -117,20 +117,25 @@ bool isArrayOfObjects(const Json &value)
     return value.is_array() && std::all_of(value.begin(), value.end(), [](const Json &v) { return v.is_object(); });
 }
 
+// Empty where the hook has none.
+std::string_view commandOf(const Json &hook)
+{
+    const auto command = hook.find("command");
+    return command != hook.end() && command->is_string() ? command->get_ref<const std::string &>() : std::string_view();
+}
+
 bool namesScript(const Json &entry)
 {
     const auto hooks = entry.find("hooks");
     return hooks != entry.end() && isArrayOfObjects(*hooks)
-        && std::any_of(hooks->begin(), hooks->end(), [](const Json &hook) {
-               const auto command = hook.find("command");
-               return command != hook.end() && command->is_string()
-                   && command->get_ref<const std::string &>().find(scriptName) != std::string::npos;
-           });
+        && std::any_of(hooks->begin(), hooks->end(),
+                       [](const Json &hook) { return commandOf(hook).find(scriptName) != std::string_view::npos; });
 }
 
-// A path of ours, bare or in quotes.
-bool runsScript(std::string_view command)
+// It is a path of ours, bare or in quotes.
+bool runsScript(const Json &hook)
 {
+    std::string_view command = commandOf(hook);
     if (command.ends_with('\'') || command.ends_with('"'))
         command.remove_suffix(1);
     return command.ends_with("/.tavvel/hooks/tavvel-hook.sh");
@@ -140,15 +145,11 @@ bool runsScript(std::string_view command)
 bool removeScript(Json &hooks)
 {
     bool isChanged = false;
-    const auto isOurs = [](const Json &hook) {
-        const auto command = hook.find("command");
-        return command != hook.end() && command->is_string() && runsScript(command->get_ref<const std::string &>());
-    };
     const auto isLeftEmpty = [&](Json &entry) {
         const auto list = entry.find("hooks");
-        if (list == entry.end() || !isArrayOfObjects(*list) || std::none_of(list->begin(), list->end(), isOurs))
+        if (list == entry.end() || !isArrayOfObjects(*list) || std::none_of(list->begin(), list->end(), runsScript))
             return false;
-        list->erase(std::remove_if(list->begin(), list->end(), isOurs), list->end());
+        list->erase(std::remove_if(list->begin(), list->end(), runsScript), list->end());
         isChanged = true;
         return list->empty();
     };

@@ -4,6 +4,8 @@
 
 #include <toml++/toml.h>
 
+#include <QRegularExpression>
+
 #include <optional>
 
 using namespace Qt::StringLiterals;
@@ -27,18 +29,6 @@ QByteArrayView bytesOf(const QByteArray &text, Range range)
     return QByteArrayView(text).sliced(range.begin, range.end - range.begin);
 }
 
-bool isBlank(char c)
-{
-    return c == ' ' || (c >= '\t' && c <= '\r' && c != '\n');
-}
-
-QByteArrayView withoutLeadingBlanks(QByteArrayView text)
-{
-    while (!text.isEmpty() && isBlank(text.front()))
-        text = text.sliced(1);
-    return text;
-}
-
 // The line that begins at `begin`, without its line feed or carriage return and line feed.
 Range lineAt(const QByteArray &text, qsizetype begin)
 {
@@ -55,63 +45,32 @@ qsizetype nextLine(const QByteArray &text, qsizetype begin)
     return lineFeed < 0 ? text.size() : lineFeed + 1;
 }
 
-std::optional<qsizetype> findHeader(const QByteArray &text, qsizetype begin)
-{
-    for (qsizetype at = begin; at < text.size(); at = nextLine(text, at)) {
-        if (text[at] == '[')
-            return at;
-    }
-    return std::nullopt;
-}
-
 // What stands above the first header.
 Range rootTableOf(const QByteArray &config)
 {
     const qsizetype begin = config.startsWith(byteOrderMark) ? 3 : 0;
-    return {begin, findHeader(config, begin).value_or(config.size())};
+    const qsizetype header = ('\n' + config.sliced(begin)).indexOf("\n[");
+    return {begin, header < 0 ? config.size() : begin + header};
 }
 
 std::optional<Range> findNotifyLine(const QByteArray &text, Range rootTable)
 {
-    constexpr QByteArrayView key = "notify";
-    for (qsizetype at = rootTable.begin; at < rootTable.end; at = nextLine(text, at)) {
-        const Range range = lineAt(text, at);
-        const QByteArrayView line = bytesOf(text, range);
-        if (line.startsWith(key) && withoutLeadingBlanks(line.sliced(key.size())).startsWith('='))
-            return range;
-    }
-    return std::nullopt;
-}
-
-// What follows a `notify` key, quoted or not, at the start of `text`.
-std::optional<QByteArrayView> afterNotifyKey(QByteArrayView text)
-{
-    text = withoutLeadingBlanks(text);
-    for (const QByteArrayView spelling :
-         {QByteArrayView("notify"), QByteArrayView("\"notify\""), QByteArrayView("'notify'")}) {
-        if (text.startsWith(spelling))
-            return withoutLeadingBlanks(text.sliced(spelling.size()));
-    }
-    return std::nullopt;
+    static const QRegularExpression notify(uR"(^notify[^\S\n]*=)"_s, QRegularExpression::MultilineOption);
+    const QRegularExpressionMatch match = notify.match(QString::fromLatin1(bytesOf(text, rootTable)));
+    return match.hasMatch() ? std::optional(lineAt(text, rootTable.begin + match.capturedStart())) : std::nullopt;
 }
 
 // The tolerant look at a text that is no valid TOML: any spelling of the key in the root table, or a table of
 // that name anywhere.
 bool seemsToHaveNotify(const QByteArray &text, Range rootTable)
 {
-    for (qsizetype at = rootTable.begin; at < text.size(); at = nextLine(text, at)) {
-        const Range range = lineAt(text, at);
-        QByteArrayView line = withoutLeadingBlanks(bytesOf(text, range));
-        const bool isHeader = line.startsWith('[');
-        if (isHeader)
-            line = line.sliced(line.startsWith("[[") ? 2 : 1);
-        else if (at >= rootTable.end)
-            continue;
-        const auto rest = afterNotifyKey(line);
-        if (rest && (rest->startsWith('.') || rest->startsWith(isHeader ? ']' : '=')))
-            return true;
-    }
-    return false;
+    const auto isIn = [&text](Range range, const QString &before, const QString &after) {
+        const QString line = uR"(^[^\S\n]*%1(?:notify|"notify"|'notify')[^\S\n]*(?:\.|%2))"_s.arg(before, after);
+        return QString::fromLatin1(bytesOf(text, range))
+            .contains(QRegularExpression(line, QRegularExpression::MultilineOption));
+    };
+    return isIn(rootTable, QString(), u"="_s)
+        || isIn({rootTable.begin, text.size()}, uR"(\[\[?[^\S\n]*)"_s, uR"(\])"_s);
 }
 
 // An upper bound for the levels of a text's tables. toml++ builds, compares and drops them by recursion, at some 250

@@ -54,38 +54,28 @@ HooksInstaller::HooksInstaller(const Environment &environment, QObject *parent)
         qCDebug(hooksLog) << "the scripts stay as they are:" << deployed.failure().sentence;
 }
 
-void HooksInstaller::clearMessage()
-{
-    setMessage(std::nullopt);
-}
-
 void HooksInstaller::refresh()
 {
-    setClaudeInstalled(mentions(m_claudeSettings, "tavvel-hook.sh"));
-    setCodexInstalled(mentions(m_codexConfig, "codex-notify"));
+    Q_EMIT objectWillChange();
+    m_claudeInstalled = mentions(m_claudeSettings, "tavvel-hook.sh");
+    Q_EMIT objectWillChange();
+    m_codexInstalled = mentions(m_codexConfig, "codex-notify");
     qCDebug(hooksLog) << "registered with Claude Code:" << m_claudeInstalled << "with Codex:" << m_codexInstalled;
-}
-
-std::optional<QString> HooksInstaller::resourceHooksDir() const
-{
-    const QString candidate = m_resourcesDir + u"/hooks"_s;
-    if (m_resourcesDir.isEmpty()
-        || !QFileInfo::exists(candidate + u'/' + QFileInfo(HookFiles::claudeScript).fileName()))
-        return std::nullopt;
-    return candidate;
 }
 
 Outcome<void> HooksInstaller::deployScripts()
 {
     constexpr qint64 maxScriptBytes = 16 * 1024 * 1024;
-    const std::optional<QString> sourceDir = resourceHooksDir();
-    if (!sourceDir)
+    const auto sourceOf = [this](const QString &script) {
+        return m_resourcesDir + u"/hooks/"_s + QFileInfo(script).fileName();
+    };
+    if (m_resourcesDir.isEmpty() || !QFileInfo::exists(sourceOf(HookFiles::claudeScript)))
         return Failure{u"app 包里没有 hooks 资源（开发构建请用仓库里的 scripts/install-hooks.py）"_s};
     if (Outcome<void> made = Files::makeDirectory(m_home + HookFiles::hooksDir); !made)
         return made;
 
     for (const QString &name : {HookFiles::claudeScript, HookFiles::codexScript}) {
-        const QString source = *sourceDir + u'/' + QFileInfo(name).fileName();
+        const QString source = sourceOf(name);
         if (!QFileInfo::exists(source))
             continue;
         const Outcome<QByteArray> script = Files::read(source, maxScriptBytes);
@@ -181,18 +171,6 @@ void HooksInstaller::installCodex()
         setMessage(outcome);
     if (isRegistered)
         refresh();
-}
-
-void HooksInstaller::setClaudeInstalled(bool installed)
-{
-    Q_EMIT objectWillChange();
-    m_claudeInstalled = installed;
-}
-
-void HooksInstaller::setCodexInstalled(bool installed)
-{
-    Q_EMIT objectWillChange();
-    m_codexInstalled = installed;
 }
 
 void HooksInstaller::setMessage(const std::optional<QString> &message)

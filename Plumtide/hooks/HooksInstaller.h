@@ -29,7 +29,7 @@ public:
     [[nodiscard]] bool claudeInstalled() const { return m_claudeInstalled; } ///< As of the last `refresh`.
     [[nodiscard]] bool codexInstalled() const { return m_codexInstalled; }   ///< As of the last `refresh`.
     [[nodiscard]] const std::optional<QString> &message() const { return m_message; }
-    void clearMessage(); ///< For the view that has shown it.
+    void clearMessage() { setMessage(std::nullopt); } ///< For the view that has shown it.
 
     void refresh(); ///< Reads both configuration files again; what cannot be read is not registered.
 
@@ -40,11 +40,7 @@ Q_SIGNALS:
     void objectWillChange(); ///< Before each assignment of one of the three published fields, changed or not.
 
 private:
-    [[nodiscard]] std::optional<QString> resourceHooksDir() const;
     Outcome<void> deployScripts();
-
-    void setClaudeInstalled(bool installed);
-    void setCodexInstalled(bool installed);
     void setMessage(const std::optional<QString> &message);
     void reportFailure(const Failure &failure);
 

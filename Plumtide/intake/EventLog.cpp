@@ -87,7 +87,10 @@ void EventLog::readNewLines()
             return;
         qCDebug(intakeLog) << "read up to" << blocks.offset();
         const bool isWhole = forEachPiece(block, [&](QByteArrayView line) {
-            handOver(line, blocks.offset() - (block.end() - line.end()) + 1);
+            if (const std::optional<HookEvent> event = HookEvent::decode(line))
+                moveTo(blocks.offset() - (block.end() - line.end()) + 1, event);
+            else
+                qCDebug(intakeLog) << "no event:" << line.first(qMin<qsizetype>(line.size(), 200)).toByteArray();
             return !m_isStopping;
         });
         if (isWhole && m_position != blocks.offset())
@@ -95,21 +98,10 @@ void EventLog::readNewLines()
     }
 }
 
-void EventLog::handOver(QByteArrayView line, qint64 end)
-{
-    const std::optional<HookEvent> event = HookEvent::decode(line);
-    if (!event) {
-        qCDebug(intakeLog) << "no event:" << line.first(qMin<qsizetype>(line.size(), 200)).toByteArray();
-        return;
-    }
-    m_position = end;
-    m_onEvent(event, end);
-}
-
-void EventLog::moveTo(qint64 position)
+void EventLog::moveTo(qint64 position, const std::optional<HookEvent> &event)
 {
     m_position = position;
-    m_onEvent(std::nullopt, position);
+    m_onEvent(event, position);
 }
 
 bool EventLog::isReadAndLarge() const

@@ -2,7 +2,6 @@
 
 #include "Plumtide/intake/HookEvent.h"
 
-#include <QByteArray>
 #include <QString>
 
 #include <atomic>
@@ -47,8 +46,7 @@ public:
     bool lookBack(const std::function<bool(QByteArrayView)> &visit);
 
 private:
-    void moveTo(qint64 position);
-    void handOver(QByteArrayView line, qint64 end);
+    void moveTo(qint64 position, const std::optional<HookEvent> &event = {});
 
     const QString m_path;
     std::optional<qint64> m_position;

@@ -33,20 +33,18 @@ void SessionFollower::read(const std::optional<QSet<QString>> &names)
     QStringList all = names ? names->values() : m_known.keys(); // of which some may be gone
     if (!names)
         all += QDir(m_folder).entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::Unsorted);
-    for (qsizetype i = 0; i < all.size() && !m_isStopping; ++i)
-        readOne(all.at(i));
-}
-
-void SessionFollower::readOne(const QString &name)
-{
-    constexpr qint64 largestRecord = 1 << 20;             // bytes; a real one has some 600
-    if (!name.endsWith(".json"_L1) || name == ".json"_L1) // which has a name and no extension
-        return;
-    const Outcome<QByteArray> content = Files::read(m_folder + u'/' + name, largestRecord);
-    const SessionRecord now = content ? SessionRecord::decode(content.value()) : SessionRecord();
-    const SessionRecord before = std::exchange(m_known[name], now);
-    if (now.pid == 0)
-        m_known.remove(name);
-    if (now != before)
-        m_onChange(before, now);
+    for (const QString &name : std::as_const(all)) {
+        if (m_isStopping)
+            return;
+        if (!name.endsWith(".json"_L1) || name == ".json"_L1) // which has a name and no extension
+            continue;
+        constexpr qint64 largestRecord = 1 << 20; // bytes; a real one has some 600
+        const Outcome<QByteArray> content = Files::read(m_folder + u'/' + name, largestRecord);
+        const SessionRecord now = content ? SessionRecord::decode(content.value()) : SessionRecord();
+        const SessionRecord before = std::exchange(m_known[name], now);
+        if (now.pid == 0)
+            m_known.remove(name);
+        if (now != before)
+            m_onChange(before, now);
+    }
 }

@@ -46,8 +46,6 @@ public:
     void stopReading() { m_isStopping = true; } ///< Makes a running `read` return after a file. Any thread.
 
 private:
-    void readOne(const QString &name);
-
     const QString m_folder;
     const OnChange m_onChange;
     std::atomic<bool> m_isStopping = false;

@@ -5,7 +5,6 @@
 
 #include <QDir>
 #include <QJsonArray>
-#include <QJsonDocument>
 
 using namespace Qt::StringLiterals;
 

@@ -3,17 +3,16 @@
 #include <QStringList>
 
 #include <algorithm>
-#include <iterator>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-auto isIn(LineRank rank, const QDateTime &now)
+qsizetype count(const QList<AgentTask> &lines, LineRank rank, const QDateTime &now)
 {
-    return [rank, now](const AgentTask &line) {
+    return std::ranges::count_if(lines, [&](const AgentTask &line) {
         return line.status != AgentTaskStatus::done && lineRank(line, now) == rank;
-    };
+    });
 }
 
 } // namespace
@@ -38,31 +37,22 @@ bool ProjectGroup::isUrgent() const
     return std::ranges::any_of(lines, &AgentTask::isUrgent);
 }
 
-QList<AgentTask> ProjectGroup::linesOf(LineRank rank, const QDateTime &now) const
-{
-    QList<AgentTask> result;
-    std::ranges::copy_if(lines, std::back_inserter(result), isIn(rank, now));
-    return result;
-}
-
 ProjectSection ProjectGroup::section(const QDateTime &now) const
 {
-    const auto has = [&](LineRank rank) { return std::ranges::any_of(lines, isIn(rank, now)); };
-    if (has(LineRank::urgent) || has(LineRank::freshWaiting))
+    if (count(lines, LineRank::urgent, now) + count(lines, LineRank::freshWaiting, now) > 0)
         return ProjectSection::pending;
-    return has(LineRank::running) ? ProjectSection::inProgress : ProjectSection::quiet;
+    return count(lines, LineRank::running, now) > 0 ? ProjectSection::inProgress : ProjectSection::quiet;
 }
 
 QString ProjectGroup::summaryText(const QDateTime &now) const
 {
     QStringList parts;
-    const auto count = [&](LineRank rank) { return std::ranges::count_if(lines, isIn(rank, now)); };
     const auto add = [&parts](qsizetype number, const QString &suffix) {
         if (number > 0)
             parts.append(QString::number(number) + suffix);
     };
-    add(count(LineRank::urgent) + count(LineRank::freshWaiting), u" 条等你处理"_s);
-    add(count(LineRank::running), u" 条在跑"_s);
-    add(count(LineRank::quiet), u" 条没新动静"_s);
+    add(count(lines, LineRank::urgent, now) + count(lines, LineRank::freshWaiting, now), u" 条等你处理"_s);
+    add(count(lines, LineRank::running, now), u" 条在跑"_s);
+    add(count(lines, LineRank::quiet, now), u" 条没新动静"_s);
     return parts.join(u" · "_s);
 }

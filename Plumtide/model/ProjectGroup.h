@@ -15,8 +15,8 @@ inline constexpr std::array allProjectSections{ProjectSection::pending, ProjectS
 /// The section's label on the board: "待处理", "进行中", "暂无更新".
 [[nodiscard]] QString label(ProjectSection section);
 
-/// The lines of one project. Everything derived is a function of the lines and of `now`; each list has the lines of one
-/// rank, in the order of `lines`. Lines that are done are in none of the lists.
+/// The lines of one project. Everything derived is a function of the lines and of `now`; lines that are done do not
+/// count.
 struct ProjectGroup
 {
     QString name; ///< The project, and the group's identity.
@@ -28,9 +28,6 @@ struct ProjectGroup
     bool operator==(const ProjectGroup &other) const { return name == other.name && lines == other.lines; }
 
     [[nodiscard]] bool isUrgent() const; ///< Any of its lines is.
-    [[nodiscard]] QList<AgentTask> quietLines(const QDateTime &now) const { return linesOf(LineRank::quiet, now); }
-    [[nodiscard]] QList<AgentTask> linesOf(LineRank rank, const QDateTime &now) const;
-
     [[nodiscard]] ProjectSection section(const QDateTime &now) const;
 
     /// "2 条等你处理 · 3 条在跑 · 2 条没新动静", with the empty parts left out.

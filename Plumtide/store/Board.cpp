@@ -152,8 +152,7 @@ Board::Changes Board::name(const HookEvent &request) const
 {
     const qsizetype place = placeOf(u"cc-"_s + request.sessionId.value_or(QString()));
     AgentTask line = lines().value(place);
-    const QString before = line.waitingReason.value_or(QString());
-    line.waitingReason = u"等你确认："_s + described(request);
+    const std::optional<QString> before = std::exchange(line.waitingReason, u"等你确认："_s + described(request));
     if (!line.needsApproval.value_or(false) || line.waitingReason == before)
         return {};
     return {{}, {{place, std::move(line)}}};
@@ -198,8 +197,7 @@ QList<AgentTask> Board::linesToKeep(const QDateTime &now) const
 Board::Changes Board::upsert(AgentTask line, const QDateTime &now) const
 {
     line.updatedAt = now;
-    const qsizetype place = placeOf(line.id);
-    return {{}, {{place, storable(line, now)}}};
+    return {{}, {{placeOf(line.id), storable(line, now)}}};
 }
 
 Board::Changes Board::setStatus(const QString &id, AgentTaskStatus status, const QDateTime &now) const

@@ -103,7 +103,7 @@ void ClaudeSessions::differ(const QString &session, const QDateTime &now)
     if (record && (doubt == m_doubts.cend() || doubt->record != *record)) {
         m_doubts.insert(session, {*record, now});
         m_unsettled.enqueue({session, now});
-    } else if (!record && doubt != m_doubts.cend() && !doubt->isSettled) {
+    } else if (!record && doubt != m_doubts.cend() && doubt->from.isValid()) {
         m_doubts.erase(doubt);
     }
 }
@@ -116,24 +116,20 @@ std::optional<HookEvent> ClaudeSessions::nextMissedEvent(const QDateTime &now)
             return std::nullopt;
         m_unsettled.dequeue();
         const auto doubt = m_doubts.find(session);
-        if (doubt == m_doubts.end() || doubt->isSettled || doubt->from != from)
+        if (doubt == m_doubts.end() || doubt->from != from)
             continue;
-        doubt->isSettled = true;
-        const SessionRecord record = doubt->record;
-        if (!find(session, [&](const SessionRecord &known) { return known == record; }))
-            continue;
-        std::optional<HookEvent> event = missedEvent(record, now);
+        doubt->from = {};
+        const auto record = find(session, [&](const SessionRecord &known) { return known == doubt->record; });
+        std::optional<HookEvent> event = record ? missedEvent(*record, now) : std::nullopt;
         if (!event)
             continue;
         Requests &requests = m_requests[session];
         if (event->hookEventName != EventName::request) {
             requests.areAnswered = true;
-        } else if (!event->toolName) {
-            if (const std::optional<HookEvent> use = openToolUse(m_transcripts, session)) {
-                event->toolName = use->toolName;
-                event->toolInput = use->toolInput;
-                requests = {{*event}};
-            }
+        } else if (const auto use = event->toolName ? std::nullopt : openToolUse(m_transcripts, session)) {
+            event->toolName = use->toolName;
+            event->toolInput = use->toolInput;
+            requests = {{*event}};
         }
         return event;
     }

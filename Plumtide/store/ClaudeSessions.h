@@ -48,8 +48,7 @@ private:
     struct Doubt
     {
         SessionRecord record;
-        QDateTime from;
-        bool isSettled = false; // nothing more is done until there is another record
+        QDateTime from; // null once it is settled: nothing more is done until there is another record
     };
 
     struct Requests

@@ -28,7 +28,7 @@ QByteArray recordText(const AgentTask &line)
 } // namespace
 
 TaskFile::TaskFile(QString path, const QStringList &flushWith)
-    : m_path(std::move(path)), m_directory(QFileInfo(m_path).path()), m_flush(QStringList{m_path} + flushWith)
+    : m_path(std::move(path)), m_flush(QStringList{m_path} + flushWith)
 {
 }
 
@@ -55,15 +55,14 @@ Outcome<void> TaskFile::save(const QList<AgentTask> &lines)
         return {};
 
     m_texts.resize(lines.size());
+    m_content.resize(0);
     for (qsizetype i = 0; i < lines.size(); ++i) {
         if (m_texts.at(i).isEmpty())
             m_texts[i] = recordText(lines.at(i));
+        m_content.append(i == 0 ? "[\n" : ",\n").append(m_texts.at(i));
     }
-    m_content.resize(0);
-    for (const QByteArray &text : std::as_const(m_texts))
-        m_content.append(m_content.isEmpty() ? "[\n" : ",\n").append(text);
     m_content.append(lines.isEmpty() ? "[\n]\n" : "\n]\n");
-    if (Outcome<void> made = Files::makeDirectory(m_directory); !made)
+    if (Outcome<void> made = Files::makeDirectory(QFileInfo(m_path).path()); !made)
         return made;
     Outcome<void> written = Files::replace(m_path, m_content, {.flush = Files::Flush::Later});
     if (written) {
@@ -118,7 +117,7 @@ Outcome<void> TaskFile::moveAside()
 {
     if (!m_mustMoveAside)
         return {};
-    const Outcome<QString> moved = Files::moveAside(m_path, m_directory + u"/tasks.corrupt"_s, u".json"_s);
+    const Outcome<QString> moved = Files::moveAside(m_path, QFileInfo(m_path).path() + u"/tasks.corrupt"_s, u".json"_s);
     if (!moved && moved.failure().code != ENOENT)
         return moved.failure();
     qCDebug(storeLog) << m_path << "was not understood, and was moved aside";

@@ -48,7 +48,6 @@ private:
     Outcome<void> moveAside();
 
     const QString m_path;
-    const QString m_directory;
     DelayedFlush m_flush;
     bool m_mustMoveAside = false;    // a file that was not understood is still in the way
     std::optional<Identity> m_saved; // of the file that was put there last; none once a line has changed

@@ -2,10 +2,8 @@
 
 #include "Plumtide/intake/EventWatcher.h"
 #include "Plumtide/store/Log.h"
-#include "Plumtide/store/TaskFile.h"
-#include "Plumtide/system/MainThreadQueue.h"
 
-#include <QElapsedTimer>
+#include <QDeadlineTimer>
 
 #include <algorithm>
 #include <cstdio>
@@ -18,8 +16,7 @@ Q_LOGGING_CATEGORY(storeLog, "plumtide.store", QtWarningMsg)
 namespace {
 
 const QString offsetKey = u"tavvel.events.offset"_s;
-const QString claudeSeenKey = u"tavvel.claude.hasSeenEvent"_s;
-const QString codexSeenKey = u"tavvel.codex.hasSeenEvent"_s;
+const std::array seenKeys{u"tavvel.claude.hasSeenEvent"_s, u"tavvel.codex.hasSeenEvent"_s}; // by whether it is Codex's
 
 } // namespace
 
@@ -35,15 +32,11 @@ TaskStore::TaskStore(Environment environment, QObject *parent)
       m_tavvelDir(m_environment.home + u"/.tavvel"_s),
       m_lock(m_environment.home, m_tavvelDir, m_environment.ownerPatience),
       m_sessions(m_board, m_environment.processExists, m_environment.home + u"/.claude/projects"_s),
-      m_hasSeenClaudeEvent(m_environment.defaults->boolean(claudeSeenKey)),
-      m_hasSeenCodexEvent(m_environment.defaults->boolean(codexSeenKey)),
-      m_file(std::make_unique<TaskFile>(tasksFile(), m_environment.defaults->paths())),
-      m_events(std::make_unique<MainThreadQueue>())
+      m_file(tasksFile(), m_environment.defaults->paths())
 {
     if (!isOwner())
         return;
-    m_board.set(m_file->load());
-    m_loaded = true;
+    m_board.set(m_file.load());
     qCDebug(storeLog) << "loaded" << tasks().size() << "lines";
     QMetaObject::invokeMethod(this, &TaskStore::startWatching, Qt::QueuedConnection);
 }
@@ -57,15 +50,14 @@ void TaskStore::finish()
 {
     m_sweepTimer.stop();
     m_missedTimer.stop();
-    m_events->close(); // first: the watcher may be waiting for room
+    m_events.close(); // first: the watcher may be waiting for room
     if (m_watcher)
         m_watcher->stop();
     if (m_isBehind)
         save(); // the disk may have room again
-    if (m_loaded)
+    if (isOwner())
         m_environment.defaults->writeAgain();
-    m_file->flush();
-    m_loaded = false;
+    m_file.flush();
     m_lock.release();
 }
 
@@ -127,12 +119,11 @@ void TaskStore::waitForMissedEvents()
 
 void TaskStore::applyMissedEvents()
 {
-    QElapsedTimer turn;
-    turn.start();
+    const QDeadlineTimer end(MainThreadQueue::turnBudget);
     while (const std::optional<HookEvent> event = m_sessions.nextMissedEvent(now())) {
         qCDebug(storeLog) << "by the record of" << event->sessionId.value_or(QString());
         applyAnyway(*event);
-        if (turn.hasExpired(MainThreadQueue::turnBudget.count()))
+        if (end.hasExpired())
             return m_missedTimer.start(0ms); // the rest in the loop's next turn
     }
     waitForMissedEvents();
@@ -151,8 +142,8 @@ void TaskStore::sweep()
     setLines(m_board.linesToKeep(now()));
     m_environment.defaults->writeAgain(); // where it failed before
     if (m_watcher)
-        m_watcher->start();  // likewise
-    m_file->startFlushing(); // and not a second later: that would wake the program once more
+        m_watcher->start(); // likewise
+    m_file.startFlushing(); // and not a second later: that would wake the program once more
     // Ages and markings on the board depend on the time alone.
     Q_EMIT objectWillChange();
 }
@@ -188,11 +179,10 @@ void TaskStore::make(const Board::Changes &changes)
             notify({{}, {}, u"approval-"_s + before.id});
         // What a sweep has just warned of is to be seen, also where it ends the line.
         const QString warning = u"stuck-"_s + before.id;
-        const auto isWarning = [&](const Board::Notice &notice) { return notice.id == warning; };
-        if (before.isStuck(now()) && std::ranges::none_of(changes.notices, isWarning))
+        if (before.isStuck(now()) && !std::ranges::count(changes.notices, warning, &Board::Notice::id))
             notify({{}, {}, warning});
         m_board.take(edit);
-        m_file->lineChanged(edit.place);
+        m_file.lineChanged(edit.place);
         save();
         compare(edit.line.id.mid(3)); // only of "cc-" lines there are records
     }
@@ -212,16 +202,16 @@ void TaskStore::setLines(const QList<AgentTask> &lines)
     if (lines != m_board.lines()) {
         Q_EMIT objectWillChange();
         m_board.set(lines);
-        m_file->linesChanged();
+        m_file.linesChanged();
     }
     save();
 }
 
 void TaskStore::save()
 {
-    if (!m_loaded)
+    if (!isOwner())
         return;
-    const Outcome<void> saved = m_file->save(m_board.lines());
+    const Outcome<void> saved = m_file.save(m_board.lines());
     m_isBehind = !saved;
     if (m_isBehind)
         std::fprintf(stderr, "Plumtide: 保存 tasks.json 失败 — %s\n", qUtf8Printable(saved.failure().sentence));
@@ -237,10 +227,9 @@ void TaskStore::refreshEventState()
 
 std::function<bool(QByteArrayView)> TaskStore::eventStateVisitor(std::function<void(bool isCodex)> onSeen)
 {
-    if (m_hasSeenClaudeEvent && m_hasSeenCodexEvent)
+    if (hasSeenClaudeEvent() && hasSeenCodexEvent())
         return {};
-    return [onSeen, isClaudeKnown = m_hasSeenClaudeEvent,
-            isCodexKnown = m_hasSeenCodexEvent](QByteArrayView line) mutable {
+    return [onSeen, isClaudeKnown = hasSeenClaudeEvent(), isCodexKnown = hasSeenCodexEvent()](auto line) mutable {
         // Most logs hold only one tool's events. Once that tool is known, a line that does not even mention the
         // other one (which JSON might write with an escape) need not be decoded.
         if (isClaudeKnown && !line.contains("Codex") && !line.contains("\\u00"))
@@ -254,14 +243,17 @@ std::function<bool(QByteArrayView)> TaskStore::eventStateVisitor(std::function<v
     };
 }
 
+bool TaskStore::hasSeenEvent(bool isCodex) const
+{
+    return m_environment.defaults->boolean(seenKeys[isCodex]);
+}
+
 void TaskStore::markEventSeen(bool isCodex)
 {
-    bool &hasSeen = isCodex ? m_hasSeenCodexEvent : m_hasSeenClaudeEvent;
-    if (hasSeen)
+    if (hasSeenEvent(isCodex))
         return;
     Q_EMIT objectWillChange();
-    hasSeen = true;
-    m_environment.defaults->setBoolean(isCodex ? codexSeenKey : claudeSeenKey, true);
+    m_environment.defaults->setBoolean(seenKeys[isCodex], true);
 }
 
 std::optional<qint64> TaskStore::storedPosition() const
@@ -275,11 +267,11 @@ std::optional<qint64> TaskStore::storedPosition() const
 
 void TaskStore::startWatching()
 {
-    if (!m_loaded) // it has ended before
+    if (!isOwner()) // it has ended before
         return;
     // The queue and the watcher end with the store, in `finish`, so `this` outlives every call.
     const auto onEvent = [this](const std::optional<HookEvent> &event, qint64 position) {
-        m_events->post([this, event, position] {
+        m_events.post([this, event, position] {
             // In one turn, so that an end of the process at any other moment loses nothing. First, so that a kill
             // between the two loses one event instead of applying it twice.
             m_environment.defaults->setNumber(offsetKey, static_cast<double>(position));
@@ -288,20 +280,19 @@ void TaskStore::startWatching()
         });
     };
     const auto onRecord = [this](const SessionRecord &before, const SessionRecord &now) {
-        m_events->post([this, before, now] { takeRecord(before, now); });
+        m_events.post([this, before, now] { takeRecord(before, now); });
     };
-    const auto onCaughtUp = [this] { m_events->post([this] { catchUp(); }); };
+    const auto onCaughtUp = [this] { m_events.post([this] { catchUp(); }); };
     m_watcher =
         std::make_unique<EventWatcher>(eventsFile(), storedPosition(), m_environment.home + u"/.claude/sessions"_s,
                                        EventWatcher::Handlers{onEvent, onRecord, onCaughtUp});
     m_watcher->lookBack(eventStateVisitor( // on its thread: a log may have a gigabyte
-        [this](bool isCodex) { m_events->post([this, isCodex] { markEventSeen(isCodex); }); }));
+        [this](bool isCodex) { m_events.post([this, isCodex] { markEventSeen(isCodex); }); }));
     m_watcher->start();
 
     m_missedTimer.setSingleShot(true);
     m_missedTimer.setTimerType(Qt::PreciseTimer);
-    connect(&m_missedTimer, &QTimer::timeout, this, &TaskStore::applyMissedEvents);
-    m_sweepTimer.setInterval(sweepInterval);
-    connect(&m_sweepTimer, &QTimer::timeout, this, &TaskStore::sweep);
-    m_sweepTimer.start();
+    m_missedTimer.callOnTimeout(this, &TaskStore::applyMissedEvents);
+    m_sweepTimer.callOnTimeout(this, &TaskStore::sweep);
+    m_sweepTimer.start(sweepInterval);
 }

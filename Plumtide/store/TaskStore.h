@@ -2,9 +2,11 @@
 
 #include "Plumtide/store/Board.h"
 #include "Plumtide/store/ClaudeSessions.h"
+#include "Plumtide/store/TaskFile.h"
 #include "Plumtide/store/UndoHistory.h"
 #include "Plumtide/system/Environment.h"
 #include "Plumtide/system/HomeLock.h"
+#include "Plumtide/system/MainThreadQueue.h"
 
 #include <QObject>
 #include <QTimer>
@@ -14,8 +16,6 @@
 #include <memory>
 
 class EventWatcher;
-class MainThreadQueue;
-class TaskFile;
 
 /// The sole owner of all task lines: keeps the board in `tasks.json`, tells it the agents' events and the time, and
 /// announces and saves what comes of that.
@@ -57,8 +57,8 @@ public:
     [[nodiscard]] std::optional<AgentTask> task(const QString &id) const { return m_board.line(id); }
     [[nodiscard]] std::optional<TaskSource> sourceFilter() const { return m_board.sourceFilter(); } ///< Absent: all.
     void setSourceFilter(std::optional<TaskSource> source);
-    [[nodiscard]] bool hasSeenClaudeEvent() const { return m_hasSeenClaudeEvent; }
-    [[nodiscard]] bool hasSeenCodexEvent() const { return m_hasSeenCodexEvent; }
+    [[nodiscard]] bool hasSeenClaudeEvent() const { return hasSeenEvent(false); }
+    [[nodiscard]] bool hasSeenCodexEvent() const { return hasSeenEvent(true); }
 
     void apply(const HookEvent &event); ///< One event of the log: finds or makes its line and changes it.
     /// What a record of Claude Code said and says now: for the sweep, and for what no event tells (see ClaudeSessions).
@@ -109,6 +109,7 @@ private:
     // None where both tools are known.
     [[nodiscard]] std::function<bool(QByteArrayView line)> eventStateVisitor(std::function<void(bool isCodex)> onSeen);
     [[nodiscard]] std::optional<qint64> storedPosition() const; // in the log; nothing where it is not known
+    [[nodiscard]] bool hasSeenEvent(bool isCodex) const;
     void markEventSeen(bool isCodex);
     void startWatching();
     [[nodiscard]] QDateTime now() const { return m_environment.clock(); }
@@ -122,13 +123,10 @@ private:
     Board m_board;
     ClaudeSessions m_sessions;
     UndoHistory m_history;
-    bool m_hasSeenClaudeEvent = false;
-    bool m_hasSeenCodexEvent = false;
-    bool m_loaded = false;   // until then nothing is saved: an empty list must never replace the file
     bool m_isBehind = false; // the file, since the last save failed
 
-    std::unique_ptr<TaskFile> m_file;
-    std::unique_ptr<MainThreadQueue> m_events; // on their way from the watcher's thread
+    TaskFile m_file;
+    MainThreadQueue m_events; // on their way from the watcher's thread
     std::unique_ptr<EventWatcher> m_watcher;
     QTimer m_sweepTimer;
     QTimer m_missedTimer;

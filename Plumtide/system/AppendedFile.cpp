@@ -1,20 +1,11 @@
 #include "Plumtide/system/AppendedFile.h"
 
-#include <QFile>
-
 #include <cerrno>
 
-#include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
 
 namespace {
-
-Descriptor openAt(const QString &path, int access)
-{
-    // Without O_NONBLOCK, a FIFO would hold the thread for ever.
-    return Descriptor(::open(QFile::encodeName(path).constData(), access | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
-}
 
 qint64 sizeOf(const Descriptor &file)
 {
@@ -24,7 +15,7 @@ qint64 sizeOf(const Descriptor &file)
 
 } // namespace
 
-AppendedFile::AppendedFile(const QString &path) : m_file(openAt(path, O_RDONLY)), m_size(sizeOf(m_file)) {}
+AppendedFile::AppendedFile(const QString &path) : m_file(path, O_RDONLY), m_size(sizeOf(m_file)) {}
 
 QByteArray AppendedFile::read(qint64 offset, qint64 length) const
 {
@@ -43,7 +34,7 @@ QByteArray AppendedFile::read(qint64 offset, qint64 length) const
 
 bool AppendedFile::empty(const QString &path, qint64 size)
 {
-    const Descriptor file = openAt(path, O_RDWR);
+    const Descriptor file(path, O_RDWR);
     if (sizeOf(file) != size)
         return false;
     // The kernel gives a write lease only while nobody else has the file open, and lets an opener wait until the lease

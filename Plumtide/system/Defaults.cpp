@@ -64,7 +64,7 @@ std::optional<double> Defaults::number(const QString &key)
 std::optional<QList<double>> Defaults::numbers(const QString &key)
 {
     QList<double> result;
-    const QStringList parts = text(key).value_or(QString()).split(u',');
+    const QStringList parts = text(key).split(u',');
     for (const QString &part : parts) {
         bool isNumber = false;
         result.append(part.trimmed().toDouble(&isNumber));
@@ -136,30 +136,26 @@ void Defaults::write()
     for (auto it = m_values.cbegin(); it != m_values.cend(); ++it)
         lines += it.key() + u'=' + it.value() + u'\n';
     const QByteArray content = lines.toUtf8();
-    const auto replace = [&content](const QString &path) {
-        return static_cast<bool>(Files::replace(path, content, {.flush = Files::Flush::Later}));
-    };
     const auto isWritten = [&](const QString &path) {
-        // The folder is missing before the first write of all.
         return !path.isEmpty()
-            && (overwrite(path, content) || replace(path)
-                || (Files::makeDirectory(QFileInfo(path).path()) && replace(path)));
+            && (overwrite(path, content)
+                || (Files::makeDirectory(QFileInfo(path).path())
+                    && Files::replace(path, content, {.flush = Files::Flush::Later})));
     };
     // Before the file, so that a kill between the two does not leave older values in the spare one, which count for
     // more.
     const bool isSpared = m_hasSpare && isWritten(m_sparePath);
     m_isBehind = !m_isReadable || !isWritten(m_path);
-    if (m_isBehind && !isSpared)
+    if (!m_isBehind)
+        m_hasSpare = m_hasSpare && !QFile::remove(m_sparePath);
+    else if (!isSpared)
         m_hasSpare = isWritten(m_sparePath) || m_hasSpare;
-    else if (!m_isBehind && m_hasSpare)
-        m_hasSpare = !QFile::remove(m_sparePath);
 }
 
-std::optional<QString> Defaults::text(const QString &key)
+QString Defaults::text(const QString &key)
 {
     readOnce();
-    const auto found = m_values.constFind(key);
-    return found == m_values.constEnd() ? std::nullopt : std::optional(*found);
+    return m_values.value(key);
 }
 
 void Defaults::setText(const QString &key, const std::optional<QString> &value)

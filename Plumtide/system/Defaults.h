@@ -2,7 +2,6 @@
 
 #include "Plumtide/system/Outcome.h"
 
-#include <QByteArray>
 #include <QList>
 #include <QMap>
 #include <QStringList>
@@ -48,7 +47,7 @@ private:
     void readOnce();
     [[nodiscard]] Outcome<void> readFile(const QString &path);
     void write();
-    [[nodiscard]] std::optional<QString> text(const QString &key);
+    [[nodiscard]] QString text(const QString &key);                        // of a missing key, an empty one
     void setText(const QString &key, const std::optional<QString> &value); // none: the key goes
 
     const QString m_path, m_sparePath;

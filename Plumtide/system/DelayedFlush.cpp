@@ -2,26 +2,15 @@
 
 #include "Plumtide/system/Descriptor.h"
 
-#include <QFile>
 #include <QFileInfo>
 
 #include <algorithm>
 #include <chrono>
 #include <system_error>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 using namespace std::chrono_literals;
 
 namespace {
-
-void flush(const QString &path)
-{
-    const Descriptor file(::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    if (file.isOpen())
-        ::fsync(file.get());
-}
 
 // And the folder that names it. Where a link leads is where the file was replaced.
 void flushFile(const QString &path)
@@ -29,8 +18,8 @@ void flushFile(const QString &path)
     const QFileInfo file(QFileInfo(path).canonicalFilePath());
     if (!file.exists())
         return;
-    flush(file.filePath());
-    flush(file.path());
+    for (const QString &place : {file.filePath(), file.path()})
+        ::fsync(Descriptor(place, O_RDONLY).get());
 }
 
 } // namespace

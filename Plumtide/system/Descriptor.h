@@ -1,7 +1,10 @@
 #pragma once
 
+#include <QFile>
+
 #include <utility>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 /// An open file descriptor that is closed with its owner. Thread: any, one at a time.
@@ -9,26 +12,26 @@ class Descriptor
 {
 public:
     Descriptor() = default;
-    /// Takes the answer of `open` and its like: negative for none.
+    /// Takes the answer of `eventfd` and its like: negative for none.
     explicit Descriptor(int value) : m_value(value) {}
-    ~Descriptor() { reset(); }
-    Descriptor(Descriptor &&other) noexcept : m_value(std::exchange(other.m_value, -1)) {}
+    /// As `open`. A FIFO does not hold the thread, and a file that is made gets the mode 0600.
+    Descriptor(const QString &path, int flags)
+        : m_value(::open(QFile::encodeName(path).constData(), flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0600))
+    {
+    }
+    ~Descriptor()
+    {
+        if (m_value >= 0)
+            ::close(m_value);
+    }
     Descriptor &operator=(Descriptor &&other) noexcept
     {
-        reset();
-        m_value = std::exchange(other.m_value, -1);
+        std::swap(m_value, other.m_value);
         return *this;
     }
 
     [[nodiscard]] bool isOpen() const { return m_value >= 0; }
     [[nodiscard]] int get() const { return m_value; }
-
-    void reset()
-    {
-        if (m_value >= 0)
-            ::close(m_value);
-        m_value = -1;
-    }
 
 private:
     int m_value = -1;

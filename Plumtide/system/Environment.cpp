@@ -1,8 +1,9 @@
 #include "Plumtide/system/Environment.h"
 
+#include "Plumtide/system/Process.h"
+
 #include <QCoreApplication>
 #include <QDir>
-#include <QFile>
 #include <QStandardPaths>
 
 #include <cerrno>
@@ -30,12 +31,7 @@ bool isInProcessTable(pid_t pid, const QString &start)
 {
     if (::kill(pid, 0) != 0 && errno != EPERM)
         return false;
-    if (start.isEmpty())
-        return true;
-    QFile file(u"/proc/%1/stat"_s.arg(pid));
-    const QString status = file.open(QIODevice::ReadOnly) ? QString::fromLatin1(file.readAll()) : QString();
-    // The second field, in brackets, is a name with anything in it.
-    return status.section(u')', -1).section(u' ', 20, 20) == start;
+    return start.isEmpty() || QLatin1StringView(Process::of(pid).start) == start;
 }
 
 // Beside the program in a build tree, under the prefix once installed. PLUMTIDE_RESOURCES names another place, for

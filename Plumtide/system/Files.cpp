@@ -12,10 +12,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -23,7 +21,6 @@ Q_LOGGING_CATEGORY(systemLog, "plumtide.system", QtWarningMsg)
 
 namespace {
 
-constexpr mode_t permissionBits = 07777;
 const QString temporarySuffix = u".tavvel-new"_s; // tells our temporary files from those of other programs
 
 bool writeAll(int descriptor, QByteArrayView content)
@@ -47,11 +44,6 @@ QFileInfo targetOf(const QString &path)
     return info;
 }
 
-Descriptor openFolder(const QString &path)
-{
-    return Descriptor(::open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-}
-
 // All but the messages of Files::replace: 0, or the errno of the step that failed.
 int replaceBytes(const QString &path, const QByteArray &content, const Files::ReplaceOptions &options)
 {
@@ -69,13 +61,13 @@ int replaceBytes(const QString &path, const QByteArray &content, const Files::Re
         if (S_ISREG(existing.st_mode) && !options.ownMode) {
             if (::faccessat(AT_FDCWD, target.constData(), W_OK, AT_EACCESS) != 0)
                 return errno;
-            mode = existing.st_mode & permissionBits;
+            mode = existing.st_mode & ALLPERMS;
         }
     }
 
     // Tells `removeTemporaries` that we are writing here, until this process ends. Fails where that is at work, and in
     // the home, which HomeLock locks.
-    const Descriptor folder = openFolder(info.path());
+    const Descriptor folder(info.path(), O_RDONLY | O_DIRECTORY);
     ::flock(folder.get(), LOCK_SH | LOCK_NB);
     // Of a name that nothing has yet, so that neither another writer nor whatever else stands there is in the way.
     QByteArray temporary = QFile::encodeName(info.path() + u"/."_s + info.fileName() + u".XXXXXX"_s + temporarySuffix);
@@ -103,6 +95,33 @@ int replaceBytes(const QString &path, const QByteArray &content, const Files::Re
     return error;
 }
 
+// The sentence for an `errno`, without a full stop.
+QString describeErrno(int code)
+{
+    switch (code) {
+    case EACCES:
+    case EPERM: return u"没有权限"_s;
+    case ENOENT: return u"文件或文件夹不存在"_s;
+    case ENOSPC: return u"磁盘空间不足"_s;
+    case EDQUOT: return u"超出了磁盘配额"_s;
+    case EROFS: return u"文件系统是只读的"_s;
+    case EISDIR: return u"这是一个文件夹"_s;
+    case ENOTDIR: return u"路径中有一部分不是文件夹"_s;
+    case EEXIST: return u"文件已经存在"_s;
+    case ELOOP: return u"符号链接循环"_s;
+    case EFBIG: return u"文件太大"_s;
+    case ENAMETOOLONG: return u"路径太长"_s;
+    case EIO: return u"读写磁盘出错"_s;
+    case EBUSY:
+    case ETXTBSY: return u"文件正被其他程序使用"_s;
+    case EINVAL: return u"这不是普通文件"_s;
+    case EMFILE:
+    case ENFILE: return u"打开的文件太多"_s;
+    case ENOMEM: return u"内存不足"_s;
+    default: return u"系统错误 %1"_s.arg(code);
+    }
+}
+
 } // namespace
 
 namespace Files {
@@ -110,8 +129,7 @@ namespace Files {
 Outcome<QByteArray> read(const QString &path, qint64 maxBytes)
 {
     const auto failed = [&path](int code) { return failure(u"无法读取"_s, path, code); };
-    // A FIFO would block without O_NONBLOCK.
-    const Descriptor file(::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+    const Descriptor file(path, O_RDONLY);
     struct stat status = {};
     if (!file.isOpen() || ::fstat(file.get(), &status) != 0)
         return failed(errno);
@@ -137,7 +155,7 @@ Outcome<void> replace(const QString &path, const QByteArray &content, const Repl
 void removeTemporaries(const QString &path)
 {
     for (const QString &place : QSet<QString>{QFileInfo(path).path(), targetOf(path).path()}) {
-        const Descriptor lock = openFolder(place);
+        const Descriptor lock(place, O_RDONLY | O_DIRECTORY);
         QDir folder(place);
         if (::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) // there is none, or somebody writes
             continue;
@@ -171,32 +189,6 @@ Outcome<QString> moveAside(const QString &path, const QString &base, const QStri
             return target;
         if (errno != EEXIST)
             return failure(u"无法移动"_s, path, errno);
-    }
-}
-
-QString describeErrno(int code)
-{
-    switch (code) {
-    case EACCES:
-    case EPERM: return u"没有权限"_s;
-    case ENOENT: return u"文件或文件夹不存在"_s;
-    case ENOSPC: return u"磁盘空间不足"_s;
-    case EDQUOT: return u"超出了磁盘配额"_s;
-    case EROFS: return u"文件系统是只读的"_s;
-    case EISDIR: return u"这是一个文件夹"_s;
-    case ENOTDIR: return u"路径中有一部分不是文件夹"_s;
-    case EEXIST: return u"文件已经存在"_s;
-    case ELOOP: return u"符号链接循环"_s;
-    case EFBIG: return u"文件太大"_s;
-    case ENAMETOOLONG: return u"路径太长"_s;
-    case EIO: return u"读写磁盘出错"_s;
-    case EBUSY:
-    case ETXTBSY: return u"文件正被其他程序使用"_s;
-    case EINVAL: return u"这不是普通文件"_s;
-    case EMFILE:
-    case ENFILE: return u"打开的文件太多"_s;
-    case ENOMEM: return u"内存不足"_s;
-    default: return u"系统错误 %1"_s.arg(code);
     }
 }
 

@@ -39,8 +39,7 @@ struct ReplaceOptions
 Outcome<void> replace(const QString &path, const QByteArray &content, const ReplaceOptions &options = {});
 
 /// Removes all temporary files of killed processes in the folder of `path` and in the one that its links lead to. A
-/// folder that another process has locked, as `replace` does, is left alone. (A lock ends with its process; the id of a
-/// process in the name could be another one's by now.)
+/// folder that another process has locked, as `replace` does, is left alone.
 void removeTemporaries(const QString &path);
 
 /// Makes the directory with any missing parents, mode 0700 where it makes one. One that exists is fine.
@@ -49,9 +48,6 @@ Outcome<void> makeDirectory(const QString &path);
 /// Moves `path` to the first of "base.suffix", "base-2.suffix", "base-3.suffix" ... that does not exist, so that
 /// nothing is ever replaced. `base` is a path. Yields the new path.
 Outcome<QString> moveAside(const QString &path, const QString &base, const QString &suffix);
-
-/// The sentence for an `errno`: "没有权限", "磁盘空间不足" and so on, without a full stop.
-QString describeErrno(int code);
 
 /// A whole failure sentence: what was attempted (a verb phrase, "无法写入"), the file, and the reason.
 Failure failure(const QString &attempt, const QString &path, int code);

@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <thread>
 
-#include <fcntl.h>
 #include <sys/file.h>
 
 using namespace Qt::StringLiterals;
@@ -20,16 +19,13 @@ enum class Attempt { Taken, HeldByOther, Impossible };
 // The lock belongs to the open descriptor, which no child inherits.
 Attempt lock(const QString &path, int flags, Descriptor &file)
 {
-    file = Descriptor(::open(QFile::encodeName(path).constData(), flags | O_CLOEXEC, 0600));
-    if (!file.isOpen()) {
-        // Short of descriptors or memory: that says nothing about another owner.
-        const bool isForNow = errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == EINTR;
-        return isForNow ? Attempt::HeldByOther : Attempt::Impossible;
-    }
-    if (::flock(file.get(), LOCK_EX | LOCK_NB) == 0)
+    file = Descriptor(path, flags);
+    if (file.isOpen() && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0)
         return Attempt::Taken;
-    const Attempt result = errno == EWOULDBLOCK ? Attempt::HeldByOther : Attempt::Impossible;
-    file.reset();
+    // Short of descriptors or memory: that says nothing about another owner.
+    const bool isForNow = errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == EINTR;
+    const Attempt result = errno == EWOULDBLOCK || isForNow ? Attempt::HeldByOther : Attempt::Impossible;
+    file = Descriptor();
     return result;
 }
 
@@ -54,5 +50,5 @@ HomeLock::HomeLock(const QString &home, const QString &dataDir, std::chrono::mil
 void HomeLock::release()
 {
     m_isOwner = false;
-    m_file.reset();
+    m_file = Descriptor();
 }

@@ -1,24 +1,15 @@
 #include "Plumtide/system/MainThreadQueue.h"
 
-#include <QElapsedTimer>
+#include <QDeadlineTimer>
 
 #include <sys/eventfd.h>
-#include <unistd.h>
 
 // An eventfd and a mutex of our own instead of Qt's posted events: Qt empties its list of posted events in one go,
 // however much is added meanwhile, so a long catch-up would keep timers, D-Bus and the display waiting.
-MainThreadQueue::MainThreadQueue(QObject *parent)
-    : QObject(parent),
-      m_wakeUp(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
-      m_notifier(new QSocketNotifier(m_wakeUp, QSocketNotifier::Read, this))
+MainThreadQueue::MainThreadQueue()
+    : m_wakeUp(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), m_notifier(m_wakeUp.get(), QSocketNotifier::Read)
 {
-    connect(m_notifier, &QSocketNotifier::activated, this, &MainThreadQueue::runTurn);
-}
-
-MainThreadQueue::~MainThreadQueue()
-{
-    m_notifier->setEnabled(false);
-    ::close(m_wakeUp);
+    QObject::connect(&m_notifier, &QSocketNotifier::activated, [this] { runTurn(); });
 }
 
 void MainThreadQueue::post(Work work)
@@ -33,7 +24,7 @@ void MainThreadQueue::post(Work work)
         m_items.push_back(std::move(work));
     }
     if (isFirst) // else the main thread is on its way through the queue
-        ::eventfd_write(m_wakeUp, 1);
+        ::eventfd_write(m_wakeUp.get(), 1);
 }
 
 void MainThreadQueue::close()
@@ -67,13 +58,10 @@ bool MainThreadQueue::runOne()
 void MainThreadQueue::runTurn()
 {
     eventfd_t ignored = 0;
-    ::eventfd_read(m_wakeUp, &ignored);
-    QElapsedTimer turn;
-    turn.start();
+    ::eventfd_read(m_wakeUp.get(), &ignored);
+    const QDeadlineTimer end(turnBudget);
     while (runOne()) {
-        if (turn.hasExpired(turnBudget.count())) {
-            ::eventfd_write(m_wakeUp, 1); // the rest in the loop's next turn
-            return;
-        }
+        if (end.hasExpired())
+            return void(::eventfd_write(m_wakeUp.get(), 1)); // the rest in the loop's next turn
     }
 }

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QObject>
+#include "Plumtide/system/Descriptor.h"
+
 #include <QSocketNotifier>
 
 #include <chrono>
@@ -15,17 +16,14 @@
 /// `capacity` items; a poster that is faster than the main thread waits, so a long catch-up needs no more memory
 /// than a short one.
 /// Thread: made and destroyed on the main thread; `post` from any other thread; the rest on the main thread.
-class MainThreadQueue final : public QObject
+class MainThreadQueue
 {
-    Q_OBJECT
-
 public:
     using Work = std::function<void()>;
     static constexpr std::size_t capacity = 64;
     static constexpr std::chrono::milliseconds turnBudget{8};
 
-    explicit MainThreadQueue(QObject *parent = nullptr);
-    ~MainThreadQueue() override;
+    MainThreadQueue();
 
     void post(Work work); ///< Waits while the queue is full.
     void close();         ///< Drops what is queued and all that is posted from now on; no poster waits any more.
@@ -38,6 +36,6 @@ private:
     std::condition_variable m_spaceLeft;
     std::deque<Work> m_items;
     bool m_isOpen = true;
-    int m_wakeUp = -1; // eventfd: readable while there may be items
-    QSocketNotifier *m_notifier = nullptr;
+    const Descriptor m_wakeUp; // eventfd: readable while there may be items
+    QSocketNotifier m_notifier;
 };

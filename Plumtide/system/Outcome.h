@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <utility>
+#include <variant>
 
 /// Why an operation failed: one readable sentence for the user (Chinese, as everything the user sees), and the
 /// `errno` behind it (0 when there is none).
@@ -33,15 +34,9 @@ private:
 
 /// The same for operations that yield nothing.
 template <>
-class [[nodiscard]] Outcome<void>
+class [[nodiscard]] Outcome<void> : public Outcome<std::monostate>
 {
 public:
-    Outcome() = default;
-    Outcome(Failure failure) : m_failure(std::move(failure)) {}
-
-    explicit operator bool() const { return !m_failure.has_value(); }
-    const Failure &failure() const { return *m_failure; }
-
-private:
-    std::optional<Failure> m_failure;
+    using Outcome<std::monostate>::Outcome;
+    Outcome() : Outcome<std::monostate>(std::monostate()) {}
 };

@@ -37,8 +37,9 @@ Process Process::of(pid_t pid)
     if (begin < 0 || end < begin)
         return {};
     const QList<QByteArray> fields = status.sliced(end + 1).split(' '); // from the third one on, at 1
-    return {pid, fields.value(2).toInt(), fields.value(5).toInt(), status.sliced(begin + 1, end - begin - 1),
-            targetOf(pathOf(pid, "exe").toStdString())};
+    const QByteArray name = status.sliced(begin + 1, end - begin - 1);
+    const QByteArray program = targetOf(pathOf(pid, "exe").toStdString());
+    return {pid, fields.value(2).toInt(), fields.value(5).toInt(), name, fields.value(20), program};
 }
 
 QList<Process> Process::all()

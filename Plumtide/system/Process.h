@@ -13,6 +13,7 @@ struct Process
     pid_t parent = 0;   ///< 0 where it has none.
     int terminal = 0;   ///< The device number of its controlling terminal; 0 where it has none.
     QByteArray name;    ///< The first 15 bytes of its program's name.
+    QByteArray start;   ///< When it was started, as the kernel counts (field 22 of `/proc/PID/stat`).
     QByteArray program; ///< The path of the file that it runs; empty where that is not ours to know.
 
     static Process of(pid_t pid);

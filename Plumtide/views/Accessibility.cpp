@@ -10,9 +10,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QAccessibleInterface *interfaceOf(BoardView &board, const BoardView::Item &item)
+QAccessibleInterface *interfaceOf(BoardView &board, const BoardItem &item)
 {
-    return QAccessible::queryAccessibleInterface(board.realise(item));
+    return QAccessible::queryAccessibleInterface(board.ensureWidget(item));
 }
 
 /// What is drawn; without a name of its own it is read out as its texts. Some of it can be pressed.
@@ -56,14 +56,14 @@ public:
             QAccessibleWidget::doAction(name);
     }
 
-    /// Rows and folds stand in their cards.
+    /// Rows stand in their cards.
     [[nodiscard]] QAccessibleInterface *parent() const override
     {
         auto *board = qobject_cast<BoardView *>(m_view->parentWidget());
         const qsizetype index = board ? board->indexOf(m_view) : -1;
-        if (index < 0 || !board->item(index).isInCard())
+        if (index < 0 || board->item(index).kind != BoardItem::Kind::Row)
             return QAccessibleWidget::parent();
-        return interfaceOf(*board, board->item(static_cast<qsizetype>(board->item(index).card->itemIndex)));
+        return interfaceOf(*board, board->item(board->item(index).card->itemIndex));
     }
 
 private:
@@ -101,7 +101,8 @@ private:
     QComboBox *m_choice;
 };
 
-/// The board or one of its cards, whose children are items; one that has no widget yet gets it by being asked for.
+/// The board or one of its cards, whose children are items; one that has no widget yet gets it by being asked for. A
+/// card has its button besides.
 class AccessibleItems final : public QAccessibleWidget
 {
 public:
@@ -114,15 +115,19 @@ public:
     {
         return m_card && kind == QAccessible::Name ? m_card->drawing().spokenText() : QAccessibleWidget::text(kind);
     }
-    [[nodiscard]] int childCount() const override { return static_cast<int>(items().size()); }
+    [[nodiscard]] int childCount() const override { return static_cast<int>(items().size() + buttons().size()); }
     [[nodiscard]] QAccessibleInterface *child(int index) const override
     {
         const QList<qsizetype> all = items();
-        return index < 0 || index >= all.size() ? nullptr : interfaceOf(*m_board, m_board->item(all.at(index)));
+        return index < 0 || index >= all.size()
+            ? QAccessible::queryAccessibleInterface(buttons().value(index - all.size()))
+            : interfaceOf(*m_board, m_board->item(all.at(index)));
     }
     [[nodiscard]] int indexOfChild(const QAccessibleInterface *child) const override
     {
-        return static_cast<int>(items().indexOf(m_board->indexOf(qobject_cast<QWidget *>(child->object()))));
+        auto *widget = qobject_cast<QWidget *>(child->object());
+        const qsizetype button = buttons().indexOf(widget);
+        return static_cast<int>(button < 0 ? items().indexOf(m_board->indexOf(widget)) : items().size() + button);
     }
     [[nodiscard]] QAccessibleInterface *childAt(int x, int y) const override
     {
@@ -131,23 +136,21 @@ public:
             if (m_board->item(index).box.contains(place))
                 return interfaceOf(*m_board, m_board->item(index));
         }
-        return nullptr;
+        return m_card ? QAccessibleWidget::childAt(x, y) : nullptr;
     }
 
 private:
     [[nodiscard]] QList<qsizetype> items() const // their places in the board's list
     {
-        const qsizetype at = m_card ? m_board->indexOf(m_card) : -1;
+        const qsizetype at = m_card ? m_board->indexOf(m_card) : m_board->itemCount();
         QList<qsizetype> found;
-        for (qsizetype index = at + 1; index < m_board->itemCount(); ++index) {
-            const BoardView::Item &item = m_board->item(index);
-            if (m_card && (at < 0 || item.card != m_board->item(at).card))
-                break;
-            if (item.isInCard() == (m_card != nullptr))
-                found.append(index);
+        for (qsizetype index = at; --index >= 0 && (!m_card || m_board->item(index).card == m_board->item(at).card);) {
+            if ((m_board->item(index).kind == BoardItem::Kind::Row) == (m_card != nullptr))
+                found.prepend(index);
         }
         return found;
     }
+    [[nodiscard]] QList<QWidget *> buttons() const { return m_card ? m_card->controls() : QList<QWidget *>(); }
 
     BoardView *m_board;
     DrawnView *m_card; // null: it is the board
@@ -175,8 +178,7 @@ QAccessibleInterface *makeInterface(const QString &className, QObject *object)
 
 void installAccessibility()
 {
-    static const bool isInstalled = (QAccessible::installFactory(makeInterface), true);
-    Q_UNUSED(isInstalled)
+    [[maybe_unused]] static const bool isInstalled = (QAccessible::installFactory(makeInterface), true);
 }
 
 void announce(QWidget &widget, const QString &sentence)

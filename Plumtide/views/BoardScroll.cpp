@@ -2,7 +2,6 @@
 
 #include "Plumtide/views/Theme.h"
 
-#include <QKeyEvent>
 #include <QScrollBar>
 
 using namespace Qt::StringLiterals;
@@ -44,9 +43,4 @@ void BoardScroll::resizeEvent(QResizeEvent *event)
     QScrollArea::resizeEvent(event);
     m_handle->setGeometry(width() - handleMargin + 1 - handleWidth, 0, handleWidth, height());
     m_handle->raise();
-}
-
-void BoardScroll::keyPressEvent(QKeyEvent *event)
-{
-    event->ignore();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QKeyEvent>
 #include <QScrollArea>
 
 class QScrollBar;
@@ -14,7 +15,7 @@ public:
 
 protected:
     void resizeEvent(QResizeEvent *event) override;
-    void keyPressEvent(QKeyEvent *event) override; ///< The panel's.
+    void keyPressEvent(QKeyEvent *event) override { event->ignore(); } ///< The panel's.
 
     /// QScrollArea's would scroll to the focus a second time, after the panel has.
     bool focusNextPrevChild(bool next) override

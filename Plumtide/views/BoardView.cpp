@@ -2,14 +2,16 @@
 
 #include "Plumtide/hooks/HooksInstaller.h"
 #include "Plumtide/store/TaskStore.h"
-#include "Plumtide/views/FocusCardView.h"
-#include "Plumtide/views/HStack.h"
-#include "Plumtide/views/LineRowView.h"
-#include "Plumtide/views/Transition.h"
+#include "Plumtide/views/Accessibility.h"
+#include "Plumtide/views/DrawnView.h"
 
+#include <QEasingCurve>
 #include <QPaintEvent>
 #include <QPainter>
+#include <QSet>
+#include <QSignalBlocker>
 #include <QTimer>
+#include <QVariantAnimation>
 
 #include <algorithm>
 #include <chrono>
@@ -18,53 +20,24 @@
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
+using Kind = BoardItem::Kind;
 
 namespace {
 
-constexpr int boardPaddingX = 13; // the panel's edge is one more
-constexpr int boardPaddingY = 14;
-constexpr int boardGap = 14;
-constexpr int sectionGap = 8;
+constexpr int nearDistance = 140; // above and below what is seen
 constexpr auto messageTime = 4s;
-
-constexpr double headingDotDiameter = 7;
-constexpr double headingItemGap = 6;
-constexpr double headingQuietDotOpacity = 0.6;
-
-Drawing composeHeading(ProjectSection section, qsizetype groups)
-{
-    const QColor color = section == ProjectSection::pending ? Theme::accent : Theme::secondary;
-    const TextStyle style{12, QFont::DemiBold, color};
-    HStack row(headingItemGap);
-    row.dot(headingDotDiameter, section == ProjectSection::quiet ? Theme::faded(color, headingQuietDotOpacity) : color);
-    row.text(label(section), style);
-    row.text(QString::number(groups), style);
-    Drawing drawing;
-    drawing.size = row.place(drawing, {0, 0}, QWIDGETSIZE_MAX).size();
-    return drawing;
-}
+constexpr int expansionTime = 150; // milliseconds
 
 } // namespace
 
-BoardView::BoardView(const TaskStore &store, const HooksInstaller &installer, int width, QWidget *parent)
-    : QWidget(parent),
-      m_store(store),
-      m_installer(installer),
-      m_bannerView(new DrawnView(QAccessible::Grouping, this)),
-      m_focusAreaView(new DrawnView(QAccessible::Grouping, this))
+BoardView::BoardView(const TaskStore &store, HooksInstaller &installer, int width, QWidget *parent)
+    : QWidget(parent), m_store(store), m_installer(installer), m_cardWidth(width - 2 * boardPaddingX)
 {
     setAttribute(Qt::WA_OpaquePaintEvent); // so that scrolling moves pixels instead of painting them
     resize(width, 0);
-    for (DrawnView *&heading : m_headings)
-        heading = new DrawnView(QAccessible::Heading, this);
-    connect(m_focusAreaView, &DrawnView::wished, this, &BoardView::wished);
-    connect(m_focusAreaView, &DrawnView::menuRequested, this, &BoardView::menuRequested);
-    connect(m_bannerView, &DrawnView::wished, this, [this](const QString &button) {
-        Q_EMIT connectRequested(button == u"claude" ? TaskSource::claude : TaskSource::codex);
-    });
 }
 
-std::optional<TaskSource> BoardView::emptyStateHintSource() const
+std::optional<TaskSource> BoardView::silentSource() const
 {
     const std::optional<TaskSource> filter = m_store.sourceFilter();
     if ((!filter || filter == TaskSource::claude) && m_installer.claudeInstalled() && !m_store.hasSeenClaudeEvent())
@@ -74,158 +47,244 @@ std::optional<TaskSource> BoardView::emptyStateHintSource() const
     return std::nullopt;
 }
 
-void BoardView::onboardingBanner()
-{
-    const OnboardingBanner banner{!m_installer.claudeInstalled(), !m_installer.codexInstalled(), m_installer.message()};
-    const OnboardingBanner before = std::exchange(m_banner, banner);
-    if (before == banner)
-        return;
-    m_bannerView->setDrawing(banner.compose(cardWidth()));
-    if (banner.isShown() && !banner.isCard() && !(before.isShown() && !before.isCard()))
-        QTimer::singleShot(messageTime, this, &BoardView::messageRead);
-}
-
-void BoardView::focusArea(const std::optional<AgentTask> &first, const QDateTime &now)
-{
-    const FocusArea area{first, first ? shortAgo(first->updatedAt, now) : QString(),
-                         first ? std::nullopt : emptyStateHintSource()};
-    if (std::exchange(m_focusArea, area) == area && m_round > 0)
-        return;
-    const int inside = cardWidth();
-    m_focusAreaView->setSubject(first ? first->id : QString());
-    m_focusAreaView->setDrawing(first ? FocusCardView::compose(*first, now, inside)
-                                      : AllClearView::compose(std::get<2>(area), inside));
-}
-
-int BoardView::cardWidth() const
-{
-    return width() - 2 * boardPaddingX;
-}
-
 void BoardView::refresh(const QDateTime &now)
 {
+    const OnboardingBanner banner{!m_installer.claudeInstalled(), !m_installer.codexInstalled(), m_installer.message()};
+    if (!std::exchange(m_banner, banner).isMessage() && banner.isMessage())
+        QTimer::singleShot(messageTime, &m_installer, &HooksInstaller::clearMessage);
     const std::optional<AgentTask> first = m_store.firstWaiting();
-    onboardingBanner();
-    focusArea(first, now);
-    ++m_round;
+    m_focusCard = {first, first ? shortAgo(first->updatedAt, now) : QString(), first ? std::nullopt : silentSource()};
+    const QRectF box(0, 0, m_cardWidth, 0);
+    m_content.bannerHeight = m_banner.isShown() ? updateDrawing({Kind::Banner, box})->drawing().size.height() : 0;
+    m_content.focusCardHeight = updateDrawing({Kind::FocusCard, box})->drawing().size.height();
+    ++m_lastRefresh;
+    m_items.clear(); // what they refer to changes
     const auto sections = m_store.sections();
-    std::size_t count = 0;
+    qsizetype count = 0;
     for (std::size_t i = 0; i < sections.size(); ++i) {
-        const QList<ProjectCardView *> before = std::exchange(m_sections[i], {});
+        const QList<ProjectCardView *> before = std::exchange(m_content.sections[i], {});
         for (const ProjectGroup *group : sections[i]) {
             // The line in the focus card is not listed a second time.
             const QString excludeID = first && first->project == group->name ? first->id : QString();
             if (!excludeID.isEmpty() && group->lines.size() == 1)
                 continue;
-            ProjectCardView *card = before.value(m_sections[i].size());
+            ProjectCardView *card = before.value(m_content.sections[i].size());
             // A look at the revision spares one at the names, which lie elsewhere in memory.
-            if (!card || (card->revision() != group->revision && card->name() != group->name)) {
-                std::unique_ptr<ProjectCardView> &known = m_cards[group->name];
-                if (!known)
-                    known = std::make_unique<ProjectCardView>();
-                card = known.get();
+            if (!card || (card->revision != group->revision && card->face.project != group->name))
+                card = &m_cards[group->name];
+            if (!card->shows(*group, excludeID, now)) {
+                forgetLines(*card);
+                card->setGroup(*group, excludeID, now);
+                for (const AgentTask &line : std::as_const(card->lines))
+                    m_cardOfLine.insert(line.id, card);
             }
-            card->setGroup(*group, excludeID, now);
-            card->round = m_round;
-            m_sections[i].append(card);
+            card->lastSeenRefresh = m_lastRefresh;
+            m_content.sections[i].append(card);
         }
-        count += static_cast<std::size_t>(m_sections[i].size());
-        if (m_sections[i].size() != before.size())
-            m_headings[i]->setDrawing(composeHeading(allProjectSections[i], m_sections[i].size()));
+        count += m_content.sections[i].size();
     }
-    if (count < m_cards.size()) {
-        std::erase_if(m_cards, [this](const auto &card) {
-            if (card.second->round == m_round)
+    if (count < static_cast<qsizetype>(m_cards.size())) {
+        std::erase_if(m_cards, [this](const auto &known) {
+            if (known.second.lastSeenRefresh == m_lastRefresh)
                 return false;
-            if (Transition *folding = motion(cardKey(card.first)); m_motions.removeOne(folding))
-                folding->deleteLater(); // a card that comes back is folded
+            forgetLines(known.second);
+            delete m_expansions.take({Kind::Card, known.first}); // a card that comes back is folded
             return true;
         });
     }
     layOut();
 }
 
+void BoardView::forgetLines(const ProjectCardView &card)
+{
+    for (const AgentTask &line : card.lines) {
+        if (m_cardOfLine.value(line.id) == &card) // another may have got it meanwhile
+            m_cardOfLine.remove(line.id);
+    }
+}
+
 void BoardView::layOut()
 {
-    QSet<const ProjectCardView *> moving; // of which something is not folded
-    for (const Transition *transition : std::as_const(m_motions)) {
-        const QString &name = transition->objectName();
-        const std::optional<AgentTask> line = m_store.task(name);
-        const auto card = m_cards.find(line ? line->project : projectOfCardKey(name));
-        if (card != m_cards.end())
-            moving.insert(card->second.get());
-    }
-    m_items.clear();
-    const double inside = cardWidth();
-    double y = boardPaddingY;
-    const auto add = [&](Item::Kind kind, DrawnView *view, double margin = 0) {
-        const QRectF box(boardPaddingX, y, inside, view->drawing().size.height());
-        m_items.push_back({.kind = kind, .box = box});
-        view->place(box, margin);
-        y = box.bottom();
-    };
-    if (m_banner.isShown()) {
-        add(Item::Kind::Banner, m_bannerView);
-        y += boardGap;
-    }
-    add(Item::Kind::FocusArea, m_focusAreaView, FocusCardView::shadowMargin);
-    for (std::size_t i = 0; i < m_sections.size(); ++i) {
-        if (m_sections[i].isEmpty())
+    QHash<const ProjectCardView *, CardExpansion> expansions;
+    for (const auto &[key, animation] : std::as_const(m_expansions).asKeyValueRange()) {
+        const double amount = animation->currentValue().toDouble();
+        if (const auto known = m_cards.find(key.id); key.kind == Kind::Card && known != m_cards.end())
+            expansions[&known->second].quietLines = amount;
+        ProjectCardView *card = key.kind == Kind::Row ? m_cardOfLine.value(key.id) : nullptr;
+        const qsizetype index = card ? card->indexOf(key.id) : 0;
+        if (!card || (card->isFoldable(index) && !m_expansions.contains({Kind::Card, card->face.project})))
             continue;
-        y += boardGap;
-        add(Item::Kind::Heading, m_headings[i]);
-        m_items.back().index = static_cast<qsizetype>(i);
-        for (ProjectCardView *card : std::as_const(m_sections[i]))
-            y = layOutCard(*card, y + sectionGap, moving.contains(card));
+        const QRectF box(0, 0, card->lineWidth(m_cardWidth), 0);
+        const double folded = LineRowView::foldedHeight();
+        const double unfolded = std::round(updateDrawing({Kind::Row, box, card, index})->drawing().size.height());
+        expansions[card].rowHeights[key.id] = std::round(folded + amount * (unfolded - folded));
     }
-    resize(width(), static_cast<int>(y) + boardPaddingY);
-    m_bannerView->setVisible(m_banner.isShown()); // only now: the focus goes from what is hidden to a neighbour
-    for (std::size_t i = 0; i < m_sections.size(); ++i)
-        m_headings[i]->setVisible(!m_sections[i].isEmpty());
-    showNear();
+    resize(width(), static_cast<int>(layoutBoard(m_content, expansions, width(), m_items)));
+    updateVisibleWidgets();
 }
 
-double BoardView::layOutCard(ProjectCardView &card, double y, bool hasMotion)
+void BoardView::updateVisibleWidgets()
 {
-    const QRectF room(boardPaddingX, y, cardWidth(), 0);
-    card.itemIndex = m_items.size();
-    m_items.push_back({.kind = Item::Kind::Card, .box = room, .card = &card});
-    const Transition *folding = hasMotion && card.canFold() ? motion(cardKey(card.name())) : nullptr;
-    const double unfolded = !card.canFold() ? 1 : folding ? folding->amount() : 0;
-    const qsizetype activeCount = card.activeLines().size();
-    const qsizetype count = activeCount + (unfolded > 0 ? card.quietLines().size() : 0);
-    double top = y + card.linesTop();
-    double activeEnd = top;
-    const double left = room.left() + card.left();
-    const double lineWidth = card.lineWidth(room.width());
-    const int folded = LineRowView::foldedHeight();
-    for (qsizetype i = 0; i < count; ++i) {
-        top += ProjectCardView::gap;
-        const QRectF box(left, top, lineWidth, hasMotion ? rowHeight(card, i) : folded);
-        m_items.push_back({.kind = Item::Kind::Row, .box = box, .card = &card, .index = i});
-        top = box.bottom();
-        activeEnd = i < activeCount ? top : activeEnd;
+    const QRectF seen(0, -y() - nearDistance, width(), parentWidget()->height() + 2 * nearDistance);
+    QSet<const DrawnView *> shown;
+    for (const BoardItem &item : m_items) {
+        if (item.box.bottom() > seen.top() && item.box.top() < seen.bottom())
+            shown.insert(ensureWidget(item));
     }
-    // Lines that are being folded away are cut off where that has got to.
-    const double end = std::round(activeEnd + (top - activeEnd) * unfolded);
-    for (std::size_t i = card.itemIndex + 1; end < top && i < m_items.size(); ++i)
-        m_items[i].box.setBottom(std::max(m_items[i].box.top(), std::min(m_items[i].box.bottom(), end)));
-    double bottom = end;
-    if (card.canFold()) {
-        const QRectF box(left, end + ProjectCardView::gap, lineWidth, ProjectCardView::foldHeight());
-        m_items.push_back({.kind = Item::Kind::Fold, .box = box, .card = &card});
-        bottom = box.bottom();
+    const QWidget *focus = window()->focusWidget();
+    for (const BoardItem::Key &key : m_views.keys()) {
+        const auto known = m_views.constFind(key);
+        DrawnView *view = known == m_views.cend() ? nullptr : known->widget;
+        if (!view || shown.contains(view))
+            continue; // gone because the focus has moved meanwhile, or near
+        const bool isInUse = key.kind == Kind::Banner || key.kind == Kind::FocusCard || view->isDown() || view == focus
+            || view->isAncestorOf(focus) || view->isExpanded().value_or(false);
+        if (const qsizetype index = isInUse ? indexOf(key) : -1; index >= 0) {
+            ensureWidget(item(index));
+            continue;
+        }
+        m_views.remove(key);
+        view->hide();        // the focus goes to a neighbour
+        view->deleteLater(); // one of its buttons may be being pressed
     }
-    m_items[card.itemIndex].box.setHeight(std::round(bottom - y + ProjectCardView::paddingY));
-    return m_items[card.itemIndex].box.bottom();
 }
 
-double BoardView::rowHeight(const ProjectCardView &card, qsizetype index)
+BoardView::Content BoardView::contentOf(const BoardItem &item) const
 {
-    const int folded = LineRowView::foldedHeight();
-    const Transition *unfolding = motion(card.line(index).id);
-    return unfolding ? std::round(folded + unfolding->amount() * (row(card, index)->unfoldedHeight() - folded))
-                     : folded;
+    switch (item.kind) {
+    case Kind::Banner: return m_banner;
+    case Kind::FocusCard: return m_focusCard;
+    case Kind::Heading:
+        return BoardHeading{static_cast<ProjectSection>(item.index),
+                            m_content.sections[static_cast<std::size_t>(item.index)].size()};
+    case Kind::Row:
+        return LineRowView{item.card->lines.at(item.index), item.card->shownAt, isOpen(item.key()),
+                           m_expansions.contains(item.key())};
+    case Kind::Card:
+        ProjectCardFace face = item.card->face;
+        face.isFoldOpen = isOpen(item.key());
+        return face;
+    }
+    Q_UNREACHABLE();
+}
+
+DrawnView *BoardView::makeWidget(const BoardItem::Key &key)
+{
+    static const QHash<Kind, QAccessible::Role> roles{
+        {Kind::Heading, QAccessible::Heading}, {Kind::Card, QAccessible::List}, {Kind::Row, QAccessible::ListItem}};
+    auto *view = new DrawnView(roles.value(key.kind, QAccessible::Grouping), this);
+    if (key.kind == Kind::Row) {
+        view->setPressable();
+        view->setSubject(key.id);
+        connect(view, &QAbstractButton::clicked, this,
+                [this, id = key.id] { expandRow(m_expandedID == id ? QString() : id, true); });
+    }
+    connect(view, &DrawnView::menuRequested, this, &BoardView::menuRequested);
+    connect(view, &DrawnView::wished, this, [this, key](const QString &button, const QString &subject) {
+        if (key.kind == Kind::Banner)
+            button == u"claude" ? m_installer.installClaude() : m_installer.installCodex();
+        else if (key.kind == Kind::Card)
+            setOpen(key, !isOpen(key), true);
+        else
+            Q_EMIT wished(button, subject);
+    });
+    if (key.kind == Kind::FocusCard || key.kind == Kind::Card)
+        view->lower(); // the one's shadow reaches below its neighbours, the other is behind its rows
+    return view;
+}
+
+DrawnView *BoardView::updateDrawing(const BoardItem &item)
+{
+    View &view = m_views[item.key()];
+    if (!view.widget)
+        view.widget = makeWidget(item.key());
+    DrawnView *widget = view.widget;
+    const std::pair drawn(contentOf(item), item.box.width());
+    if (std::exchange(view.drawn, drawn) == drawn)
+        return widget;
+    const Content &content = drawn.first;
+    if (const auto *card = std::get_if<FocusCardView>(&content))
+        widget->setSubject(card->line ? card->line->id : QString());
+    const auto *row = std::get_if<LineRowView>(&content);
+    if (row) {
+        widget->setAccessibleName(row->spokenName());
+        // The goal and the events are heard when the row is unfolded, like they are seen.
+        widget->setAccessibleDescription(row->isExpanded ? row->spokenBody() : QString());
+    }
+    widget->setDrawing(std::visit([&](const auto &shown) { return shown.compose(drawn.second); }, content));
+    if (!row)
+        return widget;
+    const bool isUnfolding = widget->isExpanded() == false && row->isExpanded;
+    widget->setExpanded(row->isExpanded);
+    if (isUnfolding)
+        announce(*widget, u"已展开\n"_s + row->spokenBody());
+    return widget;
+}
+
+DrawnView *BoardView::ensureWidget(const BoardItem &item)
+{
+    DrawnView *view = updateDrawing(item);
+    const QVariantAnimation *expansion = item.kind == Kind::Row ? m_expansions.value(item.key()) : nullptr;
+    view->setOpacity(item.card ? item.card->opacity() : 1, expansion ? expansion->currentValue().toDouble() : 1);
+    view->place(item.box,
+                item.kind == Kind::FocusCard                          ? FocusCardView::shadowMargin
+                    : item.kind == Kind::Row && item.box.height() > 0 ? LineRowView::margin
+                                                                      : 0);
+    view->show();
+    return view;
+}
+
+bool BoardView::isOpen(const BoardItem::Key &key) const
+{
+    const QVariantAnimation *expansion = m_expansions.value(key);
+    return expansion && expansion->direction() == QVariantAnimation::Forward;
+}
+
+void BoardView::setOpen(const BoardItem::Key &key, bool open, bool isAnimated)
+{
+    if (open == isOpen(key))
+        return;
+    QVariantAnimation *&expansion = m_expansions[key];
+    if (!expansion) {
+        QEasingCurve easeInOut(QEasingCurve::BezierSpline);
+        easeInOut.addCubicBezierSegment({0.42, 0}, {0.58, 1}, {1, 1});
+        expansion = new QVariantAnimation(this);
+        expansion->setDuration(expansionTime);
+        expansion->setEasingCurve(easeInOut);
+        expansion->setStartValue(0.0);
+        expansion->setEndValue(1.0);
+        connect(expansion, &QVariantAnimation::valueChanged, this, [this, key] { Q_EMIT heightChanged(key.id); });
+        connect(expansion, &QVariantAnimation::finished, this, [this, key] {
+            if (isOpen(key))
+                return;
+            m_expansions.take(key)->deleteLater();
+            Q_EMIT heightChanged(key.id);
+        });
+    }
+    expansion->setDirection(open ? QVariantAnimation::Forward : QVariantAnimation::Backward);
+    expansion->start();
+    if (!isAnimated || !isVisible())
+        expansion->setCurrentTime(open ? expansionTime : 0); // which ends it
+    Q_EMIT heightChanged(key.id);
+}
+
+void BoardView::expandRow(const QString &id, bool isAnimated)
+{
+    if (m_expandedID != id)
+        setOpen({Kind::Row, std::exchange(m_expandedID, id)}, false, isAnimated);
+    if (!id.isEmpty())
+        setOpen({Kind::Row, id}, true, isAnimated);
+}
+
+std::optional<QRect> BoardView::showLine(const QString &id)
+{
+    const QSignalBlocker isLaidOutOnce(this);
+    const ProjectCardView *card = m_cardOfLine.value(id);
+    if (card && card->isFoldable(card->indexOf(id)))
+        setOpen({Kind::Card, card->face.project}, true, false);
+    expandRow(card ? id : QString(), false);
+    layOut();
+    return rowPlace(id);
 }
 
 void BoardView::paintEvent(QPaintEvent *event)

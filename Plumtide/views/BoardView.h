@@ -1,23 +1,22 @@
 #pragma once
 
+#include "Plumtide/views/BoardLayout.h"
+#include "Plumtide/views/FocusCardView.h"
+#include "Plumtide/views/LineRowView.h"
 #include "Plumtide/views/OnboardingBanner.h"
-#include "Plumtide/views/ProjectCardView.h"
 
-#include <QHash>
+#include <QMap>
 #include <QWidget>
 
-#include <array>
-#include <memory>
-#include <tuple>
 #include <unordered_map>
+#include <variant>
 
 class DrawnView;
 class HooksInstaller;
-class LineRowView;
+class QVariantAnimation;
 class TaskStore;
-class Transition;
 
-/// What scrolls in the panel: the onboarding banner, the focus area, and the projects in three sections. It is a list
+/// What scrolls in the panel: the onboarding banner, the focus card, and the projects in three sections. It is a list
 /// of items, of which only those near what is seen are widgets; the others are places. The order of the focus and what
 /// a screen reader hears come from the list.
 class BoardView final : public QWidget
@@ -25,24 +24,14 @@ class BoardView final : public QWidget
     Q_OBJECT
 
 public:
-    struct Item
-    {
-        enum class Kind { Banner, FocusArea, Heading, Card, Row, Fold };
-        Kind kind;
-        QRectF box;
-        ProjectCardView *card = nullptr;
-        qsizetype index = 0; ///< Of the line in its card, or of the section.
+    enum class FocusScope { Controls, Rows };
 
-        [[nodiscard]] bool isInCard() const { return kind == Kind::Row || kind == Kind::Fold; }
-    };
-    enum class Among { Controls, Rows };
-
-    /// Both must outlive the view, which only reads them.
-    BoardView(const TaskStore &store, const HooksInstaller &installer, int width, QWidget *parent);
+    /// Both must outlive the view. The banner's buttons are the installer's; all else is asked for by the signals.
+    BoardView(const TaskStore &store, HooksInstaller &installer, int width, QWidget *parent);
 
     void refresh(const QDateTime &now); ///< Projects that show the same are not touched.
     void layOut();                      ///< Takes the height that its items need.
-    void showNear();                    ///< Makes the widgets near what is seen, and ends others.
+    void updateVisibleWidgets();        ///< Makes the widgets near what is seen, and deletes others.
 
     /// The one line that is unfolded. It may be one that is not on the board.
     [[nodiscard]] const QString &expandedID() const { return m_expandedID; }
@@ -53,56 +42,51 @@ public:
 
     /// The control that has the focus after `from`, or before it; null at the end. Without `from` the first or the
     /// last.
-    [[nodiscard]] QWidget *controlAfter(const QWidget *from, bool next, Among among = Among::Controls);
+    [[nodiscard]] QWidget *controlAfter(const QWidget *from, bool next, FocusScope scope = FocusScope::Controls);
     [[nodiscard]] QWidget *controlNear(int y); ///< Of one that has been taken away.
 
     [[nodiscard]] qsizetype itemCount() const { return static_cast<qsizetype>(m_items.size()); }
-    /// From the top to the bottom; what is in a card follows it.
-    [[nodiscard]] const Item &item(qsizetype index) const { return m_items[static_cast<std::size_t>(index)]; }
+    [[nodiscard]] const BoardItem &item(qsizetype index) const { return m_items[static_cast<std::size_t>(index)]; }
     [[nodiscard]] qsizetype indexOf(const QWidget *control) const; ///< Of its item; -1 where it is in none.
-    DrawnView *realise(const Item &item);                          ///< Its widget, made if it has none.
+    DrawnView *ensureWidget(const BoardItem &item);                ///< Shows it, made if it has none.
 
 Q_SIGNALS:
     void wished(const QString &button, const QString &id); ///< A button of a line, or what its menu offers.
     void menuRequested(const QString &id, QPoint place);   ///< In global pixels.
-    void connectRequested(TaskSource tool);
-    void messageRead();                     ///< The banner's has been shown for long enough.
-    void heightChanged(const QString &key); ///< A step of what has this name: lay it out again.
+    void heightChanged(const QString &id); ///< Of this line or project: the board must be laid out again.
 
 protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
-    using FocusArea = std::tuple<std::optional<AgentTask>, QString, std::optional<TaskSource>>;
+    using Content = std::variant<OnboardingBanner, FocusCardView, BoardHeading, LineRowView, ProjectCardFace>;
+    struct View
+    {
+        DrawnView *widget = nullptr;
+        std::optional<std::pair<Content, double>> drawn; // and for which width
+    };
 
-    void onboardingBanner();
-    void focusArea(const std::optional<AgentTask> &first, const QDateTime &now);
-    [[nodiscard]] std::optional<TaskSource> emptyStateHintSource() const;
-    double layOutCard(ProjectCardView &card, double y, bool hasMotion); // the y below
-    [[nodiscard]] double rowHeight(const ProjectCardView &card, qsizetype index);
-    LineRowView *row(const ProjectCardView &card, qsizetype index);
-    [[nodiscard]] int cardWidth() const;
-    [[nodiscard]] static QString cardKey(const QString &project);
-    [[nodiscard]] static QString projectOfCardKey(const QString &key);
-    [[nodiscard]] DrawnView *viewOf(const Item &item) const; // null while it has none
-    [[nodiscard]] qsizetype indexOfRow(const QString &id) const;
-    [[nodiscard]] bool isInUse(const DrawnView *view) const;
-    [[nodiscard]] Transition *motion(const QString &key) const; // null: it is folded
-    void setOpen(const QString &key, bool isOpen, bool isAnimated);
-    void toggleRow(const QString &id);
+    [[nodiscard]] std::optional<TaskSource> silentSource() const;
+    void forgetLines(const ProjectCardView &card);
+    [[nodiscard]] Content contentOf(const BoardItem &item) const;
+    [[nodiscard]] DrawnView *makeWidget(const BoardItem::Key &key);
+    DrawnView *updateDrawing(const BoardItem &item); // makes the widget, but does not place it
+    [[nodiscard]] qsizetype indexOf(const BoardItem::Key &key) const;
+    [[nodiscard]] bool isOpen(const BoardItem::Key &key) const; // or on its way there
+    void setOpen(const BoardItem::Key &key, bool open, bool isAnimated);
+    void expandRow(const QString &id, bool isAnimated); // and folds the one before; only that where `id` is empty
 
     const TaskStore &m_store;
-    const HooksInstaller &m_installer;
+    HooksInstaller &m_installer;
+    const double m_cardWidth;
     OnboardingBanner m_banner;
-    DrawnView *m_bannerView;
-    FocusArea m_focusArea;
-    DrawnView *m_focusAreaView;
-    std::array<DrawnView *, allProjectSections.size()> m_headings{};
-    std::array<QList<ProjectCardView *>, allProjectSections.size()> m_sections; // in order
-    std::unordered_map<QString, std::unique_ptr<ProjectCardView>> m_cards;      // by the project
-    std::vector<Item> m_items;
-    QHash<QString, DrawnView *> m_views; // of rows by their lines, of cards and folds by their names
-    QList<Transition *> m_motions;       // of what is not folded, by the same names
+    FocusCardView m_focusCard;
+    BoardContent m_content;
+    std::unordered_map<QString, ProjectCardView> m_cards; // by the project
+    QHash<QString, ProjectCardView *> m_cardOfLine;
+    std::vector<BoardItem> m_items;
+    QMap<BoardItem::Key, View> m_views;
+    QMap<BoardItem::Key, QVariantAnimation *> m_expansions; // of rows, and of cards with quiet lines; from 0 to 1
     QString m_expandedID;
-    int m_round = 0; // of the refresh
+    int m_lastRefresh = 0;
 };

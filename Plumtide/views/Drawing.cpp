@@ -121,16 +121,6 @@ void paintRun(QPainter &painter, QPointF at, const TextBlock::Run &run, QColor c
 
 } // namespace
 
-void Drawing::add(const QRectF &box, std::variant<Box, TextBlock, Icon> content)
-{
-    m_items.push_back({box, std::move(content)});
-}
-
-void Drawing::addBehind(const QRectF &box, Box content)
-{
-    m_items.insert(m_items.begin(), {box, std::move(content)});
-}
-
 double Drawing::addText(QPointF topLeft, TextBlock block)
 {
     const QRectF box(topLeft, block.size);
@@ -148,18 +138,19 @@ void Drawing::addButton(const Button &button, QPointF topLeft, Drawing face)
     m_controls.push_back({button, {topLeft, face.size}, std::move(face)});
 }
 
-std::optional<QRegion> Drawing::changesSince(const Drawing &before) const
+QRegion Drawing::changesSince(const Drawing &before) const
 {
-    constexpr int overhang = 4; // of letters beyond their box
+    constexpr int overhang = 4;                                         // of letters beyond their box
+    constexpr QRect anywhere(-(1 << 24), -(1 << 24), 1 << 25, 1 << 25); // larger than any widget
     if (size != before.size || m_items.size() != before.m_items.size())
-        return std::nullopt;
+        return anywhere;
     QRegion changes;
     for (std::size_t i = 0; i < m_items.size(); ++i) {
         if (m_items[i] == before.m_items[i])
             continue;
         const auto *box = std::get_if<Box>(&m_items[i].content);
         if (box && box->shadow)
-            return std::nullopt;
+            return anywhere;
         for (const QRectF &changed : {m_items[i].box, before.m_items[i].box})
             changes += changed.toAlignedRect().adjusted(-overhang, -2, overhang, 2);
     }

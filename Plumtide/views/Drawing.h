@@ -8,6 +8,7 @@
 #include <QRegion>
 
 #include <optional>
+#include <utility>
 #include <variant>
 
 class QPainter;
@@ -47,10 +48,11 @@ public:
 
         bool operator==(const Icon &) const = default;
     };
+    using Content = std::variant<Box, TextBlock, Icon>;
     struct Item
     {
         QRectF box;
-        std::variant<Box, TextBlock, Icon> content;
+        Content content;
 
         bool operator==(const Item &) const = default;
     };
@@ -88,8 +90,9 @@ public:
 
     QSizeF size;
 
-    void add(const QRectF &box, std::variant<Box, TextBlock, Icon> content);
-    void addBehind(const QRectF &box, Box content); ///< All that was added before.
+    void add(const QRectF &box, Content content) { m_items.push_back({box, std::move(content)}); }
+    /// Behind all that was added before.
+    void addBehind(const QRectF &box, Box content) { m_items.insert(m_items.begin(), {box, std::move(content)}); }
     /// The y below it.
     double addText(QPointF topLeft, TextBlock block);
     void addDot(const QRectF &box, QColor color) { add(box, Box{.fill = color, .radius = box.width() / 2}); }
@@ -98,8 +101,8 @@ public:
     void addButton(const Button &button, QPointF topLeft, Drawing face);
 
     [[nodiscard]] const std::vector<Control> &controls() const { return m_controls; }
-    /// Where it looks different, in its own coordinates; nothing where that may be anywhere.
-    [[nodiscard]] std::optional<QRegion> changesSince(const Drawing &before) const;
+    /// Where it looks different, in its own coordinates.
+    [[nodiscard]] QRegion changesSince(const Drawing &before) const;
     [[nodiscard]] QString spokenText() const; ///< All texts in order, for a screen reader.
 
     /// Paints what touches `clip`, without the buttons. `opacity` is that of the drawing as a whole over `Theme::bg`:

@@ -11,6 +11,7 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <utility>
 
@@ -24,11 +25,6 @@ constexpr double pressedOpacity = 0.6;
 constexpr double hoverOpacity = 0.8;
 constexpr double hoverTone = 0.1; // behind what is no button
 constexpr auto flashTime = 1200ms;
-
-bool isKeyboardFocus(Qt::FocusReason reason)
-{
-    return reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason || reason == Qt::ShortcutFocusReason;
-}
 
 } // namespace
 
@@ -48,23 +44,17 @@ void DrawnView::setPressable()
 
 void DrawnView::setDrawing(Drawing drawing)
 {
-    const std::optional<QRegion> changes = drawing.changesSince(m_drawing);
+    update(drawing.changesSince(m_drawing).translated(m_box.topLeft().toPoint()));
     m_drawing = std::move(drawing);
-    if (!changes)
-        update();
-    else if (!changes->isEmpty())
-        update(changes->translated(m_box.topLeft().toPoint()));
-    const QList<DrawnButton *> before = std::exchange(m_buttons, {});
+    QList<DrawnButton *> before = std::exchange(m_buttons, {});
     for (const Drawing::Control &control : m_drawing.controls()) {
         const auto known = std::ranges::find(before, control.button.name, &DrawnButton::name);
-        DrawnButton *button = known == before.end() ? new DrawnButton(*this) : *known;
+        DrawnButton *button = known == before.end() ? new DrawnButton(*this) : before.takeAt(known - before.begin());
         m_buttons.append(button);
         button->set(control);
     }
     placeButtons();
-    for (DrawnButton *button : before) {
-        if (m_buttons.contains(button))
-            continue;
+    for (DrawnButton *button : std::as_const(before)) {
         button->hide();
         button->deleteLater(); // it may be the one that is being pressed
     }
@@ -80,6 +70,13 @@ void DrawnView::tellState(QAccessible::State changed)
         return;
     QAccessibleStateChangeEvent event(this, changed);
     QAccessible::updateAccessibility(&event);
+}
+
+void DrawnView::setExpanded(bool isExpanded)
+{
+    QAccessible::State changed;
+    changed.expanded = std::exchange(m_isExpanded, isExpanded) != isExpanded;
+    tellState(changed);
 }
 
 void DrawnView::place(const QRectF &box, double margin)
@@ -109,8 +106,7 @@ void DrawnView::setOpacity(double opacity, double ofButtons)
         return;
     m_opacity = opacity;
     m_opacityOfButtons = ofButtons;
-    for (DrawnButton *button : std::as_const(m_buttons))
-        button->setOpacity(opacity * ofButtons);
+    placeButtons();
     update();
 }
 
@@ -154,23 +150,17 @@ void DrawnView::keyPressEvent(QKeyEvent *event)
     const auto wish =
         std::ranges::find(LineMenu::wishes(), QKeySequence(event->keyCombination()), &LineMenu::Wish::key);
     if (!about.isEmpty() && wish != LineMenu::wishes().end()) {
-        Q_EMIT teller().wished(wish->name, about);
+        Q_EMIT wished(wish->name, about);
         return;
     }
-    switch (event->key()) {
-    case Qt::Key_Return:
-    case Qt::Key_Enter:
+    const int key = event->key();
+    if (key == Qt::Key_Return || key == Qt::Key_Enter) {
         if (m_isPressable && !event->isAutoRepeat())
             click();
-        return;
-    case Qt::Key_Up:
-    case Qt::Key_Down: // QAbstractButton would go to the next control
-        if (role() == QAccessible::ListItem) {
-            event->ignore();
-            return;
-        }
-        [[fallthrough]];
-    default: QAbstractButton::keyPressEvent(event);
+    } else if (role() == QAccessible::ListItem && (key == Qt::Key_Up || key == Qt::Key_Down)) {
+        event->ignore(); // QAbstractButton would go to the next control
+    } else {
+        QAbstractButton::keyPressEvent(event);
     }
 }
 
@@ -187,7 +177,7 @@ void DrawnView::mouseDoubleClickEvent(QMouseEvent *event)
 void DrawnView::contextMenuEvent(QContextMenuEvent *event)
 {
     if (!subject().isEmpty())
-        Q_EMIT teller().menuRequested(subject(), event->globalPos());
+        Q_EMIT menuRequested(subject(), event->globalPos());
     else
         event->ignore();
 }
@@ -205,13 +195,17 @@ void DrawnView::mousePressEvent(QMouseEvent *event)
 
 void DrawnView::focusInEvent(QFocusEvent *event)
 {
-    m_showsFocus = isKeyboardFocus(event->reason()) || (m_showsFocus && event->reason() == Qt::ActiveWindowFocusReason);
+    constexpr std::array byKeyboard{Qt::TabFocusReason, Qt::BacktabFocusReason, Qt::ShortcutFocusReason};
+    m_showsFocus = std::ranges::count(byKeyboard, event->reason()) > 0
+        || (m_showsFocus && event->reason() == Qt::ActiveWindowFocusReason);
     QAbstractButton::focusInEvent(event);
 }
 
-DrawnButton::DrawnButton(DrawnView &view) : DrawnView(QAccessible::Button, &view), m_view(view)
+DrawnButton::DrawnButton(DrawnView &view) : DrawnView(QAccessible::Button, &view)
 {
     setPressable();
+    connect(this, &DrawnView::wished, &view, &DrawnView::wished);
+    connect(this, &DrawnView::menuRequested, &view, &DrawnView::menuRequested);
     connect(this, &QAbstractButton::pressed, this, [this] {
         // A second click of a double click was meant for what stood here before.
         const bool isTooSoon = m_sinceChange.isValid() && m_sinceChange.elapsed() < QApplication::doubleClickInterval();
@@ -253,7 +247,7 @@ void DrawnButton::press()
         showText(m_button.flash);
         QTimer::singleShot(flashTime, this, [this] { showText(m_button.text); });
     }
-    Q_EMIT m_view.wished(m_button.name, m_pressed->subject);
+    Q_EMIT wished(m_button.name, m_pressed->subject);
 }
 
 void DrawnButton::showText(const QString &text)

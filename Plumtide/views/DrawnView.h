@@ -25,11 +25,13 @@ public:
     void setOpacity(double opacity, double ofButtons = 1);
 
     [[nodiscard]] virtual QAccessible::Role role() const { return m_role; }
-    [[nodiscard]] virtual std::optional<bool> isExpanded() const { return std::nullopt; } ///< If it can be.
-    [[nodiscard]] virtual bool isMarked() const { return false; }                         ///< Checked, or switched on.
-    [[nodiscard]] virtual double radius() const { return 4; }                             ///< Of its corners.
+    [[nodiscard]] std::optional<bool> isExpanded() const { return m_isExpanded; } ///< If it can be.
+    void setExpanded(bool isExpanded);
+    [[nodiscard]] virtual bool isMarked() const { return false; } ///< Checked, or switched on.
+    [[nodiscard]] virtual double radius() const { return 4; }     ///< Of its corners.
     /// What a double click and the keys of a line's actions are about; nothing when it is empty.
     [[nodiscard]] virtual QString subject() const { return m_subject; }
+    void setPressable();
     void setSubject(const QString &subject) { m_subject = subject; }
     [[nodiscard]] QRectF box() const { return m_box; }             ///< In the widget.
     [[nodiscard]] bool showsFocus() const { return m_showsFocus; } ///< When it has it: it came by a key.
@@ -37,12 +39,11 @@ public:
     [[nodiscard]] QList<QWidget *> controls();
 
 Q_SIGNALS:
-    /// A button was pressed, for the subject that it had when the press began; or what `lineWishes` names is wanted.
+    /// A button was pressed, for the subject that it had when the press began; or one of `LineMenu::wishes` came.
     void wished(const QString &button, const QString &subject);
     void menuRequested(const QString &subject, QPoint place); ///< In global pixels.
 
 protected:
-    void setPressable();
     void tellState(QAccessible::State changed);
 
     void paintEvent(QPaintEvent *event) override;
@@ -50,7 +51,6 @@ protected:
     void mousePressEvent(QMouseEvent *event) override;
     void mouseDoubleClickEvent(QMouseEvent *event) override;
     void contextMenuEvent(QContextMenuEvent *event) override;
-    [[nodiscard]] virtual DrawnView &teller() { return *this; } ///< Whose signals tell of what is wished.
     void focusInEvent(QFocusEvent *event) override;
 
 private:
@@ -66,6 +66,7 @@ private:
     double m_opacity = 1;
     double m_opacityOfButtons = 1;
     bool m_isPressable = false;
+    std::optional<bool> m_isExpanded;
     bool m_showsFocus = false;
 };
 
@@ -75,7 +76,7 @@ class DrawnButton final : public DrawnView
     Q_OBJECT
 
 public:
-    /// `view` tells of its presses.
+    /// `view` tells what it tells.
     explicit DrawnButton(DrawnView &view);
 
     void set(const Drawing::Control &control);
@@ -87,14 +88,10 @@ public:
     [[nodiscard]] double radius() const override { return m_button.look.radius; }
     [[nodiscard]] QString subject() const override { return m_button.subject; }
 
-protected:
-    [[nodiscard]] DrawnView &teller() override { return m_view; }
-
 private:
     void press();
     void showText(const QString &text);
 
-    DrawnView &m_view;
     Drawing::Button m_button;
     std::optional<Drawing::Button> m_pressed; // as it was then; none when the press does not count
     QElapsedTimer m_sinceChange;              // of the subject

@@ -35,7 +35,6 @@ const Drawing::ButtonLook smallLook{.style = {11, QFont::Medium, Theme::text},
 
 constexpr double allClearPaddingY = 18;
 constexpr double allClearGap = 4;
-constexpr double allClearRadius = 12;
 constexpr double allClearFillOpacity = 0.6;
 constexpr TextStyle headlineStyle{15, QFont::DemiBold, Theme::text, TextStyle::Design::Serif};
 constexpr TextStyle hintStyle{12, QFont::Normal, Theme::secondary};
@@ -45,16 +44,45 @@ Drawing::Button smallButton(const QString &name, const QString &text, const Agen
     return {.name = name, .text = text, .look = smallLook, .subject = task.id};
 }
 
+Drawing composeAllClear(std::optional<TaskSource> silentSource, double width)
+{
+    QString headline = u"现在没有需要你处理的事"_s;
+    QString hint = u"有新进展我会告诉你 ☕"_s;
+    if (silentSource == TaskSource::claude) {
+        headline = u"Claude Code 已接入，还没收到第一条消息"_s;
+        hint = u"开个新的 Claude Code 会话（不是网页版聊天），说句话就会出现在这里。"_s;
+    } else if (silentSource == TaskSource::codex) {
+        headline = u"Codex 已接入，还没收到消息"_s;
+        hint = u"重启 Codex 后，发一轮消息就会出现在这里。"_s;
+    }
+    Drawing drawing;
+    const auto addCentred = [&](double y, const QString &text, const TextStyle &style) {
+        TextBlock block = layText(text, style, width, 0, Qt::AlignHCenter);
+        const double left = (width - block.size.width()) / 2;
+        return drawing.addText({left, y}, std::move(block));
+    };
+    const double y = addCentred(allClearPaddingY, headline, headlineStyle) + allClearGap;
+    drawing.size = {width, std::round(addCentred(y, hint, hintStyle) + allClearPaddingY)};
+    const QRectF face({0, 0}, drawing.size);
+    drawing.addBehind(face,
+                      Drawing::Box{.fill = Theme::faded(Theme::card, allClearFillOpacity), .radius = focusRadius});
+    drawing.addBorder(face, focusRadius, Theme::border, 1, Drawing::Line::Dashed);
+    return drawing;
+}
+
 } // namespace
 
-Drawing FocusCardView::compose(const AgentTask &task, const QDateTime &now, double width)
+Drawing FocusCardView::compose(double width) const
 {
+    if (!line)
+        return composeAllClear(silentSource, width);
+    const AgentTask &task = *line;
     Drawing drawing;
     const double inside = width - 2 * focusPadding;
     HStack head(0);
     head.text(u"下一步"_s, focusLabelStyle);
     head.spacer();
-    head.text(shortAgo(task.updatedAt, now), focusTimeStyle);
+    head.text(age, focusTimeStyle);
     double y = head.place(drawing, {focusPadding, focusPadding}, inside).bottom() + focusGap;
 
     HStack project(focusItemGap);
@@ -85,31 +113,5 @@ Drawing FocusCardView::compose(const AgentTask &task, const QDateTime &now, doub
     drawing.addBorder(face, focusRadius,
                       Theme::faded(Theme::accent, task.isUrgent() ? focusUrgentBorderOpacity : calmBorderOpacity),
                       borderWidth);
-    return drawing;
-}
-
-Drawing AllClearView::compose(std::optional<TaskSource> hintSource, double width)
-{
-    QString headline = u"现在没有需要你处理的事"_s;
-    QString hint = u"有新进展我会告诉你 ☕"_s;
-    if (hintSource == TaskSource::claude) {
-        headline = u"Claude Code 已接入，还没收到第一条消息"_s;
-        hint = u"开个新的 Claude Code 会话（不是网页版聊天），说句话就会出现在这里。"_s;
-    } else if (hintSource == TaskSource::codex) {
-        headline = u"Codex 已接入，还没收到消息"_s;
-        hint = u"重启 Codex 后，发一轮消息就会出现在这里。"_s;
-    }
-    Drawing drawing;
-    const auto addCentred = [&](double y, const QString &text, const TextStyle &style) {
-        TextBlock block = layText(text, style, width, 0, Qt::AlignHCenter);
-        const double left = (width - block.size.width()) / 2;
-        return drawing.addText({left, y}, std::move(block));
-    };
-    const double y = addCentred(allClearPaddingY, headline, headlineStyle) + allClearGap;
-    drawing.size = {width, std::round(addCentred(y, hint, hintStyle) + allClearPaddingY)};
-    const QRectF face({0, 0}, drawing.size);
-    drawing.addBehind(face,
-                      Drawing::Box{.fill = Theme::faded(Theme::card, allClearFillOpacity), .radius = allClearRadius});
-    drawing.addBorder(face, allClearRadius, Theme::border, 1, Drawing::Line::Dashed);
     return drawing;
 }

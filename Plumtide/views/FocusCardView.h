@@ -4,17 +4,16 @@
 #include "Plumtide/views/Drawing.h"
 
 /// What the user has to do next: the first line that waits, large, with the reason and the buttons "copy", "edit" and
-/// "close", whose subject is the line's id.
+/// "close", whose subject is the line's id. Where nothing waits, it says so; or what makes a silent source appear.
 struct FocusCardView
 {
     static constexpr int shadowMargin = 20; ///< What its shadow takes around it, logical pixels.
 
-    [[nodiscard]] static Drawing compose(const AgentTask &task, const QDateTime &now, double width);
-};
+    std::optional<AgentTask> line;
+    QString age;                                 ///< Of the line, as it is shown.
+    std::optional<TaskSource> silentSource = {}; ///< Connected and not heard of yet; `other` counts as absent.
 
-/// Says that nothing waits for the user; or, while a source is connected and silent, what makes it appear. `other`
-/// counts as absent.
-struct AllClearView
-{
-    [[nodiscard]] static Drawing compose(std::optional<TaskSource> hintSource, double width);
+    bool operator==(const FocusCardView &) const = default;
+
+    [[nodiscard]] Drawing compose(double width) const;
 };

@@ -35,14 +35,9 @@ QString label(TaskSource source)
     Q_UNREACHABLE();
 }
 
-template <typename Content>
 void HStack::add(Content content, QSizeF size)
 {
-    const double gap = m_things.empty() ? 0 : m_gap;
-    Thing &thing = m_things.emplace_back();
-    thing.content.emplace<Content>(std::move(content));
-    thing.size = size;
-    thing.gap = gap;
+    m_things.push_back({.content = std::move(content), .size = size, .gap = m_things.empty() ? 0 : m_gap});
 }
 
 void HStack::dot(double diameter, QColor color)

@@ -43,15 +43,15 @@ private:
         Drawing::Button button;
         Drawing face;
     };
+    using Content = std::variant<Spacer, Drawing::Box, Drawing::Icon, Text, Button>;
     struct Thing
     {
-        std::variant<Spacer, Drawing::Box, Drawing::Icon, Text, Button> content;
+        Content content;
         QSizeF size;                     // for a spacer the least width
         std::optional<QColor> chip = {}; // the text stands on it
         double gap = 0;                  // before it
     };
 
-    template <typename Content>
     void add(Content content, QSizeF size);
     void layTexts(double width);
 

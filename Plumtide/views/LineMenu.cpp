@@ -18,11 +18,9 @@ QString LineMenu::undoText(const TaskStore &store)
         return {};
     const bool isShelved = store.task(before->id)->status == AgentTaskStatus::shelved;
     const qsizetype length = characterEnds(before->title, titleLength).value(titleLength - 1, before->title.size());
-    return u"撤销"_s
-        + (isShelved                   ? u"搁置"_s
-               : before->isAgentLine() ? u"归档"_s
-                                       : u"完成"_s)
-        + u'「' + before->title.first(length).simplified() + (length < before->title.size() ? u"…」"_s : u"」"_s);
+    const QString closed = before->isAgentLine() ? u"归档"_s : u"完成"_s;
+    return u"撤销"_s + (isShelved ? u"搁置"_s : closed) + u'「' + before->title.first(length).simplified()
+        + (length < before->title.size() ? u"…」"_s : u"」"_s);
 }
 
 const QList<LineMenu::Wish> &LineMenu::wishes()

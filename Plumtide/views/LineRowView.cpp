@@ -1,11 +1,9 @@
 #include "Plumtide/views/LineRowView.h"
 
 #include "Plumtide/system/Characters.h"
-#include "Plumtide/views/Accessibility.h"
 #include "Plumtide/views/HStack.h"
 
 #include <algorithm>
-#include <cmath>
 
 using namespace Qt::StringLiterals;
 
@@ -44,12 +42,6 @@ const Drawing::ButtonLook actionLook{.style = {11, QFont::Medium, Theme::text},
                                      .radius = 7,
                                      .border = Theme::border};
 
-constexpr TextStyle inColor(TextStyle style, QColor color)
-{
-    style.color = color;
-    return style;
-}
-
 bool isQuiet(const AgentTask &line, const QDateTime &now)
 {
     return line.status == AgentTaskStatus::shelved || line.isFaded(now);
@@ -77,7 +69,49 @@ QString activityText(const AgentTask &line, const QDateTime &now)
     return line.waitingReason.value_or(line.currentState);
 }
 
-QString spokenBody(const AgentTask &line)
+// The y below it.
+double addBody(Drawing &drawing, const AgentTask &line, double y, double width)
+{
+    const double inside = width - bodyIndent;
+    if (!line.purpose.isEmpty())
+        y = bodyGap
+            + drawing.addText({bodyIndent, y},
+                              ShapedText(u"目标  "_s, purposeLabelStyle, line.purpose, purposeStyle).block(inside, 0));
+    for (const QString &event : line.recentEvents)
+        y = eventGap + drawing.addText({bodyIndent, y}, layText(event, eventStyle, inside, eventLines));
+    if (!line.recentEvents.isEmpty())
+        y += bodyGap - eventGap;
+
+    const bool isShelved = line.status == AgentTaskStatus::shelved;
+    HStack buttons(rowButtonGap);
+    const auto add = [&](const QString &name, const QString &text, const QString &icon, const QString &flash = {}) {
+        buttons.button(
+            {.name = name, .text = text, .look = actionLook, .icon = icon, .subject = line.id, .flash = flash});
+    };
+    add(u"copy"_s, u"复制名称"_s, u"copy"_s, u"已复制"_s);
+    add(u"edit"_s, u"编辑"_s, u"pencil"_s);
+    add(u"shelve"_s, isShelved ? u"恢复"_s : u"搁置"_s, isShelved ? u"u-turn-up"_s : u"tray-down"_s);
+    add(u"close"_s, line.isAgentLine() ? u"归档"_s : u"完成"_s, line.isAgentLine() ? u"archive-box"_s : u"check"_s);
+    return buttons.place(drawing, {bodyIndent, y + buttonsTop}, inside).bottom();
+}
+
+} // namespace
+
+bool LineRowView::operator==(const LineRowView &other) const
+{
+    return line == other.line && isExpanded == other.isExpanded && hasBody == other.hasBody
+        && spokenName() == other.spokenName();
+}
+
+QString LineRowView::spokenName() const
+{
+    QStringList parts{line.title, label(line.source), activityText(line, now), shortAgo(line.updatedAt, now)};
+    parts.removeAll(QString());
+    std::ranges::transform(parts, parts.begin(), shortened);
+    return parts.join(u"，"_s);
+}
+
+QString LineRowView::spokenBody() const
 {
     QStringList parts = line.recentEvents;
     if (!line.purpose.isEmpty())
@@ -86,120 +120,36 @@ QString spokenBody(const AgentTask &line)
     return parts.join(u"\n"_s);
 }
 
-} // namespace
-
-LineRowView::LineRowView(const QString &id, QWidget *parent) : DrawnView(QAccessible::ListItem, parent)
+double LineRowView::foldedHeight()
 {
-    m_line.id = id;
-    setObjectName(id);
-    setSubject(id);
-    setPressable();
-}
-
-QString LineRowView::spokenName(const AgentTask &line, const QDateTime &now)
-{
-    QStringList parts{line.title, label(line.source), activityText(line, now), shortAgo(line.updatedAt, now)};
-    parts.removeAll(QString());
-    std::ranges::transform(parts, parts.begin(), shortened);
-    return parts.join(u"，"_s);
-}
-
-int LineRowView::foldedHeight()
-{
-    const auto line = [](const TextStyle &style) { return Theme::face(style).lineHeight; };
-    static const int height =
-        static_cast<int>(rowPaddingY + line(rowTitleStyle) + lineGap + line(activityStyle) + rowPaddingY);
+    static const double height = rowPaddingY + Theme::face(rowTitleStyle).lineHeight + lineGap
+        + Theme::face(activityStyle).lineHeight + rowPaddingY;
     return height;
 }
 
-int LineRowView::unfoldedHeight() const
-{
-    return static_cast<int>(std::lround(drawing().size.height()));
-}
-
-bool LineRowView::shows(const AgentTask &line, const QDateTime &now) const
-{
-    return m_now.isValid() && line == m_line && spokenName(line, now) == spokenName(line, m_now)
-        && line.isStuck(now) == line.isStuck(m_now);
-}
-
-void LineRowView::show(const AgentTask &line, const QDateTime &now, int width, bool isExpanded, bool hasBody)
-{
-    QAccessible::State changed;
-    changed.expanded = m_isExpanded != isExpanded;
-    if (shows(line, now) && width == m_width && !changed.expanded && hasBody == m_hasBody)
-        return;
-    const bool isUnfolding = m_now.isValid() && changed.expanded && isExpanded;
-    m_line = line;
-    m_now = now;
-    m_width = width;
-    m_isExpanded = isExpanded;
-    m_hasBody = hasBody;
-    setAccessibleName(spokenName(line, now));
-    // The goal and the events are heard when the row is unfolded, like they are seen.
-    setAccessibleDescription(isExpanded ? spokenBody(line) : QString());
-    setDrawing(compose(width));
-    tellState(changed);
-    if (isUnfolding)
-        announce(*this, u"已展开\n"_s + spokenBody(line));
-}
-
-Drawing LineRowView::compose(int width) const
+Drawing LineRowView::compose(double width) const
 {
     Drawing drawing;
-    const int maxLines = m_hasBody ? expandedLines : 1; // until it is folded
+    const int maxLines = hasBody ? expandedLines : 1;
     HStack title(rowItemGap);
-    title.dot(rowDotDiameter, dotColor(m_line, m_now));
-    title.text(m_line.title, inColor(rowTitleStyle, isQuiet(m_line, m_now) ? Theme::secondary : Theme::text),
-               HStack::Shrink::First, maxLines);
-    title.sourceChip(m_line.source);
+    title.dot(rowDotDiameter, dotColor(line, now));
+    title.text(line.title, rowTitleStyle.in(isQuiet(line, now) ? Theme::secondary : Theme::text), HStack::Shrink::First,
+               maxLines);
+    title.sourceChip(line.source);
     title.spacer(titleSpacer);
-    if (m_line.status == AgentTaskStatus::running && !m_line.isStuck(m_now))
+    if (line.status == AgentTaskStatus::running && !line.isStuck(now))
         title.icon(u"cycle"_s, spinSize, Theme::secondary);
-    title.text(shortAgo(m_line.updatedAt, m_now), rowTimeStyle);
+    title.text(shortAgo(line.updatedAt, now), rowTimeStyle);
     double y = title.place(drawing, {0, rowPaddingY}, width).bottom();
 
-    const bool isCalling = m_line.isStuck(m_now) || m_line.isUrgent();
+    const bool needsUser = line.isStuck(now) || line.isUrgent();
     HStack activity(rowItemGap);
     activity.icon(u"turn-down-right"_s, turnSize, Theme::secondary);
-    activity.text(activityText(m_line, m_now), inColor(activityStyle, isCalling ? Theme::accent : Theme::secondary),
+    activity.text(activityText(line, now), activityStyle.in(needsUser ? Theme::accent : Theme::secondary),
                   HStack::Shrink::First, maxLines);
     y = activity.place(drawing, {0, y + lineGap}, width).bottom();
-    if (m_hasBody)
-        y = composeBody(drawing, y + lineGap + bodyTop, width);
-    drawing.size = {static_cast<double>(width), y + rowPaddingY};
+    if (hasBody)
+        y = addBody(drawing, line, y + lineGap + bodyTop, width);
+    drawing.size = {width, y + rowPaddingY};
     return drawing;
-}
-
-double LineRowView::composeBody(Drawing &drawing, double y, int width) const
-{
-    const double inside = width - bodyIndent;
-    if (!m_line.purpose.isEmpty())
-        y = bodyGap
-            + drawing.addText(
-                {bodyIndent, y},
-                ShapedText(u"目标  "_s, purposeLabelStyle, m_line.purpose, purposeStyle).block(inside, 0));
-    for (const QString &event : m_line.recentEvents)
-        y = eventGap + drawing.addText({bodyIndent, y}, layText(event, eventStyle, inside, eventLines));
-    if (!m_line.recentEvents.isEmpty())
-        y += bodyGap - eventGap;
-
-    const bool isShelved = m_line.status == AgentTaskStatus::shelved;
-    const bool isAgents = m_line.isAgentLine();
-    HStack buttons(rowButtonGap);
-    const auto add = [&](Drawing::Button button) {
-        button.subject = m_line.id;
-        buttons.button(button);
-    };
-    add({.name = u"copy"_s, .text = u"复制名称"_s, .look = actionLook, .icon = u"copy"_s, .flash = u"已复制"_s});
-    add({.name = u"edit"_s, .text = u"编辑"_s, .look = actionLook, .icon = u"pencil"_s});
-    add({.name = u"shelve"_s,
-         .text = isShelved ? u"恢复"_s : u"搁置"_s,
-         .look = actionLook,
-         .icon = isShelved ? u"u-turn-up"_s : u"tray-down"_s});
-    add({.name = u"close"_s,
-         .text = isAgents ? u"归档"_s : u"完成"_s,
-         .look = actionLook,
-         .icon = isAgents ? u"archive-box"_s : u"check"_s});
-    return buttons.place(drawing, {bodyIndent, y + buttonsTop}, inside).bottom();
 }

@@ -13,6 +13,7 @@ struct OnboardingBanner
     bool operator==(const OnboardingBanner &) const = default;
 
     [[nodiscard]] bool isCard() const { return needsClaude || needsCodex; }
+    [[nodiscard]] bool isMessage() const { return message && !isCard(); }
     [[nodiscard]] bool isShown() const { return isCard() || message; }
     [[nodiscard]] Drawing compose(double width) const;
 };

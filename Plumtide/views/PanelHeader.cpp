@@ -26,19 +26,8 @@ constexpr TextStyle countLabelStyle{12, QFont::Normal, Theme::secondary};
 constexpr TextStyle countStyle{12, QFont::DemiBold, Theme::text};
 constexpr TextStyle emphasizedCountStyle{12, QFont::DemiBold, Theme::accent};
 
-constexpr double chipPaddingX = 9;
-constexpr double chipPaddingY = 3;
-constexpr double chipRadius = 5;
-const Drawing::ButtonLook chipLook{.style = {11, QFont::Normal, Theme::secondary},
-                                   .paddingX = chipPaddingX,
-                                   .paddingY = chipPaddingY,
-                                   .radius = chipRadius};
-const Drawing::ButtonLook selectedChipLook{.style = {11, QFont::DemiBold, Theme::text},
-                                           .paddingX = chipPaddingX,
-                                           .paddingY = chipPaddingY,
-                                           .fill = Theme::card,
-                                           .radius = chipRadius,
-                                           .shadow = Drawing::Shadow{Theme::faded(Qt::black, 0.06), 1, {0, 1}}};
+const Drawing::ButtonLook chipLook{
+    .style = {11, QFont::Normal, Theme::secondary}, .paddingX = 9, .paddingY = 3, .radius = 5};
 const Drawing::ButtonLook registerLook{.style = {11, QFont::Medium, Theme::secondary}};
 
 constexpr double footerPaddingX = 14;
@@ -62,11 +51,13 @@ QString chipName(TaskSource source)
 
 Drawing::Button sourceChip(const QString &name, const QString &text, bool isSelected)
 {
-    return {.name = name,
-            .text = text,
-            .look = isSelected ? selectedChipLook : chipLook,
-            .role = QAccessible::RadioButton,
-            .isChecked = isSelected};
+    Drawing::ButtonLook look = chipLook;
+    if (isSelected) {
+        look.style = {11, QFont::DemiBold, Theme::text};
+        look.fill = Theme::card;
+        look.shadow = {Theme::faded(Qt::black, 0.06), 1, {0, 1}};
+    }
+    return {.name = name, .text = text, .look = look, .role = QAccessible::RadioButton, .isChecked = isSelected};
 }
 
 } // namespace

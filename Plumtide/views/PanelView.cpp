@@ -15,7 +15,6 @@
 #include <QPainter>
 #include <QScrollBar>
 
-#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -35,15 +34,13 @@ constexpr std::chrono::seconds tellTime{4};
 PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, QWidget *parent)
     : QWidget(parent),
       m_store(store),
-      m_installer(installer),
       m_clock(std::move(clock)),
       m_urgent(store.urgentCount()),
       m_header(new DrawnView(QAccessible::Grouping, this)),
       m_scroll(new BoardScroll(this)),
       m_board(new BoardView(store, installer, fixedSize.width() - 2 * edgeWidth, m_scroll)),
       m_footer(new DrawnView(QAccessible::Grouping, this)),
-      m_told(new DrawnView(QAccessible::AlertMessage, this)),
-      m_refresher(new Refresher(this, [this] { refresh(); }))
+      m_told(new DrawnView(QAccessible::AlertMessage, this))
 {
     Theme::setPalette();
     setObjectName(u"panel"_s);
@@ -62,27 +59,21 @@ PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, Q
     m_tellTimer.setSingleShot(true);
     connect(&m_tellTimer, &QTimer::timeout, this, [this] { showTold(false); });
 
-    connect(&store, &TaskStore::objectWillChange, m_refresher, &Refresher::markStale);
-    connect(&installer, &HooksInstaller::objectWillChange, m_refresher, &Refresher::markStale);
+    auto *refresher = new Refresher(this, [this] { refresh(); });
+    connect(&store, &TaskStore::objectWillChange, refresher, &Refresher::markStale);
+    connect(&installer, &HooksInstaller::objectWillChange, refresher, &Refresher::markStale);
     for (DrawnView *view : {m_header, m_footer})
         connect(view, &DrawnView::wished, this, &PanelView::act);
     connect(m_board, &BoardView::wished, this, &PanelView::act);
     connect(m_board, &BoardView::menuRequested, this, [this](const QString &id, QPoint place) {
         LineMenu::show(*this, m_store, id, place, true, [this, id](const QString &wish) { act(wish, id); });
     });
-    connect(m_board, &BoardView::connectRequested, this, [&installer](TaskSource tool) {
-        if (tool == TaskSource::claude)
-            installer.installClaude();
-        else
-            installer.installCodex();
-    });
-    connect(m_board, &BoardView::messageRead, &installer, &HooksInstaller::clearMessage);
     connect(m_board, &BoardView::heightChanged, this, [this](const QString &unfolding) {
         keepPlace([this] { m_board->layOut(); });
         if (unfolding == m_board->expandedID())
             bringIntoView(unfolding);
     });
-    connect(m_scroll->verticalScrollBar(), &QScrollBar::valueChanged, m_board, &BoardView::showNear);
+    connect(m_scroll->verticalScrollBar(), &QScrollBar::valueChanged, m_board, &BoardView::updateVisibleWidgets);
 }
 
 void PanelView::setMiniBoardOn(bool isOn)
@@ -155,8 +146,7 @@ void PanelView::showLine(const QString &id)
 
 void PanelView::showParts(bool isShown)
 {
-    for (QWidget *part :
-         {static_cast<QWidget *>(m_header), static_cast<QWidget *>(m_scroll), static_cast<QWidget *>(m_footer)})
+    for (QWidget *part : QWidgetList{m_header, m_scroll, m_footer})
         part->setVisible(isShown);
     showTold(m_tellTimer.isActive());
     update();

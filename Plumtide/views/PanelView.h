@@ -15,7 +15,6 @@
 class BoardView;
 class DrawnView;
 class HooksInstaller;
-class Refresher;
 class TaskEditView;
 class TaskStore;
 
@@ -67,7 +66,6 @@ private:
     [[nodiscard]] int placeOnBoard(const QWidget *control) const; // its y there; -1 elsewhere
 
     TaskStore &m_store;
-    HooksInstaller &m_installer;
     const Clock m_clock;
     int m_urgent; // lines, when it was last refreshed
     std::optional<PanelHeader> m_shownHeader;
@@ -81,5 +79,4 @@ private:
     TaskEditView *m_editor = nullptr; // null while the board is shown
     QPointer<QWidget> m_openedBy;     // the control that the form was opened by
     int m_leftAt = -1;                // where on the board the focus was, when the panel has it instead
-    Refresher *m_refresher;
 };

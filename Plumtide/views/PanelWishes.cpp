@@ -13,17 +13,12 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-constexpr int stepsAKey = 3; // as many as a wheel's
-
-} // namespace
-
 // What PanelView does for its user.
 
 void PanelView::act(const QString &wish, const QString &id)
 {
     const std::optional<AgentTask> line = m_store.task(id);
+    const bool isShelved = line && line->status == AgentTaskStatus::shelved;
     if (wish == u"register") {
         edit(std::nullopt);
     } else if (wish == u"switch") {
@@ -39,10 +34,8 @@ void PanelView::act(const QString &wish, const QString &id)
         QGuiApplication::clipboard()->setText(line->title);
     } else if (line && wish == u"edit") {
         edit(line);
-    } else if (line && line->status == AgentTaskStatus::shelved && (wish == u"shelve" || wish == u"resume")) {
-        m_store.setStatus(id, AgentTaskStatus::waiting);
-    } else if (line && wish == u"shelve") {
-        m_store.setStatus(id, AgentTaskStatus::shelved);
+    } else if (line && (wish == u"shelve" || (wish == u"resume" && isShelved))) {
+        m_store.setStatus(id, isShelved ? AgentTaskStatus::waiting : AgentTaskStatus::shelved);
     } else if (line && wish == u"close") {
         m_store.setStatus(id, AgentTaskStatus::done);
     } else if (line && wish == LineMenu::session) {
@@ -59,6 +52,7 @@ void PanelView::keyPressEvent(QKeyEvent *event)
     static const QHash<QKeyCombination, QString> wishes{
         {Qt::Key_1, u"all"_s},   {Qt::Key_2, u"claude"_s},   {Qt::Key_3, u"codex"_s},
         {Qt::Key_4, u"other"_s}, {Qt::Key_N, u"register"_s}, {Qt::CTRL | Qt::Key_Z, LineMenu::undo}};
+    constexpr int stepsAKey = 3; // as many as a wheel's
     QWidget *from = QApplication::focusWidget();
     if (event->keyCombination() == (Qt::SHIFT | Qt::Key_F10) && from) { // Qt opens menus by the Menu key alone
         const QPoint at = from->inputMethodQuery(Qt::ImCursorRectangle).toRect().center();
@@ -81,7 +75,7 @@ void PanelView::keyPressEvent(QKeyEvent *event)
     const bool isAtRow = from && from->parentWidget() == m_board;
     const bool isStep = event->key() == Qt::Key_Up || event->key() == Qt::Key_Down;
     if (QWidget *row = isAtRow && isStep
-            ? m_board->controlAfter(from, event->key() == Qt::Key_Down, BoardView::Among::Rows)
+            ? m_board->controlAfter(from, event->key() == Qt::Key_Down, BoardView::FocusScope::Rows)
             : nullptr)
         focusOn(row, Qt::TabFocusReason);
     else

@@ -5,15 +5,12 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <tuple>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 namespace {
 
-constexpr double paddingRight = 11;
-constexpr double paddingLeft = 11;
 constexpr double paddingLeftOfPending = 13;
 constexpr double cardRadius = 10;
 constexpr double cardDotDiameter = 7;
@@ -22,7 +19,6 @@ constexpr double headerSpacer = 8;
 constexpr double barWidth = 3;
 constexpr double cardUrgentBorderOpacity = 0.35;
 constexpr double calmBarOpacity = 0.4;
-constexpr double quietOpacity = 0.75;
 
 constexpr TextStyle nameStyle{14, QFont::DemiBold, Theme::text, TextStyle::Design::Serif};
 constexpr TextStyle cardTimeStyle{11, QFont::Normal, Theme::secondary};
@@ -30,11 +26,11 @@ constexpr TextStyle summaryStyle{11.5, QFont::Normal, Theme::secondary};
 const Drawing::ButtonLook foldLook{.style = {11, QFont::Normal, Theme::secondary}};
 
 // When the first minute of a line is full: every rule that looks at the time counts whole minutes.
-qint64 nextChange(const ProjectGroup &group, qint64 now)
+qint64 nextChange(const QList<AgentTask> &lines, qint64 now)
 {
     constexpr qint64 minute = std::chrono::milliseconds(1min).count();
     qint64 next = minute;
-    for (const AgentTask &line : group.lines) {
+    for (const AgentTask &line : lines) {
         const qint64 intoMinute = (now - line.updatedAt.toMSecsSinceEpoch()) % minute;
         next = std::min(next, intoMinute > 0 ? minute - intoMinute : std::max<qint64>(1, -intoMinute));
     }
@@ -43,101 +39,80 @@ qint64 nextChange(const ProjectGroup &group, qint64 now)
 
 } // namespace
 
-void ProjectCardView::setGroup(const ProjectGroup &group, const QString &excludeID, const QDateTime &now)
+bool ProjectCardView::shows(const ProjectGroup &group, const QString &excludeID, const QDateTime &now) const
 {
     const qint64 present = now.toMSecsSinceEpoch();
-    if (group.revision == m_group.revision && present >= m_validFrom && present < m_validUntil
-        && excludeID == m_excludeID)
-        return;
-    const auto drawn = [this] { return std::tuple(m_summary, m_time, m_isUrgent, m_section); };
-    const auto before = drawn();
-    m_group = group;
-    if (!excludeID.isEmpty())
-        m_group.lines.removeIf([&](const AgentTask &line) { return line.id == excludeID; });
+    return group.revision == revision && present >= m_validFrom && present < m_validUntil && excludeID == m_excludeID;
+}
+
+void ProjectCardView::setGroup(const ProjectGroup &group, const QString &excludeID, const QDateTime &now)
+{
+    ProjectGroup shown = group;
+    shown.lines.removeIf([&](const AgentTask &line) { return line.id == excludeID; });
+    revision = group.revision;
     m_excludeID = excludeID;
-    m_now = now;
-    m_validFrom = present;
-    m_validUntil = nextChange(m_group, present);
-    m_section = m_group.section(now); // the board may show it in another, for the line that is shown elsewhere
-    m_time = shortAgo(std::ranges::max(m_group.lines, {}, &AgentTask::updatedAt).updatedAt, now);
-    m_isUrgent = m_group.isUrgent();
-    m_summary = m_group.lines.size() >= 2 ? m_group.summaryText(now) : QString();
-    m_linesTop = paddingY + Theme::face(nameStyle).lineHeight;
-    if (!m_summary.isEmpty())
-        m_linesTop += gap + Theme::face(summaryStyle).lineHeight;
-    const qsizetype quietBefore = m_quietLines.size();
-    m_quietLines = m_group.linesOf(LineRank::quiet, now);
-    if (m_quietLines.size() != quietBefore)
-        drawnFold.reset();
-    m_activeLines = m_group.lines;
-    m_activeLines.removeIf([&](const AgentTask &line) { return lineRank(line, now) == LineRank::quiet; });
-    isDrawn = isDrawn && drawn() == before;
+    shownAt = now;
+    m_validFrom = now.toMSecsSinceEpoch();
+    m_validUntil = nextChange(shown.lines, m_validFrom);
+    face = {.project = group.name,
+            .age = shortAgo(std::ranges::max(shown.lines, {}, &AgentTask::updatedAt).updatedAt, now),
+            .summary = shown.lines.size() >= 2 ? shown.summaryText(now) : QString(),
+            .section = shown.section(now), // the board may show it in another, for the line that is shown elsewhere
+            .isUrgent = shown.isUrgent()};
+    if (face.section == ProjectSection::pending)
+        face.linesLeft = paddingLeftOfPending;
+    linesTop = paddingY + Theme::face(nameStyle).lineHeight
+        + (face.summary.isEmpty() ? 0 : gap + Theme::face(summaryStyle).lineHeight);
+    lines = std::move(shown.lines);
+    const auto isActive = [&](const AgentTask &line) { return lineRank(line, now) != LineRank::quiet; };
+    activeCount = std::stable_partition(lines.begin(), lines.end(), isActive) - lines.begin();
+    face.foldedLines = activeCount > 0 ? lines.size() - activeCount : 0;
 }
 
-const AgentTask &ProjectCardView::line(qsizetype index) const
+qsizetype ProjectCardView::indexOf(const QString &id) const
 {
-    return index < m_activeLines.size() ? m_activeLines.at(index) : m_quietLines.at(index - m_activeLines.size());
+    const auto at = std::ranges::find(lines, id, &AgentTask::id);
+    return at == lines.end() ? -1 : at - lines.begin();
 }
 
-double ProjectCardView::opacity() const
-{
-    return m_section == ProjectSection::quiet ? quietOpacity : 1;
-}
-
-double ProjectCardView::left() const
-{
-    return m_section == ProjectSection::pending ? paddingLeftOfPending : paddingLeft;
-}
-
-double ProjectCardView::lineWidth(double width) const
-{
-    return std::floor(width - left() - paddingRight);
-}
-
-Drawing ProjectCardView::compose(QSizeF size) const
+Drawing ProjectCardFace::compose(double width) const
 {
     Drawing drawing;
-    drawing.size = size;
-    const QRectF face({0, 0}, size);
-    const double inside = size.width() - left() - paddingRight;
+    drawing.size = {width, height};
+    const QRectF face({0, 0}, drawing.size);
+    const double inside = width - linesLeft - ProjectCardView::paddingX;
 
     drawing.add(face, Drawing::Box{.fill = Theme::card, .radius = cardRadius});
     HStack header(cardHeaderGap);
-    header.dot(cardDotDiameter, Theme::projectColor(m_group.name));
-    header.text(m_group.name, nameStyle, HStack::Shrink::First);
+    header.dot(cardDotDiameter, Theme::projectColor(project));
+    header.text(project, nameStyle, HStack::Shrink::First);
     header.spacer(headerSpacer);
-    header.text(m_time, cardTimeStyle);
-    const QRectF headerBox = header.place(drawing, {left(), paddingY}, inside);
-    if (!m_summary.isEmpty())
-        drawing.addText({left(), headerBox.bottom() + gap}, layText(m_summary, summaryStyle, inside));
-    drawing.addBorder(face, cardRadius,
-                      m_isUrgent ? Theme::faded(Theme::accent, cardUrgentBorderOpacity) : Theme::border, 1);
-    if (m_section == ProjectSection::pending) {
+    header.text(age, cardTimeStyle);
+    const QRectF headerBox = header.place(drawing, {linesLeft, ProjectCardView::paddingY}, inside);
+    if (!summary.isEmpty())
+        drawing.addText({linesLeft, headerBox.bottom() + ProjectCardView::gap}, layText(summary, summaryStyle, inside));
+    drawing.addBorder(face, cardRadius, isUrgent ? Theme::faded(Theme::accent, cardUrgentBorderOpacity) : Theme::border,
+                      1);
+    if (section == ProjectSection::pending) {
         QPainterPath outline;
         outline.addRoundedRect(face, cardRadius, cardRadius);
         drawing.add(
-            QRectF(0, 0, barWidth, face.height()),
-            Drawing::Box{.fill = Theme::faded(Theme::accent, m_isUrgent ? 1 : calmBarOpacity), .outline = outline});
+            QRectF(0, 0, barWidth, height),
+            Drawing::Box{.fill = Theme::faded(Theme::accent, isUrgent ? 1 : calmBarOpacity), .outline = outline});
     }
+    if (foldedLines == 0)
+        return drawing;
+    const Drawing::Button fold{.name = u"fold"_s,
+                               .text = isFoldOpen ? u"收起"_s : u"还有 %1 条暂时没新动静"_s.arg(foldedLines),
+                               .look = foldLook,
+                               .icon = isFoldOpen ? u"chevron-up"_s : u"chevron-down"_s,
+                               .subject = project};
+    drawing.addButton(fold, {linesLeft, height - ProjectCardView::paddingY - foldHeight()}, composeButton(fold));
     return drawing;
 }
 
-double ProjectCardView::foldHeight()
+double ProjectCardFace::foldHeight()
 {
     static const double height = Theme::face(foldLook.style).lineHeight;
     return height;
-}
-
-Drawing ProjectCardView::composeFold(bool isOpen) const
-{
-    const Drawing::Button fold{.name = u"fold"_s,
-                               .text = isOpen ? u"收起"_s : u"还有 %1 条暂时没新动静"_s.arg(m_quietLines.size()),
-                               .look = foldLook,
-                               .icon = isOpen ? u"chevron-up"_s : u"chevron-down"_s,
-                               .subject = m_group.name};
-    Drawing drawing;
-    Drawing face = composeButton(fold);
-    drawing.size = face.size;
-    drawing.addButton(fold, {0, 0}, std::move(face));
-    return drawing;
 }

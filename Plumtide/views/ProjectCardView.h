@@ -3,54 +3,59 @@
 #include "Plumtide/model/ProjectGroup.h"
 #include "Plumtide/views/Drawing.h"
 
-#include <QDateTime>
-#include <QList>
+#include <cmath>
 
-/// The card of one project, as its group is at a moment: its name in its colour, how long ago anything changed, a
-/// summary, and the lines that it lists. It knows no widgets and no places.
-class ProjectCardView
+/// What a project's card shows besides its lines: the project in its colour, how long ago anything changed, a summary;
+/// and the button "fold", which unfolds the quiet lines. Its subject is the project.
+struct ProjectCardFace
 {
-public:
-    static constexpr double paddingY = 10; ///< Logical pixels, as all here.
-    static constexpr double gap = 8;       ///< Between its header, its lines and the fold.
+    QString project;
+    QString age;
+    QString summary;
+    ProjectSection section = ProjectSection::pending;
+    bool isUrgent = false;
+    qsizetype foldedLines = 0; ///< 0 where there is no fold.
+    bool isFoldOpen = false;
+    double linesLeft = 11; ///< Where the text and the lines begin.
+    double height = 0;     ///< Given by the layout.
 
-    /// Takes over a group without the line `excludeID`, which is shown elsewhere; nothing is done where it shows that.
-    void setGroup(const ProjectGroup &group, const QString &excludeID, const QDateTime &now);
-    [[nodiscard]] const QString &name() const { return m_group.name; }
-    [[nodiscard]] quint64 revision() const { return m_group.revision; }
-    [[nodiscard]] const QDateTime &now() const { return m_now; } ///< When the group was as it is shown.
-    [[nodiscard]] const QList<AgentTask> &activeLines() const { return m_activeLines; }
-    [[nodiscard]] const QList<AgentTask> &quietLines() const { return m_quietLines; }
-    [[nodiscard]] const AgentTask &line(qsizetype index) const; ///< The active ones come first.
-    /// Quiet lines can be folded away where there are others.
-    [[nodiscard]] bool canFold() const { return !m_activeLines.isEmpty() && !m_quietLines.isEmpty(); }
-    [[nodiscard]] double opacity() const;
+    bool operator==(const ProjectCardFace &) const = default;
 
-    [[nodiscard]] double left() const; ///< Where its lines begin.
-    [[nodiscard]] double lineWidth(double width) const;
-    [[nodiscard]] double linesTop() const { return m_linesTop; } ///< The first line is a gap further down.
-
-    [[nodiscard]] Drawing compose(QSizeF size) const;     ///< All but the lines and the fold.
-    [[nodiscard]] Drawing composeFold(bool isOpen) const; ///< The button "fold", with the project for its subject.
     [[nodiscard]] static double foldHeight();
+    [[nodiscard]] Drawing compose(double width) const;
+};
+
+/// The card of one project, as its group is at a moment. It knows no widgets.
+struct ProjectCardView
+{
+    static constexpr double paddingX = 11; ///< Logical pixels, as all here.
+    static constexpr double paddingY = 10;
+    static constexpr double gap = 8; ///< Between its header, its lines and the fold.
+
+    /// Takes over a group without the line `excludeID`, which is shown elsewhere.
+    void setGroup(const ProjectGroup &group, const QString &excludeID, const QDateTime &now);
+    /// Whether that would change nothing.
+    [[nodiscard]] bool shows(const ProjectGroup &group, const QString &excludeID, const QDateTime &now) const;
+    /// Quiet lines can be folded away where there are others.
+    [[nodiscard]] bool canFold() const { return face.foldedLines > 0; }
+    [[nodiscard]] bool isFoldable(qsizetype index) const { return canFold() && index >= activeCount; }
+    [[nodiscard]] qsizetype indexOf(const QString &id) const; ///< Of one of its lines; -1 where it does not have it.
+    [[nodiscard]] double opacity() const { return face.section == ProjectSection::quiet ? 0.75 : 1; }
+    [[nodiscard]] double lineWidth(double width) const { return std::floor(width - face.linesLeft - paddingX); }
+
+    ProjectCardFace face;
+    QList<AgentTask> lines;
+    qsizetype activeCount = 0; ///< Of its lines; these come first.
+    double linesTop = 0;       ///< The first line is a gap further down.
+    QDateTime shownAt;         ///< When the group was as it is shown.
+    quint64 revision = 0;      ///< Of the group.
 
     // What the board keeps with each card.
-    bool isDrawn = false;          ///< Set by the board; unset when something else is to be drawn.
-    std::optional<bool> drawnFold; ///< The same of the fold: how it was drawn.
-    int round = 0;                 ///< Of the board's refreshes, in which it was last on the board.
-    std::size_t itemIndex = 0;     ///< Of its item; those of its lines follow.
+    int lastSeenRefresh = 0;
+    qsizetype itemIndex = 0; ///< Of its item; those of its lines are before it.
 
 private:
-    ProjectGroup m_group;
     QString m_excludeID;
-    QDateTime m_now;
     qint64 m_validFrom = 0;  // milliseconds
     qint64 m_validUntil = 0; // then time alone changes what is shown
-    ProjectSection m_section = ProjectSection::pending;
-    QString m_summary;
-    QString m_time; // since the newest change
-    bool m_isUrgent = false;
-    double m_linesTop = 0;
-    QList<AgentTask> m_activeLines;
-    QList<AgentTask> m_quietLines;
 };

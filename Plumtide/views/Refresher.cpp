@@ -3,8 +3,6 @@
 #include <QEvent>
 #include <QWidget>
 
-#include <algorithm>
-
 Refresher::Refresher(QWidget *view, std::function<void()> refresh)
     : QObject(view), m_view(view), m_refresh(std::move(refresh))
 {
@@ -19,8 +17,7 @@ void Refresher::markStale()
     m_isStale = true;
     if (m_timer.isActive() || !m_view->isVisible())
         return;
-    const qint64 passed = m_sinceLast.isValid() ? m_sinceLast.elapsed() : frame.count();
-    m_timer.start(static_cast<int>(std::clamp<qint64>(frame.count() - passed, 0, frame.count())));
+    m_timer.start(static_cast<int>(m_nextFrame.remainingTime()));
 }
 
 bool Refresher::eventFilter(QObject *object, QEvent *event)
@@ -39,5 +36,5 @@ void Refresher::refreshNow()
         return; // hidden meanwhile: it stays stale
     m_isStale = false;
     m_refresh();
-    m_sinceLast.start();
+    m_nextFrame.setRemainingTime(frame);
 }

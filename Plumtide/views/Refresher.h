@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QElapsedTimer>
+#include <QDeadlineTimer>
 #include <QObject>
 #include <QTimer>
 
@@ -33,6 +33,6 @@ private:
     QWidget *m_view;
     std::function<void()> m_refresh;
     QTimer m_timer;
-    QElapsedTimer m_sinceLast;
+    QDeadlineTimer m_nextFrame; // has passed at first
     bool m_isStale = true;
 };

@@ -5,13 +5,10 @@
 #include "Plumtide/views/HStack.h"
 
 #include <QKeyEvent>
-#include <QRegularExpression>
 #include <QUuid>
 
 #include <algorithm>
 #include <array>
-#include <cmath>
-#include <cstring>
 
 using namespace Qt::StringLiterals;
 
@@ -123,10 +120,9 @@ void TaskEditView::fill()
         m_source->setCurrentIndex(static_cast<int>(m_editing->source));
     if (m_hasChosenStatus)
         return;
-    const auto offered = std::ranges::find(offeredStatuses, m_editing->status);
-    m_status->setPlaceholderText(statusLabel(m_editing->status)); // while no offered one is chosen
-    m_status->setCurrentIndex(offered == offeredStatuses.end() ? -1
-                                                               : static_cast<int>(offered - offeredStatuses.begin()));
+    const QString status = statusLabel(m_editing->status);
+    m_status->setPlaceholderText(status); // while no offered one is chosen
+    m_status->setCurrentIndex(m_status->findText(status));
 }
 
 void TaskEditView::fill(QLineEdit *input, const QString &text)
@@ -143,13 +139,11 @@ void TaskEditView::fill(QLineEdit *input, const QString &text)
 
 void TaskEditView::followLine()
 {
-    if (!m_editing)
-        return;
-    const std::optional<AgentTask> line = m_store.task(m_editing->id);
-    if (!line || line == m_editing)
-        return;
-    m_editing = line;
-    fill();
+    const std::optional<AgentTask> line = m_editing ? m_store.task(m_editing->id) : std::nullopt;
+    if (line && line != m_editing) {
+        m_editing = line;
+        fill();
+    }
 }
 
 bool TaskEditView::canSave() const
@@ -227,8 +221,8 @@ void TaskEditView::resizeEvent(QResizeEvent * /*event*/)
 
 bool TaskEditView::isTouched() const
 {
-    const QList<const QLineEdit *> inputs{m_title, m_project, m_purpose, m_currentState, m_waitingReason};
-    return m_hasChosenSource || m_hasChosenStatus || std::ranges::any_of(inputs, &QLineEdit::isModified);
+    return m_hasChosenSource || m_hasChosenStatus
+        || std::ranges::any_of(findChildren<QLineEdit *>(), &QLineEdit::isModified);
 }
 
 void TaskEditView::focusLastField()

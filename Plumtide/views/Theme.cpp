@@ -80,10 +80,10 @@ const Theme::Face &Theme::face(const TextStyle &style)
     using Key = std::tuple<double, bool, TextStyle::Design>;
     static std::map<Key, Face> faces;
     const Key key{style.size, style.weight > QFont::Medium, style.design};
-    const auto known = faces.find(key);
-    if (known != faces.end())
+    const auto [known, isNew] = faces.try_emplace(key);
+    if (!isNew)
         return known->second;
-    if (faces.empty() && QFontDatabase::families(QFontDatabase::SimplifiedChinese).isEmpty())
+    if (faces.size() == 1 && QFontDatabase::families(QFontDatabase::SimplifiedChinese).isEmpty())
         std::fputs("Plumtide: 没有找到中文字体，文字可能显示为方框；请安装 fonts-noto-cjk。\n", stderr);
     QFont font = makeFont(style, baseSize);
     font.setStyleStrategy(QFont::NoFontMerging);
@@ -93,7 +93,7 @@ const Theme::Face &Theme::face(const TextStyle &style)
     const auto whole = [scale](double metric) { return std::round(metric * scale - 0.01); };
     const double ascent = whole(metrics.ascent());
     const double height = ascent + whole(metrics.descent());
-    return faces.emplace(key, Face{font, QRawFont::fromFont(font), scale, ascent, height}).first->second;
+    return known->second = {font, QRawFont::fromFont(font), scale, ascent, height};
 }
 
 QFont Theme::Face::fontFor(const QString &text) const

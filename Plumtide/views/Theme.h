@@ -19,6 +19,8 @@ struct TextStyle
     double letterSpacing = 0; ///< Logical pixels after each letter.
 
     bool operator==(const TextStyle &) const = default;
+
+    [[nodiscard]] constexpr TextStyle in(QColor other) const { return {size, weight, other, design, letterSpacing}; }
 };
 
 /// The one home of colours and fonts: a warm light palette that does not follow the desktop's.

@@ -130,8 +130,11 @@ private:
             for (const ProjectGroup *group : section) {
                 QString text =
                     label(group->section(home.now)) + u' ' + group->name + u": "_s + group->summaryText(home.now);
-                for (const auto rank : {LineRank::urgent, LineRank::freshWaiting, LineRank::running, LineRank::quiet})
-                    text += aged(group->linesOf(rank, home.now));
+                for (const auto rank : {LineRank::urgent, LineRank::freshWaiting, LineRank::running, LineRank::quiet}) {
+                    QList<AgentTask> lines = group->lines;
+                    lines.removeIf([&](const AgentTask &line) { return lineRank(line, home.now) != rank; });
+                    text += aged(lines);
+                }
                 say(text);
             }
         }
