@@ -2,6 +2,7 @@
 
 #include <QComboBox>
 #include <QLineEdit>
+#include <QWheelEvent>
 
 /// A text field of the form, with Qt's own menu in Chinese.
 class FormInput final : public QLineEdit
