@@ -10,7 +10,6 @@
 #include <QStyleOptionComboBox>
 #include <QStyledItemDelegate>
 #include <QTranslator>
-#include <QWheelEvent>
 
 #include <cstring>
 
