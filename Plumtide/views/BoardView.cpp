@@ -200,8 +200,9 @@ DrawnView *BoardView::updateDrawing(const BoardItem &item)
         view.widget = makeWidget(item.key());
     DrawnView *widget = view.widget;
     const std::pair drawn(contentOf(item), item.box.width());
-    if (std::exchange(view.drawn, drawn) == drawn)
+    if (view.drawn == drawn)
         return widget;
+    view.drawn = drawn;
     const Content &content = drawn.first;
     if (const auto *card = std::get_if<FocusCardView>(&content))
         widget->setSubject(card->line ? card->line->id : QString());
