@@ -72,12 +72,14 @@ void BoardView::refresh(const QDateTime &now)
             // A look at the revision spares one at the names, which lie elsewhere in memory.
             if (!card || (card->revision != group->revision && card->face.project != group->name))
                 card = &m_cards[group->name];
-            if (!card->shows(*group, excludeID, now)) {
+            if (card->revision != group->revision || card->excludedID != excludeID) {
                 forgetLines(*card);
-                card->setGroup(*group, excludeID, now);
-                for (const AgentTask &line : std::as_const(card->lines))
+                for (const AgentTask &line : group->lines)
                     m_cardOfLine.insert(line.id, card);
+                m_cardOfLine.remove(excludeID);
             }
+            if (!card->shows(*group, excludeID, now))
+                card->setGroup(*group, excludeID, now);
             card->lastSeenRefresh = m_lastRefresh;
             m_content.sections[i].append(card);
         }
@@ -200,8 +202,9 @@ DrawnView *BoardView::updateDrawing(const BoardItem &item)
         view.widget = makeWidget(item.key());
     DrawnView *widget = view.widget;
     const std::pair drawn(contentOf(item), item.box.width());
-    if (std::exchange(view.drawn, drawn) == drawn)
+    if (view.drawn == drawn)
         return widget;
+    view.drawn = drawn;
     const Content &content = drawn.first;
     if (const auto *card = std::get_if<FocusCardView>(&content))
         widget->setSubject(card->line ? card->line->id : QString());

@@ -42,7 +42,7 @@ qint64 nextChange(const QList<AgentTask> &lines, qint64 now)
 bool ProjectCardView::shows(const ProjectGroup &group, const QString &excludeID, const QDateTime &now) const
 {
     const qint64 present = now.toMSecsSinceEpoch();
-    return group.revision == revision && present >= m_validFrom && present < m_validUntil && excludeID == m_excludeID;
+    return group.revision == revision && present >= m_validFrom && present < m_validUntil && excludeID == excludedID;
 }
 
 void ProjectCardView::setGroup(const ProjectGroup &group, const QString &excludeID, const QDateTime &now)
@@ -50,7 +50,7 @@ void ProjectCardView::setGroup(const ProjectGroup &group, const QString &exclude
     ProjectGroup shown = group;
     shown.lines.removeIf([&](const AgentTask &line) { return line.id == excludeID; });
     revision = group.revision;
-    m_excludeID = excludeID;
+    excludedID = excludeID;
     shownAt = now;
     m_validFrom = now.toMSecsSinceEpoch();
     m_validUntil = nextChange(shown.lines, m_validFrom);

@@ -49,13 +49,13 @@ struct ProjectCardView
     double linesTop = 0;       ///< The first line is a gap further down.
     QDateTime shownAt;         ///< When the group was as it is shown.
     quint64 revision = 0;      ///< Of the group.
+    QString excludedID;        ///< Of a line of the group that it does not show.
 
     // What the board keeps with each card.
     int lastSeenRefresh = 0;
     qsizetype itemIndex = 0; ///< Of its item; those of its lines are before it.
 
 private:
-    QString m_excludeID;
     qint64 m_validFrom = 0;  // milliseconds
     qint64 m_validUntil = 0; // then time alone changes what is shown
 };
