@@ -2,8 +2,6 @@
 
 #include "tests/support/TestHome.h"
 
-using namespace Qt::StringLiterals;
-
 namespace {
 
 const QString entry = u"autostart/plumtide.desktop"_s;

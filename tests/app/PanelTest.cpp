@@ -1,7 +1,6 @@
 #include "Plumtide/app/PanelPlacement.h"
 #include "Plumtide/app/PanelWindow.h"
 
-#include "tests/support/Printing.h"
 #include "tests/support/TestHome.h"
 
 #include <QApplication>

@@ -1,5 +1,4 @@
 #include "tests/board/StoreInHome.h"
-#include "tests/support/Printing.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -7,8 +6,6 @@
 
 #include <fcntl.h>
 #include <time.h>
-
-using namespace Qt::StringLiterals;
 
 static int saves = 0;
 

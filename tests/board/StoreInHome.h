@@ -4,9 +4,7 @@
 
 #include "tests/support/TestHome.h"
 
-#include <memory>
-
-inline const QString tasksFile = QStringLiteral(".tavvel/tasks.json");
+inline const QString tasksFile = u".tavvel/tasks.json"_s;
 
 /// A store in a home of its own.
 struct StoreInHome

@@ -1,9 +1,6 @@
 #include "tests/board/StoreInHome.h"
-#include "tests/support/Printing.h"
 
 #include <QJsonDocument>
-
-using namespace Qt::StringLiterals;
 
 namespace {
 

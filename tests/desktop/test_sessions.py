@@ -50,7 +50,7 @@ class SessionTest(unittest.TestCase):
         tmux = ['tmux', '-f', '/dev/null', '-S', f'{home.path}/tmux']
         for what, command in (('new-session -d -s hidden', f'{agent} cc-hidden'),
                               ('new-session -d -s tmux', f'{agent} cc-tmux'),
-                              ('split-window -t tmux', 'sleep 1000'), ('new-window -t tmux', 'sleep 1000')):
+                              ('split-window -t =tmux:', 'sleep 1000'), ('new-window -t =tmux:', 'sleep 1000')):
             run(*tmux, *what.split(), command, env=home.environment)
         screen = ['screen', '-S', 'plum']
         run(*screen, '-c', '/dev/null', '-d', '-m', *f'{agent} cc-screen'.split(), env=home.environment)

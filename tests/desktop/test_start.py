@@ -52,12 +52,12 @@ class StartTest(unittest.TestCase):
     def test_an_x_server_without_other_clients_will_do_and_its_end_loses_nothing(self):
         server, number = start_display('-terminate')  # ends where others start over, when the last client goes
         app = App(self, DISPLAY=f':{number}', DBUS_SESSION_BUS_ADDRESS='disabled:')
+        app.home.log(*[{'hook_event_name': 'UserPromptSubmit', 'session_id': f's{at}', 'prompt': f'job {at}'}
+                       for at in range(2000)])
         with server:
             app.start()
-            app.home.log(*[{'hook_event_name': 'UserPromptSubmit', 'session_id': f's{at}', 'prompt': f'job {at}'}
-                           for at in range(2000)])
-            until(lambda: 'tavvel.events.offset' in app.home.defaults(), 'the first are taken')
+            until(app.home.offset, 'the first are taken')
             server.kill()
-            app.process.wait(20)
-        taken = app.home.read('.tavvel/events.jsonl')[:int(float(app.home.defaults()['tavvel.events.offset']))]
+            self.assertEqual(app.process.wait(20), 1)
+        taken = app.home.read('.tavvel/events.jsonl')[:app.home.offset()]
         self.assertEqual(len(app.home.lines()), taken.count(b'prompt'))

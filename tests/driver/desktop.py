@@ -181,9 +181,6 @@ class Desktop:
 desktop = functools.cache(Desktop)
 
 
-BUTTON_ROLES = {'button': 'push button'}  # its name since at-spi2-core 2.54
-
-
 class App(Program):
     """Use it with `with`: the program on the desktop, in a home of its own."""
 
@@ -209,12 +206,11 @@ class App(Program):
 
     def elements(self, role=None, name=''):
         """What is showing, in reading order; `name` is how its name begins."""
-        root = Atspi.get_desktop(0)
         with suppress(GLib.Error):  # gone while it was looked at
-            return [element for application in children(root) if application.get_process_id() == self.pid
-                    for element in self._walk(application)
-                    if element.get_name().startswith(name)
-                    and role in (None, element.get_role_name(), BUTTON_ROLES.get(element.get_role_name()))]
+            return [element for application in children(Atspi.get_desktop(0))
+                    if application.get_process_id() == self.pid
+                    for element in self._walk(application) if element.get_name().startswith(name)
+                    and role in (None, is_a := element.get_role_name(), 'push ' + is_a)]  # "button" in AT-SPI 2.54
         return []
 
     def _walk(self, element):
@@ -256,7 +252,6 @@ class App(Program):
     def open(self):
         """The panel, with the focus."""
         until(lambda: self.has_focus() if self.window() else self.start_again(), 'the panel is open, with the focus')
-        return self.window()
 
     def item(self, name):
         """A property of it, if it is in the tray."""

@@ -145,6 +145,9 @@ class Home:
         parser.read_string(self.read('.config/plumtide/plumtide.conf').decode() or '[General]')
         return dict(parser['General'])
 
+    def offset(self):
+        """How much of the log has been taken, in bytes."""
+        return int(float(self.defaults().get('tavvel.events.offset', 0)))
+
     def has_read_all(self):
-        """Whether all that was logged has been taken."""
-        return float(self.defaults().get('tavvel.events.offset', 0)) == len(self.read('.tavvel/events.jsonl'))
+        return self.offset() == len(self.read('.tavvel/events.jsonl'))

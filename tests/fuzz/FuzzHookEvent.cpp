@@ -2,19 +2,14 @@
 #include "Plumtide/intake/SessionFollower.h"
 #include "Plumtide/model/WellFormed.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 
-namespace {
-
-void require(bool holds)
+static void require(bool holds)
 {
     if (!holds)
         std::abort();
 }
-
-} // namespace
 
 // Any line, or session record: no crash, and whatever decodes can be stored and shown.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)

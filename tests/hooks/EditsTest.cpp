@@ -1,11 +1,7 @@
 #include "tests/fuzz/EditOracles.h"
-#include "tests/support/Printing.h"
+#include "tests/support/TestHome.h"
 
-#include <QDir>
 #include <QProcess>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
 
 #include <clocale>
 

@@ -3,7 +3,6 @@
 #include "Plumtide/hooks/Silence.h"
 #include "Plumtide/system/Files.h"
 
-#include "tests/support/Printing.h"
 #include "tests/support/TestHome.h"
 #include "tests/support/Unprivileged.h"
 
@@ -13,8 +12,6 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
-
-using namespace Qt::StringLiterals;
 
 namespace {
 

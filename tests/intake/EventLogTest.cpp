@@ -1,12 +1,10 @@
 #include "Plumtide/intake/EventWatcher.h"
 
-#include "tests/support/Printing.h"
 #include "tests/support/TestHome.h"
 
 #include <malloc.h>
 #include <sys/stat.h>
 
-using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 namespace {
@@ -112,7 +110,6 @@ TEST_F(EventLogTest, OnlyALargeLogThatWasReadToItsEndAndThatNobodyHoldsIsEmptied
 
 TEST_F(EventLogTest, TheWatcherEmptiesTheLogAndFindsANewOneByItsPollAndFromThenOnWaitsForNone)
 {
-    EXPECT_EQ(EventWatcher::pollInterval, 5s);
     append(QByteArray(10'000'001, '\n'));
     EventWatcher watcher(m_path, 10'000'001, {}, {m_receive, {}, [] {}}, 1s);
     watcher.start();

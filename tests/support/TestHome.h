@@ -11,14 +11,23 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
+// What a failed expectation shows instead of raw bytes.
+inline void PrintTo(const QByteArray &bytes, std::ostream *out)
+{
+    *out << '"' << bytes.toStdString() << '"';
+}
+inline void PrintTo(const QString &text, std::ostream *out)
+{
+    PrintTo(text.toUtf8(), out);
+}
+
 /// A home directory of its own with a clock and a process table that the test sets. Nothing outside of it is touched.
 class TestHome
 {
 public:
-    QString path(const QString &name = {}) const
-    {
-        return name.isEmpty() ? m_directory.path() : m_directory.filePath(name);
-    }
+    QString path(const QString &name = {}) const { return m_directory.filePath(name); }
 
     void write(const QString &name, const QByteArray &content, QIODevice::OpenMode mode = QIODevice::Truncate) const
     {
@@ -38,7 +47,7 @@ public:
 
     std::shared_ptr<Defaults> defaults() const
     {
-        return std::make_shared<Defaults>(path(QStringLiteral(".config/plumtide/plumtide.conf")));
+        return std::make_shared<Defaults>(path(u".config/plumtide/plumtide.conf"_s));
     }
 
     Environment environment()
@@ -51,7 +60,7 @@ public:
                 [this](pid_t pid, const QString &start) {
                     return processes.contains(pid) && (start.isEmpty() || start == QString::number(pid * 100));
                 },
-            .resourcesDir = path(QStringLiteral("resources")),
+            .resourcesDir = path(u"resources"_s),
             .ownerPatience = {},
         };
     }

@@ -1,7 +1,6 @@
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/system/Files.h"
 
-#include "tests/support/Printing.h"
 #include "tests/support/TestHome.h"
 #include "tests/support/Unprivileged.h"
 
@@ -14,8 +13,6 @@
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
-
-using namespace Qt::StringLiterals;
 
 namespace {
 

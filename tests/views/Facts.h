@@ -5,8 +5,6 @@
 
 #include <QtWidgets>
 
-using namespace Qt::StringLiterals;
-
 /// A task line with these fields of its stored form, and "age" in minutes.
 inline AgentTask lineWith(const QString &id, const QString &fields)
 {

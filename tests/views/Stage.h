@@ -4,13 +4,9 @@
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/views/MiniBoardView.h"
 #include "Plumtide/views/PanelView.h"
-#include "tests/support/TestHome.h"
 #include "tests/views/Facts.h"
 
 #include <QtTest>
-#include <QtWidgets>
-
-using namespace Qt::StringLiterals;
 
 /// A view in front of its user, over a store and an installer in a home of their own. It is used by mouse and keyboard
 /// and seen as a screen reader hears it, so that nothing depends on the classes it is made of. Animations go on only
