@@ -189,6 +189,8 @@ void announce(QWidget &widget, const QString &sentence)
     QAccessibleAnnouncementEvent event(&widget, sentence);
 #else // Qt 6.4 passes on neither an alert nor that something is expanded now, but that the panel's alert comes up.
     QWidget *const alert = widget.window()->findChild<QWidget *>(u"alert"_s);
+    if (!alert)
+        return;
     alert->setAccessibleName(sentence);
     QAccessibleEvent event(alert, QAccessible::ObjectShow);
 #endif
