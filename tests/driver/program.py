@@ -1,5 +1,6 @@
 """The running program in a home."""
 import os
+import re
 import signal
 import unittest
 from pathlib import Path
@@ -52,9 +53,10 @@ class Program:
             until(self.is_ready, 'it answers')
 
     def is_ready(self):
-        """Whether it can be asked to open its windows."""
+        """Whether it can be asked to open its windows, and to end: it catches signals once its lines are loaded."""
         assert self.process.poll() is None, f'it ended with {self.process.returncode}:\n{self.stderr()}'
-        return f' {self.process.pid} ' in Path('/proc/locks').read_text()  # of its home
+        caught = re.search(r'SigCgt:\s*(\w+)', Path(f'/proc/{self.process.pid}/status').read_text())[1]
+        return int(caught, 16) >> (signal.SIGTERM - 1) & 1
 
     def stop(self, number=signal.SIGTERM):
         """Its exit status."""
