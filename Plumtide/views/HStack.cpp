@@ -35,9 +35,15 @@ QString label(TaskSource source)
     Q_UNREACHABLE();
 }
 
-void HStack::add(Content content, QSizeF size)
+// Made in its place: of a variant that is moved, gcc 14 warns that it may not be initialized.
+template <typename T>
+void HStack::add(T content, QSizeF size)
 {
-    m_things.push_back({.content = std::move(content), .size = size, .gap = m_things.empty() ? 0 : m_gap});
+    const double gap = m_things.empty() ? 0 : m_gap;
+    Thing &thing = m_things.emplace_back();
+    thing.content.emplace<T>(std::move(content));
+    thing.size = size;
+    thing.gap = gap;
 }
 
 void HStack::dot(double diameter, QColor color)

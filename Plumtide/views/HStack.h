@@ -52,7 +52,8 @@ private:
         double gap = 0;                  // before it
     };
 
-    void add(Content content, QSizeF size);
+    template <typename T>
+    void add(T content, QSizeF size);
     void layTexts(double width);
 
     double m_gap;
