@@ -56,7 +56,32 @@ inline QMap<QString, QStringList> heard(const QList<QAccessibleInterface *> &ele
     return found;
 }
 
-/// Of the lines, as they are stored.
+/// What is other in `now`: of the same words with other numbers, these; of a list, after which of its parts some have
+/// gone and others have come; else all of it.
+inline QString changeOf(const QString &before, const QString &now)
+{
+    static const QRegularExpression number(u"[0-9]+"_s), words(u"[^0-9]+"_s);
+    if (QString(before).remove(number) == QString(now).remove(number))
+        return u'#' + now.split(words, Qt::SkipEmptyParts).join(u' ');
+    QStringList gone = before.split(u" | "_s), come = now.split(u" | "_s);
+    qsizetype same = 0;
+    for (; !gone.isEmpty() && !come.isEmpty() && gone.first() == come.first(); ++same, gone.removeFirst())
+        come.removeFirst();
+    const bool sharesStart = same > 0;
+    bool sharesEnd = false;
+    for (; !gone.isEmpty() && !come.isEmpty() && gone.last() == come.last(); sharesEnd = true, gone.removeLast())
+        come.removeLast();
+    if (!sharesStart && !sharesEnd)
+        return now;
+    QString change = QString::number(same);
+    for (const QString &part : gone)
+        change += u" -"_s + part;
+    for (const QString &part : come)
+        change += u" +"_s + part;
+    return change;
+}
+
+/// Of the lines, as they are stored; when, in seconds.
 inline Facts stored(const QList<AgentTask> &lines)
 {
     Facts facts;
@@ -66,6 +91,7 @@ inline Facts stored(const QList<AgentTask> &lines)
         for (const auto &[key, value] : toJson(line).toVariantMap().asKeyValueRange())
             facts[line.id + u' ' + key] =
                 value.typeId() == QMetaType::QVariantList ? value.toStringList().join(u", "_s) : value.toString();
+        facts[line.id + u" updatedAt"_s] = QString::number(TestHome().now.secsTo(line.updatedAt));
     }
     return facts;
 }

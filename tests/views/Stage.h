@@ -86,15 +86,18 @@ public:
     QString changes()
     {
         const Facts before = std::exchange(m_known, facts());
-        QStringList changes;
+        QStringList changes, gone;
         for (const auto &[topic, fact] : m_known.asKeyValueRange()) {
+            const bool isOfNow = topic == u"focus" || topic == u"told" || !before.contains(topic);
             if (before.value(topic) != fact)
-                changes += topic + u": "_s + fact;
+                changes += topic + u": "_s + (isOfNow ? fact : changeOf(before[topic], fact));
         }
         for (const QString &topic : before.keys()) {
             if (!m_known.contains(topic))
-                changes += topic + u": —"_s;
+                gone += topic;
         }
+        if (!gone.isEmpty())
+            changes += u"gone: "_s + gone.join(u", "_s);
         m_focused.clear();
         m_told.clear();
         return changes.isEmpty() ? u"nothing"_s : changes.join(u"; "_s).replace(u'\n', u'⏎');
