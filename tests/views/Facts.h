@@ -64,21 +64,16 @@ inline QString changeOf(const QString &before, const QString &now)
     if (QString(before).remove(number) == QString(now).remove(number))
         return u'#' + now.split(words, Qt::SkipEmptyParts).join(u' ');
     QStringList gone = before.split(u" | "_s), come = now.split(u" | "_s);
-    qsizetype same = 0;
-    for (; !gone.isEmpty() && !come.isEmpty() && gone.first() == come.first(); ++same, gone.removeFirst())
-        come.removeFirst();
-    const bool sharesStart = same > 0;
-    bool sharesEnd = false;
-    for (; !gone.isEmpty() && !come.isEmpty() && gone.last() == come.last(); sharesEnd = true, gone.removeLast())
-        come.removeLast();
-    if (!sharesStart && !sharesEnd)
+    const qsizetype same = std::ranges::mismatch(gone, come).in1 - gone.begin();
+    gone.remove(0, same);
+    come.remove(0, same);
+    const qsizetype rest = std::mismatch(gone.rbegin(), gone.rend(), come.rbegin(), come.rend()).first - gone.rbegin();
+    if (same + rest == 0)
         return now;
-    QString change = QString::number(same);
-    for (const QString &part : gone)
-        change += u" -"_s + part;
-    for (const QString &part : come)
-        change += u" +"_s + part;
-    return change;
+    const auto marked = [rest](const QStringList &parts, const QString &mark) {
+        return parts.size() == rest ? QString() : mark + parts.first(parts.size() - rest).join(mark);
+    };
+    return QString::number(same) + marked(gone, u" -"_s) + marked(come, u" +"_s);
 }
 
 /// Of the lines, as they are stored; when, in seconds.

@@ -86,16 +86,13 @@ public:
     QString changes()
     {
         const Facts before = std::exchange(m_known, facts());
-        QStringList changes, gone;
+        QStringList changes, gone = before.keys();
         for (const auto &[topic, fact] : m_known.asKeyValueRange()) {
             const bool isOfNow = topic == u"focus" || topic == u"told" || !before.contains(topic);
             if (before.value(topic) != fact)
                 changes += topic + u": "_s + (isOfNow ? fact : changeOf(before[topic], fact));
         }
-        for (const QString &topic : before.keys()) {
-            if (!m_known.contains(topic))
-                gone += topic;
-        }
+        gone.removeIf([this](const QString &topic) { return m_known.contains(topic); });
         if (!gone.isEmpty())
             changes += u"gone: "_s + gone.join(u", "_s);
         m_focused.clear();
