@@ -156,11 +156,21 @@ private:
             now[u"shown"_s] = label(ProjectGroup{{}, {line}}.section(home.now))
                 + (line.isUrgent() ? u" urgent"_s : u""_s) + (line.isStuck(home.now) ? u" stuck"_s : u""_s);
             board[line.id] = now;
-            const QJsonObject before = m_board.take(line.id);
+            QStringList changes;
+            AgentTask unknown;
+            unknown.id = line.id;
+            const QJsonObject before = m_board.contains(line.id) ? m_board.take(line.id) : toJson(unknown);
             for (const QString &key : before.keys())
-                now.value(key) == before.value(key) ? now.remove(key) : void(now[key]); // null where it is gone
-            if (!now.isEmpty())
-                say(line.id + u' ' + QString::fromUtf8(QJsonDocument(now).toJson(QJsonDocument::Compact)));
+                now[key]; // null where it is gone
+            for (const QString &key : now.keys()) {
+                if (now[key].isArray() && now[key] != before.value(key))
+                    changes += key
+                        + changeOf(before.value(key).toVariant().toStringList(), now[key].toVariant().toStringList());
+                else if (now[key] != before.value(key))
+                    changes += key + u' ' + (now[key].isNull() ? u"–"_s : now[key].toVariant().toString());
+            }
+            if (!changes.isEmpty())
+                say(line.id + u' ' + changes.join(u", "_s).replace(u'\n', u'⏎'));
         }
         for (const QString &id : m_board.keys())
             say(id + u" dropped"_s);

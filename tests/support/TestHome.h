@@ -23,6 +23,26 @@ inline void PrintTo(const QString &text, std::ostream *out)
     PrintTo(text.toUtf8(), out);
 }
 
+/// What is other in the list `now`: "-" what has gone, "+" what has come, with its place where that is not at the end.
+/// All of the list where nothing is left of `before`, or in another order.
+inline QString changeOf(const QStringList &before, const QStringList &now)
+{
+    QStringList gone = before, kept = before;
+    for (const QString &part : now)
+        gone.removeOne(part);
+    for (const QString &part : gone)
+        kept.removeOne(part);
+    QString change = gone.isEmpty() ? QString() : u" -"_s + gone.join(u" -"_s);
+    qsizetype seen = 0;
+    for (qsizetype i = 0; i < now.size(); ++i) {
+        if (seen < kept.size() && kept[seen] == now[i])
+            ++seen;
+        else
+            change += u" +"_s + (seen < kept.size() ? QString::number(i) + u':' : QString()) + now[i];
+    }
+    return kept.isEmpty() || seen < kept.size() ? u' ' + now.join(u" | "_s) : change;
+}
+
 /// A home directory of its own with a clock and a process table that the test sets. Nothing outside of it is touched.
 class TestHome
 {

@@ -56,26 +56,6 @@ inline QMap<QString, QStringList> heard(const QList<QAccessibleInterface *> &ele
     return found;
 }
 
-/// What is other in `now`: of the same words with other numbers, these; of a list, after which of its parts some have
-/// gone and others have come; else all of it.
-inline QString changeOf(const QString &before, const QString &now)
-{
-    static const QRegularExpression number(u"[0-9]+"_s), words(u"[^0-9]+"_s);
-    if (QString(before).remove(number) == QString(now).remove(number))
-        return u'#' + now.split(words, Qt::SkipEmptyParts).join(u' ');
-    QStringList gone = before.split(u" | "_s), come = now.split(u" | "_s);
-    const qsizetype same = std::ranges::mismatch(gone, come).in1 - gone.begin();
-    gone.remove(0, same);
-    come.remove(0, same);
-    const qsizetype rest = std::mismatch(gone.rbegin(), gone.rend(), come.rbegin(), come.rend()).first - gone.rbegin();
-    if (same + rest == 0)
-        return now;
-    const auto marked = [rest](const QStringList &parts, const QString &mark) {
-        return parts.size() == rest ? QString() : mark + parts.first(parts.size() - rest).join(mark);
-    };
-    return QString::number(same) + marked(gone, u" -"_s) + marked(come, u" +"_s);
-}
-
 /// Of the lines, as they are stored; when, in seconds.
 inline Facts stored(const QList<AgentTask> &lines)
 {

@@ -87,10 +87,16 @@ public:
     {
         const Facts before = std::exchange(m_known, facts());
         QStringList changes, gone = before.keys();
+        static const QRegularExpression number(u"[0-9]+"_s), words(u"[^0-9]+"_s);
         for (const auto &[topic, fact] : m_known.asKeyValueRange()) {
-            const bool isOfNow = topic == u"focus" || topic == u"told" || !before.contains(topic);
-            if (before.value(topic) != fact)
-                changes += topic + u": "_s + (isOfNow ? fact : changeOf(before[topic], fact));
+            const QString was = before.value(topic);
+            const bool isOfNow = topic == u"focus" || topic == u"told" || was.isEmpty();
+            if (isOfNow && was != fact)
+                changes += topic + u": "_s + fact;
+            else if (was != fact && QString(was).remove(number) == QString(fact).remove(number))
+                changes += topic + u": #"_s + fact.split(words, Qt::SkipEmptyParts).join(u' ');
+            else if (was != fact)
+                changes += topic + u':' + changeOf(was.split(u" | "_s), fact.split(u" | "_s));
         }
         gone.removeIf([this](const QString &topic) { return m_known.contains(topic); });
         if (!gone.isEmpty())
