@@ -41,7 +41,9 @@ protected:
 TEST_F(EventLogTest, EveryWholeLineIsHandedOverOnceAndNoneBeforeItsLineFeed)
 {
     const QByteArray longLine = line(3, 3'000'000);
-    const QByteArray broken = "\n\n{\n{\"session_id\":5}\n" + QByteArray("\0\xff\n", 3) + QByteArray(9999, '[') + "\n";
+    // Another type, or an escape that JSON does not know; then no JSON, and too deep.
+    QByteArray broken = R"({"session_id":5} {"prompt":1} {"tool_input":"ls"} {"tavvel_ts":"1"} {"prompt":"12345\q"} )";
+    broken = broken.replace(' ', '\n') + QByteArray("\n\n{\n\0\xff\n", 7) + QByteArray(9999, '[') + "\n";
     // Whether it is appended, what is handed over, and how many bytes stay unread.
     const std::tuple<bool, QByteArray, QString, qint64> rows[] = {
         {true, line(1) + line(2) + "{\"session_id\"", u"1 2"_s, 13},
