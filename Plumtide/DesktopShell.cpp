@@ -1,13 +1,11 @@
 #include "Plumtide/DesktopShell.h"
 
+#include "Plumtide/Services.h"
 #include "Plumtide/app/MiniBoardController.h"
 #include "Plumtide/app/PanelWindow.h"
 #include "Plumtide/app/TrayItem.h"
 #include "Plumtide/desktop/Instance.h"
-#include "Plumtide/desktop/Notifier.h"
 #include "Plumtide/desktop/SessionTerminal.h"
-#include "Plumtide/hooks/HooksInstaller.h"
-#include "Plumtide/store/TaskStore.h"
 #include "Plumtide/views/LineMenu.h"
 #include "Plumtide/views/MiniBoardView.h"
 #include "Plumtide/views/PanelView.h"
@@ -30,27 +28,27 @@ constexpr std::chrono::milliseconds idleAfter = 5s;
 
 } // namespace
 
-DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, Instance &instance,
-                           const Environment &environment)
-    : m_store(store),
-      m_installer(installer),
-      m_environment(environment),
-      m_autostart(Autostart::standardPath(environment.home), environment.program),
+DesktopShell::DesktopShell(Services &services, Instance &instance)
+    : m_store(services.store),
+      m_installer(services.installer),
+      m_notifier(services.notifier),
+      m_clock(services.environment.clock),
+      m_autostart(Autostart::standardPath(services.environment.home), services.environment.program),
       m_tray(std::make_unique<TrayItem>(m_trayHost)),
       m_miniBoard(std::make_unique<MiniBoardController>(
-          *m_environment.defaults, [this] { return makeMiniBoardContent(); }, [this] { openPanel(); }))
+          services.environment.defaults, [this] { return makeMiniBoardContent(); }, [this] { openPanel(); }))
 {
     m_idleTimer.setSingleShot(true);
     m_idleTimer.setInterval(idleAfter);
     connect(&m_idleTimer, &QTimer::timeout, this, [] { ::malloc_trim(0); });
     m_countTimer.setSingleShot(true);
     connect(&m_countTimer, &QTimer::timeout, this, &DesktopShell::showCount);
-    connect(&store, &TaskStore::objectWillChange, this, &DesktopShell::scheduleCount);
+    connect(&m_store, &TaskStore::objectWillChange, this, &DesktopShell::scheduleCount);
     showCount();
 
     connect(m_tray.get(), &TrayItem::clicked, this, [this](const QRect &place) { panel().toggle(place); });
     connect(m_tray.get(), &TrayItem::openRequested, this, [this] { openPanel(); });
-    connect(m_tray.get(), &TrayItem::undoRequested, &store, &TaskStore::undo);
+    connect(m_tray.get(), &TrayItem::undoRequested, &m_store, &TaskStore::undo);
     connect(m_tray.get(), &TrayItem::quitRequested, this, &DesktopShell::quitRequested);
     connect(m_tray.get(), &TrayItem::miniBoardSwitched, m_miniBoard.get(), &MiniBoardController::setEnabled);
     connect(m_miniBoard.get(), &MiniBoardController::enabledChanged, this, [this](bool isOn) {
@@ -67,7 +65,7 @@ DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, Instance
     m_tray->setLoginStartOn(m_autostart.isOn()); // for panels that never say that they open a menu
     connect(&instance, &Instance::openRequested, this, &DesktopShell::openPanel);
     connect(&instance, &Instance::resetRequested, m_miniBoard.get(), &MiniBoardController::resetPlace);
-    connect(&Notifier::shared(), &Notifier::activated, this, [this](const QString &id, const QByteArray &token) {
+    connect(&m_notifier, &Notifier::activated, this, [this](const QString &id, const QByteArray &token) {
         openPanel(token);
         m_panelView->showLine(id.section(u'-', 1)); // "approval-" and "stuck-" are what a line's begin with
     });
@@ -78,7 +76,7 @@ DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, Instance
 
 DesktopShell::~DesktopShell()
 {
-    Notifier::shared().takeAllBack(); // nobody would answer them
+    m_notifier.takeAllBack(); // nobody would answer them
 }
 
 void DesktopShell::openPanel(const QByteArray &token)
@@ -89,7 +87,7 @@ void DesktopShell::openPanel(const QByteArray &token)
 PanelWindow &DesktopShell::panel()
 {
     if (!m_panel) {
-        m_panelView = new PanelView(m_store, m_installer, m_environment.clock);
+        m_panelView = new PanelView(m_store, m_installer, m_clock);
         m_panelView->setMiniBoardOn(m_miniBoard->isEnabled());
         connect(m_panelView, &PanelView::miniBoardSwitched, m_miniBoard.get(), &MiniBoardController::setEnabled);
         connect(m_panelView, &PanelView::quitRequested, this, &DesktopShell::quitRequested);

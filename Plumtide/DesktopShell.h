@@ -13,9 +13,11 @@
 class HooksInstaller;
 class Instance;
 class MiniBoardController;
+class Notifier;
 class PanelView;
 class PanelWindow;
 class QWidget;
+struct Services;
 class TaskStore;
 class TrayItem;
 
@@ -27,8 +29,8 @@ class DesktopShell final : public QObject
     Q_OBJECT
 
 public:
-    /// `store`, `installer` and `instance` must outlive it.
-    DesktopShell(TaskStore &store, HooksInstaller &installer, Instance &instance, const Environment &environment);
+    /// `services` and `instance` must outlive it.
+    DesktopShell(Services &services, Instance &instance);
     ~DesktopShell() override;
 
     /// Where it was opened last, or by the desktop's bar. `token` lets it take the focus.
@@ -46,7 +48,8 @@ private:
 
     TaskStore &m_store;
     HooksInstaller &m_installer;
-    const Environment m_environment;
+    Notifier &m_notifier;
+    const Clock m_clock;
     const Autostart m_autostart;
     TrayHost m_trayHost;
     std::unique_ptr<TrayItem> m_tray;

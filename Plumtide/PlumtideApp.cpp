@@ -1,21 +1,18 @@
 #include "Plumtide/PlumtideApp.h"
 
 #include "Plumtide/DesktopShell.h"
+#include "Plumtide/Services.h"
 #include "Plumtide/app/MiniBoardController.h"
 #include "Plumtide/desktop/Autostart.h"
 #include "Plumtide/desktop/Instance.h"
-#include "Plumtide/desktop/Notifier.h"
 #include "Plumtide/desktop/SessionTerminal.h"
 #include "Plumtide/hooks/HookFiles.h"
-#include "Plumtide/hooks/HooksInstaller.h"
 #include "Plumtide/hooks/HooksRemoval.h"
 #include "Plumtide/hooks/Silence.h"
-#include "Plumtide/store/TaskStore.h"
 #include "Plumtide/system/Files.h"
 #include "Plumtide/system/TerminationSignals.h"
 
 #include <QApplication>
-#include <QFileInfo>
 #include <QTimer>
 
 #include <cstdio>
@@ -43,9 +40,8 @@ int PlumtideApp::version()
     return 0;
 }
 
-void PlumtideApp::removeTemporaries()
+void PlumtideApp::removeTemporaries(const QString &home)
 {
-    const QString &home = Environment::realHome();
     for (const QString &file :
          {home + HookFiles::claudeSettings, home + HookFiles::codexConfig, home + HookFiles::claudeScript,
           home + u"/.tavvel/tasks.json"_s, Defaults::standardPath(home), Defaults::standardSparePath(home),
@@ -53,75 +49,64 @@ void PlumtideApp::removeTemporaries()
         Files::removeTemporaries(file);
 }
 
-int PlumtideApp::removeHooks()
+int PlumtideApp::removeHooks(const QString &home)
 {
-    for (const QString &sentence : HooksRemoval::remove(Environment::realHome()))
+    for (const QString &sentence : HooksRemoval::remove(home))
         std::puts(qUtf8Printable(sentence));
     return 0;
 }
 
-int PlumtideApp::resetMiniBoard(const Instance &instance)
+int PlumtideApp::resetMiniBoard(const QString &home, const Instance &instance)
 {
-    if (!instance.resetMiniBoard())
-        Environment::real().defaults->remove(MiniBoardController::originKey);
+    if (instance.resetMiniBoard())
+        return 0;
+    if (const std::optional<HomeLock> lock = HomeLock::acquire(home, HomeLock::patience))
+        Environment::real().defaults.remove(MiniBoardController::originKey);
+    else // which has the place in memory, and would write it back
+        std::fputs("Plumtide: 已经在运行了，但联系不上它，悬浮板没有动。请先退出它，再试一次。\n", stderr);
     return 0;
-}
-
-PlumtideApp::PlumtideApp()
-    : m_isFirst(!QFileInfo::exists(Environment::real().defaults->path())),
-      m_store(TaskStore::shared()),
-      m_signals(std::make_unique<TerminationSignals>())
-{
-}
-
-PlumtideApp::~PlumtideApp()
-{
-    m_store.finish();
 }
 
 int PlumtideApp::installHooks()
 {
     Environment environment = Environment::real();
-    environment.ownerPatience = {}; // a Plumtide that runs beside us looks after the board
-    {
-        TaskStore store(environment); // goes at once: a Plumtide that is started beside us need not wait until we end
-        store.refreshEventState();
-    }
+    // Released at once, so that a Plumtide that is started meanwhile need not wait. One that runs looks after the log.
+    if (const std::optional<HomeLock> lock = HomeLock::acquire(environment.home))
+        TaskStore(environment).refreshEventState();
     HooksInstaller installer(environment);
     for (const auto install : {&HooksInstaller::installClaude, &HooksInstaller::installCodex}) {
         (installer.*install)();
         std::puts(qUtf8Printable(installer.message().value_or(QString())));
         std::fflush(stdout);
     }
-    for (const QString &reason : reasonsForSilence(Environment::realHome()))
+    for (const QString &reason : reasonsForSilence(environment.home))
         std::fprintf(stderr, "Plumtide: %s\n", qUtf8Printable(reason));
     return 0;
 }
 
-int PlumtideApp::follow(Instance &instance, bool isByUser)
+int PlumtideApp::follow(Services &services, Instance &instance, bool opensPanel)
 {
-    if (!m_store.isOwner()) {
-        std::fputs("Plumtide: 已经在运行了。\n", stderr);
-        return 0;
-    }
+    // After the lines were read, which a signal may end at once; before the event loop runs, which reads the log.
+    const TerminationSignals signals;
     auto *const application = QCoreApplication::instance();
-    HooksInstaller &installer = HooksInstaller::shared(); // brings deployed scripts up to date, with windows or without
-    m_store.setNotify(
-        [](const Board::Notice &notice) { Notifier::shared().notify(notice.title, notice.body, notice.id); });
-    QObject::connect(&Notifier::shared(), &Notifier::sessionRequested, &instance, [&](const QString &id) {
+    TaskStore &store = services.store;
+    Notifier &notifier = services.notifier;
+    store.setNotify([&](const Board::Notice &notice) { notifier.notify(notice.title, notice.body, notice.id); });
+    QObject::connect(&notifier, &Notifier::sessionRequested, application, [&](const QString &id) {
         const QString line = id.section(u'-', 1); // see Board::Notice
-        SessionTerminal::bringToFront(line, m_store.recordedProcess(line), &instance, [id](const Outcome<void> &there) {
-            if (!there)
-                Notifier::shared().notify(u"前往会话"_s, there.failure().sentence, id);
-        });
+        SessionTerminal::bringToFront(line, store.recordedProcess(line), &instance,
+                                      [&, id](const Outcome<void> &there) {
+                                          if (!there)
+                                              notifier.notify(u"前往会话"_s, there.failure().sentence, id);
+                                      });
     });
-    QObject::connect(m_signals.get(), &TerminationSignals::requested, application, &QCoreApplication::quit);
+    QObject::connect(&signals, &TerminationSignals::requested, application, &QCoreApplication::quit);
     QObject::connect(&instance, &Instance::replaced, application, &QCoreApplication::quit);
     std::unique_ptr<DesktopShell> desktop;
     if (qobject_cast<QApplication *>(application)) {
-        desktop = std::make_unique<DesktopShell>(m_store, installer, instance, Environment::real());
+        desktop = std::make_unique<DesktopShell>(services, instance);
         QObject::connect(desktop.get(), &DesktopShell::quitRequested, application, &QCoreApplication::quit);
-        if (m_isFirst && isByUser) // a newcomer is shown what there is to connect
+        if (opensPanel)
             QTimer::singleShot(0, desktop.get(), [&desktop] { desktop->openPanel(); });
     }
     return QCoreApplication::exec();

@@ -1,14 +1,14 @@
 #include "Plumtide/PlumtideApp.h"
+#include "Plumtide/Services.h"
 #include "Plumtide/desktop/Autostart.h"
 #include "Plumtide/desktop/Display.h"
 #include "Plumtide/desktop/FloatingWindow.h"
 #include "Plumtide/desktop/Instance.h"
 #include "Plumtide/desktop/Log.h"
 #include "Plumtide/desktop/SessionBus.h"
-#include "Plumtide/system/Environment.h"
 
 #include <QApplication>
-#include <QFile>
+#include <QFileInfo>
 #include <QSessionManager>
 
 #include <algorithm>
@@ -73,20 +73,21 @@ int main(int argc, char **argv)
         return PlumtideApp::help();
     if (!isInstalling && isAsked(PlumtideApp::versionFlag))
         return PlumtideApp::version();
-    const QByteArray home = qgetenv("HOME");
-    if (QFile::encodeName(QFile::decodeName(home)) != home) {
+    const QByteArray named = qgetenv("HOME");
+    if (QFile::encodeName(QFile::decodeName(named)) != named) {
         // Qt could not name it, and would make a folder of another name beside it.
         std::fputs("Plumtide: 主目录的路径不是 UTF-8 文本，无法使用。\n", stderr);
         return 0;
     }
-    if (Environment::realHome().isEmpty()) {
+    const QString home = Environment::realHome();
+    if (home.isEmpty()) {
         std::fputs("Plumtide: 找不到主目录，无法使用。\n", stderr);
         return 0;
     }
     QCoreApplication::setApplicationName(QStringLiteral("plumtide"));
     const bool isRemoving = !isInstalling && isAsked(PlumtideApp::removeFlag);
     const bool isResetting = !isInstalling && !isRemoving && isAsked(PlumtideApp::resetFlag);
-    PlumtideApp::removeTemporaries();
+    PlumtideApp::removeTemporaries(home);
     const QByteArray token = takeStartupToken();
     neverStartSessionBus();
     if (!isInstalling && !isRemoving) // which need no bus
@@ -96,10 +97,10 @@ int main(int argc, char **argv)
     if (isInstalling)
         return PlumtideApp::installHooks();
     if (isRemoving)
-        return PlumtideApp::removeHooks();
-    Instance instance(Environment::realHome());
+        return PlumtideApp::removeHooks(home);
+    Instance instance(home);
     if (isResetting)
-        return PlumtideApp::resetMiniBoard(instance);
+        return PlumtideApp::resetMiniBoard(home, instance);
     const bool hasWindows = qobject_cast<QApplication *>(application.get()) != nullptr;
     const bool isBySession =
         isAsked(Autostart::flag) || isAsked("-session") || qEnvironmentVariableIsSet("DESKTOP_AUTOSTART_ID");
@@ -107,5 +108,13 @@ int main(int argc, char **argv)
         return 0;
     if (hasWindows)
         FloatingWindow::endStartup(token);
-    return PlumtideApp().follow(instance, !isBySession);
+    std::optional<HomeLock> lock = HomeLock::acquire(home, HomeLock::patience);
+    if (!lock) {
+        std::fputs("Plumtide: 已经在运行了。\n", stderr);
+        return 0;
+    }
+    // At the user's first start the panel opens, and shows what there is to connect.
+    const bool isFirstRun = !QFileInfo::exists(Defaults::standardPath(home));
+    Services services{.lock = *std::move(lock)};
+    return PlumtideApp::follow(services, instance, isFirstRun && !isBySession);
 }

@@ -53,9 +53,9 @@ struct Expectation
 Expectation replay(const QList<QByteArray> &lines)
 {
     const Workspace workspace;
-    const Environment environment = workspace.environment();
-    environment.defaults->setBoolean(u"tavvel.claude.hasSeenEvent"_s, true);
-    environment.defaults->setBoolean(u"tavvel.codex.hasSeenEvent"_s, true);
+    Environment environment = workspace.environment();
+    environment.defaults.setBoolean(u"tavvel.claude.hasSeenEvent"_s, true);
+    environment.defaults.setBoolean(u"tavvel.codex.hasSeenEvent"_s, true);
     TaskStore store(environment);
     Expectation result;
     bool hasChanged = false;
@@ -142,10 +142,11 @@ Seconds absenceInCatchUp(const QByteArray &log, const QByteArray &expected)
     const Workspace workspace;
     workspace.write(workspace.logFile(), log);
     workspace.settleDisk();
+    Environment environment = workspace.environment();
     std::unique_ptr<TaskStore> store;
     QElapsedTimer sinceStart;
     sinceStart.start();
-    return Absence::longest([&] { store = std::make_unique<TaskStore>(workspace.environment()); },
+    return Absence::longest([&] { store = std::make_unique<TaskStore>(environment); },
                             [&] {
                                 if (Seconds(std::chrono::nanoseconds(sinceStart.nsecsElapsed())) > patience)
                                     Report::giveUp("the store did not work through the backlog.");

@@ -63,7 +63,7 @@ struct Scene
         workspace.write(
             workspace.tasksFile(),
             TaskFile::encode(SampleBoard::lines(size.lines, QDateTime::currentDateTimeUtc(), size.projects)));
-        environment.defaults->setBoolean(u"tavvel.claude.hasSeenEvent"_s, true);
+        environment.defaults.setBoolean(u"tavvel.claude.hasSeenEvent"_s, true);
         store = std::make_unique<TaskStore>(environment);
         installer = std::make_unique<HooksInstaller>(environment);
         if (store->tasks().size() != size.lines || !installer->claudeInstalled() || !installer->codexInstalled())
@@ -93,7 +93,7 @@ struct Scene
     }
 
     const Workspace workspace;
-    const Environment environment = workspace.environment();
+    Environment environment = workspace.environment();
     std::unique_ptr<TaskStore> store;
     std::unique_ptr<HooksInstaller> installer;
 };

@@ -24,13 +24,6 @@ const QString sessionAction = u"session"_s;
 
 } // namespace
 
-Notifier &Notifier::shared()
-{
-    // Never freed: nobody can know who notifies last.
-    static auto *const notifier = new Notifier;
-    return *notifier;
-}
-
 Notifier::Notifier() : m_bus(QDBusConnection::sessionBus()), m_available(m_bus.isConnected())
 {
     if (!m_available)

@@ -15,8 +15,7 @@ class Notifier final : public QObject
     Q_OBJECT
 
 public:
-    /// The one of the user's desktop, made on first use and alive until the process ends.
-    static Notifier &shared();
+    Notifier(); ///< Needs a QCoreApplication.
 
     /// Whether notifications can be used at all: there is a session bus. Decided at creation, once.
     [[nodiscard]] bool available() const { return m_available; }
@@ -51,7 +50,6 @@ private:
         std::optional<Notification> next; // waits for that answer; of several the newest
     };
 
-    Notifier();
     template <typename Answered>
     void call(const QString &method, const QVariantList &arguments, Answered answered);
     void send(const QString &id);

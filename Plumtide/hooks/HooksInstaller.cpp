@@ -33,12 +33,6 @@ QString describe(ClaudeSettings::Refusal refusal)
 
 } // namespace
 
-HooksInstaller &HooksInstaller::shared()
-{
-    static auto *const installer = new HooksInstaller(Environment::real()); // until the process ends
-    return *installer;
-}
-
 HooksInstaller::HooksInstaller(const Environment &environment, QObject *parent)
     : QObject(parent),
       m_home(environment.home),

@@ -19,9 +19,6 @@ class HooksInstaller final : public QObject
     Q_OBJECT
 
 public:
-    /// The one installer of the process, made on first use from the real environment.
-    static HooksInstaller &shared();
-
     /// Looks at both configuration files at once, and replaces scripts that an older program deployed if one
     /// of the tools is registered.
     explicit HooksInstaller(const Environment &environment, QObject *parent = nullptr);

@@ -20,22 +20,13 @@ const std::array seenKeys{u"tavvel.claude.hasSeenEvent"_s, u"tavvel.codex.hasSee
 
 } // namespace
 
-TaskStore &TaskStore::shared()
-{
-    static auto *store = new TaskStore(Environment::real());
-    return *store;
-}
-
-TaskStore::TaskStore(Environment environment, QObject *parent)
+TaskStore::TaskStore(Environment &environment, QObject *parent)
     : QObject(parent),
-      m_environment(std::move(environment)),
+      m_environment(environment),
       m_tavvelDir(m_environment.home + u"/.tavvel"_s),
-      m_lock(m_environment.home, m_tavvelDir, m_environment.ownerPatience),
       m_sessions(m_board, m_environment.processExists, m_environment.home + u"/.claude/projects"_s),
-      m_file(tasksFile(), m_environment.defaults->paths())
+      m_file(tasksFile(), m_environment.defaults.paths())
 {
-    if (!isOwner())
-        return;
     m_board.set(m_file.load());
     qCDebug(storeLog) << "loaded" << tasks().size() << "lines";
     QMetaObject::invokeMethod(this, &TaskStore::startWatching, Qt::QueuedConnection);
@@ -43,22 +34,13 @@ TaskStore::TaskStore(Environment environment, QObject *parent)
 
 TaskStore::~TaskStore()
 {
-    finish();
-}
-
-void TaskStore::finish()
-{
-    m_sweepTimer.stop();
-    m_missedTimer.stop();
     m_events.close(); // first: the watcher may be waiting for room
     if (m_watcher)
         m_watcher->stop();
     if (m_isBehind)
         save(); // the disk may have room again
-    if (isOwner())
-        m_environment.defaults->writeAgain();
+    m_environment.defaults.writeAgain();
     m_file.flush();
-    m_lock.release();
 }
 
 void TaskStore::setTasks(QList<AgentTask> tasks)
@@ -140,7 +122,7 @@ void TaskStore::sweep()
 {
     make(m_board.sweep(now(), [this](const QString &session) { return m_sessions.hasEnded(session); }));
     setLines(m_board.linesToKeep(now()));
-    m_environment.defaults->writeAgain(); // where it failed before
+    m_environment.defaults.writeAgain(); // where it failed before
     if (m_watcher)
         m_watcher->start(); // likewise
     m_file.startFlushing(); // and not a second later: that would wake the program once more
@@ -209,8 +191,6 @@ void TaskStore::setLines(const QList<AgentTask> &lines)
 
 void TaskStore::save()
 {
-    if (!isOwner())
-        return;
     const Outcome<void> saved = m_file.save(m_board.lines());
     m_isBehind = !saved;
     if (m_isBehind)
@@ -221,7 +201,7 @@ void TaskStore::refreshEventState()
 {
     EventLog log(eventsFile(), 0, {});
     const auto visit = eventStateVisitor([this](bool isCodex) { markEventSeen(isCodex); });
-    while (visit && isOwner() && log.lookBack(visit)) {
+    while (visit && log.lookBack(visit)) {
     }
 }
 
@@ -245,7 +225,7 @@ std::function<bool(QByteArrayView)> TaskStore::eventStateVisitor(std::function<v
 
 bool TaskStore::hasSeenEvent(bool isCodex) const
 {
-    return m_environment.defaults->boolean(seenKeys[isCodex]);
+    return m_environment.defaults.boolean(seenKeys[isCodex]);
 }
 
 void TaskStore::markEventSeen(bool isCodex)
@@ -253,28 +233,26 @@ void TaskStore::markEventSeen(bool isCodex)
     if (hasSeenEvent(isCodex))
         return;
     Q_EMIT objectWillChange();
-    m_environment.defaults->setBoolean(seenKeys[isCodex], true);
+    m_environment.defaults.setBoolean(seenKeys[isCodex], true);
 }
 
 std::optional<qint64> TaskStore::storedPosition() const
 {
     constexpr double limit = 9223372036854775808.0; // 2^63: a file cannot be longer
-    const std::optional<double> offset = m_environment.defaults->number(offsetKey);
-    if (!offset && !m_environment.defaults->isReadable())
+    const std::optional<double> offset = m_environment.defaults.number(offsetKey);
+    if (!offset && !m_environment.defaults.isReadable())
         return std::nullopt;
     return offset > 0 && offset < limit ? static_cast<qint64>(*offset) : 0;
 }
 
 void TaskStore::startWatching()
 {
-    if (!isOwner()) // it has ended before
-        return;
-    // The queue and the watcher end with the store, in `finish`, so `this` outlives every call.
+    // The queue and the watcher end with the store, so `this` outlives every call.
     const auto onEvent = [this](const std::optional<HookEvent> &event, qint64 position) {
         m_events.post([this, event, position] {
             // In one turn, so that an end of the process at any other moment loses nothing. First, so that a kill
             // between the two loses one event instead of applying it twice.
-            m_environment.defaults->setNumber(offsetKey, static_cast<double>(position));
+            m_environment.defaults.setNumber(offsetKey, static_cast<double>(position));
             if (event)
                 apply(*event);
         });

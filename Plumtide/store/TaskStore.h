@@ -5,7 +5,6 @@
 #include "Plumtide/store/TaskFile.h"
 #include "Plumtide/store/UndoHistory.h"
 #include "Plumtide/system/Environment.h"
-#include "Plumtide/system/HomeLock.h"
 #include "Plumtide/system/MainThreadQueue.h"
 
 #include <QObject>
@@ -32,22 +31,16 @@ public:
     /// Puts a notification in front of the user, or takes it back. Must return at once.
     using Notify = std::function<void(const Board::Notice &notice)>;
 
-    /// The store of the process, made on first use from the real environment. It lives until the process ends.
-    static TaskStore &shared();
-
-    /// Loads `tasks.json`, and from the first turn of the event loop on follows the events log and sweeps. Where
-    /// another process owns the data directory it does none of this: it stays empty, reads no event and writes no file.
-    explicit TaskStore(Environment environment, QObject *parent = nullptr);
-    ~TaskStore() override; ///< As `finish`.
+    /// Loads `tasks.json`, and from the first turn of the event loop on follows the events log and sweeps. The process
+    /// holds the HomeLock. `environment` must outlive the store.
+    explicit TaskStore(Environment &environment, QObject *parent = nullptr);
+    /// Follows the log no further (what was not applied is for the next start), saves what could not be saved before,
+    /// and waits for the file to be on the disk.
+    ~TaskStore() override;
 
     /// Without it nothing is notified. Of what was in the log at the start, only what is still true at its end is.
     void setNotify(Notify notify) { m_notify = std::move(notify); }
 
-    /// Follows the log no further (what was not applied is for the next start), waits for the file to be on the disk,
-    /// and gives the data directory up: nothing is saved from then on. For an orderly end of the program.
-    void finish();
-
-    [[nodiscard]] bool isOwner() const { return m_lock.isOwner(); } ///< Of the data directory.
     [[nodiscard]] const QString &tavvelDir() const { return m_tavvelDir; }
     [[nodiscard]] QString tasksFile() const { return m_tavvelDir + QStringLiteral("/tasks.json"); }
     [[nodiscard]] QString eventsFile() const { return m_tavvelDir + QStringLiteral("/events.jsonl"); }
@@ -114,9 +107,8 @@ private:
     void startWatching();
     [[nodiscard]] QDateTime now() const { return m_environment.clock(); }
 
-    const Environment m_environment;
+    Environment &m_environment;
     const QString m_tavvelDir;
-    HomeLock m_lock;
     Notify m_notify;
     std::optional<QMap<QString, Board::Notice>> m_held{std::in_place}; // by their ids, while it catches up
 

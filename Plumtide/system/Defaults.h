@@ -21,6 +21,7 @@ public:
     /// `path` is the INI file. It, and its directory, are made by the first write. `sparePath` had better be on the
     /// disk of what the read offset belongs to; without one there is no spare file.
     explicit Defaults(QString path, QString sparePath = {});
+    Defaults(Defaults &&) = default; // and no copy: of two, one would write over the other's changes
 
     /// `$XDG_CONFIG_HOME`, or `.config` under `home` where that variable is unset or not an absolute path.
     static QString configHome(const QString &home);

@@ -24,6 +24,7 @@ public:
         if (m_value >= 0)
             ::close(m_value);
     }
+    Descriptor(Descriptor &&other) noexcept : m_value(std::exchange(other.m_value, -1)) {}
     Descriptor &operator=(Descriptor &&other) noexcept
     {
         std::swap(m_value, other.m_value);

@@ -17,16 +17,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QString homeDirectory()
-{
-    QString home = qEnvironmentVariable("HOME");
-    if (!QDir::isAbsolutePath(home)) {
-        const passwd *const entry = ::getpwuid(::getuid());
-        home = entry ? QFile::decodeName(entry->pw_dir) : QString();
-    }
-    return QDir::isAbsolutePath(home) ? QDir::cleanPath(home) : QString();
-}
-
 bool isInProcessTable(pid_t pid, const QString &start)
 {
     if (::kill(pid, 0) != 0 && errno != EPERM)
@@ -64,24 +54,25 @@ QString ownProgram()
 
 } // namespace
 
-const QString &Environment::realHome()
+QString Environment::realHome()
 {
-    static const QString home = homeDirectory();
-    return home;
+    QString home = qEnvironmentVariable("HOME");
+    if (!QDir::isAbsolutePath(home)) {
+        const passwd *const entry = ::getpwuid(::getuid());
+        home = entry ? QFile::decodeName(entry->pw_dir) : QString();
+    }
+    return QDir::isAbsolutePath(home) ? QDir::cleanPath(home) : QString();
 }
 
 Environment Environment::real()
 {
-    static const QString program = ownProgram();             // at the start; an update may replace the file at any time
-    static const auto defaults = std::make_shared<Defaults>( // one for all services
-        Defaults::standardPath(realHome()), Defaults::standardSparePath(realHome()));
+    const QString home = realHome();
     return {
-        .home = realHome(),
+        .home = home,
         .clock = [] { return QDateTime::currentDateTimeUtc(); },
-        .defaults = defaults,
+        .defaults = Defaults(Defaults::standardPath(home), Defaults::standardSparePath(home)),
         .processExists = isInProcessTable,
         .resourcesDir = resourcesDirectory(),
-        .program = program,
-        .ownerPatience = std::chrono::seconds(1),
+        .program = ownProgram(),
     };
 }

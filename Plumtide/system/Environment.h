@@ -5,9 +5,7 @@
 #include <QDateTime>
 #include <QString>
 
-#include <chrono>
 #include <functional>
-#include <memory>
 
 /// The current time, in UTC.
 using Clock = std::function<QDateTime()>;
@@ -22,18 +20,15 @@ struct Environment
 {
     QString home; ///< The user's home directory, absolute, without a trailing slash.
     Clock clock;
-    std::shared_ptr<Defaults> defaults; ///< The per-user defaults.
+    Defaults defaults; ///< The per-user defaults.
     ProcessProbe processExists;
     QString resourcesDir; ///< The program's resources; empty when it has none.
     QString program = {}; ///< How to start this program again: an absolute path that the next version has, too.
-    /// How long to wait for another owner of the data directory to end. An installation is one, for a moment; a
-    /// program that was started meanwhile must not take it for its own twin.
-    std::chrono::milliseconds ownerPatience{0};
 
-    /// The system's clock and process table, `realHome`, its defaults, and the program's resources. A QCoreApplication
-    /// exists before it.
+    /// The system's clock and process table, `realHome`, its defaults, and the program's resources. Needs a
+    /// QCoreApplication.
     static Environment real();
-    /// `$HOME`, or what the password database says where that is no absolute path; empty when neither knows one. Needs
-    /// no application object.
-    static const QString &realHome();
+    /// `$HOME`, or the home of the password database where that is no absolute path; empty when there is neither.
+    /// Needs no application object.
+    static QString realHome();
 };

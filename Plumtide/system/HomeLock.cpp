@@ -3,10 +3,10 @@
 #include "Plumtide/system/Files.h"
 #include "Plumtide/system/Log.h"
 
-#include <QFile>
+#include <QDeadlineTimer>
+#include <QThread>
 
 #include <cerrno>
-#include <thread>
 
 #include <sys/file.h>
 
@@ -14,41 +14,36 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-enum class Attempt { Taken, HeldByOther, Impossible };
-
-// The lock belongs to the open descriptor, which no child inherits.
-Attempt lock(const QString &path, int flags, Descriptor &file)
+// 0, or why `file` was not opened and locked. The lock belongs to the open descriptor, which no child inherits.
+int lock(const QString &path, int flags, Descriptor &file)
 {
     file = Descriptor(path, flags);
-    if (file.isOpen() && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0)
-        return Attempt::Taken;
-    // Short of descriptors or memory: that says nothing about another owner.
-    const bool isForNow = errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == EINTR;
-    const Attempt result = errno == EWOULDBLOCK || isForNow ? Attempt::HeldByOther : Attempt::Impossible;
-    file = Descriptor();
-    return result;
+    return file.isOpen() && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0 ? 0 : errno;
+}
+
+// Held by another process, or short of descriptors or memory, which does not tell whether there is another owner.
+bool mayHaveOwner(int error)
+{
+    return error == EWOULDBLOCK || error == EMFILE || error == ENFILE || error == ENOMEM || error == EINTR;
 }
 
 } // namespace
 
-HomeLock::HomeLock(const QString &home, const QString &dataDir, std::chrono::milliseconds patience)
+std::optional<HomeLock> HomeLock::acquire(const QString &home, std::chrono::milliseconds timeout)
 {
-    constexpr std::chrono::milliseconds pause{10};
-    const auto deadline = std::chrono::steady_clock::now() + patience;
-    for (;;) {
-        Attempt attempt = lock(home, O_RDONLY | O_DIRECTORY, m_file);
-        if (attempt == Attempt::Impossible && QFile::exists(home) && Files::makeDirectory(dataDir))
-            attempt = lock(dataDir + u"/plumtide.lock"_s, O_RDWR | O_CREAT, m_file);
-        m_isOwner = attempt != Attempt::HeldByOther;
-        qCDebug(systemLog) << home << (!m_isOwner ? "has another owner" : m_file.isOpen() ? "is ours" : "has no locks");
-        if (m_isOwner || std::chrono::steady_clock::now() >= deadline)
-            return;
-        std::this_thread::sleep_for(pause);
+    const QString dataDir = home + u"/.tavvel"_s;
+    for (const QDeadlineTimer deadline(timeout);; QThread::msleep(10)) {
+        Descriptor file;
+        int error = lock(home, O_RDONLY | O_DIRECTORY, file);
+        if (error != 0 && !mayHaveOwner(error) && QFile::exists(home) && Files::makeDirectory(dataDir))
+            error = lock(dataDir + u"/plumtide.lock"_s, O_RDWR | O_CREAT, file);
+        if (!mayHaveOwner(error)) {
+            qCDebug(systemLog) << home << (error == 0 ? "is locked" : "has no locks");
+            return HomeLock(std::move(file));
+        }
+        if (deadline.hasExpired()) {
+            qCDebug(systemLog) << home << "has another owner";
+            return std::nullopt;
+        }
     }
-}
-
-void HomeLock::release()
-{
-    m_isOwner = false;
-    m_file = Descriptor();
 }

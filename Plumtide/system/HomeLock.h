@@ -5,24 +5,25 @@
 #include <QString>
 
 #include <chrono>
+#include <optional>
 
 /// Proof that this process is the only Plumtide of its home, and so of the data directory and the defaults. The kernel
-/// holds it and ends it with the process, however that ends, so neither a killed owner nor a reused process id can
-/// forge it, and a full disk or a read-only directory cannot prevent it.
+/// holds the lock and releases it with the process, however that ends, so neither a killed owner nor a reused process
+/// id can forge it, and a full disk or a read-only directory cannot prevent it.
 class HomeLock
 {
 public:
-    /// `home` itself is locked: the data directory need not exist yet. Where a file system knows no locks on
-    /// directories, the file "plumtide.lock" in `dataDir` is locked. Waits up to `patience` for another owner to end.
-    HomeLock(const QString &home, const QString &dataDir, std::chrono::milliseconds patience = {});
+    /// How long a start waits for another owner. An installation is one, but only briefly.
+    static constexpr std::chrono::milliseconds patience{1000};
 
-    /// False when another process holds the home, or the system was too short of resources to tell. True also where
-    /// nothing at all can be locked (no home directory): there is nothing to protect then.
-    [[nodiscard]] bool isOwner() const { return m_isOwner; }
-
-    void release(); ///< From now on somebody else may be the owner.
+    /// Locks `home` itself: the data directory need not exist yet. Where the file system has no locks on directories,
+    /// locks the file "plumtide.lock" in the data directory. None when another process still holds the home after
+    /// `timeout`, or the system was too short of resources to tell. Where nothing at all can be locked (no home
+    /// directory), there is nothing to protect, and the caller counts as the owner.
+    [[nodiscard]] static std::optional<HomeLock> acquire(const QString &home, std::chrono::milliseconds timeout = {});
 
 private:
+    explicit HomeLock(Descriptor file) : m_file(std::move(file)) {}
+
     Descriptor m_file;
-    bool m_isOwner = false;
 };

@@ -27,7 +27,7 @@ Workspace::Workspace() : m_directory(scratchTemplate())
         Report::giveUp("no temporary directory: " + m_directory.errorString().toUtf8());
     if (!Files::makeDirectory(path(u".tavvel"_s)))
         Report::giveUp("the temporary directory cannot be written.");
-    write(defaultsFile(), "[General]\n"); // the first start of all would open the panel
+    write(defaultsFile(), "[General]\n"); // the first start would open the panel
 }
 
 void Workspace::write(const QString &path, const QByteArray &content) const
@@ -45,10 +45,13 @@ void Workspace::settleDisk() const
 
 Environment Workspace::environment() const
 {
-    Environment environment = Environment::real();
-    environment.home = home();
-    environment.defaults = std::make_shared<Defaults>(defaultsFile());
-    return environment;
+    const Environment real = Environment::real();
+    return {.home = home(),
+            .clock = real.clock,
+            .defaults = Defaults(defaultsFile()),
+            .processExists = real.processExists,
+            .resourcesDir = real.resourcesDir,
+            .program = real.program};
 }
 
 std::vector<QByteArray> Workspace::variables(const QByteArray &path) const

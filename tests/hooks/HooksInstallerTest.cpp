@@ -108,7 +108,7 @@ TEST_F(HooksInstallerTest, EveryOutcomeHasItsMessageItsBackupAndItsLookAtBothFil
         const bool isCopied = before && (isEdited || message.contains(u"hooks 格式") || sentence == unwritable);
         const bool isRefreshed = isEdited || message == u"-" || message.startsWith(u"接入失败：");
         const mode_t fileMode = sentence == unwritable ? 0404 : sentence == unreadable ? 0 : 0604;
-        Environment environment = home.environment();
+        Environment &environment = home.environment();
         if (message == bare)
             environment.resourcesDir += u"/none"_s;
         HooksInstaller installer(environment);

@@ -191,6 +191,9 @@ class EngineTest(unittest.TestCase):
             self.home.write(CONFIGURATION, kept.format(place))
             self.assertEqual(run(PROGRAM, '-x', '--reset-mini-board', env=self.home.environment), '')
             self.assertEqual(self.home.read(CONFIGURATION).decode(), kept.format(''))
+        with Program(self.home) as program:
+            until(program.is_ready, 'it has the lock')
+            self.assertIn('联系不上它', run(PROGRAM, '--reset-mini-board', env=self.home.environment))
 
     def test_of_several_arguments_one_counts_and_help_and_manual_name_the_same(self):
         version = re.match(r'(plumtide) \((.*?)\)', (CHECKOUT / 'packaging/changelog').read_text()).expand(r'\1 \2\n')

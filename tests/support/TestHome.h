@@ -11,6 +11,8 @@
 
 #include <gtest/gtest.h>
 
+#include <deque>
+
 using namespace Qt::StringLiterals;
 
 // What a failed expectation shows instead of raw bytes.
@@ -70,19 +72,20 @@ public:
         return std::make_shared<Defaults>(path(u".config/plumtide/plumtide.conf"_s));
     }
 
-    Environment environment()
+    /// One of its own for each start of a program; it lives as long as the home.
+    Environment &environment()
     {
-        return {
+        m_environments.push_back({
             .home = path(),
             .clock = [this] { return now; },
-            .defaults = defaults(),
+            .defaults = Defaults(path(u".config/plumtide/plumtide.conf"_s)),
             .processExists =
                 [this](pid_t pid, const QString &start) {
                     return processes.contains(pid) && (start.isEmpty() || start == QString::number(pid * 100));
                 },
             .resourcesDir = path(u"resources"_s),
-            .ownerPatience = {},
-        };
+        });
+        return m_environments.back();
     }
 
     QDateTime now = QDateTime::fromString(u"2026-03-07T09:41:05Z", Qt::ISODate);
@@ -90,6 +93,7 @@ public:
 
 private:
     QTemporaryDir m_directory;
+    std::deque<Environment> m_environments;
 };
 
 /// Turns the event loop until `condition` holds; false when it does not within some seconds.

@@ -135,16 +135,16 @@ TEST(Files, ABurstOfChangesReachesTheDiskSoonInOneGoAndNeverOnTheMainThreadAndAt
 {
     TestHome home;
     home.defaults()->setNumber(u"tavvel.events.offset"_s, 0);
-    TaskStore store(home.environment());
+    std::optional<TaskStore> store(std::in_place, home.environment());
     takeDiskCalls();
     for (int i = 0; i < 20; ++i)
-        store.setTasks({AgentTask()});
+        store->setTasks({AgentTask()});
     QString seen; // a second is meant; without its position, events would be applied twice
     EXPECT_TRUE(waitUntil([&] { return (seen += takeDiskCalls() + u", "_s).contains(u"+flush plumtide,"_s); }, 8000));
     EXPECT_TRUE(seen.contains(u"flush tasks.json"_s) && seen.contains(u"flush .tavvel"_s));
     EXPECT_TRUE(!seen.contains(u" flush"_s) && seen.count(u"flush tasks.json"_s) <= 3) << qPrintable(seen);
-    store.setTasks({});
-    store.finish();
+    store->setTasks({});
+    store.reset();
     EXPECT_TRUE(takeDiskCalls().contains(u"flush tasks.json"_s));
     EXPECT_EQ(shell(home, u"stat -c %a .tavvel .tavvel/tasks.json"_s), u"700 600"_s); // nobody else's to read
 }

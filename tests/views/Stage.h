@@ -29,7 +29,7 @@ public:
         m_home.defaults()->setBoolean(u"tavvel.claude.hasSeenEvent"_s, names(heard, u"claude"_s));
         m_home.defaults()->setBoolean(u"tavvel.codex.hasSeenEvent"_s, names(heard, u"codex"_s));
         m_home.write(u".codex/config.toml"_s, {});
-        Environment environment = m_home.environment();
+        Environment &environment = m_home.environment();
         environment.resourcesDir = QStringLiteral(PLUMTIDE_HOOKS_DIR "/..");
         m_store.emplace(environment);
         m_installer.emplace(environment);
