@@ -86,8 +86,8 @@ int PlumtideApp::installHooks()
 
 int PlumtideApp::follow(Services &services, Instance &instance, bool opensPanel)
 {
-    // After the lines were read, which a signal may end at once; before the event loop runs, which reads the log.
-    const TerminationSignals signals;
+    // After the lines were read, which a signal may end at once, and before the event loop runs, which reads the log.
+    quitOnTerminationSignals();
     auto *const application = QCoreApplication::instance();
     TaskStore &store = services.store;
     Notifier &notifier = services.notifier;
@@ -100,7 +100,6 @@ int PlumtideApp::follow(Services &services, Instance &instance, bool opensPanel)
                                               notifier.notify(u"前往会话"_s, there.failure().sentence, id);
                                       });
     });
-    QObject::connect(&signals, &TerminationSignals::requested, application, &QCoreApplication::quit);
     QObject::connect(&instance, &Instance::replaced, application, &QCoreApplication::quit);
     std::unique_ptr<DesktopShell> desktop;
     if (qobject_cast<QApplication *>(application)) {

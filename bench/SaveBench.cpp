@@ -42,7 +42,6 @@ int main(int argc, char **argv)
         raw.append(Report::timeOf([&] { RawFile::replace(rawPath, content, content.size()); }));
         QCoreApplication::processEvents(); // the flush to the disk, once a second on its own thread
     }
-    file.flush();
     QFile saved(workspace.tasksFile());
     if (!saved.open(QIODevice::ReadOnly) || saved.readAll() != content)
         Report::giveUp("the saved file is not what it should be.");

@@ -18,16 +18,16 @@ public:
 
     [[nodiscard]] qint64 offset() const { return m_offset; } // past the last block
 
-    // The next one, which ends with a line feed; valid until the next call. Empty without a complete line or to stop.
+    // The next one, which ends with a line feed; valid until the next call. Empty at the end, or when it is to stop.
     QByteArrayView next(const std::atomic<bool> &isStopping)
     {
         qint64 length = EventLog::blockBytes;
-        qint64 begin = m_offset; // later than the offset only in a line that is too long
+        qint64 begin = m_offset; // beyond the offset only inside a line that is too long
         while (!isStopping) {
-            m_bytes = {}; // before the next is read: there is never more than one
+            m_bytes = {}; // so that there is only one block in memory
             m_bytes = m_log.read(begin, length);
             if (const qsizetype end = m_bytes.lastIndexOf('\n') + 1; end > 0) {
-                // Of a line that is too long only the end is here.
+                // A line that is too long is skipped; this is its end.
                 const qsizetype first = begin > m_offset ? m_bytes.indexOf('\n') : 0;
                 m_offset = begin + end;
                 return QByteArrayView(m_bytes).sliced(first, end - first);
@@ -48,9 +48,9 @@ private:
     QByteArray m_bytes;
 };
 
-// The pieces between line feeds, the empty ones left out, until `visit` returns false. `block` ends with a line feed.
+// The lines of `block`, which ends with a line feed, except empty ones, until `visit` returns false.
 template <typename Visit>
-bool forEachPiece(QByteArrayView block, Visit visit)
+bool forEachLine(QByteArrayView block, Visit visit)
 {
     for (qsizetype begin = 0; begin < block.size();) {
         const qsizetype end = block.indexOf('\n', begin);
@@ -72,10 +72,10 @@ void EventLog::readNewLines()
 {
     const AppendedFile log(m_path);
     if (!m_position) {
-        qCDebug(intakeLog) << "the position is not known: what the log holds may have been applied already";
+        qCDebug(intakeLog) << "the position is not known: the events in the log may have been applied already";
         moveTo(log.size());
     }
-    if (log.size() == *m_position || log.size() == 0) // an empty log says nothing yet
+    if (log.size() == *m_position || log.size() == 0) // an empty one may have been truncated to be replaced
         return;
     if (log.size() < *m_position) {
         qCDebug(intakeLog) << "the log has only" << log.size() << "bytes, not" << *m_position << ": it is read anew";
@@ -86,7 +86,7 @@ void EventLog::readNewLines()
         if (block.isEmpty())
             return;
         qCDebug(intakeLog) << "read up to" << blocks.offset();
-        const bool isWhole = forEachPiece(block, [&](QByteArrayView line) {
+        const bool isWhole = forEachLine(block, [&](QByteArrayView line) {
             if (const std::optional<HookEvent> event = HookEvent::decode(line))
                 moveTo(blocks.offset() - (block.end() - line.end()) + 1, event);
             else
@@ -104,25 +104,25 @@ void EventLog::moveTo(qint64 position, const std::optional<HookEvent> &event)
     m_onEvent(event, position);
 }
 
-bool EventLog::isReadAndLarge() const
+bool EventLog::needsRotation() const
 {
-    // A log of another length is not read to its end, or is another one than the one that was read.
+    // With another size it has not been read to its end, or is another log.
     return m_position > rotateAboveBytes && AppendedFile(m_path).size() == m_position;
 }
 
 void EventLog::rotateIfNeeded()
 {
-    if (!isReadAndLarge() || m_isStopping || !AppendedFile::empty(m_path, *m_position))
+    if (!needsRotation() || m_isStopping || !AppendedFile::truncateIfUnused(m_path, *m_position))
         return;
-    qCDebug(intakeLog) << "emptied the log, all" << *m_position << "bytes of it were read";
+    qCDebug(intakeLog) << "truncated the log, all" << *m_position << "bytes of it were read";
     moveTo(0);
 }
 
-bool EventLog::lookBack(const std::function<bool(QByteArrayView)> &visit)
+bool EventLog::scanHistory(const Visit &visit)
 {
     const AppendedFile log(m_path);
-    Blocks blocks(log, m_lookedBack);
+    Blocks blocks(log, m_scanned);
     const QByteArrayView block = blocks.next(m_isStopping);
-    m_lookedBack = blocks.offset();
-    return !block.isEmpty() && forEachPiece(block, visit);
+    m_scanned = blocks.offset();
+    return !block.isEmpty() && forEachLine(block, visit);
 }

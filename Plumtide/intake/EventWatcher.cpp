@@ -12,6 +12,7 @@ EventWatcher::EventWatcher(const QString &logPath, std::optional<qint64> positio
       m_log(logPath, position, std::move(handlers.onEvent)),
       m_sessions(sessions, std::move(handlers.onRecord)),
       m_onCaughtUp(std::move(handlers.onCaughtUp)),
+      m_onHistory(std::move(handlers.onHistory)),
       m_watch(logPath, sessions)
 {
 }
@@ -27,7 +28,7 @@ void EventWatcher::start()
         return;
     try {
         m_thread = std::thread(&EventWatcher::run, this);
-    } catch (const std::system_error &) { // for the next call
+    } catch (const std::system_error &) { // no thread available
     }
 }
 
@@ -35,7 +36,7 @@ void EventWatcher::stop()
 {
     m_log.stopReading();
     m_sessions.stopReading();
-    m_watch.end();
+    m_watch.interrupt();
     if (m_thread.joinable())
         m_thread.join();
 }
@@ -43,21 +44,21 @@ void EventWatcher::stop()
 void EventWatcher::run()
 {
     ::pthread_setname_np(::pthread_self(), "tavvel.eventwat"); // 15 bytes are the longest
-    // What is about to be emptied is visited before; else new lines come first.
-    while (m_log.isReadAndLarge() && visitOld() && m_watch.wait(0ms)) {
+    // A log that is about to be truncated is scanned before; otherwise new lines come first.
+    while (m_log.needsRotation() && scanHistory() && m_watch.wait(0ms)) {
     }
     m_log.rotateIfNeeded();
     m_log.readNewLines();
     m_onCaughtUp();
-    for (auto patience = 0ms; m_watch.wait(patience); patience = visitOld() ? 0ms : m_pollEvery) {
-        m_sessions.read(m_watch.attach()); // in this order: what comes between the two is reported
+    for (auto timeout = 0ms; m_watch.wait(timeout); timeout = scanHistory() ? 0ms : m_pollEvery) {
+        m_sessions.read(m_watch.attach()); // watched before it is read, so that no change is missed
         m_log.readNewLines();
     }
 }
 
-bool EventWatcher::visitOld()
+bool EventWatcher::scanHistory()
 {
-    if (m_visitOld && !m_log.lookBack(m_visitOld))
-        m_visitOld = nullptr;
-    return m_visitOld != nullptr;
+    if (m_onHistory && !m_log.scanHistory(m_onHistory))
+        m_onHistory = nullptr;
+    return m_onHistory != nullptr;
 }

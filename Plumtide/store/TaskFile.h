@@ -18,7 +18,8 @@
 class TaskFile
 {
 public:
-    /// `flushWith` are further files to bring to the disk together with this one.
+    /// `flushWith` are further files to bring to the disk together with this one. The destructor waits until the last
+    /// save is on the disk.
     TaskFile(QString path, const QStringList &flushWith);
 
     /// The stored lines. A file that holds anything else is moved aside to "tasks.corrupt.json" (numbered from the
@@ -34,7 +35,6 @@ public:
 
     /// A save reaches the disk within a second by itself; this begins at once, and does not wait.
     void startFlushing() { m_flush.startFlushing(); }
-    void flush() { m_flush.flushNow(); } ///< Waits until the last save is on the disk.
 
     /// The bytes of a file with these lines, and back; nothing when the bytes are no array of records.
     [[nodiscard]] static QByteArray encode(const QList<AgentTask> &lines);

@@ -39,8 +39,7 @@ TaskStore::~TaskStore()
         m_watcher->stop();
     if (m_isBehind)
         save(); // the disk may have room again
-    m_environment.defaults.writeAgain();
-    m_file.flush();
+    m_environment.defaults.retryWrite();
 }
 
 void TaskStore::setTasks(QList<AgentTask> tasks)
@@ -122,7 +121,7 @@ void TaskStore::sweep()
 {
     make(m_board.sweep(now(), [this](const QString &session) { return m_sessions.hasEnded(session); }));
     setLines(m_board.linesToKeep(now()));
-    m_environment.defaults.writeAgain(); // where it failed before
+    m_environment.defaults.retryWrite(); // where it failed before
     if (m_watcher)
         m_watcher->start(); // likewise
     m_file.startFlushing(); // and not a second later: that would wake the program once more
@@ -201,7 +200,7 @@ void TaskStore::refreshEventState()
 {
     EventLog log(eventsFile(), 0, {});
     const auto visit = eventStateVisitor([this](bool isCodex) { markEventSeen(isCodex); });
-    while (visit && log.lookBack(visit)) {
+    while (visit && log.scanHistory(visit)) {
     }
 }
 
@@ -261,11 +260,11 @@ void TaskStore::startWatching()
         m_events.post([this, before, now] { takeRecord(before, now); });
     };
     const auto onCaughtUp = [this] { m_events.post([this] { catchUp(); }); };
+    const auto onHistory = eventStateVisitor( // on the watcher's thread: a log may have a gigabyte
+        [this](bool isCodex) { m_events.post([this, isCodex] { markEventSeen(isCodex); }); });
     m_watcher =
         std::make_unique<EventWatcher>(eventsFile(), storedPosition(), m_environment.home + u"/.claude/sessions"_s,
-                                       EventWatcher::Handlers{onEvent, onRecord, onCaughtUp});
-    m_watcher->lookBack(eventStateVisitor( // on its thread: a log may have a gigabyte
-        [this](bool isCodex) { m_events.post([this, isCodex] { markEventSeen(isCodex); }); }));
+                                       EventWatcher::Handlers{onEvent, onRecord, onCaughtUp, onHistory});
     m_watcher->start();
 
     m_missedTimer.setSingleShot(true);

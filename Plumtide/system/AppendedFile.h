@@ -5,23 +5,22 @@
 #include <QByteArray>
 #include <QString>
 
-/// A file that other programs append to, open for reading as it was at that moment. Thread: any, one at a time.
+/// A snapshot of a file that other programs append to, its size fixed at opening. Thread: any, one at a time.
 class AppendedFile
 {
 public:
-    /// What cannot be opened, and what is no regular file, is as an empty one.
+    /// Empty if the file cannot be opened or is not a regular one.
     explicit AppendedFile(const QString &path);
 
-    [[nodiscard]] qint64 size() const { return m_size; } ///< Bytes, when it was opened.
+    [[nodiscard]] qint64 size() const { return m_size; } ///< In bytes.
 
-    /// At most `length` bytes at `offset`, fewer only at the end that it had when it was opened, or where it cannot be
-    /// read.
+    /// At most `length` bytes at `offset`; fewer only at the end, or where the file cannot be read.
     [[nodiscard]] QByteArray read(qint64 offset, qint64 length) const;
 
-    /// Cuts the file at `path` to nothing if it is `size` bytes long and nobody else has it open. While it looks and
-    /// cuts, whoever opens the file waits, so no byte that is appended is lost; only on a file system without leases
-    /// can that happen. False when the file was left alone.
-    static bool empty(const QString &path, qint64 size);
+    /// Truncates the file at `path` to 0 bytes if it has `size` bytes and no other process has it open. A process that
+    /// opens it meanwhile waits, so that no appended byte is lost, except on a file system without leases. False when
+    /// the file was left alone.
+    static bool truncateIfUnused(const QString &path, qint64 size);
 
 private:
     const Descriptor m_file;

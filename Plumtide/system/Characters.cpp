@@ -12,7 +12,7 @@ QRegularExpression characterPattern()
     const QString twoCharacters = u"👍👍"_s;
     if (character.match(twoCharacters).capturedLength() < twoCharacters.size())
         return character;
-    // PCRE2 10.42 (Debian 12) takes all emoji in a row for one character. Here one ends as the annex's rule GB11 says.
+    // PCRE2 10.42 (Debian 12) takes several emoji in a row for one character. This is the annex's rule GB11.
     return QRegularExpression(
         uR"(\p{ExtPict}(?:[\p{GrExt}\p{EMod}]*\x{200D}\p{ExtPict})*[\p{GrExt}\p{EMod}\p{Mc}\x{200D}]*|\X)"_s);
 }

@@ -14,8 +14,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Where the file has as many bytes already, which it has at most writes: a kill does not divide a single small write,
-// and on ext4 it takes 3 us, while a file that is renamed over another takes some hundred.
+// Only if the size of the file stays the same, as it does at most changes. A kill cannot interrupt a single small
+// write, and on ext4 this takes 3 us, while replacing the file by a rename takes some hundred.
 bool overwrite(const QString &path, const QByteArray &content)
 {
     QFile file(path);
@@ -26,7 +26,15 @@ bool overwrite(const QString &path, const QByteArray &content)
 
 } // namespace
 
-Defaults::Defaults(QString path, QString sparePath) : m_path(std::move(path)), m_sparePath(std::move(sparePath)) {}
+Defaults::Defaults(QString path, QString sparePath) : m_path(std::move(path)), m_sparePath(std::move(sparePath))
+{
+    const Outcome<void> read = readFile(m_path);
+    m_isReadable = read || read.failure().code == ENOENT || read.failure().code == ENOTDIR;
+    if (!m_isReadable)
+        std::fprintf(stderr, "Plumtide: %s\n", qUtf8Printable(read.failure().sentence));
+    m_isDirty = m_hasSpare = static_cast<bool>(readFile(m_sparePath));
+    qCDebug(systemLog) << "read" << m_path << m_values;
+}
 
 QString Defaults::configHome(const QString &home)
 {
@@ -44,27 +52,21 @@ QString Defaults::standardSparePath(const QString &home)
     return home + u"/.tavvel/plumtide.conf"_s;
 }
 
-bool Defaults::isReadable()
+bool Defaults::boolean(const QString &key) const
 {
-    readOnce();
-    return m_isReadable;
+    return m_values.value(key) == u"true"_s;
 }
 
-bool Defaults::boolean(const QString &key)
-{
-    return text(key) == u"true"_s;
-}
-
-std::optional<double> Defaults::number(const QString &key)
+std::optional<double> Defaults::number(const QString &key) const
 {
     const std::optional<QList<double>> all = numbers(key);
     return all && all->size() == 1 ? std::optional(all->first()) : std::nullopt;
 }
 
-std::optional<QList<double>> Defaults::numbers(const QString &key)
+std::optional<QList<double>> Defaults::numbers(const QString &key) const
 {
     QList<double> result;
-    const QStringList parts = text(key).split(u',');
+    const QStringList parts = m_values.value(key).split(u',');
     for (const QString &part : parts) {
         bool isNumber = false;
         result.append(part.trimmed().toDouble(&isNumber));
@@ -94,31 +96,19 @@ void Defaults::setNumbers(const QString &key, const QList<double> &values)
 
 void Defaults::remove(const QString &key)
 {
-    setText(key, std::nullopt);
-}
-
-void Defaults::writeAgain()
-{
-    if (m_isBehind && m_isReadable)
+    if (m_values.remove(key) != 0)
         write();
 }
 
-void Defaults::readOnce()
+void Defaults::retryWrite()
 {
-    if (std::exchange(m_isRead, true))
-        return;
-    const Outcome<void> read = readFile(m_path);
-    if (!read && read.failure().code != ENOENT && read.failure().code != ENOTDIR) {
-        m_isReadable = false;
-        std::fprintf(stderr, "Plumtide: %s\n", qUtf8Printable(read.failure().sentence));
-    }
-    m_isBehind = m_hasSpare = static_cast<bool>(readFile(m_sparePath));
-    qCDebug(systemLog) << "read" << m_path << m_values;
+    if (m_isDirty && m_isReadable)
+        write();
 }
 
 Outcome<void> Defaults::readFile(const QString &path)
 {
-    constexpr qint64 largestFile = 1 << 20; // bytes; it holds a handful of lines
+    constexpr qint64 largestFile = 1 << 20; // bytes; it has a few lines
     const Outcome<QByteArray> content = Files::read(path, largestFile);
     if (!content)
         return content.failure();
@@ -142,28 +132,17 @@ void Defaults::write()
                 || (Files::makeDirectory(QFileInfo(path).path())
                     && Files::replace(path, content, {.flush = Files::Flush::Later})));
     };
-    // Before the file, so that a kill between the two does not leave older values in the spare one, which count for
-    // more.
+    // The spare file first, because it takes precedence: a kill between the two must not leave older values in it.
     const bool isSpared = m_hasSpare && isWritten(m_sparePath);
-    m_isBehind = !m_isReadable || !isWritten(m_path);
-    if (!m_isBehind)
+    m_isDirty = !m_isReadable || !isWritten(m_path);
+    if (!m_isDirty)
         m_hasSpare = m_hasSpare && !QFile::remove(m_sparePath);
     else if (!isSpared)
         m_hasSpare = isWritten(m_sparePath) || m_hasSpare;
 }
 
-QString Defaults::text(const QString &key)
+void Defaults::setText(const QString &key, const QString &value)
 {
-    readOnce();
-    return m_values.value(key);
-}
-
-void Defaults::setText(const QString &key, const std::optional<QString> &value)
-{
-    readOnce();
-    if (value)
-        m_values.insert(key, *value);
-    else if (m_values.remove(key) == 0)
-        return;
+    m_values.insert(key, value);
     write();
 }

@@ -9,52 +9,48 @@
 #include <optional>
 
 /// The per-user defaults: an INI file with one section, "[General]", and the keys exactly as named.
-/// It is read at the first call and belongs to this process from then on: each change is written before the call
-/// returns, so it survives a killed process, but does not wait for the disk. (QSettings waits twice for each, and the
-/// read offset is stored for every event.)
-/// Thread: the main thread. A failed write is not reported: the values are kept in the spare file, whose values count
-/// for more at the next start, until the next write or `writeAgain` succeeds. A file that is there but cannot be read
-/// is never written.
+/// It is read by the constructor; later changes by other programs are not seen. Each change is written before the call
+/// returns, so it survives a kill, but is not flushed to the disk. (QSettings flushes twice per change, and the read
+/// offset changes with every event.)
+/// Thread: the main thread.
+/// Errors: a failed write is not reported. The values are written to the spare file instead, and take precedence at the
+/// next start, until the next write or `retryWrite` succeeds. A file that exists but cannot be read is never written.
 class Defaults
 {
 public:
-    /// `path` is the INI file. It, and its directory, are made by the first write. `sparePath` had better be on the
-    /// disk of what the read offset belongs to; without one there is no spare file.
+    /// `path` is the INI file. The first write creates it and its directory. `sparePath` should be on the same disk as
+    /// the log to which the read offset belongs; if it is empty, there is no spare file. An unreadable file is reported
+    /// on standard error.
     explicit Defaults(QString path, QString sparePath = {});
-    Defaults(Defaults &&) = default; // and no copy: of two, one would write over the other's changes
+    Defaults(Defaults &&) = default; // no copies: each would overwrite the other's changes
 
     /// `$XDG_CONFIG_HOME`, or `.config` under `home` where that variable is unset or not an absolute path.
     static QString configHome(const QString &home);
-    /// `plumtide/plumtide.conf` in there.
-    static QString standardPath(const QString &home);
-    static QString standardSparePath(const QString &home); ///< Beside the log to which the read offset belongs.
+    static QString standardPath(const QString &home);      ///< `plumtide/plumtide.conf` in `configHome`.
+    static QString standardSparePath(const QString &home); ///< Beside the log.
 
-    [[nodiscard]] const QString &path() const { return m_path; }
     [[nodiscard]] QStringList paths() const { return {m_path, m_sparePath}; } ///< Of both files.
-    [[nodiscard]] bool isReadable(); ///< False when there is a file that cannot be read; standard error says so, once.
+    [[nodiscard]] bool isReadable() const { return m_isReadable; } ///< False when the file exists but was not read.
 
-    [[nodiscard]] bool boolean(const QString &key);                 ///< A missing key reads as false.
-    [[nodiscard]] std::optional<double> number(const QString &key); ///< Absent also when it is no finite number.
-    [[nodiscard]] std::optional<QList<double>> numbers(const QString &key); ///< Absent unless all are numbers.
+    [[nodiscard]] bool boolean(const QString &key) const;                 ///< False for a missing key.
+    [[nodiscard]] std::optional<double> number(const QString &key) const; ///< Absent unless it is one finite number.
+    [[nodiscard]] std::optional<QList<double>> numbers(const QString &key) const; ///< Absent unless all are numbers.
 
     void setBoolean(const QString &key, bool value);
     void setNumber(const QString &key, double value); ///< A whole number is written without a fraction.
     void setNumbers(const QString &key, const QList<double> &values);
-    void remove(const QString &key); ///< A missing key stays missing.
+    void remove(const QString &key);
 
-    void writeAgain(); ///< If the last write failed.
+    void retryWrite(); ///< If the last write failed.
 
 private:
-    void readOnce();
     [[nodiscard]] Outcome<void> readFile(const QString &path);
     void write();
-    [[nodiscard]] QString text(const QString &key);                        // of a missing key, an empty one
-    void setText(const QString &key, const std::optional<QString> &value); // none: the key goes
+    void setText(const QString &key, const QString &value);
 
     const QString m_path, m_sparePath;
     QMap<QString, QString> m_values;
-    bool m_isRead = false;
     bool m_isReadable = true;
-    bool m_isBehind = false; // the file, since the last write failed
-    bool m_hasSpare = false; // the spare file is there
+    bool m_isDirty = false;  // the file, because the last write failed
+    bool m_hasSpare = false; // the spare file exists
 };

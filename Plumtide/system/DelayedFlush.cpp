@@ -4,25 +4,10 @@
 
 #include <QFileInfo>
 
-#include <algorithm>
 #include <chrono>
 #include <system_error>
 
 using namespace std::chrono_literals;
-
-namespace {
-
-// And the folder that names it. Where a link leads is where the file was replaced.
-void flushFile(const QString &path)
-{
-    const QFileInfo file(QFileInfo(path).canonicalFilePath());
-    if (!file.exists())
-        return;
-    for (const QString &place : {file.filePath(), file.path()})
-        ::fsync(Descriptor(place, O_RDONLY).get());
-}
-
-} // namespace
 
 DelayedFlush::DelayedFlush(QStringList paths) : m_paths(std::move(paths))
 {
@@ -31,9 +16,17 @@ DelayedFlush::DelayedFlush(QStringList paths) : m_paths(std::move(paths))
     m_timer.callOnTimeout([this] { startFlushing(); });
 }
 
+DelayedFlush::~DelayedFlush()
+{
+    if (m_flush.valid())
+        m_flush.wait();
+    if (m_isDirty)
+        flushAll();
+}
+
 void DelayedFlush::written()
 {
-    m_isLeft = true;
+    m_isDirty = true;
     if (!m_timer.isActive())
         m_timer.start();
 }
@@ -41,25 +34,27 @@ void DelayedFlush::written()
 void DelayedFlush::startFlushing()
 {
     m_timer.stop();
-    if (!m_isLeft)
+    if (!m_isDirty)
         return;
-    if (m_flush.valid() && m_flush.wait_for(0s) != std::future_status::ready) { // a slow disk is still at the last ones
-        m_timer.start();
-        return;
-    }
     try {
-        m_flush = std::async(std::launch::async, [this] { std::ranges::for_each(m_paths, flushFile); });
-        m_isLeft = false;
-    } catch (const std::system_error &) { // no thread to be had just now
-        m_timer.start();
+        if (!m_flush.valid() || m_flush.wait_for(0s) == std::future_status::ready) { // else the disk is slow
+            m_flush = std::async(std::launch::async, [this] { flushAll(); });
+            m_isDirty = false;
+        }
+    } catch (const std::system_error &) { // no thread available
     }
+    if (m_isDirty)
+        m_timer.start();
 }
 
-void DelayedFlush::flushNow()
+void DelayedFlush::flushAll() const
 {
-    for (int i = 0; i < 2; ++i) {
-        if (m_flush.valid())
-            m_flush.wait();
-        startFlushing();
+    for (const QString &path : m_paths) {
+        // Files::replace has written the target of a link.
+        const QString target = QFileInfo(path).canonicalFilePath();
+        if (target.isEmpty())
+            continue;
+        for (const QString &place : {target, QFileInfo(target).path()})
+            ::fsync(Descriptor(place, O_RDONLY).get());
     }
 }

@@ -2,5 +2,5 @@
 
 #include <QLoggingCategory>
 
-/// What this room has to tell when it is asked by QT_LOGGING_RULES="plumtide.system=true".
+/// Log category "plumtide.system", switched on by QT_LOGGING_RULES="plumtide.system=true".
 Q_DECLARE_LOGGING_CATEGORY(systemLog)

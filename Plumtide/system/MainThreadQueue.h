@@ -11,11 +11,10 @@
 #include <functional>
 #include <mutex>
 
-/// Hands work from other threads to the main thread, one item at a time and in order, without ever keeping the
-/// event loop from its other duties: after `turnBudget` of work it lets the loop turn once. It holds at most
-/// `capacity` items; a poster that is faster than the main thread waits, so a long catch-up needs no more memory
-/// than a short one.
-/// Thread: made and destroyed on the main thread; `post` from any other thread; the rest on the main thread.
+/// Runs work from other threads on the main thread, in order. After `turnBudget` of work it returns to the event loop
+/// once, so that timers, D-Bus and the display go on. It holds at most `capacity` items, so a long catch-up needs no
+/// more memory than a short one.
+/// Thread: `post` from any thread but the main thread; the rest on the main thread.
 class MainThreadQueue
 {
 public:
@@ -26,16 +25,16 @@ public:
     MainThreadQueue();
 
     void post(Work work); ///< Waits while the queue is full.
-    void close();         ///< Drops what is queued and all that is posted from now on; no poster waits any more.
+    void close();         ///< Drops what is queued and what is posted from now on. `post` waits no more.
 
 private:
-    bool runOne(); // false when there was nothing to run
+    [[nodiscard]] Work pop(); // empty when there is none
     void runTurn();
 
     std::mutex m_mutex;
     std::condition_variable m_spaceLeft;
     std::deque<Work> m_items;
     bool m_isOpen = true;
-    const Descriptor m_wakeUp; // eventfd: readable while there may be items
+    const Descriptor m_wakeFd; // eventfd: readable while there may be items
     QSocketNotifier m_notifier;
 };

@@ -1,59 +1,48 @@
 #include "Plumtide/system/TerminationSignals.h"
 
+#include <QCoreApplication>
 #include <QSocketNotifier>
-
-#include <sys/eventfd.h>
 
 #include <atomic>
 #include <cerrno>
 
+#include <signal.h>
+#include <sys/eventfd.h>
+
 namespace {
 
-// Never closed: a handler on another thread may still be about to write when the object goes.
-std::atomic<int> wakeUp = -1;
+// Never closed: a handler may run at any time until the process ends.
+std::atomic<int> wakeFd = -1;
 static_assert(std::atomic<int>::is_always_lock_free);
 
 void catchSignal(int /*number*/)
 {
     const int savedErrno = errno;
-    ::eventfd_write(wakeUp.load(), 1);
+    ::eventfd_write(wakeFd.load(), 1);
     errno = savedErrno;
 }
 
 } // namespace
 
-TerminationSignals::TerminationSignals(QObject *parent) : QObject(parent)
+void quitOnTerminationSignals()
 {
-    if (wakeUp.load() < 0)
-        wakeUp = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (wakeUp.load() < 0) // out of descriptors: the default actions are better than a signal nobody hears
+    wakeFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (wakeFd.load() < 0) // out of descriptors: the default actions are better than signals without an effect
         return;
-    eventfd_t stale = 0;
-    ::eventfd_read(wakeUp.load(), &stale);
-
-    auto *notifier = new QSocketNotifier(wakeUp.load(), QSocketNotifier::Read, this);
-    connect(notifier, &QSocketNotifier::activated, this, [this] {
-        eventfd_t count = 0;
-        ::eventfd_read(wakeUp.load(), &count);
-        Q_EMIT requested();
+    auto *const notifier = new QSocketNotifier(wakeFd.load(), QSocketNotifier::Read, QCoreApplication::instance());
+    QObject::connect(notifier, &QSocketNotifier::activated, notifier, [] {
+        eventfd_t ignored = 0;
+        ::eventfd_read(wakeFd.load(), &ignored);
+        QCoreApplication::quit();
     });
-
     struct sigaction action = {};
     action.sa_handler = catchSignal;
-    sigemptyset(&action.sa_mask);
     // Reset for this signal alone: the end of a login session sends SIGTERM and SIGHUP together.
     action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);
-    for (std::size_t i = 0; i < s_numbers.size(); ++i) {
-        ::sigaction(s_numbers[i], nullptr, &m_earlier[i]);
-        if (m_earlier[i].sa_handler != SIG_IGN)
-            ::sigaction(s_numbers[i], &action, nullptr);
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+        struct sigaction inherited = {};
+        ::sigaction(number, nullptr, &inherited);
+        if (inherited.sa_handler != SIG_IGN)
+            ::sigaction(number, &action, nullptr);
     }
-}
-
-TerminationSignals::~TerminationSignals()
-{
-    if (wakeUp.load() < 0)
-        return;
-    for (std::size_t i = 0; i < s_numbers.size(); ++i)
-        ::sigaction(s_numbers[i], &m_earlier[i], nullptr);
 }

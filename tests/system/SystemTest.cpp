@@ -160,7 +160,7 @@ TEST(Defaults, EachWriteIsInTheFileAtOnceForAnyReader)
     defaults->setBoolean(u"on"_s, true);
     defaults->setNumber(u"gone"_s, 1);
     defaults->remove(u"gone"_s);
-    const QSettings other(defaults->path(), QSettings::IniFormat);
+    const QSettings other(defaults->paths().first(), QSettings::IniFormat);
     EXPECT_EQ(other.allKeys(), (QStringList{u"offset"_s, u"on"_s, u"origin"_s}));
     EXPECT_EQ(other.value(u"offset"_s).toString(), u"10000001990"_s);
     EXPECT_EQ(other.value(u"origin"_s).toStringList(), (QStringList{u"-100.5"_s, u"199"_s}));
