@@ -3,6 +3,7 @@
 #include "tests/support/TestHome.h"
 
 #include <malloc.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 using namespace std::chrono_literals;
@@ -127,6 +128,19 @@ TEST_F(EventLogTest, TheWatcherEmptiesTheLogAndFindsANewOneByItsPollAndFromThenO
         EXPECT_LT(sinceFound.elapsed(), 5000); // by the poll, it would be nine seconds
     }
     EXPECT_EQ(m_ids.size(), 30);
+}
+
+TEST_F(EventLogTest, AWatcherThatGotNoDescriptorFindsEventsByItsPollAndEnds)
+{
+    append(line(1));
+    rlimit files = {};
+    ::getrlimit(RLIMIT_NOFILE, &files);
+    const rlimit none{0, files.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &none);
+    EventWatcher watcher(m_path, 0, {}, {m_receive, {}, [] {}}, 10ms);
+    ::setrlimit(RLIMIT_NOFILE, &files);
+    watcher.start();
+    EXPECT_TRUE(waitUntil([&] { return m_last == 1; }));
 }
 
 TEST_F(EventLogTest, ARecordIsReadAsSoonAsItIsWrittenReplacedOrGoneAlsoInAFolderThatComesLater)
