@@ -20,11 +20,11 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// A new picture in the tray is many pixels on the bus; in a burst of events nobody can read each number.
+// The shortest time between two tray icons: each is sent as pixels on the bus.
 constexpr std::chrono::milliseconds countPause = 100ms;
 
-// A panel that has been closed for so long is not opened again in the next moment.
-constexpr std::chrono::milliseconds idleAfter = 5s;
+// The heap is trimmed when the panel has been closed for this long.
+constexpr std::chrono::milliseconds idleTime = 5s;
 
 } // namespace
 
@@ -39,7 +39,7 @@ DesktopShell::DesktopShell(Services &services, Instance &instance)
           services.environment.defaults, [this] { return makeMiniBoardContent(); }, [this] { openPanel(); }))
 {
     m_idleTimer.setSingleShot(true);
-    m_idleTimer.setInterval(idleAfter);
+    m_idleTimer.setInterval(idleTime);
     connect(&m_idleTimer, &QTimer::timeout, this, [] { ::malloc_trim(0); });
     m_countTimer.setSingleShot(true);
     connect(&m_countTimer, &QTimer::timeout, this, &DesktopShell::showCount);

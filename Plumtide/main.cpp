@@ -12,6 +12,7 @@
 #include <QSessionManager>
 
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <memory>
@@ -22,7 +23,8 @@
 
 namespace {
 
-// What the desktop has given this start, so that its window may take the focus. Qt takes it out of the environment.
+// The desktop's startup token, with which a window may take the focus. Child processes must not inherit it; Qt itself
+// unsets DESKTOP_STARTUP_ID.
 QByteArray takeStartupToken()
 {
     QByteArray token = qgetenv(FloatingWindow::tokenVariable);
@@ -32,13 +34,13 @@ QByteArray takeStartupToken()
     return token;
 }
 
-std::unique_ptr<QCoreApplication> makeApplication(char **argv, bool isWithoutWindows)
+std::unique_ptr<QCoreApplication> makeApplication(char **argv, bool hasWindows)
 {
-    // Qt sees none of the arguments: it would end the process over a "-platform" that it cannot start.
+    // Qt gets none of the arguments: it would end the process for a "-platform" that it cannot start.
     static int argc = 1;
-    if (isWithoutWindows)
+    if (!hasWindows)
         return std::make_unique<QCoreApplication>(argc, argv);
-    const DisplayProbe display; // goes after Qt has connected, too
+    const DisplayProbe display; // stays connected until Qt is, too
     if (display.platform().isEmpty()) {
         std::fputs("Plumtide: 没有可用的图形界面，在后台继续运行，不显示窗口。\n", stderr);
         return std::make_unique<QCoreApplication>(argc, argv);
@@ -49,7 +51,8 @@ std::unique_ptr<QCoreApplication> makeApplication(char **argv, bool isWithoutWin
     QApplication::setStyle(QStringLiteral("Fusion"));
     auto application = std::make_unique<QApplication>(argc, argv);
     QGuiApplication::setQuitOnLastWindowClosed(false);
-    // A session that starts what ran at its end would start it beside the user's own entry (KDE 5.27).
+    // A session manager that starts what ran when the session ended would start it in addition to the user's own
+    // autostart entry (KDE 5.27).
     QObject::connect(application.get(), &QGuiApplication::saveStateRequest, application.get(),
                      [](QSessionManager &session) { session.setRestartHint(QSessionManager::RestartNever); });
     qCDebug(desktopLog) << "display platform:" << display.platform();
@@ -60,22 +63,26 @@ std::unique_ptr<QCoreApplication> makeApplication(char **argv, bool isWithoutWin
 
 int main(int argc, char **argv)
 {
-    // Whoever reads our output may have gone; that must not end us in the middle of something.
-    std::signal(SIGPIPE, SIG_IGN);
-    std::signal(SIGXFSZ, SIG_IGN); // a limit on the size of files (`ulimit -f`) is met as a full disk is
-    // A line of the log may be megabytes long. A block of this many bytes goes back to the system once it is freed;
-    // otherwise the limit would rise with the first that is, and the memory would stay.
+    std::signal(SIGPIPE, SIG_IGN); // nobody may read what is printed
+    std::signal(SIGXFSZ, SIG_IGN); // a limit on the size of files (`ulimit -f`) is handled as a full disk is
+    // A line of the log may be megabytes long. A block of this size or more is returned to the system when it is freed;
+    // with the default, which grows with the largest block so far, the memory would be kept.
     ::mallopt(M_MMAP_THRESHOLD, 1 << 20);
     const std::span<char *> arguments(argv, static_cast<size_t>(argc));
-    const auto isAsked = [&](std::string_view flag) { return std::ranges::find(arguments, flag) != arguments.end(); };
-    const bool isInstalling = isAsked(PlumtideApp::installFlag); // which counts more than any other
-    if (!isInstalling && isAsked(PlumtideApp::helpFlag))
+    const auto isGiven = [&](std::string_view flag) { return std::ranges::find(arguments, flag) != arguments.end(); };
+    // Of several arguments, the first in this list counts.
+    constexpr std::array<std::string_view, 5> actions{PlumtideApp::installFlag, PlumtideApp::helpFlag,
+                                                      PlumtideApp::versionFlag, PlumtideApp::removeFlag,
+                                                      PlumtideApp::resetFlag};
+    const auto *const found = std::ranges::find_if(actions, isGiven);
+    const std::string_view action = found != actions.end() ? *found : std::string_view();
+    if (action == PlumtideApp::helpFlag)
         return PlumtideApp::help();
-    if (!isInstalling && isAsked(PlumtideApp::versionFlag))
+    if (action == PlumtideApp::versionFlag)
         return PlumtideApp::version();
     const QByteArray named = qgetenv("HOME");
     if (QFile::encodeName(QFile::decodeName(named)) != named) {
-        // Qt could not name it, and would make a folder of another name beside it.
+        // Qt would change the name, and so create another folder.
         std::fputs("Plumtide: 主目录的路径不是 UTF-8 文本，无法使用。\n", stderr);
         return 0;
     }
@@ -85,25 +92,22 @@ int main(int argc, char **argv)
         return 0;
     }
     QCoreApplication::setApplicationName(QStringLiteral("plumtide"));
-    const bool isRemoving = !isInstalling && isAsked(PlumtideApp::removeFlag);
-    const bool isResetting = !isInstalling && !isRemoving && isAsked(PlumtideApp::resetFlag);
     PlumtideApp::removeTemporaries(home);
     const QByteArray token = takeStartupToken();
     neverStartSessionBus();
-    if (!isInstalling && !isRemoving) // which need no bus
+    if (action.empty() || action == PlumtideApp::resetFlag) // the others need no bus
         leaveOutMuteSessionBus();
-    const std::unique_ptr<QCoreApplication> application =
-        makeApplication(argv, isInstalling || isRemoving || isResetting);
-    if (isInstalling)
+    const std::unique_ptr<QCoreApplication> application = makeApplication(argv, action.empty());
+    if (action == PlumtideApp::installFlag)
         return PlumtideApp::installHooks();
-    if (isRemoving)
+    if (action == PlumtideApp::removeFlag)
         return PlumtideApp::removeHooks(home);
     Instance instance(home);
-    if (isResetting)
+    if (action == PlumtideApp::resetFlag)
         return PlumtideApp::resetMiniBoard(home, instance);
     const bool hasWindows = qobject_cast<QApplication *>(application.get()) != nullptr;
     const bool isBySession =
-        isAsked(Autostart::flag) || isAsked("-session") || qEnvironmentVariableIsSet("DESKTOP_AUTOSTART_ID");
+        isGiven(Autostart::flag) || isGiven("-session") || qEnvironmentVariableIsSet("DESKTOP_AUTOSTART_ID");
     if (!instance.claim({.hasWindows = hasWindows, .opensPanel = !isBySession, .token = token}))
         return 0;
     if (hasWindows)
@@ -113,7 +117,7 @@ int main(int argc, char **argv)
         std::fputs("Plumtide: 已经在运行了。\n", stderr);
         return 0;
     }
-    // At the user's first start the panel opens, and shows what there is to connect.
+    // When the user starts it for the first time, the panel opens and offers to connect the agents.
     const bool isFirstRun = !QFileInfo::exists(Defaults::standardPath(home));
     Services services{.lock = *std::move(lock)};
     return PlumtideApp::follow(services, instance, isFirstRun && !isBySession);

@@ -75,7 +75,7 @@ void EventLog::readNewLines()
         qCDebug(intakeLog) << "the position is not known: the events in the log may have been applied already";
         moveTo(log.size());
     }
-    if (log.size() == *m_position || log.size() == 0) // an empty one may have been truncated to be replaced
+    if (log.size() == *m_position || log.size() == 0) // an empty log may still be filled
         return;
     if (log.size() < *m_position) {
         qCDebug(intakeLog) << "the log has only" << log.size() << "bytes, not" << *m_position << ": it is read anew";
