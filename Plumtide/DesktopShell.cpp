@@ -62,7 +62,7 @@ DesktopShell::DesktopShell(Services &services, Instance &instance)
         m_tray->setUndoText(LineMenu::undoText(m_store));
     });
     connect(m_tray.get(), &TrayItem::loginStartSwitched, this, &DesktopShell::switchLoginStart);
-    m_tray->setLoginStartOn(m_autostart.isOn()); // for panels that never say that they open a menu
+    m_tray->setLoginStartOn(m_autostart.isOn()); // for desktop bars that do not report that they open a menu
     connect(&instance, &Instance::openRequested, this, &DesktopShell::openPanel);
     connect(&instance, &Instance::resetRequested, m_miniBoard.get(), &MiniBoardController::resetPlace);
     connect(&m_notifier, &Notifier::activated, this, [this](const QString &id, const QByteArray &token) {
@@ -76,7 +76,7 @@ DesktopShell::DesktopShell(Services &services, Instance &instance)
 
 DesktopShell::~DesktopShell()
 {
-    m_notifier.takeAllBack(); // nobody would answer them
+    m_notifier.takeAllBack(); // nobody would handle their actions
 }
 
 void DesktopShell::openPanel(const QByteArray &token)

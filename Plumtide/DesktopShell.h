@@ -21,9 +21,9 @@ struct Services;
 class TaskStore;
 class TrayItem;
 
-/// All that is seen: makes the tray item, the panel and the mini board, and wires them to the store and to each other.
-/// The panel is made when it is opened for the first time.
-/// Thread: main thread, on a QApplication.
+/// The visible part of the program: creates the tray item, the panel and the mini board, and connects them to the
+/// services and to each other. The panel is created when it is opened for the first time.
+/// Thread: main thread, with a QApplication.
 class DesktopShell final : public QObject
 {
     Q_OBJECT
@@ -33,7 +33,7 @@ public:
     DesktopShell(Services &services, Instance &instance);
     ~DesktopShell() override;
 
-    /// Where it was opened last, or by the desktop's bar. `token` lets it take the focus.
+    /// Where it was last, or beside the desktop's bar. `token` is the startup token that lets it take the focus.
     void openPanel(const QByteArray &token = {});
 
 Q_SIGNALS:

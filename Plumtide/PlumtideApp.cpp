@@ -62,7 +62,7 @@ int PlumtideApp::resetMiniBoard(const QString &home, const Instance &instance)
         return 0;
     if (const std::optional<HomeLock> lock = HomeLock::acquire(home, HomeLock::patience))
         Environment::real().defaults.remove(MiniBoardController::originKey);
-    else // which has the place in memory, and would write it back
+    else // it would write the place back, which it has in memory
         std::fputs("Plumtide: 已经在运行了，但联系不上它，悬浮板没有动。请先退出它，再试一次。\n", stderr);
     return 0;
 }
@@ -70,7 +70,7 @@ int PlumtideApp::resetMiniBoard(const QString &home, const Instance &instance)
 int PlumtideApp::installHooks()
 {
     Environment environment = Environment::real();
-    // Released at once, so that a Plumtide that is started meanwhile need not wait. One that runs looks after the log.
+    // Released at once, so that a Plumtide that is started meanwhile need not wait. One that runs reads the log itself.
     if (const std::optional<HomeLock> lock = HomeLock::acquire(environment.home))
         TaskStore(environment).refreshEventState();
     HooksInstaller installer(environment);

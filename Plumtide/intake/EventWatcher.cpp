@@ -19,7 +19,11 @@ EventWatcher::EventWatcher(const QString &logPath, std::optional<qint64> positio
 
 EventWatcher::~EventWatcher()
 {
-    stop();
+    m_log.stopReading();
+    m_sessions.stopReading();
+    m_watch.interrupt();
+    if (m_thread.joinable())
+        m_thread.join();
 }
 
 void EventWatcher::start()
@@ -30,15 +34,6 @@ void EventWatcher::start()
         m_thread = std::thread(&EventWatcher::run, this);
     } catch (const std::system_error &) { // no thread available
     }
-}
-
-void EventWatcher::stop()
-{
-    m_log.stopReading();
-    m_sessions.stopReading();
-    m_watch.interrupt();
-    if (m_thread.joinable())
-        m_thread.join();
 }
 
 void EventWatcher::run()

@@ -11,7 +11,7 @@
 /// in file order, and every change of a record. It reads when the system reports a change, and every five seconds in
 /// any case, which also finds files that are created, replaced or become readable later. At the start it reads the log
 /// first. Later it reads the records first, so that they are known when an event is handled.
-/// Thread: created, started and stopped on one thread. The handlers are called on the watcher's own thread,
+/// Thread: created, started and destroyed on one thread. The handlers are called on the watcher's own thread,
 /// "tavvel.eventwatcher", one call at a time; nothing more is read until they return.
 /// Errors: none reach the caller. A missing, shortened or replaced log is normal and is tried again.
 class EventWatcher
@@ -32,13 +32,10 @@ public:
     /// `position` is where to continue in the log, see EventLog. `sessions` is the folder of the session records.
     EventWatcher(const QString &logPath, std::optional<qint64> position, const QString &sessions, Handlers handlers,
                  std::chrono::milliseconds pollEvery = pollInterval);
-    ~EventWatcher(); ///< As `stop`.
+    ~EventWatcher(); ///< Stops reading and waits for a running handler, which must not wait for this thread.
 
     /// Does nothing if the watcher runs already. Where the system has no thread available, it can be called again.
     void start();
-
-    /// Stops reading and waits for a running handler, which must not wait for the calling thread.
-    void stop();
 
 private:
     void run();

@@ -13,7 +13,7 @@ namespace {
 
 constexpr qsizetype summaryLength = 40; // user-perceived characters
 
-// Qt takes a backslash before any other character for nothing at all.
+// Qt ignores a backslash before any other character.
 bool hasOnlyKnownEscapes(QByteArrayView line)
 {
     qsizetype at = line.indexOf('\\');
@@ -52,7 +52,7 @@ std::optional<HookEvent> HookEvent::decode(QByteArrayView line)
 QDateTime HookEvent::date(const QDateTime &now) const
 {
     constexpr double earliest = -62'135'596'800, latest = 253'402'300'800; // the beginnings of the years 1 and 10000
-    if (!tavvelTs || !(*tavvelTs >= earliest && *tavvelTs < latest))       // written so that a NaN is turned away, too
+    if (!tavvelTs || !(*tavvelTs >= earliest && *tavvelTs < latest))       // false for NaN, too
         return now;
     QDateTime date = now.toUTC(); // Qt::UTC as an argument is deprecated, its successor came with Qt 6.5
     date.setMSecsSinceEpoch(static_cast<qint64>(std::floor(*tavvelTs * 1000)));
@@ -84,11 +84,10 @@ std::optional<QString> HookEvent::squeeze(const QString &text, qsizetype max)
     line.erase(line.cbegin(), std::ranges::find_if_not(line, isBlank));
     if (line.isEmpty())
         return std::nullopt;
-    // A character has at least one code unit, so a short text needs no counting. It seldom has more than a handful (a
-    // family of four has eleven), but any number of marks may be heaped on one.
-    constexpr qsizetype mostUnitsOfACharacter = 64;
-    if (line.size() <= max)
+    if (line.size() <= max) // a character has at least one code unit
         return line;
+    // It seldom has more than a few (the emoji of a family of four has eleven), but may have any number of accents.
+    constexpr qsizetype mostUnitsOfACharacter = 64;
     const QString start = wellFormed(line.left(max * mostUnitsOfACharacter));
     const qsizetype cut = characterEnds(start, max).value(max - 1, start.size());
     return cut < line.size() ? start.first(cut) + u'…' : line;

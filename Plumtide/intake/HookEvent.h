@@ -7,7 +7,7 @@
 
 #include <optional>
 
-/// The names of events that Claude Code reports and that more than the board's rules know.
+/// The names of events of Claude Code that are used outside of the board's rules, too.
 namespace EventName {
 inline constexpr QLatin1StringView prompt("UserPromptSubmit"), request("PermissionRequest"), tool("PostToolUse"),
     stop("Stop"), end("SessionEnd");
@@ -32,8 +32,8 @@ struct HookEvent
     /// nests deeper than 1,024 levels, or holds another type under one of the eight keys.
     [[nodiscard]] static std::optional<HookEvent> decode(QByteArrayView line);
 
-    /// When the event happened, in UTC. `now` stands in where the event has no time, or one that could not be stored:
-    /// none of the years 1 to 9999.
+    /// When the event happened, in UTC. `now` if the event has no time, or none of the years 1 to 9999, which could not
+    /// be stored.
     [[nodiscard]] QDateTime date(const QDateTime &now) const;
 
     [[nodiscard]] bool isCodex() const; ///< False also when the event has no name.
@@ -42,7 +42,7 @@ struct HookEvent
     /// "url", "description" or "prompt" that is not empty.
     [[nodiscard]] std::optional<QString> toolInputSummary() const;
 
-    /// `text` on one line: runs of newlines become one space, the ends are trimmed of spaces and tabs, and more
-    /// than `max` user-perceived characters are cut to `max` and "…". Nothing when nothing is left.
+    /// `text` on one line: each run of newlines becomes a space, spaces and tabs at the ends are removed, and a text of
+    /// more than `max` user-perceived characters is cut to `max` and "…". Nothing if nothing is left.
     [[nodiscard]] static std::optional<QString> squeeze(const QString &text, qsizetype max);
 };

@@ -35,8 +35,7 @@ TaskStore::TaskStore(Environment &environment, QObject *parent)
 TaskStore::~TaskStore()
 {
     m_events.close(); // first: the watcher may be waiting for room
-    if (m_watcher)
-        m_watcher->stop();
+    m_watcher.reset();
     if (m_isBehind)
         save(); // the disk may have room again
     m_environment.defaults.retryWrite();

@@ -76,21 +76,12 @@ std::optional<QList<double>> Defaults::numbers(const QString &key) const
     return result;
 }
 
-void Defaults::setBoolean(const QString &key, bool value)
-{
-    setText(key, value ? u"true"_s : u"false"_s);
-}
-
-void Defaults::setNumber(const QString &key, double value)
-{
-    setNumbers(key, {value});
-}
-
 void Defaults::setNumbers(const QString &key, const QList<double> &values)
 {
     QStringList texts;
     for (const double value : values)
-        texts.append(QString::number(value, 'f', QLocale::FloatingPointShortest)); // as short as it reads back equal
+        texts.append(
+            QString::number(value, 'f', QLocale::FloatingPointShortest)); // the shortest text that reads back equal
     setText(key, texts.join(u", "_s));
 }
 

@@ -36,8 +36,12 @@ public:
     [[nodiscard]] std::optional<double> number(const QString &key) const; ///< Absent unless it is one finite number.
     [[nodiscard]] std::optional<QList<double>> numbers(const QString &key) const; ///< Absent unless all are numbers.
 
-    void setBoolean(const QString &key, bool value);
-    void setNumber(const QString &key, double value); ///< A whole number is written without a fraction.
+    void setBoolean(const QString &key, bool value)
+    {
+        setText(key, value ? QStringLiteral("true") : QStringLiteral("false"));
+    }
+    /// A whole number is written without a fraction.
+    void setNumber(const QString &key, double value) { setNumbers(key, {value}); }
     void setNumbers(const QString &key, const QList<double> &values);
     void remove(const QString &key);
 

@@ -12,9 +12,9 @@ class Descriptor
 {
 public:
     Descriptor() = default;
-    /// Takes the answer of `eventfd` and its like: negative for none.
+    /// Takes what `eventfd` and similar calls return: a negative number is none.
     explicit Descriptor(int value) : m_value(value) {}
-    /// As `open`. A FIFO does not hold the thread, and a file that is made gets the mode 0600.
+    /// As `open`, but never blocks on a FIFO. A file that is created gets the mode 0600.
     Descriptor(const QString &path, int flags)
         : m_value(::open(QFile::encodeName(path).constData(), flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0600))
     {

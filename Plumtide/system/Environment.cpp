@@ -24,8 +24,8 @@ bool isInProcessTable(pid_t pid, const QString &start)
     return start.isEmpty() || QLatin1StringView(Process::of(pid).start) == start;
 }
 
-// Beside the program in a build tree, under the prefix once installed. PLUMTIDE_RESOURCES names another place, for
-// a checkout whose program was built elsewhere.
+// Beside the program in a build tree, under the prefix once installed. PLUMTIDE_RESOURCES names another place, for a
+// program that was built outside of its checkout.
 QString resourcesDirectory()
 {
     const QString named = qEnvironmentVariable("PLUMTIDE_RESOURCES");
@@ -39,8 +39,8 @@ QString resourcesDirectory()
     return {};
 }
 
-// The name by which the user started us, which may be a link that an update moves on; what the link leads to carries a
-// version in its name more often. Only the kernel is to be believed, though: any name can be handed to a program.
+// The path by which the user started the program. It may be a link that stays the same after an update, while its
+// target often has a version in its name. It is compared with /proc/self/exe, since the caller can pass any name.
 QString ownProgram()
 {
     const QString file = QCoreApplication::applicationFilePath();
@@ -48,8 +48,9 @@ QString ownProgram()
     const QString named =
         name.contains(u'/') ? QDir::current().absoluteFilePath(name) : QStandardPaths::findExecutable(name);
     std::error_code error;
-    const bool isOurs = std::filesystem::equivalent(QFile::encodeName(named).toStdString(), "/proc/self/exe", error);
-    return isOurs ? QDir::cleanPath(named) : file;
+    const bool isThisProgram =
+        std::filesystem::equivalent(QFile::encodeName(named).toStdString(), "/proc/self/exe", error);
+    return isThisProgram ? QDir::cleanPath(named) : file;
 }
 
 } // namespace

@@ -10,12 +10,11 @@
 /// The current time, in UTC.
 using Clock = std::function<QDateTime()>;
 
-/// Whether a process of this id exists, also when it belongs to somebody else. `start` is the time that the kernel
-/// gives it in `/proc/PID/stat` (field 22), which tells it from a later one of the same id; empty where that is not
-/// asked.
+/// Whether a process of this id exists, of any user. `start` is its start time by the kernel (Process::start), which
+/// distinguishes it from a later process of the same id; any start time will do if it is empty.
 using ProcessProbe = std::function<bool(pid_t, const QString &start)>;
 
-/// What the services ask of the world, handed to their constructors so that tests can set it.
+/// What the services need from the system, handed to their constructors so that tests can replace it.
 struct Environment
 {
     QString home; ///< The user's home directory, absolute, without a trailing slash.
@@ -23,7 +22,7 @@ struct Environment
     Defaults defaults; ///< The per-user defaults.
     ProcessProbe processExists;
     QString resourcesDir; ///< The program's resources; empty when it has none.
-    QString program = {}; ///< How to start this program again: an absolute path that the next version has, too.
+    QString program = {}; ///< The absolute path to start this program by, also after an update.
 
     /// The system's clock and process table, `realHome`, its defaults, and the program's resources. Needs a
     /// QCoreApplication.

@@ -21,7 +21,7 @@ Q_LOGGING_CATEGORY(systemLog, "plumtide.system", QtWarningMsg)
 
 namespace {
 
-const QString temporarySuffix = u".tavvel-new"_s; // tells our temporary files from those of other programs
+const QString temporarySuffix = u".tavvel-new"_s; // distinguishes them from temporary files of other programs
 
 bool writeAll(int descriptor, QByteArrayView content)
 {
@@ -34,7 +34,7 @@ bool writeAll(int descriptor, QByteArrayView content)
     return true;
 }
 
-// What the links at `path` lead to, which need not exist. Still a link where they lead in a circle.
+// The target of the links at `path`, which need not exist. Still a link if they form a circle.
 QFileInfo targetOf(const QString &path)
 {
     QFileInfo info(path);
@@ -44,7 +44,7 @@ QFileInfo targetOf(const QString &path)
     return info;
 }
 
-// All but the messages of Files::replace: 0, or the errno of the step that failed.
+// Files::replace without its message: 0, or the errno of the step that failed.
 int replaceBytes(const QString &path, const QByteArray &content, const Files::ReplaceOptions &options)
 {
     const QFileInfo info = options.ownMode ? QFileInfo(path) : targetOf(path);
@@ -57,7 +57,7 @@ int replaceBytes(const QString &path, const QByteArray &content, const Files::Re
         if (S_ISDIR(existing.st_mode))
             return EISDIR;
         if (!S_ISREG(existing.st_mode) && !S_ISLNK(existing.st_mode))
-            return EINVAL; // a device or a FIFO where a file is meant to be
+            return EINVAL; // a device or a FIFO
         if (S_ISREG(existing.st_mode) && !options.ownMode) {
             if (::faccessat(AT_FDCWD, target.constData(), W_OK, AT_EACCESS) != 0)
                 return errno;
@@ -65,16 +65,16 @@ int replaceBytes(const QString &path, const QByteArray &content, const Files::Re
         }
     }
 
-    // Tells `removeTemporaries` that we are writing here, until this process ends. Fails where that is at work, and in
-    // the home, which HomeLock locks.
+    // Keeps `removeTemporaries` away. Fails while that runs, and in the home, which HomeLock has locked; both do no
+    // harm.
     const Descriptor folder(info.path(), O_RDONLY | O_DIRECTORY);
     ::flock(folder.get(), LOCK_SH | LOCK_NB);
-    // Of a name that nothing has yet, so that neither another writer nor whatever else stands there is in the way.
+    // A name that does not exist yet, so that two writers do not meet.
     QByteArray temporary = QFile::encodeName(info.path() + u"/."_s + info.fileName() + u".XXXXXX"_s + temporarySuffix);
     const int file = ::mkostemps(temporary.data(), static_cast<int>(temporarySuffix.size()), O_CLOEXEC);
     if (file < 0)
         return errno;
-    // Before the mode, of which it may take bits away.
+    // Before the mode, since it may clear bits of that.
     if (S_ISREG(existing.st_mode) && ::fchown(file, existing.st_uid, existing.st_gid) != 0
         && ::fchown(file, ::geteuid(), existing.st_gid) != 0)
         qCDebug(systemLog) << path << "gets another owner and group";
@@ -82,8 +82,8 @@ int replaceBytes(const QString &path, const QByteArray &content, const Files::Re
     if (!writeAll(file, content) || ::fchmod(file, mode) != 0
         || (options.flush == Files::Flush::BeforeRename && ::fsync(file) != 0))
         error = errno;
-    // Closed before it gets its name: nobody can start a program that is open for writing, and somebody may start this
-    // one at once, as the agents do with their hooks. Some network file systems report a full disk only here.
+    // Closed before the rename: a program that is open for writing cannot be started, and the agents may start their
+    // hooks at any time. Some network file systems report a full disk only here.
     if (::close(file) != 0 && error == 0)
         error = errno;
     if (error == 0 && ::rename(temporary.constData(), target.constData()) != 0)
@@ -91,7 +91,7 @@ int replaceBytes(const QString &path, const QByteArray &content, const Files::Re
     if (error != 0)
         ::unlink(temporary.constData());
     else if (options.flush == Files::Flush::BeforeRename)
-        ::fsync(folder.get()); // the content is safe already; not every file system can do this
+        ::fsync(folder.get()); // not every file system can do this; the content is on the disk already
     return error;
 }
 
@@ -141,7 +141,7 @@ Outcome<QByteArray> read(const QString &path, qint64 maxBytes)
     const bool isOpen = reader.open(file.get(), QIODevice::ReadOnly | QIODevice::Unbuffered);
     QByteArray content = isOpen ? reader.read(status.st_size + 1) : QByteArray();
     if (content.size() > status.st_size)
-        return failed(EBUSY); // it is being written, or is one of /proc, which may be endless
+        return failed(EBUSY); // it is being written, or is one of /proc, which may have no end
     return reader.error() == QFileDevice::NoError ? Outcome(std::move(content)) : failed(EIO);
 }
 
@@ -157,7 +157,7 @@ void removeTemporaries(const QString &path)
     for (const QString &place : QSet<QString>{QFileInfo(path).path(), targetOf(path).path()}) {
         const Descriptor lock(place, O_RDONLY | O_DIRECTORY);
         QDir folder(place);
-        if (::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) // there is none, or somebody writes
+        if (::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) // it is missing, or another process writes there
             continue;
         for (const QString &name : folder.entryList({u".*.??????"_s + temporarySuffix}, QDir::Files | QDir::Hidden))
             folder.remove(name);
@@ -184,7 +184,7 @@ Outcome<QString> moveAside(const QString &path, const QString &base, const QStri
         const QByteArray to = QFile::encodeName(target);
         if (::renameat2(AT_FDCWD, from.constData(), AT_FDCWD, to.constData(), RENAME_NOREPLACE) == 0)
             return target;
-        // A file system without the flag: a hard link does not replace anything either.
+        // Where the file system lacks that flag: a hard link does not replace anything, either.
         if (errno == EINVAL && ::link(from.constData(), to.constData()) == 0 && ::unlink(from.constData()) == 0)
             return target;
         if (errno != EEXIST)

@@ -20,7 +20,7 @@ QByteArray contentOf(pid_t pid, const char *name)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-// The file itself is not looked at: it may be on a disk that does not answer.
+// Does not access the target: it may be on a disk that does not answer.
 QByteArray targetOf(const std::filesystem::path &link)
 {
     std::error_code error;
@@ -32,7 +32,7 @@ QByteArray targetOf(const std::filesystem::path &link)
 Process Process::of(pid_t pid)
 {
     const QByteArray status = contentOf(pid, "stat");
-    // The name is in brackets, and may have any character in it.
+    // The name is in brackets, and may contain any character.
     const qsizetype begin = status.indexOf('('), end = status.lastIndexOf(')');
     if (begin < 0 || end < begin)
         return {};
