@@ -63,7 +63,7 @@ std::unique_ptr<QCoreApplication> makeApplication(char **argv, bool hasWindows)
 
 int main(int argc, char **argv)
 {
-    std::signal(SIGPIPE, SIG_IGN); // nobody may read what is printed
+    std::signal(SIGPIPE, SIG_IGN); // the reader of standard output may be gone
     std::signal(SIGXFSZ, SIG_IGN); // a limit on the size of files (`ulimit -f`) is handled as a full disk is
     // A line of the log may be megabytes long. A block of this size or more is returned to the system when it is freed;
     // with the default, which grows with the largest block so far, the memory would be kept.

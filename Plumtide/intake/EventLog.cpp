@@ -78,7 +78,8 @@ void EventLog::readNewLines()
     if (log.size() == *m_position || log.size() == 0) // an empty log may still be filled
         return;
     if (log.size() < *m_position) {
-        qCDebug(intakeLog) << "the log has only" << log.size() << "bytes, not" << *m_position << ": it is read anew";
+        qCDebug(intakeLog) << "the log has only" << log.size() << "bytes, not" << *m_position
+                           << ": it is read from its start";
         m_position = 0;
     }
     for (Blocks blocks(log, *m_position); !m_isStopping;) {

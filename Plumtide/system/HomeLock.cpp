@@ -37,13 +37,10 @@ std::optional<HomeLock> HomeLock::acquire(const QString &home, std::chrono::mill
         int error = lock(home, O_RDONLY | O_DIRECTORY, file);
         if (error != 0 && !mayHaveOwner(error) && QFile::exists(home) && Files::makeDirectory(dataDir))
             error = lock(dataDir + u"/plumtide.lock"_s, O_RDWR | O_CREAT, file);
-        if (!mayHaveOwner(error)) {
-            qCDebug(systemLog) << home << (error == 0 ? "is locked" : "has no locks");
+        qCDebug(systemLog) << "lock" << home << "errno" << error;
+        if (!mayHaveOwner(error))
             return HomeLock(std::move(file));
-        }
-        if (deadline.hasExpired()) {
-            qCDebug(systemLog) << home << "has another owner";
+        if (deadline.hasExpired())
             return std::nullopt;
-        }
     }
 }
