@@ -107,13 +107,15 @@ int PlumtideApp::follow(Instance &instance, bool isByUser)
     auto *const application = QCoreApplication::instance();
     HooksInstaller &installer = HooksInstaller::shared(); // brings deployed scripts up to date, with windows or without
     m_store.setNotify(
-        [](const Board::Notice &notice) { Notifier::shared().notify(notice.title, notice.body, notice.id); });
+        [](const Board::Notice &notice) { Notifier::shared().notify(notice.title, notice.body, notice.id()); });
     QObject::connect(&Notifier::shared(), &Notifier::sessionRequested, &instance, [&](const QString &id) {
-        const QString line = id.section(u'-', 1); // see Board::Notice
-        SessionTerminal::bringToFront(line, m_store.recordedProcess(line), &instance, [id](const Outcome<void> &there) {
-            if (!there)
-                Notifier::shared().notify(u"前往会话"_s, there.failure().sentence, id);
-        });
+        const AgentTask line = m_store.task(Board::Notice::lineOf(id)).value_or(AgentTask());
+        const bool isCodex = line.agent() == TaskSource::codex;
+        SessionTerminal::bringToFront(line.session(), isCodex, m_store.recordedProcess(line), &instance,
+                                      [id](const Outcome<void> &there) {
+                                          if (!there)
+                                              Notifier::shared().notify(u"前往会话"_s, there.failure().sentence, id);
+                                      });
     });
     QObject::connect(m_signals.get(), &TerminationSignals::requested, application, &QCoreApplication::quit);
     QObject::connect(&instance, &Instance::replaced, application, &QCoreApplication::quit);

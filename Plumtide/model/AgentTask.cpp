@@ -13,6 +13,8 @@ namespace {
 constexpr qint64 fadedAfterSeconds = 3600;
 constexpr qint64 stuckAfterSeconds = 1800;
 
+constexpr auto claudePrefix = "cc-"_L1;
+constexpr auto codexPrefix = "cx-"_L1;
 constexpr std::array statusTexts{"waiting"_L1, "running"_L1, "shelved"_L1, "done"_L1};
 constexpr std::array sourceTexts{"Claude"_L1, "Codex"_L1, "Other"_L1};
 
@@ -36,7 +38,7 @@ std::optional<QDateTime> storedTimeFrom(const QString &text)
     return time.isValid() && storedTime(time) == text ? std::optional(time) : std::nullopt;
 }
 
-// Whether there is a value for the member, which it has then.
+// Sets the member and returns true if there is a value.
 template <typename T>
 bool assign(T &member, const std::optional<T> &value)
 {
@@ -66,9 +68,16 @@ std::optional<TaskSource> taskSourceFrom(const QString &text)
     return caseOf<TaskSource>(sourceTexts, text);
 }
 
-bool AgentTask::isAgentLine() const
+QString AgentTask::idOf(TaskSource agent, const QString &session)
 {
-    return id.startsWith("cc-"_L1) || id.startsWith("cx-"_L1);
+    return (agent == TaskSource::codex ? codexPrefix : claudePrefix) + session;
+}
+
+std::optional<TaskSource> AgentTask::agent() const
+{
+    if (id.startsWith(claudePrefix))
+        return TaskSource::claude;
+    return id.startsWith(codexPrefix) ? std::optional(TaskSource::codex) : std::nullopt;
 }
 
 bool AgentTask::isUrgent() const

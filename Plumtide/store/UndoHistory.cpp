@@ -9,10 +9,10 @@ void UndoHistory::add(const AgentTask &before, const AgentTask &after)
 
 std::optional<AgentTask> UndoHistory::last(const TaskLines &lines) const
 {
-    return UndoHistory(*this).take(lines);
+    return UndoHistory(*this).pop(lines);
 }
 
-std::optional<AgentTask> UndoHistory::take(const TaskLines &lines)
+std::optional<AgentTask> UndoHistory::pop(const TaskLines &lines)
 {
     while (!m_steps.isEmpty()) {
         if (const Step step = m_steps.takeLast(); lines.line(step.after.id) == step.after)
