@@ -10,7 +10,9 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr auto questionTool = "AskUserQuestion"_L1;
-constexpr auto question = "input needed"_L1; // what a record waits for
+// What a record waits for.
+constexpr auto permission = "permission prompt"_L1;
+constexpr auto question = "input needed"_L1;
 
 // A request is no longer open when its tool has run, or the user has gone on, who cannot while a dialog is open.
 void removeAnswered(QList<HookEvent> &requests, const HookEvent &event)
@@ -98,9 +100,14 @@ std::optional<HookEvent> ClaudeSessions::requestOnScreen(const QString &session)
 {
     const KnownRecord *const record = find(session, &hasStatus);
     const Requests requests = m_requests.value(session);
-    if (requests.open.isEmpty() || requests.areAnswered || !record)
+    if (!record || requests.areAnswered)
         return std::nullopt;
-    return requests.open.first();
+    const auto isOfDialog = [record](const HookEvent &request) {
+        return record->status != "waiting"_L1
+            || record->waitingFor == (request.toolName == questionTool ? question : permission);
+    };
+    const auto first = std::ranges::find_if(requests.open, isOfDialog);
+    return first == requests.open.end() ? std::nullopt : std::optional(*first);
 }
 
 void ClaudeSessions::updateMismatch(const QString &session, const QDateTime &now)
@@ -131,7 +138,7 @@ std::optional<HookEvent> ClaudeSessions::nextMissedEvent(const QDateTime &now)
         if (!event)
             continue;
         record->isReported = true;
-        const bool needsTool = !event->toolName;
+        const bool needsTool = !event->toolName && record->waitingFor == permission;
         if (event->hookEventName != EventName::request) {
             m_requests.remove(first.session);
         } else if (const auto use = needsTool ? openToolUse(m_transcripts, first.session) : std::nullopt) {
