@@ -122,25 +122,21 @@ QString shortAgo(const QDateTime &time, const QDateTime &now)
 
 QJsonObject toJson(const AgentTask &task)
 {
-    QJsonObject object{
-        {u"id"_s, task.id},
-        {u"title"_s, task.title},
-        {u"project"_s, task.project},
-        {u"source"_s, storedText(task.source)},
-        {u"status"_s, storedText(task.status)},
-        {u"purpose"_s, task.purpose},
-        {u"currentState"_s, task.currentState},
-        {u"tags"_s, QJsonArray::fromStringList(task.tags)},
-        {u"recentEvents"_s, QJsonArray::fromStringList(task.recentEvents)},
-        {u"updatedAt"_s, storedTime(task.updatedAt)},
-    };
-    if (task.waitingReason)
-        object.insert(u"waitingReason"_s, *task.waitingReason);
-    if (task.needsApproval)
-        object.insert(u"needsApproval"_s, *task.needsApproval);
-    if (task.titleEdited)
-        object.insert(u"titleEdited"_s, *task.titleEdited);
-    return object;
+    // An object does not take undefined values.
+    const auto value = [](const auto &field) { return field ? QJsonValue(*field) : QJsonValue(QJsonValue::Undefined); };
+    return {{u"id"_s, task.id},
+            {u"title"_s, task.title},
+            {u"project"_s, task.project},
+            {u"source"_s, storedText(task.source)},
+            {u"status"_s, storedText(task.status)},
+            {u"purpose"_s, task.purpose},
+            {u"currentState"_s, task.currentState},
+            {u"waitingReason"_s, value(task.waitingReason)},
+            {u"needsApproval"_s, value(task.needsApproval)},
+            {u"titleEdited"_s, value(task.titleEdited)},
+            {u"tags"_s, QJsonArray::fromStringList(task.tags)},
+            {u"recentEvents"_s, QJsonArray::fromStringList(task.recentEvents)},
+            {u"updatedAt"_s, storedTime(task.updatedAt)}};
 }
 
 std::optional<AgentTask> agentTaskFrom(const QJsonObject &object)

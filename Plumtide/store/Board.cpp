@@ -188,7 +188,7 @@ Board::Changes Board::upsert(AgentTask line, const QDateTime &now) const
     return {{}, {{indexOf(line.id), storable(line, now)}}};
 }
 
-Board::Changes Board::setStatus(const QString &id, AgentTaskStatus status, const QDateTime &now) const
+Board::Changes Board::setStatus(const QString &id, AgentTaskStatus status, const QDateTime &now)
 {
     const qsizetype index = indexOf(id);
     if (index == lines().size())
@@ -197,5 +197,26 @@ Board::Changes Board::setStatus(const QString &id, AgentTaskStatus status, const
     set.status = status;
     AgentTask dated = set;
     dated.updatedAt = now;
+    if (status == AgentTaskStatus::shelved || status == AgentTaskStatus::done)
+        m_undoSteps = m_undoSteps.last(qMin(m_undoSteps.size(), mostUndoSteps - 1))
+            << UndoStep{lines().at(index), dated};
     return {{}, {{index, std::move(set)}, {index, std::move(dated)}}};
+}
+
+Board::Changes Board::undo()
+{
+    while (!m_undoSteps.isEmpty()) {
+        if (const UndoStep step = m_undoSteps.takeLast(); isUnchangedSince(step))
+            return {{}, {{indexOf(step.before.id), step.before}}};
+    }
+    return {};
+}
+
+std::optional<AgentTask> Board::undoable() const
+{
+    for (auto step = m_undoSteps.crbegin(); step != m_undoSteps.crend(); ++step) {
+        if (isUnchangedSince(*step))
+            return step->before;
+    }
+    return std::nullopt;
 }

@@ -46,8 +46,19 @@ public:
     [[nodiscard]] QList<AgentTask> linesToKeep(const QDateTime &now) const; ///< All but those that ended long ago.
 
     [[nodiscard]] Changes upsert(AgentTask line, const QDateTime &now) const;
-    [[nodiscard]] Changes setStatus(const QString &id, AgentTaskStatus status, const QDateTime &now) const;
+    [[nodiscard]] Changes setStatus(const QString &id, AgentTaskStatus status, const QDateTime &now);
+    [[nodiscard]] Changes undo();
+    [[nodiscard]] std::optional<AgentTask> undoable() const; ///< The line that the next `undo` restores, as it was.
 
 private:
+    static constexpr qsizetype mostUndoSteps = 10;
+    struct UndoStep
+    {
+        AgentTask before, after;
+    };
+
+    [[nodiscard]] bool isUnchangedSince(const UndoStep &step) const { return line(step.after.id) == step.after; }
+
+    QList<UndoStep> m_undoSteps;   // the latest at the end
     QSet<QString> m_stuckNotified; // ids of lines that the user was warned of
 };

@@ -126,13 +126,14 @@ void ClaudeSessions::updateMismatch(const QString &session, const QDateTime &now
 std::optional<HookEvent> ClaudeSessions::nextMissedEvent(const QDateTime &now)
 {
     while (!m_unreported.isEmpty()) {
-        const Mismatch first = m_unreported.head();
-        if (first.since <= now && now < first.since.addDuration(settleDelay)) // a clock that was set back ends it, too
+        const std::pair<QString, QDateTime> first = m_unreported.head();
+        const auto &[session, since] = first;
+        if (since <= now && now < since.addDuration(settleDelay)) // a clock that was set back ends the delay, too
             return std::nullopt;
         m_unreported.dequeue();
-        const auto [begin, end] = m_records.equal_range(first.session);
+        const auto [begin, end] = m_records.equal_range(session);
         const auto record = std::find_if(begin, end, [&first](const KnownRecord &known) {
-            return !known.isReported && known.mismatchSince == first.since;
+            return !known.isReported && known.mismatchSince == first.second;
         });
         std::optional<HookEvent> event = record == end ? std::nullopt : missedEvent(*record, now);
         if (!event)
@@ -140,11 +141,11 @@ std::optional<HookEvent> ClaudeSessions::nextMissedEvent(const QDateTime &now)
         record->isReported = true;
         const bool needsTool = !event->toolName && record->waitingFor == permission;
         if (event->hookEventName != EventName::request) {
-            m_requests.remove(first.session);
-        } else if (const auto use = needsTool ? openToolUse(m_transcripts, first.session) : std::nullopt) {
+            m_requests.remove(session);
+        } else if (const auto use = needsTool ? openToolUse(m_transcripts, session) : std::nullopt) {
             event->toolName = use->toolName;
             event->toolInput = use->toolInput;
-            m_requests.insert(first.session, {{*event}, false, false});
+            m_requests.insert(session, {{*event}, false, false});
         }
         return event;
     }
@@ -153,7 +154,7 @@ std::optional<HookEvent> ClaudeSessions::nextMissedEvent(const QDateTime &now)
 
 std::optional<QDateTime> ClaudeSessions::nextMissedAt() const
 {
-    return m_unreported.isEmpty() ? std::nullopt : std::optional(m_unreported.head().since.addDuration(settleDelay));
+    return m_unreported.isEmpty() ? std::nullopt : std::optional(m_unreported.head().second.addDuration(settleDelay));
 }
 
 std::optional<AgentTask> ClaudeSessions::lineOf(const QString &session) const

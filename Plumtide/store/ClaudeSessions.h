@@ -52,11 +52,6 @@ private:
         QDateTime mismatchSince = {}; // null while the line says the same
         bool isReported = false;      // the mismatch: it is not reported again for this state of the record
     };
-    struct Mismatch
-    {
-        QString session;
-        QDateTime since;
-    };
     struct Requests
     {
         QList<HookEvent> open;         // in the order in which they came
@@ -75,5 +70,5 @@ private:
     // By session:
     QMultiHash<QString, KnownRecord> m_records; // also those that an ended process has left
     QHash<QString, Requests> m_requests;
-    QQueue<Mismatch> m_unreported; // by their times; those that have ended since are passed over
+    QQueue<std::pair<QString, QDateTime>> m_unreported; // mismatches by their times, also those that have ended since
 };

@@ -10,8 +10,6 @@
 
 #include <cerrno>
 
-#include <sys/stat.h>
-
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -51,9 +49,11 @@ Outcome<void> TaskFile::save(const QList<AgentTask> &lines)
 {
     if (Outcome<void> moved = moveAside(); !moved)
         return moved;
-    if (m_saved && lines.size() == m_texts.size() && identity() == m_saved)
-        return {};
-
+    if (m_isSaved) {
+        const Outcome<QByteArray> file = Files::read(m_path, largestFile);
+        if (file && file.value() == m_content)
+            return {};
+    }
     m_texts.resize(lines.size());
     m_content.resize(0);
     for (qsizetype i = 0; i < lines.size(); ++i) {
@@ -66,24 +66,15 @@ Outcome<void> TaskFile::save(const QList<AgentTask> &lines)
         return made;
     Outcome<void> written = Files::replace(m_path, m_content, {.flush = Files::Flush::Later});
     if (written) {
-        m_saved = identity();
+        m_isSaved = true;
         m_flush.written();
     }
     return written;
 }
 
-TaskFile::Identity TaskFile::identity() const
-{
-    struct stat status = {};
-    if (::stat(QFile::encodeName(m_path).constData(), &status) != 0)
-        return {};
-    return {static_cast<qint64>(status.st_dev), static_cast<qint64>(status.st_ino), status.st_size,
-            status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
-}
-
 void TaskFile::lineChanged(qsizetype index)
 {
-    m_saved.reset();
+    m_isSaved = false;
     if (index < m_texts.size())
         m_texts[index].clear();
 }

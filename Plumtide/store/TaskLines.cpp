@@ -28,7 +28,7 @@ void TaskLines::applyEdit(const Edit &edit)
         return indexLine(edit.index);
     }
     const AgentTask before = std::exchange(m_lines[edit.index], edit.line);
-    m_projects[before.project].validAfter = m_validAfter = never;
+    m_projects[before.project].validFrom = m_validFrom = never;
     if (before.project != edit.line.project)
         rebuildIndex();
 }
@@ -43,7 +43,7 @@ void TaskLines::setSourceFilter(std::optional<TaskSource> source)
 {
     m_sourceFilter = source;
     for (Project &project : m_projects)
-        project.validAfter = m_validAfter = never;
+        project.validFrom = m_validFrom = never;
 }
 
 std::optional<AgentTask> TaskLines::firstWaiting(const QDateTime &now) const
@@ -66,7 +66,8 @@ QList<AgentTask> TaskLines::tasks(AgentTaskStatus in, const QDateTime &now) cons
 TaskLines::Sections TaskLines::sections(const QDateTime &now) const
 {
     std::vector<const Project *> shown;
-    for (const Project &project : projects(now)) {
+    updateCache(now);
+    for (const Project &project : std::as_const(m_projects)) {
         if (!project.group.lines.isEmpty())
             shown.push_back(&project);
     }
@@ -85,7 +86,7 @@ void TaskLines::indexLine(qsizetype index)
     Project &project = m_projects[line.project];
     project.indexes.append(index);
     project.group.name = line.project;
-    project.validAfter = m_validAfter = never;
+    project.validFrom = m_validFrom = never;
 }
 
 void TaskLines::rebuildIndex()
@@ -103,7 +104,7 @@ TaskLines::Project TaskLines::regrouped(const Project &before, const QDateTime &
     static std::atomic<quint64> lastRevision = 0;
     Project project;
     project.indexes = before.indexes;
-    project.validAfter = longAgo;
+    project.validFrom = now.toMSecsSinceEpoch();
     project.validUntil = never;
     Counts &counts = project.counts;
     OrderedLines shown;
@@ -122,9 +123,7 @@ TaskLines::Project TaskLines::regrouped(const Project &before, const QDateTime &
         if (rank <= LineRank::freshWaiting)
             counts.first = std::min(counts.first, {rank != LineRank::urgent, change, index});
         counts.idle += rank == LineRank::quiet ? 1 : 0;
-        if (const std::optional<QDateTime> end = line.freshUntil(); end && rank == LineRank::quiet)
-            project.validAfter = std::max(project.validAfter, end->toMSecsSinceEpoch());
-        else if (end)
+        if (const std::optional<QDateTime> end = line.freshUntil(); end && rank == LineRank::freshWaiting)
             project.validUntil = std::min(project.validUntil, end->toMSecsSinceEpoch());
         age = std::min(age, -change);
         shown.emplace(std::pair(rank, rank == LineRank::freshWaiting ? change : -change), &line);
@@ -138,18 +137,18 @@ TaskLines::Project TaskLines::regrouped(const Project &before, const QDateTime &
     return project;
 }
 
-const QHash<QString, TaskLines::Project> &TaskLines::projects(const QDateTime &now) const
+void TaskLines::updateCache(const QDateTime &now) const
 {
     const qint64 time = now.toMSecsSinceEpoch();
-    if (time > m_validAfter && time <= m_validUntil)
-        return m_projects;
-    m_validAfter = longAgo;
+    if (time >= m_validFrom && time <= m_validUntil)
+        return;
+    m_validFrom = longAgo;
     m_validUntil = never;
     m_total = {};
     for (Project &project : m_projects) {
-        if (time <= project.validAfter || time > project.validUntil)
+        if (time < project.validFrom || time > project.validUntil)
             project = regrouped(project, now);
-        m_validAfter = std::max(m_validAfter, project.validAfter);
+        m_validFrom = std::max(m_validFrom, project.validFrom);
         m_validUntil = std::min(m_validUntil, project.validUntil);
         m_total.urgent += project.counts.urgent;
         m_total.idle += project.counts.idle;
@@ -157,11 +156,4 @@ const QHash<QString, TaskLines::Project> &TaskLines::projects(const QDateTime &n
             m_total.lines[at(status)] += project.counts.lines[at(status)];
         m_total.first = std::min(m_total.first, project.counts.first);
     }
-    return m_projects;
-}
-
-const TaskLines::Counts &TaskLines::total(const QDateTime &now) const
-{
-    (void)projects(now);
-    return m_total;
 }

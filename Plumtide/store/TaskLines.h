@@ -56,7 +56,7 @@ private:
         /// The waiting line that comes first: whether it is not urgent, its last change, its index.
         std::tuple<bool, qint64, qsizetype> first{true, never, -1};
     };
-    /// The cached values hold for validAfter < now <= validUntil. The defaults make them invalid at any time.
+    /// The cached values hold for validFrom <= now <= validUntil. The defaults make them invalid at any time.
     struct Project
     {
         QList<qsizetype> indexes; // of all its lines, ascending; not a cached value
@@ -65,7 +65,7 @@ private:
         /// In its section, lower comes first: whether it is not urgent, minus its last change, its name.
         std::tuple<bool, qint64, QString> order;
         Counts counts;
-        qint64 validAfter = never;
+        qint64 validFrom = never; // when they were made
         qint64 validUntil = longAgo;
     };
 
@@ -77,15 +77,15 @@ private:
     void indexLine(qsizetype index);
     void rebuildIndex();
     [[nodiscard]] Project regrouped(const Project &before, const QDateTime &now) const;
-    [[nodiscard]] const QHash<QString, Project> &projects(const QDateTime &now) const;
-    [[nodiscard]] const Counts &total(const QDateTime &now) const;
+    void updateCache(const QDateTime &now) const;
+    [[nodiscard]] const Counts &total(const QDateTime &now) const { return updateCache(now), m_total; }
 
     QList<AgentTask> m_lines;
     QHash<QString, qsizetype> m_indexes; // of the first line with an id
     std::optional<TaskSource> m_sourceFilter;
     mutable QHash<QString, Project> m_projects; // by name
-    // The sum of all projects, and when all of them are valid.
+    // The sum of all projects, and when all of them hold.
     mutable Counts m_total;
-    mutable qint64 m_validAfter = longAgo;
+    mutable qint64 m_validFrom = longAgo;
     mutable qint64 m_validUntil = never;
 };

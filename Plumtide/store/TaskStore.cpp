@@ -33,7 +33,7 @@ TaskStore::TaskStore(Environment environment, QObject *parent)
       m_tavvelDir(m_environment.home + u"/.tavvel"_s),
       m_lock(m_environment.home, m_tavvelDir, m_environment.ownerPatience),
       m_sessions(m_board, m_environment.processExists, m_environment.home + u"/.claude/projects"_s),
-      m_file(tasksFile(), m_environment.defaults->paths())
+      m_file(m_tavvelDir + u"/tasks.json"_s, m_environment.defaults->paths())
 {
     if (!isOwner())
         return;
@@ -77,24 +77,17 @@ void TaskStore::setSourceFilter(std::optional<TaskSource> source)
 
 void TaskStore::apply(const HookEvent &event)
 {
+    qCDebug(storeLog) << event.hookEventName.value_or(QString()) << "of" << event.sessionId.value_or(QString());
     if (event.hookEventName)
         markEventSeen(event.isCodex());
     m_sessions.observe(event);
     const bool isIgnored = m_sessions.shouldIgnore(event);
     if (!isIgnored)
-        applyToBoard(event);
+        applyChanges(m_board.apply(event, now()));
     if (isIgnored || event.hookEventName == EventName::request) {
         if (const std::optional<HookEvent> request = m_sessions.requestOnScreen(event.sessionId.value_or(QString())))
             applyChanges(m_board.showRequest(*request));
     }
-}
-
-void TaskStore::applyToBoard(const HookEvent &event)
-{
-    const Board::Changes changes = m_board.apply(event, now());
-    qCDebug(storeLog) << event.hookEventName.value_or(QString()) << "of" << event.sessionId.value_or(QString())
-                      << "changes" << changes.edits.size() << "lines";
-    applyChanges(changes);
 }
 
 void TaskStore::updateRecord(const SessionRecord &before, const SessionRecord &record)
@@ -107,14 +100,13 @@ void TaskStore::updateRecord(const SessionRecord &before, const SessionRecord &r
 void TaskStore::scheduleMismatchCheck(const QString &session)
 {
     m_sessions.updateMismatch(session, now());
-    if (!m_missedTimer.isActive())
-        startMissedTimer();
+    startMissedTimer();
 }
 
 void TaskStore::startMissedTimer()
 {
     // The delay is measured on the user's clock, which may be set meanwhile: hence the bounds, and a little more.
-    if (const std::optional<QDateTime> due = m_sessions.nextMissedAt()) {
+    if (const std::optional<QDateTime> due = m_sessions.nextMissedAt(); due && !m_missedTimer.isActive()) {
         const std::chrono::milliseconds left(now().msecsTo(*due)), most = ClaudeSessions::settleDelay;
         m_missedTimer.start(qBound(0ms, left, most) + 50ms);
     }
@@ -125,7 +117,7 @@ void TaskStore::applyMissedEvents()
     const QDeadlineTimer end(MainThreadQueue::turnBudget);
     while (const std::optional<HookEvent> event = m_sessions.nextMissedEvent(now())) {
         qCDebug(storeLog) << "a missed event, by the record of" << event->sessionId.value_or(QString());
-        applyToBoard(*event);
+        applyChanges(m_board.apply(*event, now()));
         if (end.hasExpired())
             return m_missedTimer.start(0ms); // the rest in the next turn of the event loop
     }
@@ -149,20 +141,6 @@ void TaskStore::sweep()
     m_file.startFlushing(); // at once, so that the flush needs no wake-up of its own
     // What the views show depends also on the time.
     Q_EMIT objectWillChange();
-}
-
-void TaskStore::setStatus(const QString &id, AgentTaskStatus status)
-{
-    const Board::Changes changes = m_board.setStatus(id, status, now());
-    if (!changes.edits.isEmpty() && (status == AgentTaskStatus::shelved || status == AgentTaskStatus::done))
-        m_history.add(tasks().at(changes.edits.last().index), changes.edits.last().line);
-    applyChanges(changes);
-}
-
-void TaskStore::undo()
-{
-    if (const std::optional<AgentTask> line = m_history.pop(m_board))
-        applyChanges({{}, {{m_board.indexOf(line->id), *line}}});
 }
 
 pid_t TaskStore::recordedProcess(const AgentTask &line) const
@@ -228,15 +206,15 @@ void TaskStore::refreshEventState()
 {
     EventLog log(eventsFile(), 0, {});
     const auto visit = eventStateVisitor([this](bool isCodex) { markEventSeen(isCodex); });
-    while (visit && isOwner() && log.lookBack(visit)) {
+    while (isOwner() && log.lookBack(visit)) {
     }
 }
 
 std::function<bool(QByteArrayView)> TaskStore::eventStateVisitor(std::function<void(bool isCodex)> onSeen)
 {
-    if (hasSeenClaudeEvent() && hasSeenCodexEvent())
-        return {};
     return [onSeen, isSeen = std::array{hasSeenClaudeEvent(), hasSeenCodexEvent()}](QByteArrayView line) mutable {
+        if (isSeen[0] && isSeen[1])
+            return false;
         // Decoding takes long, and most logs hold only Claude Code's events. Once that is seen, only lines count that
         // contain "Codex", which JSON may write with an escape.
         if (isSeen[0] && !line.contains("Codex") && !line.contains("\\u00"))
@@ -244,7 +222,7 @@ std::function<bool(QByteArrayView)> TaskStore::eventStateVisitor(std::function<v
         const std::optional<HookEvent> event = HookEvent::decode(line);
         if (event && event->hookEventName && !std::exchange(isSeen[event->isCodex()], true))
             onSeen(event->isCodex());
-        return !isSeen[0] || !isSeen[1];
+        return true;
     };
 }
 

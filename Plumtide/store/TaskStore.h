@@ -3,7 +3,6 @@
 #include "Plumtide/store/Board.h"
 #include "Plumtide/store/ClaudeSessions.h"
 #include "Plumtide/store/TaskFile.h"
-#include "Plumtide/store/UndoHistory.h"
 #include "Plumtide/system/Environment.h"
 #include "Plumtide/system/HomeLock.h"
 #include "Plumtide/system/MainThreadQueue.h"
@@ -49,9 +48,6 @@ public:
     void finish();
 
     [[nodiscard]] bool isOwner() const { return m_lock.isOwner(); } ///< Of the data directory.
-    [[nodiscard]] const QString &tavvelDir() const { return m_tavvelDir; }
-    [[nodiscard]] QString tasksFile() const { return m_tavvelDir + QStringLiteral("/tasks.json"); }
-    [[nodiscard]] QString eventsFile() const { return m_tavvelDir + QStringLiteral("/events.jsonl"); }
 
     [[nodiscard]] const QList<AgentTask> &tasks() const { return m_board.lines(); } ///< All lines, in stored order.
     void setTasks(QList<AgentTask> tasks);
@@ -88,11 +84,11 @@ public:
 
     /// Stores a line from the edit form, with the current time.
     void upsert(AgentTask task) { applyChanges(m_board.upsert(std::move(task), now())); }
-    void setStatus(const QString &id, AgentTaskStatus status);
+    void setStatus(const QString &id, AgentTaskStatus in) { applyChanges(m_board.setStatus(id, in, now())); }
     /// Undoes the last shelving or ending of a line by `setStatus` in this run that nothing else has changed since.
     /// Does nothing when there is none.
-    void undo();
-    [[nodiscard]] std::optional<AgentTask> undoable() const { return m_history.last(m_board); } ///< As after `undo`.
+    void undo() { applyChanges(m_board.undo()); }
+    [[nodiscard]] std::optional<AgentTask> undoable() const { return m_board.undoable(); } ///< As after `undo`.
     /// The live process that Claude Code's record of the line's session names; 0 when there is none.
     [[nodiscard]] pid_t recordedProcess(const AgentTask &line) const;
 
@@ -106,14 +102,14 @@ private:
     void setLines(const QList<AgentTask> &lines);
     void scheduleMismatchCheck(const QString &session);
     void startMissedTimer();
-    void applyToBoard(const HookEvent &event);
     void giveDeferredNotices();
-    // Empty when both tools have been seen.
+    // For EventLog::lookBack, until both tools have been seen.
     [[nodiscard]] std::function<bool(QByteArrayView line)> eventStateVisitor(std::function<void(bool isCodex)> onSeen);
     [[nodiscard]] std::optional<qint64> storedPosition() const; // in the log; nothing if unknown
     [[nodiscard]] bool hasSeenEvent(bool isCodex) const;
     void markEventSeen(bool isCodex);
     void startWatching();
+    [[nodiscard]] QString eventsFile() const { return m_tavvelDir + QStringLiteral("/events.jsonl"); }
     [[nodiscard]] QDateTime now() const { return m_environment.clock(); }
 
     const Environment m_environment;
@@ -124,7 +120,6 @@ private:
 
     Board m_board;
     ClaudeSessions m_sessions;
-    UndoHistory m_history;
     bool m_hasUnsavedChanges = false; // since a save failed
     bool m_isApplying = false;        // a change of the lines
 
