@@ -13,15 +13,14 @@ namespace {
 constexpr qint64 fadedAfterSeconds = 3600;
 constexpr qint64 stuckAfterSeconds = 1800;
 
-constexpr auto claudePrefix = "cc-"_L1;
-constexpr auto codexPrefix = "cx-"_L1;
+constexpr std::array idPrefixes{"cc-"_L1, "cx-"_L1}; // by TaskSource
 constexpr std::array statusTexts{"waiting"_L1, "running"_L1, "shelved"_L1, "done"_L1};
 constexpr std::array sourceTexts{"Claude"_L1, "Codex"_L1, "Other"_L1};
 
 template <typename Case, typename Texts>
-std::optional<Case> caseOf(const Texts &texts, const QString &text)
+std::optional<Case> caseOf(const Texts &texts, QStringView text)
 {
-    const auto found = std::ranges::find(texts, text);
+    const auto found = std::find(texts.begin(), texts.end(), text);
     return found == texts.end() ? std::nullopt : std::optional(static_cast<Case>(found - texts.begin()));
 }
 
@@ -70,14 +69,12 @@ std::optional<TaskSource> taskSourceFrom(const QString &text)
 
 QString AgentTask::idOf(TaskSource agent, const QString &session)
 {
-    return (agent == TaskSource::codex ? codexPrefix : claudePrefix) + session;
+    return idPrefixes.at(static_cast<std::size_t>(agent)) + session;
 }
 
 std::optional<TaskSource> AgentTask::agent() const
 {
-    if (id.startsWith(claudePrefix))
-        return TaskSource::claude;
-    return id.startsWith(codexPrefix) ? std::optional(TaskSource::codex) : std::nullopt;
+    return caseOf<TaskSource>(idPrefixes, QStringView(id).left(idPrefixes[0].size()));
 }
 
 bool AgentTask::isUrgent() const

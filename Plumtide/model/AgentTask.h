@@ -46,7 +46,7 @@ struct AgentTask
 
     bool operator==(const AgentTask &) const = default;
 
-    /// The id of the line of a session; `session` is the agent's own id of it.
+    /// The id of a line of Claude Code or Codex; `session` is the agent's own id of its session.
     [[nodiscard]] static QString idOf(TaskSource agent, const QString &session);
     /// The agent whose events keep this line up to date, by the id; nothing for a line entered by hand.
     [[nodiscard]] std::optional<TaskSource> agent() const;

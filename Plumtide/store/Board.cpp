@@ -58,9 +58,8 @@ QString described(const HookEvent &event)
 void addEvent(AgentTask &line, const QString &text, const QDateTime &at)
 {
     // A new list: one that is appended to and cut at its front never gives back its memory.
-    QList<QString> kept = line.recentEvents.last(qMin(line.recentEvents.size(), mostRecentEvents - 1));
-    kept.append(at.toLocalTime().toString(u"HH:mm") + u' ' + text);
-    line.recentEvents = std::move(kept);
+    line.recentEvents = line.recentEvents.last(qMin(line.recentEvents.size(), mostRecentEvents - 1))
+        << at.toLocalTime().toString(u"HH:mm") + u' ' + text;
 }
 
 // Applies an event to its session's line. False if it changes nothing.
@@ -68,7 +67,6 @@ bool change(AgentTask &line, const HookEvent &event, const QDateTime &now, QList
 {
     const QString &name = *event.hookEventName;
     const QDateTime at = event.date(now);
-    const QString tool = event.toolName.value_or(u"工具调用"_s);
     const auto become = [&line](AgentTaskStatus status, const QString &state, const std::optional<QString> &reason,
                                 std::optional<bool> needsApproval) {
         line.status = status;
@@ -76,10 +74,9 @@ bool change(AgentTask &line, const HookEvent &event, const QDateTime &now, QList
         line.waitingReason = reason;
         line.needsApproval = needsApproval;
     };
-    const auto followPrompt = [&] {
-        if (!line.titleEdited.value_or(false))
-            line.title = promptTitle(event).value_or(line.title);
-    };
+    const bool hasPrompt = name == EventName::prompt || name == "CodexTurnComplete"_L1;
+    if (hasPrompt && !line.titleEdited.value_or(false))
+        line.title = promptTitle(event).value_or(line.title);
 
     if (name == "SessionStart"_L1) {
         addEvent(line, u"会话恢复"_s, at);
@@ -87,7 +84,6 @@ bool change(AgentTask &line, const HookEvent &event, const QDateTime &now, QList
     }
     if (name == EventName::prompt) {
         become(AgentTaskStatus::running, u"正在处理你的请求"_s, {}, {});
-        followPrompt();
         addEvent(line, u"你说："_s + squeezed(event.prompt, titleLength).value_or(u"（空消息）"_s), at);
     } else if (name == EventName::request) {
         const QString what = described(event);
@@ -96,7 +92,7 @@ bool change(AgentTask &line, const HookEvent &event, const QDateTime &now, QList
         become(AgentTaskStatus::waiting, u"暂停中，等待你确认"_s, u"等你确认："_s + what, true);
         addEvent(line, u"请求审批 "_s + what, at);
     } else if (name == EventName::tool) {
-        become(AgentTaskStatus::running, u"正在处理："_s + tool, {}, {});
+        become(AgentTaskStatus::running, u"正在处理："_s + event.toolName.value_or(u"工具调用"_s), {}, {});
     } else if (name == EventName::stop) {
         become(AgentTaskStatus::waiting, u"回复好了"_s, u"等你看一眼。"_s, false);
     } else if (name == EventName::end) {
@@ -104,7 +100,6 @@ bool change(AgentTask &line, const HookEvent &event, const QDateTime &now, QList
         addEvent(line, u"会话结束"_s, at);
     } else if (name == "CodexTurnComplete"_L1) {
         become(AgentTaskStatus::waiting, u"Codex 这轮做完了"_s, u"Codex 回复好了，等你看一眼。"_s, false);
-        followPrompt();
         addEvent(line, u"Codex 回了："_s + squeezed(event.assistant, replyLength).value_or(u"（无内容）"_s), at);
     } else {
         return false;
@@ -161,14 +156,14 @@ Board::Changes Board::sweep(const QDateTime &now, const std::function<bool(const
             reason = u"会话已关闭"_s;
         else if (line.isStuck(now) && isOlderThan(line.updatedAt, idleAge, now))
             reason = u"长时间无动静，判定会话已结束"_s;
-        if (!reason.isEmpty()) {
-            // `updatedAt` stays: the days until the line is dropped count from its last event.
-            AgentTask closed = line;
-            closed.status = AgentTaskStatus::done;
-            changes.edits.append({index, closed});
-            addEvent(closed, reason, now);
-            changes.edits.append({index, std::move(closed)});
-        }
+        else
+            continue;
+        // `updatedAt` stays: the days until the line is dropped count from its last event.
+        AgentTask closed = line;
+        closed.status = AgentTaskStatus::done;
+        changes.edits.append({index, closed});
+        addEvent(closed, reason, now);
+        changes.edits.append({index, std::move(closed)});
     }
     return changes;
 }
@@ -206,7 +201,7 @@ Board::Changes Board::setStatus(const QString &id, AgentTaskStatus status, const
 Board::Changes Board::undo()
 {
     while (!m_undoSteps.isEmpty()) {
-        if (const UndoStep step = m_undoSteps.takeLast(); isUnchangedSince(step))
+        if (const UndoStep step = m_undoSteps.takeLast(); line(step.after.id) == step.after)
             return {{}, {{indexOf(step.before.id), step.before}}};
     }
     return {};
@@ -214,9 +209,6 @@ Board::Changes Board::undo()
 
 std::optional<AgentTask> Board::undoable() const
 {
-    for (auto step = m_undoSteps.crbegin(); step != m_undoSteps.crend(); ++step) {
-        if (isUnchangedSince(*step))
-            return step->before;
-    }
-    return std::nullopt;
+    const Changes changes = Board(*this).undo();
+    return changes.edits.isEmpty() ? std::nullopt : std::optional(changes.edits.first().line);
 }

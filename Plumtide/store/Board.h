@@ -27,7 +27,7 @@ public:
         /// The notification's id: "approval-" or "stuck-", and the id of the line.
         [[nodiscard]] QString id() const
         {
-            return (kind == Kind::approval ? QStringLiteral("approval-") : QStringLiteral("stuck-")) + line;
+            return QLatin1StringView(kind == Kind::stuck ? "stuck-" : "approval-") + line;
         }
         [[nodiscard]] static QString lineOf(const QString &id) { return id.section(u'-', 1); } ///< Its line's id.
     };
@@ -56,8 +56,6 @@ private:
     {
         AgentTask before, after;
     };
-
-    [[nodiscard]] bool isUnchangedSince(const UndoStep &step) const { return line(step.after.id) == step.after; }
 
     QList<UndoStep> m_undoSteps;   // the latest at the end
     QSet<QString> m_stuckNotified; // ids of lines that the user was warned of

@@ -14,20 +14,11 @@ constexpr auto questionTool = "AskUserQuestion"_L1;
 constexpr auto permission = "permission prompt"_L1;
 constexpr auto question = "input needed"_L1;
 
-// A request is no longer open when its tool has run, or the user has gone on, who cannot while a dialog is open.
-void removeAnswered(QList<HookEvent> &requests, const HookEvent &event)
+// Whether the user has gone on, who cannot while a dialog is open. The end of a subagent comes as a prompt, too.
+bool isByUser(const HookEvent &event)
 {
-    const auto isOfTool = [&event](const HookEvent &request) {
-        return event.toolName == request.toolName && event.toolInputSummary() == request.toolInputSummary();
-    };
-    // The end of a subagent comes as a prompt, too.
-    const bool isByUser =
-        event.hookEventName == EventName::prompt && event.prompt && !event.prompt->startsWith("<task-notification>"_L1);
-    if (isByUser || event.hookEventName == EventName::end)
-        requests.clear();
-    else if (const auto request = std::ranges::find_if(requests, isOfTool);
-             event.hookEventName == EventName::tool && request != requests.end())
-        requests.erase(request);
+    return event.hookEventName == EventName::prompt && event.prompt
+        && !event.prompt->startsWith("<task-notification>"_L1);
 }
 
 bool hasStatus(const SessionRecord &record)
@@ -72,8 +63,14 @@ void ClaudeSessions::observe(const HookEvent &event)
         requests.open.append(event);
         requests.isNewerThanRecord = true;
     } else if (const auto requests = m_requests.find(session); requests != m_requests.end()) {
-        removeAnswered(requests->open, event);
-        if (requests->open.isEmpty())
+        const auto isOfTool = [&event](const HookEvent &request) {
+            return event.toolName == request.toolName && event.toolInputSummary() == request.toolInputSummary();
+        };
+        QList<HookEvent> &open = requests->open;
+        const auto answered = std::ranges::find_if(open, isOfTool);
+        if (event.hookEventName == EventName::tool && answered != open.end())
+            open.erase(answered);
+        if (open.isEmpty() || isByUser(event) || event.hookEventName == EventName::end)
             m_requests.erase(requests);
     }
 }
@@ -81,12 +78,12 @@ void ClaudeSessions::observe(const HookEvent &event)
 bool ClaudeSessions::shouldIgnore(const HookEvent &event) const
 {
     const QString session = event.sessionId.value_or(QString());
-    const std::optional<AgentTask> line = lineOf(session);
+    const std::optional<AgentTask> line = m_lines.line(AgentTask::idOf(TaskSource::claude, session));
     const bool isTool = event.hookEventName == EventName::tool;
     if (!(isTool || event.hookEventName == EventName::stop || event.hookEventName == EventName::prompt) || !line
         || !line->isUrgent())
         return false;
-    const bool isNewerThanRecord = m_requests.contains(session) && m_requests.value(session).isNewerThanRecord;
+    const bool isNewerThanRecord = m_requests.value(session).isNewerThanRecord;
     return find(session, [&](const SessionRecord &record) {
         // The one event at which the record still tells of a dialog that is gone.
         const bool isLate = isTool && event.toolName == questionTool && record.waitingFor == question;
@@ -145,7 +142,7 @@ std::optional<HookEvent> ClaudeSessions::nextMissedEvent(const QDateTime &now)
         } else if (const auto use = needsTool ? openToolUse(m_transcripts, session) : std::nullopt) {
             event->toolName = use->toolName;
             event->toolInput = use->toolInput;
-            m_requests.insert(session, {{*event}, false, false});
+            m_requests.insert(session, {{*event}});
         }
         return event;
     }
@@ -157,14 +154,9 @@ std::optional<QDateTime> ClaudeSessions::nextMissedAt() const
     return m_unreported.isEmpty() ? std::nullopt : std::optional(m_unreported.head().second.addDuration(settleDelay));
 }
 
-std::optional<AgentTask> ClaudeSessions::lineOf(const QString &session) const
-{
-    return m_lines.line(AgentTask::idOf(TaskSource::claude, session));
-}
-
 std::optional<HookEvent> ClaudeSessions::missedEvent(const SessionRecord &record, const QDateTime &now) const
 {
-    const std::optional<AgentTask> line = lineOf(record.sessionId);
+    const std::optional<AgentTask> line = m_lines.line(AgentTask::idOf(TaskSource::claude, record.sessionId));
     const bool isRunning = line && line->status == AgentTaskStatus::running;
     const bool isUrgent = line && line->isUrgent();
     // Between turns the only dialogs are the user's own menus.

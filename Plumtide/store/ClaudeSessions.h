@@ -54,12 +54,11 @@ private:
     };
     struct Requests
     {
-        QList<HookEvent> open;         // in the order in which they came
-        bool areAnswered = false;      // a later record has said that no dialog is open
-        bool isNewerThanRecord = true; // no record has come since the last one
+        QList<HookEvent> open;          // in the order in which they came
+        bool areAnswered = false;       // a later record has said that no dialog is open
+        bool isNewerThanRecord = false; // no record has come since the last one
     };
 
-    [[nodiscard]] std::optional<AgentTask> lineOf(const QString &session) const;
     [[nodiscard]] std::optional<HookEvent> missedEvent(const SessionRecord &record, const QDateTime &now) const;
     template <typename Predicate>
     [[nodiscard]] const KnownRecord *find(const QString &session, Predicate isWanted) const;

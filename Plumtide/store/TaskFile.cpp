@@ -32,16 +32,12 @@ TaskFile::TaskFile(QString path, const QStringList &flushWith)
 
 QList<AgentTask> TaskFile::load()
 {
-    Outcome<QByteArray> content = Files::read(m_path, largestFile);
-    if (!content) {
-        m_mustMoveAside = content.failure().code != ENOENT && content.failure().code != ENOTDIR;
-        return {};
-    }
-    if (std::optional<QList<AgentTask>> lines = decode(content.value()))
+    const Outcome<QByteArray> content = Files::read(m_path, largestFile);
+    if (std::optional<QList<AgentTask>> lines = content ? decode(content.value()) : std::nullopt)
         return *std::move(lines);
-    m_mustMoveAside = true;
-    // A failure is met again, and reported, by the first save.
-    [[maybe_unused]] const Outcome<void> moved = moveAside();
+    m_mustMoveAside = content || (content.failure().code != ENOENT && content.failure().code != ENOTDIR);
+    if (content)
+        (void)moveAside(); // the first save tries again what has failed, and reports it
     return {};
 }
 
@@ -94,9 +90,8 @@ std::optional<QList<AgentTask>> TaskFile::decode(const QByteArray &content)
         return std::nullopt;
     QList<AgentTask> lines;
     const QJsonArray array = document.array();
-    lines.reserve(array.size());
     for (const QJsonValue element : array) {
-        std::optional<AgentTask> line = element.isObject() ? agentTaskFrom(element.toObject()) : std::nullopt;
+        std::optional<AgentTask> line = agentTaskFrom(element.toObject()); // none of what is no object
         if (!line)
             return std::nullopt;
         lines.append(*std::move(line));

@@ -74,7 +74,7 @@ TaskLines::Sections TaskLines::sections(const QDateTime &now) const
     std::ranges::sort(shown, {}, &Project::order);
     Sections sections;
     for (const Project *project : shown)
-        sections[static_cast<std::size_t>(project->section)].append(&project->group);
+        sections[static_cast<std::size_t>(std::get<0>(project->order))].append(&project->group);
     return sections;
 }
 
@@ -99,11 +99,11 @@ void TaskLines::rebuildIndex()
     m_projects.removeIf([](auto project) { return project->indexes.isEmpty(); });
 }
 
-TaskLines::Project TaskLines::regrouped(const Project &before, const QDateTime &now) const
+void TaskLines::regroup(Project &project, const QDateTime &now) const
 {
     static std::atomic<quint64> lastRevision = 0;
-    Project project;
-    project.indexes = before.indexes;
+    const ProjectGroup before = project.group;
+    const int idleBefore = std::exchange(project.counts, {}).idle;
     project.validFrom = now.toMSecsSinceEpoch();
     project.validUntil = never;
     Counts &counts = project.counts;
@@ -128,13 +128,11 @@ TaskLines::Project TaskLines::regrouped(const Project &before, const QDateTime &
         age = std::min(age, -change);
         shown.emplace(std::pair(rank, rank == LineRank::freshWaiting ? change : -change), &line);
     }
-    project.group = {before.group.name, copied(shown), before.group.revision};
-    project.section = project.group.section(now);
-    project.order = {!project.group.isUrgent(), age, before.group.name};
+    project.group.lines = copied(shown);
+    project.order = {project.group.section(now), !project.group.isUrgent(), age, project.group.name};
     // The same lines are listed elsewhere only if one of them has faded.
-    if (project.group != before.group || counts.idle != before.counts.idle)
+    if (project.group != before || counts.idle != idleBefore)
         project.group.revision = ++lastRevision;
-    return project;
 }
 
 void TaskLines::updateCache(const QDateTime &now) const
@@ -147,7 +145,7 @@ void TaskLines::updateCache(const QDateTime &now) const
     m_total = {};
     for (Project &project : m_projects) {
         if (time < project.validFrom || time > project.validUntil)
-            project = regrouped(project, now);
+            regroup(project, now);
         m_validFrom = std::max(m_validFrom, project.validFrom);
         m_validUntil = std::min(m_validUntil, project.validUntil);
         m_total.urgent += project.counts.urgent;

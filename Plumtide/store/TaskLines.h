@@ -61,9 +61,8 @@ private:
     {
         QList<qsizetype> indexes; // of all its lines, ascending; not a cached value
         ProjectGroup group;       // without lines where none is shown
-        ProjectSection section = ProjectSection::quiet;
-        /// In its section, lower comes first: whether it is not urgent, minus its last change, its name.
-        std::tuple<bool, qint64, QString> order;
+        /// Lower comes first: its section, whether it is not urgent, minus its last change, its name.
+        std::tuple<ProjectSection, bool, qint64, QString> order;
         Counts counts;
         qint64 validFrom = never; // when they were made
         qint64 validUntil = longAgo;
@@ -76,7 +75,7 @@ private:
     }
     void indexLine(qsizetype index);
     void rebuildIndex();
-    [[nodiscard]] Project regrouped(const Project &before, const QDateTime &now) const;
+    void regroup(Project &project, const QDateTime &now) const;
     void updateCache(const QDateTime &now) const;
     [[nodiscard]] const Counts &total(const QDateTime &now) const { return updateCache(now), m_total; }
 

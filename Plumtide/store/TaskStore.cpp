@@ -143,11 +143,6 @@ void TaskStore::sweep()
     Q_EMIT objectWillChange();
 }
 
-pid_t TaskStore::recordedProcess(const AgentTask &line) const
-{
-    return line.agent() == TaskSource::claude ? m_sessions.process(line.session()) : 0;
-}
-
 void TaskStore::applyChanges(const Board::Changes &changes)
 {
     Q_ASSERT_X(!m_isApplying, "TaskStore", "changed from inside a change");

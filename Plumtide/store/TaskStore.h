@@ -58,8 +58,7 @@ public:
     [[nodiscard]] bool hasSeenCodexEvent() const { return hasSeenEvent(true); }
 
     void apply(const HookEvent &event); ///< One event of the log: finds or makes its line and changes it.
-    /// What a record of Claude Code said and says now: for the sweep, and for changes without an event (see
-    /// ClaudeSessions).
+    /// What a record of Claude Code said and says now, see ClaudeSessions.
     void updateRecord(const SessionRecord &before, const SessionRecord &record);
     /// Makes lines agree with records from which they have differed for `ClaudeSessions::settleDelay`. What takes
     /// longer than a turn of the event loop may is left for the next one.
@@ -90,7 +89,7 @@ public:
     void undo() { applyChanges(m_board.undo()); }
     [[nodiscard]] std::optional<AgentTask> undoable() const { return m_board.undoable(); } ///< As after `undo`.
     /// The live process that Claude Code's record of the line's session names; 0 when there is none.
-    [[nodiscard]] pid_t recordedProcess(const AgentTask &line) const;
+    [[nodiscard]] pid_t recordedProcess(const AgentTask &line) const { return m_sessions.process(line.session()); }
 
 Q_SIGNALS:
     void objectWillChange(); ///< Before each change of a published field, and at the end of each sweep.
