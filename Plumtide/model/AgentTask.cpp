@@ -37,14 +37,6 @@ std::optional<QDateTime> storedTimeFrom(const QString &text)
     return time.isValid() && storedTime(time) == text ? std::optional(time) : std::nullopt;
 }
 
-// Sets the member and returns true if there is a value.
-template <typename T>
-bool assign(T &member, const std::optional<T> &value)
-{
-    member = value.value_or(member);
-    return value.has_value();
-}
-
 } // namespace
 
 QString storedText(AgentTaskStatus status)
@@ -139,16 +131,20 @@ QJsonObject toJson(const AgentTask &task)
 std::optional<AgentTask> agentTaskFrom(const QJsonObject &object)
 {
     AgentTask task;
-    const auto text = [&object](QLatin1StringView key) { return object.value(key).toString(); };
     const auto read = [&object](QLatin1StringView key, auto &member) { return readMember(object.value(key), member); };
-    const bool isFit = read("id"_L1, task.id) && read("title"_L1, task.title) && read("project"_L1, task.project)
-        && assign(task.source, taskSourceFrom(text("source"_L1)))
-        && assign(task.status, agentTaskStatusFrom(text("status"_L1))) && read("purpose"_L1, task.purpose)
-        && read("currentState"_L1, task.currentState) && read("waitingReason"_L1, task.waitingReason)
-        && read("needsApproval"_L1, task.needsApproval) && read("titleEdited"_L1, task.titleEdited)
-        && read("tags"_L1, task.tags) && read("recentEvents"_L1, task.recentEvents)
-        && assign(task.updatedAt, storedTimeFrom(text("updatedAt"_L1)));
-    return isFit ? std::optional(task) : std::nullopt;
+    const std::optional<TaskSource> source = taskSourceFrom(object["source"_L1].toString());
+    const std::optional<AgentTaskStatus> status = agentTaskStatusFrom(object["status"_L1].toString());
+    const std::optional<QDateTime> updatedAt = storedTimeFrom(object["updatedAt"_L1].toString());
+    if (!source || !status || !updatedAt || !read("id"_L1, task.id) || !read("title"_L1, task.title)
+        || !read("project"_L1, task.project) || !read("purpose"_L1, task.purpose)
+        || !read("currentState"_L1, task.currentState) || !read("waitingReason"_L1, task.waitingReason)
+        || !read("needsApproval"_L1, task.needsApproval) || !read("titleEdited"_L1, task.titleEdited)
+        || !read("tags"_L1, task.tags) || !read("recentEvents"_L1, task.recentEvents))
+        return std::nullopt;
+    task.source = *source;
+    task.status = *status;
+    task.updatedAt = *updatedAt;
+    return task;
 }
 
 AgentTask storable(const AgentTask &task, const QDateTime &now)

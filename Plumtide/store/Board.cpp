@@ -194,15 +194,15 @@ Board::Changes Board::setStatus(const QString &id, AgentTaskStatus status, const
     dated.updatedAt = now;
     if (status == AgentTaskStatus::shelved || status == AgentTaskStatus::done)
         m_undoSteps = m_undoSteps.last(qMin(m_undoSteps.size(), mostUndoSteps - 1))
-            << UndoStep{lines().at(index), dated};
+            << std::pair(lines().at(index), dated);
     return {{}, {{index, std::move(set)}, {index, std::move(dated)}}};
 }
 
 Board::Changes Board::undo()
 {
     while (!m_undoSteps.isEmpty()) {
-        if (const UndoStep step = m_undoSteps.takeLast(); line(step.after.id) == step.after)
-            return {{}, {{indexOf(step.before.id), step.before}}};
+        if (const auto [before, after] = m_undoSteps.takeLast(); line(after.id) == after)
+            return {{}, {{indexOf(before.id), before}}};
     }
     return {};
 }

@@ -52,11 +52,7 @@ public:
 
 private:
     static constexpr qsizetype mostUndoSteps = 10;
-    struct UndoStep
-    {
-        AgentTask before, after;
-    };
 
-    QList<UndoStep> m_undoSteps;   // the latest at the end
-    QSet<QString> m_stuckNotified; // ids of lines that the user was warned of
+    QList<std::pair<AgentTask, AgentTask>> m_undoSteps; // lines before and after a step, the latest at the end
+    QSet<QString> m_stuckNotified;                      // ids of lines that the user was warned of
 };

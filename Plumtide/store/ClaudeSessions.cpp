@@ -14,17 +14,7 @@ constexpr auto questionTool = "AskUserQuestion"_L1;
 constexpr auto permission = "permission prompt"_L1;
 constexpr auto question = "input needed"_L1;
 
-// Whether the user has gone on, who cannot while a dialog is open. The end of a subagent comes as a prompt, too.
-bool isByUser(const HookEvent &event)
-{
-    return event.hookEventName == EventName::prompt && event.prompt
-        && !event.prompt->startsWith("<task-notification>"_L1);
-}
-
-bool hasStatus(const SessionRecord &record)
-{
-    return !record.status.isEmpty();
-}
+constexpr auto hasStatus = [](const SessionRecord &record) { return !record.status.isEmpty(); };
 
 } // namespace
 
@@ -58,7 +48,7 @@ void ClaudeSessions::observe(const HookEvent &event)
     if (event.hookEventName == EventName::request) {
         Requests &requests = m_requests[session];
         // Without a record nobody says which of several is on the screen.
-        if (requests.areAnswered || !find(session, &hasStatus))
+        if (requests.areAnswered || !find(session, hasStatus))
             requests = {};
         requests.open.append(event);
         requests.isNewerThanRecord = true;
@@ -70,7 +60,10 @@ void ClaudeSessions::observe(const HookEvent &event)
         const auto answered = std::ranges::find_if(open, isOfTool);
         if (event.hookEventName == EventName::tool && answered != open.end())
             open.erase(answered);
-        if (open.isEmpty() || isByUser(event) || event.hookEventName == EventName::end)
+        // The user cannot prompt while a dialog is open. The end of a subagent comes as a prompt, too.
+        const bool isByUser = event.hookEventName == EventName::prompt && event.prompt
+            && !event.prompt->startsWith("<task-notification>"_L1);
+        if (open.isEmpty() || isByUser || event.hookEventName == EventName::end)
             m_requests.erase(requests);
     }
 }
@@ -95,7 +88,7 @@ bool ClaudeSessions::shouldIgnore(const HookEvent &event) const
 
 std::optional<HookEvent> ClaudeSessions::requestOnScreen(const QString &session) const
 {
-    const KnownRecord *const record = find(session, &hasStatus);
+    const KnownRecord *const record = find(session, hasStatus);
     const Requests requests = m_requests.value(session);
     if (!record || requests.areAnswered)
         return std::nullopt;

@@ -28,7 +28,7 @@ void TaskLines::applyEdit(const Edit &edit)
         return indexLine(edit.index);
     }
     const AgentTask before = std::exchange(m_lines[edit.index], edit.line);
-    m_projects[before.project].validFrom = m_validFrom = never;
+    m_projects[before.project].validFrom = m_all.validFrom = never;
     if (before.project != edit.line.project)
         rebuildIndex();
 }
@@ -43,7 +43,7 @@ void TaskLines::setSourceFilter(std::optional<TaskSource> source)
 {
     m_sourceFilter = source;
     for (Project &project : m_projects)
-        project.validFrom = m_validFrom = never;
+        project.validFrom = m_all.validFrom = never;
 }
 
 std::optional<AgentTask> TaskLines::firstWaiting(const QDateTime &now) const
@@ -57,7 +57,7 @@ QList<AgentTask> TaskLines::tasks(AgentTaskStatus in, const QDateTime &now) cons
     OrderedLines found;
     for (const AgentTask &line : m_lines) {
         const qint64 change = line.updatedAt.toMSecsSinceEpoch();
-        if (line.status == in && !line.isFaded(now) && passesFilter(line))
+        if (line.status == in && !line.isFaded(now) && !isFilteredOut(line))
             found.emplace(std::pair(lineRank(line, now), in == AgentTaskStatus::waiting ? change : -change), &line);
     }
     return copied(found);
@@ -86,7 +86,7 @@ void TaskLines::indexLine(qsizetype index)
     Project &project = m_projects[line.project];
     project.indexes.append(index);
     project.group.name = line.project;
-    project.validFrom = m_validFrom = never;
+    project.validFrom = m_all.validFrom = never;
 }
 
 void TaskLines::rebuildIndex()
@@ -114,7 +114,7 @@ void TaskLines::regroup(Project &project, const QDateTime &now) const
         const LineRank rank = lineRank(line, now);
         const qint64 change = line.updatedAt.toMSecsSinceEpoch();
         counts.urgent += rank == LineRank::urgent ? 1 : 0;
-        if (!passesFilter(line))
+        if (isFilteredOut(line))
             continue;
         if (!line.isFaded(now))
             ++counts.lines[at(line.status)];
@@ -138,20 +138,20 @@ void TaskLines::regroup(Project &project, const QDateTime &now) const
 void TaskLines::updateCache(const QDateTime &now) const
 {
     const qint64 time = now.toMSecsSinceEpoch();
-    if (time >= m_validFrom && time <= m_validUntil)
+    if (time >= m_all.validFrom && time <= m_all.validUntil)
         return;
-    m_validFrom = longAgo;
-    m_validUntil = never;
-    m_total = {};
+    m_all.validFrom = longAgo;
+    m_all.validUntil = never;
+    m_all.counts = {};
     for (Project &project : m_projects) {
         if (time < project.validFrom || time > project.validUntil)
             regroup(project, now);
-        m_validFrom = std::max(m_validFrom, project.validFrom);
-        m_validUntil = std::min(m_validUntil, project.validUntil);
-        m_total.urgent += project.counts.urgent;
-        m_total.idle += project.counts.idle;
+        m_all.validFrom = std::max(m_all.validFrom, project.validFrom);
+        m_all.validUntil = std::min(m_all.validUntil, project.validUntil);
+        m_all.counts.urgent += project.counts.urgent;
+        m_all.counts.idle += project.counts.idle;
         for (const AgentTaskStatus status : allAgentTaskStatuses)
-            m_total.lines[at(status)] += project.counts.lines[at(status)];
-        m_total.first = std::min(m_total.first, project.counts.first);
+            m_all.counts.lines[at(status)] += project.counts.lines[at(status)];
+        m_all.counts.first = std::min(m_all.counts.first, project.counts.first);
     }
 }

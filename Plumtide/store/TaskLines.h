@@ -69,22 +69,19 @@ private:
     };
 
     static constexpr std::size_t at(AgentTaskStatus status) { return static_cast<std::size_t>(status); }
-    [[nodiscard]] bool passesFilter(const AgentTask &line) const
+    [[nodiscard]] bool isFilteredOut(const AgentTask &line) const
     {
-        return !m_sourceFilter || line.source == *m_sourceFilter;
+        return m_sourceFilter.value_or(line.source) != line.source;
     }
     void indexLine(qsizetype index);
     void rebuildIndex();
     void regroup(Project &project, const QDateTime &now) const;
     void updateCache(const QDateTime &now) const;
-    [[nodiscard]] const Counts &total(const QDateTime &now) const { return updateCache(now), m_total; }
+    [[nodiscard]] const Counts &total(const QDateTime &now) const { return updateCache(now), m_all.counts; }
 
     QList<AgentTask> m_lines;
     QHash<QString, qsizetype> m_indexes; // of the first line with an id
     std::optional<TaskSource> m_sourceFilter;
     mutable QHash<QString, Project> m_projects; // by name
-    // The sum of all projects, and when all of them hold.
-    mutable Counts m_total;
-    mutable qint64 m_validFrom = longAgo;
-    mutable qint64 m_validUntil = never;
+    mutable Project m_all; // of all projects: only the sum of the counts, and when all of them hold
 };
