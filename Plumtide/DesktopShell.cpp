@@ -67,7 +67,7 @@ DesktopShell::DesktopShell(Services &services, Instance &instance)
     connect(&instance, &Instance::resetRequested, m_miniBoard.get(), &MiniBoardController::resetPlace);
     connect(&m_notifier, &Notifier::activated, this, [this](const QString &id, const QByteArray &token) {
         openPanel(token);
-        m_panelView->showLine(id.section(u'-', 1)); // "approval-" and "stuck-" are what a line's begin with
+        m_panelView->showLine(Board::Notice::lineOf(id));
     });
 
     m_trayHost.start();
@@ -91,8 +91,11 @@ PanelWindow &DesktopShell::panel()
         m_panelView->setMiniBoardOn(m_miniBoard->isEnabled());
         connect(m_panelView, &PanelView::miniBoardSwitched, m_miniBoard.get(), &MiniBoardController::setEnabled);
         connect(m_panelView, &PanelView::quitRequested, this, &DesktopShell::quitRequested);
-        connect(m_panelView, &PanelView::sessionRequested, this, [this](const QString &line) {
-            SessionTerminal::bringToFront(line, m_store.recordedProcess(line), m_panelView, [this](const auto &there) {
+        connect(m_panelView, &PanelView::sessionRequested, this, [this](const QString &id) {
+            const AgentTask line = m_store.task(id).value_or(AgentTask());
+            const bool isCodex = line.agent() == TaskSource::codex;
+            const pid_t recorded = m_store.recordedProcess(line);
+            SessionTerminal::bringToFront(line.session(), isCodex, recorded, m_panelView, [this](const auto &there) {
                 if (there)
                     return;
                 openPanel(); // it may be asked for on the mini board

@@ -91,10 +91,11 @@ int PlumtideApp::follow(Services &services, Instance &instance, bool opensPanel)
     auto *const application = QCoreApplication::instance();
     TaskStore &store = services.store;
     Notifier &notifier = services.notifier;
-    store.setNotify([&](const Board::Notice &notice) { notifier.notify(notice.title, notice.body, notice.id); });
+    store.setNotify([&](const Board::Notice &notice) { notifier.notify(notice.title, notice.body, notice.id()); });
     QObject::connect(&notifier, &Notifier::sessionRequested, application, [&](const QString &id) {
-        const QString line = id.section(u'-', 1); // see Board::Notice
-        SessionTerminal::bringToFront(line, store.recordedProcess(line), &instance,
+        const AgentTask line = store.task(Board::Notice::lineOf(id)).value_or(AgentTask());
+        const bool isCodex = line.agent() == TaskSource::codex;
+        SessionTerminal::bringToFront(line.session(), isCodex, store.recordedProcess(line), &instance,
                                       [&, id](const Outcome<void> &there) {
                                           if (!there)
                                               notifier.notify(u"前往会话"_s, there.failure().sentence, id);

@@ -114,12 +114,12 @@ private:
 
 } // namespace
 
-void SessionTerminal::bringToFront(const QString &line, pid_t recorded, QObject *context, const Done &done)
+void SessionTerminal::bringToFront(const QString &session, bool isCodex, pid_t recorded, QObject *context,
+                                   const Done &done)
 {
-    const bool isCodex = line.startsWith("cx-"_L1);
-    if (!isCodex && !line.startsWith("cc-"_L1))
+    if (session.isEmpty())
         return done(Failure{u"这一条不是会话，没有终端。"_s});
-    const Process agent = isCodex ? codexOf(line.sliced(3)) : Process::of(recorded);
+    const Process agent = isCodex ? codexOf(session) : Process::of(recorded);
     if (agent.pid == 0)
         return done(Failure{u"没找到这个会话的进程。"_s});
     (new Way(context, done))->follow(agent.pid);

@@ -15,9 +15,10 @@ namespace SessionTerminal {
 using Done = std::function<void(const Outcome<void> &)>;
 
 /// Brings it to the front, with its window, tab and pane as far as the terminal has a way to ask for them (see
-/// Terminals.h). `line` is the id of a line; `recorded` is the process that Claude Code's record of the session names,
-/// 0 where there is none. A window that is not known to be the right one is left alone. Thread: main thread. Returns at
-/// once; `done` is called once, maybe before that, and never after `context` has gone.
-void bringToFront(const QString &line, pid_t recorded, QObject *context, const Done &done);
+/// Terminals.h). `session` is the agent's own id, empty for a line that is no session; `recorded` is the process that
+/// Claude Code's record of the session names, 0 where there is none. A window that is not known to be the right one is
+/// left alone. Thread: main thread. Returns at once; `done` is called once, maybe before that, and never after
+/// `context` has gone.
+void bringToFront(const QString &session, bool isCodex, pid_t recorded, QObject *context, const Done &done);
 
 } // namespace SessionTerminal

@@ -1,7 +1,6 @@
 #include "Plumtide/intake/HookEvent.h"
 
 #include "Plumtide/model/JsonMember.h"
-#include "Plumtide/model/WellFormed.h"
 #include "Plumtide/system/Characters.h"
 
 #include <algorithm>

@@ -33,6 +33,7 @@ void SessionFollower::read(const std::optional<QSet<QString>> &names)
     QStringList all = names ? names->values() : m_known.keys(); // of which some may be gone
     if (!names)
         all += QDir(m_folder).entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::Unsorted);
+    all.removeDuplicates();
     for (const QString &name : std::as_const(all)) {
         if (m_isStopping)
             return;

@@ -13,13 +13,14 @@ namespace {
 constexpr qint64 fadedAfterSeconds = 3600;
 constexpr qint64 stuckAfterSeconds = 1800;
 
+constexpr std::array idPrefixes{"cc-"_L1, "cx-"_L1}; // by TaskSource
 constexpr std::array statusTexts{"waiting"_L1, "running"_L1, "shelved"_L1, "done"_L1};
 constexpr std::array sourceTexts{"Claude"_L1, "Codex"_L1, "Other"_L1};
 
 template <typename Case, typename Texts>
-std::optional<Case> caseOf(const Texts &texts, const QString &text)
+std::optional<Case> caseOf(const Texts &texts, QStringView text)
 {
-    const auto found = std::ranges::find(texts, text);
+    const auto found = std::find(texts.begin(), texts.end(), text);
     return found == texts.end() ? std::nullopt : std::optional(static_cast<Case>(found - texts.begin()));
 }
 
@@ -34,14 +35,6 @@ std::optional<QDateTime> storedTimeFrom(const QString &text)
     // Qt's ISO parser alone would also take fractions, other zones and odd separators.
     const QDateTime time = QDateTime::fromString(text, Qt::ISODate).toUTC();
     return time.isValid() && storedTime(time) == text ? std::optional(time) : std::nullopt;
-}
-
-// Whether there is a value for the member, which it has then.
-template <typename T>
-bool assign(T &member, const std::optional<T> &value)
-{
-    member = value.value_or(member);
-    return value.has_value();
 }
 
 } // namespace
@@ -66,9 +59,14 @@ std::optional<TaskSource> taskSourceFrom(const QString &text)
     return caseOf<TaskSource>(sourceTexts, text);
 }
 
-bool AgentTask::isAgentLine() const
+QString AgentTask::idOf(TaskSource agent, const QString &session)
 {
-    return id.startsWith("cc-"_L1) || id.startsWith("cx-"_L1);
+    return idPrefixes.at(static_cast<std::size_t>(agent)) + session;
+}
+
+std::optional<TaskSource> AgentTask::agent() const
+{
+    return caseOf<TaskSource>(idPrefixes, QStringView(id).left(idPrefixes[0].size()));
 }
 
 bool AgentTask::isUrgent() const
@@ -113,40 +111,40 @@ QString shortAgo(const QDateTime &time, const QDateTime &now)
 
 QJsonObject toJson(const AgentTask &task)
 {
-    QJsonObject object{
-        {u"id"_s, task.id},
-        {u"title"_s, task.title},
-        {u"project"_s, task.project},
-        {u"source"_s, storedText(task.source)},
-        {u"status"_s, storedText(task.status)},
-        {u"purpose"_s, task.purpose},
-        {u"currentState"_s, task.currentState},
-        {u"tags"_s, QJsonArray::fromStringList(task.tags)},
-        {u"recentEvents"_s, QJsonArray::fromStringList(task.recentEvents)},
-        {u"updatedAt"_s, storedTime(task.updatedAt)},
-    };
-    if (task.waitingReason)
-        object.insert(u"waitingReason"_s, *task.waitingReason);
-    if (task.needsApproval)
-        object.insert(u"needsApproval"_s, *task.needsApproval);
-    if (task.titleEdited)
-        object.insert(u"titleEdited"_s, *task.titleEdited);
-    return object;
+    // An object does not take undefined values.
+    const auto value = [](const auto &field) { return field ? QJsonValue(*field) : QJsonValue(QJsonValue::Undefined); };
+    return {{u"id"_s, task.id},
+            {u"title"_s, task.title},
+            {u"project"_s, task.project},
+            {u"source"_s, storedText(task.source)},
+            {u"status"_s, storedText(task.status)},
+            {u"purpose"_s, task.purpose},
+            {u"currentState"_s, task.currentState},
+            {u"waitingReason"_s, value(task.waitingReason)},
+            {u"needsApproval"_s, value(task.needsApproval)},
+            {u"titleEdited"_s, value(task.titleEdited)},
+            {u"tags"_s, QJsonArray::fromStringList(task.tags)},
+            {u"recentEvents"_s, QJsonArray::fromStringList(task.recentEvents)},
+            {u"updatedAt"_s, storedTime(task.updatedAt)}};
 }
 
 std::optional<AgentTask> agentTaskFrom(const QJsonObject &object)
 {
     AgentTask task;
-    const auto text = [&object](QLatin1StringView key) { return object.value(key).toString(); };
     const auto read = [&object](QLatin1StringView key, auto &member) { return readMember(object.value(key), member); };
-    const bool isFit = read("id"_L1, task.id) && read("title"_L1, task.title) && read("project"_L1, task.project)
-        && assign(task.source, taskSourceFrom(text("source"_L1)))
-        && assign(task.status, agentTaskStatusFrom(text("status"_L1))) && read("purpose"_L1, task.purpose)
-        && read("currentState"_L1, task.currentState) && read("waitingReason"_L1, task.waitingReason)
-        && read("needsApproval"_L1, task.needsApproval) && read("titleEdited"_L1, task.titleEdited)
-        && read("tags"_L1, task.tags) && read("recentEvents"_L1, task.recentEvents)
-        && assign(task.updatedAt, storedTimeFrom(text("updatedAt"_L1)));
-    return isFit ? std::optional(task) : std::nullopt;
+    const std::optional<TaskSource> source = taskSourceFrom(object["source"_L1].toString());
+    const std::optional<AgentTaskStatus> status = agentTaskStatusFrom(object["status"_L1].toString());
+    const std::optional<QDateTime> updatedAt = storedTimeFrom(object["updatedAt"_L1].toString());
+    if (!source || !status || !updatedAt || !read("id"_L1, task.id) || !read("title"_L1, task.title)
+        || !read("project"_L1, task.project) || !read("purpose"_L1, task.purpose)
+        || !read("currentState"_L1, task.currentState) || !read("waitingReason"_L1, task.waitingReason)
+        || !read("needsApproval"_L1, task.needsApproval) || !read("titleEdited"_L1, task.titleEdited)
+        || !read("tags"_L1, task.tags) || !read("recentEvents"_L1, task.recentEvents))
+        return std::nullopt;
+    task.source = *source;
+    task.status = *status;
+    task.updatedAt = *updatedAt;
+    return task;
 }
 
 AgentTask storable(const AgentTask &task, const QDateTime &now)

@@ -46,8 +46,13 @@ struct AgentTask
 
     bool operator==(const AgentTask &) const = default;
 
-    /// Whether events keep this line up to date: its id begins with "cc-" or "cx-"; `source` does not matter.
-    [[nodiscard]] bool isAgentLine() const;
+    /// The id of a line of Claude Code or Codex; `session` is the agent's own id of its session.
+    [[nodiscard]] static QString idOf(TaskSource agent, const QString &session);
+    /// The agent whose events keep this line up to date, by the id; nothing for a line entered by hand.
+    [[nodiscard]] std::optional<TaskSource> agent() const;
+    [[nodiscard]] bool isAgentLine() const { return agent().has_value(); }
+    /// The agent's own id of the session; empty for a line entered by hand.
+    [[nodiscard]] QString session() const { return isAgentLine() ? id.sliced(3) : QString(); }
     /// It waits, and for the user: for a permission, or because the user entered it.
     [[nodiscard]] bool isUrgent() const;
     /// An agent's reply that has waited for more than an hour.

@@ -1,10 +1,16 @@
 #include "Plumtide/model/JsonMember.h"
 
-#include "Plumtide/model/WellFormed.h"
-
 #include <QJsonArray>
 
 #include <algorithm>
+
+QString wellFormed(const QString &text)
+{
+    if (text.isValidUtf16() && !text.contains(QChar::Null))
+        return text;
+    // The conversion to code points replaces lone surrogates.
+    return QString::fromStdU32String(text.toStdU32String()).replace(QChar::Null, QChar::ReplacementCharacter);
+}
 
 QJsonDocument readJson(QByteArray json)
 {

@@ -8,12 +8,16 @@
 
 #include <optional>
 
+/// `text` with every lone surrogate and every NUL replaced by U+FFFD: agents send lone surrogates as JSON escapes, and
+/// neither survives in UTF-8 files and C interfaces.
+[[nodiscard]] QString wellFormed(const QString &text);
+
 /// As QJsonDocument::fromJson, which drops a U+FEFF at the start of a text.
 [[nodiscard]] QJsonDocument readJson(QByteArray json);
 
 // Each of these reads one member of an object, and is false where that is missing or of another type.
 
-[[nodiscard]] bool readMember(const QJsonValue &value, QString &member); ///< Well formed (see WellFormed.h).
+[[nodiscard]] bool readMember(const QJsonValue &value, QString &member); ///< See wellFormed.
 [[nodiscard]] bool readMember(const QJsonValue &value, bool &member);
 [[nodiscard]] bool readMember(const QJsonValue &value, double &member);
 [[nodiscard]] bool readMember(const QJsonValue &value, QJsonObject &member);

@@ -8,11 +8,13 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-qsizetype count(const QList<AgentTask> &lines, LineRank rank, const QDateTime &now)
+// The section of a project that has this line alone.
+ProjectSection sectionOf(const AgentTask &line, const QDateTime &now)
 {
-    return std::ranges::count_if(lines, [&](const AgentTask &line) {
-        return line.status != AgentTaskStatus::done && lineRank(line, now) == rank;
-    });
+    const LineRank rank = lineRank(line, now);
+    if (rank == LineRank::quiet)
+        return ProjectSection::quiet;
+    return rank == LineRank::running ? ProjectSection::inProgress : ProjectSection::pending;
 }
 
 } // namespace
@@ -39,20 +41,22 @@ bool ProjectGroup::isUrgent() const
 
 ProjectSection ProjectGroup::section(const QDateTime &now) const
 {
-    if (count(lines, LineRank::urgent, now) + count(lines, LineRank::freshWaiting, now) > 0)
-        return ProjectSection::pending;
-    return count(lines, LineRank::running, now) > 0 ? ProjectSection::inProgress : ProjectSection::quiet;
+    ProjectSection first = ProjectSection::quiet;
+    for (const AgentTask &line : lines)
+        first = std::min(first, sectionOf(line, now));
+    return first;
 }
 
 QString ProjectGroup::summaryText(const QDateTime &now) const
 {
+    static const std::array suffixes{u" 条等你处理"_s, u" 条在跑"_s, u" 条没新动静"_s};
+    std::array<int, suffixes.size()> counts{};
+    for (const AgentTask &line : lines)
+        counts[static_cast<std::size_t>(sectionOf(line, now))] += line.status == AgentTaskStatus::done ? 0 : 1;
     QStringList parts;
-    const auto add = [&parts](qsizetype number, const QString &suffix) {
-        if (number > 0)
-            parts.append(QString::number(number) + suffix);
-    };
-    add(count(lines, LineRank::urgent, now) + count(lines, LineRank::freshWaiting, now), u" 条等你处理"_s);
-    add(count(lines, LineRank::running, now), u" 条在跑"_s);
-    add(count(lines, LineRank::quiet, now), u" 条没新动静"_s);
+    for (std::size_t i = 0; i < counts.size(); ++i) {
+        if (counts[i] > 0)
+            parts.append(QString::number(counts[i]) + suffixes[i]);
+    }
     return parts.join(u" · "_s);
 }

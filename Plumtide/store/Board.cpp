@@ -1,6 +1,7 @@
 #include "Plumtide/store/Board.h"
 
 using namespace Qt::StringLiterals;
+using Kind = Board::Notice::Kind;
 
 namespace {
 
@@ -16,7 +17,7 @@ constexpr qint64 purgeAge = 604'800; // a finished line is dropped after seven d
 
 std::optional<QString> squeezed(const std::optional<QString> &text, qsizetype max)
 {
-    return text ? HookEvent::squeeze(*text, max) : std::nullopt;
+    return HookEvent::squeeze(text.value_or(QString()), max);
 }
 
 std::optional<QString> promptTitle(const HookEvent &event)
@@ -24,29 +25,24 @@ std::optional<QString> promptTitle(const HookEvent &event)
     std::optional<QString> title = squeezed(event.prompt, titleLength);
     if (!title || title->startsWith("You are a helpful assistant"_L1))
         return std::nullopt;
-    // Counts characters, not code units: squeezing to one less cuts exactly those that are long enough.
+    // In user-perceived characters: only a title of at least this length is cut by one less.
     const bool isLongEnough = HookEvent::squeeze(*title, shortestTitle - 1) != title;
     return isLongEnough ? title : std::nullopt;
 }
 
-QString projectName(const std::optional<QString> &cwd)
+QString projectName(const QString &cwd)
 {
-    if (!cwd || cwd->isEmpty())
-        return u"未知项目"_s;
-    qsizetype end = cwd->size();
-    while (end > 1 && cwd->at(end - 1) == u'/')
-        --end;
-    const QString path = cwd->first(end);
-    return path == u"/"_s ? path : path.sliced(path.lastIndexOf(u'/') + 1);
+    const QString name = cwd.section(u'/', -1, -1, QString::SectionSkipEmpty);
+    return cwd.isEmpty() ? u"未知项目"_s : name.isEmpty() ? u"/"_s : name;
 }
 
 AgentTask newLine(const QString &id, const HookEvent &event)
 {
     AgentTask line;
     line.id = id;
-    line.project = projectName(event.cwd);
+    line.project = projectName(event.cwd.value_or(QString()));
     line.title = promptTitle(event).value_or(line.project);
-    line.source = event.isCodex() ? TaskSource::codex : TaskSource::claude;
+    line.source = line.agent().value_or(TaskSource::other);
     return line;
 }
 
@@ -61,18 +57,16 @@ QString described(const HookEvent &event)
 // Adds "HH:MM text", in the user's time zone.
 void addEvent(AgentTask &line, const QString &text, const QDateTime &at)
 {
-    // A list of its own: one that grows at its end and is cut at its front would never give back its memory.
-    QList<QString> kept = line.recentEvents.last(qMin(line.recentEvents.size(), mostRecentEvents - 1));
-    kept.append(at.toLocalTime().toString(u"HH:mm") + u' ' + text);
-    line.recentEvents = std::move(kept);
+    // A new list: one that is appended to and cut at its front never gives back its memory.
+    line.recentEvents = line.recentEvents.last(qMin(line.recentEvents.size(), mostRecentEvents - 1))
+        << at.toLocalTime().toString(u"HH:mm") + u' ' + text;
 }
 
-// What an event makes of its session's line, and what to notify before. False where it changes nothing.
+// Applies an event to its session's line. False if it changes nothing.
 bool change(AgentTask &line, const HookEvent &event, const QDateTime &now, QList<Board::Notice> &notices)
 {
     const QString &name = *event.hookEventName;
     const QDateTime at = event.date(now);
-    const QString tool = event.toolName.value_or(u"工具调用"_s);
     const auto become = [&line](AgentTaskStatus status, const QString &state, const std::optional<QString> &reason,
                                 std::optional<bool> needsApproval) {
         line.status = status;
@@ -80,10 +74,9 @@ bool change(AgentTask &line, const HookEvent &event, const QDateTime &now, QList
         line.waitingReason = reason;
         line.needsApproval = needsApproval;
     };
-    const auto followPrompt = [&] {
-        if (!line.titleEdited.value_or(false))
-            line.title = promptTitle(event).value_or(line.title);
-    };
+    const bool hasPrompt = name == EventName::prompt || name == "CodexTurnComplete"_L1;
+    if (hasPrompt && !line.titleEdited.value_or(false))
+        line.title = promptTitle(event).value_or(line.title);
 
     if (name == "SessionStart"_L1) {
         addEvent(line, u"会话恢复"_s, at);
@@ -91,16 +84,15 @@ bool change(AgentTask &line, const HookEvent &event, const QDateTime &now, QList
     }
     if (name == EventName::prompt) {
         become(AgentTaskStatus::running, u"正在处理你的请求"_s, {}, {});
-        followPrompt();
         addEvent(line, u"你说："_s + squeezed(event.prompt, titleLength).value_or(u"（空消息）"_s), at);
     } else if (name == EventName::request) {
         const QString what = described(event);
         if (!line.needsApproval.value_or(false))
-            notices.append({line.project, u"有个操作需要你确认："_s + what, u"approval-"_s + line.id});
+            notices.append({Kind::approval, line.id, line.project, u"有个操作需要你确认："_s + what});
         become(AgentTaskStatus::waiting, u"暂停中，等待你确认"_s, u"等你确认："_s + what, true);
         addEvent(line, u"请求审批 "_s + what, at);
     } else if (name == EventName::tool) {
-        become(AgentTaskStatus::running, u"正在处理："_s + tool, {}, {});
+        become(AgentTaskStatus::running, u"正在处理："_s + event.toolName.value_or(u"工具调用"_s), {}, {});
     } else if (name == EventName::stop) {
         become(AgentTaskStatus::waiting, u"回复好了"_s, u"等你看一眼。"_s, false);
     } else if (name == EventName::end) {
@@ -108,7 +100,6 @@ bool change(AgentTask &line, const HookEvent &event, const QDateTime &now, QList
         addEvent(line, u"会话结束"_s, at);
     } else if (name == "CodexTurnComplete"_L1) {
         become(AgentTaskStatus::waiting, u"Codex 这轮做完了"_s, u"Codex 回复好了，等你看一眼。"_s, false);
-        followPrompt();
         addEvent(line, u"Codex 回了："_s + squeezed(event.assistant, replyLength).value_or(u"（无内容）"_s), at);
     } else {
         return false;
@@ -117,70 +108,62 @@ bool change(AgentTask &line, const HookEvent &event, const QDateTime &now, QList
     return true;
 }
 
-// The session of Claude Code that may have ended without a word; nothing for any other line.
-std::optional<QString> quietSession(const AgentTask &line, const QDateTime &now)
-{
-    constexpr auto prefix = "cc-"_L1;
-    const bool isOpen = line.status == AgentTaskStatus::waiting || line.status == AgentTaskStatus::running;
-    if (!isOpen || !line.id.startsWith(prefix) || !isOlderThan(line.updatedAt, livenessAge, now))
-        return std::nullopt;
-    return line.id.sliced(prefix.size());
-}
-
 } // namespace
 
 Board::Changes Board::apply(const HookEvent &event, const QDateTime &now)
 {
     if (!event.hookEventName || !event.sessionId)
         return {};
-    const QString id = (event.isCodex() ? u"cx-"_s : u"cc-"_s) + *event.sessionId;
+    const QString id = AgentTask::idOf(event.isCodex() ? TaskSource::codex : TaskSource::claude, *event.sessionId);
     m_stuckNotified.remove(id);
-    const qsizetype place = placeOf(id);
-    const bool isKnown = place < lines().size();
+    const qsizetype index = indexOf(id);
+    const bool isKnown = index < lines().size();
     // Only a prompt, a request for approval or a Codex event puts a session on the board.
     if (!isKnown && event.hookEventName != EventName::prompt && event.hookEventName != EventName::request
         && !event.isCodex())
         return {};
     Changes changes;
-    AgentTask line = isKnown ? lines().at(place) : newLine(id, event);
+    AgentTask line = isKnown ? lines().at(index) : newLine(id, event);
     if (change(line, event, now, changes.notices))
-        changes.edits.append({place, std::move(line)});
+        changes.edits.append({index, std::move(line)});
     return changes;
 }
 
-Board::Changes Board::name(const HookEvent &request) const
+Board::Changes Board::showRequest(const HookEvent &request) const
 {
-    const qsizetype place = placeOf(u"cc-"_s + request.sessionId.value_or(QString()));
-    AgentTask line = lines().value(place);
+    const qsizetype index = indexOf(AgentTask::idOf(TaskSource::claude, request.sessionId.value_or(QString())));
+    AgentTask line = lines().value(index);
     const std::optional<QString> before = std::exchange(line.waitingReason, u"等你确认："_s + described(request));
     if (!line.needsApproval.value_or(false) || line.waitingReason == before)
         return {};
-    return {{}, {{place, std::move(line)}}};
+    return {{}, {{index, std::move(line)}}};
 }
 
 Board::Changes Board::sweep(const QDateTime &now, const std::function<bool(const QString &session)> &hasEnded)
 {
     Changes changes;
-    for (qsizetype place = 0; place < lines().size(); ++place) {
-        const AgentTask &line = lines().at(place);
+    for (qsizetype index = 0; index < lines().size(); ++index) {
+        const AgentTask &line = lines().at(index);
         if (line.isStuck(now) && !m_stuckNotified.contains(line.id)) {
             m_stuckNotified.insert(line.id);
             changes.notices.append(
-                {line.project, u"有个会话 30 分钟没动静了，可能卡住了，去看一眼。"_s, u"stuck-"_s + line.id});
+                {Kind::stuck, line.id, line.project, u"有个会话 30 分钟没动静了，可能卡住了，去看一眼。"_s});
         }
+        const bool isOpen = line.status == AgentTaskStatus::waiting || line.status == AgentTaskStatus::running;
+        const bool isQuiet = isOpen && isOlderThan(line.updatedAt, livenessAge, now);
         QString reason;
-        if (const auto session = quietSession(line, now); session && hasEnded(*session))
+        if (isQuiet && line.agent() == TaskSource::claude && hasEnded(line.session()))
             reason = u"会话已关闭"_s;
         else if (line.isStuck(now) && isOlderThan(line.updatedAt, idleAge, now))
             reason = u"长时间无动静，判定会话已结束"_s;
-        if (!reason.isEmpty()) {
-            // `updatedAt` stays: the days until the line is dropped count from its last event.
-            AgentTask closed = line;
-            closed.status = AgentTaskStatus::done;
-            changes.edits.append({place, closed});
-            addEvent(closed, reason, now);
-            changes.edits.append({place, std::move(closed)});
-        }
+        else
+            continue;
+        // `updatedAt` stays: the days until the line is dropped count from its last event.
+        AgentTask closed = line;
+        closed.status = AgentTaskStatus::done;
+        changes.edits.append({index, closed});
+        addEvent(closed, reason, now);
+        changes.edits.append({index, std::move(closed)});
     }
     return changes;
 }
@@ -197,17 +180,35 @@ QList<AgentTask> Board::linesToKeep(const QDateTime &now) const
 Board::Changes Board::upsert(AgentTask line, const QDateTime &now) const
 {
     line.updatedAt = now;
-    return {{}, {{placeOf(line.id), storable(line, now)}}};
+    return {{}, {{indexOf(line.id), storable(line, now)}}};
 }
 
-Board::Changes Board::setStatus(const QString &id, AgentTaskStatus status, const QDateTime &now) const
+Board::Changes Board::setStatus(const QString &id, AgentTaskStatus status, const QDateTime &now)
 {
-    const qsizetype place = placeOf(id);
-    if (place == lines().size())
+    const qsizetype index = indexOf(id);
+    if (index == lines().size())
         return {};
-    AgentTask set = lines().at(place);
+    AgentTask set = lines().at(index);
     set.status = status;
     AgentTask dated = set;
     dated.updatedAt = now;
-    return {{}, {{place, std::move(set)}, {place, std::move(dated)}}};
+    if (status == AgentTaskStatus::shelved || status == AgentTaskStatus::done)
+        m_undoSteps = m_undoSteps.last(qMin(m_undoSteps.size(), mostUndoSteps - 1))
+            << std::pair(lines().at(index), dated);
+    return {{}, {{index, std::move(set)}, {index, std::move(dated)}}};
+}
+
+Board::Changes Board::undo()
+{
+    while (!m_undoSteps.isEmpty()) {
+        if (const auto [before, after] = m_undoSteps.takeLast(); line(after.id) == after)
+            return {{}, {{indexOf(before.id), before}}};
+    }
+    return {};
+}
+
+std::optional<AgentTask> Board::undoable() const
+{
+    const Changes changes = Board(*this).undo();
+    return changes.edits.isEmpty() ? std::nullopt : std::optional(changes.edits.first().line);
 }

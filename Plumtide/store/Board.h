@@ -7,20 +7,29 @@
 
 #include <functional>
 
-/// The task lines, and what an event, a minute's sweep and the user make of them. It knows values and the time that it
-/// is told, and nothing else of the world.
-/// These functions only say how lines shall change; they change when each edit is handed to `take`, so that whoever
-/// keeps the board can announce a change before it is made and save it afterwards.
+/// The task lines, and the rules by which an event, the sweep of each minute and the user change them. It does no input
+/// or output and has no clock. Its functions only say how lines shall change; a line changes when the edit is handed to
+/// `applyEdit`, so that the caller can announce a change before it is made and save it afterwards.
 class Board : public TaskLines
 {
 public:
-    /// A notification for the user, which replaces an earlier one of the same id. Without a body it takes that one
-    /// back: what it said is no longer true.
+    /// A notification for the user, which replaces an earlier one of the same kind and line. Without a body it
+    /// withdraws that one.
     struct Notice
     {
-        QString title;
-        QString body;
-        QString id;
+        enum class Kind { approval, stuck };
+
+        Kind kind;
+        QString line; // the id of a line
+        QString title = {};
+        QString body = {};
+
+        /// The notification's id: "approval-" or "stuck-", and the id of the line.
+        [[nodiscard]] QString id() const
+        {
+            return QLatin1StringView(kind == Kind::stuck ? "stuck-" : "approval-") + line;
+        }
+        [[nodiscard]] static QString lineOf(const QString &id) { return id.section(u'-', 1); } ///< Its line's id.
     };
     struct Changes
     {
@@ -29,16 +38,21 @@ public:
     };
 
     [[nodiscard]] Changes apply(const HookEvent &event, const QDateTime &now);
-    /// Names `request` as what its line waits for, where the line waits for something else.
-    [[nodiscard]] Changes name(const HookEvent &request) const;
-    /// Warns of silent lines and closes those whose agent is gone. `hasEnded` is asked of sessions of Claude Code: true
-    /// where one is known to have no process any more.
+    /// Sets the waiting reason of a line that waits for an approval to `request`.
+    [[nodiscard]] Changes showRequest(const HookEvent &request) const;
+    /// Warns of silent lines and closes those whose agent is gone. `hasEnded` says of a session of Claude Code whether
+    /// its process is known to have ended.
     [[nodiscard]] Changes sweep(const QDateTime &now, const std::function<bool(const QString &session)> &hasEnded);
     [[nodiscard]] QList<AgentTask> linesToKeep(const QDateTime &now) const; ///< All but those that ended long ago.
 
     [[nodiscard]] Changes upsert(AgentTask line, const QDateTime &now) const;
-    [[nodiscard]] Changes setStatus(const QString &id, AgentTaskStatus status, const QDateTime &now) const;
+    [[nodiscard]] Changes setStatus(const QString &id, AgentTaskStatus status, const QDateTime &now);
+    [[nodiscard]] Changes undo();
+    [[nodiscard]] std::optional<AgentTask> undoable() const; ///< The line that the next `undo` restores, as it was.
 
 private:
-    QSet<QString> m_stuckNotified; // ids of lines that were warned of
+    static constexpr qsizetype mostUndoSteps = 10;
+
+    QList<std::pair<AgentTask, AgentTask>> m_undoSteps; // lines before and after a step, the latest at the end
+    QSet<QString> m_stuckNotified;                      // ids of lines that the user was warned of
 };

@@ -9,38 +9,22 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Takes out what is no longer open: the tool has run, or the user has gone on, who cannot while a dialog is up.
-void takeAnswered(QList<HookEvent> &requests, const HookEvent &event)
-{
-    const auto isOfTool = [&event](const HookEvent &request) {
-        return event.toolName == request.toolName && event.toolInputSummary() == request.toolInputSummary();
-    };
-    // The end of a subagent comes as a prompt, too.
-    const bool isByUser =
-        event.hookEventName == EventName::prompt && event.prompt && !event.prompt->startsWith("<task-notification>"_L1);
-    if (isByUser || event.hookEventName == EventName::end)
-        requests.clear();
-    else if (const auto request = std::ranges::find_if(requests, isOfTool);
-             event.hookEventName == EventName::tool && request != requests.end())
-        requests.erase(request);
-}
+constexpr auto questionTool = "AskUserQuestion"_L1;
+// What a record waits for.
+constexpr auto permission = "permission prompt"_L1;
+constexpr auto question = "input needed"_L1;
 
-bool hasStatus(const SessionRecord &record)
-{
-    return !record.status.isEmpty();
-}
+constexpr auto hasStatus = [](const SessionRecord &record) { return !record.status.isEmpty(); };
 
 } // namespace
 
-void ClaudeSessions::take(const SessionRecord &before, const SessionRecord &now)
+void ClaudeSessions::updateRecord(const SessionRecord &before, const SessionRecord &now)
 {
-    m_records.remove(before.sessionId, before);
+    m_records.remove(before.sessionId, {before});
     if (now.pid != 0)
-        m_records.insert(now.sessionId, now);
-    if (m_doubts.value(before.sessionId).record == before)
-        m_doubts.remove(before.sessionId);
+        m_records.insert(now.sessionId, {now});
     if (const auto requests = m_requests.find(now.sessionId); requests != m_requests.end()) {
-        requests->isUnknown = false;
+        requests->isNewerThanRecord = false;
         requests->areAnswered = requests->areAnswered || now.status != "waiting"_L1;
     }
 }
@@ -54,82 +38,104 @@ bool ClaudeSessions::hasEnded(const QString &session) const
 
 pid_t ClaudeSessions::process(const QString &session) const
 {
-    return find(session, [](const SessionRecord &) { return true; }).value_or(SessionRecord()).pid;
+    const KnownRecord *const record = find(session, [](const SessionRecord &) { return true; });
+    return record ? record->pid : 0;
 }
 
-bool ClaudeSessions::deny(const HookEvent &event)
+void ClaudeSessions::observe(const HookEvent &event)
 {
     const QString session = event.sessionId.value_or(QString());
     if (event.hookEventName == EventName::request) {
         Requests &requests = m_requests[session];
         // Without a record nobody says which of several is on the screen.
-        if (requests.areAnswered || !find(session, &hasStatus))
+        if (requests.areAnswered || !find(session, hasStatus))
             requests = {};
         requests.open.append(event);
-        requests.isUnknown = true;
+        requests.isNewerThanRecord = true;
     } else if (const auto requests = m_requests.find(session); requests != m_requests.end()) {
-        takeAnswered(requests->open, event);
-        if (requests->open.isEmpty())
+        const auto isOfTool = [&event](const HookEvent &request) {
+            return event.toolName == request.toolName && event.toolInputSummary() == request.toolInputSummary();
+        };
+        QList<HookEvent> &open = requests->open;
+        const auto answered = std::ranges::find_if(open, isOfTool);
+        if (event.hookEventName == EventName::tool && answered != open.end())
+            open.erase(answered);
+        // The user cannot prompt while a dialog is open. The end of a subagent comes as a prompt, too.
+        const bool isByUser = event.hookEventName == EventName::prompt && event.prompt
+            && !event.prompt->startsWith("<task-notification>"_L1);
+        if (open.isEmpty() || isByUser || event.hookEventName == EventName::end)
             m_requests.erase(requests);
     }
+}
+
+bool ClaudeSessions::shouldIgnore(const HookEvent &event) const
+{
+    const QString session = event.sessionId.value_or(QString());
+    const std::optional<AgentTask> line = m_lines.line(AgentTask::idOf(TaskSource::claude, session));
     const bool isTool = event.hookEventName == EventName::tool;
-    if (!(isTool || event.hookEventName == EventName::stop || event.hookEventName == EventName::prompt))
+    if (!(isTool || event.hookEventName == EventName::stop || event.hookEventName == EventName::prompt) || !line
+        || !line->isUrgent())
         return false;
-    const bool isUnknown = m_requests.contains(session) && m_requests.value(session).isUnknown;
-    const auto isOnScreen = [&](const SessionRecord &record) {
+    const bool isNewerThanRecord = m_requests.value(session).isNewerThanRecord;
+    return find(session, [&](const SessionRecord &record) {
         // The one event at which the record still tells of a dialog that is gone.
-        const bool isLate = isTool && event.toolName == "AskUserQuestion"_L1 && record.waitingFor == "input needed"_L1;
+        const bool isLate = isTool && event.toolName == questionTool && record.waitingFor == question;
         // Events have whole seconds.
         const bool isPast = event.tavvelTs && *event.tavvelTs < std::floor(record.since / 1000);
-        const bool isUp = record.status == "waiting"_L1 && !isLate && !isPast;
-        return (isUp || (isUnknown && hasStatus(record))) && lineOf(session).isUrgent();
-    };
-    return find(session, isOnScreen).has_value();
+        return (record.status == "waiting"_L1 && !isLate && !isPast) || (isNewerThanRecord && hasStatus(record));
+    });
 }
 
 std::optional<HookEvent> ClaudeSessions::requestOnScreen(const QString &session) const
 {
+    const KnownRecord *const record = find(session, hasStatus);
     const Requests requests = m_requests.value(session);
-    if (requests.open.isEmpty() || requests.areAnswered || !find(session, &hasStatus))
+    if (!record || requests.areAnswered)
         return std::nullopt;
-    return requests.open.first();
+    const auto isOfDialog = [record](const HookEvent &request) {
+        return record->status != "waiting"_L1
+            || record->waitingFor == (request.toolName == questionTool ? question : permission);
+    };
+    const auto first = std::ranges::find_if(requests.open, isOfDialog);
+    return first == requests.open.end() ? std::nullopt : std::optional(*first);
 }
 
-void ClaudeSessions::differ(const QString &session, const QDateTime &now)
+void ClaudeSessions::updateMismatch(const QString &session, const QDateTime &now)
 {
-    const auto differs = [&](const SessionRecord &record) { return missedEvent(record, now).has_value(); };
-    const std::optional<SessionRecord> record = find(session, differs);
-    const auto doubt = m_doubts.constFind(session);
-    if (record && (doubt == m_doubts.cend() || doubt->record != *record)) {
-        m_doubts.insert(session, {*record, now});
-        m_unsettled.enqueue({session, now});
-    } else if (!record && doubt != m_doubts.cend() && doubt->from.isValid()) {
-        m_doubts.erase(doubt);
+    for (auto [known, end] = m_records.equal_range(session); known != end; ++known) {
+        const bool differs = missedEvent(*known, now).has_value();
+        if (differs && known->mismatchSince.isNull()) {
+            known->mismatchSince = now;
+            m_unreported.enqueue({session, now});
+        } else if (!differs && !known->isReported) {
+            known->mismatchSince = {};
+        }
     }
 }
 
 std::optional<HookEvent> ClaudeSessions::nextMissedEvent(const QDateTime &now)
 {
-    while (!m_unsettled.isEmpty()) {
-        const auto [session, from] = m_unsettled.head();
-        if (from <= now && now < from.addDuration(moment)) // a clock that was set back ends the moment, too
+    while (!m_unreported.isEmpty()) {
+        const std::pair<QString, QDateTime> first = m_unreported.head();
+        const auto &[session, since] = first;
+        if (since <= now && now < since.addDuration(settleDelay)) // a clock that was set back ends the delay, too
             return std::nullopt;
-        m_unsettled.dequeue();
-        const auto doubt = m_doubts.find(session);
-        if (doubt == m_doubts.end() || doubt->from != from)
-            continue;
-        doubt->from = {};
-        const auto record = find(session, [&](const SessionRecord &known) { return known == doubt->record; });
-        std::optional<HookEvent> event = record ? missedEvent(*record, now) : std::nullopt;
+        m_unreported.dequeue();
+        const auto [begin, end] = m_records.equal_range(session);
+        const auto record = std::find_if(begin, end, [&first](const KnownRecord &known) {
+            return !known.isReported && known.mismatchSince == first.second;
+        });
+        std::optional<HookEvent> event = record == end ? std::nullopt : missedEvent(*record, now);
         if (!event)
             continue;
-        Requests &requests = m_requests[session];
+        record->isReported = true;
+        const bool needsTool = !event->toolName && record->waitingFor == permission;
         if (event->hookEventName != EventName::request) {
-            requests.areAnswered = true;
-        } else if (const auto use = event->toolName ? std::nullopt : openToolUse(m_transcripts, session)) {
+            m_requests.remove(session);
+        } else if (const auto use = needsTool ? openToolUse(m_transcripts, session) : std::nullopt) {
             event->toolName = use->toolName;
             event->toolInput = use->toolInput;
-            requests = {{*event}};
+            m_requests.insert(session, {{*event}});
         }
         return event;
     }
@@ -138,48 +144,42 @@ std::optional<HookEvent> ClaudeSessions::nextMissedEvent(const QDateTime &now)
 
 std::optional<QDateTime> ClaudeSessions::nextMissedAt() const
 {
-    return m_unsettled.isEmpty() ? std::nullopt : std::optional(m_unsettled.head().second.addDuration(moment));
-}
-
-AgentTask ClaudeSessions::lineOf(const QString &session) const
-{
-    AgentTask none;
-    none.status = AgentTaskStatus::done;
-    return m_lines.lines().value(m_lines.placeOf("cc-"_L1 + session), none);
+    return m_unreported.isEmpty() ? std::nullopt : std::optional(m_unreported.head().second.addDuration(settleDelay));
 }
 
 std::optional<HookEvent> ClaudeSessions::missedEvent(const SessionRecord &record, const QDateTime &now) const
 {
-    const AgentTask line = lineOf(record.sessionId);
-    const bool isRunning = line.status == AgentTaskStatus::running;
-    // The user's own menus are dialogs, too; between turns nothing else is.
+    const std::optional<AgentTask> line = m_lines.line(AgentTask::idOf(TaskSource::claude, record.sessionId));
+    const bool isRunning = line && line->status == AgentTaskStatus::running;
+    const bool isUrgent = line && line->isUrgent();
+    // Between turns the only dialogs are the user's own menus.
     const bool isReply =
-        line.status == AgentTaskStatus::waiting && !line.isUrgent() && record.waitingFor != "dialog open"_L1;
-    const Requests requests = m_requests.value(record.sessionId);
-    HookEvent event = requests.open.value(0); // for its tool
+        line && line->status == AgentTaskStatus::waiting && !isUrgent && record.waitingFor != "dialog open"_L1;
+    HookEvent event; // with the tool that a request has named
     if (record.status == "waiting"_L1 && (isRunning || isReply)) {
-        if (requests.areAnswered)
-            event = {};
+        event = requestOnScreen(record.sessionId).value_or(HookEvent());
         event.hookEventName = EventName::request;
-    } else if (record.status == "busy"_L1 && line.isUrgent())
+    } else if (record.status == "busy"_L1 && isUrgent) {
+        event = m_requests.value(record.sessionId).open.value(0);
         event.hookEventName = EventName::tool;
-    else if ((record.status == "idle"_L1 || record.status == "shell"_L1) && (isRunning || line.isUrgent()))
+    } else if ((record.status == "idle"_L1 || record.status == "shell"_L1) && (isRunning || isUrgent)) {
         event.hookEventName = EventName::stop;
-    else
+    }
+    if (!event.hookEventName || !m_processExists(record.pid, record.processStart))
         return std::nullopt;
     event.sessionId = record.sessionId;
     // When the record changed: the program may have been started long after that. No line grows older by it.
-    const auto changed = static_cast<double>(line.updatedAt.toMSecsSinceEpoch());
+    const auto changed = static_cast<double>(line->updatedAt.toMSecsSinceEpoch());
     event.tavvelTs = qMin(qMax(record.since, changed), static_cast<double>(now.toMSecsSinceEpoch())) / 1000;
     return event;
 }
 
 template <typename Predicate>
-std::optional<SessionRecord> ClaudeSessions::find(const QString &session, Predicate isWanted) const
+const ClaudeSessions::KnownRecord *ClaudeSessions::find(const QString &session, Predicate isWanted) const
 {
     const auto [begin, end] = m_records.equal_range(session);
     const auto found = std::find_if(begin, end, [&](const SessionRecord &record) {
         return isWanted(record) && m_processExists(record.pid, record.processStart);
     });
-    return found == end ? std::nullopt : std::optional(*found);
+    return found == end ? nullptr : &*found;
 }

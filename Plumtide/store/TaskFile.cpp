@@ -10,8 +10,6 @@
 
 #include <cerrno>
 
-#include <sys/stat.h>
-
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -34,16 +32,12 @@ TaskFile::TaskFile(QString path, const QStringList &flushWith)
 
 QList<AgentTask> TaskFile::load()
 {
-    Outcome<QByteArray> content = Files::read(m_path, largestFile);
-    if (!content) {
-        m_mustMoveAside = content.failure().code != ENOENT && content.failure().code != ENOTDIR;
-        return {};
-    }
-    if (std::optional<QList<AgentTask>> lines = decode(content.value()))
+    const Outcome<QByteArray> content = Files::read(m_path, largestFile);
+    if (std::optional<QList<AgentTask>> lines = content ? decode(content.value()) : std::nullopt)
         return *std::move(lines);
-    m_mustMoveAside = true;
-    // A failure is met again, and reported, by the first save.
-    [[maybe_unused]] const Outcome<void> moved = moveAside();
+    m_mustMoveAside = content || (content.failure().code != ENOENT && content.failure().code != ENOTDIR);
+    if (content)
+        (void)moveAside(); // the first save tries again what has failed, and reports it
     return {};
 }
 
@@ -51,9 +45,11 @@ Outcome<void> TaskFile::save(const QList<AgentTask> &lines)
 {
     if (Outcome<void> moved = moveAside(); !moved)
         return moved;
-    if (m_saved && lines.size() == m_texts.size() && identity() == m_saved)
-        return {};
-
+    if (m_isSaved) {
+        const Outcome<QByteArray> file = Files::read(m_path, largestFile);
+        if (file && file.value() == m_content)
+            return {};
+    }
     m_texts.resize(lines.size());
     m_content.resize(0);
     for (qsizetype i = 0; i < lines.size(); ++i) {
@@ -66,24 +62,15 @@ Outcome<void> TaskFile::save(const QList<AgentTask> &lines)
         return made;
     Outcome<void> written = Files::replace(m_path, m_content, {.flush = Files::Flush::Later});
     if (written) {
-        m_saved = identity();
+        m_isSaved = true;
         m_flush.written();
     }
     return written;
 }
 
-TaskFile::Identity TaskFile::identity() const
-{
-    struct stat status = {};
-    if (::stat(QFile::encodeName(m_path).constData(), &status) != 0)
-        return {};
-    return {static_cast<qint64>(status.st_dev), static_cast<qint64>(status.st_ino), status.st_size,
-            status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
-}
-
 void TaskFile::lineChanged(qsizetype index)
 {
-    m_saved.reset();
+    m_isSaved = false;
     if (index < m_texts.size())
         m_texts[index].clear();
 }
@@ -103,9 +90,8 @@ std::optional<QList<AgentTask>> TaskFile::decode(const QByteArray &content)
         return std::nullopt;
     QList<AgentTask> lines;
     const QJsonArray array = document.array();
-    lines.reserve(array.size());
     for (const QJsonValue element : array) {
-        std::optional<AgentTask> line = element.isObject() ? agentTaskFrom(element.toObject()) : std::nullopt;
+        std::optional<AgentTask> line = agentTaskFrom(element.toObject()); // none of what is no object
         if (!line)
             return std::nullopt;
         lines.append(*std::move(line));

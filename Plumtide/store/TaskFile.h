@@ -8,7 +8,6 @@
 #include <QList>
 #include <QString>
 
-#include <array>
 #include <optional>
 
 /// The stored task lines: `tasks.json`, one JSON array of records, pretty-printed with sorted keys.
@@ -26,12 +25,11 @@ public:
     /// second on) and counts as empty; so does one that cannot be read, which is moved aside before the first save.
     [[nodiscard]] QList<AgentTask> load();
 
-    /// Replaces the file, unless nothing has changed and it is still the one that was put there last. Before it, every
-    /// line that changed must have been named by `lineChanged`, or all of them by `linesChanged`; lines appended at the
-    /// end are noticed.
+    /// Replaces the file, unless nothing has changed and the file still has the content of the last save. Every changed
+    /// or appended line must have been named by `lineChanged` before, or all of them by `linesChanged`.
     Outcome<void> save(const QList<AgentTask> &lines);
     void lineChanged(qsizetype index);
-    void linesChanged() { m_texts.clear(), m_saved.reset(); }
+    void linesChanged() { m_texts.clear(), m_isSaved = false; }
 
     /// A save reaches the disk within a second by itself; this begins at once, and does not wait.
     void startFlushing() { m_flush.startFlushing(); }
@@ -41,16 +39,12 @@ public:
     [[nodiscard]] static std::optional<QList<AgentTask>> decode(const QByteArray &content);
 
 private:
-    /// Device, inode, size, and time of the last change in seconds and nanoseconds; zeros where there is no file.
-    using Identity = std::array<qint64, 5>;
-
-    [[nodiscard]] Identity identity() const;
     Outcome<void> moveAside();
 
     const QString m_path;
     DelayedFlush m_flush;
-    bool m_mustMoveAside = false;    // a file that was not understood is still in the way
-    std::optional<Identity> m_saved; // of the file that was put there last; none once a line has changed
-    QByteArrayList m_texts;          // the lines as saved last; an empty one must be encoded again
-    QByteArray m_content;            // kept for its memory
+    bool m_mustMoveAside = false; // a file that was not understood is still in the way
+    bool m_isSaved = false;       // no line has changed since the last save
+    QByteArrayList m_texts;       // the lines as saved last; an empty one must be encoded again
+    QByteArray m_content;         // of the last save
 };

@@ -8,31 +8,30 @@
 #include <tuple>
 
 /// All task lines in stored order, and the queries of the board (described at TaskStore's functions of the same names).
-/// The lines of each project are kept grouped: a query makes again only the groups of those projects of which a line
-/// has changed, or has faded since.
+/// The groups are cached: a query makes only those again in which a line has changed or faded.
 /// Thread: one at a time, also for the queries.
 class TaskLines
 {
 public:
-    /// The line that shall stand at `place`; one past the last line it is appended.
+    /// Sets the line at `index`; an index past the last line appends it.
     struct Edit
     {
-        qsizetype place;
+        qsizetype index;
         AgentTask line;
     };
-    /// They hold until a line changes or the next query is made.
+    /// The pointers are valid until the next query or change.
     using Sections = std::array<QList<const ProjectGroup *>, allProjectSections.size()>;
 
-    void take(const Edit &edit);
+    void applyEdit(const Edit &edit);
     void set(const QList<AgentTask> &lines);
     [[nodiscard]] const QList<AgentTask> &lines() const { return m_lines; }
-    /// Of the first line with this id; one past the last line when there is none.
-    [[nodiscard]] qsizetype placeOf(const QString &id) const { return m_places.value(id, m_lines.size()); }
+    /// Of the first line with this id; the number of lines when there is none.
+    [[nodiscard]] qsizetype indexOf(const QString &id) const { return m_indexes.value(id, m_lines.size()); }
 
     [[nodiscard]] std::optional<AgentTask> line(const QString &id) const
     {
-        const qsizetype place = placeOf(id);
-        return place < m_lines.size() ? std::optional(m_lines.at(place)) : std::nullopt;
+        const qsizetype index = indexOf(id);
+        return index < m_lines.size() ? std::optional(m_lines.at(index)) : std::nullopt;
     }
 
     [[nodiscard]] std::optional<TaskSource> sourceFilter() const { return m_sourceFilter; }
@@ -54,39 +53,35 @@ private:
         int urgent = 0; // whatever the filter says
         int idle = 0;
         std::array<int, allAgentTaskStatuses.size()> lines{}; // those that are not faded
-        /// Who of the waiting lines comes first: whether it is not urgent, since when it waits, its place.
+        /// The waiting line that comes first: whether it is not urgent, its last change, its index.
         std::tuple<bool, qint64, qsizetype> first{true, never, -1};
     };
+    /// The cached values hold for validFrom <= now <= validUntil. The defaults make them invalid at any time.
     struct Project
     {
-        QList<qsizetype> places; // of all its lines, ascending
-        ProjectGroup group;      // without lines where none is shown
-        ProjectSection section = ProjectSection::quiet;
-        bool isUrgent = false;
-        qint64 newest = longAgo; // change of a line of the group
+        QList<qsizetype> indexes; // of all its lines, ascending; not a cached value
+        ProjectGroup group;       // without lines where none is shown
+        /// Lower comes first: its section, whether it is not urgent, minus its last change, its name.
+        std::tuple<ProjectSection, bool, qint64, QString> order;
         Counts counts;
-        // Until when the last line faded, and until when no further one does. All but the places holds in between.
-        qint64 from = never;
-        qint64 until = longAgo;
+        qint64 validFrom = never; // when they were made
+        qint64 validUntil = longAgo;
     };
 
     static constexpr std::size_t at(AgentTaskStatus status) { return static_cast<std::size_t>(status); }
-    [[nodiscard]] bool passesFilter(const AgentTask &line) const
+    [[nodiscard]] bool isFilteredOut(const AgentTask &line) const
     {
-        return !m_sourceFilter || line.source == *m_sourceFilter;
+        return m_sourceFilter.value_or(line.source) != line.source;
     }
-    void file(qsizetype place);
-    void fileAnew();
-    [[nodiscard]] Project made(const Project &before, const QDateTime &now) const;
-    [[nodiscard]] const QHash<QString, Project> &projects(const QDateTime &now) const;
-    [[nodiscard]] const Counts &total(const QDateTime &now) const;
+    void indexLine(qsizetype index);
+    void rebuildIndex();
+    void regroup(Project &project, const QDateTime &now) const;
+    void updateCache(const QDateTime &now) const;
+    [[nodiscard]] const Counts &total(const QDateTime &now) const { return updateCache(now), m_all.counts; }
 
     QList<AgentTask> m_lines;
-    QHash<QString, qsizetype> m_places; // of the first line with an id
+    QHash<QString, qsizetype> m_indexes; // of the first line with an id
     std::optional<TaskSource> m_sourceFilter;
     mutable QHash<QString, Project> m_projects; // by name
-    // Of all projects.
-    mutable Counts m_total;
-    mutable qint64 m_from = longAgo;
-    mutable qint64 m_until = never;
+    mutable Project m_all; // of all projects: only the sum of the counts, and when all of them hold
 };

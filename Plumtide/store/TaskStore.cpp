@@ -4,6 +4,7 @@
 #include "Plumtide/store/Log.h"
 
 #include <QDeadlineTimer>
+#include <QScopedValueRollback>
 
 #include <algorithm>
 #include <cstdio>
@@ -25,7 +26,7 @@ TaskStore::TaskStore(Environment &environment, QObject *parent)
       m_environment(environment),
       m_tavvelDir(m_environment.home + u"/.tavvel"_s),
       m_sessions(m_board, m_environment.processExists, m_environment.home + u"/.claude/projects"_s),
-      m_file(tasksFile(), m_environment.defaults.paths())
+      m_file(m_tavvelDir + u"/tasks.json"_s, m_environment.defaults.paths())
 {
     m_board.set(m_file.load());
     qCDebug(storeLog) << "loaded" << tasks().size() << "lines";
@@ -36,7 +37,7 @@ TaskStore::~TaskStore()
 {
     m_events.close(); // first: the watcher may be waiting for room
     m_watcher.reset();
-    if (m_isBehind)
+    if (m_hasUnsavedChanges)
         save(); // the disk may have room again
     m_environment.defaults.retryWrite();
 }
@@ -56,130 +57,109 @@ void TaskStore::setSourceFilter(std::optional<TaskSource> source)
 
 void TaskStore::apply(const HookEvent &event)
 {
+    qCDebug(storeLog) << event.hookEventName.value_or(QString()) << "of" << event.sessionId.value_or(QString());
     if (event.hookEventName)
         markEventSeen(event.isCodex());
-    const bool isDenied = m_sessions.deny(event);
-    if (!isDenied)
-        applyAnyway(event);
-    if (isDenied || event.hookEventName == EventName::request) {
+    m_sessions.observe(event);
+    const bool isIgnored = m_sessions.shouldIgnore(event);
+    if (!isIgnored)
+        applyChanges(m_board.apply(event, now()));
+    if (isIgnored || event.hookEventName == EventName::request) {
         if (const std::optional<HookEvent> request = m_sessions.requestOnScreen(event.sessionId.value_or(QString())))
-            make(m_board.name(*request));
+            applyChanges(m_board.showRequest(*request));
     }
 }
 
-void TaskStore::applyAnyway(const HookEvent &event)
+void TaskStore::updateRecord(const SessionRecord &before, const SessionRecord &record)
 {
-    const Board::Changes changes = m_board.apply(event, now());
-    qCDebug(storeLog) << event.hookEventName.value_or(QString()) << "of" << event.sessionId.value_or(QString())
-                      << "changes" << changes.edits.size() << "lines";
-    make(changes);
+    m_sessions.updateRecord(before, record);
+    scheduleMismatchCheck(before.sessionId);
+    scheduleMismatchCheck(record.sessionId);
 }
 
-void TaskStore::takeRecord(const SessionRecord &before, const SessionRecord &record)
+void TaskStore::scheduleMismatchCheck(const QString &session)
 {
-    m_sessions.take(before, record);
-    compare(before.sessionId);
-    compare(record.sessionId);
+    m_sessions.updateMismatch(session, now());
+    startMissedTimer();
 }
 
-void TaskStore::compare(const QString &session)
+void TaskStore::startMissedTimer()
 {
-    m_sessions.differ(session, now());
-    if (!m_missedTimer.isActive())
-        waitForMissedEvents();
-}
-
-void TaskStore::waitForMissedEvents()
-{
-    // A little later: it is the user's clock that must have gone on, which may also have been set meanwhile.
-    if (const std::optional<QDateTime> due = m_sessions.nextMissedAt())
-        m_missedTimer.start(qBound(0ms, std::chrono::milliseconds(now().msecsTo(*due)), ClaudeSessions::moment + 0ms)
-                            + 50ms);
+    // The delay is measured on the user's clock, which may be set meanwhile: hence the bounds, and a little more.
+    if (const std::optional<QDateTime> due = m_sessions.nextMissedAt(); due && !m_missedTimer.isActive()) {
+        const std::chrono::milliseconds left(now().msecsTo(*due)), most = ClaudeSessions::settleDelay;
+        m_missedTimer.start(qBound(0ms, left, most) + 50ms);
+    }
 }
 
 void TaskStore::applyMissedEvents()
 {
     const QDeadlineTimer end(MainThreadQueue::turnBudget);
     while (const std::optional<HookEvent> event = m_sessions.nextMissedEvent(now())) {
-        qCDebug(storeLog) << "by the record of" << event->sessionId.value_or(QString());
-        applyAnyway(*event);
+        qCDebug(storeLog) << "a missed event, by the record of" << event->sessionId.value_or(QString());
+        applyChanges(m_board.apply(*event, now()));
         if (end.hasExpired())
-            return m_missedTimer.start(0ms); // the rest in the loop's next turn
+            return m_missedTimer.start(0ms); // the rest in the next turn of the event loop
     }
-    waitForMissedEvents();
+    startMissedTimer();
 }
 
-void TaskStore::catchUp()
+void TaskStore::giveDeferredNotices()
 {
-    const QMap<QString, Board::Notice> held = *std::exchange(m_held, std::nullopt);
-    for (const Board::Notice &notice : held)
+    const QMap<QString, Board::Notice> notices = *std::exchange(m_deferredNotices, std::nullopt);
+    for (const Board::Notice &notice : notices)
         notify(notice);
 }
 
 void TaskStore::sweep()
 {
-    make(m_board.sweep(now(), [this](const QString &session) { return m_sessions.hasEnded(session); }));
+    applyChanges(m_board.sweep(now(), [this](const QString &session) { return m_sessions.hasEnded(session); }));
     setLines(m_board.linesToKeep(now()));
-    m_environment.defaults.retryWrite(); // where it failed before
+    m_environment.defaults.retryWrite(); // if it has failed before
     if (m_watcher)
-        m_watcher->start(); // likewise
-    m_file.startFlushing(); // and not a second later: that would wake the program once more
-    // Ages and markings on the board depend on the time alone.
+        m_watcher->start(); // if it has failed before
+    m_file.startFlushing(); // at once, so that the flush needs no wake-up of its own
+    // What the views show depends also on the time.
     Q_EMIT objectWillChange();
 }
 
-void TaskStore::setStatus(const QString &id, AgentTaskStatus status)
+void TaskStore::applyChanges(const Board::Changes &changes)
 {
-    const Board::Changes changes = m_board.setStatus(id, status, now());
-    if (!changes.edits.isEmpty() && (status == AgentTaskStatus::shelved || status == AgentTaskStatus::done))
-        m_history.add(tasks().at(changes.edits.last().place), changes.edits.last().line);
-    make(changes);
-}
-
-void TaskStore::undo()
-{
-    if (const std::optional<AgentTask> line = m_history.take(m_board))
-        make({{}, {{m_board.placeOf(line->id), *line}}});
-}
-
-pid_t TaskStore::recordedProcess(const QString &id) const
-{
-    return id.startsWith("cc-"_L1) ? m_sessions.process(id.sliced(3)) : 0;
-}
-
-void TaskStore::make(const Board::Changes &changes)
-{
+    Q_ASSERT_X(!m_isApplying, "TaskStore", "changed from inside a change");
+    const QScopedValueRollback applying(m_isApplying, true);
     for (const Board::Notice &notice : changes.notices)
         notify(notice);
     for (const Board::Edit &edit : changes.edits) {
         Q_EMIT objectWillChange();
         qCDebug(storeLog) << edit.line.id << "is now" << storedText(edit.line.status);
-        const AgentTask before = tasks().value(edit.place, edit.line);
+        const AgentTask before = tasks().value(edit.index, edit.line);
         if (before.isUrgent() && !edit.line.isUrgent())
-            notify({{}, {}, u"approval-"_s + before.id});
-        // What a sweep has just warned of is to be seen, also where it ends the line.
-        const QString warning = u"stuck-"_s + before.id;
-        if (before.isStuck(now()) && !std::ranges::count(changes.notices, warning, &Board::Notice::id))
-            notify({{}, {}, warning});
-        m_board.take(edit);
-        m_file.lineChanged(edit.place);
+            notify({Board::Notice::Kind::approval, before.id});
+        // A warning of the same sweep stays, also if the sweep ends the line.
+        const Board::Notice warning{Board::Notice::Kind::stuck, before.id};
+        if (before.isStuck(now()) && !std::ranges::count(changes.notices, warning.id(), &Board::Notice::id))
+            notify(warning);
+        m_board.applyEdit(edit);
+        m_file.lineChanged(edit.index);
         save();
-        compare(edit.line.id.mid(3)); // only of "cc-" lines there are records
+        scheduleMismatchCheck(edit.line.session());
     }
 }
 
 void TaskStore::notify(const Board::Notice &notice)
 {
-    if (m_held)
-        return void(m_held->insert(notice.id, notice));
-    qCDebug(storeLog) << (notice.body.isEmpty() ? "withdraw" : "notify") << notice.id;
+    if (m_deferredNotices)
+        return void(m_deferredNotices->insert(notice.id(), notice));
+    qCDebug(storeLog) << (notice.body.isEmpty() ? "withdraw" : "notify") << notice.id();
     if (m_notify)
         m_notify(notice);
 }
 
 void TaskStore::setLines(const QList<AgentTask> &lines)
 {
+    Q_ASSERT_X(!m_isApplying, "TaskStore", "changed from inside a change");
     if (lines != m_board.lines()) {
+        const QScopedValueRollback applying(m_isApplying, true);
         Q_EMIT objectWillChange();
         m_board.set(lines);
         m_file.linesChanged();
@@ -190,8 +170,8 @@ void TaskStore::setLines(const QList<AgentTask> &lines)
 void TaskStore::save()
 {
     const Outcome<void> saved = m_file.save(m_board.lines());
-    m_isBehind = !saved;
-    if (m_isBehind)
+    m_hasUnsavedChanges = !saved;
+    if (!saved)
         std::fprintf(stderr, "Plumtide: 保存 tasks.json 失败 — %s\n", qUtf8Printable(saved.failure().sentence));
 }
 
@@ -199,25 +179,23 @@ void TaskStore::refreshEventState()
 {
     EventLog log(eventsFile(), 0, {});
     const auto visit = eventStateVisitor([this](bool isCodex) { markEventSeen(isCodex); });
-    while (visit && log.scanHistory(visit)) {
+    while (log.scanHistory(visit)) {
     }
 }
 
 std::function<bool(QByteArrayView)> TaskStore::eventStateVisitor(std::function<void(bool isCodex)> onSeen)
 {
-    if (hasSeenClaudeEvent() && hasSeenCodexEvent())
-        return {};
-    return [onSeen, isClaudeKnown = hasSeenClaudeEvent(), isCodexKnown = hasSeenCodexEvent()](auto line) mutable {
-        // Most logs hold only one tool's events. Once that tool is known, a line that does not even mention the
-        // other one (which JSON might write with an escape) need not be decoded.
-        if (isClaudeKnown && !line.contains("Codex") && !line.contains("\\u00"))
+    return [onSeen, isSeen = std::array{hasSeenClaudeEvent(), hasSeenCodexEvent()}](QByteArrayView line) mutable {
+        if (isSeen[0] && isSeen[1])
+            return false;
+        // Decoding takes long, and most logs hold only Claude Code's events. Once that is seen, only lines count that
+        // contain "Codex", which JSON may write with an escape.
+        if (isSeen[0] && !line.contains("Codex") && !line.contains("\\u00"))
             return true;
         const std::optional<HookEvent> event = HookEvent::decode(line);
-        if (!event || !event->hookEventName)
-            return true;
-        if (!std::exchange(event->isCodex() ? isCodexKnown : isClaudeKnown, true))
+        if (event && event->hookEventName && !std::exchange(isSeen[event->isCodex()], true))
             onSeen(event->isCodex());
-        return !isClaudeKnown || !isCodexKnown;
+        return true;
     };
 }
 
@@ -236,7 +214,7 @@ void TaskStore::markEventSeen(bool isCodex)
 
 std::optional<qint64> TaskStore::storedPosition() const
 {
-    constexpr double limit = 9223372036854775808.0; // 2^63: a file cannot be longer
+    constexpr double limit = 9223372036854775808.0; // 2^63, the first number that qint64 cannot hold
     const std::optional<double> offset = m_environment.defaults.number(offsetKey);
     if (!offset && !m_environment.defaults.isReadable())
         return std::nullopt;
@@ -248,18 +226,18 @@ void TaskStore::startWatching()
     // The queue and the watcher end with the store, so `this` outlives every call.
     const auto onEvent = [this](const std::optional<HookEvent> &event, qint64 position) {
         m_events.post([this, event, position] {
-            // In one turn, so that an end of the process at any other moment loses nothing. First, so that a kill
-            // between the two loses one event instead of applying it twice.
+            // Both in one turn: an end of the process between two turns loses no event. The position comes first: a
+            // kill between the two loses one event, and applies none twice.
             m_environment.defaults.setNumber(offsetKey, static_cast<double>(position));
             if (event)
                 apply(*event);
         });
     };
     const auto onRecord = [this](const SessionRecord &before, const SessionRecord &now) {
-        m_events.post([this, before, now] { takeRecord(before, now); });
+        m_events.post([this, before, now] { updateRecord(before, now); });
     };
-    const auto onCaughtUp = [this] { m_events.post([this] { catchUp(); }); };
-    const auto onHistory = eventStateVisitor( // on the watcher's thread: a log may have a gigabyte
+    const auto onCaughtUp = [this] { m_events.post([this] { giveDeferredNotices(); }); };
+    const auto onHistory = eventStateVisitor( // on the watcher's thread: a log may be long
         [this](bool isCodex) { m_events.post([this, isCodex] { markEventSeen(isCodex); }); });
     m_watcher =
         std::make_unique<EventWatcher>(eventsFile(), storedPosition(), m_environment.home + u"/.claude/sessions"_s,

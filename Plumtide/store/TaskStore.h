@@ -3,7 +3,6 @@
 #include "Plumtide/store/Board.h"
 #include "Plumtide/store/ClaudeSessions.h"
 #include "Plumtide/store/TaskFile.h"
-#include "Plumtide/store/UndoHistory.h"
 #include "Plumtide/system/Environment.h"
 #include "Plumtide/system/MainThreadQueue.h"
 
@@ -16,8 +15,8 @@
 
 class EventWatcher;
 
-/// The sole owner of all task lines: keeps the board in `tasks.json`, tells it the agents' events and the time, and
-/// announces and saves what comes of that.
+/// The owner of all task lines: loads and saves them, applies the agents' events and the user's changes, and announces
+/// each change.
 /// Thread: the main thread, for everything.
 /// Errors: none reach the caller. A save that fails is one line on standard error; the lines in memory stay, and are
 /// saved by the next change, the next sweep, or at the end.
@@ -28,7 +27,7 @@ class TaskStore final : public QObject
 public:
     static constexpr std::chrono::seconds sweepInterval{60};
 
-    /// Puts a notification in front of the user, or takes it back. Must return at once.
+    /// Shows or withdraws a notification. Must return at once, and not change the store.
     using Notify = std::function<void(const Board::Notice &notice)>;
 
     /// Loads `tasks.json`, and from the first turn of the event loop on follows the events log and sweeps. The process
@@ -38,12 +37,10 @@ public:
     /// and waits for the file to be on the disk.
     ~TaskStore() override;
 
-    /// Without it nothing is notified. Of what was in the log at the start, only what is still true at its end is.
+    /// Without it nothing is notified. Notices of events that were in the log at the start are deferred until all of
+    /// these are applied; only the last of each id is then given.
     void setNotify(Notify notify) { m_notify = std::move(notify); }
 
-    [[nodiscard]] const QString &tavvelDir() const { return m_tavvelDir; }
-    [[nodiscard]] QString tasksFile() const { return m_tavvelDir + QStringLiteral("/tasks.json"); }
-    [[nodiscard]] QString eventsFile() const { return m_tavvelDir + QStringLiteral("/events.jsonl"); }
 
     [[nodiscard]] const QList<AgentTask> &tasks() const { return m_board.lines(); } ///< All lines, in stored order.
     void setTasks(QList<AgentTask> tasks);
@@ -54,11 +51,12 @@ public:
     [[nodiscard]] bool hasSeenCodexEvent() const { return hasSeenEvent(true); }
 
     void apply(const HookEvent &event); ///< One event of the log: finds or makes its line and changes it.
-    /// What a record of Claude Code said and says now: for the sweep, and for what no event tells (see ClaudeSessions).
-    void takeRecord(const SessionRecord &before, const SessionRecord &record);
-    /// Makes lines agree with records from which they have differed for a moment; those that take too long, later.
+    /// What a record of Claude Code said and says now, see ClaudeSessions.
+    void updateRecord(const SessionRecord &before, const SessionRecord &record);
+    /// Makes lines agree with records from which they have differed for `ClaudeSessions::settleDelay`. What takes
+    /// longer than a turn of the event loop may is left for the next one.
     void applyMissedEvents();
-    [[nodiscard]] bool isCatchingUp() const { return m_held.has_value(); } ///< With what was in the log at the start.
+    [[nodiscard]] bool isCatchingUp() const { return m_deferredNotices.has_value(); } ///< With the log of the start.
     void refreshEventState(); ///< Looks for both tools in the whole log. For a process that does not follow it.
     void sweep();             ///< Warns of silent lines, closes those whose agent is gone, drops old ones.
 
@@ -72,53 +70,52 @@ public:
     /// The first of those that wait.
     [[nodiscard]] std::optional<AgentTask> firstWaiting() const { return m_board.firstWaiting(now()); }
     /// The lines that are not done, under the source filter, one group a project, by section: those with urgent lines
-    /// first, then the latest change first, then by name. The price is that of the projects, not of the lines. The
-    /// groups are there until the next query or change.
+    /// first, then the latest change first, then by name. O(projects). The pointers are valid until the next query or
+    /// change.
     [[nodiscard]] Board::Sections sections() const { return m_board.sections(now()); }
 
     /// Stores a line from the edit form, with the current time.
-    void upsert(AgentTask task) { make(m_board.upsert(std::move(task), now())); }
-    void setStatus(const QString &id, AgentTaskStatus status);
-    /// Takes the last shelving or ending of a line by `setStatus` back, of this run and as long as nothing else has
-    /// changed that line; the one before it is the next. Does nothing when there is none.
-    void undo();
-    [[nodiscard]] std::optional<AgentTask> undoable() const { return m_history.last(m_board); } ///< As `undo` makes it.
-    /// That Claude Code's record of the line's session names, while it lives; 0 when there is none.
-    [[nodiscard]] pid_t recordedProcess(const QString &id) const;
+    void upsert(AgentTask task) { applyChanges(m_board.upsert(std::move(task), now())); }
+    void setStatus(const QString &id, AgentTaskStatus in) { applyChanges(m_board.setStatus(id, in, now())); }
+    /// Undoes the last shelving or ending of a line by `setStatus` in this run that nothing else has changed since.
+    /// Does nothing when there is none.
+    void undo() { applyChanges(m_board.undo()); }
+    [[nodiscard]] std::optional<AgentTask> undoable() const { return m_board.undoable(); } ///< As after `undo`.
+    /// The live process that Claude Code's record of the line's session names; 0 when there is none.
+    [[nodiscard]] pid_t recordedProcess(const AgentTask &line) const { return m_sessions.process(line.session()); }
 
 Q_SIGNALS:
     void objectWillChange(); ///< Before each change of a published field, and at the end of each sweep.
 
 private:
     void save();
-    // Every change of a line; each saves.
-    void make(const Board::Changes &changes);
+    void applyChanges(const Board::Changes &changes); // saves after each edit
     void notify(const Board::Notice &notice);
     void setLines(const QList<AgentTask> &lines);
-    void compare(const QString &session);
-    void waitForMissedEvents();
-    void applyAnyway(const HookEvent &event);
-    void catchUp();
-    // None where both tools are known.
+    void scheduleMismatchCheck(const QString &session);
+    void startMissedTimer();
+    void giveDeferredNotices();
+    // For EventLog::lookBack, until both tools have been seen.
     [[nodiscard]] std::function<bool(QByteArrayView line)> eventStateVisitor(std::function<void(bool isCodex)> onSeen);
-    [[nodiscard]] std::optional<qint64> storedPosition() const; // in the log; nothing where it is not known
+    [[nodiscard]] std::optional<qint64> storedPosition() const; // in the log; nothing if unknown
     [[nodiscard]] bool hasSeenEvent(bool isCodex) const;
     void markEventSeen(bool isCodex);
     void startWatching();
+    [[nodiscard]] QString eventsFile() const { return m_tavvelDir + QStringLiteral("/events.jsonl"); }
     [[nodiscard]] QDateTime now() const { return m_environment.clock(); }
 
     Environment &m_environment;
     const QString m_tavvelDir;
     Notify m_notify;
-    std::optional<QMap<QString, Board::Notice>> m_held{std::in_place}; // by their ids, while it catches up
+    std::optional<QMap<QString, Board::Notice>> m_deferredNotices{std::in_place}; // by id; only while catching up
 
     Board m_board;
     ClaudeSessions m_sessions;
-    UndoHistory m_history;
-    bool m_isBehind = false; // the file, since the last save failed
+    bool m_hasUnsavedChanges = false; // since a save failed
+    bool m_isApplying = false;        // a change of the lines
 
     TaskFile m_file;
-    MainThreadQueue m_events; // on their way from the watcher's thread
+    MainThreadQueue m_events; // from the watcher's thread
     std::unique_ptr<EventWatcher> m_watcher;
     QTimer m_sweepTimer;
     QTimer m_missedTimer;

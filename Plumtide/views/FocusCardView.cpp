@@ -104,7 +104,7 @@ Drawing FocusCardView::compose(double width) const
     buttons.button(copy);
     buttons.button(smallButton(u"edit"_s, u"编辑"_s, task));
     // Codex lines are offered "完成" here, "归档" in their rows.
-    buttons.button(smallButton(u"close"_s, task.id.startsWith(u"cc-"_s) ? u"归档"_s : u"完成"_s, task));
+    buttons.button(smallButton(u"close"_s, task.agent() == TaskSource::claude ? u"归档"_s : u"完成"_s, task));
     y = buttons.place(drawing, {focusPadding + inside - buttons.size().width(), y}, inside).bottom();
 
     drawing.size = {width, std::round(y + focusPadding)};

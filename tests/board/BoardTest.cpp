@@ -33,8 +33,8 @@ public:
         restart();
         EXPECT_TRUE(waitUntil([this] { return !store->isCatchingUp(); }));
         store->setNotify([this](const Board::Notice &notice) {
-            say(notice.body.isEmpty() ? u"withdraws "_s + notice.id
-                                      : u"notifies "_s + notice.id + u": "_s + notice.title + u": "_s + notice.body);
+            say(notice.body.isEmpty() ? u"withdraws "_s + notice.id()
+                                      : u"notifies "_s + notice.id() + u": "_s + notice.title + u": "_s + notice.body);
         });
         QObject::connect(store.get(), &TaskStore::objectWillChange, [this] {
             EXPECT_TRUE(m_announced++ > 0 || store->tasks() == m_before) << "announced after the change";
@@ -192,7 +192,7 @@ private:
     }
 
     SessionFollower m_sessions{home.path(u".claude/sessions"_s),
-                               [this](const auto &before, const auto &now) { store->takeRecord(before, now); }};
+                               [this](const auto &before, const auto &now) { store->updateRecord(before, now); }};
     QMap<QString, std::pair<ProjectGroup, QString>> m_groups;
     QMap<QString, QJsonObject> m_board; // the lines by id, as they were shown last
     QList<AgentTask> m_before;

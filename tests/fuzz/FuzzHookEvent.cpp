@@ -1,6 +1,6 @@
 #include "Plumtide/intake/HookEvent.h"
 #include "Plumtide/intake/SessionFollower.h"
-#include "Plumtide/model/WellFormed.h"
+#include "Plumtide/model/JsonMember.h"
 
 #include <cstdint>
 #include <cstdlib>
