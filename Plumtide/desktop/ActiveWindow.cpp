@@ -6,8 +6,8 @@
 
 ActiveWindow::ActiveWindow(QObject *parent) : QObject(parent)
 {
-    if (xcb_connection_t *const connection = xcbConnection()) {
-        m_property = xcbAtom(connection, "_NET_ACTIVE_WINDOW");
+    if (const XcbConnection xcb; xcb) {
+        m_property = xcb.atom("_NET_ACTIVE_WINDOW");
         qApp->installNativeEventFilter(this); // Qt hears of the root window's properties
     }
 }

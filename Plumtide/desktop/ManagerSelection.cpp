@@ -6,23 +6,22 @@
 
 #include <xcb/xfixes.h>
 
-ManagerSelection::ManagerSelection(const QByteArray &name, QObject *parent) : QObject(parent)
+ManagerSelection::ManagerSelection(const char *name, QObject *parent) : QObject(parent)
 {
-    xcb_connection_t *const connection = xcbConnection();
-    if (!connection)
+    const XcbConnection xcb;
+    if (!xcb)
         return;
-    m_selection = xcbAtom(connection, name);
-    const xcb_query_extension_reply_t *const xfixes = xcb_get_extension_data(connection, &xcb_xfixes_id);
+    m_selection = xcb.atom(name);
+    const xcb_query_extension_reply_t *const xfixes = xcb_get_extension_data(xcb, &xcb_xfixes_id);
     if (xfixes && xfixes->present) {
         m_eventType = static_cast<uint8_t>(xfixes->first_event + XCB_XFIXES_SELECTION_NOTIFY);
-        xcb_xfixes_select_selection_input(connection, xcbRoot(connection), m_selection,
+        xcb_xfixes_select_selection_input(xcb, xcb.root(), m_selection,
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER
                                               | XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY
                                               | XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
         qApp->installNativeEventFilter(this);
     }
-    const auto question = xcb_get_selection_owner(connection, m_selection);
-    const XcbReply<xcb_get_selection_owner_reply_t> owner{xcb_get_selection_owner_reply(connection, question, nullptr)};
+    const auto owner = xcb.reply(xcb_get_selection_owner_reply, xcb_get_selection_owner(xcb, m_selection));
     m_isOwned = owner && owner->owner != XCB_WINDOW_NONE;
 }
 

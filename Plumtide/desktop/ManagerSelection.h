@@ -14,7 +14,7 @@ class ManagerSelection final : public QObject, private QAbstractNativeEventFilte
     Q_OBJECT
 
 public:
-    explicit ManagerSelection(const QByteArray &name, QObject *parent = nullptr);
+    explicit ManagerSelection(const char *name, QObject *parent = nullptr);
 
     [[nodiscard]] bool isOwned() const { return m_isOwned; }
 

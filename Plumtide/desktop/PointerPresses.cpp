@@ -8,9 +8,8 @@
 
 void PointerPresses::follow(bool isFollowing)
 {
-    xcb_connection_t *const connection = xcbConnection();
-    const xcb_query_extension_reply_t *const input =
-        connection ? xcb_get_extension_data(connection, &xcb_input_id) : nullptr;
+    const XcbConnection xcb;
+    const xcb_query_extension_reply_t *const input = xcb ? xcb_get_extension_data(xcb, &xcb_input_id) : nullptr;
     if (!input || !input->present)
         return;
     m_opcode = input->major_opcode; // kept: once the connection is broken, nobody says it any more
@@ -21,8 +20,8 @@ void PointerPresses::follow(bool isFollowing)
     } mask{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, 0};
     if (isFollowing)
         mask.bits = XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_RELEASE;
-    xcb_input_xi_select_events(connection, xcbRoot(connection), 1, &mask.head);
-    xcb_flush(connection);
+    xcb_input_xi_select_events(xcb, xcb.root(), 1, &mask.head);
+    xcb_flush(xcb);
     if (isFollowing)
         qApp->installNativeEventFilter(this);
     else
