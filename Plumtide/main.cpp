@@ -88,9 +88,9 @@ int main(int argc, char **argv)
     const bool isResetting = !isInstalling && !isRemoving && isAsked(PlumtideApp::resetFlag);
     PlumtideApp::removeTemporaries();
     const QByteArray token = takeStartupToken();
-    neverStartSessionBus();
+    preventBusAutolaunch();
     if (!isInstalling && !isRemoving) // which need no bus
-        leaveOutMuteSessionBus();
+        skipUnresponsiveBus();
     const std::unique_ptr<QCoreApplication> application =
         makeApplication(argv, isInstalling || isRemoving || isResetting);
     if (isInstalling)

@@ -1,6 +1,5 @@
 #include "Plumtide/app/MiniBoardWindow.h"
 
-#include "Plumtide/desktop/ActiveWindow.h"
 #include "Plumtide/desktop/FloatingWindow.h"
 
 #include <QGuiApplication>

@@ -38,8 +38,7 @@ bool waylandAnswers()
     return ::connect(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
 }
 
-// Loads it, since a plugin whose own libraries are missing ends the process as surely as a missing one. Qt
-// finds it loaded afterwards.
+// Loads the plugin, since Qt ends the process also over one whose own libraries are missing.
 bool hasPlugin(const QString &filePattern)
 {
     QStringList folders{qEnvironmentVariable("QT_QPA_PLATFORM_PLUGIN_PATH")};
@@ -54,9 +53,9 @@ bool hasPlugin(const QString &filePattern)
 
 } // namespace
 
-// On a thread of its own: looking the host up, connecting and the server's greeting can each take minutes,
-// and none of them can be told to hurry. A thread that is late is left behind; it owns all it uses.
-DisplayProbe::Server DisplayProbe::connectWithin(milliseconds patience)
+// Runs in a thread, since XCB has no timeout, and looking up the host, connecting and the server's answer can each take
+// minutes. A thread that is late is left alone; it owns all that it uses.
+DisplayProbe::Server DisplayProbe::connectWithin(milliseconds timeout)
 {
     std::promise<Server> promise;
     std::future<Server> answer = promise.get_future();
@@ -67,35 +66,35 @@ DisplayProbe::Server DisplayProbe::connectWithin(milliseconds patience)
     } catch (const std::system_error &) { // no more threads: no windows either
         return {};
     }
-    Server server = answer.wait_for(patience) == std::future_status::ready ? answer.get() : nullptr;
+    Server server = answer.wait_for(timeout) == std::future_status::ready ? answer.get() : nullptr;
     return server && !xcb_connection_has_error(server.get()) ? server : nullptr;
 }
 
-bool DisplayProbe::isUsable(const QByteArray &entry, milliseconds patience)
+bool DisplayProbe::isUsable(const QByteArray &entry, milliseconds timeout)
 {
     const QByteArray name = entry.split(':').first(); // parameters may follow
     if (name == "xcb") {
-        m_server = qEnvironmentVariableIsEmpty("DISPLAY") ? nullptr : connectWithin(patience);
+        m_server = qEnvironmentVariableIsEmpty("DISPLAY") ? nullptr : connectWithin(timeout);
         return m_server && hasPlugin(u"libqxcb.so"_s);
     }
     if (name.startsWith("wayland"))
         return waylandAnswers() && hasPlugin(u"libqwayland*.so"_s);
-    // Any other may need a device of its own.
+    // The others may need a device of their own.
     return (name == "offscreen" || name == "minimal" || name == "vnc")
         && hasPlugin(u"libq%1.so"_s.arg(QLatin1StringView(name)));
 }
 
-DisplayProbe::DisplayProbe(milliseconds patience)
+DisplayProbe::DisplayProbe(milliseconds timeout)
 {
     QList<QByteArray> candidates = qgetenv("QT_QPA_PLATFORM").split(';');
     for (const char *const usual : {"xcb", "wayland"}) {
-        if (!candidates.contains(usual)) // a dead display is waited for once
+        if (!candidates.contains(usual)) // so that a dead display is waited for once
             candidates.append(usual);
     }
-    const auto found = std::find_if(candidates.cbegin(), candidates.cend(),
-                                    [&](const QByteArray &candidate) { return isUsable(candidate, patience); });
-    if (found != candidates.cend())
-        m_platform = *found;
+    for (qsizetype at = 0; at < candidates.size() && m_platform.isEmpty(); ++at) {
+        if (isUsable(candidates[at], timeout))
+            m_platform = candidates[at];
+    }
 }
 
 void ignoreDesktopTheme()

@@ -11,13 +11,13 @@
 
 namespace {
 
-// The X server's pixels then belong to a compositor that counts in other ones.
+// There the compositor's pixels may differ from those of the X server.
 bool isWaylandSession()
 {
     return qgetenv("XDG_SESSION_TYPE") == "wayland" || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
 }
 
-// What the desktop's bars leave of all screens together, in the X server's pixels; empty if nobody says so.
+// Of all screens together, in the X server's pixels; empty where the window manager does not tell it.
 QRectF areaWithoutBars(const XcbConnection &xcb)
 {
     const auto area = xcb.numbers(xcb.root(), "_NET_WORKAREA");
@@ -25,8 +25,8 @@ QRectF areaWithoutBars(const XcbConnection &xcb)
     const auto screen = xcb.reply(xcb_get_geometry_reply, xcb_get_geometry(xcb, xcb.root()));
     if (area.size() < 4)
         return {};
-    // After a change of the scale, KWin under Wayland goes on counting by the scale before: 5.27 the desktop, 6.3 both.
-    // (At a login with a scale, it counts the desktop, which is then the smaller one, by none.)
+    // After a change of the scale, KWin under Wayland still gives numbers of the scale before: 5.27 of the desktop, 6.3
+    // of both. (At a login with a scale, those of the desktop are unscaled, and smaller.)
     const bool spansScreen = screen && (area[2] == screen->width || area[3] == screen->height);
     const bool fitsDesktop = desktop.size() >= 2 && desktop[0] >= area[2] && desktop[1] >= area[3];
     const bool isStale = isWaylandSession() && screen && !spansScreen && fitsDesktop;
@@ -49,8 +49,8 @@ void FloatingWindow::prepare(QWindow &window, const QByteArray &token)
                    XCB_PROP_MODE_APPEND);
     if (window.flags().testFlag(Qt::WindowDoesNotAcceptFocus)) {
         xcb.setNumbers(id, "_NET_WM_WINDOW_TYPE", XCB_ATOM_ATOM, {xcb.atom("_NET_WM_WINDOW_TYPE_UTILITY")});
-        // Qt (6.4 to 6.11) refuses only one of the two ways in which a window manager gives the focus (ICCCM, 4.1.7).
-        // By the other, xfwm4 4.20 and marco 1.26 would pass it on when a window closes, and then nobody would have it.
+        // Qt (6.4 to 6.11) refuses only one of the two ways of giving the focus to a window (ICCCM, 4.1.7). By the
+        // other, xfwm4 4.20 and marco 1.26 would give it to this one when another closes, and no window would have it.
         QList<uint32_t> protocols = xcb.numbers(id, "WM_PROTOCOLS");
         protocols.removeAll(xcb.atom("WM_TAKE_FOCUS"));
         xcb.setNumbers(id, "WM_PROTOCOLS", XCB_ATOM_ATOM, protocols);
@@ -96,7 +96,7 @@ void FloatingWindow::endStartup(const QByteArray &token)
     const XcbConnection xcb;
     if (!xcb || token.isEmpty())
         return;
-    // In pieces of 20 bytes with a zero at the end, from a window that names the sender and need not be mapped.
+    // Sent in pieces of 20 bytes, with a zero at the end. The window identifies the sender, and need not be mapped.
     const QByteArray text = "remove: ID=" + token + '\0';
     const xcb_window_t sender = xcb_generate_id(xcb);
     xcb_create_window(xcb, XCB_COPY_FROM_PARENT, sender, xcb.root(), 0, 0, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
@@ -129,13 +129,13 @@ QRect FloatingWindow::workArea(const QScreen &screen)
 {
     const QRect all = screen.geometry();
     QRect left = screen.availableGeometry();
-    // Read from the window manager, since Qt leaves the bars out of it where there are several screens.
+    // Asked of the window manager, since Qt ignores the bars where there are several screens.
     if (const XcbConnection xcb; xcb) {
         const double ratio = screen.devicePixelRatio();
         const QRectF part = QRectF(all.topLeft(), all.size() * ratio).intersected(areaWithoutBars(xcb));
         left = QRectF(all.topLeft() + (part.topLeft() - all.topLeft()) / ratio, part.size() / ratio).toRect();
     }
-    // A bar of Plasma 6 floats, but takes only as much of the screen as if it did not.
+    // The bars of Plasma 6 float, but reserve only their own height.
     constexpr int floatingGap = 8;
     if (qEnvironmentVariableIntValue("KDE_SESSION_VERSION") >= 6) {
         const auto gap = [](int bar) { return bar != 0 ? floatingGap : 0; };

@@ -1,8 +1,8 @@
 #include "Plumtide/desktop/SessionTerminal.h"
 
-#include "Plumtide/desktop/ActiveWindow.h"
 #include "Plumtide/desktop/Log.h"
 #include "Plumtide/desktop/Terminals.h"
+#include "Plumtide/desktop/XcbEvents.h"
 
 #include <QProcess>
 #include <QTimer>

@@ -28,8 +28,9 @@ XcbConnection::XcbConnection()
 {
     const auto *const application = qobject_cast<QGuiApplication *>(QCoreApplication::instance());
     const auto *const x11 = application ? application->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
-    if (x11 && xcb_connection_has_error(x11->connection()) == 0)
-        m_connection = x11->connection();
+    xcb_connection_t *const connection = x11 ? x11->connection() : nullptr; // null on "offscreen"
+    if (connection && xcb_connection_has_error(connection) == 0)
+        m_connection = connection;
 }
 
 xcb_window_t XcbConnection::root() const

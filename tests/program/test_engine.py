@@ -40,7 +40,8 @@ def take_notifications(home):
     """The log of a service that shows them, on a bus of its own."""
     log, home.environment['DBUS_SESSION_BUS_ADDRESS'] = home.folder / 'notified', f'unix:path={home.folder}/bus'
     run('dbus-daemon', '--session', '--fork', f'--address=unix:path={home.folder}/bus', env=home.environment)
-    home.start(sys.executable, '-m', 'dbusmock', '-t', 'notification_daemon', '-l', log)
+    home.start(sys.executable, '-m', 'dbusmock', '-t', 'notification_daemon', '-l', log,
+               '-p', '{"capabilities": "actions"}')
     return until(lambda: log.exists() and log, 'notifications are taken')
 
 
@@ -162,6 +163,7 @@ class EngineTest(unittest.TestCase):
                 home.log(event('nobody', 'Stop'))
                 until(is_seen, f'what comes after {time_passed}')
         self.assertEqual(notified.read_text().count(' Notify '), 1)
+        self.assertIn('["session", "前往会话"]', notified.read_text())  # without windows there is no other action
 
     def test_ten_sessions_that_ask_and_are_broken_off_without_an_event_are_told_right_by_their_records(self):
         home, sessions = self.home, [f's{number}' for number in range(10)]
