@@ -6,10 +6,10 @@
 #include "Plumtide/desktop/Instance.h"
 #include "Plumtide/desktop/Notifier.h"
 #include "Plumtide/desktop/SessionTerminal.h"
+#include "Plumtide/hooks/HookDiagnostics.h"
 #include "Plumtide/hooks/HookFiles.h"
 #include "Plumtide/hooks/HooksInstaller.h"
 #include "Plumtide/hooks/HooksRemoval.h"
-#include "Plumtide/hooks/Silence.h"
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/system/Files.h"
 #include "Plumtide/system/TerminationSignals.h"
@@ -93,8 +93,8 @@ int PlumtideApp::installHooks()
         std::puts(qUtf8Printable(installer.message().value_or(QString())));
         std::fflush(stdout);
     }
-    for (const QString &reason : reasonsForSilence(Environment::realHome()))
-        std::fprintf(stderr, "Plumtide: %s\n", qUtf8Printable(reason));
+    for (const QString &problem : hookProblems(Environment::realHome()))
+        std::fprintf(stderr, "Plumtide: %s\n", qUtf8Printable(problem));
     return 0;
 }
 
