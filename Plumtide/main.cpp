@@ -38,12 +38,12 @@ std::unique_ptr<QCoreApplication> makeApplication(char **argv, bool isWithoutWin
     static int argc = 1;
     if (isWithoutWindows)
         return std::make_unique<QCoreApplication>(argc, argv);
-    const DisplayProbe display; // goes after Qt has connected, too
-    if (display.platform().isEmpty()) {
+    const UsableDisplay display = findDisplay(); // kept until Qt has connected
+    if (display.platform.isEmpty()) {
         std::fputs("Plumtide: 没有可用的图形界面，在后台继续运行，不显示窗口。\n", stderr);
         return std::make_unique<QCoreApplication>(argc, argv);
     }
-    qputenv("QT_QPA_PLATFORM", display.platform());
+    qputenv("QT_QPA_PLATFORM", display.platform);
     ignoreDesktopTheme();
     QGuiApplication::setDesktopFileName(QCoreApplication::applicationName());
     QApplication::setStyle(QStringLiteral("Fusion"));
@@ -52,7 +52,7 @@ std::unique_ptr<QCoreApplication> makeApplication(char **argv, bool isWithoutWin
     // A session that starts what ran at its end would start it beside the user's own entry (KDE 5.27).
     QObject::connect(application.get(), &QGuiApplication::saveStateRequest, application.get(),
                      [](QSessionManager &session) { session.setRestartHint(QSessionManager::RestartNever); });
-    qCDebug(desktopLog) << "display platform:" << display.platform();
+    qCDebug(desktopLog) << "display platform:" << display.platform;
     return application;
 }
 

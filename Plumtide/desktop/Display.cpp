@@ -11,6 +11,7 @@
 #include <xcb/xcb.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <future>
 #include <system_error>
@@ -18,7 +19,7 @@
 #include <utility>
 
 using namespace Qt::StringLiterals;
-using std::chrono::milliseconds;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -51,12 +52,11 @@ bool hasPlugin(const QString &filePattern)
     });
 }
 
-} // namespace
-
 // Runs in a thread, since XCB has no timeout, and looking up the host, connecting and the server's answer can each take
 // minutes. A thread that is late is left alone; it owns all that it uses.
-DisplayProbe::Server DisplayProbe::connectWithin(milliseconds timeout)
+std::shared_ptr<xcb_connection_t> connectToServer()
 {
+    using Server = std::shared_ptr<xcb_connection_t>;
     std::promise<Server> promise;
     std::future<Server> answer = promise.get_future();
     try {
@@ -66,35 +66,32 @@ DisplayProbe::Server DisplayProbe::connectWithin(milliseconds timeout)
     } catch (const std::system_error &) { // no more threads: no windows either
         return {};
     }
-    Server server = answer.wait_for(timeout) == std::future_status::ready ? answer.get() : nullptr;
-    return server && !xcb_connection_has_error(server.get()) ? server : nullptr;
+    Server server = answer.wait_for(2s) == std::future_status::ready ? answer.get() : nullptr;
+    return server && xcb_connection_has_error(server.get()) == 0 ? server : nullptr;
 }
 
-bool DisplayProbe::isUsable(const QByteArray &entry, milliseconds timeout)
-{
-    const QByteArray name = entry.split(':').first(); // parameters may follow
-    if (name == "xcb") {
-        m_server = qEnvironmentVariableIsEmpty("DISPLAY") ? nullptr : connectWithin(timeout);
-        return m_server && hasPlugin(u"libqxcb.so"_s);
-    }
-    if (name.startsWith("wayland"))
-        return waylandAnswers() && hasPlugin(u"libqwayland*.so"_s);
-    // The others may need a device of their own.
-    return (name == "offscreen" || name == "minimal" || name == "vnc")
-        && hasPlugin(u"libq%1.so"_s.arg(QLatin1StringView(name)));
-}
+} // namespace
 
-DisplayProbe::DisplayProbe(milliseconds timeout)
+UsableDisplay findDisplay()
 {
     QList<QByteArray> candidates = qgetenv("QT_QPA_PLATFORM").split(';');
     for (const char *const usual : {"xcb", "wayland"}) {
         if (!candidates.contains(usual)) // so that a dead display is waited for once
             candidates.append(usual);
     }
-    for (qsizetype at = 0; at < candidates.size() && m_platform.isEmpty(); ++at) {
-        if (isUsable(candidates[at], timeout))
-            m_platform = candidates[at];
+    for (const QByteArray &platform : std::as_const(candidates)) {
+        const QByteArray name = platform.split(':').first(); // parameters may follow
+        if (name == "xcb" && !qEnvironmentVariableIsEmpty("DISPLAY")) {
+            if (const auto server = connectToServer(); server && hasPlugin(u"libqxcb.so"_s))
+                return {platform, server};
+        } else if (name.startsWith("wayland") && waylandAnswers() && hasPlugin(u"libqwayland*.so"_s)) {
+            return {platform};
+        } else if ((name == "offscreen" || name == "minimal" || name == "vnc") // others may need a device of their own
+                   && hasPlugin(u"libq%1.so"_s.arg(QLatin1StringView(name)))) {
+            return {platform};
+        }
     }
+    return {};
 }
 
 void ignoreDesktopTheme()

@@ -28,9 +28,7 @@ struct TerminalLink
 struct Command;
 
 /// The step is for another kind of terminal: the next one is tried.
-struct NoMatch
-{
-};
+using NoMatch = std::monostate;
 
 /// The window is active; or it was asked to be, and is as soon as `isActive` says so.
 struct Activated

@@ -141,9 +141,9 @@ bool removeScript(Json &hooks)
     bool isChanged = false;
     const auto isLeftEmpty = [&](Json &entry) {
         const auto list = entry.find("hooks");
-        if (list == entry.end() || !isArrayOfObjects(*list) || std::none_of(list->begin(), list->end(), runsScript))
+        if (list == entry.end() || !isArrayOfObjects(*list)
+            || std::erase_if(list->get_ref<Json::array_t &>(), runsScript) == 0)
             return false;
-        list->erase(std::remove_if(list->begin(), list->end(), runsScript), list->end());
         isChanged = true;
         return list->empty();
     };
@@ -217,13 +217,8 @@ Result remove(const QByteArray &settings)
 
 QString shellCommand(const QString &path)
 {
-    const auto isPlain = [](QChar c) {
-        return c.unicode() >= 0x80 || (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9')
-            || QStringView(u"/._-+,:@%=").contains(c);
-    };
-    if (std::all_of(path.begin(), path.end(), isPlain))
-        return path;
-    return u'\'' + QString(path).replace(u'\'', u"'\\''"_s) + u'\'';
+    static const QRegularExpression special(uR"([^\w\x{80}-\x{10FFFF}/.+,:@%=-])"_s);
+    return path.contains(special) ? u'\'' + QString(path).replace(u'\'', u"'\\''"_s) + u'\'' : path;
 }
 
 } // namespace ClaudeSettings

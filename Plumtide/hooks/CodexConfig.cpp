@@ -191,11 +191,8 @@ QByteArray notifyLine(const QStringList &command)
 QStringList tomlStringElements(const QString &line)
 {
     QStringList elements;
-    QString element;
-    bool isInArray = false;
-    bool isEscaped = false;
+    bool isInArray = false, isEscaped = false;
     QChar openQuote; // null outside of strings
-
     qsizetype at = 0;
     for (const qsizetype end : characterEnds(line, line.size())) {
         const QStringView character = QStringView(line).sliced(at, end - at);
@@ -207,19 +204,16 @@ QStringList tomlStringElements(const QString &line)
         } else if (openQuote.isNull()) {
             if (single == u']')
                 return elements;
-            if (single == u'"' || single == u'\'')
+            if (single == u'"' || single == u'\'') {
                 openQuote = single;
-        } else if (isEscaped) {
-            element += character;
-            isEscaped = false;
-        } else if (single == u'\\' && openQuote == u'"') {
-            isEscaped = true;
-        } else if (single == openQuote) {
-            elements.append(element);
-            element.clear();
+                elements.append(QString());
+            }
+        } else if (!isEscaped && single == openQuote) {
             openQuote = QChar();
         } else {
-            element += character;
+            isEscaped = !isEscaped && single == u'\\' && openQuote == u'"';
+            if (!isEscaped)
+                elements.last() += character;
         }
     }
     return {};

@@ -27,13 +27,13 @@ Content originalOf(const QString &path, const QString &kept)
 struct Removed
 {
     QString sentence;
-    bool isComplete = false; // the tool's file does not name the script
+    bool isComplete = false; // no file of the tool names the script
 };
 
-// Restores the tool's file. `withoutEntries` removes our entries from a content, `withEntries` adds them.
-template <typename WithoutEntries, typename WithEntries>
+// Restores the tool's file. `edited` is what our edit has made of `original`; `withoutEntries` removes our entries.
+template <typename WithoutEntries>
 Removed uninstall(const QString &tool, const QString &done, const QString &path, const Content &original,
-                  const QString &script, const WithoutEntries &withoutEntries, const WithEntries &withEntries)
+                  const Content &edited, const QString &script, const WithoutEntries &withoutEntries)
 {
     bool isChanged = false;
     const auto edit = [&](const Content &content) -> Outcome<Content> {
@@ -41,7 +41,7 @@ Removed uninstall(const QString &tool, const QString &done, const QString &path,
         if (!content)
             return Content();
         Outcome<QByteArray> wanted = withoutEntries(*content);
-        if (original && original != content && withEntries(*original) == content) // unchanged since our edit
+        if (original && original != content && edited == content)
             wanted = *original;
         if (!wanted)
             return wanted.failure();
@@ -50,53 +50,54 @@ Removed uninstall(const QString &tool, const QString &done, const QString &path,
     };
     if (const Outcome<void> changed = HookFiles::change(path, edit); !changed)
         return {u"%1 取消接入失败：%2"_s.arg(tool, changed.failure().sentence)};
-    if (contentAt(path).value_or(QByteArray()).contains(script.toUtf8()))
-        return {u"%1 里还有 Plumtide 认不出的 %2，没有动它：请自己删掉。"_s.arg(path, script)};
+    const QDir folder = QFileInfo(path).dir();
+    const QString name = QFileInfo(path).fileName();
+    for (const QFileInfo &file : folder.entryInfoList({name, u"*."_s + name}, QDir::Files)) { // with Codex's profiles
+        if (contentAt(file.filePath()).value_or(QByteArray()).contains(script.toUtf8()))
+            return {u"%1 里还有 Plumtide 认不出的 %2，没有动它：请自己删掉。"_s.arg(file.filePath(), script)};
+    }
     return {isChanged ? done : u"%1 没有接入，没有改动。"_s.arg(tool), true};
 }
 
 Removed removeClaude(const QString &home)
 {
-    const auto contentOr = [](const ClaudeSettings::Result &result) -> Outcome<QByteArray> {
-        if (const auto *content = std::get_if<QByteArray>(&result))
-            return *content;
-        const auto *failure = std::get_if<Failure>(&result);
-        return failure ? *failure : Failure{u"settings.json 不是常规格式，没有改动。"_s};
-    };
-    const QString command = ClaudeSettings::shellCommand(home + HookFiles::claudeScript);
     const QString path = home + HookFiles::claudeSettings;
-    return uninstall(
-        u"Claude Code"_s, u"Claude Code 取消接入了。"_s, path, originalOf(path, home + HookFiles::claudeOriginal),
-        HookFiles::claudeScript, [&](const QByteArray &content) { return contentOr(ClaudeSettings::remove(content)); },
-        [&](const QByteArray &content) {
-            const Outcome<QByteArray> edited = contentOr(ClaudeSettings::edit(content, command));
-            return edited ? Content(edited.value()) : Content();
-        });
+    const Content original = originalOf(path, home + HookFiles::claudeOriginal);
+    const ClaudeSettings::Result edit = ClaudeSettings::edit(
+        original.value_or(QByteArray()), ClaudeSettings::shellCommand(home + HookFiles::claudeScript));
+    const auto *edited = std::get_if<QByteArray>(&edit);
+    return uninstall(u"Claude Code"_s, u"Claude Code 取消接入了。"_s, path, original,
+                     edited ? Content(*edited) : Content(), HookFiles::claudeScript,
+                     [](const QByteArray &content) -> Outcome<QByteArray> {
+                         const ClaudeSettings::Result result = ClaudeSettings::remove(content);
+                         if (const auto *without = std::get_if<QByteArray>(&result))
+                             return *without;
+                         const auto *failure = std::get_if<Failure>(&result);
+                         return failure ? *failure : Failure{u"settings.json 不是常规格式，没有改动。"_s};
+                     });
 }
 
 Removed removeCodex(const QString &home)
 {
     const QString path = home + HookFiles::codexConfig;
     const Content original = originalOf(path, home + HookFiles::codexOriginal);
-    // The original line, as long as its words are still those that our script runs.
     QStringList forwarded =
         QString::fromUtf8(contentAt(home + HookFiles::codexForward).value_or(QByteArray())).split(u'\n');
     if (forwarded.last().isEmpty()) // behind the last line feed
         forwarded.removeLast();
+    // The original line, as long as its words are still those that our script runs.
     QByteArray previous = CodexConfig::notifyLine(original.value_or(QByteArray()));
     if (CodexConfig::tomlStringElements(QString::fromUtf8(previous)) != forwarded)
         previous = forwarded.isEmpty() ? QByteArray() : CodexConfig::notifyLine(forwarded);
-    return uninstall(
-        u"Codex"_s,
-        previous.isEmpty() ? u"Codex 取消接入了，重启 Codex 后就生效。"_s
-                           : u"Codex 取消接入了，原来的通知也放回去了。重启 Codex 后就生效。"_s,
-        path, original, HookFiles::codexScript,
-        [&](const QByteArray &content) { return CodexConfig::remove(content, previous); },
-        [&](const QByteArray &content) {
-            const CodexConfig::Result result = CodexConfig::edit(content, home + HookFiles::codexScript);
-            const auto *edit = std::get_if<CodexConfig::Edit>(&result);
-            return edit && edit->previousCommand == forwarded ? Content(edit->content) : Content();
-        });
+    const CodexConfig::Result result =
+        CodexConfig::edit(original.value_or(QByteArray()), home + HookFiles::codexScript);
+    const auto *edit = std::get_if<CodexConfig::Edit>(&result);
+    return uninstall(u"Codex"_s,
+                     previous.isEmpty() ? u"Codex 取消接入了，重启 Codex 后就生效。"_s
+                                        : u"Codex 取消接入了，原来的通知也放回去了。重启 Codex 后就生效。"_s,
+                     path, original, edit && edit->previousCommand == forwarded ? Content(edit->content) : Content(),
+                     HookFiles::codexScript,
+                     [&](const QByteArray &content) { return CodexConfig::remove(content, previous); });
 }
 
 } // namespace
