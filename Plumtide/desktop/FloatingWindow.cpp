@@ -73,7 +73,7 @@ void FloatingWindow::putOnAllDesktops(QWindow &window)
     xcb.send(id, "_NET_WM_STATE", {.data32 = {xcb.removeState, attention, 0, xcb.fromApplication}});
 }
 
-void FloatingWindow::takeClicksIn(QWindow &window, const QRect &area)
+void FloatingWindow::setInputRegion(QWindow &window, const QRect &area)
 {
     const XcbConnection xcb;
     if (!xcb)
@@ -145,7 +145,7 @@ QRect FloatingWindow::workArea(const QScreen &screen)
     return left.width() * 2 > all.width() && left.height() * 2 > all.height() ? left : all;
 }
 
-bool FloatingWindow::isHeldByUser()
+bool FloatingWindow::isButtonOrModifierDown()
 {
     const XcbConnection xcb;
     if (!xcb)

@@ -14,12 +14,13 @@ namespace FloatingWindow {
 /// asks for the window; with it the window may take the focus.
 void prepare(QWindow &window, const QByteArray &token = {});
 
-/// To be called after every show of a window that is on all desktops. (Before it, xfwm4 4.18 takes the last desktop.)
+/// Also takes back a demand for attention. To be called after every show: before it, xfwm4 4.18 would put the window on
+/// the last desktop.
 void putOnAllDesktops(QWindow &window);
 
 /// Passes clicks beside `area` (in the window, logical pixels) on to what is below the window. To be called after every
 /// change of its size.
-void takeClicksIn(QWindow &window, const QRect &area);
+void setInputRegion(QWindow &window, const QRect &area);
 
 /// The environment variable in which Qt puts the token of a click in the tray, and takes one from under Wayland.
 inline constexpr auto tokenVariable = "XDG_ACTIVATION_TOKEN";
@@ -40,6 +41,6 @@ void endStartup(const QByteArray &token);
 
 /// Asks the X server whether a mouse button, Alt or Super is down: then a move that the window manager reports is the
 /// user's drag. Some report it after the drag, when the key is usually still down.
-[[nodiscard]] bool isHeldByUser();
+[[nodiscard]] bool isButtonOrModifierDown();
 
 } // namespace FloatingWindow

@@ -5,8 +5,8 @@
 #include <chrono>
 
 /// Makes sure that one program runs for each home directory, by a name on the session bus that is made from the
-/// directory's path. A second start asks the running program to open its panel, and ends. Without a bus, every start
-/// takes itself for the only one.
+/// directory's path. A second start asks the running program to open its panel, and ends. Without a bus, `claim` always
+/// succeeds.
 /// Thread: main thread, with an application object. Requests of others arrive once the event loop runs.
 class Instance final : public QObject
 {

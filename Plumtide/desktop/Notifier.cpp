@@ -123,12 +123,13 @@ void Notifier::reportAction(uint number, const QString &action)
     if (shown == m_shown.cend())
         return;
     const QByteArray token = std::exchange(m_token, {});
+    const QString id = shown.key();
     if (action == defaultAction)
-        Q_EMIT activated(QString(shown.key()), token); // a copy: what follows may change what is shown
-    else if (action == sessionAction)
-        Q_EMIT sessionRequested(QString(shown.key()));
-    if (action != defaultAction) // GNOME shows a busy pointer, which the terminal would not end
-        FloatingWindow::endStartup(token);
+        Q_EMIT activated(id, token);
+    else
+        FloatingWindow::endStartup(token); // GNOME shows a busy pointer, which the terminal would not end
+    if (action == sessionAction)
+        Q_EMIT sessionRequested(id);
 }
 
 void Notifier::keepToken(uint number, const QString &token)

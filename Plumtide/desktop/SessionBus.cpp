@@ -8,12 +8,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace {
-
 constexpr auto addressVariable = "DBUS_SESSION_BUS_ADDRESS";
 constexpr auto noBus = "disabled:";
-
-} // namespace
 
 void preventBusAutolaunch()
 {

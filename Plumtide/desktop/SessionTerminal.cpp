@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::chrono::milliseconds commandTimeout = 2s, windowTimeout = 1s;
 const Failure noWindow{u"没找到这个会话的终端窗口。"_s};
-constexpr int mostLinks = 8; // a tmux may show itself
+constexpr int mostLinks = 8; // tmux sessions may show each other
 
 // Codex keeps the file of a session open, whose name ends in the session's id. Other programs may read that file, too.
 // Codex's own "app-server" is left out: several windows share it, and any of them may have started it.
@@ -98,7 +98,7 @@ private:
             done(outcome);
     }
 
-    SessionTerminal::Done m_done; // until it is finished
+    SessionTerminal::Done m_done; // null once it was called
     TerminalLink m_link;
     std::size_t m_stepCount = 0; // tried at this link
     int m_linkCount = 0;

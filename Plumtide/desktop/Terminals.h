@@ -12,8 +12,8 @@
 struct TerminalLink
 {
     Process inside; ///< The agent; after a step through tmux, the tmux client that shows the agent's session.
-    /// The process that has made the terminal: one with a window, or a program like tmux or sudo. Behind it its
-    /// ancestors, as long as they run the same program. Empty where `inside` has no terminal.
+    /// The process that has made the terminal: one with a window, or a program like tmux or sudo. Followed by
+    /// its ancestors, as long as they run the same program. Empty where `inside` has no terminal.
     QList<Process> owners;
 
     [[nodiscard]] static TerminalLink of(pid_t inside);

@@ -10,9 +10,8 @@
 
 #include <dlfcn.h>
 
-// In place of libxcb-randr's: Qt 6.4 reads the answer about a screen that XWayland has just taken away through the null
-// pointer that it is (seen with KWin 5.27; mended in Qt 6.8.2 at the latest). It gets an empty one, and hears of the
-// change next.
+// Replaces the function of libxcb-randr: Qt 6.4 dereferences its null reply about a screen that XWayland has just
+// removed (seen with KWin 5.27; fixed in Qt 6.8.2 at the latest). An empty reply does no harm.
 extern "C" void *xcb_randr_get_crtc_info_reply(xcb_connection_t *connection, xcb_void_cookie_t cookie,
                                                xcb_generic_error_t **error)
 {

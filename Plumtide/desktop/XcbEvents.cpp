@@ -17,7 +17,7 @@ void XcbEvents::listen(bool isListening)
 
 bool XcbEvents::nativeEventFilter(const QByteArray &eventType, void *message, qintptr * /*result*/)
 {
-    constexpr uint8_t sentByClient = 0x80; // a bit beside the type
+    constexpr uint8_t sentByClient = 0x80; // a flag in the type
     if (eventType == "xcb_generic_event_t")
         handle(static_cast<const xcb_generic_event_t *>(message)->response_type & ~sentByClient, message);
     return false; // Qt handles it, too
@@ -72,13 +72,12 @@ void PointerPresses::follow(bool isFollowing)
     if (!input || !input->present)
         return;
     m_opcode = input->major_opcode;
-    struct
+    constexpr uint32_t buttons = XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_RELEASE;
+    const struct
     {
-        xcb_input_event_mask_t head{XCB_INPUT_DEVICE_ALL_MASTER, 1};
-        uint32_t bits = 0;
-    } mask;
-    if (isFollowing)
-        mask.bits = XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_RELEASE;
+        xcb_input_event_mask_t head;
+        uint32_t bits;
+    } mask{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, isFollowing ? buttons : 0};
     xcb_input_xi_select_events(xcb, xcb.root(), 1, &mask.head);
     xcb_flush(xcb);
     listen(isFollowing);

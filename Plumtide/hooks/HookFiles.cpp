@@ -12,11 +12,7 @@ using namespace Qt::StringLiterals;
 
 Q_LOGGING_CATEGORY(hooksLog, "plumtide.hooks", QtWarningMsg)
 
-namespace {
-
-constexpr qint64 largestFile = 4 * 1024 * 1024;
-
-} // namespace
+constexpr qint64 largestFile = 4 * 1024 * 1024; // bytes
 
 namespace HookFiles {
 

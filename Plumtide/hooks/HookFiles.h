@@ -29,7 +29,7 @@ inline const QString codexClientSeen = hooksDir + QStringLiteral("/codex-client-
 inline const QString claudeOriginal = hooksDir + QStringLiteral("/settings.json.original");
 inline const QString codexOriginal = hooksDir + QStringLiteral("/config.toml.original");
 
-/// The copy of a tool's file as it was before our last change.
+/// The copy of a tool's file as it was before our last change, with its mode.
 [[nodiscard]] inline QString backupOf(const QString &path)
 {
     return path + QStringLiteral(".backup-tavvel");
@@ -44,10 +44,10 @@ Outcome<Content> read(const QString &path);
 /// Makes the new content; an absent result leaves the file and its backup alone.
 using Edit = std::function<Outcome<Content>(const Content &)>;
 
-/// Replaces a tool's file with what `edit` makes of it, after its backup, which has the file's mode. Where another
-/// program has written the file meanwhile, `edit` is called again with the newer content, a few times; only a change
-/// between the last look and the rename is lost. A symbolic link stays one, an existing file keeps its mode, a new one
-/// gets 0600. A write-protected file is not replaced, nor is any with a content too large to be read again.
+/// Makes the backup of a tool's file, and replaces the file with what `edit` makes of it. Where another program has
+/// written the file meanwhile, `edit` is called again with the newer content, a few times; only a change between the
+/// last look and the rename is lost. A symbolic link stays one, an existing file keeps its mode, a new one gets 0600. A
+/// write-protected file is not replaced, and no content is written that is too large to be read again.
 Outcome<void> change(const QString &path, const Edit &edit);
 
 /// Replaces a file that is the installer's alone, also one that is write-protected or a symbolic link. One that has

@@ -5,6 +5,7 @@
 #include "Plumtide/hooks/HookFiles.h"
 #include "Plumtide/system/Files.h"
 
+#include <QDir>
 #include <QFileInfo>
 
 using namespace Qt::StringLiterals;
@@ -55,15 +56,13 @@ void HooksInstaller::refresh()
 Outcome<void> HooksInstaller::deployScripts()
 {
     constexpr qint64 maxScriptBytes = 16 * 1024 * 1024;
-    const auto sourceOf = [this](const QString &script) {
-        return m_resourcesDir + u"/hooks/"_s + QFileInfo(script).fileName();
-    };
-    if (m_resourcesDir.isEmpty() || !QFileInfo::exists(sourceOf(HookFiles::claudeScript)))
+    const QDir sources(m_resourcesDir + u"/hooks"_s);
+    if (m_resourcesDir.isEmpty() || !sources.exists(u"tavvel-hook.sh"_s))
         return Failure{u"app 包里没有 hooks 资源（开发构建请用仓库里的 scripts/install-hooks.py）"_s};
     if (Outcome<void> made = Files::makeDirectory(m_home + HookFiles::hooksDir); !made)
         return made;
     for (const QString &name : {HookFiles::claudeScript, HookFiles::codexScript}) {
-        const QString source = sourceOf(name);
+        const QString source = sources.filePath(QFileInfo(name).fileName());
         if (!QFileInfo::exists(source))
             continue;
         const Outcome<QByteArray> script = Files::read(source, maxScriptBytes);
