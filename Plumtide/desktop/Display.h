@@ -9,8 +9,7 @@ struct xcb_connection_t;
 /// A display that Qt can draw on. Without one Qt would end the process, so the program then has no windows.
 struct UsableDisplay
 {
-    /// A value for `$QT_QPA_PLATFORM`, empty where none works.
-    QByteArray platform = {};
+    QByteArray platform = {}; ///< A value for `$QT_QPA_PLATFORM`, empty where none works.
     /// To be kept until Qt has connected: an X server that loses its last client may reset and drop new ones.
     std::shared_ptr<xcb_connection_t> server = {};
 };

@@ -32,8 +32,7 @@ public:
     /// Asks the running program to put the mini board back to its first place. False where none answers.
     [[nodiscard]] bool resetMiniBoard() const;
 
-    // Called by another start over the bus.
-    /// Returns what the running program does.
+    /// Called over the bus by another start. Returns what this program does.
     Q_SCRIPTABLE QString Start(bool hasWindows, bool opensPanel, const QString &token);
     Q_SCRIPTABLE void ResetMiniBoard();
 

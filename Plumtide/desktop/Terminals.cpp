@@ -40,15 +40,15 @@ StepResult screen(const TerminalLink &link)
         return NoMatch();
     return Command{{u"screen"_s, u"-S"_s, session, u"-X"_s, u"select"_s, link.variable("WINDOW")},
                    [server](const QByteArray &) -> StepResult {
-                       const QList<Process> processes = Process::all();
+                       QList<int> terminals; // their device numbers
                        for (const QByteArray &file : server.openFiles()) {
                            struct stat status = {};
-                           if (!file.startsWith("/dev/pts/") || ::stat(file.constData(), &status) != 0)
-                               continue;
-                           for (const Process &client : processes) {
-                               if (client.name == "screen" && client.terminal == static_cast<int>(status.st_rdev))
-                                   return ContinueAt{client.pid};
-                           }
+                           if (file.startsWith("/dev/pts/") && ::stat(file.constData(), &status) == 0)
+                               terminals.append(static_cast<int>(status.st_rdev));
+                       }
+                       for (const Process &client : Process::all()) {
+                           if (client.name == "screen" && terminals.contains(client.terminal))
+                               return ContinueAt{client.pid};
                        }
                        return NoMatch();
                    }};

@@ -48,10 +48,10 @@ QStringList hookProblems(const QString &home, const QString &managed)
         const QJsonDocument document = QJsonDocument::fromJson(contentOf(file).toUtf8());
         if (document["disableAllHooks"_L1].toBool())
             problems += u"%1 里的 disableAllHooks 关掉了 Claude Code 的所有 hooks：请把它去掉。"_s.arg(file);
+        static const QString managedOnly =
+            u"%1 里的 allowManagedHooksOnly 只允许管理员的 hooks：请管理员去掉它，或者加上 Plumtide 的。"_s;
         if (file != settings && document["allowManagedHooksOnly"_L1].toBool())
-            problems +=
-                u"%1 里的 allowManagedHooksOnly 只允许管理员的 hooks：请管理员去掉它，或者加上 Plumtide 的。"_s.arg(
-                    file);
+            problems += managedOnly.arg(file);
     }
 
     static const QRegularExpression notify(uR"(\A(?:(?!\s*\[).*\n)*?\s*["']?notify["']?\s*=)"_s); // before any table
