@@ -123,13 +123,12 @@ void Notifier::reportAction(uint number, const QString &action)
     if (shown == m_shown.cend())
         return;
     const QByteArray token = std::exchange(m_token, {});
-    const QString id = shown.key();
     if (action == defaultAction)
-        Q_EMIT activated(id, token);
+        Q_EMIT activated(QString(shown.key()), token); // a copy: the slots may change m_shown
     else
         FloatingWindow::endStartup(token); // GNOME shows a busy pointer, which the terminal would not end
     if (action == sessionAction)
-        Q_EMIT sessionRequested(id);
+        Q_EMIT sessionRequested(QString(shown.key()));
 }
 
 void Notifier::keepToken(uint number, const QString &token)
