@@ -6,9 +6,9 @@
 #include "Plumtide/desktop/Autostart.h"
 #include "Plumtide/desktop/Instance.h"
 #include "Plumtide/desktop/SessionTerminal.h"
+#include "Plumtide/hooks/HookDiagnostics.h"
 #include "Plumtide/hooks/HookFiles.h"
 #include "Plumtide/hooks/HooksRemoval.h"
-#include "Plumtide/hooks/Silence.h"
 #include "Plumtide/system/Files.h"
 #include "Plumtide/system/TerminationSignals.h"
 
@@ -79,8 +79,8 @@ int PlumtideApp::installHooks()
         std::puts(qUtf8Printable(installer.message().value_or(QString())));
         std::fflush(stdout);
     }
-    for (const QString &reason : reasonsForSilence(environment.home))
-        std::fprintf(stderr, "Plumtide: %s\n", qUtf8Printable(reason));
+    for (const QString &problem : hookProblems(environment.home))
+        std::fprintf(stderr, "Plumtide: %s\n", qUtf8Printable(problem));
     return 0;
 }
 

@@ -40,12 +40,12 @@ std::unique_ptr<QCoreApplication> makeApplication(char **argv, bool hasWindows)
     static int argc = 1;
     if (!hasWindows)
         return std::make_unique<QCoreApplication>(argc, argv);
-    const DisplayProbe display; // stays connected until Qt is, too
-    if (display.platform().isEmpty()) {
+    const UsableDisplay display = findDisplay(); // kept until Qt has connected
+    if (display.platform.isEmpty()) {
         std::fputs("Plumtide: 没有可用的图形界面，在后台继续运行，不显示窗口。\n", stderr);
         return std::make_unique<QCoreApplication>(argc, argv);
     }
-    qputenv("QT_QPA_PLATFORM", display.platform());
+    qputenv("QT_QPA_PLATFORM", display.platform);
     ignoreDesktopTheme();
     QGuiApplication::setDesktopFileName(QCoreApplication::applicationName());
     QApplication::setStyle(QStringLiteral("Fusion"));
@@ -55,7 +55,7 @@ std::unique_ptr<QCoreApplication> makeApplication(char **argv, bool hasWindows)
     // autostart entry (KDE 5.27).
     QObject::connect(application.get(), &QGuiApplication::saveStateRequest, application.get(),
                      [](QSessionManager &session) { session.setRestartHint(QSessionManager::RestartNever); });
-    qCDebug(desktopLog) << "display platform:" << display.platform();
+    qCDebug(desktopLog) << "display platform:" << display.platform;
     return application;
 }
 
@@ -94,9 +94,9 @@ int main(int argc, char **argv)
     QCoreApplication::setApplicationName(QStringLiteral("plumtide"));
     PlumtideApp::removeTemporaries(home);
     const QByteArray token = takeStartupToken();
-    neverStartSessionBus();
+    preventBusAutolaunch();
     if (action.empty() || action == PlumtideApp::resetFlag) // the others need no bus
-        leaveOutMuteSessionBus();
+        skipUnresponsiveBus();
     const std::unique_ptr<QCoreApplication> application = makeApplication(argv, action.empty());
     if (action == PlumtideApp::installFlag)
         return PlumtideApp::installHooks();

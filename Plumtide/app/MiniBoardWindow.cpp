@@ -1,6 +1,5 @@
 #include "Plumtide/app/MiniBoardWindow.h"
 
-#include "Plumtide/desktop/ActiveWindow.h"
 #include "Plumtide/desktop/FloatingWindow.h"
 
 #include <QGuiApplication>
@@ -123,7 +122,8 @@ void MiniBoardWindow::moveEvent(QMoveEvent *event)
 {
     QWidget::moveEvent(event);
     const QPoint place = event->pos() + offset;
-    if (!isVisible() || m_grip || place == m_place || event->pos().isNull() || !FloatingWindow::isHeldByUser())
+    if (!isVisible() || m_grip || place == m_place || event->pos().isNull()
+        || !FloatingWindow::isButtonOrModifierDown())
         return;
     m_place = place;
     Q_EMIT movedByUser(place);
@@ -152,7 +152,7 @@ void MiniBoardWindow::updateShape()
     if (m_compositor.isOwned() || QGuiApplication::platformName() != u"xcb"_s) {
         clearMask();
         if (windowHandle())
-            FloatingWindow::takeClicksIn(*windowHandle(), board);
+            FloatingWindow::setInputRegion(*windowHandle(), board);
         return;
     }
     QPainterPath shape;

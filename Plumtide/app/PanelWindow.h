@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Plumtide/desktop/PointerPresses.h"
+#include "Plumtide/desktop/XcbEvents.h"
 
 #include <QPoint>
 #include <QPointer>

@@ -7,7 +7,6 @@
 #include <QFileInfo>
 #include <QRegularExpression>
 
-#include <algorithm>
 #include <cerrno>
 
 using namespace Qt::StringLiterals;
@@ -24,13 +23,13 @@ QRegularExpression lineOf(const char *keys)
                               QRegularExpression::MultilineOption);
 }
 
-// A text in a desktop entry.
+// A string value of a desktop entry.
 QString escaped(QString text)
 {
     return text.replace(u'\\', u"\\\\"_s);
 }
 
-// One argument of Exec: quoted where it has to be, then written as a text. A percent sign begins a field code.
+// One argument of Exec: quoted where necessary, then escaped as a string value. A percent sign begins a field code.
 QString execArgument(QString argument)
 {
     static const QRegularExpression reserved(u"[ \\t\"'\\\\><~|&;$*?#()`]"_s), special(u"([\"`$\\\\])"_s);
@@ -39,10 +38,10 @@ QString execArgument(QString argument)
     return escaped(argument.replace(u'%', u"%%"_s));
 }
 
-// A desktop entry, byte for byte: each character stands for one byte.
+// A desktop entry in Latin-1: each character is one byte of the file.
 struct Entry
 {
-    QString header; // up to the end of the line that begins the entry's own group; empty when there is none
+    QString header; // up to and with the line "[Desktop Entry]"; empty where there is none
     QString group;
     QString rest;
 
@@ -65,7 +64,7 @@ struct Entry
     {
         return value("Hidden") == u"true" || value("X-GNOME-Autostart-enabled") == u"false";
     }
-    // A name without a folder is looked up by the session in a PATH of its own; it is taken for there.
+    // True for a name without a folder, which the session looks up in its own PATH.
     [[nodiscard]] bool isProgramThere() const
     {
         static const QRegularExpression first(u"\\A(?:\"((?:[^\"\\\\]|\\\\.)*)\"|(\\S+))"_s), quoted(u"\\\\(.)"_s);
@@ -77,7 +76,7 @@ struct Entry
     [[nodiscard]] QString withoutProgram() const { return header + QString(group).remove(lineOf(starting)) + rest; }
 };
 
-// A login after the program was removed passes over the entry, by TryExec.
+// With TryExec, the entry is ignored after the program was removed.
 QString programLines(const QString &program)
 {
     const QString name = QString::fromLatin1(QFile::encodeName(program));
@@ -90,15 +89,6 @@ Entry ownEntry(const QString &program)
                  "Comment=Follows your Claude Code and Codex sessions from the tray\n"
                  "Comment[zh_CN]=在托盘里跟进 Claude Code 与 Codex 的会话\n"
                  + programLines(program).toLatin1() + "Icon=plumtide\nTerminal=false\n");
-}
-
-// Empty when there is no entry.
-Outcome<QByteArray> readEntry(const QString &path)
-{
-    Outcome<QByteArray> content = Files::read(path, largestEntry);
-    if (!content && content.failure().code == ENOENT)
-        return QByteArray();
-    return content;
 }
 
 } // namespace
@@ -114,21 +104,22 @@ QString Autostart::standardPath(const QString &home)
 
 bool Autostart::isOn() const
 {
-    const Outcome<QByteArray> content = readEntry(m_path);
+    const Outcome<QByteArray> content = Files::read(m_path, largestEntry);
     const Entry entry(content ? content.value() : QByteArray());
     return !entry.isHidden() && entry.isProgramThere();
 }
 
 Outcome<void> Autostart::setOn(bool isOn) const
 {
-    const Outcome<QByteArray> content = readEntry(m_path);
-    if (!content)
+    const Outcome<QByteArray> content = Files::read(m_path, largestEntry);
+    if (!content && content.failure().code != ENOENT)
         return content.failure();
-    Entry entry = content.value().isEmpty() && isOn ? ownEntry(m_program) : Entry(content.value());
+    const QByteArray before = content ? content.value() : QByteArray();
+    Entry entry = before.isEmpty() && isOn ? ownEntry(m_program) : Entry(before);
     const bool isForeign = entry.header.isEmpty();
     if (isOn) {
-        // A desktop entry is made of lines.
-        if (isForeign || std::any_of(m_program.cbegin(), m_program.cend(), [](QChar c) { return c < u' '; }))
+        static const QRegularExpression control(u"[\\x00-\\x1f]"_s); // has no place in a desktop entry
+        if (isForeign || m_program.contains(control))
             return Failure{u"无法写入“%1”：不是桌面启动项，或者程序的路径不能用作启动项。"_s.arg(m_path)};
         entry.remove(hiding);
         if (!entry.isProgramThere()) {
@@ -136,7 +127,7 @@ Outcome<void> Autostart::setOn(bool isOn) const
             entry.group.prepend(programLines(m_program));
         }
     } else {
-        if (isForeign || entry.isHidden()) // nothing would start it
+        if (isForeign || entry.isHidden()) // it is off
             return {};
         if (!QFileInfo(m_path).isSymLink() && entry.withoutProgram() == ownEntry(m_program).withoutProgram())
             return QFile::remove(m_path) ? Outcome<void>() : Files::failure(u"无法删除"_s, m_path, errno);

@@ -4,14 +4,12 @@
 
 #include <QString>
 
-/// The start at login: a desktop entry in the user's autostart folder, which every session manager reads (as
-/// freedesktop.org describes for "Autostart Of Applications During Startup"). What is on the disk is the only truth;
-/// session managers have settings of their own that write there, too.
-/// Thread: any. Nothing is kept between the calls.
+/// The start at login: a desktop entry in the user's autostart folder (freedesktop.org's "Autostart Of Applications
+/// During Startup"). Each call reads the file, since the desktop's own settings write it, too. Thread: any.
 class Autostart
 {
 public:
-    static constexpr auto flag = "--at-login"; ///< The entry starts the program with it: no user asks for a window.
+    static constexpr auto flag = "--at-login"; ///< The entry's argument: no window is opened.
 
     /// `entryPath` is the desktop entry, `program` what it starts (see Environment::program).
     Autostart(QString entryPath, QString program);
@@ -19,11 +17,11 @@ public:
     /// `autostart/plumtide.desktop` in the folder that Defaults::configHome names.
     static QString standardPath(const QString &home);
 
-    /// Whether a login would start a Plumtide: there is an entry, nobody has hidden it, and its program is there.
+    /// Whether a login starts a Plumtide: there is an entry, it is not hidden, and its program exists.
     [[nodiscard]] bool isOn() const;
 
-    /// Writes the entry, or removes it. One that the user has changed keeps all that is not about being on or off, and
-    /// is hidden instead of removed. A failure leaves the entry as it was.
+    /// Writes the entry, or removes it. Of one that the user has changed, only the keys that turn it on or off are
+    /// changed. A failure leaves the entry as it was.
     [[nodiscard]] Outcome<void> setOn(bool isOn) const;
 
 private:

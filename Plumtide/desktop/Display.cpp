@@ -11,6 +11,7 @@
 #include <xcb/xcb.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <future>
 #include <system_error>
@@ -18,7 +19,7 @@
 #include <utility>
 
 using namespace Qt::StringLiterals;
-using std::chrono::milliseconds;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -38,8 +39,7 @@ bool waylandAnswers()
     return ::connect(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
 }
 
-// Loads it, since a plugin whose own libraries are missing ends the process as surely as a missing one. Qt
-// finds it loaded afterwards.
+// Loads the plugin, since Qt ends the process also over one whose own libraries are missing.
 bool hasPlugin(const QString &filePattern)
 {
     QStringList folders{qEnvironmentVariable("QT_QPA_PLATFORM_PLUGIN_PATH")};
@@ -52,12 +52,11 @@ bool hasPlugin(const QString &filePattern)
     });
 }
 
-} // namespace
-
-// On a thread of its own: looking the host up, connecting and the server's greeting can each take minutes,
-// and none of them can be told to hurry. A thread that is late is left behind; it owns all it uses.
-DisplayProbe::Server DisplayProbe::connectWithin(milliseconds patience)
+// Runs in a thread, since XCB has no timeout, and looking up the host, connecting and the server's answer can each take
+// minutes. A thread that is late is left alone; it owns all that it uses.
+std::shared_ptr<xcb_connection_t> connectToServer()
 {
+    using Server = std::shared_ptr<xcb_connection_t>;
     std::promise<Server> promise;
     std::future<Server> answer = promise.get_future();
     try {
@@ -67,35 +66,32 @@ DisplayProbe::Server DisplayProbe::connectWithin(milliseconds patience)
     } catch (const std::system_error &) { // no more threads: no windows either
         return {};
     }
-    Server server = answer.wait_for(patience) == std::future_status::ready ? answer.get() : nullptr;
-    return server && !xcb_connection_has_error(server.get()) ? server : nullptr;
+    Server server = answer.wait_for(2s) == std::future_status::ready ? answer.get() : nullptr;
+    return server && xcb_connection_has_error(server.get()) == 0 ? server : nullptr;
 }
 
-bool DisplayProbe::isUsable(const QByteArray &entry, milliseconds patience)
-{
-    const QByteArray name = entry.split(':').first(); // parameters may follow
-    if (name == "xcb") {
-        m_server = qEnvironmentVariableIsEmpty("DISPLAY") ? nullptr : connectWithin(patience);
-        return m_server && hasPlugin(u"libqxcb.so"_s);
-    }
-    if (name.startsWith("wayland"))
-        return waylandAnswers() && hasPlugin(u"libqwayland*.so"_s);
-    // Any other may need a device of its own.
-    return (name == "offscreen" || name == "minimal" || name == "vnc")
-        && hasPlugin(u"libq%1.so"_s.arg(QLatin1StringView(name)));
-}
+} // namespace
 
-DisplayProbe::DisplayProbe(milliseconds patience)
+UsableDisplay findDisplay()
 {
     QList<QByteArray> candidates = qgetenv("QT_QPA_PLATFORM").split(';');
     for (const char *const usual : {"xcb", "wayland"}) {
-        if (!candidates.contains(usual)) // a dead display is waited for once
+        if (!candidates.contains(usual)) // so that a dead display is waited for once
             candidates.append(usual);
     }
-    const auto found = std::find_if(candidates.cbegin(), candidates.cend(),
-                                    [&](const QByteArray &candidate) { return isUsable(candidate, patience); });
-    if (found != candidates.cend())
-        m_platform = *found;
+    for (const QByteArray &platform : std::as_const(candidates)) {
+        const QByteArray name = platform.split(':').first(); // parameters may follow
+        if (name == "xcb" && !qEnvironmentVariableIsEmpty("DISPLAY")) {
+            if (const auto server = connectToServer(); server && hasPlugin(u"libqxcb.so"_s))
+                return {platform, server};
+        } else if (name.startsWith("wayland") && waylandAnswers() && hasPlugin(u"libqwayland*.so"_s)) {
+            return {platform};
+        } else if ((name == "offscreen" || name == "minimal" || name == "vnc") // others may need a device of their own
+                   && hasPlugin(u"libq%1.so"_s.arg(QLatin1StringView(name)))) {
+            return {platform};
+        }
+    }
+    return {};
 }
 
 void ignoreDesktopTheme()

@@ -5,46 +5,33 @@
 #include <QScreen>
 
 #include <algorithm>
-#include <array>
 #include <cstring>
-#include <vector>
 
 #include <xcb/xfixes.h>
 
 namespace {
 
-std::vector<uint32_t> numbers(xcb_connection_t *connection, xcb_window_t window, const char *property)
-{
-    const QByteArray bytes = xcbProperty(connection, window, property);
-    std::vector<uint32_t> result(static_cast<std::size_t>(bytes.size()) / sizeof(uint32_t));
-    std::memcpy(result.data(), bytes.constData(), result.size() * sizeof(uint32_t));
-    return result;
-}
-
-// The X server's pixels then belong to a compositor that counts in other ones.
+// There the compositor's pixels may differ from those of the X server.
 bool isWaylandSession()
 {
     return qgetenv("XDG_SESSION_TYPE") == "wayland" || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
 }
 
-// What the desktop's bars leave of all screens together, in the X server's pixels; empty if nobody says so.
-QRectF roomLeftByBars(xcb_connection_t *connection)
+// Of all screens together, in the X server's pixels; empty where the window manager does not tell it.
+QRectF areaWithoutBars(const XcbConnection &xcb)
 {
-    const xcb_window_t root = xcbRoot(connection);
-    const auto area = numbers(connection, root, "_NET_WORKAREA");
-    const auto desktop = numbers(connection, root, "_NET_DESKTOP_GEOMETRY");
-    const XcbReply<xcb_get_geometry_reply_t> screen{
-        xcb_get_geometry_reply(connection, xcb_get_geometry(connection, root), nullptr)};
+    const auto area = xcb.numbers(xcb.root(), "_NET_WORKAREA");
+    const auto desktop = xcb.numbers(xcb.root(), "_NET_DESKTOP_GEOMETRY");
+    const auto screen = xcb.reply(xcb_get_geometry_reply, xcb_get_geometry(xcb, xcb.root()));
     if (area.size() < 4)
         return {};
-    const QRectF room(area[0], area[1], area[2], area[3]);
-    // After a change of the scale, KWin under Wayland goes on counting by the scale before: 5.27 the desktop, 6.3 both.
-    // (At a login with a scale, it counts the desktop, which is then the smaller one, by none.)
+    // After a change of the scale, KWin under Wayland still gives numbers of the scale before: 5.27 of the desktop, 6.3
+    // of both. (At a login with a scale, those of the desktop are unscaled, and smaller.)
     const bool spansScreen = screen && (area[2] == screen->width || area[3] == screen->height);
     const bool fitsDesktop = desktop.size() >= 2 && desktop[0] >= area[2] && desktop[1] >= area[3];
     const bool isStale = isWaylandSession() && screen && !spansScreen && fitsDesktop;
     const double scale = isStale ? 1.0 * screen->width / desktop[0] : 1;
-    return {room.topLeft() * scale, room.size() * scale};
+    return QRectF(area[0] * scale, area[1] * scale, area[2] * scale, area[3] * scale);
 }
 
 } // namespace
@@ -53,106 +40,84 @@ void FloatingWindow::prepare(QWindow &window, const QByteArray &token)
 {
     if (!token.isEmpty())
         qputenv(tokenVariable, token);
-    xcb_connection_t *const connection = xcbConnection();
-    if (!connection)
+    const XcbConnection xcb;
+    if (!xcb)
         return;
     const auto id = static_cast<xcb_window_t>(window.winId());
-    const xcb_atom_t states[] = {xcbAtom(connection, "_NET_WM_STATE_SKIP_TASKBAR"),
-                                 xcbAtom(connection, "_NET_WM_STATE_SKIP_PAGER")};
-    xcb_change_property(connection, XCB_PROP_MODE_APPEND, id, xcbAtom(connection, "_NET_WM_STATE"), XCB_ATOM_ATOM, 32,
-                        2, states);
+    xcb.setNumbers(id, "_NET_WM_STATE", XCB_ATOM_ATOM,
+                   {xcb.atom("_NET_WM_STATE_SKIP_TASKBAR"), xcb.atom("_NET_WM_STATE_SKIP_PAGER")},
+                   XCB_PROP_MODE_APPEND);
     if (window.flags().testFlag(Qt::WindowDoesNotAcceptFocus)) {
-        const xcb_atom_t type = xcbAtom(connection, "_NET_WM_WINDOW_TYPE_UTILITY");
-        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, xcbAtom(connection, "_NET_WM_WINDOW_TYPE"),
-                            XCB_ATOM_ATOM, 32, 1, &type);
-        // Qt (6.4 to 6.11) refuses only one of the two ways in which a window manager gives the focus (ICCCM, 4.1.7).
-        // By the other, xfwm4 4.20 and marco 1.26 would pass it on when a window closes, and then nobody would have it.
-        std::vector<uint32_t> protocols = numbers(connection, id, "WM_PROTOCOLS");
-        std::erase(protocols, xcbAtom(connection, "WM_TAKE_FOCUS"));
-        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, xcbAtom(connection, "WM_PROTOCOLS"), XCB_ATOM_ATOM,
-                            32, static_cast<uint32_t>(protocols.size()), protocols.data());
+        xcb.setNumbers(id, "_NET_WM_WINDOW_TYPE", XCB_ATOM_ATOM, {xcb.atom("_NET_WM_WINDOW_TYPE_UTILITY")});
+        // Qt (6.4 to 6.11) refuses only one of the two ways of giving the focus to a window (ICCCM, 4.1.7). By the
+        // other, xfwm4 4.20 and marco 1.26 would give it to this one when another closes, and no window would have it.
+        QList<uint32_t> protocols = xcb.numbers(id, "WM_PROTOCOLS");
+        protocols.removeAll(xcb.atom("WM_TAKE_FOCUS"));
+        xcb.setNumbers(id, "WM_PROTOCOLS", XCB_ATOM_ATOM, protocols);
     }
     if (!token.isEmpty()) // startup notification of freedesktop.org, 0.1
-        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, xcbAtom(connection, "_NET_STARTUP_ID"),
-                            xcbAtom(connection, "UTF8_STRING"), 8, static_cast<uint32_t>(token.size()),
-                            token.constData());
-    xcb_flush(connection);
+        xcb_change_property(xcb, XCB_PROP_MODE_REPLACE, id, xcb.atom("_NET_STARTUP_ID"), xcb.atom("UTF8_STRING"), 8,
+                            static_cast<uint32_t>(token.size()), token.constData());
+    xcb_flush(xcb);
 }
 
 void FloatingWindow::putOnAllDesktops(QWindow &window)
 {
-    xcb_connection_t *const connection = xcbConnection();
-    if (!connection)
+    const XcbConnection xcb;
+    if (!xcb)
         return;
-    const auto ask = [&](const char *what, std::array<uint32_t, 5> how) { // EWMH
-        xcb_client_message_event_t event{};
-        event.response_type = XCB_CLIENT_MESSAGE;
-        event.format = 32;
-        event.window = static_cast<xcb_window_t>(window.winId());
-        event.type = xcbAtom(connection, what);
-        std::ranges::copy(how, event.data.data32);
-        xcb_send_event(connection, 0, xcbRoot(connection),
-                       XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
-                       reinterpret_cast<const char *>(&event));
-    };
-    constexpr uint32_t all = 0xFFFFFFFF, remove = 0, byProgram = 1;
-    ask("_NET_WM_DESKTOP", {all, byProgram});
-    // KWin (5.27, 6.3) means that a window which does not want the focus wants the user.
-    ask("_NET_WM_STATE", {remove, xcbAtom(connection, "_NET_WM_STATE_DEMANDS_ATTENTION"), 0, byProgram});
-    xcb_flush(connection);
+    const auto id = static_cast<xcb_window_t>(window.winId());
+    xcb.send(id, "_NET_WM_DESKTOP", {.data32 = {xcb.allDesktops, xcb.fromApplication}});
+    // KWin (5.27, 6.3) sets this state for a window that does not accept the focus.
+    const xcb_atom_t attention = xcb.atom("_NET_WM_STATE_DEMANDS_ATTENTION");
+    xcb.send(id, "_NET_WM_STATE", {.data32 = {xcb.removeState, attention, 0, xcb.fromApplication}});
 }
 
-void FloatingWindow::takeClicksIn(QWindow &window, const QRect &area)
+void FloatingWindow::setInputRegion(QWindow &window, const QRect &area)
 {
-    xcb_connection_t *const connection = xcbConnection();
-    if (!connection)
+    const XcbConnection xcb;
+    if (!xcb)
         return;
     const double ratio = window.devicePixelRatio();
     const QRect device = QRectF(area.topLeft() * ratio, area.size() * ratio).toAlignedRect();
     const xcb_rectangle_t box{static_cast<int16_t>(device.x()), static_cast<int16_t>(device.y()),
                               static_cast<uint16_t>(device.width()), static_cast<uint16_t>(device.height())};
-    const xcb_xfixes_region_t region = xcb_generate_id(connection);
-    xcb_xfixes_create_region(connection, region, 1, &box);
-    xcb_xfixes_set_window_shape_region(connection, static_cast<xcb_window_t>(window.winId()), XCB_SHAPE_SK_INPUT, 0, 0,
+    const xcb_xfixes_region_t region = xcb_generate_id(xcb);
+    xcb_xfixes_create_region(xcb, region, 1, &box);
+    xcb_xfixes_set_window_shape_region(xcb, static_cast<xcb_window_t>(window.winId()), XCB_SHAPE_SK_INPUT, 0, 0,
                                        region);
-    xcb_xfixes_destroy_region(connection, region);
-    xcb_flush(connection);
+    xcb_xfixes_destroy_region(xcb, region);
+    xcb_flush(xcb);
 }
 
 void FloatingWindow::endStartup(const QByteArray &token)
 {
     qunsetenv(tokenVariable);
-    xcb_connection_t *const connection = xcbConnection();
-    if (!connection || token.isEmpty())
+    const XcbConnection xcb;
+    if (!xcb || token.isEmpty())
         return;
-    // In pieces of 20 bytes with a zero at the end, from a window that names the sender and need not be mapped.
+    // Sent in pieces of 20 bytes, with a zero at the end. The window identifies the sender, and need not be mapped.
     const QByteArray text = "remove: ID=" + token + '\0';
-    const xcb_window_t root = xcbRoot(connection);
-    const xcb_window_t sender = xcb_generate_id(connection);
-    xcb_create_window(connection, XCB_COPY_FROM_PARENT, sender, root, 0, 0, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
+    const xcb_window_t sender = xcb_generate_id(xcb);
+    xcb_create_window(xcb, XCB_COPY_FROM_PARENT, sender, xcb.root(), 0, 0, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
                       XCB_COPY_FROM_PARENT, 0, nullptr);
-    xcb_client_message_event_t event{};
-    event.response_type = XCB_CLIENT_MESSAGE;
-    event.format = 8;
-    event.window = sender;
     for (qsizetype at = 0; at < text.size(); at += 20) {
-        event.type = xcbAtom(connection, at == 0 ? "_NET_STARTUP_INFO_BEGIN" : "_NET_STARTUP_INFO");
-        const QByteArray piece = text.mid(at, 20).leftJustified(20, '\0');
-        std::memcpy(event.data.data8, piece.constData(), sizeof event.data.data8);
-        xcb_send_event(connection, 0, root, XCB_EVENT_MASK_PROPERTY_CHANGE, reinterpret_cast<const char *>(&event));
+        xcb_client_message_data_t data{};
+        std::memcpy(data.data8, text.constData() + at, static_cast<std::size_t>(qMin<qsizetype>(20, text.size() - at)));
+        xcb.send(sender, at == 0 ? "_NET_STARTUP_INFO_BEGIN" : "_NET_STARTUP_INFO", data, 8,
+                 XCB_EVENT_MASK_PROPERTY_CHANGE);
     }
-    xcb_destroy_window(connection, sender);
-    xcb_flush(connection);
+    xcb_destroy_window(xcb, sender);
+    xcb_flush(xcb);
 }
 
 Qt::WindowFlags FloatingWindow::flagsAboveOthers()
 {
-    xcb_connection_t *const connection = xcbConnection();
-    if (!connection)
+    const XcbConnection xcb;
+    if (!xcb)
         return {};
-    const auto supported = numbers(connection, xcbRoot(connection), "_NET_SUPPORTED");
-    const bool isKept = std::ranges::count(supported, xcbAtom(connection, "_NET_WM_STATE_ABOVE")) > 0;
-    return isKept ? Qt::WindowFlags() : Qt::X11BypassWindowManagerHint;
+    const bool hasAbove = xcb.numbers(xcb.root(), "_NET_SUPPORTED").contains(xcb.atom("_NET_WM_STATE_ABOVE"));
+    return hasAbove ? Qt::WindowFlags() : Qt::X11BypassWindowManagerHint;
 }
 
 bool FloatingWindow::isPointerKnown()
@@ -164,13 +129,13 @@ QRect FloatingWindow::workArea(const QScreen &screen)
 {
     const QRect all = screen.geometry();
     QRect left = screen.availableGeometry();
-    // Read from the window manager, since Qt leaves the bars out of it where there are several screens.
-    if (xcb_connection_t *const connection = xcbConnection()) {
+    // Asked of the window manager, since Qt ignores the bars where there are several screens.
+    if (const XcbConnection xcb; xcb) {
         const double ratio = screen.devicePixelRatio();
-        const QRectF part = QRectF(all.topLeft(), all.size() * ratio).intersected(roomLeftByBars(connection));
+        const QRectF part = QRectF(all.topLeft(), all.size() * ratio).intersected(areaWithoutBars(xcb));
         left = QRectF(all.topLeft() + (part.topLeft() - all.topLeft()) / ratio, part.size() / ratio).toRect();
     }
-    // A bar of Plasma 6 floats, but takes only as much of the screen as if it did not.
+    // The bars of Plasma 6 float, but reserve only their own height.
     constexpr int floatingGap = 8;
     if (qEnvironmentVariableIntValue("KDE_SESSION_VERSION") >= 6) {
         const auto gap = [](int bar) { return bar != 0 ? floatingGap : 0; };
@@ -180,14 +145,13 @@ QRect FloatingWindow::workArea(const QScreen &screen)
     return left.width() * 2 > all.width() && left.height() * 2 > all.height() ? left : all;
 }
 
-bool FloatingWindow::isHeldByUser()
+bool FloatingWindow::isButtonOrModifierDown()
 {
-    xcb_connection_t *const connection = xcbConnection();
-    if (!connection)
+    const XcbConnection xcb;
+    if (!xcb)
         return false;
-    const auto question = xcb_query_pointer(connection, xcbRoot(connection));
-    const XcbReply<xcb_query_pointer_reply_t> reply{xcb_query_pointer_reply(connection, question, nullptr)};
+    const auto pointer = xcb.reply(xcb_query_pointer_reply, xcb_query_pointer(xcb, xcb.root()));
     constexpr unsigned alt = XCB_MOD_MASK_1, super = XCB_MOD_MASK_4;
     constexpr unsigned buttons = XCB_BUTTON_MASK_1 | XCB_BUTTON_MASK_2 | XCB_BUTTON_MASK_3;
-    return reply && (reply->mask & (buttons | alt | super)) != 0;
+    return pointer && (pointer->mask & (buttons | alt | super)) != 0;
 }

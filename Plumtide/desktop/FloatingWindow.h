@@ -3,46 +3,44 @@
 #include <QRect>
 #include <QWindow>
 
-/// Properties of windows that float beside the user's work, for which Qt has no call. All of it does nothing on
-/// platforms other than "xcb". Thread: main thread.
+/// Properties of windows on X11 for which Qt has no call. On platforms other than "xcb" the functions that change
+/// something do nothing. Thread: main thread.
 namespace FloatingWindow {
 
 /// To be called before every show of a hidden window: window managers forget these properties when it hides. Keeps
-/// the window out of the task bar and the pager. One that does not accept the focus becomes a utility (`Qt::Tool` would
-/// make it a part of another window, which KWin 5.27 then shows on that one's desktop only). No other: GNOME (43, 48)
-/// would not give a utility the focus that it could not take while the overview was up. `token`, of the start or the
-/// click that asks for the window, lets it take the focus where the window manager protects that.
+/// the window out of the task bar and the pager. A window that does not accept the focus becomes a utility. (`Qt::Tool`
+/// would tie it to another window, and KWin 5.27 would show it on that one's desktop only.) The others do not: GNOME
+/// (43, 48) does not focus a utility that was opened under the overview. `token` is that of the start or the click that
+/// asks for the window; with it the window may take the focus.
 void prepare(QWindow &window, const QByteArray &token = {});
 
-/// To be called after every show of a window that is there for all desktops and asks for nothing. (What it says before
-/// that, xfwm4 4.18 takes for the last desktop.)
+/// Also takes back a demand for attention. To be called after every show: before it, xfwm4 4.18 would put the window on
+/// the last desktop.
 void putOnAllDesktops(QWindow &window);
 
-/// Lets clicks beside `area` (in the window, logical pixels) go to what lies below the window. To be called after every
+/// Passes clicks beside `area` (in the window, logical pixels) on to what is below the window. To be called after every
 /// change of its size.
-void takeClicksIn(QWindow &window, const QRect &area);
+void setInputRegion(QWindow &window, const QRect &area);
 
-/// Where Qt keeps the token of a click in the tray, and where it takes one from under Wayland.
+/// The environment variable in which Qt puts the token of a click in the tray, and takes one from under Wayland.
 inline constexpr auto tokenVariable = "XDG_ACTIVATION_TOKEN";
 
-/// What `token` stands for has come to its end: the desktop need not show a busy pointer any longer.
+/// Tells the desktop that the start which `token` stands for is complete: it stops showing a busy pointer.
 void endStartup(const QByteArray &token);
 
-/// Flags to be added when a window is made that stays above the others and never has the focus: it bypasses a window
-/// manager that has no "above" (wlroots, i3).
+/// Further flags for a window that stays above the others and never has the focus: it bypasses a window manager that
+/// does not support "above" (wlroots, i3).
 [[nodiscard]] Qt::WindowFlags flagsAboveOthers();
 
-/// Whether the pointer's place is to be believed: not in a Wayland session, where an X server hears of the pointer only
-/// while it is over one of its own windows.
+/// Whether the X server knows where the pointer is. In a Wayland session it knows only while the pointer is over one of
+/// its own windows.
 [[nodiscard]] bool isPointerKnown();
 
-/// What the desktop's bars leave of a screen; all of it where the window manager says nothing of them, or what cannot
-/// be.
+/// The part of a screen without the desktop's bars. All of it where the window manager gives none, or an absurd one.
 [[nodiscard]] QRect workArea(const QScreen &screen);
 
-/// Whether a mouse button, Alt or Super is down, wherever on the screen: so a move that the window manager reports now
-/// is one that the user makes with the mouse. Some window managers report it during the drag, others after its end,
-/// when the key is usually still down. Asks the server.
-[[nodiscard]] bool isHeldByUser();
+/// Asks the X server whether a mouse button, Alt or Super is down: then a move that the window manager reports is the
+/// user's drag. Some report it after the drag, when the key is usually still down.
+[[nodiscard]] bool isButtonOrModifierDown();
 
 } // namespace FloatingWindow

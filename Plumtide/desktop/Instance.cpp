@@ -29,32 +29,32 @@ QString nameOf(const QString &home)
     return interfaceName + u".home"_s + QString::fromLatin1(hash);
 }
 
-QDBusMessage ask(const QString &name, const QString &method, const QVariantList &arguments)
+QDBusMessage call(const QString &name, const QString &method, const QVariantList &arguments)
 {
-    QDBusMessage question = QDBusMessage::createMethodCall(name, objectPath, interfaceName, method);
-    question.setArguments(arguments);
-    question.setAutoStartService(false);
-    return QDBusConnection::sessionBus().call(question, QDBus::Block, static_cast<int>(Instance::patience.count()));
+    QDBusMessage message = QDBusMessage::createMethodCall(name, objectPath, interfaceName, method);
+    message.setArguments(arguments);
+    message.setAutoStartService(false);
+    return QDBusConnection::sessionBus().call(message, QDBus::Block, static_cast<int>(Instance::timeout.count()));
 }
 
 } // namespace
 
 Instance::Instance(const QString &home, QObject *parent) : QObject(parent), m_name(nameOf(home)) {}
 
-bool Instance::claim(const Wish &wish)
+bool Instance::claim(const StartRequest &request)
 {
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected())
         return true;
-    m_hasWindows = wish.hasWindows;
+    m_hasWindows = request.hasWindows;
     bus.registerObject(objectPath, this, QDBusConnection::ExportScriptableInvokables);
-    for (const QDeadlineTimer deadline(patience); !deadline.hasExpired(); QThread::msleep(20)) {
+    for (const QDeadlineTimer deadline(timeout); !deadline.hasExpired(); QThread::msleep(20)) {
         if (bus.registerService(m_name))
             return true;
         const QDBusMessage reply =
-            ask(m_name, u"Start"_s, {wish.hasWindows, wish.opensPanel, QString::fromUtf8(wish.token)});
-        qCDebug(desktopLog) << "who has the name answers" << reply;
-        // What does not answer may be a Plumtide that is about to end.
+            call(m_name, u"Start"_s, {request.hasWindows, request.opensPanel, QString::fromUtf8(request.token)});
+        qCDebug(desktopLog) << "the owner of the name answers" << reply;
+        // Without an answer, the owner may be a Plumtide that is about to end.
         const QString answer =
             reply.type() == QDBusMessage::ReplyMessage ? reply.arguments().value(0).toString() : ends;
         if (answer == runs)
@@ -62,7 +62,7 @@ bool Instance::claim(const Wish &wish)
         if (answer == runs || answer == opens)
             return false;
         if (answer != ends)
-            break; // no Plumtide
+            break; // another kind of program
     }
     std::fputs("Plumtide: 会话总线上的名字被别的程序占用，照常启动。\n", stderr);
     return true;
@@ -70,7 +70,7 @@ bool Instance::claim(const Wish &wish)
 
 bool Instance::resetMiniBoard() const
 {
-    return ask(m_name, u"ResetMiniBoard"_s, {}).type() == QDBusMessage::ReplyMessage;
+    return call(m_name, u"ResetMiniBoard"_s, {}).type() == QDBusMessage::ReplyMessage;
 }
 
 QString Instance::Start(bool hasWindows, bool opensPanel, const QString &token)

@@ -4,10 +4,10 @@
 
 #include <chrono>
 
-/// The program of a home directory on the session bus: a service whose name is made from that directory, so that two
-/// homes have two. The bus gives the name to one process alone; a second start asks that one to act, and ends.
-/// Where there is no bus every start believes that it is alone.
-/// Thread: main thread, with an application object. What others ask is heard once the event loop runs.
+/// Makes sure that one program runs for each home directory, by a name on the session bus that is made from the
+/// directory's path. A second start asks the running program to open its panel, and ends. Without a bus, `claim` always
+/// succeeds.
+/// Thread: main thread, with an application object. Requests of others arrive once the event loop runs.
 class Instance final : public QObject
 {
     Q_OBJECT
@@ -15,32 +15,31 @@ class Instance final : public QObject
 
 public:
     /// How long another may take to start, to answer or to end.
-    static constexpr std::chrono::milliseconds patience{10'000};
+    static constexpr std::chrono::milliseconds timeout{10'000};
 
     explicit Instance(const QString &home, QObject *parent = nullptr);
 
-    struct Wish
+    struct StartRequest
     {
         bool hasWindows = false;
-        bool opensPanel = true; ///< False where the session has started this one, and not the user.
+        bool opensPanel = true; ///< False where the session has started the program, not the user.
         QByteArray token = {};  ///< Lets a window take the focus.
     };
-    /// Becomes the program of the home. False when there is one that goes on; it has heard the wish. One without
-    /// windows ends for one that has some.
-    [[nodiscard]] bool claim(const Wish &wish);
+    /// False where another program goes on running for this home; it has received the request. One without windows
+    /// quits for one that has some.
+    [[nodiscard]] bool claim(const StartRequest &request);
 
-    /// Asks the running program to put the mini board back to its first place. False when there is none.
+    /// Asks the running program to put the mini board back to its first place. False where none answers.
     [[nodiscard]] bool resetMiniBoard() const;
 
-    // What another start asks for on the bus.
-    /// What becomes of this one.
+    /// Called over the bus by another start. Returns what this program does.
     Q_SCRIPTABLE QString Start(bool hasWindows, bool opensPanel, const QString &token);
     Q_SCRIPTABLE void ResetMiniBoard();
 
 Q_SIGNALS:
     void openRequested(const QByteArray &token);
     void resetRequested();
-    void replaced(); ///< One with windows waits for this one, which has none, to end.
+    void replaced(); ///< By a program with windows, which waits for the end of this one.
 
 private:
     const QString m_name;

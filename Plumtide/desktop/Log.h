@@ -2,6 +2,5 @@
 
 #include <QLoggingCategory>
 
-/// "plumtide.desktop": what the desktop was found to have, and what was chosen for it. Silent unless asked for
-/// (`QT_LOGGING_RULES`).
+/// Log category "plumtide.desktop", off unless QT_LOGGING_RULES turns it on.
 Q_DECLARE_LOGGING_CATEGORY(desktopLog)

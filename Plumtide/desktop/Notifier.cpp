@@ -8,6 +8,7 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusServiceWatcher>
+#include <QMetaMethod>
 #include <QVariantMap>
 
 #include <algorithm>
@@ -48,7 +49,7 @@ void Notifier::notify(const QString &title, const QString &body, const QString &
         return;
     Shown &shown = m_shown[id];
     shown.next = {shortened(title), shortened(body)};
-    if (!shown.isOnItsWay)
+    if (!shown.isPending)
         send(id);
 }
 
@@ -76,8 +77,8 @@ void Notifier::takeAllBack()
 
 void Notifier::send(const QString &id)
 {
-    m_shown[id].isOnItsWay = true;
-    // Each time: it may be another service than before.
+    m_shown[id].isPending = true;
+    // Asked each time, since another service may run than before.
     call(u"GetCapabilities"_s, {}, [this, id](const QDBusPendingReply<QStringList> &capabilities) {
         const QStringList known = capabilities.isValid() ? capabilities.value() : QStringList();
         const Notification wanted = *std::exchange(m_shown[id].next, std::nullopt);
@@ -95,12 +96,14 @@ void Notifier::send(const QString &id)
             {u"sound-name"_s, u"message-new-instant"_s},
             {u"urgency"_s, QVariant::fromValue(uchar{1})}, // normal
         };
-        // The first text is for services that draw a button for the action.
-        const QStringList actions = known.contains(u"actions"_s)
-            ? QStringList{defaultAction, u"打开看板"_s, sessionAction, u"前往会话"_s}
-            : QStringList();
+        QStringList actions;
+        if (known.contains(u"actions"_s)) {
+            if (isSignalConnected(QMetaMethod::fromSignal(&Notifier::activated))) // not without windows
+                actions += {defaultAction, u"打开看板"_s};                        // some services draw a button for it
+            actions += {sessionAction, u"前往会话"_s};
+        }
         const QString body = known.contains(u"body-markup"_s) ? wanted.body.toHtmlEscaped() : wanted.body;
-        const int expireTimeout = -1; // as the service likes
+        const int expireTimeout = -1; // the service decides
         const QVariantList arguments{u"Plumtide"_s, m_shown[id].number, u"plumtide"_s, wanted.title, body, actions,
                                      hints,         expireTimeout};
         call(u"Notify"_s, arguments, answered);
@@ -114,11 +117,11 @@ void Notifier::reportAction(uint number, const QString &action)
         return;
     const QByteArray token = std::exchange(m_token, {});
     if (action == defaultAction)
-        Q_EMIT activated(QString(shown.key()), token); // a copy: what follows may change what is shown
-    else if (action == sessionAction)
+        Q_EMIT activated(QString(shown.key()), token); // a copy: the slots may change m_shown
+    else
+        FloatingWindow::endStartup(token); // GNOME shows a busy pointer, which the terminal would not end
+    if (action == sessionAction)
         Q_EMIT sessionRequested(QString(shown.key()));
-    if (action != defaultAction) // GNOME shows a busy pointer meanwhile, and the session's window takes no token
-        FloatingWindow::endStartup(token);
 }
 
 void Notifier::keepToken(uint number, const QString &token)
@@ -139,5 +142,5 @@ void Notifier::forgetClosed(uint number, uint /*reason*/)
         if (shown.number == number)
             shown.number = 0;
     }
-    m_shown.removeIf([](const auto &entry) { return entry->number == 0 && !entry->isOnItsWay; });
+    m_shown.removeIf([](const auto &entry) { return entry->number == 0 && !entry->isPending; });
 }

@@ -8,14 +8,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace {
-
 constexpr auto addressVariable = "DBUS_SESSION_BUS_ADDRESS";
 constexpr auto noBus = "disabled:";
 
-} // namespace
-
-void neverStartSessionBus()
+void preventBusAutolaunch()
 {
     // Where the variable is unset, libdbus takes this socket.
     const QFileInfo ofUser(qEnvironmentVariable("XDG_RUNTIME_DIR") + QStringLiteral("/bus"));
@@ -23,12 +19,11 @@ void neverStartSessionBus()
         qputenv(addressVariable, noBus);
 }
 
-void leaveOutMuteSessionBus()
+void skipUnresponsiveBus()
 {
     if (qgetenv(addressVariable) == noBus)
         return;
-    // A process of its own tries it and is ended by its alarm, since neither Qt nor libdbus gives up a connection that
-    // is being made.
+    // A child process tries it and is ended by its alarm: neither Qt nor libdbus has a timeout for connecting.
     const pid_t attempt = ::fork();
     if (attempt == 0) {
         ::close(STDERR_FILENO); // Qt would say that there is no application object

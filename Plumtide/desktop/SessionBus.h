@@ -1,9 +1,9 @@
 #pragma once
 
-/// For the start of the program: keeps libdbus from starting a session bus where none is named, which would outlive the
-/// program and be of no use to it. After that, `QDBusConnection::sessionBus()` is not connected there.
-void neverStartSessionBus();
+/// Keeps libdbus from starting a session bus of its own where there is none (autolaunch), which would outlive the
+/// program. `QDBusConnection::sessionBus()` is then not connected. Call it at the start of the program.
+void preventBusAutolaunch();
 
-/// Leaves out a session bus that takes connections and does not answer within five seconds: whoever connects to it
-/// would wait for half a minute. Call it after `neverStartSessionBus`, before there is another thread.
-void leaveOutMuteSessionBus();
+/// Does the same for a session bus that accepts connections and does not answer within five seconds; connecting to it
+/// would block for half a minute. Call it after `preventBusAutolaunch`, before there is another thread.
+void skipUnresponsiveBus();

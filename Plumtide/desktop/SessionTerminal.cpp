@@ -1,8 +1,8 @@
 #include "Plumtide/desktop/SessionTerminal.h"
 
-#include "Plumtide/desktop/ActiveWindow.h"
 #include "Plumtide/desktop/Log.h"
 #include "Plumtide/desktop/Terminals.h"
+#include "Plumtide/desktop/XcbEvents.h"
 
 #include <QProcess>
 #include <QTimer>
@@ -16,13 +16,12 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr std::chrono::milliseconds patience = 2s; // with a command
-constexpr std::chrono::milliseconds windowPatience = 1s;
+constexpr std::chrono::milliseconds commandTimeout = 2s, windowTimeout = 1s;
 const Failure noWindow{u"没找到这个会话的终端窗口。"_s};
-constexpr int mostStations = 8; // a tmux may show itself
+constexpr int mostLinks = 8; // tmux sessions may show each other
 
-// Codex has the file of a session open whose name ends in the session's id. Others read such files, too; and a server
-// that several of its windows share may have it open, which was started by any of them.
+// Codex keeps the file of a session open, whose name ends in the session's id. Other programs may read that file, too.
+// Codex's own "app-server" is left out: several windows share it, and any of them may have started it.
 Process codexOf(const QString &session)
 {
     const QByteArray ending = '-' + session.toUtf8() + ".jsonl";
@@ -35,68 +34,61 @@ Process codexOf(const QString &session)
     return {};
 }
 
-// Goes from station to station, and at each down the table.
-class Way final : public QObject
+// Tries the steps at the agent's terminal, and at each further terminal that a step leads to.
+class TerminalSearch final : public QObject
 {
 public:
-    Way(QObject *context, SessionTerminal::Done done) : QObject(context), m_done(std::move(done)) {}
+    TerminalSearch(QObject *context, SessionTerminal::Done done) : QObject(context), m_done(std::move(done)) {}
 
-    void follow(const NextStep &next)
+    void follow(const StepResult &result)
     {
-        if (const Reached *const reached = std::get_if<Reached>(&next)) {
-            await(*reached);
-        } else if (const pid_t *const process = std::get_if<pid_t>(&next)) {
-            if (m_stations++ == mostStations)
+        if (const auto *const activated = std::get_if<Activated>(&result))
+            return awaitActivation(*activated);
+        if (const auto *const command = std::get_if<Command>(&result))
+            return run(*command);
+        if (const auto *const next = std::get_if<ContinueAt>(&result)) {
+            if (m_linkCount++ == mostLinks)
                 return finish(noWindow);
-            m_station = Station::of(*process);
-            m_asked = 0;
-            qCDebug(desktopLog) << "terminal: process" << *process << "belongs to" << m_station.owner().pid
-                                << m_station.owner().name;
-            ask();
-        } else if (const Command *const command = std::get_if<Command>(&next)) {
-            run(*command);
-        } else {
-            ask();
+            m_link = TerminalLink::of(next->process);
+            m_stepCount = 0;
+            qCDebug(desktopLog) << "terminal: process" << next->process << "belongs to" << m_link.owner().pid
+                                << m_link.owner().name;
         }
+        if (m_link.owners.isEmpty() || m_stepCount == terminalSteps().size())
+            return finish(noWindow);
+        follow(terminalSteps()[m_stepCount++](m_link));
     }
 
 private:
-    void ask()
-    {
-        if (m_station.owners.isEmpty() || m_asked == terminals().size())
-            return finish(noWindow);
-        follow(terminals()[m_asked++].step(m_station));
-    }
-
     void run(const Command &command)
     {
         auto *const process = new QProcess(this);
         const auto ended = [this, process, command](bool isDone) {
             process->deleteLater();
-            const QByteArray printed = process->readAllStandardOutput();
-            qCDebug(desktopLog) << "terminal:" << command.words << "done:" << isDone << printed.left(200);
-            follow(isDone && command.then ? command.then(printed) : NotHere());
+            const QByteArray output = process->readAllStandardOutput();
+            qCDebug(desktopLog) << "terminal:" << command.words << "done:" << isDone << output.left(200);
+            follow(isDone && command.then ? command.then(output) : NoMatch());
         };
         connect(process, &QProcess::finished, this,
                 [ended](int status, QProcess::ExitStatus how) { ended(how == QProcess::NormalExit && status == 0); });
         connect(process, &QProcess::errorOccurred, this, [ended](QProcess::ProcessError error) {
-            if (error == QProcess::FailedToStart) // after which it does not finish
+            if (error == QProcess::FailedToStart) // without `finished`
                 ended(false);
         });
-        QTimer::singleShot(patience, process, &QProcess::kill);
+        QTimer::singleShot(commandTimeout, process, &QProcess::kill);
         process->setStandardInputFile(QProcess::nullDevice());
         process->start(command.words.first(), command.words.sliced(1));
     }
 
-    void await(const Reached &reached)
+    void awaitActivation(const Activated &activated)
     {
-        const auto look = [this, reached] {
-            if (!reached.isThere || reached.isThere())
+        const auto check = [this, activated] {
+            if (!activated.isActive || activated.isActive())
                 finish({});
         };
-        connect(new ActiveWindow(this), &ActiveWindow::changed, this, look);
-        QTimer::singleShot(windowPatience, this, [this] { finish(noWindow); });
-        look();
+        connect(new ActiveWindow(this), &ActiveWindow::changed, this, check);
+        QTimer::singleShot(windowTimeout, this, [this] { finish(noWindow); });
+        check();
     }
 
     void finish(const Outcome<void> &outcome)
@@ -106,10 +98,10 @@ private:
             done(outcome);
     }
 
-    SessionTerminal::Done m_done; // until it is finished
-    Station m_station;
-    std::size_t m_asked = 0;
-    int m_stations = 0;
+    SessionTerminal::Done m_done; // null once it was called
+    TerminalLink m_link;
+    std::size_t m_stepCount = 0; // tried at this link
+    int m_linkCount = 0;
 };
 
 } // namespace
@@ -122,5 +114,5 @@ void SessionTerminal::bringToFront(const QString &session, bool isCodex, pid_t r
     const Process agent = isCodex ? codexOf(session) : Process::of(recorded);
     if (agent.pid == 0)
         return done(Failure{u"没找到这个会话的进程。"_s});
-    (new Way(context, done))->follow(agent.pid);
+    (new TerminalSearch(context, done))->follow(ContinueAt{agent.pid});
 }

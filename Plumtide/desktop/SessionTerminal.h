@@ -8,17 +8,16 @@
 
 #include <sys/types.h>
 
-/// The way from a line of the board to the terminal in which its session runs.
+/// Brings the terminal of a session to the front.
 namespace SessionTerminal {
 
-/// Nothing once the terminal is in front; otherwise a short sentence, for the place where the user has asked.
+/// Called with a short sentence for the user where the terminal was not brought to the front.
 using Done = std::function<void(const Outcome<void> &)>;
 
-/// Brings it to the front, with its window, tab and pane as far as the terminal has a way to ask for them (see
-/// Terminals.h). `session` is the agent's own id, empty for a line that is no session; `recorded` is the process that
-/// Claude Code's record of the session names, 0 where there is none. A window that is not known to be the right one is
-/// left alone. Thread: main thread. Returns at once; `done` is called once, maybe before that, and never after
-/// `context` has gone.
+/// Activates its window, tab and pane, as far as the terminal allows it (see Terminals.h). `session` is the agent's own
+/// id, empty for a line that is no session; `recorded` is the process in Claude Code's record of the session, 0 where
+/// there is none. A window that is not known to be the right one is left alone. Thread: main thread. Does not block;
+/// `done` is called once, maybe before this returns, but not after `context` is destroyed.
 void bringToFront(const QString &session, bool isCodex, pid_t recorded, QObject *context, const Done &done);
 
 } // namespace SessionTerminal

@@ -7,7 +7,6 @@
 #include <QSysInfo>
 
 #include <algorithm>
-#include <cstring>
 
 #include <sys/stat.h>
 
@@ -15,212 +14,180 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// tmux: "socket,server,session" in TMUX. The server has made the terminal; the way goes on from the client that was
-// used last, in its own terminal. A session that no client shows has no window.
-NextStep tmux(const Station &station)
+// TMUX is "socket,server,session". The server has made the terminal; the search goes on with the client that was used
+// last. A session that no client shows has no window.
+StepResult tmux(const TerminalLink &link)
 {
-    const QString server = station.variable("TMUX"), pane = station.variable("TMUX_PANE");
-    if (server.section(u',', -2, -2).toInt() != station.owner().pid)
-        return NotHere();
+    const QString server = link.variable("TMUX"), pane = link.variable("TMUX_PANE");
+    if (server.section(u',', -2, -2).toInt() != link.owner().pid)
+        return NoMatch();
     return Command{{u"tmux"_s, u"-S"_s, server.section(u',', 0, -3), u"select-window"_s, u"-t"_s, pane, u";"_s,
                     u"select-pane"_s, u"-t"_s, pane, u";"_s, u"list-clients"_s, u"-t"_s, pane, u"-F"_s,
                     u"#{client_activity} #{client_pid}"_s},
-                   [](const QByteArray &printed) -> NextStep {
-                       QList<QByteArray> clients = printed.trimmed().split('\n'); // seconds of as many digits
-                       return std::ranges::max(clients).split(' ').value(1).toInt();
+                   [](const QByteArray &output) -> StepResult {
+                       // The seconds have the same number of digits in all lines.
+                       const QByteArray latest = std::ranges::max(output.trimmed().split('\n'));
+                       return ContinueAt{latest.split(' ').value(1).toInt()};
                    }};
 }
 
-// GNU screen: "server.name" in STY. The server has the terminals open in which its session is shown.
-NextStep screen(const Station &station)
+// STY is "server.name". The server has the terminals open in which its session is shown.
+StepResult screen(const TerminalLink &link)
 {
-    const QString session = station.variable("STY");
-    const Process server = station.owner();
+    const QString session = link.variable("STY");
+    const Process server = link.owner();
     if (session.section(u'.', 0, 0).toInt() != server.pid)
-        return NotHere();
-    return Command{{u"screen"_s, u"-S"_s, session, u"-X"_s, u"select"_s, station.variable("WINDOW")},
-                   [server](const QByteArray &) -> NextStep {
-                       const QList<Process> processes = Process::all();
+        return NoMatch();
+    return Command{{u"screen"_s, u"-S"_s, session, u"-X"_s, u"select"_s, link.variable("WINDOW")},
+                   [server](const QByteArray &) -> StepResult {
+                       QList<int> terminals; // their device numbers
                        for (const QByteArray &file : server.openFiles()) {
                            struct stat status = {};
-                           if (!file.startsWith("/dev/pts/") || ::stat(file.constData(), &status) != 0)
-                               continue;
-                           for (const Process &client : processes) {
-                               if (client.name == "screen" && client.terminal == static_cast<int>(status.st_rdev))
-                                   return client.pid;
-                           }
+                           if (file.startsWith("/dev/pts/") && ::stat(file.constData(), &status) == 0)
+                               terminals.append(static_cast<int>(status.st_rdev));
                        }
-                       return NotHere();
+                       for (const Process &client : Process::all()) {
+                           if (client.name == "screen" && terminals.contains(client.terminal))
+                               return ContinueAt{client.pid};
+                       }
+                       return NoMatch();
                    }};
 }
 
-// kitty, where its configuration has "allow_remote_control" and "listen_on".
-NextStep kitty(const Station &station)
+// Works where kitty's configuration has "allow_remote_control" and "listen_on".
+StepResult kitty(const TerminalLink &link)
 {
-    const QString address = station.variable("KITTY_LISTEN_ON");
-    if (address.isEmpty() || station.variable("KITTY_PID").toInt() != station.owner().pid)
-        return NotHere();
+    const QString address = link.variable("KITTY_LISTEN_ON");
+    if (address.isEmpty() || link.variable("KITTY_PID").toInt() != link.owner().pid)
+        return NoMatch();
     return Command{{u"kitty"_s, u"@"_s, u"--to"_s, address, u"focus-window"_s, u"--match"_s,
-                    u"id:"_s + station.variable("KITTY_WINDOW_ID")}};
+                    u"id:"_s + link.variable("KITTY_WINDOW_ID")}};
 }
 
-NextStep wezTerm(const Station &station)
+StepResult wezTerm(const TerminalLink &link)
 {
-    if (station.owner().name != "wezterm-gui")
-        return NotHere();
-    return Command{{u"env"_s, u"WEZTERM_UNIX_SOCKET="_s + station.variable("WEZTERM_UNIX_SOCKET"), u"wezterm"_s,
-                    u"cli"_s, u"--no-auto-start"_s, u"activate-pane"_s, u"--pane-id"_s,
-                    station.variable("WEZTERM_PANE")}};
+    if (link.owner().name != "wezterm-gui")
+        return NoMatch();
+    return Command{{u"env"_s, u"WEZTERM_UNIX_SOCKET="_s + link.variable("WEZTERM_UNIX_SOCKET"), u"wezterm"_s, u"cli"_s,
+                    u"--no-auto-start"_s, u"activate-pane"_s, u"--pane-id"_s, link.variable("WEZTERM_PANE")}};
 }
 
 // Its window and its session are named "/Windows/1" and "/Sessions/2" on the bus.
-NextStep konsole(const Station &station)
+StepResult konsole(const TerminalLink &link)
 {
-    const QString service = station.variable("KONSOLE_DBUS_SERVICE"), window = station.variable("KONSOLE_DBUS_WINDOW");
-    if (service.isEmpty() || !window.startsWith(u'/') || station.owner().name != "konsole")
-        return NotHere();
+    const QString service = link.variable("KONSOLE_DBUS_SERVICE"), window = link.variable("KONSOLE_DBUS_WINDOW");
+    if (service.isEmpty() || !window.startsWith(u'/') || link.owner().name != "konsole")
+        return NoMatch();
     return Command{{u"dbus-send"_s, u"--session"_s, u"--print-reply"_s, u"--dest="_s + service, window,
                     u"org.kde.konsole.Window.setCurrentSession"_s,
-                    u"int32:"_s + station.variable("KONSOLE_DBUS_SESSION").section(u'/', -1)}};
+                    u"int32:"_s + link.variable("KONSOLE_DBUS_SESSION").section(u'/', -1)}};
 }
 
-// The windows of the owner in what a compositor tells, by their names in there.
-QStringList windowsIn(const QJsonValue &tree, const Station &station, const QString &nameKey)
+// The owner's windows in a compositor's JSON, by the value of `idKey`.
+QStringList windowsIn(const QJsonValue &tree, const TerminalLink &link, const QString &idKey)
 {
-    QStringList names;
-    if (tree["pid"_L1].isDouble() && station.isOwner(tree["pid"_L1].toInt()))
-        names.append(tree[nameKey].toVariant().toString());
+    QStringList ids;
+    if (tree["pid"_L1].isDouble() && link.isOwner(tree["pid"_L1].toInt()))
+        ids.append(tree[idKey].toVariant().toString());
     for (const QJsonValue &list : {tree["nodes"_L1], tree["floating_nodes"_L1], tree}) {
         for (const auto &node : list.toArray())
-            names += windowsIn(node, station, nameKey);
+            ids += windowsIn(node, link, idKey);
     }
-    return names;
+    return ids;
 }
 
-// `list` prints the windows in JSON; `focus` takes the name of one. Where the owner has several, none of them is known
-// to be the right one.
-NextStep onlyWindow(const Station &station, const QStringList &list, const QString &nameKey, const QStringList &focus)
+// Runs `list`, which prints the compositor's windows as JSON, and then `focus` with the owner's window in the place of
+// ID. Where the owner has several windows, it is not known which one is the right one.
+StepResult onlyWindow(const TerminalLink &link, const QStringList &list, const QString &idKey, const QStringList &focus)
 {
-    return Command{list, [station, nameKey, focus](const QByteArray &printed) -> NextStep {
-                       const QJsonArray told{QJsonDocument::fromJson("[" + printed + "]").array()};
-                       const QStringList names = windowsIn(told, station, nameKey);
-                       if (names.size() != 1)
-                           return NotHere();
-                       return Command{QStringList(focus).replaceInStrings(u"NAME"_s, names.first()),
-                                      [](const QByteArray &) -> NextStep { return Reached(); }};
+    return Command{list, [link, idKey, focus](const QByteArray &output) -> StepResult {
+                       const QJsonArray printed = QJsonDocument::fromJson("[" + output + "]").array();
+                       const QStringList ids = windowsIn(printed, link, idKey);
+                       if (ids.size() != 1)
+                           return NoMatch();
+                       return Command{QStringList(focus).replaceInStrings(u"ID"_s, ids.first()),
+                                      [](const QByteArray &) -> StepResult { return Activated(); }};
                    }};
 }
 
-NextStep swayWindow(const Station &station)
+StepResult swayWindow(const TerminalLink &link)
 {
     if (qEnvironmentVariableIsEmpty("SWAYSOCK"))
-        return NotHere();
-    return onlyWindow(station, {u"swaymsg"_s, u"-r"_s, u"-t"_s, u"get_tree"_s}, u"id"_s,
-                      {u"swaymsg"_s, u"[con_id=NAME] focus"_s});
+        return NoMatch();
+    return onlyWindow(link, {u"swaymsg"_s, u"-r"_s, u"-t"_s, u"get_tree"_s}, u"id"_s,
+                      {u"swaymsg"_s, u"[con_id=ID] focus"_s});
 }
 
-NextStep hyprlandWindow(const Station &station)
+StepResult hyprlandWindow(const TerminalLink &link)
 {
     if (qEnvironmentVariableIsEmpty("HYPRLAND_INSTANCE_SIGNATURE"))
-        return NotHere();
-    return onlyWindow(station, {u"hyprctl"_s, u"-j"_s, u"clients"_s}, u"address"_s,
-                      {u"hyprctl"_s, u"dispatch"_s, u"focuswindow"_s, u"address:NAME"_s});
+        return NoMatch();
+    return onlyWindow(link, {u"hyprctl"_s, u"-j"_s, u"clients"_s}, u"address"_s,
+                      {u"hyprctl"_s, u"dispatch"_s, u"focuswindow"_s, u"address:ID"_s});
 }
 
-QList<uint32_t> numbers(const QByteArray &property)
+// A window of the owner: the one that WINDOWID names, or the only one. Activated as by a pager, since window managers
+// may refuse other programs; openbox 3.6 obeys a pager only on the current desktop.
+StepResult x11Window(const TerminalLink &link)
 {
-    QList<uint32_t> values(property.size() / qsizetype(sizeof(uint32_t)));
-    std::memcpy(values.data(), property.constData(), static_cast<std::size_t>(values.size()) * sizeof(uint32_t));
-    return values;
-}
-
-// A window of the owner: the one that WINDOWID names, else the only one. It is asked for as a pager asks (EWMH), which
-// window managers obey; but openbox 3.6 shows only a window of the current desktop then.
-NextStep x11Window(const Station &station)
-{
-    xcb_connection_t *const connection = xcbConnection();
-    if (!connection)
-        return NotHere();
-    const xcb_window_t root = xcbRoot(connection);
-    QList<xcb_window_t> windows = numbers(xcbProperty(connection, root, "_NET_CLIENT_LIST"));
+    const XcbConnection xcb;
+    if (!xcb)
+        return NoMatch();
+    QList<xcb_window_t> windows = xcb.numbers(xcb.root(), "_NET_CLIENT_LIST");
     windows.removeIf([&](xcb_window_t window) {
-        const QByteArray machine = xcbProperty(connection, window, "WM_CLIENT_MACHINE"); // its number is known there
-        const bool isElsewhere = !machine.isEmpty() && machine != QSysInfo::machineHostName().toUtf8();
-        const QList<uint32_t> pid = numbers(xcbProperty(connection, window, "_NET_WM_PID"));
-        return isElsewhere || !station.isOwner(static_cast<pid_t>(pid.value(0)));
+        const QByteArray machine = xcb.property(window, "WM_CLIENT_MACHINE"); // where the process id counts
+        const bool isRemote = !machine.isEmpty() && machine != QSysInfo::machineHostName().toUtf8();
+        return isRemote || !link.isOwner(static_cast<pid_t>(xcb.numbers(window, "_NET_WM_PID").value(0)));
     });
-    const xcb_window_t named = station.variable("WINDOWID").toUInt();
+    const xcb_window_t named = link.variable("WINDOWID").toUInt();
     if (!windows.contains(named) && windows.size() != 1)
-        return NotHere();
+        return NoMatch();
     const xcb_window_t window = windows.contains(named) ? named : windows.first();
-    const auto ask = [&](const char *what, xcb_window_t of, uint32_t value) {
-        xcb_client_message_event_t event{};
-        event.response_type = XCB_CLIENT_MESSAGE;
-        event.format = 32;
-        event.window = of;
-        event.type = xcbAtom(connection, what);
-        event.data.data32[0] = value;
-        xcb_send_event(connection, 0, root, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
-                       reinterpret_cast<const char *>(&event));
-    };
-    constexpr uint32_t everywhere = 0xFFFFFFFF, pager = 2;
-    const uint32_t desktop = numbers(xcbProperty(connection, window, "_NET_WM_DESKTOP")).value(0, everywhere);
-    if (desktop != everywhere && desktop != numbers(xcbProperty(connection, root, "_NET_CURRENT_DESKTOP")).value(0))
-        ask("_NET_CURRENT_DESKTOP", root, desktop);
-    ask("_NET_ACTIVE_WINDOW", window, pager);
-    xcb_flush(connection);
-    return Reached{[window] {
-        xcb_connection_t *const now = xcbConnection();
-        return now && numbers(xcbProperty(now, xcbRoot(now), "_NET_ACTIVE_WINDOW")).value(0) == window;
+    const uint32_t desktop = xcb.numbers(window, "_NET_WM_DESKTOP").value(0, xcb.allDesktops);
+    if (desktop != xcb.allDesktops && desktop != xcb.numbers(xcb.root(), "_NET_CURRENT_DESKTOP").value(0))
+        xcb.send(xcb.root(), "_NET_CURRENT_DESKTOP", {.data32 = {desktop}});
+    xcb.send(window, "_NET_ACTIVE_WINDOW", {.data32 = {xcb.fromPager}});
+    return Activated{[window] {
+        const XcbConnection now;
+        return now && now.numbers(now.root(), "_NET_ACTIVE_WINDOW").value(0) == window;
     }};
 }
 
-// A program that has made a terminal for another and runs in one itself.
-NextStep between(const Station &station)
+// Programs that run another program in a terminal of its own, and run in a terminal themselves.
+StepResult ptyWrapper(const TerminalLink &link)
 {
-    const Process owner = station.owner();
+    const Process owner = link.owner();
     const QList<QByteArray> names{"sudo", "su", "doas", "script"};
-    return owner.terminal != 0 && names.contains(owner.name) ? NextStep(owner.pid) : NotHere();
+    return owner.terminal != 0 && names.contains(owner.name) ? StepResult(ContinueAt{owner.pid}) : NoMatch();
 }
 
-constexpr Terminal all[] = {
-    {"tmux", tmux},
-    {"screen", screen},
-    {"kitty", kitty},
-    {"WezTerm", wezTerm},
-    {"Konsole", konsole},
-    {"a window of sway", swayWindow},
-    {"a window of Hyprland", hyprlandWindow},
-    {"an X11 window", x11Window},
-    {"sudo and its like", between},
-};
+constexpr TerminalStep steps[] = {tmux,       screen,         kitty,     wezTerm,   konsole,
+                                  swayWindow, hyprlandWindow, x11Window, ptyWrapper};
 
 } // namespace
 
-Station Station::of(pid_t inside)
+TerminalLink TerminalLink::of(pid_t inside)
 {
-    Station station{Process::of(inside), {}};
-    if (station.inside.terminal == 0)
-        return station;
-    Process owner = station.inside;
-    while (owner.pid != 0 && owner.terminal == station.inside.terminal)
+    TerminalLink link{Process::of(inside), {}};
+    Process owner = link.inside;
+    while (owner.pid != 0 && owner.terminal == link.inside.terminal)
         owner = Process::of(owner.parent);
-    if (owner.pid == 0)
-        return station;
+    if (link.inside.terminal == 0 || owner.pid == 0)
+        return link;
     const QByteArray program = owner.program;
     do {
-        station.owners.append(owner);
+        link.owners.append(owner);
         owner = Process::of(owner.parent);
     } while (!program.isEmpty() && owner.program == program);
-    return station;
+    return link;
 }
 
-bool Station::isOwner(pid_t pid) const
+bool TerminalLink::isOwner(pid_t pid) const
 {
-    return std::ranges::any_of(owners, [pid](const Process &owner) { return owner.pid == pid; });
+    return std::ranges::count(owners, pid, &Process::pid) > 0;
 }
 
-std::span<const Terminal> terminals()
+std::span<const TerminalStep> terminalSteps()
 {
-    return all;
+    return steps;
 }

@@ -8,53 +8,52 @@
 #include <span>
 #include <variant>
 
-/// A station on the way to a session's terminal: something that runs in a terminal, and who that terminal belongs to.
-struct Station
+/// A process that runs in a terminal, and the process at the terminal's other end.
+struct TerminalLink
 {
-    Process inside; ///< The agent; or, when the way has come through tmux, what shows its session in another terminal.
-    /// The process at the other end of the terminal: its window, or a program like tmux or sudo that has made one of
-    /// its own. Behind it its parents, as long as they run the same program. Empty where `inside` has no terminal.
+    Process inside; ///< The agent; after a step through tmux, the tmux client that shows the agent's session.
+    /// The process that has made the terminal: one with a window, or a program like tmux or sudo. Followed by
+    /// its ancestors, as long as they run the same program. Empty where `inside` has no terminal.
     QList<Process> owners;
 
-    [[nodiscard]] static Station of(pid_t inside);
+    [[nodiscard]] static TerminalLink of(pid_t inside);
 
     [[nodiscard]] Process owner() const { return owners.value(0); }
     [[nodiscard]] bool isOwner(pid_t pid) const;
-    /// Of the environment of `inside`. Environments are inherited, also from a terminal within which another was
-    /// started: believe it only together with `owner`.
+    /// Of the environment of `inside`. A terminal that was started inside of another inherits the other's variables:
+    /// believe them only if `owner` is the program that sets them.
     [[nodiscard]] QString variable(QByteArrayView name) const { return inside.variable(name); }
 };
 
 struct Command;
 
-/// The next entry of the table has its turn.
-struct NotHere
+/// The step is for another kind of terminal: the next one is tried.
+using NoMatch = std::monostate;
+
+/// The window is active; or it was asked to be, and is as soon as `isActive` says so.
+struct Activated
 {
+    std::function<bool()> isActive = {};
 };
 
-/// The window is in front; or it has been asked to come, and is once `isThere`: after a change of the active window.
-struct Reached
+/// The search goes on with the terminal of this process.
+struct ContinueAt
 {
-    std::function<bool()> isThere = {};
+    pid_t process;
 };
 
-/// What comes next on the way. A process is where the way goes on.
-using NextStep = std::variant<NotHere, Reached, pid_t, Command>;
+/// What a step has found out.
+using StepResult = std::variant<NoMatch, Activated, ContinueAt, Command>;
 
-/// A command to be run, without a shell and for a few seconds at most. One that fails is as `NotHere`.
+/// A command to be run, without a shell and for a few seconds at most. One that fails counts as `NoMatch`.
 struct Command
 {
     QStringList words;
-    std::function<NextStep(const QByteArray &printed)> then = {}; ///< Without it, the next entry has its turn.
+    std::function<StepResult(const QByteArray &output)> then = {}; ///< Without it, the next step is tried.
 };
 
-/// One kind of terminal, or of window. `step` is asked at each station; it looks and sends, and waits for nobody.
-/// Thread: main thread.
-struct Terminal
-{
-    const char *name;
-    NextStep (*step)(const Station &station);
-};
+/// Finds one kind of terminal or window. Sends requests, but does not wait for answers. Thread: main thread.
+using TerminalStep = StepResult (*)(const TerminalLink &link);
 
-/// All kinds, in the order in which they are asked: those with panes and tabs, then windows.
-[[nodiscard]] std::span<const Terminal> terminals();
+/// All steps in the order in which they are tried: first panes and tabs, then windows.
+[[nodiscard]] std::span<const TerminalStep> terminalSteps();

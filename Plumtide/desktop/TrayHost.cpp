@@ -3,7 +3,7 @@
 #include "Plumtide/desktop/Log.h"
 
 #include <QDBusConnection>
-#include <QDBusMessage>
+#include <QDBusConnectionInterface>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusServiceWatcher>
@@ -31,13 +31,10 @@ void TrayHost::start()
     qCDebug(desktopLog) << "session bus:" << bus.isConnected() << "XEmbed tray:" << m_xembed.isOwned();
     if (!bus.isConnected())
         return;
-    // First the subscription, so that a watcher that comes in between is not missed.
+    // Subscribed to before it is asked for, so that none is missed in between.
     auto *const watcher = new QDBusServiceWatcher(name, bus, QDBusServiceWatcher::WatchForRegistration, this);
     connect(watcher, &QDBusServiceWatcher::serviceRegistered, this, [this] { finish("StatusNotifier"); });
-    QDBusMessage question = QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s,
-                                                           u"org.freedesktop.DBus"_s, u"NameHasOwner"_s);
-    question << name;
-    auto *const answer = new QDBusPendingCallWatcher(bus.asyncCall(question), this);
+    auto *const answer = new QDBusPendingCallWatcher(bus.interface()->asyncCall(u"NameHasOwner"_s, name), this);
     connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer] {
         answer->deleteLater();
         if (const QDBusPendingReply<bool> reply = *answer; reply.isValid() && reply.value())

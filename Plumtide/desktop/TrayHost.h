@@ -1,22 +1,21 @@
 #pragma once
 
-#include "Plumtide/desktop/ManagerSelection.h"
+#include "Plumtide/desktop/XcbEvents.h"
 
 #include <QTimer>
 
 #include <chrono>
 
-/// Says when QSystemTrayIcon may be touched for the first time. Qt 6.4 decides at its first use, once for the whole
-/// process, whether icons go over D-Bus (StatusNotifierItem) or into an X11 window (XEmbed); too early, that is XEmbed
-/// for ever, which many desktops do not show.
-/// Thread: main thread. Errors: none; without a bus and without X11 nothing is ever found, and nothing runs.
+/// Signals when QSystemTrayIcon may be used for the first time. At its first use, Qt 6.4 decides for the whole process
+/// whether icons are StatusNotifierItems on D-Bus or X11 windows (XEmbed); too early, it chooses XEmbed, which many
+/// desktops do not show.
+/// Thread: main thread. Without a bus and without X11 no tray is found.
 class TrayHost final : public QObject
 {
     Q_OBJECT
 
 public:
-    /// How long an XEmbed tray must have been there without a StatusNotifier watcher: many panels have both, and the
-    /// watcher is the slower one.
+    /// How long to wait for a StatusNotifier watcher beside an XEmbed tray: many panels start both, the watcher later.
     static constexpr std::chrono::milliseconds grace{3'000};
 
     explicit TrayHost(QObject *parent = nullptr);
@@ -24,7 +23,7 @@ public:
     void start(); ///< Returns at once; call it once.
 
 Q_SIGNALS:
-    void found(); ///< Once at the most.
+    void found(); ///< At most once.
 
 private:
     void finish(const char *kind);

@@ -1,30 +1,45 @@
 #pragma once
 
 #include <QByteArray>
-
-#include <cstdlib>
-#include <memory>
+#include <QList>
+#include <QScopedPointer>
 
 #include <xcb/xcb.h>
 
-/// Frees what XCB has allocated for its caller.
-struct XcbFree
+/// Qt's connection to the X server, with the requests that several files send over it. Convert it to a pointer before
+/// use: that is null on other platforms, without windows, and after the server has gone. Thread: main thread.
+class XcbConnection
 {
-    void operator()(void *memory) const { std::free(memory); }
+public:
+    XcbConnection();
+    operator xcb_connection_t *() const { return m_connection; }
+
+    // The numbers of EWMH, the protocol between window managers and other programs.
+    static constexpr uint32_t allDesktops = 0xFFFFFFFF;
+    static constexpr uint32_t removeState = 0;
+    static constexpr uint32_t fromApplication = 1, fromPager = 2; ///< Who asks the window manager.
+    static constexpr uint32_t toManager = XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+
+    /// Waits for the server's reply, which is null where it failed: `reply(xcb_x_reply, xcb_x(connection, ...))`.
+    template <typename Reply, typename Cookie>
+    [[nodiscard]] auto reply(Reply *(*receive)(xcb_connection_t *, Cookie, xcb_generic_error_t **), Cookie cookie) const
+    {
+        return QScopedPointer<Reply, QScopedPointerPodDeleter>(receive(m_connection, cookie, nullptr));
+    }
+
+    [[nodiscard]] xcb_window_t root() const;               ///< Of the first screen, the only one that Qt uses.
+    [[nodiscard]] xcb_atom_t atom(const char *name) const; ///< Asks the server once for each name.
+
+    /// At most 16 KiB of a property; empty where there is none.
+    [[nodiscard]] QByteArray property(xcb_window_t window, const char *name) const;
+    [[nodiscard]] QList<uint32_t> numbers(xcb_window_t window, const char *name) const; ///< The same of 32 bits each.
+    void setNumbers(xcb_window_t window, const char *name, xcb_atom_t type, const QList<uint32_t> &values,
+                    xcb_prop_mode_t mode = XCB_PROP_MODE_REPLACE) const;
+
+    /// Sends the root window a client message about `window`, at once.
+    void send(xcb_window_t window, const char *name, const xcb_client_message_data_t &data, uint8_t bits = 32,
+              uint32_t receivers = toManager) const;
+
+private:
+    xcb_connection_t *m_connection = nullptr;
 };
-
-/// An answer of the X server; null when there was none.
-template <typename T>
-using XcbReply = std::unique_ptr<T, XcbFree>;
-
-/// Qt's connection to the X server; null on other platforms, without windows, and after the server has gone.
-[[nodiscard]] xcb_connection_t *xcbConnection();
-
-/// The root window of the first screen, the only one that Qt uses.
-[[nodiscard]] xcb_window_t xcbRoot(xcb_connection_t *connection);
-
-/// Asks the server for a property of at most 16 KiB; empty when there is none.
-[[nodiscard]] QByteArray xcbProperty(xcb_connection_t *connection, xcb_window_t window, const QByteArray &name);
-
-/// Asks the server.
-[[nodiscard]] xcb_atom_t xcbAtom(xcb_connection_t *connection, const QByteArray &name);

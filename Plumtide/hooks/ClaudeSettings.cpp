@@ -1,5 +1,7 @@
 #include "Plumtide/hooks/ClaudeSettings.h"
 
+#include <QRegularExpression>
+
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -20,38 +22,31 @@ constexpr const char *eventNames[] = {
     "SessionStart", "UserPromptSubmit", "PermissionRequest", "PostToolUse", "Stop", "SessionEnd",
 };
 
-// The digits of a number without zeros at either end, and the power of ten behind them: texts of equal numbers come to
-// the same.
-std::pair<QByteArray, qint64> valueOf(const QByteArray &number)
+// The digits of a number without zeros at either end, and the power of ten behind them: the same for equal numbers. The
+// decimal point may be another character, that of the user's locale.
+std::pair<QString, qint64> decimalValue(const std::string &number)
 {
-    const qsizetype exponent = number.toLower().indexOf('e');
-    constexpr qint64 largest = 1'000'000'000; // of no double, and no text is long enough to make up for it
-    qint64 power = exponent < 0 ? 0 : qBound(-largest, number.sliced(exponent + 1).toLongLong(), largest);
-    QByteArray digits;
-    bool isFraction = false;
-    for (const char c : number.mid(0, exponent)) {
-        if (c >= '0' && c <= '9') {
-            digits += c;
-            power -= isFraction ? 1 : 0;
-        } else if (c != '-') {
-            isFraction = true; // a point, or what the user's locale has in its place
-        }
-    }
-    for (; digits.endsWith('0'); ++power)
+    static const QRegularExpression form(uR"(^-?0*(\d*)(?:[^\de]+(\d+))?(?:e(.*))?$)"_s,
+                                         QRegularExpression::CaseInsensitiveOption);
+    const QRegularExpressionMatch match = form.match(QString::fromStdString(number));
+    constexpr qint64 largest = 1'000'000'000; // more than the power of any double
+    qint64 power = qBound(-largest, match.captured(3).toLongLong(), largest) - match.capturedLength(2);
+    QString digits = match.captured(1) + match.captured(2);
+    for (; digits.endsWith(u'0'); ++power)
         digits.chop(1);
-    while (digits.startsWith('0'))
+    while (digits.startsWith(u'0'))
         digits.remove(0, 1);
     return {digits, digits.isEmpty() ? 0 : power};
 }
 
-// Reads a text to find what the library's document would not give back as it was, or would need too much of the stack
-// for. Everything that it does not object to, the library reads without an error.
-class Examiner final : public Json::json_sax_t
+// Finds what nlohmann's document cannot hold without loss, or only with too much of the stack. A text that passes is
+// parsed by it without an error.
+class LosslessCheck final : public Json::json_sax_t
 {
 public:
-    explicit Examiner(const QByteArray &text) : m_text(text) {}
+    explicit LosslessCheck(const QByteArray &text) : m_text(text) {}
 
-    [[nodiscard]] const QString &objection() const { return m_objection; }
+    [[nodiscard]] const QString &reason() const { return m_reason; } ///< Of the rejection.
 
     bool null() override { return value(); }
     bool boolean(bool) override { return value(); }
@@ -59,57 +54,56 @@ public:
     bool number_unsigned(Json::number_unsigned_t) override { return value(); }
     bool number_float(Json::number_float_t number, const std::string &text) override
     {
-        if (valueOf(QByteArray::fromStdString(text)) == valueOf(QByteArray::fromStdString(Json(number).dump())))
-            return value();
-        return object(u"里有没法原样写回的数字：%1"_s.arg(QString::fromStdString(text).left(40)));
+        return decimalValue(text) == decimalValue(Json(number).dump())
+            ? value()
+            : reject(u"里有没法原样写回的数字：%1"_s.arg(QString::fromStdString(text).left(40)));
     }
     bool string(std::string &) override { return value(); }
     bool binary(Json::binary_t &) override { return true; } // not in a text
     bool key(std::string &name) override
     {
-        // The library would keep one of the two.
-        return m_open.back().insert(name).second
-            || object(u"里有重复的键：%1"_s.arg(QString::fromStdString(name).left(40)));
+        return m_keys.back().insert(name).second
+            || reject(u"里有重复的键：%1"_s.arg(QString::fromStdString(name).left(40)));
     }
     bool start_object(std::size_t) override
     {
         constexpr size_t deepest = 500; // printing recurses: 100 bytes of the stack a level, 3 kB with sanitizers
-        m_open.emplace_back();
-        return value() && (m_open.size() <= deepest || object(u"嵌套得太深"_s));
+        m_keys.emplace_back();
+        return value() && (m_keys.size() <= deepest || reject(u"嵌套得太深"_s));
     }
     bool start_array(std::size_t size) override { return start_object(size); }
     bool end_object() override
     {
-        m_open.pop_back();
+        m_keys.pop_back();
         return true;
     }
     bool end_array() override { return end_object(); }
     bool parse_error(std::size_t position, const std::string &, const Json::exception &error) override
     {
         constexpr int numberOutOfRange = 406;
-        // The last byte read is the offending one; at the end of the text, it is one past the last.
+        // `position` counts the bytes up to the wrong one, and one more at the end of the text.
         const auto line =
             1 + m_text.first(qBound<qsizetype>(0, static_cast<qsizetype>(position) - 1, m_text.size())).count('\n');
-        return object((error.id == numberOutOfRange ? u"第 %1 行有一个过大的数字"_s : u"第 %1 行附近不是有效的 JSON"_s)
+        return reject((error.id == numberOutOfRange ? u"第 %1 行有一个过大的数字"_s : u"第 %1 行附近不是有效的 JSON"_s)
                           .arg(line));
     }
 
 private:
     bool value()
     {
-        m_blanks += 2 * m_open.size();
-        return m_blanks <= 8 * 1024 * 1024 || object(u"嵌套得太深"_s);
+        m_indentation += 2 * m_keys.size();
+        return m_indentation <= 8 * 1024 * 1024 || reject(u"嵌套得太深"_s);
     }
-    bool object(const QString &objection)
+    bool reject(const QString &reason)
     {
-        m_objection = objection;
+        m_reason = reason;
         return false;
     }
 
     const QByteArray &m_text;
-    QString m_objection;
-    size_t m_blanks = 0;                       // before the printed values, which are indented by their depth
-    std::vector<std::set<std::string>> m_open; // the keys so far of each open object; none for an array
+    QString m_reason;
+    size_t m_indentation = 0;                  // bytes before all values when they are printed
+    std::vector<std::set<std::string>> m_keys; // of each open object; none for an array
 };
 
 bool isArrayOfObjects(const Json &value)
@@ -132,7 +126,7 @@ bool namesScript(const Json &entry)
                        [](const Json &hook) { return commandOf(hook).find(scriptName) != std::string_view::npos; });
 }
 
-// It is a path of ours, bare or in quotes.
+// True for our path, also in quotes.
 bool runsScript(const Json &hook)
 {
     std::string_view command = commandOf(hook);
@@ -141,15 +135,15 @@ bool runsScript(const Json &hook)
     return command.ends_with("/.tavvel/hooks/tavvel-hook.sh");
 }
 
-// False where none of the entries runs the script. What is empty without it goes, too.
+// Also removes what is empty then. False where no entry runs the script.
 bool removeScript(Json &hooks)
 {
     bool isChanged = false;
     const auto isLeftEmpty = [&](Json &entry) {
         const auto list = entry.find("hooks");
-        if (list == entry.end() || !isArrayOfObjects(*list) || std::none_of(list->begin(), list->end(), runsScript))
+        if (list == entry.end() || !isArrayOfObjects(*list)
+            || std::erase_if(list->get_ref<Json::array_t &>(), runsScript) == 0)
             return false;
-        list->erase(std::remove_if(list->begin(), list->end(), runsScript), list->end());
         isChanged = true;
         return list->empty();
     };
@@ -167,17 +161,17 @@ Failure unchanged(const QString &reason)
     return {u"settings.json "_s + reason + u"，这次没有改动。"_s};
 }
 
-// What `change` makes of the object that the settings are, or why they are left alone.
+// What `change` makes of the outermost object.
 ClaudeSettings::Result changed(const QByteArray &settings,
                                const std::function<ClaudeSettings::Result(Json &root)> &change)
 {
     const QByteArray text = settings.isEmpty() ? QByteArray("{}") : settings;
-    // The reader takes a NUL for the end of the text and would drop what follows.
+    // The parser takes a NUL for the end of the text.
     if (const qsizetype end = text.indexOf('\0'); end >= 0)
         return unchanged(u"第 %1 行附近不是有效的 JSON"_s.arg(1 + text.first(end).count('\n')));
-    Examiner examiner(text);
-    if (!Json::sax_parse(text.begin(), text.end(), &examiner))
-        return unchanged(examiner.objection());
+    LosslessCheck check(text);
+    if (!Json::sax_parse(text.begin(), text.end(), &check))
+        return unchanged(check.reason());
     Json root = Json::parse(text.begin(), text.end());
     if (root.is_array())
         return ClaudeSettings::Refusal::NotAnObject;
@@ -223,13 +217,8 @@ Result remove(const QByteArray &settings)
 
 QString shellCommand(const QString &path)
 {
-    const auto isPlain = [](QChar c) {
-        return c.unicode() >= 0x80 || (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9')
-            || QStringView(u"/._-+,:@%=").contains(c);
-    };
-    if (std::all_of(path.begin(), path.end(), isPlain))
-        return path;
-    return u'\'' + QString(path).replace(u'\'', u"'\\''"_s) + u'\'';
+    static const QRegularExpression special(uR"([^\w\x{80}-\x{10FFFF}/.+,:@%=-])"_s);
+    return path.contains(special) ? u'\'' + QString(path).replace(u'\'', u"'\\''"_s) + u'\'' : path;
 }
 
 } // namespace ClaudeSettings

@@ -29,23 +29,7 @@ QByteArrayView bytesOf(const QByteArray &text, Range range)
     return QByteArrayView(text).sliced(range.begin, range.end - range.begin);
 }
 
-// The line that begins at `begin`, without its line feed or carriage return and line feed.
-Range lineAt(const QByteArray &text, qsizetype begin)
-{
-    const qsizetype lineFeed = text.indexOf('\n', begin);
-    if (lineFeed < 0)
-        return {begin, text.size()};
-    return {begin, lineFeed > begin && text[lineFeed - 1] == '\r' ? lineFeed - 1 : lineFeed};
-}
-
-// Where the line after the one at `begin` begins, or the end of the text.
-qsizetype nextLine(const QByteArray &text, qsizetype begin)
-{
-    const qsizetype lineFeed = text.indexOf('\n', begin);
-    return lineFeed < 0 ? text.size() : lineFeed + 1;
-}
-
-// What stands above the first header.
+// Everything above the first table header.
 Range rootTableOf(const QByteArray &config)
 {
     const qsizetype begin = config.startsWith(byteOrderMark) ? 3 : 0;
@@ -53,15 +37,18 @@ Range rootTableOf(const QByteArray &config)
     return {begin, header < 0 ? config.size() : begin + header};
 }
 
+// Without its line end.
 std::optional<Range> findNotifyLine(const QByteArray &text, Range rootTable)
 {
-    static const QRegularExpression notify(uR"(^notify[^\S\n]*=)"_s, QRegularExpression::MultilineOption);
+    static const QRegularExpression notify(uR"(^notify[^\S\n]*=[^\n]*?(?=\r?\n|\z))"_s,
+                                           QRegularExpression::MultilineOption);
     const QRegularExpressionMatch match = notify.match(QString::fromLatin1(bytesOf(text, rootTable)));
-    return match.hasMatch() ? std::optional(lineAt(text, rootTable.begin + match.capturedStart())) : std::nullopt;
+    if (!match.hasMatch())
+        return {};
+    return Range{rootTable.begin + match.capturedStart(), rootTable.begin + match.capturedEnd()};
 }
 
-// The tolerant look at a text that is no valid TOML: any spelling of the key in the root table, or a table of
-// that name anywhere.
+// For a text that is not valid TOML: finds any spelling of the key in the root table, or a table of that name.
 bool seemsToHaveNotify(const QByteArray &text, Range rootTable)
 {
     const auto isIn = [&text](Range range, const QString &before, const QString &after) {
@@ -73,21 +60,19 @@ bool seemsToHaveNotify(const QByteArray &text, Range rootTable)
         || isIn({rootTable.begin, text.size()}, uR"(\[\[?[^\S\n]*)"_s, uR"(\])"_s);
 }
 
-// An upper bound for the levels of a text's tables. toml++ builds, compares and drops them by recursion, at some 250
-// bytes of the stack a level. It reads no more than 256 brackets into each other, but any number of dots in a key.
+// An upper bound for the levels of nested tables. toml++ builds, compares and deletes them by recursion, which takes
+// some 250 bytes of the stack a level. It limits nested brackets to 256, but not the dots in a key.
 qsizetype mostLevels(const QByteArray &text)
 {
     qsizetype mostDots = 0;
-    for (qsizetype at = 0; at < text.size(); at = nextLine(text, at))
-        mostDots = qMax(mostDots, bytesOf(text, lineAt(text, at)).count('.'));
-    const qsizetype mostKeys =
-        2 + qMin<qsizetype>(text.count('{'), 256); // of a header, a line, and inline tables in it
+    for (const QByteArray &line : text.split('\n'))
+        mostDots = qMax(mostDots, line.count('.'));
+    const qsizetype mostKeys = 2 + qMin<qsizetype>(text.count('{'), 256); // of a header, a line, and its inline tables
     return mostKeys * (mostDots + 1);
 }
 
-// The test for blanks in toml++ 3.3 is undefined for many characters beyond ASCII: "a = [\uFEFB]" runs into a line that
-// it declares unreachable. So each of their bytes becomes a "!" and two digits. These are invalid where the characters
-// are, outside of strings and comments, and different texts stay different.
+// toml++ 3.3 has undefined behaviour for many characters beyond ASCII outside of strings, as in "a = [\uFEFB]". So each
+// of their bytes becomes a "!" and two digits, which is as invalid there; different texts stay different.
 QByteArray asAscii(const QByteArray &text)
 {
     QByteArray ascii;
@@ -105,24 +90,18 @@ std::optional<toml::table> parse(const QByteArray &text)
     }
 }
 
-bool isSameBesideNotify(toml::table before, toml::table after)
+bool isSameButNotify(toml::table before, toml::table after)
 {
     before.erase("notify");
     after.erase("notify");
     return before == after;
 }
 
-// Whether `after` is `before` with the one command as its notify.
-bool isIntended(toml::table before, const QByteArray &edited, const QString &scriptPath)
+bool hasNotify(const toml::table &table, const QString &scriptPath)
 {
-    std::optional<toml::table> after = parse(edited);
-    if (!after)
-        return false;
-    const std::string path = asAscii(scriptPath.toUtf8()).toStdString();
-    const toml::array *notify = after->get_as<toml::array>("notify");
-    if (!notify || notify->size() != 1 || notify->get(0)->value_exact<std::string>() != path)
-        return false;
-    return isSameBesideNotify(std::move(before), *std::move(after));
+    const toml::array *notify = table.get_as<toml::array>("notify");
+    return notify && notify->size() == 1
+        && notify->get(0)->value_exact<std::string>() == asAscii(scriptPath.toUtf8()).toStdString();
 }
 
 QByteArray basicString(const QString &text)
@@ -171,27 +150,27 @@ Result edit(const QByteArray &config, const QString &scriptPath)
     const std::optional<toml::table> original = parse(config);
     if (!line && (original ? original->contains("notify") : seemsToHaveNotify(config, rootTable)))
         return Unchanged::ForeignNotify;
-    if (original && !isIntended(*original, result.content, scriptPath))
+    const std::optional<toml::table> after = original ? parse(result.content) : std::nullopt;
+    if (original && !(after && hasNotify(*after, scriptPath) && isSameButNotify(*original, *after)))
         return unintended;
     return result;
 }
 
 Outcome<QByteArray> remove(const QByteArray &config, const QByteArray &previousLine)
 {
-    const std::optional<Range> line = findNotifyLine(config, rootTableOf(config));
+    std::optional<Range> line = findNotifyLine(config, rootTableOf(config));
     const QStringList words = line ? tomlStringElements(QString::fromUtf8(bytesOf(config, *line))) : QStringList();
     if (words.size() != 1 || !words.first().endsWith("/.tavvel/hooks/codex-notify.sh"_L1))
         return config;
     QByteArray result = config;
-    const qsizetype end = previousLine.isEmpty() ? nextLine(config, line->begin) : line->end;
-    result.replace(line->begin, end - line->begin, previousLine);
+    if (previousLine.isEmpty() && line->end < config.size()) // with its line end
+        line->end = config.indexOf('\n', line->end) + 1;
+    result.replace(line->begin, line->end - line->begin, previousLine);
     if (mostLevels(config) > deepest || mostLevels(result) > deepest)
         return uncheckable;
-    if (const std::optional<toml::table> original = parse(config)) {
-        const std::optional<toml::table> after = parse(result);
-        if (!after || !isSameBesideNotify(*original, *after))
-            return unintended;
-    }
+    const std::optional<toml::table> original = parse(config), after = parse(result);
+    if (original && !(after && isSameButNotify(*original, *after)))
+        return unintended;
     return result;
 }
 
@@ -212,11 +191,8 @@ QByteArray notifyLine(const QStringList &command)
 QStringList tomlStringElements(const QString &line)
 {
     QStringList elements;
-    QString element;
-    bool isInArray = false;
-    bool isEscaped = false;
+    bool isInArray = false, isEscaped = false;
     QChar openQuote; // null outside of strings
-
     qsizetype at = 0;
     for (const qsizetype end : characterEnds(line, line.size())) {
         const QStringView character = QStringView(line).sliced(at, end - at);
@@ -228,19 +204,16 @@ QStringList tomlStringElements(const QString &line)
         } else if (openQuote.isNull()) {
             if (single == u']')
                 return elements;
-            if (single == u'"' || single == u'\'')
+            if (single == u'"' || single == u'\'') {
                 openQuote = single;
-        } else if (isEscaped) {
-            element += character;
-            isEscaped = false;
-        } else if (single == u'\\' && openQuote == u'"') {
-            isEscaped = true;
-        } else if (single == openQuote) {
-            elements.append(element);
-            element.clear();
+                elements.append(QString());
+            }
+        } else if (!isEscaped && single == openQuote) {
             openQuote = QChar();
         } else {
-            element += character;
+            isEscaped = !isEscaped && single == u'\\' && openQuote == u'"';
+            if (!isEscaped)
+                elements.last() += character;
         }
     }
     return {};

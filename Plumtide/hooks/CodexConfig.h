@@ -9,17 +9,15 @@
 #include <variant>
 
 /// The edit of Codex's `config.toml`, as pure functions. Thread: any.
-///
-/// The edit is textual, one line replaced or inserted, so that comments, order and spelling survive. A TOML
-/// reader then confirms it: nothing is offered that would change any other value, or make a valid file
-/// invalid.
+/// One line of the text is replaced or inserted, so that comments, order and spelling are kept. A TOML parser then
+/// checks that no other value has changed, and that a valid file is still valid.
 namespace CodexConfig {
 
-/// What to write, and what must not get lost with it.
+/// The new content, and the command that it no longer has.
 struct Edit
 {
     QByteArray content;
-    QStringList previousCommand; ///< The program and arguments of the old `notify`; empty if there was none.
+    QStringList previousCommand; ///< The old `notify`; empty if there was none.
 };
 
 /// Why a configuration stays as it is.
@@ -31,25 +29,23 @@ enum class Unchanged {
 /// The failure is a whole sentence that names the file.
 using Result = std::variant<Edit, Unchanged, Failure>;
 
-/// Makes `notify` of the root table name the script, an absolute path. The key is looked for only at the
-/// start of a line before the first line that begins with a bracket; without one, the new line goes above
-/// that line, or to the end. A `notify` in any other spelling is left alone. A file that is not valid TOML is
-/// edited without confirmation.
+/// Sets `notify` of the root table to the script, an absolute path. The key is looked for only at the start of a line
+/// above the first line that begins with a bracket; if it is missing, the new line goes above that line, or to the end.
+/// A `notify` in another spelling is left alone. A file that is not valid TOML is edited without the check.
 Result edit(const QByteArray &config, const QString &scriptPath);
 
-/// Makes `previousLine`, or nothing where that is empty, of the line that names the script in a `.tavvel/hooks` as the
-/// only word of `notify`. All other bytes stay. Without such a line the text comes back as it is.
+/// Replaces the line that sets `notify` to just our script in a `.tavvel/hooks` with `previousLine`, or deletes it
+/// where that is empty. All other bytes stay, all of them where there is no such line.
 [[nodiscard]] Outcome<QByteArray> remove(const QByteArray &config, const QByteArray &previousLine);
 
 /// The line of `notify`, found as `edit` finds it; empty where there is none.
 [[nodiscard]] QByteArray notifyLine(const QByteArray &config);
 
-/// A `notify` line of these words.
+/// A `notify` line with this command.
 [[nodiscard]] QByteArray notifyLine(const QStringList &command);
 
-/// The strings of the first array on `line`; empty if the array is not closed on it. A backslash in double
-/// quotes only protects the next character: TOML's escapes are not interpreted. The text is read by
-/// user-perceived characters.
+/// The strings of the first array on `line`; empty if the array does not end there. A backslash in double quotes only
+/// stands for the next character; TOML's escapes are not interpreted. The text is read by user-perceived characters.
 [[nodiscard]] QStringList tomlStringElements(const QString &line);
 
 } // namespace CodexConfig

@@ -12,12 +12,7 @@ using namespace Qt::StringLiterals;
 
 Q_LOGGING_CATEGORY(hooksLog, "plumtide.hooks", QtWarningMsg)
 
-namespace {
-
-constexpr qint64 largestFile = 4 * 1024 * 1024;
-constexpr mode_t permissionBits = 07777;
-
-} // namespace
+constexpr qint64 largestFile = 4 * 1024 * 1024; // bytes
 
 namespace HookFiles {
 
@@ -31,17 +26,22 @@ Outcome<Content> read(const QString &path)
     return content.failure();
 }
 
-Outcome<void> change(const QString &path, const Change &change)
+Outcome<void> change(const QString &path, const Edit &edit)
 {
     constexpr int attempts = 5;
     for (int attempt = 0; attempt < attempts; ++attempt) {
         const Outcome<Content> before = read(path);
         if (!before)
             return before.failure();
-        const Outcome<Content> wanted = change(before.value());
-        if (!wanted)
-            return wanted.failure();
-        if (!wanted.value() || wanted.value() == before.value())
+        const Outcome<Content> wanted = edit(before.value());
+        if (!wanted || !wanted.value())
+            return wanted ? Outcome<void>() : wanted.failure();
+        struct stat status = {};
+        if (before.value() && ::stat(QFile::encodeName(path).constData(), &status) == 0) {
+            if (Outcome<void> kept = replaceOwn(backupOf(path), *before.value(), status.st_mode & ALLPERMS); !kept)
+                return kept;
+        }
+        if (wanted.value() == before.value())
             return {};
         if (wanted.value()->size() > largestFile)
             return Files::failure(u"无法写入"_s, path, EFBIG);
@@ -57,20 +57,11 @@ Outcome<void> change(const QString &path, const Change &change)
     return Failure{u"%1 正被其他程序频繁修改，请稍后再试。"_s.arg(path)};
 }
 
-Outcome<void> backUp(const QString &path, const QByteArray &content, const QString &original)
-{
-    if (Outcome<void> kept = original.isEmpty() ? Outcome<void>() : replaceOwn(original, content, 0600); !kept)
-        return kept;
-    struct stat status = {};
-    const bool exists = ::stat(QFile::encodeName(path).constData(), &status) == 0;
-    return replaceOwn(backupOf(path), content, exists ? status.st_mode & permissionBits : 0600);
-}
-
 Outcome<void> replaceOwn(const QString &path, const QByteArray &content, mode_t mode)
 {
     struct stat status = {};
     const bool fits = ::lstat(QFile::encodeName(path).constData(), &status) == 0 && S_ISREG(status.st_mode)
-        && (status.st_mode & permissionBits) == mode;
+        && (status.st_mode & ALLPERMS) == mode;
     if (const auto old = Files::read(path, largestFile); fits && old && old.value() == content)
         return {};
     qCDebug(hooksLog) << "writing" << path << "mode" << Qt::oct << mode;

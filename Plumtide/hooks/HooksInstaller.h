@@ -8,19 +8,16 @@
 
 #include <optional>
 
-/// Connects Plumtide to the two agent tools: copies the hook scripts into the data directory and registers
-/// them in Claude Code's settings and Codex's configuration, with a copy of each file as it was beside it.
-/// Thread: the main thread. All file work is done before a call returns.
-/// Errors: each action ends in one sentence for the user, `message`; nothing else is raised. Every file is
-/// replaced as a whole, scripts and copies first, so an action that fails or is killed leaves the tool's own
-/// file as it was.
+/// Copies the hook scripts into the data directory, and registers them in Claude Code's settings and Codex's
+/// configuration. Thread: main thread, which the calls block.
+/// Errors: each action sets one sentence for the user, `message`. Scripts and copies are written before the tool's own
+/// file, so an action that fails or is killed leaves that as it was.
 class HooksInstaller final : public QObject
 {
     Q_OBJECT
 
 public:
-    /// Looks at both configuration files at once, and replaces scripts that an older program deployed if one
-    /// of the tools is registered.
+    /// Reads both configuration files, and where one names our scripts, replaces those of an older program.
     explicit HooksInstaller(const Environment &environment, QObject *parent = nullptr);
 
     [[nodiscard]] bool claudeInstalled() const { return m_claudeInstalled; } ///< As of the last `refresh`.
@@ -28,24 +25,21 @@ public:
     [[nodiscard]] const std::optional<QString> &message() const { return m_message; }
     void clearMessage() { setMessage(std::nullopt); } ///< For the view that has shown it.
 
-    void refresh(); ///< Reads both configuration files again; what cannot be read is not registered.
+    void refresh(); ///< Reads both configuration files again; one that cannot be read counts as not registered.
 
     void installClaude(); ///< Registers the hook script for the six events in `~/.claude/settings.json`.
     void installCodex();  ///< Registers the notify script in `~/.codex/config.toml`, if there is such a file.
 
 Q_SIGNALS:
-    void objectWillChange(); ///< Before each assignment of one of the three published fields, changed or not.
+    void objectWillChange(); ///< Before each assignment to one of the three public values, changed or not.
 
 private:
     Outcome<void> deployScripts();
     void setMessage(const std::optional<QString> &message);
     void reportFailure(const Failure &failure);
 
-    // Absolute paths.
-    const QString m_home;
-    const QString m_claudeSettings;
-    const QString m_codexConfig;
-    const QString m_resourcesDir; // empty when the program has none
+    const QString m_home, m_claudeSettings, m_codexConfig; // absolute paths
+    const QString m_resourcesDir;                          // empty where the program has none
 
     bool m_claudeInstalled = false;
     bool m_codexInstalled = false;

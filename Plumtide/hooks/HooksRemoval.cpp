@@ -18,7 +18,7 @@ Content contentAt(const QString &path)
     return content ? content.value() : Content();
 }
 
-// The tool's file before our first change of it; of version 0.1.1, before the last one.
+// The tool's file as it was before our first change; version 0.1.1 kept only the last backup.
 Content originalOf(const QString &path, const QString &kept)
 {
     return contentAt(QFile::exists(kept) ? kept : HookFiles::backupOf(path));
@@ -27,80 +27,77 @@ Content originalOf(const QString &path, const QString &kept)
 struct Removed
 {
     QString sentence;
-    bool isGone = false; // the tool's file does not name the script
+    bool isComplete = false; // no file of the tool names the script
 };
 
-// Makes of the tool's file the original again. `without` takes our entries out of a content, `with` puts them in.
-template <typename Without, typename With>
-Removed takeOut(const QString &tool, const QString &done, const QString &path, const Content &original,
-                const QString &script, const Without &without, const With &with)
+// Restores the tool's file. `edited` is what our edit has made of `original`; `withoutEntries` removes our entries.
+template <typename WithoutEntries>
+Removed uninstall(const QString &tool, const QString &done, const QString &path, const Content &original,
+                  const Content &edited, const QString &script, const WithoutEntries &withoutEntries)
 {
     bool isChanged = false;
-    const auto change = [&](const Content &content) -> Outcome<Content> {
+    const auto edit = [&](const Content &content) -> Outcome<Content> {
         isChanged = false;
         if (!content)
             return Content();
-        Outcome<QByteArray> wanted = without(*content);
-        if (original && original != content && with(*original) == content) // what we have made of it is there still
+        Outcome<QByteArray> wanted = withoutEntries(*content);
+        if (original && original != content && edited == content)
             wanted = *original;
         if (!wanted)
             return wanted.failure();
-        if (wanted.value() == *content)
-            return Content();
-        if (const Outcome<void> kept = HookFiles::backUp(path, *content); !kept)
-            return kept.failure();
-        isChanged = true;
-        return Content(wanted.value());
+        isChanged = wanted.value() != *content;
+        return isChanged ? Content(wanted.value()) : Content();
     };
-    if (const Outcome<void> changed = HookFiles::change(path, change); !changed)
+    if (const Outcome<void> changed = HookFiles::change(path, edit); !changed)
         return {u"%1 取消接入失败：%2"_s.arg(tool, changed.failure().sentence)};
-    if (contentAt(path).value_or(QByteArray()).contains(script.toUtf8()))
-        return {u"%1 里还有 Plumtide 认不出的 %2，没有动它：请自己删掉。"_s.arg(path, script)};
+    const QDir folder = QFileInfo(path).dir();
+    const QString name = QFileInfo(path).fileName();
+    for (const QFileInfo &file : folder.entryInfoList({name, u"*."_s + name}, QDir::Files)) { // with Codex's profiles
+        if (contentAt(file.filePath()).value_or(QByteArray()).contains(script.toUtf8()))
+            return {u"%1 里还有 Plumtide 认不出的 %2，没有动它：请自己删掉。"_s.arg(file.filePath(), script)};
+    }
     return {isChanged ? done : u"%1 没有接入，没有改动。"_s.arg(tool), true};
 }
 
 Removed removeClaude(const QString &home)
 {
-    const auto contentOr = [](const ClaudeSettings::Result &result) -> Outcome<QByteArray> {
-        if (const auto *content = std::get_if<QByteArray>(&result))
-            return *content;
-        const auto *failure = std::get_if<Failure>(&result);
-        return failure ? *failure : Failure{u"settings.json 不是常规格式，没有改动。"_s};
-    };
-    const QString command = ClaudeSettings::shellCommand(home + HookFiles::claudeScript);
     const QString path = home + HookFiles::claudeSettings;
-    return takeOut(
-        u"Claude Code"_s, u"Claude Code 取消接入了。"_s, path, originalOf(path, home + HookFiles::claudeOriginal),
-        HookFiles::claudeScript, [&](const QByteArray &content) { return contentOr(ClaudeSettings::remove(content)); },
-        [&](const QByteArray &content) {
-            const Outcome<QByteArray> edited = contentOr(ClaudeSettings::edit(content, command));
-            return edited ? Content(edited.value()) : Content();
-        });
+    const Content original = originalOf(path, home + HookFiles::claudeOriginal);
+    const ClaudeSettings::Result edit = ClaudeSettings::edit(
+        original.value_or(QByteArray()), ClaudeSettings::shellCommand(home + HookFiles::claudeScript));
+    const auto *edited = std::get_if<QByteArray>(&edit);
+    return uninstall(u"Claude Code"_s, u"Claude Code 取消接入了。"_s, path, original,
+                     edited ? Content(*edited) : Content(), HookFiles::claudeScript,
+                     [](const QByteArray &content) -> Outcome<QByteArray> {
+                         const ClaudeSettings::Result result = ClaudeSettings::remove(content);
+                         if (const auto *without = std::get_if<QByteArray>(&result))
+                             return *without;
+                         const auto *failure = std::get_if<Failure>(&result);
+                         return failure ? *failure : Failure{u"settings.json 不是常规格式，没有改动。"_s};
+                     });
 }
 
 Removed removeCodex(const QString &home)
 {
     const QString path = home + HookFiles::codexConfig;
     const Content original = originalOf(path, home + HookFiles::codexOriginal);
-    // The earlier line itself, as long as the words that we run are still those on it.
     QStringList forwarded =
         QString::fromUtf8(contentAt(home + HookFiles::codexForward).value_or(QByteArray())).split(u'\n');
     if (forwarded.last().isEmpty()) // behind the last line feed
         forwarded.removeLast();
+    // The original line, as long as its words are still those that our script runs.
     QByteArray previous = CodexConfig::notifyLine(original.value_or(QByteArray()));
     if (CodexConfig::tomlStringElements(QString::fromUtf8(previous)) != forwarded)
         previous = forwarded.isEmpty() ? QByteArray() : CodexConfig::notifyLine(forwarded);
-    return takeOut(
-        u"Codex"_s,
-        previous.isEmpty() ? u"Codex 取消接入了，重启 Codex 后就生效。"_s
-                           : u"Codex 取消接入了，原来的通知也放回去了。重启 Codex 后就生效。"_s,
-        path, original, HookFiles::codexScript,
-        [&](const QByteArray &content) { return CodexConfig::remove(content, previous); },
-        [&](const QByteArray &content) {
-            const CodexConfig::Result result = CodexConfig::edit(content, home + HookFiles::codexScript);
-            const auto *edit = std::get_if<CodexConfig::Edit>(&result);
-            return edit && edit->previousCommand == forwarded ? Content(edit->content) : Content();
-        });
+    const CodexConfig::Result result =
+        CodexConfig::edit(original.value_or(QByteArray()), home + HookFiles::codexScript);
+    const auto *edit = std::get_if<CodexConfig::Edit>(&result);
+    return uninstall(u"Codex"_s,
+                     previous.isEmpty() ? u"Codex 取消接入了，重启 Codex 后就生效。"_s
+                                        : u"Codex 取消接入了，原来的通知也放回去了。重启 Codex 后就生效。"_s,
+                     path, original, edit && edit->previousCommand == forwarded ? Content(edit->content) : Content(),
+                     HookFiles::codexScript,
+                     [&](const QByteArray &content) { return CodexConfig::remove(content, previous); });
 }
 
 } // namespace
@@ -109,15 +106,14 @@ QStringList HooksRemoval::remove(const QString &home)
 {
     const Removed claude = removeClaude(home), codex = removeCodex(home);
     QStringList ours;
-    if (claude.isGone)
+    if (claude.isComplete)
         ours += HookFiles::claudeOriginal;
-    if (codex.isGone)
-        ours += {HookFiles::codexScript, HookFiles::codexForward, HookFiles::codexOriginal,
-                 HookFiles::hooksDir + u"/codex-client-seen"_s};
-    if (claude.isGone && codex.isGone) // its script runs this one
+    if (codex.isComplete)
+        ours += {HookFiles::codexScript, HookFiles::codexForward, HookFiles::codexOriginal, HookFiles::codexClientSeen};
+    if (claude.isComplete && codex.isComplete) // Codex's script runs Claude Code's
         ours += HookFiles::claudeScript;
     for (const QString &file : std::as_const(ours))
         QFile::remove(home + file);
-    QDir().rmdir(home + HookFiles::hooksDir); // unless there is something of somebody else in it
+    QDir().rmdir(home + HookFiles::hooksDir); // only if it is empty
     return {claude.sentence, codex.sentence};
 }

@@ -4,10 +4,10 @@
 #   tavvel-hook.sh          run by Claude Code for every registered hook, the event's JSON on stdin
 #   tavvel-hook.sh codex    run by codex-notify.sh, Codex's notification on stdin
 #
-# The agent waits for it, adds what it prints to the conversation, and blocks the user's prompt when it exits
-# with status 2. So it prints nothing, always exits 0, and starts a single program, an awk.
+# The agent waits for it, adds its output to the conversation, and blocks the user's prompt if it exits with status 2.
+# So it prints nothing, always exits 0, and starts a single program, an awk.
 trap 'exit 0' EXIT
-trap '' XFSZ                            # a limit of file sizes is a full disk, not the end of the script
+trap '' XFSZ                            # beyond a limit of file sizes, writing fails as on a full disk
 exec >/dev/null 2>&1
 
 here=${0%/*}
@@ -17,8 +17,7 @@ case $here in
 esac
 log=$data/events.jsonl
 torn=$data/events.torn                  # exists while the log may end in half a line, see below
-LC_ALL=C                                # bytes are bytes, and numbers have a point
-export LC_ALL
+export LC_ALL=C                         # text is bytes, and numbers have a point
 umask 077                               # the log holds prompts and commands
 [ -d "$data" ] || mkdir -p "$data"
 [ ! -e "$log" ] || [ -f "$log" ] || exit 0   # opening a FIFO would hang; another hook may make the log meanwhile
@@ -31,17 +30,17 @@ export TAVVEL_MODE="$1" TAVVEL_CLOCK="$EPOCHREALTIME" TAVVEL_CLIENT_SEEN="$here/
 # shellcheck disable=SC2016 # the program is one of awk
 line=$($awk '
 BEGIN {
-    # The time comes first, before the agent has sent everything. srand() seeds with the time of day and the next
-    # srand() gives that seed back: whole seconds, or nanoseconds in a later mawk (Debian 13 has 1.3.4-20250131). Where they are
-    # whole seconds, only bash has a finer clock, TAVVEL_CLOCK.
+    # The time is taken before the input is read. srand() seeds with the time of day, and the next srand() returns that
+    # seed: seconds, or nanoseconds in a later mawk (Debian 13 has 1.3.4-20250131). Where it is seconds, bash may have
+    # given a finer time, TAVVEL_CLOCK.
     srand(); now = srand()
     clock = ENVIRON["TAVVEL_CLOCK"]
     if (now > 1e17 && now < 1e20) clock = now /= 1e9
     if (now > 1e9 && now < 1e11)        # else the reader takes its own time
         stamp = clock - now > -1 && clock - now < 2 ? sprintf("%.6f", clock) : sprintf("%.0f", now)
 
-    # Bytes. A longer line would not fit the smallest output buffer around: it would leave the shell in two writes,
-    # and the line of another session could come between them.
+    # Bytes. A longer line does not fit the smallest output buffer of a shell. It would be written in two parts, and the
+    # line of another session could come between them.
     longestLine = 4096
     longestText = 2048
 
@@ -55,18 +54,18 @@ BEGIN {
     else for (i = 1; i <= inputs; i++) wanted["tool_input", input[i]] = 1
     controls = length("\000") ? "[\000-\037]" : "[\001-\037]"   # in some awks a NUL ends a string
 
-    # Records are, in turn, what stands between two strings and a string; one that holds escaped quotes comes
-    # in several records. Megabytes of strings that are not wanted thus pass through without being kept.
+    # Records are, in turn, the text between two strings and a string; a string with escaped quotes comes in several
+    # records. So megabytes of strings that are not wanted are read without being kept.
     RS = "\""
     ORS = ""
 }
 
-!inString { between($0); inString = 1; next }
+!inString { parseStructure($0); inString = 1; next }
 {
     if (!depth) refuse()
     if (keep) collect($0)
     if (/\\$/) {
-        match($0, /[^\\]\\*$/)        # where the backslashes at the end begin; /\\+$/ can take forever
+        match($0, /[^\\]\\*$/)        # finds the backslashes at the end; /\\+$/ can take very long
         if ((length($0) - RSTART) % 2) {                # the quote was an escaped one
             if (keep) collect("\"")
             next
@@ -81,15 +80,15 @@ END {
     if (refused || depth || previous != "value") exit
     if (codex) {
         if (plain(found["type"]) != "agent-turn-complete") exit
-        # Turns of subagents and reviews name no client. Neither does any turn of a Codex too old to name one,
-        # so they only count as such when a client was named within a week.
+        # Turns of subagents and reviews name no client, and are left out. An old Codex names none at all, so they are
+        # left out only if a client was named within a week.
         if (!("client" in found) && clientSeen()) exit
         # A new session also asks the model for its own title.
         title = messages == 1 && begins("input-messages" SUBSEP, "Generate a concise, single-line task title")
         if (!title) write()
         if ("client" in found) printf "" > ENVIRON["TAVVEL_CLIENT_SEEN"]
     } else {
-        # The agent tells itself that a background task has ended: not the words of the user.
+        # Such a prompt is from the agent, about a background task that has ended.
         if (begins("prompt", "<task-notification>")) delete found["prompt"]
         write()
     }
@@ -97,17 +96,16 @@ END {
 
 function refuse() { refused = 1; exit }
 
-# Checks what stands between two strings and sees what the next one is good for. `previous` is what came
-# last: "" at the start, an opening bracket, ":", ",", "key" or "value". `kind` has the open brackets, `key`
-# the keys that lead here, in the outermost object and one level below.
-function between(text,    at, part, i, c, word) {
+# Parses the text between two strings, and sets what the next string is. `previous` is the last token: "" at the start,
+# an opening bracket, ":", ",", "key" or "value". `kind` has the open brackets, `key` the keys of the two outer objects.
+function parseStructure(text,    at, part, i, c, word) {
     if (text == ":" && previous == "key" || text == "," && previous == "value" && depth) previous = text
     else {
-        for (at = 1; at <= length(text); at += 2000) {  # some awks walk to a substr() from the start
+        for (at = 1; at <= length(text); at += 2000) {  # in some awks, substr() counts from the start
             part = substr(text, at, 2000)
             for (i = 1; (c = substr(part, i, 1)) != ""; i++) {
                 if (!index(" \t\r\n{}[]:,", c)) {
-                    if (length(word) > 400) refuse()        # no number of anybody; adding to it gets slow
+                    if (length(word) > 400) refuse()        # appending gets slow, and no number is so long
                     word = word c
                     continue
                 }
@@ -156,7 +154,7 @@ function valueFits() {
 }
 
 function collect(piece) {
-    if (role == "value" && where == "cwd") {            # its end counts
+    if (role == "value" && where == "cwd") {            # its end is kept
         collected = collected piece
         if (length(collected) > 8192) collected = tail(collected, longestText + 100)
     } else if (length(collected) <= longestText) collected = collected substr(piece, 1, longestText + 1)
@@ -166,7 +164,7 @@ function finish(    w) {
     if (role == "value") {
         found[where] = collected
         messages += codex && depth == 2
-    } else {                        # forgets an earlier member of that name: the last one counts
+    } else {                        # of several members with this name, the last one counts
         key[depth] = collected = plain(collected)
         if (depth == 2) delete found[key[1], collected]
         else {
@@ -177,7 +175,7 @@ function finish(    w) {
     }
 }
 
-# The text with escapes of printable ASCII characters resolved; enough to compare it with a plain text.
+# The text with the escapes of printable ASCII characters decoded, to be compared with a plain text.
 function plain(text,    done, digits) {
     while (index(text, "\\u00") && match(text, "\\\\u00[2-7][0-9a-fA-F]")) {
         digits = tolower(substr(text, RSTART + 4, 2))
@@ -196,9 +194,9 @@ function clientSeen() {
     return ("find \"$TAVVEL_CLIENT_SEEN\" -mtime -7" | getline) > 0
 }
 
-# How many of the first `size` bytes end where a character ends, and not inside its UTF-8 sequence, its
-# escape, or the pair of escapes of a character beyond U+FFFF.
-function whole(text, size,    i, c, hex, unfinished) {
+# The length of the whole characters within the first `size` bytes: not of a part of a UTF-8 sequence, of an escape, or
+# of the pair of escapes of a character beyond U+FFFF.
+function wholeLength(text, size,    i, c, hex, unfinished) {
     for (i = 0; i < 3; i++) {
         c = substr(text, size + 1, 1)
         if (c >= "\200" && c < "\300") size--
@@ -210,14 +208,14 @@ function whole(text, size,    i, c, hex, unfinished) {
     return length(text)
 }
 
-function tail(text, size) {                             # 16: the most that whole() takes away
-    return substr(text, whole(text, length(text) - size + 16) + 1)
+function tail(text, size) {                             # 16: the most by which wholeLength() is shorter
+    return substr(text, wholeLength(text, length(text) - size + 16) + 1)
 }
 
 function member(name, where,    text) {
     if (!(where in found)) return ""
     text = found[where]
-    if (length(text) > room) text = where == "cwd" ? tail(text, room) : substr(text, 1, whole(text, room))
+    if (length(text) > room) text = where == "cwd" ? tail(text, room) : substr(text, 1, wholeLength(text, room))
     return "\"" name "\":\"" text "\","
 }
 
@@ -248,7 +246,7 @@ function write(    line, rest) {
 }
 ')
 [ -n "$line" ] || exit 0
-# Written by the shell: not every awk tells when a full disk takes only half of the line.
+# Written by the shell: not every awk reports that a full disk has taken only half of the line.
 if [ -e "$torn" ]; then
     printf '\n%s\n' "$line" >>"$log" && rm -f "$torn"
 else

@@ -1,6 +1,6 @@
 #include "Plumtide/hooks/HooksInstaller.h"
+#include "Plumtide/hooks/HookDiagnostics.h"
 #include "Plumtide/hooks/HooksRemoval.h"
-#include "Plumtide/hooks/Silence.h"
 #include "Plumtide/system/Files.h"
 
 #include "tests/support/TestHome.h"
@@ -179,7 +179,7 @@ TEST_F(HooksInstallerTest, TheToolsFileChangesLastWhenAllElseIsOnTheDiskAndStays
     home.write(config, "notify = ['x']");
     for (const auto &[file, names] :
          {std::pair(settings, u"settings.json.original settings.json.backup-tavvel settings.json"_s),
-          {config, u"config.toml.original config.toml.backup-tavvel codex-notify-forward config.toml"_s}}) {
+          {config, u"config.toml.original codex-notify-forward config.toml.backup-tavvel config.toml"_s}}) {
         const QStringList order = (u"tavvel-hook.sh codex-notify.sh "_s + names).split(u' ');
         const QByteArray before = home.read(file);
         for (qsizetype step = 0; step <= order.size(); ++step) {
@@ -246,7 +246,7 @@ TEST_F(HooksInstallerTest, WhatKeepsRegisteredHooksFromRunningIsSaidAndNothingEl
     };
     for (const auto &[file, content, reason] : cases) {
         home.write(file, content);
-        const QStringList said = reasonsForSilence(home.path(), home.path(u"managed"_s));
+        const QStringList said = hookProblems(home.path(), home.path(u"managed"_s));
         EXPECT_EQ(said.size(), reason.isEmpty() ? 1 : 2) << content.constData();
         EXPECT_TRUE(said.join(u'|').contains(reason)) << content.constData();
         QFile::remove(home.path(file));

@@ -40,7 +40,8 @@ def take_notifications(home):
     """The log of a service that shows them, on a bus of its own."""
     log, home.environment['DBUS_SESSION_BUS_ADDRESS'] = home.folder / 'notified', f'unix:path={home.folder}/bus'
     run('dbus-daemon', '--session', '--fork', f'--address=unix:path={home.folder}/bus', env=home.environment)
-    home.start(sys.executable, '-m', 'dbusmock', '-t', 'notification_daemon', '-l', log)
+    home.start(sys.executable, '-m', 'dbusmock', '-t', 'notification_daemon', '-l', log,
+               '-p', '{"capabilities": "actions"}')
     return until(lambda: log.exists() and log, 'notifications are taken')
 
 
@@ -163,6 +164,7 @@ class EngineTest(unittest.TestCase):
                 home.log(event('nobody', 'Stop'))
                 until(is_seen, f'what comes after {time_passed}')
         self.assertEqual(notified.read_text().count(' Notify '), 1)
+        self.assertIn('["session", "前往会话"]', notified.read_text())  # without windows there is no other action
 
     def test_ten_sessions_that_ask_and_are_broken_off_without_an_event_are_told_right_by_their_records(self):
         home, sessions = self.home, [f's{number}' for number in range(10)]
@@ -255,11 +257,13 @@ class EngineTest(unittest.TestCase):
         as_it_was = [home.read(file) for file in files]
         said = run('prlimit', '--fsize=4000', PROGRAM, '--remove-hooks', env=home.environment)  # as on a full disk
         self.assertEqual((said.count('无法写入'), [home.read(file) for file in files]), (2, as_it_was))
-        connect(b'{}', b'')
-        home.write(files[1], wrapped := b'notify = ["wrap", "%s/.tavvel/hooks/codex-notify.sh"]\n' % bytes(home.path))
-        self.assertIn('config.toml 里还有 Plumtide 认不出的 /.tavvel/hooks/codex-notify.sh', remove()[1])
-        self.assertEqual(home.read(files[1]), wrapped)
-        self.assertTrue(home.read('.tavvel/hooks/codex-notify.sh') and home.read('.tavvel/hooks/tavvel-hook.sh'))
+        wrapped = b'notify = ["wrap", "%s/.tavvel/hooks/codex-notify.sh"]\n' % bytes(home.path)
+        for file in (files[1], '.codex/work.config.toml'):  # or a profile's
+            connect(b'{}', b'')
+            home.write(file, wrapped)
+            self.assertIn(f'{file} 里还有 Plumtide 认不出的 /.tavvel/hooks/codex-notify.sh', remove()[1])
+            self.assertEqual(home.read(file), wrapped)
+            self.assertTrue(home.read('.tavvel/hooks/codex-notify.sh') and home.read('.tavvel/hooks/tavvel-hook.sh'))
 
     def test_neither_a_mute_bus_nor_another_program_that_has_its_name_keeps_it_from_the_log(self):
         home, name, mute = self.home, 'example.plumtide.plumtide', self.enterContext(socket.socket(socket.AF_UNIX))
