@@ -43,7 +43,7 @@ class SessionTest(unittest.TestCase):
 
         def show(name, *command):
             home.start(*command, stderr=DEVNULL)
-            return until(lambda: windows().get(name), f'the window {name}')
+            return until(lambda: windows().get(name))
 
         # As if everything else had been started there.
         home.environment['WINDOWID'] = str(show('xterm', 'xterm', '-T', 'xterm', '-e', f'{agent} cc-xterm'))
@@ -62,23 +62,23 @@ class SessionTest(unittest.TestCase):
         show('second', 'xfce4-terminal', '--disable-server', '-T', 'first', '-e', f'{agent} cc-first',
              '--window', '-T', 'second', '-e', f'{agent} cx-second',
              '--tab', '-T', 'second', '-e', f'env -u WINDOWID {agent} cc-blind')
-        until(lambda: len([*home.path.glob('.claude/sessions/*.json'), *home.path.glob('rollout*')]) == 8, 'all run')
+        until(lambda: len([*home.path.glob('.claude/sessions/*.json'), *home.path.glob('rollout*')]) == 8)
         other = desktop().open_window(self, 100, 200, 300, 200)
         self.enterContext(app)
         for setting in ('+0', '+2m'):  # of each of these silent sessions it warns then
             set_clock(clock, setting)
             home.log({'hook_event_name': 'Stop', 'session_id': 'nobody'})
-            until(home.has_read_all, 'it follows the log')
-        told = until(lambda: desktop().notified()[len(SESSIONS) - 1:] and desktop().notified(), 'all are notified')
+            until(home.has_read_all)
+        told = until(lambda: desktop().notified()[len(SESSIONS) - 1:] and desktop().notified())
         for number, (_, _, _, name, *_) in enumerate(told, 1):
             before, where = len(desktop().notified()), SESSIONS[name]
             desktop().do('windowactivate', '--sync', other.id)
             desktop().do('set_desktop', int(where in windows()))  # away from them
             desktop().tell_notified('ActionInvoked', number, 's', 'session')
             if where in windows():
-                until(lambda: desktop().active() == [windows()[where]], f'{where} is in front')
+                until(lambda: desktop().active() == [windows()[where]])
             else:
-                answer = until(lambda: desktop().notified()[before:], f'{name} is answered')
+                answer = until(lambda: desktop().notified()[before:])
                 self.assertEqual((answer[0][1:5], desktop().active()),
                                  ([number, 'plumtide', '前往会话', where], [other.id]))
         pane = run(*tmux, 'display-message', '-p', '-t', '=tmux:', '#{pane_start_command}', env=home.environment)

@@ -14,7 +14,7 @@ class StartTest(unittest.TestCase):
             with Program(app.home, *at_login) as program:
                 app.process = program.process
                 run(PROGRAM, '--reset-mini-board', env=app.environment)  # answered after what a start does by itself
-                until(lambda: at_login or app.has_focus(), 'the panel is open, with the focus')
+                until(lambda: at_login or app.has_focus())
                 self.assertEqual(bool(app.window()), not at_login)
 
     def test_a_second_start_opens_the_panel_of_the_first_and_its_button_quits(self):
@@ -23,12 +23,12 @@ class StartTest(unittest.TestCase):
         with App(self, QT_LOGGING_RULES=rules) as app, App(self):  # another home is another program
             for _ in range(2):
                 app.start_again(DESKTOP_STARTUP_ID='launcher-7_TIME5')
-                until(app.has_focus, 'the panel is open, with the focus')
+                app.until_open()
                 self.assertEqual(bytes(desktop().property(app.window(), '_NET_STARTUP_ID')), b'launcher-7_TIME5')
                 x, y, width, height = desktop().geometry(app.window())
                 self.assertTrue(0 <= x <= SIZE[0] - width and 0 <= y <= SIZE[1] - height, (x, y))
                 desktop().do('key', 'Escape')
-                until(lambda: not app.window(), 'it is closed')
+                app.until_closed()
             self.assertEqual(app.home.defaults()['miniBoardEnabled'], 'false')
             self.assertEqual(sorted(path.name for path in (app.home.path / '.tavvel').iterdir()),
                              ['events.jsonl', 'hooks', 'tasks.json'], 'it has made nothing else')
@@ -39,15 +39,15 @@ class StartTest(unittest.TestCase):
     def test_a_start_with_windows_takes_over_from_one_without_and_of_two_at_once_one_stays(self):
         desktop().use(tray=None)
         with App(self, DISPLAY='') as hidden:
-            self.assertIn('没有可用的图形界面', until(hidden.stderr, 'it says so'))
+            self.assertIn('没有可用的图形界面', until(hidden.stderr))
             self.assertIn('已经在运行了', hidden.start_again())
             self.assertIsNone(hidden.process.poll(), 'another without windows leaves it alone')
             environment = hidden.environment | desktop().environment
             both = [hidden.home.start(PROGRAM, env=environment) for _ in range(2)]
             self.assertEqual(hidden.process.wait(20), 0)
-            until(lambda: any(process.poll() == 0 for process in both), 'one of them has asked the other')
+            until(lambda: any(process.poll() == 0 for process in both))
             hidden.process, = [process for process in both if process.poll() is None]
-            until(hidden.has_focus, 'the panel is open, with the focus')
+            hidden.until_open()
 
     def test_an_x_server_without_other_clients_will_do_and_its_end_loses_nothing(self):
         server, number = start_display('-terminate')  # ends where others start over, when the last client goes
@@ -56,7 +56,7 @@ class StartTest(unittest.TestCase):
                        for at in range(2000)])
         with server:
             app.start()
-            until(app.home.offset, 'the first are taken')
+            until(app.home.offset)
             server.kill()
             self.assertEqual(app.process.wait(20), 1)
         taken = app.home.read('.tavvel/events.jsonl')[:app.home.offset()]

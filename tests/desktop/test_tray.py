@@ -18,9 +18,6 @@ class TrayTest(unittest.TestCase):
         self.app = self.enterContext(App(self, *lines, QT_LOGGING_RULES='plumtide.desktop=true'))
         return self.app
 
-    def until_counted(self, text):
-        until(lambda: self.app.tooltip() == text, f'the item says {text}')
-
     def approve(self, session, command=None):
         """What is notified then; the session had its turn before."""
         before = len(desktop().notified())
@@ -28,54 +25,53 @@ class TrayTest(unittest.TestCase):
         self.app.home.hook('UserPromptSubmit', session)
         command = command or f'step {before}'
         self.app.home.hook('PermissionRequest', session, tool_input={'command': command})
-        return until(lambda: [told for told in desktop().notified()[before:] if command in html.unescape(told[4])],
-                     f'{command} is notified')[0]
+        return until(lambda: [told for told in desktop().notified()[before:] if command in html.unescape(told[4])])[0]
 
     def test_the_number_is_drawn_after_a_start_follows_what_changes_it_and_is_not_sent_again_by_anything_else(self):
         app, heard = self.start(*URGENT), Counter()
-        self.until_counted('Plumtide：101 条等你处理')
+        self.app.until_says('Plumtide：101 条等你处理')
         self.assertIn('tray: StatusNotifier', app.stderr())
-        until(lambda: app.icon()[BADGE] > 40, 'the number is drawn')
+        until(lambda: app.icon()[BADGE] > 40)
         app.stop()
         app.home.write('.tavvel/tasks.json', '[]')
         app.start()
-        self.until_counted('Plumtide')
-        until(lambda: len(app.icon()) > 3 and not app.icon()[BADGE], 'no number is drawn')
+        self.app.until_says('Plumtide')
+        until(lambda: len(app.icon()) > 3 and not app.icon()[BADGE])
         self.assertEqual((app.item('Id'), app.item('Status')), ('plumtide', 'Active'))
         number = desktop().bus.signal_subscribe(app.owner, 'org.kde.StatusNotifierItem', None, None, None, 0,
                                                 lambda *signal: heard.update([signal[4]]))
         self.addCleanup(desktop().bus.signal_unsubscribe, number)
         app.ask_approval('tidy up')
-        self.until_counted('Plumtide：1 条等你处理')
+        self.app.until_says('Plumtide：1 条等你处理')
         for at in range(20):
             app.home.hook('UserPromptSubmit', 's2', prompt=f'prompt {at}')
-        until(lambda: 'prompt 19' in app.home.tasks(), 'all have arrived')
+        until(lambda: 'prompt 19' in app.home.tasks())
         app.home.hook('Stop')
-        self.until_counted('Plumtide')
+        self.app.until_says('Plumtide')
         while GLib.MainContext.default().iteration(False):
             pass
         self.assertEqual(heard, {'NewIcon': 2, 'NewToolTip': 2})
 
     def test_each_entry_of_the_menu_does_what_it_says_and_its_check_marks_show_what_is(self):
         app = self.start()
-        self.until_counted('Plumtide')
+        self.app.until_says('Plumtide')
         self.assertEqual({label: checked for label, (_, checked) in app.menu().items()},
                          {'打开看板': -1, '撤销': False, '悬浮板': 0, '登录时启动': 0, '': -1, '退出': -1})
         app.choose('打开看板')
-        until(app.has_focus, 'the panel is open, with the focus')
+        app.until_open()
         app.choose('悬浮板')
-        until(lambda: app.window(264), 'the mini board is on the screen')
-        until(lambda: 'checked' in states(app.find('check box', '悬浮板')), 'the switch in the panel follows')
+        until(lambda: app.window(264))
+        until(lambda: 'checked' in states(app.find('check box', '悬浮板')))
         app.press('check box', '悬浮板')
-        until(lambda: app.menu()['悬浮板'][1] == 0, 'the menu follows the switch')
+        until(lambda: app.menu()['悬浮板'][1] == 0)
         entry = app.home.path / '.config/autostart/plumtide.desktop'
         app.choose('登录时启动')
-        until(entry.exists, 'a login starts it')
+        until(entry.exists)
         self.assertEqual(Gio.DesktopAppInfo.new_from_filename(str(entry)).get_executable(), PROGRAM)
-        until(lambda: app.menu()['登录时启动'][1] == 1, 'the menu shows it')
+        until(lambda: app.menu()['登录时启动'][1] == 1)
         app.stop()
         app.start()
-        self.until_counted('Plumtide')
+        self.app.until_says('Plumtide')
         self.assertEqual(app.menu(is_announced=False)['登录时启动'][1], 1)
         entry.unlink()  # the desktop's own settings do so
         self.assertEqual(app.menu()['登录时启动'][1], 0)
@@ -90,11 +86,11 @@ class TrayTest(unittest.TestCase):
             ['default', '打开看板', 'session', '前往会话'],
             {'desktop-entry': 'plumtide', 'urgency': 1, 'sound-name': 'message-new-instant'}, -1])
         app.home.hook('Stop', 's1')
-        until(lambda: desktop().notified('CloseNotification') == [[1]], 'what was answered is taken back')
+        until(lambda: desktop().notified('CloseNotification') == [[1]])
         before = len(desktop().notified())
         app.home.log(*[{'hook_event_name': event, 'session_id': 's9', 'prompt': 'hurry'}
                        for event in ('UserPromptSubmit', 'PermissionRequest') * 5])  # of a burst the newest will do
-        until(lambda: desktop().notified()[before:], 'it is notified')
+        until(lambda: desktop().notified()[before:])
         self.assertEqual(self.approve('s1')[1], 0)
         number = sum(not told[1] for told in desktop().notified())  # of the last one
         desktop().tell_notified('ActionInvoked', 77, 's', 'default')
@@ -103,28 +99,28 @@ class TrayTest(unittest.TestCase):
         self.assertIsNone(app.window(), 'neither was a click on one of its own')
         number += 1
         desktop().tell_notified('ActionInvoked', number, 's', 'default')
-        until(app.has_focus, 'the panel is open, with the focus')
-        until(lambda: app.elements('push button', '搁置'), 'at the line that it speaks of')
+        app.until_open()
+        until(lambda: app.elements('push button', '搁置'))
         desktop().tell_notified('NotificationClosed', number, 'u', 2)
         self.assertEqual(self.approve('s2')[1], 0)
         self.assertNotIn([number], desktop().notified('CloseNotification'), 'the user has closed it')
         desktop().use(notifications=None)
         app.ask_approval('into the void', 's3')
-        until(lambda: app.home.tasks().get('into the void', {}).get('needsApproval'), 'the event has arrived')
+        until(lambda: app.home.tasks().get('into the void', {}).get('needsApproval'))
         desktop().use(notifications='body')
         told = self.approve('s1', 'a < b')
         self.assertEqual(told[1:6], [0, 'plumtide', 'shop', '有个操作需要你确认：Bash — a < b', []])
         app.stop()
-        until(lambda: desktop().notified('CloseNotification'), 'the end takes back what is on show')
+        until(lambda: desktop().notified('CloseNotification'))
 
     def test_the_item_comes_with_a_later_tray_and_back_with_a_restarted_one(self):
         self.start(tray=None)
         for button in (1, 2):
             desktop().use()
-            self.until_counted('Plumtide')
+            self.app.until_says('Plumtide')
             self.assertIn('tray: StatusNotifier', self.app.stderr())
             self.app.click_item(button)
-            until(self.app.has_focus, 'the panel is open, with the focus')
+            self.app.until_open()
             desktop().use(tray=None)
             desktop().do('key', 'Escape')
 
@@ -135,9 +131,9 @@ class TrayTest(unittest.TestCase):
         for address in (desktop().environment['DBUS_SESSION_BUS_ADDRESS'], 'unix:path=/nonexistent/bus', ''):
             with self.subTest(address), App(self, *URGENT, DBUS_SESSION_BUS_ADDRESS=address,
                                             XDG_RUNTIME_DIR=str(desktop().dir / 'nowhere')) as app:
-                until(lambda: app.icon()[BADGE] > 40, 'the number is drawn')
+                until(lambda: app.icon()[BADGE] > 40)
                 app.ask_approval('tidy up')
-                until(lambda: app.home.tasks().get('tidy up', {}).get('needsApproval'), 'the event has arrived')
+                until(lambda: app.home.tasks().get('tidy up', {}).get('needsApproval'))
                 app.click_item()
-                x, y, width, _ = desktop().geometry(until(app.window, 'the panel is open'))
+                x, y, width, _ = desktop().geometry(until(app.window))
                 self.assertEqual((x + width, y), (SIZE[0], BAR))

@@ -17,23 +17,23 @@ class OnOpenbox(unittest.TestCase):
     def setUp(self):
         desktop().use(manager=self.manager)
         self.app = self.enterContext(App(self, line('job', status='waiting')))
-        until(self.app.tooltip, 'its item is registered')
+        until(self.app.tooltip)
 
     def show_board(self):
         self.app.choose('悬浮板')
         self.place()
-        until(lambda: desktop().property(self.app.window(BOARD), '_NET_WM_DESKTOP') == [0xffffffff], 'it is on all')
+        until(lambda: desktop().property(self.app.window(BOARD), '_NET_WM_DESKTOP') == [0xffffffff])
         self.addCleanup(desktop().do, 'set_desktop', 0)
         desktop().do('set_desktop', 1)
-        until(lambda: self.app.window(BOARD).get_attributes().map_state == X.IsViewable, 'it is seen there')
+        until(lambda: self.app.window(BOARD).get_attributes().map_state == X.IsViewable)
 
     def place(self):
-        window = until(lambda: self.app.window(BOARD), 'the mini board is on the screen')
+        window = until(lambda: self.app.window(BOARD))
         x, y, width, height = desktop().geometry(window)
         return x + MARGIN, y + MARGIN, width - 2 * MARGIN, height - 2 * MARGIN
 
     def until_at(self, x, y):
-        until(lambda: self.place()[:2] == (x, y), f'the mini board is at {x}, {y}')
+        until(lambda: self.place()[:2] == (x, y))
 
     def test_the_panel_opens_at_the_item_with_the_focus_and_gives_it_back_however_it_is_closed(self):
         other = desktop().open_window(self, 100, 200, 300, 200)
@@ -41,23 +41,23 @@ class OnOpenbox(unittest.TestCase):
                             ('a click elsewhere', lambda: desktop().click(200, 300))):
             with self.subTest(what):
                 self.app.click_item()
-                until(self.app.has_focus, 'the panel is open, with the focus')
+                self.app.until_open()
                 x, y, width, height = desktop().geometry(self.app.window())
                 self.assertEqual((x + width, y, height), (SIZE[0], desktop().top(), 560))
                 self.app.keys('Plumtide', 'Tab')
-                until(lambda: self.app.focused().get_name() == '全部', 'the keyboard is at the first control')
+                until(lambda: self.app.focused().get_name() == '全部')
                 close()
-                until(lambda: not self.app.window(), 'it is closed')
-                until(lambda: desktop().active() == [other.id], 'the other window has the focus back')
+                self.app.until_closed()
+                until(lambda: desktop().active() == [other.id])
                 self.app.tooltip()  # answered after what a click has caused
                 self.assertIsNone(self.app.window())
         for at in range(5):  # opened again before Qt has heard that it was closed
             self.app.open()
             desktop().do('key', 'Escape')
-            until(lambda: not self.app.window(), 'it is closed')
+            self.app.until_closed()
             self.app.open()
             desktop().do('mousemove', 210 + at, 300, 'windowactivate', other.id)
-            until(lambda: not self.app.window(), 'it has closed when another window became active')
+            self.app.until_closed()
         self.app.open()
         desktop().do('mousemove', x + 200, y + 150, 'click', '--repeat', 2, 1)  # on the next step
         self.app.find('alert', '这一条不是会话')
@@ -68,23 +68,23 @@ class OnOpenbox(unittest.TestCase):
         desktop().use(manager=self.manager, compositor='picom')
         self.show_board()
         self.app.choose('悬浮板')
-        until(lambda: not self.app.window(BOARD), 'it is hidden')
+        self.app.until_closed(BOARD)
         desktop().use(manager=self.manager)  # without a compositor what is transparent turns black
         self.show_board()  # window managers forget what a hidden window was
         x, y, width, height = self.place()
         self.assertEqual((x, y + height), (SIZE[0] - 280, desktop().top() + 140))
-        until(lambda: wanted <= {*desktop().property(self.app.window(BOARD), '_NET_WM_STATE')}, 'it is above')
+        until(lambda: wanted <= {*desktop().property(self.app.window(BOARD), '_NET_WM_STATE')})
         protocols = desktop().property(self.app.window(BOARD), 'WM_PROTOCOLS')
         self.assertNotIn(desktop().x.intern_atom('WM_TAKE_FOCUS'), protocols)
         other = desktop().open_window(self, x - 40, y - 70, width + 80, height + 140)
         corners = [(x, y), (x + width - 1, y), (x, y + height - 1), (x + width - 1, y + height - 1)]
-        until(lambda: [desktop().pixels(*corner) for corner in corners] == [[BLUE]] * 4, 'its corners are round')
+        until(lambda: [desktop().pixels(*corner) for corner in corners] == [[BLUE]] * 4)
         self.assertNotIn(BLUE, desktop().pixels(x + 8, y + 2, width - 16, height - 4))
         desktop().click(x + width - 4, y + height // 2)
         self.app.tooltip()
         self.assertEqual(desktop().active(), [other.id])
         desktop().click(x + 40, y + height - 15)
-        until(self.app.has_focus, 'a click on a line has opened the panel')
+        self.app.until_open()
 
     def test_the_mini_board_stays_where_it_is_dragged_until_it_is_reset(self):
         self.show_board()
@@ -92,7 +92,7 @@ class OnOpenbox(unittest.TestCase):
         desktop().do('mousemove', x + 5, y + 5, 'mousedown', 1, 'mousemove', x - 95, y + 105,
                      'mousemove', x - 195, y + 305, 'mouseup', 1)
         self.until_at(x - 200, y + 300)
-        until(lambda: self.app.home.defaults().get('miniBoardOrigin') == f'{x - 200}, {y + 300}', 'its place is stored')
+        until(lambda: self.app.home.defaults().get('miniBoardOrigin') == f'{x - 200}, {y + 300}')
         for stored, place in (('left, 5', (x, y)), ('100', (x, y)), ('100.6, 200, 7', (101, 200)),
                               (f'{x - 200}, {y + 300}', (x - 200, y + 300))):
             self.app.stop()
@@ -102,7 +102,7 @@ class OnOpenbox(unittest.TestCase):
             self.until_at(*place)
         self.app.open()
         self.assertIn('checked', states(self.app.find('check box', '悬浮板')))
-        self.assertEqual(until(self.app.tooltip, 'its item is registered') and self.app.menu()['悬浮板'][1], 1)
+        self.assertEqual(until(self.app.tooltip) and self.app.menu()['悬浮板'][1], 1)
         self.app.start_again('--reset-mini-board')
         self.until_at(x, y)
         self.assertNotIn('miniBoardOrigin', self.app.home.defaults())
@@ -121,7 +121,7 @@ class OnAManagerOfItsOwn(unittest.TestCase):
         x = Display(f':{number}')
 
         def until_asked(kind):
-            until(lambda: x.pending_events() and (asked.append(x.next_event()) or asked[-1].type == kind), kind)
+            until(lambda: x.pending_events() and (asked.append(x.next_event()) or asked[-1].type == kind))
             return asked[-1]
         asked, root, extents = [], x.screen().root, x.intern_atom('_NET_FRAME_EXTENTS')
         root.change_attributes(event_mask=X.SubstructureRedirectMask)
@@ -134,5 +134,5 @@ class OnAManagerOfItsOwn(unittest.TestCase):
         window.change_property(extents, Xatom.CARDINAL, 32, [0, 2**32 - 399, 0, 2**32 - 559])  # the frame is 1 x 1
         window.configure(x=5, y=5)
         window.map()
-        until(lambda: until_asked(X.ConfigureRequest).value_mask & X.CWX, 'it asks for another place')
+        until(lambda: until_asked(X.ConfigureRequest).value_mask & X.CWX)
         self.assertEqual((asked[-1].x, asked[-1].y), (SIZE[0] - 400, 0))

@@ -113,14 +113,14 @@ class Desktop:
                 self._parts[part] = start(*COMMANDS.get(wanted[part]) or [
                     *COMMANDS[part], json.dumps({'capabilities': wanted[part]})])
             if part == 'manager':  # a bar that comes while it starts may be given no room
-                until(lambda: self.top() >= 0, f'{manager} has started')
+                until(lambda: self.top() >= 0)
         self._used = wanted
         for selection, part in (('WM_S0', manager), ('_NET_SYSTEM_TRAY_S0', tray), ('_NET_WM_CM_S0', compositor)):
             atom = self.x.intern_atom(selection)
-            until(lambda: bool(self.x.get_selection_owner(atom)) == bool(part), f'{selection}: {part}')
-        until(lambda: self.top() >= 0 and bool(self.top()) == bool(tray), f'room for {tray}')
+            until(lambda: bool(self.x.get_selection_owner(atom)) == bool(part))
+        until(lambda: self.top() >= 0 and bool(self.top()) == bool(tray))
         for name, is_wanted in ((WATCHER[0], tray == 'xfce4-panel'), (MOCK[0], bool(notifications))):
-            until(lambda: self.call(*BUS, 'NameHasOwner', '(s)', name) == is_wanted, f'{name}: {is_wanted}')
+            until(lambda: self.call(*BUS, 'NameHasOwner', '(s)', name) == is_wanted)
 
     def call(self, name, path, interface, member, signature='()', *arguments):
         """The results of a call; of a single one, that."""
@@ -162,7 +162,7 @@ class Desktop:
         window.set_wm_normal_hints(flags=1, x=x, y=y)  # USPosition
         window.set_wm_hints(flags=1, input=1)
         window.map()
-        until(lambda: self.active() == [window.id], 'the focus in a new window')
+        until(lambda: self.active() == [window.id])
         return window
 
     def pixels(self, x, y, width=1, height=1):
@@ -221,7 +221,7 @@ class App(Program):
 
     def find(self, role, name=''):
         """Waits for the first one."""
-        return until(lambda: self.elements(role, name), f'{role} {name} is showing')[0]
+        return until(lambda: self.elements(role, name))[0]
 
     def press(self, role, name):
         element = self.find(role, name)
@@ -233,7 +233,7 @@ class App(Program):
 
     def keys(self, at, *names):
         """Pressed when the keyboard is at the control whose name begins with `at`."""
-        until(lambda: (focused := self.focused()) and focused.get_name().startswith(at), f'the keyboard is at {at}')
+        until(lambda: (focused := self.focused()) and focused.get_name().startswith(at))
         desktop().do('key', '--delay', 0, *names)
 
     def window(self, width=400):
@@ -250,8 +250,17 @@ class App(Program):
         return (panel := self.window()) and desktop().active() == [panel.id] and self.focused()
 
     def open(self):
+        until(lambda: self.has_focus() if self.window() else self.start_again())
+
+    def until_open(self):
         """The panel, with the focus."""
-        until(lambda: self.has_focus() if self.window() else self.start_again(), 'the panel is open, with the focus')
+        until(self.has_focus)
+
+    def until_closed(self, width=400):
+        until(lambda: not self.window(width))
+
+    def until_says(self, tooltip):
+        until(lambda: self.tooltip() == tooltip)
 
     def item(self, name):
         """A property of it, if it is in the tray."""
@@ -271,7 +280,7 @@ class App(Program):
         return Counter(desktop().pixels(SIZE[0] - BAR + 2, 2, BAR - 4, BAR - 4))
 
     def click_item(self, button=1):
-        until(lambda: len(self.icon()) > 3, 'the item is drawn')
+        until(lambda: len(self.icon()) > 3)
         desktop().click(SIZE[0] - BAR // 2, BAR // 2, button)
 
     def _menu(self, *arguments):

@@ -15,12 +15,12 @@ RECORDINGS = Path(__file__).resolve().parent.parent / 'recordings'
 MARK = 'PLUMTIDE_TEST'  # in the environment of every process of a home, so that none is left behind
 
 
-def until(condition, what, seconds=20):
+def until(condition, seconds=20):
     """The first true value of `condition()`. Fails the test after the time limit."""
     end = time.monotonic() + seconds
     while not (value := condition()):
         if time.monotonic() > end:
-            raise AssertionError(f'in {seconds} s it did not come to this: {what}')
+            raise AssertionError(f'not true within {seconds} s')
         time.sleep(0.01)
     return value
 
@@ -52,7 +52,7 @@ def end_processes(mark):
                     found.append(entry.name)
                     os.kill(int(entry.name), signal.SIGKILL)
         return not found
-    until(are_gone, f'the processes of {mark} are gone')
+    until(are_gone)
 
 
 class Home:

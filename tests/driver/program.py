@@ -50,7 +50,7 @@ class Program:
             self.process = self._home.start(self._home.program, *self._arguments, env=self.environment,
                                             stdout=errors, stderr=errors)
         if 'DISPLAY' in self.environment:
-            until(self.is_ready, 'it answers')
+            until(self.is_ready)
 
     def is_ready(self):
         """Whether it can be asked to open its windows, and to end: it catches signals once its lines are loaded."""

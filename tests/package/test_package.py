@@ -70,7 +70,7 @@ class PackageTest(unittest.TestCase):
 
         def follows():
             before = len(sent)
-            until(lambda: any(int(title.split()[-1]) >= before for title in home.tasks()), 'the sessions are followed')
+            until(lambda: any(int(title.split()[-1]) >= before for title in home.tasks()))
 
         run('sed', '-i', 's/^Version: .*/&+newer/', self.tree / 'DEBIAN/control')
         run('sed', '-i', '$a # newer', *(self.tree / 'usr/share/plumtide/hooks').iterdir())
@@ -90,7 +90,7 @@ class PackageTest(unittest.TestCase):
             follows()
             self.assertEqual(program.stop(), 0)
             program.start()
-            until(lambda: b'# newer' in home.read('.tavvel/hooks/codex-notify.sh'), 'the new scripts are deployed')
+            until(lambda: b'# newer' in home.read('.tavvel/hooks/codex-notify.sh'))
             for _ in range(10):
                 home.install()  # no session may find its script busy or gone while it is replaced
             follows()

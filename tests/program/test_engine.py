@@ -12,6 +12,7 @@ import sys
 import time
 import unittest
 from pathlib import Path
+from subprocess import DEVNULL
 
 from driver.home import PROGRAM, RECORDINGS, Home, run, until
 from driver.program import Program, set_clock
@@ -42,7 +43,7 @@ def take_notifications(home):
     run('dbus-daemon', '--session', '--fork', f'--address=unix:path={home.folder}/bus', env=home.environment)
     home.start(sys.executable, '-m', 'dbusmock', '-t', 'notification_daemon', '-l', log,
                '-p', '{"capabilities": "actions"}')
-    return until(lambda: log.exists() and log, 'notifications are taken')
+    return until(lambda: log.exists() and log)
 
 
 # An event that a hook reports, or what the session's record says from then on, and what its line says then.
@@ -67,11 +68,11 @@ class EngineTest(unittest.TestCase):
             for tell, names in ((home.tell_claude, 'claude/*/[0-9]*.json'), (home.tell_codex, 'codex/*/*.json')):
                 for path in sorted(RECORDINGS.glob(names)):
                     tell(json.loads(path.read_text()))
-            until(lambda: len(board(home)) == len(expected) and home.has_read_all(), 'all are on the board')
+            until(lambda: len(board(home)) == len(expected) and home.has_read_all())
         self.assertEqual(board(home), expected)
         with Program(home):  # goes on with the lines that it found
             home.tell_claude(json.loads((RECORDINGS / 'claude/interactive-killed/03-Stop.json').read_text()))
-            until(home.has_read_all, 'it has read on')
+            until(home.has_read_all)
         self.assertEqual(board(home), expected)
 
     def test_killed_at_any_moment_of_a_burst_it_leaves_a_whole_file_and_the_next_start_goes_on(self):
@@ -83,21 +84,21 @@ class EngineTest(unittest.TestCase):
             program.start()
             home.log(*(event(number % 40, names[number % 3]) for number in range(400)))
             if attempt % 4:  # some while it starts, most while it works
-                until(lambda: home.offset() > before, 'it has begun to read')
+                until(lambda: home.offset() > before)
             time.sleep(chance.random() * 0.12)
             program.kill()
             self.assertTrue(home.lines() or attempt < 3, 'the file is whole')
         with Program(home):
             home.log(*(event(number, name) for number in sessions for name in ('UserPromptSubmit', 'SessionEnd')))
-            until(lambda: [task['status'] for task in home.lines()] == ['done'] * 40, 'every session has ended')
-            until(home.has_read_all, 'all is read')
+            until(lambda: [task['status'] for task in home.lines()] == ['done'] * 40)
+            until(home.has_read_all)
         self.assertEqual({path.name for path in (home.path / '.tavvel').iterdir()}, {'events.jsonl', 'tasks.json'})
 
     def test_a_second_start_leaves_the_first_one_and_the_files_alone(self):
         home = self.home
         with Program(home) as first:
             home.log(event('a'))
-            until(home.tasks, 'the first event is stored')
+            until(home.tasks)
             first.process.send_signal(signal.SIGSTOP)  # so that only the second could read the log
             os.waitid(os.P_PID, first.process.pid, os.WSTOPPED)
             home.log(event('b'))
@@ -109,7 +110,7 @@ class EngineTest(unittest.TestCase):
             self.assertIn('联系不上它', run(PROGRAM, '--reset-mini-board', env=home.environment))
             self.assertEqual((home.read('.tavvel/tasks.json'), home.read(CONFIGURATION)), before)
             first.process.send_signal(signal.SIGCONT)
-            until(lambda: len(home.tasks()) == 2, 'the first one goes on')
+            until(lambda: len(home.tasks()) == 2)
 
     def test_what_was_taken_of_a_backlog_is_stored_at_every_kind_of_end(self):
         for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
@@ -117,7 +118,7 @@ class EngineTest(unittest.TestCase):
             home.log(*(event(session) for session in range(2000)))
             program = Program(home)
             program.start()
-            until(home.offset, 'it has begun to read')
+            until(home.offset)
             self.assertEqual((program.stop(number), program.stderr()), (0, NO_DISPLAY))
             self.assertEqual(len(home.lines()), home.read('.tavvel/events.jsonl')[:home.offset()].count(b'\n'), number)
         home = self.home
@@ -126,7 +127,7 @@ class EngineTest(unittest.TestCase):
         self.assertEqual(home.defaults()['tavvel.claude.hasSeenEvent'], 'true')
         os.truncate(home.path / '.tavvel/events.jsonl', 1 << 40)
         with Program(home):  # which must end long before it has read a terabyte of holes
-            until(home.lines, 'it is at the holes')
+            until(home.lines)
 
     def test_no_event_is_applied_twice_after_a_run_that_could_not_use_the_defaults(self):
         spare, sessions = '.tavvel/plumtide.conf', range(20)
@@ -134,14 +135,14 @@ class EngineTest(unittest.TestCase):
             home = Home(self)
             home.write(file, content)
             with Program(home):  # where the position cannot be read, it goes on at the end of the log
-                until(lambda: file != CONFIGURATION or home.read(spare), 'it knows its place')
+                until(lambda: file != CONFIGURATION or home.read(spare))
                 home.log(*(event(session) for session in sessions))
-                until(lambda: len(home.lines()) == len(sessions), 'they are on the board')
+                until(lambda: len(home.lines()) == len(sessions))
             (home.path / file).unlink()
             home.write(CONFIGURATION, '[General]\ntavvel.events.offset=0\n')
             with Program(home):
                 home.log(event(0, 'Stop'))
-                until(lambda: home.has_read_all() and home.lines()[0]['status'] == 'waiting', 'it goes on')
+                until(lambda: home.has_read_all() and home.lines()[0]['status'] == 'waiting')
             self.assertEqual([len(line['recentEvents']) for line in home.lines()], [1] * len(sessions))
             self.assertFalse(home.read(spare))
 
@@ -153,16 +154,17 @@ class EngineTest(unittest.TestCase):
         set_clock(clock, '+0')
         with Program(home, clock=clock):
             home.log(event('ended'), event('open'), event('silent', 'CodexTurnComplete'))
-            until(lambda: len(home.lines()) == 3, 'they are on the board')
+            until(lambda: len(home.lines()) == 3)
             for time_passed, is_seen in (
                     ('+6m', lambda: home.lines()[0]['recentEvents'][-1].endswith(' 会话已关闭')),
                     ('+31m', lambda: '"shop" "有个会话 30 分钟没动静了，可能卡住了，去看一眼。"' in notified.read_text()),
                     ('+121m', lambda: home.lines()[1]['recentEvents'][-1].endswith(' 长时间无动静，判定会话已结束')),
                     ('+8d', lambda: [task['id'] for task in home.lines()] == ['cx-silent'])):
-                self.assertFalse(is_seen(), time_passed)
-                set_clock(clock, time_passed)
-                home.log(event('nobody', 'Stop'))
-                until(is_seen, f'what comes after {time_passed}')
+                with self.subTest(time_passed):
+                    self.assertFalse(is_seen())
+                    set_clock(clock, time_passed)
+                    home.log(event('nobody', 'Stop'))
+                    until(is_seen)
         self.assertEqual(notified.read_text().count(' Notify '), 1)
         self.assertIn('["session", "前往会话"]', notified.read_text())  # without windows there is no other action
 
@@ -174,7 +176,7 @@ class EngineTest(unittest.TestCase):
         for session, name in (('open', 'PermissionRequest'), ('past', 'PermissionRequest'), ('past', 'Stop')):
             home.hook(name, session)
         with Program(home):
-            until(lambda: notified.read_text().count(' Notify ') == 1, 'what is still asked for is notified')
+            until(lambda: notified.read_text().count(' Notify ') == 1)
             for what, expected in TIMELINE:
                 for session in sessions:
                     if what[0].isupper():
@@ -183,9 +185,10 @@ class EngineTest(unittest.TestCase):
                         record = {'sessionId': session, 'pid': process.pid, 'procStart': start, 'status': what,
                                   'statusUpdatedAt': int(time.time() * 1000)}
                         home.write(f'.claude/sessions/{session}.json', json.dumps(record))
-                until(lambda: home.has_read_all() and (not expected or [expected] * 10 == [
-                    line['currentState'] for line in home.lines() if line['id'][3:] in sessions]), (what, expected))
-            until(lambda: notified.read_text().count(' CloseNotification ') == 20, 'what was answered is taken back')
+                with self.subTest(what):
+                    until(lambda: home.has_read_all() and (not expected or [expected] * 10 == [
+                        line['currentState'] for line in home.lines() if line['id'][3:] in sessions]))
+            until(lambda: notified.read_text().count(' CloseNotification ') == 20)
         self.assertEqual(notified.read_text().count(' Notify '), 21)
 
     def test_reset_mini_board_takes_its_place_and_nothing_else_from_the_defaults(self):
@@ -210,7 +213,7 @@ class EngineTest(unittest.TestCase):
     def test_only_the_exact_argument_installs(self):
         with Program(self.home, '--install-hooks=1', '--Install-Hooks', '--help=1', '--versions', '-platform',
                      'nonsense', QT_QPA_PLATFORM='offscreen') as program:
-            until(program.is_ready, 'it runs with windows, on the platform of the variable')
+            until(program.is_ready)
         self.assertEqual(self.home.read('.claude/settings.json'), b'')
         self.home.write('.tavvel/tasks.json', 'damaged')
         self.assertEqual(self.home.install('-platform', 'x'), [CLAUDE_INSTALLED, NO_CODEX])
@@ -271,17 +274,16 @@ class EngineTest(unittest.TestCase):
         mute.listen()
         home.log(event('s'))
         with Program(home, DBUS_SESSION_BUS_ADDRESS=f'unix:path={home.folder}/mute'):
-            until(home.lines, 'the log is followed', 15)
+            until(home.lines, 15)
         take_notifications(home)
         taken, place = f'{name}.home{hashlib.sha1(bytes(home.path)).hexdigest()}', '/' + name.replace('.', '/')
-        home.start(sys.executable, '-m', 'dbusmock', taken, place, name, stdout=subprocess.DEVNULL)
+        home.start(sys.executable, '-m', 'dbusmock', taken, place, name, stdout=DEVNULL)
         answer = ['dbus-send', '--print-reply', f'--dest={taken}', place, 'org.freedesktop.DBus.Mock.AddMethod',
                   *(f'string:{word}' for word in (name, 'Start', 'bbs', 's', 'ret = "end"'))]
-        until(lambda: not subprocess.call(answer, env=home.environment, stdout=subprocess.DEVNULL,
-                                          stderr=subprocess.DEVNULL), 'it has the name')
+        until(lambda: not subprocess.call(answer, env=home.environment, stdout=DEVNULL, stderr=DEVNULL))
         with Program(home) as program:
             home.log(event('t'))
-            until(lambda: home.lines()[1:], 'it follows the log')
+            until(lambda: home.lines()[1:])
         self.assertIn('照常启动', program.stderr())
 
     def test_a_bare_executable_has_no_scripts_but_those_that_it_is_told_of(self):
@@ -298,7 +300,7 @@ class EngineTest(unittest.TestCase):
             with Program(home):
                 home.install()
                 home.hook('UserPromptSubmit')
-                until(home.lines, f'{name} is followed')
+                until(home.lines)
         home.environment['HOME'] += '\udcff'
         self.assertEqual(run(PROGRAM, env=home.environment), 'Plumtide: 主目录的路径不是 UTF-8 文本，无法使用。\n')
         self.assertEqual(len(list(home.folder.glob('家*'))), 1)
