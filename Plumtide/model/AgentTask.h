@@ -53,13 +53,13 @@ struct AgentTask
     [[nodiscard]] bool isAgentLine() const { return agent().has_value(); }
     /// The agent's own id of the session; empty for a line entered by hand.
     [[nodiscard]] QString session() const { return isAgentLine() ? id.sliced(3) : QString(); }
-    /// It waits, and for the user: for a permission, or because the user entered it.
+    /// It waits for the user: for a permission, or because the user entered it.
     [[nodiscard]] bool isUrgent() const;
     /// An agent's reply that has waited for more than an hour.
     [[nodiscard]] bool isFaded(const QDateTime &now) const;
     /// The last moment before an agent's reply has faded; nothing where it never does.
     [[nodiscard]] std::optional<QDateTime> freshUntil() const;
-    /// A running agent line without a sound for more than half an hour.
+    /// A running agent line without an event for more than half an hour.
     [[nodiscard]] bool isStuck(const QDateTime &now) const;
 };
 
@@ -77,6 +77,6 @@ struct AgentTask
 /// or `source`, `status` or `updatedAt` does not have a stored form. Other keys are ignored.
 [[nodiscard]] std::optional<AgentTask> agentTaskFrom(const QJsonObject &object);
 
-/// The same line with everything replaced that its stored form could not carry back: lone surrogates and NULs in
-/// texts (by U+FFFD), and an `updatedAt` that is no time of the years 1 to 9999 (by `now`).
+/// The line with everything replaced that cannot be stored: lone surrogates and NULs in texts (by U+FFFD), and an
+/// `updatedAt` that is no time of the years 1 to 9999 (by `now`).
 [[nodiscard]] AgentTask storable(const AgentTask &task, const QDateTime &now);

@@ -2,7 +2,7 @@
 
 #include "Plumtide/model/AgentTask.h"
 
-/// The position class of a line inside its project, in this order. A line that is done has that of the quiet ones.
+/// How lines are ordered inside a project, the first first. A line that is done counts as quiet.
 enum class LineRank { urgent, freshWaiting, running, quiet };
 [[nodiscard]] LineRank lineRank(const AgentTask &line, const QDateTime &now);
 
