@@ -1,17 +1,7 @@
 #pragma once
 
 #include <QComboBox>
-#include <QLineEdit>
 #include <QWheelEvent>
-
-/// A text field of the form, with Qt's own menu in Chinese.
-class FormInput final : public QLineEdit
-{
-    Q_OBJECT
-
-public:
-    FormInput(const QString &placeholder, QWidget *parent);
-};
 
 /// A list of the form to choose from. The wheel scrolls what is around it.
 class FormChoice final : public QComboBox
@@ -26,5 +16,8 @@ private:
     void wheelEvent(QWheelEvent *event) override { event->ignore(); }
 };
 
-/// The style sheet for whatever holds such fields.
-[[nodiscard]] QString formFieldStyle();
+/// The style sheet of the form; the fields are as large as the form's font.
+[[nodiscard]] QString formStyle();
+
+/// Has the context menu of text fields in Chinese.
+void translateInputMenus();
