@@ -38,7 +38,12 @@ DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, Instance
       m_autostart(Autostart::standardPath(environment.home), environment.program),
       m_tray(std::make_unique<TrayItem>(m_trayHost)),
       m_miniBoard(std::make_unique<MiniBoardController>(
-          *m_environment.defaults, [this] { return makeMiniBoardContent(); }, [this] { openPanel(); }))
+          *m_environment.defaults,
+          [this] {
+              return MiniBoardWindow::Content{makeMiniBoardContent(), MiniBoardView::shadowMargin,
+                                              MiniBoardView::cornerRadius};
+          },
+          [this] { openPanel(); }))
 {
     m_idleTimer.setSingleShot(true);
     m_idleTimer.setInterval(idleAfter);

@@ -1,7 +1,6 @@
 #include "Plumtide/app/MiniBoardController.h"
 
 #include "Plumtide/app/Log.h"
-#include "Plumtide/app/MiniBoardWindow.h"
 #include "Plumtide/desktop/FloatingWindow.h"
 #include "Plumtide/system/Defaults.h"
 

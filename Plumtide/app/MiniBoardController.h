@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Plumtide/app/MiniBoardWindow.h"
+
 #include <QObject>
 #include <QPoint>
 #include <QString>
@@ -9,8 +11,6 @@
 #include <optional>
 
 class Defaults;
-class MiniBoardWindow;
-class QWidget;
 
 /// Shows the mini board when the user wants it, where the user has left it.
 /// Defaults: `miniBoardEnabled` (boolean) and `miniBoardOrigin` (x and y of the top left corner, logical screen pixels,
@@ -22,10 +22,10 @@ class MiniBoardController final : public QObject
     Q_OBJECT
 
 public:
-    using MakeContent = std::function<QWidget *()>;
+    using MakeContent = std::function<MiniBoardWindow::Content()>;
     static inline const QString originKey = QStringLiteral("miniBoardOrigin"); ///< The default that holds the place.
 
-    /// `defaults` must outlive it. `makeContent` is called once, before the first show, and the board owns the result.
+    /// `defaults` must outlive it. `makeContent` is called once, before the first show.
     /// `openMainPanel` is what a click in the board may ask for.
     MiniBoardController(Defaults &defaults, MakeContent makeContent, std::function<void()> openMainPanel,
                         QObject *parent = nullptr);

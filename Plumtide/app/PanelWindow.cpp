@@ -29,7 +29,7 @@ PanelWindow::PanelWindow(QWidget *content, Now now)
 {
     setObjectName(u"panelWindow"_s);
     setWindowTitle(u"Plumtide"_s);
-    setFixedSize(panelSize);
+    setFixedSize(content->size());
     auto *column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSizeConstraint(QLayout::SetNoConstraint); // large content scrolls by itself; the panel keeps its size
@@ -41,7 +41,7 @@ PanelWindow::PanelWindow(QWidget *content, Now now)
         };
         if (isVisible() && FloatingWindow::isPointerKnown()
             && std::ranges::none_of(QApplication::topLevelWidgets(), isPressed))
-            turnAway();
+            dismiss();
     });
     connect(&m_presses, &PointerPresses::released, this, [this] {
         if (m_lostFocus)
@@ -115,8 +115,8 @@ QPoint PanelWindow::placeFor(QRect item) const
     }
     // Not QWidget's frame, which is that of its last move. While a window manager makes one (seen with openbox 3.6), it
     // can be smaller than what is in it.
-    const QSize size = windowHandle()->frameGeometry().size().expandedTo(panelSize);
-    return screen ? panelTopLeft(item, screen->geometry(), FloatingWindow::workArea(*screen), size) : pos();
+    const QSize frame = windowHandle()->frameGeometry().size().expandedTo(size());
+    return screen ? panelTopLeft(item, screen->geometry(), FloatingWindow::workArea(*screen), frame) : pos();
 }
 
 bool PanelWindow::event(QEvent *event)
@@ -150,10 +150,10 @@ void PanelWindow::closeUnlessBusy()
         keepWhileOpening();
         return;
     }
-    turnAway();
+    dismiss();
 }
 
-void PanelWindow::turnAway()
+void PanelWindow::dismiss()
 {
     m_lostFocus = m_now();
     hide();

@@ -20,8 +20,6 @@ class PanelWindow final : public QWidget
 
 public:
     using Now = std::function<std::chrono::steady_clock::time_point()>;
-    static constexpr QSize panelSize{400, 560}; ///< Logical pixels.
-
     /// Some desktops take the focus away before they report the click on the tray item. A click within this time after
     /// the panel has closed for that reason means "close".
     static constexpr std::chrono::milliseconds reopenPause{200};
@@ -29,7 +27,7 @@ public:
     /// Within this time after it has opened, a loss of the focus without a move of the pointer is not the user's.
     static constexpr std::chrono::milliseconds openingTime{250};
 
-    /// Takes `content` over; it fills the window. It gets every key first: Escape closes when nobody in it accepts it.
+    /// Owns `content`, and has its size. The content gets every key first: Escape closes when nobody in it accepts it.
     explicit PanelWindow(QWidget *content, Now now = std::chrono::steady_clock::now);
 
     /// `item` is the tray item's place, in logical screen pixels (see `panelTopLeft`). Without one, the last that was
@@ -54,7 +52,7 @@ protected:
 private:
     void closeUnlessBusy();
     void keepWhileOpening();
-    void turnAway();
+    void dismiss();
     [[nodiscard]] QPoint placeFor(QRect item) const;
 
     const Now m_now;
