@@ -12,9 +12,9 @@
 
 class Defaults;
 
-/// Shows the mini board when the user wants it, where the user has left it.
+/// Shows the mini board if the user has switched it on, where the user has put it.
 /// Defaults: `miniBoardEnabled` (boolean) and `miniBoardOrigin` (x and y of the top left corner, logical screen pixels,
-/// y downwards). The origin is used as it is, on a screen or not; `resetPlace`, or removing its line while the program
+/// y downwards). The origin is used even if it is on no screen; `resetPlace`, or removing the default while the program
 /// does not run, brings a lost board back.
 /// Thread: main thread.
 class MiniBoardController final : public QObject
@@ -29,15 +29,14 @@ public:
     /// `openMainPanel` is what a click in the board may ask for.
     MiniBoardController(Defaults &defaults, MakeContent makeContent, std::function<void()> openMainPanel,
                         QObject *parent = nullptr);
-    ~MiniBoardController() override;
 
     void applyPreference();          ///< Once, when the event loop runs. Writes the preference back.
     [[nodiscard]] bool isEnabled();  ///< The preference.
     void setEnabled(bool isEnabled); ///< Writes the preference, then shows or hides.
 
-    void show(); ///< In front of everything, without activating it.
+    void show(); ///< Above the other windows, without activating it.
 
-    /// Forgets where the user has left the board; one that exists goes to the first place.
+    /// Removes the stored place, and moves the board to the first one.
     void resetPlace();
 
     void openMainPanel() { m_openMainPanel(); }
@@ -47,10 +46,10 @@ Q_SIGNALS:
 
 private:
     [[nodiscard]] std::optional<QPoint> storedPlace();
-    [[nodiscard]] std::optional<QPoint> firstPlace(int height) const; // none without a screen
+    void moveToFirstPlace();
 
     Defaults &m_defaults;
     const MakeContent m_makeContent;
     const std::function<void()> m_openMainPanel;
-    std::unique_ptr<MiniBoardWindow> m_panel; // null until it is first shown; then the same for good
+    std::unique_ptr<MiniBoardWindow> m_window; // null until it is first shown
 };

@@ -1,5 +1,6 @@
 #include "Plumtide/app/MiniBoardWindow.h"
 
+#include "Plumtide/app/PanelPlacement.h"
 #include "Plumtide/desktop/ActiveWindow.h"
 #include "Plumtide/desktop/FloatingWindow.h"
 
@@ -16,12 +17,6 @@
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
-
-namespace {
-
-constexpr auto restackTime = 50ms;
-
-} // namespace
 
 MiniBoardWindow::MiniBoardWindow(const Content &content)
     : QWidget(nullptr,
@@ -40,11 +35,11 @@ MiniBoardWindow::MiniBoardWindow(const Content &content)
     column->addWidget(content.widget);
     connect(&m_compositor, &ManagerSelection::changed, this, &MiniBoardWindow::updateShape);
     adjustSize();
-    // sway 1.7 shows it above all, but has XWayland put each window that becomes active above it a moment later, and
-    // the clicks on the board would go to that one.
+    // sway 1.7 draws it above all, but has XWayland restack each window that becomes active above it a little later;
+    // clicks on the board would go to that window.
     if (windowFlags().testFlag(Qt::X11BypassWindowManagerHint) && !FloatingWindow::isPointerKnown())
         connect(new ActiveWindow(this), &ActiveWindow::changed, this,
-                [this] { QTimer::singleShot(restackTime, this, &QWidget::raise); });
+                [this] { QTimer::singleShot(50ms, this, &QWidget::raise); });
     connect(qApp, &QGuiApplication::screenAdded, this, &MiniBoardWindow::ensureOnScreen, Qt::QueuedConnection);
     connect(qApp, &QGuiApplication::screenRemoved, this, &MiniBoardWindow::ensureOnScreen, Qt::QueuedConnection);
 }
@@ -55,15 +50,8 @@ void MiniBoardWindow::ensureOnScreen()
     const QRect board(m_place, boardSize());
     const auto shows = [&](const QScreen *screen) { return screen->geometry().intersects(board); };
     const QScreen *const primary = QGuiApplication::primaryScreen();
-    if (!primary || std::ranges::any_of(QGuiApplication::screens(), shows)) {
-        move(m_place - m_offset);
-        return;
-    }
-    const QRect room = FloatingWindow::workArea(*primary);
-    const QPoint end(std::max(room.left(), room.right() + 1 - board.width()),
-                     std::max(room.top(), room.bottom() + 1 - board.height()));
-    move(QPoint(std::clamp(m_place.x(), room.left(), end.x()), std::clamp(m_place.y(), room.top(), end.y()))
-         - m_offset);
+    const bool isShown = !primary || std::ranges::any_of(QGuiApplication::screens(), shows);
+    move((isShown ? m_place : movedInside(m_place, board.size(), FloatingWindow::workArea(*primary))) - m_offset);
 }
 
 void MiniBoardWindow::setPlace(QPoint place)
@@ -78,7 +66,7 @@ void MiniBoardWindow::showInFront()
         raise();
         return;
     }
-    winId(); // makes the native window
+    winId(); // creates the native window
     FloatingWindow::prepare(*windowHandle());
     move(m_place - m_offset);
     show();
@@ -100,8 +88,7 @@ void MiniBoardWindow::mousePressEvent(QMouseEvent *event)
 
 void MiniBoardWindow::mouseMoveEvent(QMouseEvent *event)
 {
-    // By hand, since QWindow::startSystemMove moves nothing where the window bypasses the window manager, and by the
-    // place of the press, since pos() may be wrong.
+    // QWindow::startSystemMove does nothing where the window bypasses the window manager. pos() may be wrong.
     const QPoint place = event->globalPosition().toPoint() - m_dragOffset.value_or(QPoint()) + m_offset;
     if (!m_dragOffset || place == m_place)
         return;
@@ -136,8 +123,7 @@ void MiniBoardWindow::resizeEvent(QResizeEvent *event)
 {
     QWidget::resizeEvent(event);
     updateShape();
-    // KWin 6.3 under Wayland: after a change of the scale it wants the same size in its own pixels, which are other
-    // ones.
+    // After a change of the scale, KWin 6.3 under Wayland keeps the size in device pixels.
     if (event->size() != minimumSize())
         QTimer::singleShot(0, this, [this] { resize(minimumSize()); });
 }
@@ -148,7 +134,7 @@ void MiniBoardWindow::hideEvent(QHideEvent *event)
     endDrag(); // the release will not come
 }
 
-// Without a compositor what is transparent turns out black on X11.
+// On X11 without a compositor, transparent pixels are black.
 void MiniBoardWindow::updateShape()
 {
     const QRect board(m_offset, boardSize());

@@ -34,9 +34,9 @@ public:
     void showInFront(); ///< Does not activate it.
 
 Q_SIGNALS:
-    /// At the end of a drag, and when the window manager moves it while a mouse button, Alt or Super is down (its own
-    /// drag). Other moves by the window manager cannot be told from its own ideas, and are not reported: those by the
-    /// arrow keys, and a drag whose key was let go before the button where it reports only the end.
+    /// At the end of a drag, and when the window manager moves it while a mouse button, Alt or Super is down, which is
+    /// a drag by the window manager. Its other moves may not be the user's and are not reported. So the user's moves by
+    /// arrow keys are not either, nor a drag that is reported only at its end, after the key was released.
     void movedByUser(QPoint place);
 
 protected:
