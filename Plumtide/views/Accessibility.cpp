@@ -18,13 +18,13 @@ QAccessibleInterface *interfaceOf(BoardView &board, const BoardItem &item)
     return QAccessible::queryAccessibleInterface(board.ensureWidget(item));
 }
 
-/// What is drawn; without a name of its own it is read out as its texts. Some of it can be pressed.
+/// A DrawnView. Its name is its texts, unless it has an accessible name.
 class AccessibleDrawing final : public QAccessibleWidget
 {
 public:
     explicit AccessibleDrawing(DrawnView *view) : QAccessibleWidget(view), m_view(view) {}
 
-    /// Qt makes this object before anybody could say what the view is.
+    /// Not given to the base class, since this object may be created before the view has its role.
     [[nodiscard]] QAccessible::Role role() const override { return m_view->role(); }
     [[nodiscard]] QRect rect() const override
     {
@@ -59,7 +59,7 @@ public:
             QAccessibleWidget::doAction(name);
     }
 
-    /// Rows stand in their cards.
+    /// That of a row is its card.
     [[nodiscard]] QAccessibleInterface *parent() const override
     {
         auto *board = qobject_cast<BoardView *>(m_view->parentWidget());
@@ -73,8 +73,8 @@ private:
     DrawnView *m_view;
 };
 
-/// A choice of the form. Qt's own interface names a combo box by its value instead of its label, and tells assistive
-/// tools of no value that is a text: they hear both in the name.
+/// A choice of the form, named by its label and its value. Qt's own interface has only the value for a name, and does
+/// not pass on a value that is a text.
 class AccessibleChoice final : public QAccessibleWidget
 {
 public:
@@ -169,7 +169,7 @@ QAccessibleInterface *makeInterface(const QString &className, QObject *object)
 {
     auto *widget = qobject_cast<QWidget *>(object);
     if (className == "QWidget"_L1 && widget && widget->isWindow())
-        return new QAccessibleWidget(widget, QAccessible::Window); // and not the filler that Qt takes it for
+        return new QAccessibleWidget(widget, QAccessible::Window); // for Qt it is a filler
     if (auto *view = qobject_cast<DrawnView *>(object)) {
         auto *board = qobject_cast<BoardView *>(view->parentWidget());
         if (board && view->role() == QAccessible::List)
@@ -196,7 +196,7 @@ void announce(QWidget &widget, const QString &sentence)
         return;
 #if QT_VERSION >= QT_VERSION_CHECK(6, 8, 0)
     QAccessibleAnnouncementEvent event(&widget, sentence);
-#else // Qt 6.4 passes on neither an alert nor that something is expanded now, but that the panel's alert comes up.
+#else // Qt 6.4 passes on neither an alert event nor a change to expanded, but it does that the panel's alert is shown.
     QWidget *const alert = widget.window()->findChild<QWidget *>(u"alert"_s);
     if (!alert)
         return;

@@ -42,14 +42,14 @@ void translateInputMenus()
 
 FormChoice::FormChoice(QWidget *parent) : QComboBox(parent)
 {
-    setItemDelegate(new QStyledItemDelegate(this)); // its own shows no choice under a style sheet
+    setItemDelegate(new QStyledItemDelegate(this)); // QComboBox's own marks no item under a style sheet
     connect(this, &QComboBox::currentIndexChanged, this, [this] {
-        QAccessibleEvent event(this, QAccessible::NameChanged); // which has the value in it
+        QAccessibleEvent event(this, QAccessible::NameChanged); // the name includes the value
         QAccessible::updateAccessibility(&event);
     });
 }
 
-// The arrow is drawn here: a style sheet's picture would need Qt's plugin for SVG images, which may be missing.
+// Draws the arrow, since one of the style sheet needs Qt's plugin for SVG images, which may be missing.
 void FormChoice::paintEvent(QPaintEvent *event)
 {
     QComboBox::paintEvent(event);

@@ -3,7 +3,7 @@
 #include <QComboBox>
 #include <QWheelEvent>
 
-/// A list of the form to choose from. The wheel scrolls what is around it.
+/// A combo box of the form. It ignores the wheel.
 class FormChoice final : public QComboBox
 {
     Q_OBJECT
@@ -16,8 +16,8 @@ private:
     void wheelEvent(QWheelEvent *event) override { event->ignore(); }
 };
 
-/// The style sheet of the form; the fields are as large as the form's font.
+/// The style sheet of the form.
 [[nodiscard]] QString formStyle();
 
-/// Has the context menu of text fields in Chinese.
+/// Translates the context menu of text fields to Chinese.
 void translateInputMenus();
