@@ -150,7 +150,7 @@ void TaskEditView::fill()
     if (m_hasChosenStatus)
         return;
     const QString status = statusLabel(m_editing->status);
-    m_status->setPlaceholderText(status); // while no offered one is chosen
+    m_status->setPlaceholderText(status); // for one that is not offered
     m_status->setCurrentIndex(m_status->findText(status));
 }
 
@@ -158,11 +158,10 @@ void TaskEditView::fill(QLineEdit *input, const QString &text)
 {
     if (input->isModified())
         return;
-    QString shown = text; // a field of one line has no line breaks
-    shown.replace(lineBreaks(), u" "_s);
+    const QString shown = QString(text).replace(lineBreaks(), u" "_s);
     if (input->text() != shown) {
         input->setText(shown);
-        input->setCursorPosition(0); // from its beginning
+        input->setCursorPosition(0); // so that the beginning is shown
     }
 }
 
@@ -179,16 +178,15 @@ void TaskEditView::save()
 {
     followLine();
     AgentTask task = m_editing.value_or(AgentTask{});
-    // A text that was not touched keeps what a field of one line cannot show: its line breaks.
+    // A text that the user has not changed keeps its line breaks, which the field does not show.
     const auto written = [](const QLineEdit *input, const QString &before) {
         return withoutSpacesAtEnds(input->isModified() ? input->text() : before);
     };
-    const QString title = written(m_title, task.title);
+    task.title = written(m_title, task.title);
     if (!m_editing)
         task.id = QUuid::createUuid().toString(QUuid::WithoutBraces);
-    if (m_editing && title != m_editing->title)
+    else if (task.title != m_editing->title)
         task.titleEdited = true;
-    task.title = title;
     task.project = written(m_project, task.project);
     task.source = allTaskSources[static_cast<size_t>(m_source->currentIndex())];
     if (m_status->currentIndex() >= 0)

@@ -25,12 +25,12 @@ public:
     /// Reads the edited line from the store again. Fields that the user has changed stay as they are.
     void followLine();
     [[nodiscard]] bool isTouched() const; ///< By the user.
-    void focusLastField();                ///< The one that had the focus last, or the first.
+    void focusLastField();                ///< The one that had the focus last, or the title.
     /// The controls that can have the focus now, in their order.
     [[nodiscard]] QList<QWidget *> tabOrder();
 
 Q_SIGNALS:
-    void closed(); ///< Saved or cancelled: hide it.
+    void closed(); ///< The user has saved or cancelled.
 
 private:
     [[nodiscard]] QLineEdit *makeInput(const QString &placeholder);
