@@ -36,7 +36,12 @@ DesktopShell::DesktopShell(Services &services, Instance &instance)
       m_autostart(Autostart::standardPath(services.environment.home), services.environment.program),
       m_tray(std::make_unique<TrayItem>(m_trayHost)),
       m_miniBoard(std::make_unique<MiniBoardController>(
-          services.environment.defaults, [this] { return makeMiniBoardContent(); }, [this] { openPanel(); }))
+          services.environment.defaults,
+          [this] {
+              return MiniBoardWindow::Content{makeMiniBoardContent(), MiniBoardView::shadowMargin,
+                                              MiniBoardView::cornerRadius};
+          },
+          [this] { openPanel(); }))
 {
     m_idleTimer.setSingleShot(true);
     m_idleTimer.setInterval(idleTime);

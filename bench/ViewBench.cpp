@@ -169,7 +169,7 @@ void measureEvents(int rounds)
 std::unique_ptr<QLabel> makePlainWindow()
 {
     auto window = std::make_unique<QLabel>(u"登录页的报错改成中文"_s);
-    window->setFixedSize(PanelWindow::panelSize);
+    window->setFixedSize(PanelView::fixedSize);
     return window;
 }
 

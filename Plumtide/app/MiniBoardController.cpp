@@ -1,7 +1,6 @@
 #include "Plumtide/app/MiniBoardController.h"
 
 #include "Plumtide/app/Log.h"
-#include "Plumtide/app/MiniBoardWindow.h"
 #include "Plumtide/desktop/FloatingWindow.h"
 #include "Plumtide/system/Defaults.h"
 
@@ -17,14 +16,13 @@ namespace {
 
 const QString enabledKey = u"miniBoardEnabled"_s;
 
-// The left and the lower edge of a board that nobody has moved yet, from the right and the upper edge of the room
-// that the desktop's bars leave.
+// The left and the lower edge of a board that was never moved, from the right and the upper edge of the work area.
 constexpr int firstLeft = 280;
 constexpr int firstBottom = 140;
 
 int coordinate(double value)
 {
-    constexpr double limit = 32'767; // what X11 can say
+    constexpr double limit = 32'767; // of X11's coordinates
     return static_cast<int>(std::lround(std::clamp(value, -limit, limit)));
 }
 
@@ -38,8 +36,6 @@ MiniBoardController::MiniBoardController(Defaults &defaults, MakeContent makeCon
       m_openMainPanel(std::move(openMainPanel))
 {
 }
-
-MiniBoardController::~MiniBoardController() = default;
 
 void MiniBoardController::applyPreference()
 {
@@ -57,33 +53,33 @@ void MiniBoardController::setEnabled(bool isEnabled)
     m_defaults.setBoolean(enabledKey, isEnabled);
     if (isEnabled)
         show();
-    else if (m_panel)
-        m_panel->hide();
+    else if (m_window)
+        m_window->hide();
     if (isChange)
         Q_EMIT enabledChanged(isEnabled);
 }
 
 void MiniBoardController::show()
 {
-    if (!m_panel) {
-        m_panel = std::make_unique<MiniBoardWindow>(m_makeContent());
+    if (!m_window) {
+        m_window = std::make_unique<MiniBoardWindow>(m_makeContent());
         const std::optional<QPoint> stored = storedPlace();
-        const QPoint place = stored ? *stored : firstPlace(m_panel->boardSize().height()).value_or(m_panel->pos());
-        qCDebug(appLog) << "mini board at" << place << "stored:" << stored.has_value();
-        m_panel->setPlace(place);
+        if (stored)
+            m_window->setPlace(*stored);
+        else
+            moveToFirstPlace();
+        qCDebug(appLog) << "mini board at" << m_window->pos() << "stored:" << stored.has_value();
         const auto store = [this](QPoint to) { m_defaults.setNumbers(originKey, {1.0 * to.x(), 1.0 * to.y()}); };
-        connect(m_panel.get(), &MiniBoardWindow::movedByUser, this, store);
+        connect(m_window.get(), &MiniBoardWindow::movedByUser, this, store);
     }
-    m_panel->showInFront();
+    m_window->showInFront();
 }
 
 void MiniBoardController::resetPlace()
 {
     m_defaults.remove(originKey);
-    if (!m_panel)
-        return;
-    if (const std::optional<QPoint> place = firstPlace(m_panel->boardSize().height()))
-        m_panel->setPlace(*place);
+    if (m_window)
+        moveToFirstPlace();
 }
 
 std::optional<QPoint> MiniBoardController::storedPlace()
@@ -94,12 +90,12 @@ std::optional<QPoint> MiniBoardController::storedPlace()
     return QPoint(coordinate(origin->at(0)), coordinate(origin->at(1)));
 }
 
-std::optional<QPoint> MiniBoardController::firstPlace(int height) const
+void MiniBoardController::moveToFirstPlace()
 {
     const QScreen *const screen = QGuiApplication::primaryScreen();
     if (!screen)
-        return std::nullopt;
+        return;
     const QRect available = FloatingWindow::workArea(*screen);
-    const int top = std::max(0, firstBottom - height); // a taller board starts at the edge
-    return QPoint(available.x() + available.width() - firstLeft, available.y() + top);
+    const int top = std::max(0, firstBottom - m_window->boardSize().height()); // a taller board starts at the edge
+    m_window->setPlace({available.x() + available.width() - firstLeft, available.y() + top});
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Plumtide/app/MiniBoardWindow.h"
+
 #include <QObject>
 #include <QPoint>
 #include <QString>
@@ -9,12 +11,10 @@
 #include <optional>
 
 class Defaults;
-class MiniBoardWindow;
-class QWidget;
 
-/// Shows the mini board when the user wants it, where the user has left it.
+/// Shows the mini board if the user has switched it on, where the user has put it.
 /// Defaults: `miniBoardEnabled` (boolean) and `miniBoardOrigin` (x and y of the top left corner, logical screen pixels,
-/// y downwards). The origin is used as it is, on a screen or not; `resetPlace`, or removing its line while the program
+/// y downwards). The origin is used even if it is on no screen; `resetPlace`, or removing the default while the program
 /// does not run, brings a lost board back.
 /// Thread: main thread.
 class MiniBoardController final : public QObject
@@ -22,22 +22,21 @@ class MiniBoardController final : public QObject
     Q_OBJECT
 
 public:
-    using MakeContent = std::function<QWidget *()>;
+    using MakeContent = std::function<MiniBoardWindow::Content()>;
     static inline const QString originKey = QStringLiteral("miniBoardOrigin"); ///< The default that holds the place.
 
-    /// `defaults` must outlive it. `makeContent` is called once, before the first show, and the board owns the result.
+    /// `defaults` must outlive it. `makeContent` is called once, before the first show.
     /// `openMainPanel` is what a click in the board may ask for.
     MiniBoardController(Defaults &defaults, MakeContent makeContent, std::function<void()> openMainPanel,
                         QObject *parent = nullptr);
-    ~MiniBoardController() override;
 
     void applyPreference();          ///< Once, when the event loop runs. Writes the preference back.
     [[nodiscard]] bool isEnabled();  ///< The preference.
     void setEnabled(bool isEnabled); ///< Writes the preference, then shows or hides.
 
-    void show(); ///< In front of everything, without activating it.
+    void show(); ///< Above the other windows, without activating it.
 
-    /// Forgets where the user has left the board; one that exists goes to the first place.
+    /// Removes the stored place, and moves the board to the first one.
     void resetPlace();
 
     void openMainPanel() { m_openMainPanel(); }
@@ -47,10 +46,10 @@ Q_SIGNALS:
 
 private:
     [[nodiscard]] std::optional<QPoint> storedPlace();
-    [[nodiscard]] std::optional<QPoint> firstPlace(int height) const; // none without a screen
+    void moveToFirstPlace();
 
     Defaults &m_defaults;
     const MakeContent m_makeContent;
     const std::function<void()> m_openMainPanel;
-    std::unique_ptr<MiniBoardWindow> m_panel; // null until it is first shown; then the same for good
+    std::unique_ptr<MiniBoardWindow> m_window; // null until it is first shown
 };

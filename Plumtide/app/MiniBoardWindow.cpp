@@ -1,5 +1,6 @@
 #include "Plumtide/app/MiniBoardWindow.h"
 
+#include "Plumtide/app/PanelPlacement.h"
 #include "Plumtide/desktop/FloatingWindow.h"
 
 #include <QGuiApplication>
@@ -16,16 +17,12 @@
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
-namespace {
-
-constexpr auto restackTime = 50ms;
-
-} // namespace
-
-MiniBoardWindow::MiniBoardWindow(QWidget *content)
+MiniBoardWindow::MiniBoardWindow(const Content &content)
     : QWidget(nullptr,
               Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus
-                  | FloatingWindow::flagsAboveOthers())
+                  | FloatingWindow::flagsAboveOthers()),
+      m_offset(content.shadowMargin, content.shadowMargin),
+      m_cornerRadius(content.cornerRadius)
 {
     setObjectName(u"miniBoardWindow"_s);
     setWindowTitle(u"Plumtide"_s);
@@ -34,38 +31,32 @@ MiniBoardWindow::MiniBoardWindow(QWidget *content)
     auto *column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSizeConstraint(QLayout::SetFixedSize); // to what the content wants
-    column->addWidget(content);
+    column->addWidget(content.widget);
     connect(&m_compositor, &ManagerSelection::changed, this, &MiniBoardWindow::updateShape);
     adjustSize();
-    // sway 1.7 shows it above all, but has XWayland put each window that becomes active above it a moment later, and
-    // the clicks on the board would go to that one.
+    // sway 1.7 draws it above all, but has XWayland restack each window that becomes active above it a little later;
+    // clicks on the board would go to that window.
     if (windowFlags().testFlag(Qt::X11BypassWindowManagerHint) && !FloatingWindow::isPointerKnown())
         connect(new ActiveWindow(this), &ActiveWindow::changed, this,
-                [this] { QTimer::singleShot(restackTime, this, &QWidget::raise); });
-    connect(qApp, &QGuiApplication::screenAdded, this, &MiniBoardWindow::stayInReach, Qt::QueuedConnection);
-    connect(qApp, &QGuiApplication::screenRemoved, this, &MiniBoardWindow::stayInReach, Qt::QueuedConnection);
+                [this] { QTimer::singleShot(50ms, this, &QWidget::raise); });
+    connect(qApp, &QGuiApplication::screenAdded, this, &MiniBoardWindow::ensureOnScreen, Qt::QueuedConnection);
+    connect(qApp, &QGuiApplication::screenRemoved, this, &MiniBoardWindow::ensureOnScreen, Qt::QueuedConnection);
 }
 
-// Where its screen has gone, it comes to another one until that screen is back; its place stays what the user gave it.
-void MiniBoardWindow::stayInReach()
+// Without its screen it is shown on the primary one, but keeps its place for when that screen is back.
+void MiniBoardWindow::ensureOnScreen()
 {
     const QRect board(m_place, boardSize());
     const auto shows = [&](const QScreen *screen) { return screen->geometry().intersects(board); };
     const QScreen *const primary = QGuiApplication::primaryScreen();
-    if (!primary || std::ranges::any_of(QGuiApplication::screens(), shows)) {
-        move(m_place - offset);
-        return;
-    }
-    const QRect room = FloatingWindow::workArea(*primary);
-    const QPoint end(std::max(room.left(), room.right() + 1 - board.width()),
-                     std::max(room.top(), room.bottom() + 1 - board.height()));
-    move(QPoint(std::clamp(m_place.x(), room.left(), end.x()), std::clamp(m_place.y(), room.top(), end.y())) - offset);
+    const bool isShown = !primary || std::ranges::any_of(QGuiApplication::screens(), shows);
+    move((isShown ? m_place : movedInside(m_place, board.size(), FloatingWindow::workArea(*primary))) - m_offset);
 }
 
 void MiniBoardWindow::setPlace(QPoint place)
 {
     m_place = place;
-    move(place - offset);
+    move(place - m_offset);
 }
 
 void MiniBoardWindow::showInFront()
@@ -74,32 +65,31 @@ void MiniBoardWindow::showInFront()
         raise();
         return;
     }
-    winId(); // makes the native window
+    winId(); // creates the native window
     FloatingWindow::prepare(*windowHandle());
-    move(m_place - offset);
+    move(m_place - m_offset);
     show();
     updateShape();
     FloatingWindow::putOnAllDesktops(*windowHandle());
-    QTimer::singleShot(0, this, [this] { // see place()
-        if (isVisible() && !m_grip && pos() != m_place - offset)
-            move(m_place - offset);
+    QTimer::singleShot(0, this, [this] { // see m_place
+        if (isVisible() && !m_dragOffset && pos() != m_place - m_offset)
+            move(m_place - m_offset);
     });
 }
 
 void MiniBoardWindow::mousePressEvent(QMouseEvent *event)
 {
     if (event->button() == Qt::LeftButton) {
-        m_grip = event->position().toPoint();
+        m_dragOffset = event->position().toPoint();
         m_hasDragged = false;
     }
 }
 
 void MiniBoardWindow::mouseMoveEvent(QMouseEvent *event)
 {
-    // By hand, since QWindow::startSystemMove moves nothing where the window bypasses the window manager, and by the
-    // place of the press, since pos() may be wrong.
-    const QPoint place = event->globalPosition().toPoint() - m_grip.value_or(QPoint()) + offset;
-    if (!m_grip || place == m_place)
+    // QWindow::startSystemMove does nothing where the window bypasses the window manager. pos() may be wrong.
+    const QPoint place = event->globalPosition().toPoint() - m_dragOffset.value_or(QPoint()) + m_offset;
+    if (!m_dragOffset || place == m_place)
         return;
     m_hasDragged = true;
     setPlace(place);
@@ -113,7 +103,7 @@ void MiniBoardWindow::mouseReleaseEvent(QMouseEvent *event)
 
 void MiniBoardWindow::endDrag()
 {
-    m_grip.reset();
+    m_dragOffset.reset();
     if (std::exchange(m_hasDragged, false))
         Q_EMIT movedByUser(m_place);
 }
@@ -121,8 +111,8 @@ void MiniBoardWindow::endDrag()
 void MiniBoardWindow::moveEvent(QMoveEvent *event)
 {
     QWidget::moveEvent(event);
-    const QPoint place = event->pos() + offset;
-    if (!isVisible() || m_grip || place == m_place || event->pos().isNull()
+    const QPoint place = event->pos() + m_offset;
+    if (!isVisible() || m_dragOffset || place == m_place || event->pos().isNull()
         || !FloatingWindow::isButtonOrModifierDown())
         return;
     m_place = place;
@@ -133,8 +123,7 @@ void MiniBoardWindow::resizeEvent(QResizeEvent *event)
 {
     QWidget::resizeEvent(event);
     updateShape();
-    // KWin 6.3 under Wayland: after a change of the scale it wants the same size in its own pixels, which are other
-    // ones.
+    // After a change of the scale, KWin 6.3 under Wayland keeps the size in device pixels.
     if (event->size() != minimumSize())
         QTimer::singleShot(0, this, [this] { resize(minimumSize()); });
 }
@@ -145,10 +134,10 @@ void MiniBoardWindow::hideEvent(QHideEvent *event)
     endDrag(); // the release will not come
 }
 
-// Without a compositor what is transparent turns out black on X11.
+// On X11 without a compositor, transparent pixels are black.
 void MiniBoardWindow::updateShape()
 {
-    const QRect board(offset, boardSize());
+    const QRect board(m_offset, boardSize());
     if (m_compositor.isOwned() || QGuiApplication::platformName() != u"xcb"_s) {
         clearMask();
         if (windowHandle())
@@ -156,6 +145,6 @@ void MiniBoardWindow::updateShape()
         return;
     }
     QPainterPath shape;
-    shape.addRoundedRect(board, cornerRadius, cornerRadius);
+    shape.addRoundedRect(board, m_cornerRadius, m_cornerRadius);
     setMask(QRegion(shape.toFillPolygon().toPolygon()));
 }

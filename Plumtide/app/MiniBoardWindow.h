@@ -8,32 +8,35 @@
 #include <optional>
 
 /// The window of the mini board: frameless, above the other windows, on every desktop, never with the keyboard. The
-/// user drags it by everything in it that leaves mouse presses alone. It has the size that its content wants, and
-/// grows and shrinks at its lower edge.
+/// user can drag it wherever its content ignores mouse presses. It has its content's size, and grows and shrinks at
+/// its lower edge.
 /// Thread: main thread.
 class MiniBoardWindow final : public QWidget
 {
     Q_OBJECT
 
 public:
-    static constexpr int cornerRadius = 11; ///< Logical pixels; for screens that cannot show transparency.
-    /// Around the board, for its shadow; clicks there go to what lies below. The board's place and size are without it.
-    static constexpr int shadowMargin = 12;
+    /// In logical pixels.
+    struct Content
+    {
+        QWidget *widget;
+        int shadowMargin; ///< Of the widget, around the board. Clicks there go to the window below.
+        int cornerRadius; ///< Of the board; for screens without a compositor.
+    };
 
-    explicit MiniBoardWindow(QWidget *content); ///< Takes `content` over, which has the margin.
+    explicit MiniBoardWindow(const Content &content); ///< Owns the widget.
 
-    /// Where the user or `setPlace` has put the top left corner, in logical screen pixels. The toolkit's `pos` is not
-    /// to be trusted for that: Qt 6.4 on X11 is now and then told of a move to 0,0 that never was.
-    [[nodiscard]] QPoint place() const { return m_place; }
-    void setPlace(QPoint place); ///< Also off every screen, if the window manager lets it.
-    [[nodiscard]] QSize boardSize() const { return size().shrunkBy(margins); }
+    /// Puts the board's top left corner there, in logical screen pixels; also off every screen, if the window manager
+    /// lets it.
+    void setPlace(QPoint place);
+    [[nodiscard]] QSize boardSize() const { return size() - 2 * QSize(m_offset.x(), m_offset.y()); }
 
     void showInFront(); ///< Does not activate it.
 
 Q_SIGNALS:
-    /// At the end of a drag, and when the window manager moves it while a mouse button, Alt or Super is down (its own
-    /// drag). Other moves by the window manager cannot be told from its own ideas, and are not reported: those by the
-    /// arrow keys, and a drag whose key was let go before the button where it reports only the end.
+    /// At the end of a drag, and when the window manager moves it while a mouse button, Alt or Super is down, which is
+    /// a drag by the window manager. Its other moves may not be the user's and are not reported. So the user's moves by
+    /// arrow keys are not either, nor a drag that is reported only at its end, after the key was released.
     void movedByUser(QPoint place);
 
 protected:
@@ -45,15 +48,16 @@ protected:
     void hideEvent(QHideEvent *event) override;
 
 private:
-    static constexpr QMargins margins{shadowMargin, shadowMargin, shadowMargin, shadowMargin};
-    static constexpr QPoint offset{shadowMargin, shadowMargin}; // of the board in the window
-
-    void stayInReach();
+    void ensureOnScreen();
     void updateShape();
     void endDrag();
 
     ManagerSelection m_compositor{"_NET_WM_CM_S0"};
+    const QPoint m_offset; // of the board in the window
+    const int m_cornerRadius;
+    // Of the board, as it was set or dragged. Qt 6.4 on X11 sometimes reports a move to 0,0 that did not happen, so
+    // that pos() may be wrong.
     QPoint m_place;
-    std::optional<QPoint> m_grip; // while it is dragged: where in the window the mouse holds it
+    std::optional<QPoint> m_dragOffset; // of the mouse in the window, while the user drags it
     bool m_hasDragged = false;
 };

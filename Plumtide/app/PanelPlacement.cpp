@@ -4,31 +4,29 @@
 
 namespace {
 
-enum class Edge { Top, Bottom, Left, Right };
-
-Edge barEdge(QPoint at, const QRect &screen, const QRect &available)
+Qt::Edge barEdge(QPoint at, const QRect &screen, const QRect &available)
 {
     if (at.y() < available.top())
-        return Edge::Top;
+        return Qt::TopEdge;
     if (at.y() > available.bottom())
-        return Edge::Bottom;
+        return Qt::BottomEdge;
     if (at.x() < available.left())
-        return Edge::Left;
+        return Qt::LeftEdge;
     if (at.x() > available.right())
-        return Edge::Right;
-    return at.y() <= screen.center().y() ? Edge::Top : Edge::Bottom;
+        return Qt::RightEdge;
+    return at.y() <= screen.center().y() ? Qt::TopEdge : Qt::BottomEdge;
 }
 
-// The one that takes the most room from the screen.
-Edge barEdge(const QRect &screen, const QRect &available)
+// Of the bar that takes the most space from the screen.
+Qt::Edge barEdge(const QRect &screen, const QRect &available)
 {
-    const std::pair<int, Edge> edges[] = {
-        {available.top() - screen.top(), Edge::Top},
-        {screen.bottom() - available.bottom(), Edge::Bottom},
-        {screen.right() - available.right(), Edge::Right},
-        {available.left() - screen.left(), Edge::Left},
+    const std::pair<int, Qt::Edge> edges[] = {
+        {available.top() - screen.top(), Qt::TopEdge},
+        {screen.bottom() - available.bottom(), Qt::BottomEdge},
+        {screen.right() - available.right(), Qt::RightEdge},
+        {available.left() - screen.left(), Qt::LeftEdge},
     };
-    return std::ranges::max_element(edges, {}, &std::pair<int, Edge>::first)->second; // the first of equal ones
+    return std::ranges::max_element(edges, {}, &std::pair<int, Qt::Edge>::first)->second; // the first of equal ones
 }
 
 } // namespace
@@ -36,16 +34,21 @@ Edge barEdge(const QRect &screen, const QRect &available)
 QPoint panelTopLeft(const QRect &item, const QRect &screen, const QRect &available, const QSize &size)
 {
     const QPoint farthest(available.right() + 1 - size.width(), available.bottom() + 1 - size.height());
-    const Edge edge = item.isEmpty() ? barEdge(screen, available) : barEdge(item.center(), screen, available);
-    // Without a place: horizontal bars have the tray at their right end, vertical ones at their lower end.
+    const Qt::Edge edge = item.isEmpty() ? barEdge(screen, available) : barEdge(item.center(), screen, available);
+    // Horizontal bars have the tray at their right end, vertical ones at their lower end.
     QPoint place = item.isEmpty() ? farthest : item.center() - QPoint(size.width() / 2, size.height() / 2);
-    const bool leavesFree = item.height() > 1 && available.contains(item.center());
+    const bool mustNotCoverItem = item.height() > 1 && available.contains(item.center());
     switch (edge) {
-    case Edge::Top: place.setY(leavesFree ? item.bottom() + 1 : available.top()); break;
-    case Edge::Bottom: place.setY(leavesFree ? item.top() - size.height() : farthest.y()); break;
-    case Edge::Left: place.setX(available.left()); break;
-    case Edge::Right: place.setX(farthest.x()); break;
+    case Qt::TopEdge: place.setY(mustNotCoverItem ? item.bottom() + 1 : available.top()); break;
+    case Qt::BottomEdge: place.setY(mustNotCoverItem ? item.top() - size.height() : farthest.y()); break;
+    case Qt::LeftEdge: place.setX(available.left()); break;
+    case Qt::RightEdge: place.setX(farthest.x()); break;
     }
-    return {std::max(available.left(), std::min(place.x(), farthest.x())),
-            std::max(available.top(), std::min(place.y(), farthest.y()))};
+    return movedInside(place, size, available);
+}
+
+QPoint movedInside(QPoint topLeft, const QSize &size, const QRect &area)
+{
+    return {std::max(area.left(), std::min(topLeft.x(), area.right() + 1 - size.width())),
+            std::max(area.top(), std::min(topLeft.y(), area.bottom() + 1 - size.height()))};
 }

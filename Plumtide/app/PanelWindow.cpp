@@ -19,8 +19,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// When a window manager may have put its frame around the panel: at once, or late on a busy machine.
-constexpr std::chrono::milliseconds frameTimes[] = {0ms, 60ms, 250ms, 1s};
+// After these times it is checked that the panel is in its place: a busy window manager moves it late.
+constexpr std::chrono::milliseconds placeChecks[] = {0ms, 60ms, 250ms, 1s};
 
 } // namespace
 
@@ -29,23 +29,22 @@ PanelWindow::PanelWindow(QWidget *content, Now now)
 {
     setObjectName(u"panelWindow"_s);
     setWindowTitle(u"Plumtide"_s);
-    setFixedSize(panelSize);
+    setFixedSize(content->size());
     auto *column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
-    column->setSizeConstraint(QLayout::SetNoConstraint); // large content scrolls by itself; the panel keeps its size
     column->addWidget(content);
     connect(&m_presses, &PointerPresses::pressed, this, [this] {
-        // By their places, since an input method's list or a notification may lie above the panel (ibus 1.5).
+        // By position, since an input method's list or a notification may lie above the panel (ibus 1.5).
         const auto isPressed = [at = QCursor::pos()](const QWidget *own) {
             return own->isVisible() && own->frameGeometry().contains(at);
         };
         if (isVisible() && FloatingWindow::isPointerKnown()
             && std::ranges::none_of(QApplication::topLevelWidgets(), isPressed))
-            turnAway();
+            dismiss();
     });
     connect(&m_presses, &PointerPresses::released, this, [this] {
         if (m_lostFocus)
-            m_lostFocus = m_now(); // a click on the tray item ends here
+            m_lostFocus = m_now(); // it may be the end of a click on the tray item
     });
     connect(qApp, &QGuiApplication::screenRemoved, this, &QWidget::hide);
 }
@@ -66,8 +65,8 @@ void PanelWindow::open(const QRect &item, QByteArray token)
         token = qgetenv(FloatingWindow::tokenVariable);
     if (!item.isEmpty())
         m_item = item;
-    // Qt on X11 (6.4 to 6.11) hears 100 ms late that a window it hid has lost the focus. Shown again before that, the
-    // panel would get the focus without being told, and not notice when it goes.
+    // Qt on X11 (6.4 to 6.11) learns 100 ms late that a hidden window has lost the focus. Shown again before that, the
+    // panel would hear neither that it gets the focus nor that it loses it.
     const bool isStillFocused = windowHandle() && QGuiApplication::focusWindow() == windowHandle();
     if (!isVisible() && isStillFocused && QGuiApplication::platformName() == u"xcb"_s) {
         connect(
@@ -78,15 +77,15 @@ void PanelWindow::open(const QRect &item, QByteArray token)
     if (!isVisible()) {
         m_openedAt = m_now();
         m_pointerAtOpening = QCursor::pos();
-        winId(); // makes the native window
+        winId(); // creates the native window
         const QPoint place = placeFor(m_item);
         qCDebug(appLog) << "panel opens at" << place << "for an item at" << m_item;
         FloatingWindow::prepare(*windowHandle(), token);
         move(place);
         show();
-        // Qt 6.4 on X11 is now and then told of a move to 0,0 that never was, and believes it for good. And a window
-        // manager may have put a frame around it all the same (i3 4.22).
-        for (const auto delay : frameTimes) {
+        // Qt 6.4 on X11 sometimes reports a move to 0,0 that did not happen, and keeps that position. And some window
+        // managers (i3 4.22) put a frame around a frameless window.
+        for (const auto delay : placeChecks) {
             QTimer::singleShot(delay, this, [this] {
                 const QPoint place = placeFor(m_item);
                 if (isVisible() && windowHandle()->framePosition() != place)
@@ -101,9 +100,17 @@ void PanelWindow::open(const QRect &item, QByteArray token)
 
 void PanelWindow::setVisible(bool isVisible)
 {
-    m_isHiding = !isVisible; // it loses the focus by that, which is not the user's turning away
+    const bool isChange = isVisible != this->isVisible();
+    m_isHiding = !isVisible; // the focus that it loses by this was not taken by the user
     QWidget::setVisible(isVisible);
     m_isHiding = false;
+    if (!isChange)
+        return;
+    m_presses.follow(isVisible);
+    if (isVisible)
+        Q_EMIT opened();
+    else
+        Q_EMIT closed();
 }
 
 QPoint PanelWindow::placeFor(QRect item) const
@@ -113,10 +120,10 @@ QPoint PanelWindow::placeFor(QRect item) const
         item = {};
         screen = QGuiApplication::primaryScreen();
     }
-    // Not QWidget's frame, which is that of its last move. While a window manager makes one (seen with openbox 3.6), it
-    // can be smaller than what is in it.
-    const QSize size = windowHandle()->frameGeometry().size().expandedTo(panelSize);
-    return screen ? panelTopLeft(item, screen->geometry(), FloatingWindow::workArea(*screen), size) : pos();
+    // QWidget's own frame geometry is that of its last move. While a window manager (openbox 3.6) makes the frame, its
+    // reported size can be smaller than the panel.
+    const QSize frame = windowHandle()->frameGeometry().size().expandedTo(size());
+    return screen ? panelTopLeft(item, screen->geometry(), FloatingWindow::workArea(*screen), frame) : pos();
 }
 
 bool PanelWindow::event(QEvent *event)
@@ -126,7 +133,7 @@ bool PanelWindow::event(QEvent *event)
     return QWidget::event(event);
 }
 
-// The focus is elsewhere: with the user's other work, or with a list, a menu or a dialog of the panel's own.
+// The focus has gone to another program, or to a list, a menu or a dialog of the panel.
 void PanelWindow::closeUnlessBusy()
 {
     QWidget *own = QApplication::activePopupWidget();
@@ -144,25 +151,25 @@ void PanelWindow::closeUnlessBusy()
         own->installEventFilter(this);
         return;
     }
-    // Window managers give the focus to and fro when a click opens the panel (seen with openbox 3.6 on a busy machine).
-    // A user who turns away so soon has moved the pointer for it.
+    // When a click opens the panel, a window manager may move the focus several times (openbox 3.6 on a busy machine).
+    // A user who clicks elsewhere so soon has moved the pointer.
     if (m_now() - m_openedAt < openingTime && QCursor::pos() == m_pointerAtOpening) {
-        keepWhileOpening();
-        return;
+        activateWindow();
+        checkFocusAfter(openingTime);
+    } else {
+        dismiss();
     }
-    turnAway();
 }
 
-void PanelWindow::turnAway()
+void PanelWindow::dismiss()
 {
     m_lostFocus = m_now();
     hide();
 }
 
-void PanelWindow::keepWhileOpening()
+void PanelWindow::checkFocusAfter(std::chrono::milliseconds time)
 {
-    activateWindow();
-    QTimer::singleShot(openingTime, this, [this] {
+    QTimer::singleShot(time, this, [this] {
         if (isVisible() && !isActiveWindow())
             closeUnlessBusy();
     });
@@ -173,11 +180,7 @@ bool PanelWindow::eventFilter(QObject *watched, QEvent *event)
     if (watched == m_awaited && (event->type() == QEvent::Hide || event->type() == QEvent::WindowDeactivate)) {
         m_awaited->removeEventFilter(this);
         m_awaited.clear();
-        // Later: the focus is only now on its way to whoever gets it.
-        QTimer::singleShot(0, this, [this] {
-            if (isVisible() && !isActiveWindow())
-                closeUnlessBusy();
-        });
+        checkFocusAfter(0ms); // not yet: the focus is still moving
     }
     return QWidget::eventFilter(watched, event);
 }
@@ -188,20 +191,4 @@ void PanelWindow::keyPressEvent(QKeyEvent *event)
         hide();
     else
         QWidget::keyPressEvent(event);
-}
-
-void PanelWindow::showEvent(QShowEvent *event)
-{
-    QWidget::showEvent(event);
-    m_presses.follow(true);
-    if (!event->spontaneous())
-        Q_EMIT opened();
-}
-
-void PanelWindow::hideEvent(QHideEvent *event)
-{
-    QWidget::hideEvent(event);
-    m_presses.follow(false);
-    if (!event->spontaneous())
-        Q_EMIT closed();
 }

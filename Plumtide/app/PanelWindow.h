@@ -10,9 +10,8 @@
 #include <functional>
 #include <optional>
 
-/// The window of the main panel, which comes and goes like a menu: it opens beside the tray item with the keyboard,
-/// and closes when the user turns to something else, on Escape, or on a second click. (No Qt::Popup: Qt 6.4 hides
-/// those from screen readers.)
+/// The window of the main panel. It opens beside the tray item and takes the keyboard focus; it closes when it loses
+/// the focus, on Escape, or on a second click. (It is no Qt::Popup, since Qt 6.4 hides those from screen readers.)
 /// Thread: main thread.
 class PanelWindow final : public QWidget
 {
@@ -20,22 +19,19 @@ class PanelWindow final : public QWidget
 
 public:
     using Now = std::function<std::chrono::steady_clock::time_point()>;
-    static constexpr QSize panelSize{400, 560}; ///< Logical pixels.
-
     /// Some desktops take the focus away before they report the click on the tray item. A click within this time after
-    /// the panel has closed for that reason means "close".
+    /// that has closed the panel does not open it again.
     static constexpr std::chrono::milliseconds reopenPause{200};
 
-    /// Within this time after it has opened, a loss of the focus without a move of the pointer is not the user's.
+    /// Within this time after opening, the panel stays open when it loses the focus, unless the pointer has moved.
     static constexpr std::chrono::milliseconds openingTime{250};
 
-    /// Takes `content` over; it fills the window. It gets every key first: Escape closes when nobody in it accepts it.
+    /// Owns `content`, and has its size. The content gets every key first: Escape closes when nobody in it accepts it.
     explicit PanelWindow(QWidget *content, Now now = std::chrono::steady_clock::now);
 
-    /// `item` is the tray item's place, in logical screen pixels (see `panelTopLeft`). Without one, the last that was
-    /// known counts, or else the corner by the desktop's bar. `token` lets the panel take the focus (see
-    /// FloatingWindow::prepare); without one, that counts which Qt has got from the tray. Of an open panel, `open` only
-    /// brings the focus back.
+    /// `item` is the tray item's geometry in logical screen pixels (see `panelTopLeft`); if it is empty, the last known
+    /// one is used. `token` lets the panel take the focus (see FloatingWindow::prepare); if it is empty, the one that
+    /// Qt has got from the tray is used. An open panel only gets the focus back.
     void toggle(const QRect &item = {});
     void open(const QRect &item = {}, QByteArray token = {});
     void setVisible(bool isVisible) override;
@@ -48,13 +44,11 @@ protected:
     bool event(QEvent *event) override;
     bool eventFilter(QObject *watched, QEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
-    void showEvent(QShowEvent *event) override;
-    void hideEvent(QHideEvent *event) override;
 
 private:
     void closeUnlessBusy();
-    void keepWhileOpening();
-    void turnAway();
+    void checkFocusAfter(std::chrono::milliseconds time); // and closes if another program has it
+    void dismiss();
     [[nodiscard]] QPoint placeFor(QRect item) const;
 
     const Now m_now;
@@ -62,7 +56,7 @@ private:
     bool m_isHiding = false;
     std::chrono::steady_clock::time_point m_openedAt;
     QPoint m_pointerAtOpening;
-    QRect m_item;                                                     // the last place of the tray item
-    std::optional<std::chrono::steady_clock::time_point> m_lostFocus; // when it closed for that reason
-    QPointer<QWidget> m_awaited; // a popup or dialog of ours; after it, it is to be decided whether the panel closes
+    QRect m_item;                                                     // the last known tray item's geometry
+    std::optional<std::chrono::steady_clock::time_point> m_lostFocus; // when it closed because of that
+    QPointer<QWidget> m_awaited; // our popup or dialog that has the focus; when it closes, the focus is checked again
 };

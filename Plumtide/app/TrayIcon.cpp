@@ -10,11 +10,6 @@
 
 using namespace Qt::StringLiterals;
 
-static void useIcons()
-{
-    Q_INIT_RESOURCE(plumtide);
-}
-
 namespace {
 
 // The item does not know its panel's colour: the people are dark, for light panels, with a light outline, for dark
@@ -89,7 +84,6 @@ QPixmap draw(int size, int count)
 
 QIcon trayIcon(int count)
 {
-    useIcons();
     QIcon icon;
     for (const int size : {16, 22, 24, 32, 48, 64})
         icon.addPixmap(draw(size, count));

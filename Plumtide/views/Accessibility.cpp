@@ -6,6 +6,9 @@
 #include <QAccessibleWidget>
 #include <QComboBox>
 
+#include <algorithm>
+#include <ranges>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -15,13 +18,13 @@ QAccessibleInterface *interfaceOf(BoardView &board, const BoardItem &item)
     return QAccessible::queryAccessibleInterface(board.ensureWidget(item));
 }
 
-/// What is drawn; without a name of its own it is read out as its texts. Some of it can be pressed.
+/// A DrawnView. Its name is its texts, unless it has an accessible name.
 class AccessibleDrawing final : public QAccessibleWidget
 {
 public:
     explicit AccessibleDrawing(DrawnView *view) : QAccessibleWidget(view), m_view(view) {}
 
-    /// Qt makes this object before anybody could say what the view is.
+    /// Not given to the base class, since this object may be created before the view has its role.
     [[nodiscard]] QAccessible::Role role() const override { return m_view->role(); }
     [[nodiscard]] QRect rect() const override
     {
@@ -56,7 +59,7 @@ public:
             QAccessibleWidget::doAction(name);
     }
 
-    /// Rows stand in their cards.
+    /// That of a row is its card.
     [[nodiscard]] QAccessibleInterface *parent() const override
     {
         auto *board = qobject_cast<BoardView *>(m_view->parentWidget());
@@ -70,8 +73,8 @@ private:
     DrawnView *m_view;
 };
 
-/// A choice of the form. Qt's own interface names a combo box by its value instead of its label, and tells assistive
-/// tools of no value that is a text: they hear both in the name.
+/// A choice of the form, named by its label and its value. Qt's own interface has only the value for a name, and does
+/// not pass on a value that is a text.
 class AccessibleChoice final : public QAccessibleWidget
 {
 public:
@@ -101,8 +104,8 @@ private:
     QComboBox *m_choice;
 };
 
-/// The board or one of its cards, whose children are items; one that has no widget yet gets it by being asked for. A
-/// card has its button besides.
+/// The board, whose children are the items that are no rows, or a card with its rows and its button. A child's widget
+/// is made when the child is asked for.
 class AccessibleItems final : public QAccessibleWidget
 {
 public:
@@ -115,40 +118,46 @@ public:
     {
         return m_card && kind == QAccessible::Name ? m_card->drawing().spokenText() : QAccessibleWidget::text(kind);
     }
-    [[nodiscard]] int childCount() const override { return static_cast<int>(items().size() + buttons().size()); }
+    [[nodiscard]] int childCount() const override { return static_cast<int>(itemCount() + buttons().size()); }
     [[nodiscard]] QAccessibleInterface *child(int index) const override
     {
-        const QList<qsizetype> all = items();
-        return index < 0 || index >= all.size()
-            ? QAccessible::queryAccessibleInterface(buttons().value(index - all.size()))
-            : interfaceOf(*m_board, m_board->item(all.at(index)));
+        const qsizetype items = itemCount();
+        return index < 0 || index >= items ? QAccessible::queryAccessibleInterface(buttons().value(index - items))
+                                           : interfaceOf(*m_board, m_board->item(itemIndex(index)));
     }
     [[nodiscard]] int indexOfChild(const QAccessibleInterface *child) const override
     {
         auto *widget = qobject_cast<QWidget *>(child->object());
         const qsizetype button = buttons().indexOf(widget);
-        return static_cast<int>(button < 0 ? items().indexOf(m_board->indexOf(widget)) : items().size() + button);
+        if (button >= 0)
+            return static_cast<int>(itemCount() + button);
+        const qsizetype at = m_board->indexOf(widget);
+        const auto place = [this](qsizetype child) { return itemIndex(child); };
+        const auto all = std::views::iota(qsizetype(0), itemCount());
+        const auto found = std::ranges::lower_bound(all, at, {}, place);
+        return found != all.end() && place(*found) == at ? static_cast<int>(*found) : -1;
     }
     [[nodiscard]] QAccessibleInterface *childAt(int x, int y) const override
     {
         const QPoint place = m_board->mapFromGlobal(QPoint(x, y));
-        for (const qsizetype index : items()) {
-            if (m_board->item(index).box.contains(place))
-                return interfaceOf(*m_board, m_board->item(index));
+        for (qsizetype child = 0; child < itemCount(); ++child) {
+            const BoardItem &item = m_board->item(itemIndex(child));
+            if (item.box.contains(place))
+                return interfaceOf(*m_board, item);
         }
         return m_card ? QAccessibleWidget::childAt(x, y) : nullptr;
     }
 
 private:
-    [[nodiscard]] QList<qsizetype> items() const // their places in the board's list
+    [[nodiscard]] qsizetype itemCount() const
     {
-        const qsizetype at = m_card ? m_board->indexOf(m_card) : m_board->itemCount();
-        QList<qsizetype> found;
-        for (qsizetype index = at; --index >= 0 && (!m_card || m_board->item(index).card == m_board->item(at).card);) {
-            if ((m_board->item(index).kind == BoardItem::Kind::Row) == (m_card != nullptr))
-                found.prepend(index);
-        }
-        return found;
+        return m_card ? m_board->rowCount(m_board->indexOf(m_card))
+                      : static_cast<qsizetype>(m_board->topLevelItems().size());
+    }
+    [[nodiscard]] qsizetype itemIndex(qsizetype child) const // in the board's list
+    {
+        return m_card ? m_board->indexOf(m_card) - itemCount() + child
+                      : m_board->topLevelItems().at(static_cast<std::size_t>(child));
     }
     [[nodiscard]] QList<QWidget *> buttons() const { return m_card ? m_card->controls() : QList<QWidget *>(); }
 
@@ -160,7 +169,7 @@ QAccessibleInterface *makeInterface(const QString &className, QObject *object)
 {
     auto *widget = qobject_cast<QWidget *>(object);
     if (className == "QWidget"_L1 && widget && widget->isWindow())
-        return new QAccessibleWidget(widget, QAccessible::Window); // and not the filler that Qt takes it for
+        return new QAccessibleWidget(widget, QAccessible::Window); // for Qt it is a filler
     if (auto *view = qobject_cast<DrawnView *>(object)) {
         auto *board = qobject_cast<BoardView *>(view->parentWidget());
         if (board && view->role() == QAccessible::List)
@@ -187,7 +196,7 @@ void announce(QWidget &widget, const QString &sentence)
         return;
 #if QT_VERSION >= QT_VERSION_CHECK(6, 8, 0)
     QAccessibleAnnouncementEvent event(&widget, sentence);
-#else // Qt 6.4 passes on neither an alert nor that something is expanded now, but that the panel's alert comes up.
+#else // Qt 6.4 passes on neither an alert event nor a change to expanded, but it does that the panel's alert is shown.
     QWidget *const alert = widget.window()->findChild<QWidget *>(u"alert"_s);
     if (!alert)
         return;

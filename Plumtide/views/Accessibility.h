@@ -3,10 +3,10 @@
 class QString;
 class QWidget;
 
-/// Tells Qt how our own widgets speak to a screen reader: their role, name, state and actions. Every one
-/// of them calls it before it does anything that Qt might tell a screen reader.
+/// Tells Qt the role, name, state and actions of our own widgets for screen readers. Each of them calls it first in its
+/// constructor.
 /// Thread: main thread.
 void installAccessibility();
 
-/// Has a screen reader say `sentence`, about something in `widget`. (It says an alert that is shown without that.)
+/// Has a screen reader say `sentence`, about something in `widget`. (An alert is said when it is shown, without this.)
 void announce(QWidget &widget, const QString &sentence);

@@ -9,16 +9,26 @@ using Kind = BoardItem::Kind;
 
 qsizetype BoardView::indexOf(const BoardItem::Key &key) const
 {
-    const auto isIt = [&](const BoardItem &item) { return item.kind == key.kind && item.key() == key; };
-    if (key.kind != Kind::Row) {
-        const auto at = std::ranges::find_if(m_items, isIt);
-        return at == m_items.end() ? -1 : at - m_items.begin();
+    if (key.kind == Kind::Row) {
+        const ProjectCardView *card = m_cardOfLine.value(key.id);
+        const qsizetype cardIndex = card ? indexOf({Kind::Card, card->face.project}) : -1;
+        const qsizetype row = cardIndex < 0 ? -1 : card->indexOf(key.id);
+        const qsizetype rows = rowCount(cardIndex);
+        return row >= 0 && row < rows ? cardIndex - rows + row : -1;
     }
-    const ProjectCardView *card = m_cardOfLine.value(key.id);
-    qsizetype index = card ? std::min(card->itemIndex, itemCount()) - 1 : -1;
-    while (index >= 0 && item(index).card == card && !isIt(item(index)))
-        --index;
-    return index >= 0 && item(index).card == card ? index : -1;
+    if (key.kind == Kind::Card) {
+        const auto card = m_cards.find(key.id);
+        const qsizetype index = card == m_cards.end() ? itemCount() : card->second.itemIndex;
+        return index < itemCount() && item(index).card == &card->second ? index : -1;
+    }
+    const auto at = std::ranges::find_if(
+        m_items, [&](const BoardItem &item) { return item.kind == key.kind && item.key() == key; });
+    return at == m_items.end() ? -1 : at - m_items.begin();
+}
+
+qsizetype BoardView::rowCount(qsizetype card) const
+{
+    return card > 0 && item(card - 1).card == item(card).card ? item(card - 1).index + 1 : 0;
 }
 
 std::optional<QRect> BoardView::rowPlace(const QString &id) const
@@ -38,11 +48,8 @@ qsizetype BoardView::indexOf(const QWidget *control) const
 {
     while (control && control->parentWidget() != this)
         control = control->parentWidget();
-    for (const auto &[key, view] : m_views.asKeyValueRange()) {
-        if (view.widget == control)
-            return indexOf(key);
-    }
-    return -1;
+    const auto key = m_keys.constFind(control);
+    return key == m_keys.cend() ? -1 : indexOf(*key);
 }
 
 QWidget *BoardView::controlAfter(const QWidget *from, bool next, FocusScope scope)

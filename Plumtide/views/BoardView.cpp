@@ -59,6 +59,7 @@ void BoardView::refresh(const QDateTime &now)
     m_content.focusCardHeight = updateDrawing({Kind::FocusCard, box})->drawing().size.height();
     ++m_lastRefresh;
     m_items.clear(); // what they refer to changes
+    m_topLevelItems.clear();
     const auto sections = m_store.sections();
     qsizetype count = 0;
     for (std::size_t i = 0; i < sections.size(); ++i) {
@@ -121,7 +122,13 @@ void BoardView::layOut()
         const double unfolded = std::round(updateDrawing({Kind::Row, box, card, index})->drawing().size.height());
         expansions[card].rowHeights[key.id] = std::round(folded + amount * (unfolded - folded));
     }
-    resize(width(), static_cast<int>(layoutBoard(m_content, expansions, width(), m_items)));
+    const double height = layoutBoard(m_content, expansions, width(), m_items);
+    m_topLevelItems.clear();
+    for (qsizetype index = 0; index < itemCount(); ++index) {
+        if (item(index).kind != Kind::Row)
+            m_topLevelItems.push_back(index);
+    }
+    resize(width(), static_cast<int>(height));
     updateVisibleWidgets();
 }
 
@@ -146,6 +153,7 @@ void BoardView::updateVisibleWidgets()
             continue;
         }
         m_views.remove(key);
+        m_keys.remove(view);
         view->hide();        // the focus goes to a neighbour
         view->deleteLater(); // one of its buttons may be being pressed
     }
@@ -199,7 +207,7 @@ DrawnView *BoardView::updateDrawing(const BoardItem &item)
 {
     View &view = m_views[item.key()];
     if (!view.widget)
-        view.widget = makeWidget(item.key());
+        m_keys.insert(view.widget = makeWidget(item.key()), item.key());
     DrawnView *widget = view.widget;
     const std::pair drawn(contentOf(item), item.box.width());
     if (view.drawn == drawn)

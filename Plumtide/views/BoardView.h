@@ -48,7 +48,10 @@ public:
     [[nodiscard]] qsizetype itemCount() const { return static_cast<qsizetype>(m_items.size()); }
     [[nodiscard]] const BoardItem &item(qsizetype index) const { return m_items[static_cast<std::size_t>(index)]; }
     [[nodiscard]] qsizetype indexOf(const QWidget *control) const; ///< Of its item; -1 where it is in none.
-    DrawnView *ensureWidget(const BoardItem &item);                ///< Shows it, made if it has none.
+    [[nodiscard]] qsizetype rowCount(qsizetype card) const;        ///< The rows before the card, which are its own.
+    /// The items that are no rows, in order.
+    [[nodiscard]] const std::vector<qsizetype> &topLevelItems() const { return m_topLevelItems; }
+    DrawnView *ensureWidget(const BoardItem &item); ///< Shows it, made if it has none.
 
 Q_SIGNALS:
     void wished(const QString &button, const QString &id); ///< A button of a line, or what its menu offers.
@@ -85,7 +88,9 @@ private:
     std::unordered_map<QString, ProjectCardView> m_cards; // by the project
     QHash<QString, ProjectCardView *> m_cardOfLine;
     std::vector<BoardItem> m_items;
+    std::vector<qsizetype> m_topLevelItems;
     QMap<BoardItem::Key, View> m_views;
+    QHash<const QWidget *, BoardItem::Key> m_keys;          // of the views' widgets
     QMap<BoardItem::Key, QVariantAnimation *> m_expansions; // of rows, and of cards with quiet lines; from 0 to 1
     QString m_expandedID;
     int m_lastRefresh = 0;

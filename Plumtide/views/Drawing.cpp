@@ -10,7 +10,7 @@
 
 namespace {
 
-// A translucent drawing over the window's background looks like an opaque one in colours that are nearer to it.
+// The opaque colour that `color` has at `opacity` over the window's background.
 QColor overBackground(const QColor &color, double opacity)
 {
     if (opacity >= 1)
@@ -22,7 +22,7 @@ QColor overBackground(const QColor &color, double opacity)
             mixed(color.blue(), Theme::bg.blue()), color.alpha()};
 }
 
-// To whole device pixels, so that edges are sharp at every scale.
+// Rounds to whole device pixels, so that edges are sharp at every scale.
 struct PixelGrid
 {
     double ratio;
@@ -43,8 +43,7 @@ QPainterPath roundedPath(const QRectF &box, double radius)
     return path;
 }
 
-// What is seen of a blurred shadow around its box: at the edges it fades as a Gaussian blur does, at the corners
-// in circles.
+// The part of a blurred shadow outside its box. It fades like a Gaussian blur; at the corners it has circles.
 void paintShadow(QPainter &painter, const QRectF &box, double radius, const Drawing::Shadow &shadow)
 {
     const double reach = radius + 3 * shadow.deviation;
@@ -83,7 +82,7 @@ void paintBox(QPainter &painter, const PixelGrid &grid, const QRectF &exact, con
 {
     QRectF rect = grid.snapped(exact);
     if (box.radius > 0 && box.radius * 2 >= exact.height() && exact.width() == exact.height())
-        rect.setSize(exact.size()); // a circle must stay one
+        rect.setSize(exact.size()); // keeps a circle round
     if (box.shadow)
         paintShadow(painter, rect, box.radius, *box.shadow);
     if (box.fill.alpha() > 0) {
@@ -111,7 +110,7 @@ void paintRun(QPainter &painter, QPointF at, const TextBlock::Run &run, QColor c
     const double scale = Theme::face(run.style).scale;
     painter.setPen(color);
     const QTransform before = painter.transform();
-    // Places are cut to quarters of a pixel; scaling must not miss one by a hair.
+    // Qt rounds positions down to quarters of a pixel; 0.01 more, so that the scale's rounding error changes none.
     painter.translate(at + QPointF(0.01, 0));
     painter.scale(scale, scale);
     for (const QGlyphRun &glyphs : run.glyphs)
@@ -140,7 +139,7 @@ void Drawing::addButton(const Button &button, QPointF topLeft, Drawing face)
 
 QRegion Drawing::changesSince(const Drawing &before) const
 {
-    constexpr int overhang = 4;                                         // of letters beyond their box
+    constexpr int overhang = 4;                                         // of glyphs over the edge of their box
     constexpr QRect anywhere(-(1 << 24), -(1 << 24), 1 << 25, 1 << 25); // larger than any widget
     if (size != before.size || m_items.size() != before.m_items.size())
         return anywhere;

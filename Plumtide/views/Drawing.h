@@ -13,8 +13,8 @@
 
 class QPainter;
 
-/// A picture made of boxes, texts and icons, and the buttons that stand on it, in logical pixels. It is composed for a
-/// width, and says what height that takes. What is painted is exactly what it lists; a screen reader hears its texts.
+/// A list of boxes, texts and icons to be painted in order, and of the buttons above them, in logical pixels. It is
+/// composed for a width; its height follows from that. A screen reader hears its texts.
 /// Thread: main thread.
 class Drawing
 {
@@ -91,22 +91,22 @@ public:
     QSizeF size;
 
     void add(const QRectF &box, Content content) { m_items.push_back({box, std::move(content)}); }
-    /// Behind all that was added before.
+    /// Below all that was added before.
     void addBehind(const QRectF &box, Box content) { m_items.insert(m_items.begin(), {box, std::move(content)}); }
-    /// The y below it.
+    /// Returns the y of its lower edge.
     double addText(QPointF topLeft, TextBlock block);
     void addDot(const QRectF &box, QColor color) { add(box, Box{.fill = color, .radius = box.width() / 2}); }
-    /// The border of a box that has been added before; over what lies in between.
+    /// The border of a box that has been added before, to be painted above what is in the box.
     void addBorder(const QRectF &box, double radius, QColor color, double width, Line line = Line::Solid);
     void addButton(const Button &button, QPointF topLeft, Drawing face);
 
     [[nodiscard]] const std::vector<Control> &controls() const { return m_controls; }
-    /// Where it looks different, in its own coordinates.
+    /// The area that looks different, in the drawing's coordinates.
     [[nodiscard]] QRegion changesSince(const Drawing &before) const;
     [[nodiscard]] QString spokenText() const; ///< All texts in order, for a screen reader.
 
-    /// Paints what touches `clip`, without the buttons. `opacity` is that of the drawing as a whole over `Theme::bg`:
-    /// overlapping items do not shine through each other.
+    /// Paints what touches `clip`, without the buttons. `opacity` is that of the whole drawing over `Theme::bg`: what
+    /// is covered by another item does not show through.
     void paint(QPainter &painter, const QRectF &clip, double opacity = 1) const;
 
 private:
@@ -114,7 +114,7 @@ private:
     std::vector<Control> m_controls;
 };
 
-/// A button in its place.
+/// A button with its geometry.
 struct Drawing::Control
 {
     Button button;
@@ -122,5 +122,5 @@ struct Drawing::Control
     Drawing face; ///< From 0,0.
 };
 
-/// How a button looks on a face as wide as `width`, or as it likes to be.
+/// The face of a button, `width` wide, or as wide as its content if that is 0.
 [[nodiscard]] Drawing composeButton(const Drawing::Button &button, double width = 0);

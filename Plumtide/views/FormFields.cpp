@@ -18,7 +18,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr double arrowSize = 9;
-constexpr TextStyle fieldTextStyle{12, QFont::Normal, Theme::text};
 
 class InputMenuTexts final : public QTranslator
 {
@@ -36,24 +35,21 @@ public:
 
 } // namespace
 
-FormInput::FormInput(const QString &placeholder, QWidget *parent) : QLineEdit(parent)
+void translateInputMenus()
 {
     [[maybe_unused]] static const bool isTranslated = QCoreApplication::installTranslator(new InputMenuTexts(qApp));
-    setFont(Theme::widgetFont(fieldTextStyle));
-    setPlaceholderText(placeholder);
 }
 
 FormChoice::FormChoice(QWidget *parent) : QComboBox(parent)
 {
-    setFont(Theme::widgetFont(fieldTextStyle));
-    setItemDelegate(new QStyledItemDelegate(this)); // its own shows no choice under a style sheet
+    setItemDelegate(new QStyledItemDelegate(this)); // QComboBox's own marks no item under a style sheet
     connect(this, &QComboBox::currentIndexChanged, this, [this] {
-        QAccessibleEvent event(this, QAccessible::NameChanged); // which has the value in it
+        QAccessibleEvent event(this, QAccessible::NameChanged); // the name includes the value
         QAccessible::updateAccessibility(&event);
     });
 }
 
-// The arrow is drawn here: a style sheet's picture would need Qt's plugin for SVG images, which may be missing.
+// Draws the arrow, since one of the style sheet needs Qt's plugin for SVG images, which may be missing.
 void FormChoice::paintEvent(QPaintEvent *event)
 {
     QComboBox::paintEvent(event);
@@ -64,13 +60,28 @@ void FormChoice::paintEvent(QPaintEvent *event)
                               iconPixmap(u"chevron-down"_s, arrowSize, Theme::secondary, devicePixelRatioF()));
 }
 
-QString formFieldStyle()
+QString formStyle()
 {
-    return u"QLineEdit, QComboBox { background: %1; border: 1px solid %2; border-radius: 6px; padding: 0px 6px; }"
+    const auto shade = [](QColor color, double opacity) { return Theme::faded(color, opacity).name(QColor::HexArgb); };
+    return u"QGroupBox { border: none; padding: 14px; font-size: 14px; font-weight: bold; }"
+           "QGroupBox::title { subcontrol-origin: content; left: -2px; }"
+           "QLabel { color: %4; font-size: 11px; }"
+           "QLineEdit, QComboBox { background: %1; border: 1px solid %2; border-radius: 6px; padding: 0px 6px; }"
            "QComboBox { padding: 0px 7px; }"
            "QLineEdit:focus { border: 2px solid %3; padding: 0px 5px; }"
            "QComboBox:focus { border: 2px solid %3; padding: 0px 6px; }"
            "QComboBox::drop-down { border: none; width: 24px; }"
-           "QComboBox::down-arrow { image: none; }"_s.arg(Theme::card.name(), Theme::fieldBorder.name(),
-                                                          Theme::faded(Theme::accent, 0.8).name(QColor::HexArgb));
+           "QComboBox::down-arrow { image: none; }"
+           "QPushButton { border: none; color: %4; }"
+           "QPushButton:hover { color: %5; }"
+           "QPushButton:focus { color: %7; text-decoration: underline; outline: none; }"
+           "QPushButton:pressed { color: %6; }"
+           "QPushButton#save { background: %7; border-radius: 8px; color: %1; font-weight: bold; }"
+           "QPushButton#save:hover { background: %3; }"
+           "QPushButton#save:focus { border: 2px solid %10; text-decoration: none; }"
+           "QPushButton#save:pressed { background: %8; }"
+           "QPushButton#save:disabled { background: %9; }"_s.arg(
+               Theme::card.name(), Theme::fieldBorder.name(), shade(Theme::accent, 0.8), Theme::secondary.name(),
+               shade(Theme::secondary, 0.8), shade(Theme::secondary, 0.6), Theme::accent.name(),
+               shade(Theme::accent, 0.6), shade(Theme::secondary, 0.4), Theme::text.name());
 }

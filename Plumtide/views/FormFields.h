@@ -1,19 +1,9 @@
 #pragma once
 
 #include <QComboBox>
-#include <QLineEdit>
 #include <QWheelEvent>
 
-/// A text field of the form, with Qt's own menu in Chinese.
-class FormInput final : public QLineEdit
-{
-    Q_OBJECT
-
-public:
-    FormInput(const QString &placeholder, QWidget *parent);
-};
-
-/// A list of the form to choose from. The wheel scrolls what is around it.
+/// A combo box of the form. It ignores the wheel.
 class FormChoice final : public QComboBox
 {
     Q_OBJECT
@@ -26,5 +16,8 @@ private:
     void wheelEvent(QWheelEvent *event) override { event->ignore(); }
 };
 
-/// The style sheet for whatever holds such fields.
-[[nodiscard]] QString formFieldStyle();
+/// The style sheet of the form.
+[[nodiscard]] QString formStyle();
+
+/// Translates the context menu of text fields to Chinese.
+void translateInputMenus();

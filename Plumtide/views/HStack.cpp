@@ -1,6 +1,7 @@
 #include "Plumtide/views/HStack.h"
 
 #include <algorithm>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -35,117 +36,101 @@ QString label(TaskSource source)
     Q_UNREACHABLE();
 }
 
-// Made in its place: of a variant that is moved, gcc 14 warns that it may not be initialized.
-template <typename T>
-void HStack::add(T content, QSizeF size)
+HStack::Item &HStack::add(QSizeF size)
 {
-    const double gap = m_things.empty() ? 0 : m_gap;
-    Thing &thing = m_things.emplace_back();
-    thing.content.emplace<T>(std::move(content));
-    thing.size = size;
-    thing.gap = gap;
+    Item &item = m_items.emplace_back();
+    item.gap = m_items.size() == 1 ? 0 : m_gap;
+    item.size = size;
+    return item;
 }
 
 void HStack::dot(double diameter, QColor color)
 {
-    add(Drawing::Box{.fill = color, .radius = diameter / 2}, {diameter, diameter});
+    add({diameter, diameter}).draw = [=](Drawing &drawing, const QRectF &box) { drawing.addDot(box, color); };
 }
 
 void HStack::text(const QString &text, const TextStyle &style, Shrink shrink, int maxLines)
 {
     ShapedText shaped(text, style);
     const QSizeF size(shaped.width(), shaped.lineHeight());
-    add(Text{std::move(shaped), shrink, maxLines}, size);
+    add(size).text.emplace(Text{std::move(shaped), shrink, maxLines});
 }
 
 void HStack::icon(const QString &icon, double size, QColor color)
 {
-    add(Drawing::Icon{icon, color}, {size, size});
+    add({size, size}).draw = [=](Drawing &drawing, const QRectF &box) { drawing.add(box, Drawing::Icon{icon, color}); };
 }
 
 void HStack::sourceChip(TaskSource source)
 {
     const QColor color = Theme::sourceColor(source);
-    text(label(source), {9, QFont::DemiBold, color});
-    m_things.back().chip = Theme::faded(color, sourceChipFillOpacity);
-    m_things.back().size += 2 * chipPadding;
+    const ShapedText text(label(source), {9, QFont::DemiBold, color});
+    const QSizeF size(text.width(), text.lineHeight());
+    add(size + 2 * chipPadding).draw = [=](Drawing &drawing, const QRectF &box) {
+        drawing.add(box, Drawing::Box{.fill = Theme::faded(color, sourceChipFillOpacity), .radius = sourceChipRadius});
+        drawing.addText(box.topLeft() + QPointF(chipPadding.width(), chipPadding.height()), text.block(size.width()));
+    };
 }
 
 void HStack::button(const Drawing::Button &button)
 {
-    Drawing face = composeButton(button);
-    const QSizeF size = face.size;
-    add(Button{button, std::move(face)}, size);
+    const Drawing face = composeButton(button);
+    add(face.size).draw = [=](Drawing &drawing, const QRectF &box) { drawing.addButton(button, box.topLeft(), face); };
 }
 
 void HStack::spacer(double minimum)
 {
-    add(Spacer{}, {minimum, 0});
+    add({minimum, 0});
 }
 
 QSizeF HStack::size() const
 {
     QSizeF size(0, 0);
-    for (const Thing &thing : m_things)
-        size = {size.width() + thing.gap + thing.size.width(), std::max(size.height(), thing.size.height())};
+    for (const Item &item : m_items)
+        size = {size.width() + item.gap + item.size.width(), std::max(size.height(), item.size.height())};
     return size;
 }
 
-// Gives every text its width and its lines, and every spacer its share of the rest.
-void HStack::layTexts(double width)
+// Gives every text its width and its lines, and every spacer its share of the width that is left.
+void HStack::layOut(double width)
 {
-    double rest = width;
-    for (const Thing &thing : m_things)
-        rest -= thing.gap + thing.size.width();
+    double rest = width - size().width();
     for (const Shrink turn : {Shrink::First, Shrink::Second}) {
-        for (Thing &thing : m_things) {
-            const auto *text = std::get_if<Text>(&thing.content);
-            if (rest >= 0 || !text || text->shrink != turn)
+        for (Item &item : m_items) {
+            if (rest >= 0 || !item.text || item.text->shrink != turn)
                 continue;
-            const double less = std::min(-rest, thing.size.width());
-            thing.size.rwidth() -= less;
+            const double less = std::min(-rest, item.size.width());
+            item.size.rwidth() -= less;
             rest += less;
         }
     }
-    const auto isSpacer = [](const Thing &thing) { return std::holds_alternative<Spacer>(thing.content); };
-    const auto spacers = std::ranges::count_if(m_things, isSpacer);
-    for (Thing &thing : m_things) {
-        if (auto *text = std::get_if<Text>(&thing.content)) {
-            // A hair more than it measured: sums of fractions must not cut a text that fits.
-            const QSizeF padding = thing.chip ? 2 * chipPadding : QSizeF(0, 0);
-            text->block = text->shaped.block(thing.size.width() - padding.width() + 0.01, text->maxLines);
-            thing.size.setHeight(text->block.size.height() + padding.height());
-        } else if (isSpacer(thing) && rest > 0) {
-            thing.size.rwidth() += rest / static_cast<double>(spacers);
+    const auto isSpacer = [](const Item &item) { return !item.text && !item.draw; };
+    const auto spacers = std::ranges::count_if(m_items, isSpacer);
+    for (Item &item : m_items) {
+        if (item.text) {
+            // 0.01 more than measured, so that rounding errors do not cut a text that fits.
+            const TextBlock block = item.text->shaped.block(item.size.width() + 0.01, item.text->maxLines);
+            item.size.setHeight(block.size.height());
+            item.draw = [block](Drawing &drawing, const QRectF &box) { drawing.addText(box.topLeft(), block); };
+        } else if (isSpacer(item) && rest > 0) {
+            item.size.rwidth() += rest / static_cast<double>(spacers);
         }
     }
 }
 
 QRectF HStack::place(Drawing &drawing, QPointF topLeft, double width)
 {
-    layTexts(width);
+    layOut(width);
     const double height = size().height();
     double x = topLeft.x();
     double end = x;
-    for (Thing &thing : m_things) {
-        x += thing.gap;
-        QRectF box(QPointF(x, topLeft.y() + (height - thing.size.height()) / 2), thing.size);
+    for (const Item &item : m_items) {
+        const QRectF box({x + item.gap, topLeft.y() + (height - item.size.height()) / 2}, item.size);
         x = box.right();
-        if (std::holds_alternative<Spacer>(thing.content))
+        if (!item.draw)
             continue;
         end = x;
-        if (thing.chip)
-            drawing.add(box, Drawing::Box{.fill = *thing.chip, .radius = sourceChipRadius});
-        if (auto *text = std::get_if<Text>(&thing.content))
-            drawing.addText(box.topLeft()
-                                + (thing.chip ? QPointF(chipPadding.width(), chipPadding.height()) : QPointF()),
-                            std::move(text->block));
-        else if (auto *button = std::get_if<Button>(&thing.content))
-            drawing.addButton(button->button, box.topLeft(), std::move(button->face));
-        else if (const auto *icon = std::get_if<Drawing::Icon>(&thing.content))
-            drawing.add(box, *icon);
-        else
-            drawing.add(box, std::get<Drawing::Box>(thing.content));
+        item.draw(drawing, box);
     }
     return {topLeft, QPointF(end, topLeft.y() + height)};
 }

@@ -2,8 +2,12 @@
 
 #include "Plumtide/views/Drawing.h"
 
-/// Things side by side, centred vertically: dots, texts, icons, source chips, buttons, and spacers that take what is
-/// left. Where the width does not do, texts that were told so give way.
+#include <functional>
+#include <optional>
+#include <vector>
+
+/// Items side by side, centred vertically: dots, texts, icons, source chips, buttons, and spacers that take the width
+/// that is left. If the width is too small, the texts with a `Shrink` are cut.
 class HStack
 {
 public:
@@ -12,7 +16,7 @@ public:
 
     explicit HStack(double gap) : m_gap(gap) {}
 
-    void setGap(double gap) { m_gap = gap; } ///< Before each thing that is added from now on.
+    void setGap(double gap) { m_gap = gap; } ///< Before each item that is added from now on.
 
     void dot(double diameter, QColor color);
     void text(const QString &text, const TextStyle &style, Shrink shrink = Shrink::Never, int maxLines = 1);
@@ -21,43 +25,32 @@ public:
     void button(const Drawing::Button &button);
     void spacer(double minimum = 0);
 
-    [[nodiscard]] QSizeF size() const; ///< That it likes to have.
+    [[nodiscard]] QSizeF size() const; ///< With nothing cut, and the smallest spacers.
 
-    /// Adds everything to `drawing`, from `topLeft`, within `width`. The box that is taken, as high as the highest
-    /// thing and as wide as the last one reaches.
+    /// Adds everything to `drawing`, from `topLeft`, within `width`. Returns its box: as high as the highest item, and
+    /// as wide as the last one reaches.
     QRectF place(Drawing &drawing, QPointF topLeft, double width);
 
 private:
-    struct Spacer
-    {
-    };
     struct Text
     {
         ShapedText shaped;
-        Shrink shrink = Shrink::Never;
-        int maxLines = 1;
-        TextBlock block = {};
+        Shrink shrink;
+        int maxLines;
     };
-    struct Button
+    struct Item // without a text or `draw` it is a spacer
     {
-        Drawing::Button button;
-        Drawing face;
-    };
-    using Content = std::variant<Spacer, Drawing::Box, Drawing::Icon, Text, Button>;
-    struct Thing
-    {
-        Content content;
-        QSizeF size;                     // for a spacer the least width
-        std::optional<QColor> chip = {}; // the text stands on it
-        double gap = 0;                  // before it
+        double gap = 0; // before it
+        QSizeF size;    // of a spacer, the smallest
+        std::optional<Text> text;
+        std::function<void(Drawing &drawing, const QRectF &box)> draw; // of a text, once it is laid out
     };
 
-    template <typename T>
-    void add(T content, QSizeF size);
-    void layTexts(double width);
+    Item &add(QSizeF size);
+    void layOut(double width);
 
     double m_gap;
-    std::vector<Thing> m_things;
+    std::vector<Item> m_items;
 };
 
 /// "Claude", "Codex", "其他".

@@ -9,11 +9,6 @@
 
 using namespace Qt::StringLiterals;
 
-static void initResources()
-{
-    Q_INIT_RESOURCE(plumtide); // a static library's resources are not registered by themselves
-}
-
 QPixmap iconPixmap(const QString &name, double size, QColor color, double devicePixelRatio)
 {
     const int side = std::max(1, static_cast<int>(std::lround(size * devicePixelRatio)));
@@ -21,7 +16,6 @@ QPixmap iconPixmap(const QString &name, double size, QColor color, double device
     QPixmap pixmap;
     if (QPixmapCache::find(key, &pixmap))
         return pixmap;
-    initResources();
     pixmap = QPixmap(side, side);
     pixmap.fill(Qt::transparent);
     QPainter painter(&pixmap);

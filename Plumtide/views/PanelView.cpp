@@ -194,6 +194,7 @@ void PanelView::closeEditor()
 {
     TaskEditView *editor = std::exchange(m_editor, nullptr);
     setFocus(Qt::OtherFocusReason);
+    editor->setEnabled(false); // a press that is already queued must not save again
     editor->hide();
     editor->deleteLater(); // one of its buttons is being pressed
     showParts(true);

@@ -20,7 +20,7 @@ bool hasRightToLeft(const QString &text)
                                [](QChar c) { return c.direction() == QChar::DirR || c.direction() == QChar::DirAL; });
 }
 
-// For one line, by its baseline instead of by its top.
+// With positions from the line's baseline instead of its top.
 QList<QGlyphRun> onBaseline(QList<QGlyphRun> runs, const QTextLine &line)
 {
     for (QGlyphRun &run : runs) {
@@ -64,7 +64,7 @@ std::shared_ptr<QTextLayout> ShapedText::layout(const QString &text) const
         font.setLetterSpacing(QFont::AbsoluteSpacing, m_style.letterSpacing / face.scale);
     auto layout = std::make_shared<QTextLayout>(text, font);
     QTextOption option;
-    option.setTextDirection(Qt::LeftToRight); // the layout counts from the left, whatever the letters
+    option.setTextDirection(Qt::LeftToRight); // positions count from the left, also in right-to-left texts
     option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
     layout->setTextOption(option);
     if (m_labelLength > 0) {
@@ -90,12 +90,12 @@ void ShapedText::addRuns(TextBlock &block, const QTextLine &line, QPointF topLef
     add(labelEnd, from + length, m_style);
 }
 
-// A line that goes on from `from` and is cut. Its width.
+// Adds the text from `from` on, cut to `width`. Returns the width that it takes.
 double ShapedText::addCutLine(TextBlock &block, QPointF topLeft, qsizetype from, double width) const
 {
     const double scale = Theme::face(m_style).scale;
     const QTextLine line = m_line->lineAt(0);
-    if (hasRightToLeft(m_text)) { // its letters do not stand in their order
+    if (hasRightToLeft(m_text)) { // letters are not in the order of the text
         const QString cut =
             QFontMetricsF(m_line->font()).elidedText(m_line->text().sliced(from), Qt::ElideRight, width / scale);
         const ShapedText shown(cut, m_style);
@@ -109,7 +109,7 @@ double ShapedText::addCutLine(TextBlock &block, QPointF topLeft, qsizetype from,
     const double reach = (line.cursorToX(end) - start) * scale;
     addRuns(block, line, topLeft - QPointF(start * scale, 0), from, end - from);
     if (width < dots.width())
-        return 0; // no room even for them
+        return 0; // too narrow even for these
     dots.addRuns(block, dots.m_line->lineAt(0), topLeft + QPointF(reach, 0), 0, 1);
     return reach + dots.width();
 }

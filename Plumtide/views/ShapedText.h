@@ -25,16 +25,15 @@ struct TextBlock
         bool operator==(const Run &other) const { return baseline == other.baseline && style == other.style; }
     };
 
-    QSizeF size;           ///< As wide as the widest line, or as the room where the text was broken or cut.
-    QString text;          ///< The whole of it, as a reader would hear it.
+    QSizeF size;           ///< As wide as the widest line, or as the given width if the text was broken or cut.
+    QString text;          ///< All of it, for a screen reader.
     std::vector<Run> runs; ///< What is painted.
 
     bool operator==(const TextBlock &) const = default;
 };
 
-/// A text whose glyphs have been chosen and placed: what is measured, broken, cut and painted is this.
-/// With a label, both stand in one text, each in its style.
-/// Thread: main thread.
+/// A text with its glyphs and their positions, to be measured, broken into lines and cut. It may begin with a label,
+/// which has a style of its own. Thread: main thread.
 class ShapedText
 {
 public:
@@ -45,8 +44,8 @@ public:
     [[nodiscard]] double width() const { return m_width; } ///< In one line, its line breaks taken for spaces.
     [[nodiscard]] double lineHeight() const { return Theme::face(m_style).lineHeight; }
 
-    /// Breaks it to `width`, into at most `maxLines` lines (0: any number); the last one ends in "…" where the text
-    /// goes on. Lines that are shorter than the block stand at `alignment` (left or centre).
+    /// Breaks it to `width`, into at most `maxLines` lines (0: any number); if that is not all of the text, it ends in
+    /// "…". `alignment` is left or centre.
     [[nodiscard]] TextBlock block(double width, int maxLines = 1, Qt::Alignment alignment = Qt::AlignLeft) const;
 
 private:
@@ -58,7 +57,7 @@ private:
     qsizetype m_labelLength = 0;
     TextStyle m_labelStyle{0, QFont::Normal, {}};
     TextStyle m_style{0, QFont::Normal, {}};
-    std::shared_ptr<QTextLayout> m_line; // all of it in one line
+    std::shared_ptr<QTextLayout> m_line; // with all of it in one line
     double m_width = 0;
 };
 
@@ -68,5 +67,5 @@ private:
     return ShapedText(text, style).block(width, maxLines, alignment);
 }
 
-/// What ends a line in a text from elsewhere, U+2028 included.
+/// Matches every line break of Unicode, U+2028 included.
 [[nodiscard]] const QRegularExpression &lineBreaks();

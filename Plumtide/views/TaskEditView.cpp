@@ -4,8 +4,14 @@
 #include "Plumtide/views/FormFields.h"
 #include "Plumtide/views/HStack.h"
 
-#include <QKeyEvent>
+#include <QGridLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QShortcut>
 #include <QUuid>
+#include <QVBoxLayout>
 
 #include <algorithm>
 #include <array>
@@ -14,29 +20,21 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr double formPadding = 14;
-constexpr double formGap = 12;
-constexpr double formLabelGap = 4;
-constexpr double columnGap = 10;
-constexpr double choiceWidth = 104;
-constexpr double fieldHeight = 24;
-
-constexpr TextStyle formHeadingStyle{14, QFont::DemiBold, Theme::text};
-constexpr TextStyle formLabelStyle{11, QFont::Medium, Theme::secondary};
-const Drawing::ButtonLook cancelLook{.style = {12, QFont::Normal, Theme::secondary}};
-const Drawing::ButtonLook saveLook{
-    .style = {12, QFont::DemiBold, Theme::onAccent}, .paddingY = 7, .fill = Theme::accent, .radius = 8};
-constexpr double disabledSaveOpacity = 0.4;
+constexpr int headingHeight = 20;
+constexpr int formRowGap = 12;
+constexpr int formLabelGap = 4;
+constexpr int formColumnGap = 10;
+constexpr int choiceWidth = 104;
+constexpr int fieldHeight = 24;
+constexpr int saveHeight = 31;
 
 constexpr std::array offeredStatuses{AgentTaskStatus::waiting, AgentTaskStatus::running};
 
-/// Without the spaces (Unicode category Zs) and tabs at both ends; line breaks stay.
-QString trimmed(const QString &text)
+// Line breaks at the ends stay.
+QString withoutSpacesAtEnds(QString text)
 {
-    const auto isSpace = [](QChar c) { return c == u'\t' || c.category() == QChar::Separator_Space; };
-    const auto first = std::find_if_not(text.begin(), text.end(), isSpace);
-    const auto last = std::find_if_not(text.rbegin(), std::make_reverse_iterator(first), isSpace).base();
-    return QString(first, last - first);
+    static const QRegularExpression spaces(u"\\A[\\t\\p{Zs}]+|[\\t\\p{Zs}]+\\z"_s);
+    return text.remove(spaces);
 }
 
 QString statusLabel(AgentTaskStatus status)
@@ -53,57 +51,88 @@ QString statusLabel(AgentTaskStatus status)
 } // namespace
 
 TaskEditView::TaskEditView(TaskStore &store, const std::optional<AgentTask> &editing, Clock clock, QWidget *parent)
-    : DrawnView(QAccessible::Grouping, parent),
+    : QGroupBox(editing ? u"编辑任务"_s : u"登记任务"_s, parent),
       m_store(store),
       m_editing(editing),
       m_clock(std::move(clock)),
+      m_cancel(new QPushButton(u"取消"_s, this)),
+      m_save(new QPushButton(editing ? u"保存"_s : u"登记"_s, this)),
       m_title(makeInput(u"输入任务名称"_s)),
       m_project(makeInput(u"项目或仓库名称"_s)),
       m_source(new FormChoice(this)),
       m_status(new FormChoice(this)),
       m_purpose(makeInput(u"例如：完成后可以合并代码"_s)),
       m_currentState(makeInput(u"当前进展（可选）"_s)),
-      m_waitingReason(makeInput(u"需要你做什么（可选）"_s)),
-      m_fields{{u"标题"_s, m_title},
-               {u"项目"_s, m_project},
-               {u"来源"_s, m_source, false},
-               {u"状态"_s, m_status},
-               {u"目标（一句话）"_s, m_purpose},
-               {u"当前状态"_s, m_currentState},
-               {u"等待原因"_s, m_waitingReason}}
+      m_waitingReason(makeInput(u"需要你做什么（可选）"_s))
 {
-    setStyleSheet(formFieldStyle());
-    for (const Field &field : m_fields)
-        field.control->setAccessibleName(field.label);
-    QPalette palette;
-    palette.setColor(QPalette::PlaceholderText, Theme::text); // a status that is not offered is one all the same
-    m_status->setPalette(palette);
+    translateInputMenus();
+    setFont(Theme::widgetFont({12, QFont::Normal, Theme::text}));
+    setStyleSheet(formStyle());
+    auto *grid = new QGridLayout(this);
+    grid->setContentsMargins({});
+    grid->setHorizontalSpacing(formColumnGap);
+    grid->setVerticalSpacing(formRowGap);
+    grid->setRowMinimumHeight(0, headingHeight);
+    grid->addWidget(m_cancel, 0, 1, Qt::AlignRight | Qt::AlignVCenter);
+    const auto add = [&](const QString &text, QWidget *field, int row, int column, int columns) {
+        auto *label = new QLabel(text, this);
+        label->setBuddy(field);
+        label->stackUnder(field); // a screen reader comes to the label first
+        field->setFixedHeight(fieldHeight);
+        auto *cell = new QVBoxLayout;
+        cell->setSpacing(formLabelGap);
+        cell->addWidget(label);
+        cell->addWidget(field);
+        grid->addLayout(cell, row, column, 1, columns);
+        return label;
+    };
+    add(u"标题"_s, m_title, 1, 0, 2);
+    add(u"项目"_s, m_project, 2, 0, 1);
+    add(u"来源"_s, m_source, 2, 1, 1);
+    add(u"状态"_s, m_status, 3, 0, 2);
+    add(u"目标（一句话）"_s, m_purpose, 4, 0, 2);
+    add(u"当前状态"_s, m_currentState, 5, 0, 2);
+    QLabel *waitingReasonLabel = add(u"等待原因"_s, m_waitingReason, 6, 0, 2);
+    grid->addWidget(m_save, 7, 0, 1, 2);
+    grid->setRowStretch(8, 1);
+
+    for (QPushButton *button : {m_cancel, m_save}) {
+        button->setAutoDefault(true); // Return presses it, too
+        button->setCursor(Qt::PointingHandCursor);
+    }
+    m_save->setObjectName(u"save"_s); // in the style sheet
+    m_save->setFixedHeight(saveHeight);
+    m_save->setEnabled(false);
+    for (QComboBox *choice : {m_source, m_status})
+        choice->setFixedWidth(choiceWidth);
     for (const TaskSource source : allTaskSources)
         m_source->addItem(label(source));
     for (const AgentTaskStatus status : offeredStatuses)
         m_status->addItem(statusLabel(status));
+    QPalette palette;
+    palette.setColor(QPalette::PlaceholderText, Theme::text); // of a status that is not offered
+    m_status->setPalette(palette);
     m_source->setCurrentIndex(static_cast<int>(TaskSource::other));
-    m_status->setCurrentIndex(0);
-    fill();
+
+    connect(m_title, &QLineEdit::textChanged, m_save,
+            [this](const QString &text) { m_save->setEnabled(!withoutSpacesAtEnds(text).isEmpty()); });
+    connect(m_status, &QComboBox::currentIndexChanged, this, [this, waitingReasonLabel](int index) {
+        waitingReasonLabel->setVisible(index == 0);
+        m_waitingReason->setVisible(index == 0);
+    });
     connect(m_source, &QComboBox::activated, this, [this] { m_hasChosenSource = true; });
     connect(m_status, &QComboBox::activated, this, [this] { m_hasChosenStatus = true; });
-    connect(m_status, &QComboBox::currentIndexChanged, this, &TaskEditView::layOut);
-    connect(this, &DrawnView::wished, this, [this](const QString &button) {
-        if (button == u"save")
-            save();
-        else
-            Q_EMIT closed();
-    });
+    connect(m_save, &QPushButton::clicked, this, &TaskEditView::save);
+    connect(m_cancel, &QPushButton::clicked, this, &TaskEditView::closed);
+    new QShortcut(Qt::Key_Escape, this, this, &TaskEditView::closed, Qt::WidgetWithChildrenShortcut);
+    fill();
 }
 
 QLineEdit *TaskEditView::makeInput(const QString &placeholder)
 {
-    auto *input = new FormInput(placeholder, this);
-    connect(input, &QLineEdit::textChanged, this, &TaskEditView::layOut);
-    connect(input, &QLineEdit::returnPressed, this, [this] {
-        if (canSave())
-            save();
-    });
+    auto *input = new QLineEdit(this);
+    input->setPlaceholderText(placeholder);
+    connect(input, &QLineEdit::returnPressed, m_save, &QPushButton::click);
     return input;
 }
 
@@ -121,7 +150,7 @@ void TaskEditView::fill()
     if (m_hasChosenStatus)
         return;
     const QString status = statusLabel(m_editing->status);
-    m_status->setPlaceholderText(status); // while no offered one is chosen
+    m_status->setPlaceholderText(status); // for one that is not offered
     m_status->setCurrentIndex(m_status->findText(status));
 }
 
@@ -129,11 +158,10 @@ void TaskEditView::fill(QLineEdit *input, const QString &text)
 {
     if (input->isModified())
         return;
-    QString shown = text; // a field of one line has no line breaks
-    shown.replace(lineBreaks(), u" "_s);
+    const QString shown = QString(text).replace(lineBreaks(), u" "_s);
     if (input->text() != shown) {
         input->setText(shown);
-        input->setCursorPosition(0); // from its beginning
+        input->setCursorPosition(0); // so that the beginning is shown
     }
 }
 
@@ -146,25 +174,19 @@ void TaskEditView::followLine()
     }
 }
 
-bool TaskEditView::canSave() const
-{
-    return !trimmed(m_title->text()).isEmpty();
-}
-
 void TaskEditView::save()
 {
     followLine();
     AgentTask task = m_editing.value_or(AgentTask{});
-    // A text that was not touched keeps what a field of one line cannot show: its line breaks.
+    // A text that the user has not changed keeps its line breaks, which the field does not show.
     const auto written = [](const QLineEdit *input, const QString &before) {
-        return trimmed(input->isModified() ? input->text() : before);
+        return withoutSpacesAtEnds(input->isModified() ? input->text() : before);
     };
-    const QString title = written(m_title, task.title);
+    task.title = written(m_title, task.title);
     if (!m_editing)
         task.id = QUuid::createUuid().toString(QUuid::WithoutBraces);
-    if (m_editing && title != m_editing->title)
+    else if (task.title != m_editing->title)
         task.titleEdited = true;
-    task.title = title;
     task.project = written(m_project, task.project);
     task.source = allTaskSources[static_cast<size_t>(m_source->currentIndex())];
     if (m_status->currentIndex() >= 0)
@@ -181,44 +203,6 @@ void TaskEditView::save()
     Q_EMIT closed();
 }
 
-void TaskEditView::layOut()
-{
-    const bool isWaiting = m_status->currentIndex() == 0;
-    m_waitingReason->setVisible(isWaiting);
-    Drawing drawing;
-    const double inside = width() - 2 * formPadding;
-    HStack heading(0);
-    heading.text(m_editing ? u"编辑任务"_s : u"登记任务"_s, formHeadingStyle);
-    heading.spacer();
-    heading.button({.name = u"cancel"_s, .text = u"取消"_s, .look = cancelLook});
-    double y = heading.place(drawing, {formPadding, formPadding}, inside).bottom() + formGap;
-    for (qsizetype i = 0; i < m_fields.size(); ++i) {
-        const Field &field = m_fields.at(i);
-        if (field.control == m_waitingReason && !isWaiting)
-            continue;
-        const bool sharesRow = i + 1 < m_fields.size() && !m_fields.at(i + 1).isInOwnRow;
-        const bool isChoice = qobject_cast<QComboBox *>(field.control) != nullptr;
-        const double left = field.isInOwnRow ? formPadding : formPadding + inside - choiceWidth;
-        const double room = isChoice ? choiceWidth : inside - (sharesRow ? choiceWidth + columnGap : 0);
-        const double top = drawing.addText({left, y}, layText(field.label, formLabelStyle, room)) + formLabelGap;
-        field.control->setGeometry(QRectF(left, top, room, fieldHeight).toAlignedRect());
-        if (!sharesRow)
-            y = top + fieldHeight + formGap;
-    }
-    Drawing::Button save{.name = u"save"_s, .text = m_editing ? u"保存"_s : u"登记"_s, .look = saveLook};
-    save.isEnabled = canSave();
-    if (!save.isEnabled)
-        save.look.fill = Theme::faded(Theme::secondary, disabledSaveOpacity);
-    drawing.addButton(save, {formPadding, y}, composeButton(save, inside));
-    setDrawing(std::move(drawing));
-}
-
-void TaskEditView::resizeEvent(QResizeEvent * /*event*/)
-{
-    place(geometry());
-    layOut();
-}
-
 bool TaskEditView::isTouched() const
 {
     return m_hasChosenSource || m_hasChosenStatus
@@ -233,19 +217,8 @@ void TaskEditView::focusLastField()
 
 QList<QWidget *> TaskEditView::tabOrder()
 {
-    QList<QWidget *> order;
-    for (const Field &field : m_fields)
-        order.append(field.control);
-    const QList<QWidget *> buttons = controls(); // "取消" first
-    order += buttons.sliced(1) + buttons.first(1);
-    order.removeIf([](const QWidget *control) { return control->isHidden(); });
+    QList<QWidget *> order{m_title,        m_project,       m_source, m_status, m_purpose,
+                           m_currentState, m_waitingReason, m_save,   m_cancel};
+    order.removeIf([](const QWidget *control) { return control->isHidden() || !control->isEnabled(); });
     return order;
-}
-
-void TaskEditView::keyPressEvent(QKeyEvent *event)
-{
-    if (event->key() == Qt::Key_Escape)
-        Q_EMIT closed();
-    else
-        DrawnView::keyPressEvent(event);
 }

@@ -34,8 +34,8 @@ const QStringList &families(TextStyle::Design design)
     return design == TextStyle::Design::Serif ? serif : sans;
 }
 
-// In pixels. Qt 6.4 rounds sizes to whole ones, and thickens the stems of small fonts: this is twice an ordinary
-// text's.
+// In pixels. Twice the size of an ordinary text, which is scaled down: Qt 6.4 rounds sizes to whole pixels, and
+// thickens the stems of small fonts.
 constexpr int baseSize = 25;
 
 QFont makeFont(const TextStyle &style, int pixels)
@@ -44,7 +44,7 @@ QFont makeFont(const TextStyle &style, int pixels)
     font.setStyleHint(style.design == TextStyle::Design::Serif ? QFont::Serif : QFont::SansSerif);
     font.setPixelSize(pixels);
     font.setWeight(style.weight > QFont::Medium ? QFont::Bold : QFont::Normal); // most machines have these two
-    // Letters keep their widths at every scale, and a text its line breaks.
+    // So letters have the same widths at every scale, and a text the same line breaks.
     font.setHintingPreference(QFont::PreferNoHinting);
     return font;
 }
@@ -89,7 +89,7 @@ const Theme::Face &Theme::face(const TextStyle &style)
     font.setStyleStrategy(QFont::NoFontMerging);
     const QFontMetricsF metrics(font);
     const double scale = style.size / baseSize;
-    // Metrics come in 64ths of a pixel: what is half a pixel but for that counts down.
+    // Rounds half a pixel down, also where the metrics, in 64ths of a pixel, are a little more.
     const auto whole = [scale](double metric) { return std::round(metric * scale - 0.01); };
     const double ascent = whole(metrics.ascent());
     const double height = ascent + whole(metrics.descent());

@@ -7,7 +7,7 @@
 #include <QRawFont>
 #include <QString>
 
-/// A text's look. Two weights exist on most machines: regular and medium come out alike, as do semibold and bold.
+/// A text's look. Most machines have two weights: medium is shown as regular, semibold as bold.
 struct TextStyle
 {
     enum class Design { Sans, Serif };
@@ -23,7 +23,7 @@ struct TextStyle
     [[nodiscard]] constexpr TextStyle in(QColor other) const { return {size, weight, other, design, letterSpacing}; }
 };
 
-/// The one home of colours and fonts: a warm light palette that does not follow the desktop's.
+/// All colours and fonts. The colours are light ones and do not follow the desktop's.
 /// Thread: main thread; the colours any.
 class Theme
 {
@@ -42,32 +42,30 @@ public:
     static constexpr QColor switchOff{217, 215, 207};   ///< The track of a switch that is off.
     static constexpr QColor scrollHandle{200, 198, 192};
 
-    /// One of six muted colours, the same for a name on every machine and in every run: a hash of its code points,
-    /// h = h * 31 + c modulo 2^32.
+    /// One of six colours, always the same for a name: by a hash of its code points, h = h * 31 + c modulo 2^32.
     [[nodiscard]] static QColor projectColor(const QString &name);
     [[nodiscard]] static QColor sourceColor(TaskSource source);
 
     /// `color` at `opacity` (0 to 1) of what it has.
     [[nodiscard]] static QColor faded(QColor color, double opacity);
 
-    /// A font at its base size, and what it measures at the style's size, in logical pixels. A line's height is its
-    /// font's rounded ascent and descent, so that stacks of lines stay on whole pixels.
+    /// A font at its base size, and its metrics at the style's size, in logical pixels. Ascent and line height are
+    /// rounded, so that the lines below each other stand on whole pixels.
     struct Face
     {
-        QFont font;        ///< One of three, so that few fonts are loaded; without the letter spacing.
-        QRawFont glyphs;   ///< The font's own.
-        double scale;      ///< From the base size to the style's, when it is painted.
-        double ascent;     ///< Whole.
-        double lineHeight; ///< Whole.
+        QFont font;      ///< Without the letter spacing. There are three, so that few fonts are loaded.
+        QRawFont glyphs; ///< Without those of fallback fonts.
+        double scale;    ///< From the base size to the style's size; for painting.
+        double ascent;
+        double lineHeight;
 
-        /// The font, with others to help out where it lacks a letter of `text`: to look for those takes longer than all
-        /// else that is done for a font.
+        /// Enables fallback fonts only if the face lacks a glyph of `text`; the lookup is slow.
         [[nodiscard]] QFont fontFor(const QString &text) const;
     };
-    /// Made once for each style. The first time, one line on standard error where the machine has no font for Chinese.
+    /// Made once for each style. The first call writes a line to standard error if there is no font for Chinese.
     [[nodiscard]] static const Face &face(const TextStyle &style);
     [[nodiscard]] static QFont widgetFont(const TextStyle &style); ///< For a widget of Qt; in whole pixels.
 
-    /// Gives everything that Qt itself draws these colours: fields, lists, menus, tooltips.
+    /// Sets the application's palette: for what Qt draws, as fields, lists, menus and tooltips.
     static void setPalette();
 };

@@ -23,7 +23,8 @@ inline QList<QAccessibleInterface *> elementsIn(QAccessibleInterface *in)
 {
     QList<QAccessibleInterface *> all;
     for (int i = 0; i < in->childCount(); ++i) {
-        if (QAccessibleInterface *child = in->child(i); child && !child->state().invisible)
+        QAccessibleInterface *child = in->child(i);
+        if (child && !child->state().invisible && child->role() != QAccessible::StaticText) // heard with its field
             all << child << elementsIn(child);
     }
     return all;

@@ -164,6 +164,13 @@ protected:
             pointAt(words);
         QTest::mousePress(m_view->windowHandle(), Qt::LeftButton, {}, m_point);
     }
+    Q_INVOKABLE void twice(const QString &words) // the second time before the first takes effect
+    {
+        pointAt(words);
+        auto *button = qobject_cast<QAbstractButton *>(m_view->childAt(m_point));
+        button->click();
+        button->click();
+    }
     Q_INVOKABLE void menu(const QString &words)
     {
         QTest::mouseMove(m_view->windowHandle(), QPoint(200, 1)); // Qt 6.11 sends the event to what is entered next
