@@ -8,7 +8,6 @@
 #include "Plumtide/desktop/SessionTerminal.h"
 #include "Plumtide/hooks/HooksInstaller.h"
 #include "Plumtide/store/TaskStore.h"
-#include "Plumtide/views/LineMenu.h"
 #include "Plumtide/views/MiniBoardView.h"
 #include "Plumtide/views/PanelView.h"
 
@@ -36,7 +35,8 @@ DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, Instance
       m_installer(installer),
       m_environment(environment),
       m_autostart(Autostart::standardPath(environment.home), environment.program),
-      m_tray(std::make_unique<TrayItem>(m_trayHost)),
+      m_undo(store, nullptr),
+      m_tray(std::make_unique<TrayItem>(m_trayHost, m_undo)),
       m_miniBoard(std::make_unique<MiniBoardController>(
           *m_environment.defaults, [this] { return makeMiniBoardContent(); }, [this] { openPanel(); }))
 {
@@ -50,7 +50,6 @@ DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, Instance
 
     connect(m_tray.get(), &TrayItem::clicked, this, [this](const QRect &place) { panel().toggle(place); });
     connect(m_tray.get(), &TrayItem::openRequested, this, [this] { openPanel(); });
-    connect(m_tray.get(), &TrayItem::undoRequested, &store, &TaskStore::undo);
     connect(m_tray.get(), &TrayItem::quitRequested, this, &DesktopShell::quitRequested);
     connect(m_tray.get(), &TrayItem::miniBoardSwitched, m_miniBoard.get(), &MiniBoardController::setEnabled);
     connect(m_miniBoard.get(), &MiniBoardController::enabledChanged, this, [this](bool isOn) {
@@ -61,7 +60,7 @@ DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, Instance
     m_tray->setMiniBoardOn(m_miniBoard->isEnabled());
     connect(m_tray.get(), &TrayItem::menuOpening, this, [this] {
         m_tray->setLoginStartOn(m_autostart.isOn());
-        m_tray->setUndoText(LineMenu::undoText(m_store));
+        m_undo.updateText();
     });
     connect(m_tray.get(), &TrayItem::loginStartSwitched, this, &DesktopShell::switchLoginStart);
     m_tray->setLoginStartOn(m_autostart.isOn()); // for panels that never say that they open a menu
@@ -93,14 +92,7 @@ PanelWindow &DesktopShell::panel()
         m_panelView->setMiniBoardOn(m_miniBoard->isEnabled());
         connect(m_panelView, &PanelView::miniBoardSwitched, m_miniBoard.get(), &MiniBoardController::setEnabled);
         connect(m_panelView, &PanelView::quitRequested, this, &DesktopShell::quitRequested);
-        connect(m_panelView, &PanelView::sessionRequested, this, [this](const QString &line) {
-            SessionTerminal::bringToFront(line, m_store.recordedProcess(line), m_panelView, [this](const auto &there) {
-                if (there)
-                    return;
-                openPanel(); // it may be asked for on the mini board
-                m_panelView->tell(there.failure().sentence);
-            });
-        });
+        connect(m_panelView, &PanelView::sessionRequested, this, &DesktopShell::openSession);
         m_panel = std::make_unique<PanelWindow>(m_panelView);
         connect(m_panel.get(), &PanelWindow::opened, this, [this] {
             m_idleTimer.stop();
@@ -114,14 +106,24 @@ PanelWindow &DesktopShell::panel()
 QWidget *DesktopShell::makeMiniBoardContent()
 {
     auto *view = new MiniBoardView(m_store, m_installer);
-    connect(view, &MiniBoardView::mainPanelRequested, m_miniBoard.get(), &MiniBoardController::openMainPanel);
-    connect(view, &MiniBoardView::lineWished, this, [this](const QString &wish, const QString &line) {
-        if (wish == u"edit")
-            openPanel();
-        (void)panel();
-        m_panelView->act(wish, line);
+    connect(view, &MiniBoardView::activated, this, [this](const Command &command) {
+        const auto *onLine = std::get_if<LineCommand>(&command);
+        if (onLine && onLine->action == LineAction::OpenSession)
+            return openSession(onLine->line);
+        m_miniBoard->openMainPanel();
+        m_panelView->run(command);
     });
     return view;
+}
+
+void DesktopShell::openSession(const QString &line)
+{
+    SessionTerminal::bringToFront(line, m_store.recordedProcess(line), this, [this](const auto &there) {
+        if (there)
+            return;
+        openPanel(); // it may be asked for on the mini board
+        m_panelView->showMessage(there.failure().sentence);
+    });
 }
 
 void DesktopShell::switchLoginStart(bool isOn)
@@ -140,6 +142,6 @@ void DesktopShell::scheduleCount()
 void DesktopShell::showCount()
 {
     m_tray->setUrgentCount(m_store.urgentCount());
-    m_tray->setUndoText(LineMenu::undoText(m_store));
+    m_undo.updateText();
     m_sinceCount.start();
 }

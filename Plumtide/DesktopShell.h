@@ -3,6 +3,7 @@
 #include "Plumtide/desktop/Autostart.h"
 #include "Plumtide/desktop/TrayHost.h"
 #include "Plumtide/system/Environment.h"
+#include "Plumtide/views/LineMenu.h"
 
 #include <QElapsedTimer>
 #include <QObject>
@@ -40,6 +41,7 @@ Q_SIGNALS:
 private:
     PanelWindow &panel();
     QWidget *makeMiniBoardContent();
+    void openSession(const QString &line);
     void switchLoginStart(bool isOn);
     void scheduleCount();
     void showCount();
@@ -48,6 +50,7 @@ private:
     HooksInstaller &m_installer;
     const Environment m_environment;
     const Autostart m_autostart;
+    UndoAction m_undo;
     TrayHost m_trayHost;
     std::unique_ptr<TrayItem> m_tray;
     std::unique_ptr<PanelWindow> m_panel;

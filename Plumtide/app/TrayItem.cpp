@@ -12,12 +12,11 @@
 
 using namespace Qt::StringLiterals;
 
-TrayItem::TrayItem(TrayHost &host, QObject *parent) : QObject(parent), m_menu(std::make_unique<QMenu>())
+TrayItem::TrayItem(TrayHost &host, QAction &undo, QObject *parent) : QObject(parent), m_menu(std::make_unique<QMenu>())
 {
     connect(&host, &TrayHost::found, this, &TrayItem::makeIcon);
     m_menu->addAction(u"打开看板"_s, this, &TrayItem::openRequested);
-    m_undo = m_menu->addAction(QString(), this, &TrayItem::undoRequested);
-    setUndoText({});
+    m_menu->addAction(&undo);
     m_miniBoard = m_menu->addAction(u"悬浮板"_s, this, &TrayItem::miniBoardSwitched);
     m_miniBoard->setCheckable(true);
     m_loginStart = m_menu->addAction(u"登录时启动"_s, this, &TrayItem::loginStartSwitched);
@@ -69,12 +68,6 @@ void TrayItem::setUrgentCount(int count)
     m_urgentCount = count;
     if (m_icon)
         showCount();
-}
-
-void TrayItem::setUndoText(const QString &text)
-{
-    m_undo->setText(text.isEmpty() ? u"撤销"_s : QString(text).replace(u'&', u"&&"_s));
-    m_undo->setEnabled(!text.isEmpty());
 }
 
 void TrayItem::showCount()

@@ -19,7 +19,8 @@ class TrayItem final : public QObject
     Q_OBJECT
 
 public:
-    explicit TrayItem(TrayHost &host, QObject *parent = nullptr);
+    /// `undo` is one of its menu's entries, and must outlive it.
+    TrayItem(TrayHost &host, QAction &undo, QObject *parent = nullptr);
     ~TrayItem() override;
 
     /// The icon and the tooltip are sent only when the number changes.
@@ -27,7 +28,6 @@ public:
     // The check marks in the menu; no signal follows.
     void setMiniBoardOn(bool isOn) { m_miniBoard->setChecked(isOn); }
     void setLoginStartOn(bool isOn) { m_loginStart->setChecked(isOn); }
-    void setUndoText(const QString &text); ///< What `undoRequested` would do; empty when nothing.
 
     /// "Plumtide", or "Plumtide：3 条等你处理".
     [[nodiscard]] static QString toolTip(int count);
@@ -37,7 +37,6 @@ Q_SIGNALS:
     /// where neither is known. In logical screen pixels.
     void clicked(const QRect &place);
     void openRequested();
-    void undoRequested();
     void miniBoardSwitched(bool isOn);
     void loginStartSwitched(bool isOn);
     void menuOpening(); ///< Whoever sets a check mark now is in time. Sent for every opening.
@@ -49,7 +48,6 @@ private:
 
     std::unique_ptr<QMenu> m_menu; // outlives the icon that shows it
     std::unique_ptr<QSystemTrayIcon> m_icon;
-    QAction *m_undo = nullptr;
     QAction *m_miniBoard = nullptr;
     QAction *m_loginStart = nullptr;
     int m_urgentCount = 0;

@@ -21,7 +21,7 @@ qsizetype BoardView::indexOf(const BoardItem::Key &key) const
     return index >= 0 && item(index).card == card ? index : -1;
 }
 
-std::optional<QRect> BoardView::rowPlace(const QString &id) const
+std::optional<QRect> BoardView::rowRect(const QString &id) const
 {
     const qsizetype index = indexOf({Kind::Row, id});
     return index < 0 ? std::nullopt : std::optional(item(index).box.toRect());

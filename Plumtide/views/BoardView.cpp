@@ -5,6 +5,8 @@
 #include "Plumtide/views/Accessibility.h"
 #include "Plumtide/views/DrawnView.h"
 
+#include <QAction>
+#include <QApplication>
 #include <QEasingCurve>
 #include <QPaintEvent>
 #include <QPainter>
@@ -35,6 +37,27 @@ BoardView::BoardView(const TaskStore &store, HooksInstaller &installer, int widt
 {
     setAttribute(Qt::WA_OpaquePaintEvent); // so that scrolling moves pixels instead of painting them
     resize(width, 0);
+    for (const QKeySequence &key : lineActionKeys()) {
+        QList<QKeySequence> keys{key};
+        if (key[0].key() == Qt::Key_Return)
+            keys.append(QKeyCombination(key[0].keyboardModifiers(), Qt::Key_Enter)); // of the keypad
+        auto *action = new QAction(this);
+        action->setShortcuts(keys);
+        action->setShortcutContext(Qt::WidgetWithChildrenShortcut);
+        action->setAutoRepeat(false);
+        connect(action, &QAction::triggered, this, [this, key] { actOnFocusedLine(key); });
+        addAction(action);
+    }
+}
+
+void BoardView::actOnFocusedLine(const QKeySequence &key)
+{
+    const auto *view = qobject_cast<DrawnView *>(QApplication::focusWidget());
+    const std::optional<AgentTask> line = view && view->isLineChosen() ? m_store.task(view->line()) : std::nullopt;
+    const QList<OfferedAction> offered = line ? actionsFor(*line) : QList<OfferedAction>();
+    const auto action = std::ranges::find(offered, key, &OfferedAction::key);
+    if (action != offered.end())
+        Q_EMIT activated(LineCommand{action->action, line->id});
 }
 
 std::optional<TaskSource> BoardView::silentSource() const
@@ -47,7 +70,7 @@ std::optional<TaskSource> BoardView::silentSource() const
     return std::nullopt;
 }
 
-void BoardView::refresh(const QDateTime &now)
+void BoardView::refresh(const QDateTime &now, const QString &lineToShow)
 {
     const OnboardingBanner banner{!m_installer.claudeInstalled(), !m_installer.codexInstalled(), m_installer.message()};
     if (!std::exchange(m_banner, banner).isMessage() && banner.isMessage())
@@ -93,6 +116,13 @@ void BoardView::refresh(const QDateTime &now)
             delete m_expansions.take({Kind::Card, known.first}); // a card that comes back is folded
             return true;
         });
+    }
+    if (!lineToShow.isEmpty()) {
+        const QSignalBlocker isLaidOutBelow(this);
+        const ProjectCardView *card = m_cardOfLine.value(lineToShow);
+        if (card && card->isFoldable(card->indexOf(lineToShow)))
+            setOpen({Kind::Card, card->face.project}, true, false);
+        expandRow(card ? lineToShow : QString(), false);
     }
     layOut();
 }
@@ -177,19 +207,12 @@ DrawnView *BoardView::makeWidget(const BoardItem::Key &key)
     auto *view = new DrawnView(roles.value(key.kind, QAccessible::Grouping), this);
     if (key.kind == Kind::Row) {
         view->setPressable();
-        view->setSubject(key.id);
+        view->setLine(key.id);
         connect(view, &QAbstractButton::clicked, this,
                 [this, id = key.id] { expandRow(m_expandedID == id ? QString() : id, true); });
     }
     connect(view, &DrawnView::menuRequested, this, &BoardView::menuRequested);
-    connect(view, &DrawnView::wished, this, [this, key](const QString &button, const QString &subject) {
-        if (key.kind == Kind::Banner)
-            button == u"claude" ? m_installer.installClaude() : m_installer.installCodex();
-        else if (key.kind == Kind::Card)
-            setOpen(key, !isOpen(key), true);
-        else
-            Q_EMIT wished(button, subject);
-    });
+    connect(view, &DrawnView::activated, this, &BoardView::activated);
     if (key.kind == Kind::FocusCard || key.kind == Kind::Card)
         view->lower(); // the one's shadow reaches below its neighbours, the other is behind its rows
     return view;
@@ -207,7 +230,7 @@ DrawnView *BoardView::updateDrawing(const BoardItem &item)
     view.drawn = drawn;
     const Content &content = drawn.first;
     if (const auto *card = std::get_if<FocusCardView>(&content))
-        widget->setSubject(card->line ? card->line->id : QString());
+        widget->setLine(card->line ? card->line->id : QString());
     const auto *row = std::get_if<LineRowView>(&content);
     if (row) {
         widget->setAccessibleName(row->spokenName());
@@ -229,10 +252,10 @@ DrawnView *BoardView::ensureWidget(const BoardItem &item)
     DrawnView *view = updateDrawing(item);
     const QVariantAnimation *expansion = item.kind == Kind::Row ? m_expansions.value(item.key()) : nullptr;
     view->setOpacity(item.card ? item.card->opacity() : 1, expansion ? expansion->currentValue().toDouble() : 1);
-    view->place(item.box,
-                item.kind == Kind::FocusCard                          ? FocusCardView::shadowMargin
-                    : item.kind == Kind::Row && item.box.height() > 0 ? LineRowView::margin
-                                                                      : 0);
+    view->setContentRect(item.box,
+                         item.kind == Kind::FocusCard                          ? FocusCardView::shadowMargin
+                             : item.kind == Kind::Row && item.box.height() > 0 ? LineRowView::margin
+                                                                               : 0);
     view->show();
     return view;
 }
@@ -279,15 +302,10 @@ void BoardView::expandRow(const QString &id, bool isAnimated)
         setOpen({Kind::Row, id}, true, isAnimated);
 }
 
-std::optional<QRect> BoardView::showLine(const QString &id)
+void BoardView::toggleFold(const QString &project)
 {
-    const QSignalBlocker isLaidOutOnce(this);
-    const ProjectCardView *card = m_cardOfLine.value(id);
-    if (card && card->isFoldable(card->indexOf(id)))
-        setOpen({Kind::Card, card->face.project}, true, false);
-    expandRow(card ? id : QString(), false);
-    layOut();
-    return rowPlace(id);
+    const BoardItem::Key key{Kind::Card, project};
+    setOpen(key, !isOpen(key), true);
 }
 
 void BoardView::paintEvent(QPaintEvent *event)

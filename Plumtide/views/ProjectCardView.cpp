@@ -102,11 +102,10 @@ Drawing ProjectCardFace::compose(double width) const
     }
     if (foldedLines == 0)
         return drawing;
-    const Drawing::Button fold{.name = u"fold"_s,
+    const Drawing::Button fold{.command = ToggleFold{project},
                                .text = isFoldOpen ? u"收起"_s : u"还有 %1 条暂时没新动静"_s.arg(foldedLines),
                                .look = foldLook,
-                               .icon = isFoldOpen ? u"chevron-up"_s : u"chevron-down"_s,
-                               .subject = project};
+                               .icon = isFoldOpen ? u"chevron-up"_s : u"chevron-down"_s};
     drawing.addButton(fold, {linesLeft, height - ProjectCardView::paddingY - foldHeight()}, composeButton(fold));
     return drawing;
 }

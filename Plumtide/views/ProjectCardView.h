@@ -6,7 +6,7 @@
 #include <cmath>
 
 /// What a project's card shows besides its lines: the project in its colour, how long ago anything changed, a summary;
-/// and the button "fold", which unfolds the quiet lines. Its subject is the project.
+/// and the button that unfolds the quiet lines.
 struct ProjectCardFace
 {
     QString project;

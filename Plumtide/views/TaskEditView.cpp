@@ -88,8 +88,8 @@ TaskEditView::TaskEditView(TaskStore &store, const std::optional<AgentTask> &edi
     connect(m_source, &QComboBox::activated, this, [this] { m_hasChosenSource = true; });
     connect(m_status, &QComboBox::activated, this, [this] { m_hasChosenStatus = true; });
     connect(m_status, &QComboBox::currentIndexChanged, this, &TaskEditView::layOut);
-    connect(this, &DrawnView::wished, this, [this](const QString &button) {
-        if (button == u"save")
+    connect(this, &DrawnView::activated, this, [this](const Command &command) {
+        if (command == Command(FormCommand::Save))
             save();
         else
             Q_EMIT closed();
@@ -190,7 +190,7 @@ void TaskEditView::layOut()
     HStack heading(0);
     heading.text(m_editing ? u"编辑任务"_s : u"登记任务"_s, formHeadingStyle);
     heading.spacer();
-    heading.button({.name = u"cancel"_s, .text = u"取消"_s, .look = cancelLook});
+    heading.button({.command = FormCommand::Cancel, .text = u"取消"_s, .look = cancelLook});
     double y = heading.place(drawing, {formPadding, formPadding}, inside).bottom() + formGap;
     for (qsizetype i = 0; i < m_fields.size(); ++i) {
         const Field &field = m_fields.at(i);
@@ -205,7 +205,7 @@ void TaskEditView::layOut()
         if (!sharesRow)
             y = top + fieldHeight + formGap;
     }
-    Drawing::Button save{.name = u"save"_s, .text = m_editing ? u"保存"_s : u"登记"_s, .look = saveLook};
+    Drawing::Button save{.command = FormCommand::Save, .text = m_editing ? u"保存"_s : u"登记"_s, .look = saveLook};
     save.isEnabled = canSave();
     if (!save.isEnabled)
         save.look.fill = Theme::faded(Theme::secondary, disabledSaveOpacity);
@@ -215,7 +215,7 @@ void TaskEditView::layOut()
 
 void TaskEditView::resizeEvent(QResizeEvent * /*event*/)
 {
-    place(geometry());
+    setContentRect(geometry());
     layOut();
 }
 

@@ -1,0 +1,89 @@
+#pragma once
+
+#include "Plumtide/model/AgentTask.h"
+
+#include <QKeySequence>
+
+#include <variant>
+
+class TaskStore;
+
+/// What a user can do with a task line.
+enum class LineAction { CopyTitle, Edit, Shelve, Resume, Close, OpenSession };
+
+/// An action as it is offered by a button, in a menu and by a key.
+struct OfferedAction
+{
+    LineAction action;
+    QString text;
+    QString icon; ///< Of its button; without one it has no button.
+    QKeySequence key;
+    QString doneText = {}; ///< What the button says for a moment after a press.
+};
+
+/// What can be done with a line as it is now, in the order of its buttons and its menu. Nothing with one that is done.
+[[nodiscard]] QList<OfferedAction> actionsFor(const AgentTask &line);
+
+/// One of those; nothing if it is not offered.
+[[nodiscard]] std::optional<OfferedAction> offeredAction(LineAction action, const AgentTask &line);
+
+/// The keys of all actions, each once.
+[[nodiscard]] QList<QKeySequence> lineActionKeys();
+
+// What a button does.
+
+struct LineCommand
+{
+    LineAction action;
+    QString line; ///< Its id.
+
+    bool operator==(const LineCommand &) const = default;
+};
+struct OpenPanel
+{
+    QString line; ///< The one that was clicked on the mini board.
+
+    bool operator==(const OpenPanel &) const = default;
+};
+struct ToggleFold
+{
+    QString project;
+
+    bool operator==(const ToggleFold &) const = default;
+};
+struct ConnectTool
+{
+    TaskSource tool;
+
+    bool operator==(const ConnectTool &) const = default;
+};
+struct FilterLines
+{
+    std::optional<TaskSource> source; ///< Absent: all.
+
+    bool operator==(const FilterLines &) const = default;
+};
+enum class PanelCommand { Register, SwitchMiniBoard, Quit };
+enum class FormCommand { Save, Cancel };
+
+using Command = std::variant<LineCommand, OpenPanel, ToggleFold, ConnectTool, FilterLines, PanelCommand, FormCommand>;
+
+/// The id of the line that it is about; empty where it is about none.
+[[nodiscard]] QString lineOf(const Command &command);
+
+/// Whether a button stays the same one when `other` is its command now: the same, or that of another line, or what has
+/// taken the action's place.
+[[nodiscard]] bool isSameButton(const Command &command, const Command &other);
+
+/// Does what needs no window, unless the line does not offer it any more. False where it is left to the caller: `Edit`
+/// and `OpenSession`. Thread: main thread.
+[[nodiscard]] bool perform(const LineCommand &command, TaskStore &store);
+
+/// A visitor of all commands; one that has no handler does not compile.
+template <typename... Handlers>
+struct Overloaded : Handlers...
+{
+    using Handlers::operator()...;
+};
+template <typename... Handlers>
+Overloaded(Handlers...) -> Overloaded<Handlers...>;
