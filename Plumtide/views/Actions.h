@@ -30,42 +30,51 @@ struct OfferedAction
 /// The keys of all actions, each once.
 [[nodiscard]] QList<QKeySequence> lineActionKeys();
 
-// What a button does.
-
+/// An action on the line with this id.
 struct LineCommand
 {
     LineAction action;
-    QString line; ///< Its id.
+    QString line;
 
     bool operator==(const LineCommand &) const = default;
 };
+
+/// A click on this line of the mini board.
 struct OpenPanel
 {
-    QString line; ///< The one that was clicked on the mini board.
+    QString line;
 
     bool operator==(const OpenPanel &) const = default;
 };
+
+/// Unfolds the quiet lines of a project's card, or folds them.
 struct ToggleFold
 {
     QString project;
 
     bool operator==(const ToggleFold &) const = default;
 };
+
+/// Installs the hooks of a tool.
 struct ConnectTool
 {
     TaskSource tool;
 
     bool operator==(const ConnectTool &) const = default;
 };
+
+/// Shows the lines of one source, or all where it is absent.
 struct FilterLines
 {
-    std::optional<TaskSource> source; ///< Absent: all.
+    std::optional<TaskSource> source;
 
     bool operator==(const FilterLines &) const = default;
 };
+
 enum class PanelCommand { Register, SwitchMiniBoard, Quit };
 enum class FormCommand { Save, Cancel };
 
+/// What a button does.
 using Command = std::variant<LineCommand, OpenPanel, ToggleFold, ConnectTool, FilterLines, PanelCommand, FormCommand>;
 
 /// The id of the line that it is about; empty where it is about none.

@@ -191,6 +191,11 @@ protected:
             m_focused += at ? at->text(QAccessible::Name).section(u'，', 0, 0) : u"nothing"_s;
         }
     }
+    Q_INVOKABLE void repeat(const QString &keys) // as a key that is held
+    {
+        const QKeyCombination key = QKeySequence(keys)[0];
+        QTest::simulateEvent(m_view->windowHandle(), true, key.key(), key.keyboardModifiers(), {}, true);
+    }
     Q_INVOKABLE void type(const QString &text) { QTest::keyClicks(QApplication::focusWidget(), text); }
     Q_INVOKABLE void wheel(const QString &angle) // over a choice, in the form
     {
