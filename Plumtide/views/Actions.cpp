@@ -17,13 +17,15 @@ QList<OfferedAction> actionsFor(const AgentTask &line)
     const bool isShelved = line.status == AgentTaskStatus::shelved;
     const bool isAgent = line.isAgentLine();
     QList<OfferedAction> actions{
-        {CopyTitle, u"复制名称"_s, u"copy"_s, Qt::CTRL | Qt::Key_C, u"已复制"_s},
-        {Edit, u"编辑"_s, u"pencil"_s, Qt::Key_E},
-        {isShelved ? Resume : Shelve, isShelved ? u"恢复"_s : u"搁置"_s, isShelved ? u"u-turn-up"_s : u"tray-down"_s,
-         Qt::Key_S},
-        {Close, isAgent ? u"归档"_s : u"完成"_s, isAgent ? u"archive-box"_s : u"check"_s, Qt::Key_Delete}};
+        {CopyTitle, u"复制名称"_s, u"copy"_s, {Qt::CTRL | Qt::Key_C}, u"已复制"_s},
+        {Edit, u"编辑"_s, u"pencil"_s, {Qt::Key_E}},
+        {isShelved ? Resume : Shelve,
+         isShelved ? u"恢复"_s : u"搁置"_s,
+         isShelved ? u"u-turn-up"_s : u"tray-down"_s,
+         {Qt::Key_S}},
+        {Close, isAgent ? u"归档"_s : u"完成"_s, isAgent ? u"archive-box"_s : u"check"_s, {Qt::Key_Delete}}};
     if (isAgent)
-        actions.append({OpenSession, u"前往会话"_s, {}, Qt::CTRL | Qt::Key_Return});
+        actions.append({OpenSession, u"前往会话"_s, {}, {Qt::CTRL | Qt::Key_Return, Qt::CTRL | Qt::Key_Enter}});
     return actions;
 }
 
@@ -34,13 +36,13 @@ std::optional<OfferedAction> offeredAction(LineAction action, const AgentTask &l
     return at == offered.end() ? std::nullopt : std::optional(*at);
 }
 
-QList<QKeySequence> lineActionKeys()
+QList<QList<QKeySequence>> lineActionKeys()
 {
     AgentTask line;
     line.id = u"cc-"_s; // an agent's line has all of them
-    QList<QKeySequence> keys;
+    QList<QList<QKeySequence>> keys;
     for (const OfferedAction &offered : actionsFor(line))
-        keys.append(offered.key);
+        keys.append(offered.keys);
     return keys;
 }
 
@@ -50,14 +52,6 @@ QString lineOf(const Command &command)
         return onLine->line;
     const auto *opening = std::get_if<OpenPanel>(&command);
     return opening ? opening->line : QString();
-}
-
-bool isSameButton(const Command &command, const Command &other)
-{
-    const auto *one = std::get_if<LineCommand>(&command);
-    const auto *two = std::get_if<LineCommand>(&other);
-    const auto place = [](LineAction action) { return action == LineAction::Resume ? LineAction::Shelve : action; };
-    return one && two ? place(one->action) == place(two->action) : command == other;
 }
 
 bool perform(const LineCommand &command, TaskStore &store)

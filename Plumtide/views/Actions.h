@@ -16,9 +16,9 @@ struct OfferedAction
 {
     LineAction action;
     QString text;
-    QString icon; ///< Of its button; without one it has no button.
-    QKeySequence key;
-    QString doneText = {}; ///< What the button says for a moment after a press.
+    QString icon;             ///< Of its button; without one it has no button.
+    QList<QKeySequence> keys; ///< The first is named in the menu.
+    QString doneText = {};    ///< What the button says for a moment after a press.
 };
 
 /// What can be done with a line as it is now, in the order of its buttons and its menu. Nothing with one that is done.
@@ -27,8 +27,8 @@ struct OfferedAction
 /// One of those; nothing if it is not offered.
 [[nodiscard]] std::optional<OfferedAction> offeredAction(LineAction action, const AgentTask &line);
 
-/// The keys of all actions, each once.
-[[nodiscard]] QList<QKeySequence> lineActionKeys();
+/// The keys of all actions, those of an action together.
+[[nodiscard]] QList<QList<QKeySequence>> lineActionKeys();
 
 /// An action on the line with this id.
 struct LineCommand
@@ -55,14 +55,6 @@ struct ToggleFold
     bool operator==(const ToggleFold &) const = default;
 };
 
-/// Installs the hooks of a tool.
-struct ConnectTool
-{
-    TaskSource tool;
-
-    bool operator==(const ConnectTool &) const = default;
-};
-
 /// Shows the lines of one source, or all where it is absent.
 struct FilterLines
 {
@@ -71,18 +63,14 @@ struct FilterLines
     bool operator==(const FilterLines &) const = default;
 };
 
-enum class PanelCommand { Register, SwitchMiniBoard, Quit };
+enum class PanelCommand { Register, SwitchMiniBoard, ConnectClaude, ConnectCodex, Quit };
 enum class FormCommand { Save, Cancel };
 
 /// What a button does.
-using Command = std::variant<LineCommand, OpenPanel, ToggleFold, ConnectTool, FilterLines, PanelCommand, FormCommand>;
+using Command = std::variant<LineCommand, OpenPanel, ToggleFold, FilterLines, PanelCommand, FormCommand>;
 
 /// The id of the line that it is about; empty where it is about none.
 [[nodiscard]] QString lineOf(const Command &command);
-
-/// Whether a button stays the same one when `other` is its command now: the same, or that of another line, or what has
-/// taken the action's place.
-[[nodiscard]] bool isSameButton(const Command &command, const Command &other);
 
 /// Does what needs no window, unless the line does not offer it any more. False where it is left to the caller: `Edit`
 /// and `OpenSession`. Thread: main thread.

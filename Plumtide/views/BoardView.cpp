@@ -37,25 +37,22 @@ BoardView::BoardView(const TaskStore &store, HooksInstaller &installer, int widt
 {
     setAttribute(Qt::WA_OpaquePaintEvent); // so that scrolling moves pixels instead of painting them
     resize(width, 0);
-    for (const QKeySequence &key : lineActionKeys()) {
-        QList<QKeySequence> keys{key};
-        if (key[0].key() == Qt::Key_Return)
-            keys.append(QKeyCombination(key[0].keyboardModifiers(), Qt::Key_Enter)); // of the keypad
+    for (const QList<QKeySequence> &keys : lineActionKeys()) {
         auto *action = new QAction(this);
         action->setShortcuts(keys);
         action->setShortcutContext(Qt::WidgetWithChildrenShortcut);
         action->setAutoRepeat(false);
-        connect(action, &QAction::triggered, this, [this, key] { actOnFocusedLine(key); });
+        connect(action, &QAction::triggered, this, [this, keys] { actOnFocusedLine(keys); });
         addAction(action);
     }
 }
 
-void BoardView::actOnFocusedLine(const QKeySequence &key)
+void BoardView::actOnFocusedLine(const QList<QKeySequence> &keys)
 {
     const auto *view = qobject_cast<DrawnView *>(QApplication::focusWidget());
     const std::optional<AgentTask> line = view && view->isLineChosen() ? m_store.task(view->line()) : std::nullopt;
     const QList<OfferedAction> offered = line ? actionsFor(*line) : QList<OfferedAction>();
-    const auto action = std::ranges::find(offered, key, &OfferedAction::key);
+    const auto action = std::ranges::find(offered, keys, &OfferedAction::keys);
     if (action != offered.end())
         Q_EMIT activated(LineCommand{action->action, line->id});
 }
@@ -95,14 +92,12 @@ void BoardView::refresh(const QDateTime &now, const QString &lineToShow)
             // A look at the revision spares one at the names, which lie elsewhere in memory.
             if (!card || (card->revision != group->revision && card->face.project != group->name))
                 card = &m_cards[group->name];
-            if (card->revision != group->revision || card->excludedID != excludeID) {
+            if (!card->shows(*group, excludeID, now)) {
                 forgetLines(*card);
-                for (const AgentTask &line : group->lines)
-                    m_cardOfLine.insert(line.id, card);
-                m_cardOfLine.remove(excludeID);
-            }
-            if (!card->shows(*group, excludeID, now))
                 card->setGroup(*group, excludeID, now);
+                for (const AgentTask &line : card->lines)
+                    m_cardOfLine.insert(line.id, card);
+            }
             card->lastSeenRefresh = m_lastRefresh;
             m_content.sections[i].append(card);
         }

@@ -67,7 +67,7 @@ private:
         std::optional<std::pair<Content, double>> drawn; // and for which width
     };
 
-    void actOnFocusedLine(const QKeySequence &key);
+    void actOnFocusedLine(const QList<QKeySequence> &keys);
     [[nodiscard]] std::optional<TaskSource> silentSource() const;
     void forgetLines(const ProjectCardView &card);
     [[nodiscard]] Content contentOf(const BoardItem &item) const;

@@ -45,17 +45,14 @@ void DrawnView::setDrawing(Drawing drawing)
 {
     update(drawing.changesSince(m_drawing).translated(m_box.topLeft().toPoint()));
     m_drawing = std::move(drawing);
-    QList<DrawnButton *> before = std::exchange(m_buttons, {});
+    const QList<DrawnButton *> before = std::exchange(m_buttons, {});
     for (const Drawing::Control &control : m_drawing.controls()) {
-        const auto known = std::ranges::find_if(
-            before, [&](const DrawnButton *button) { return isSameButton(button->command(), control.button.command); });
-        DrawnButton *button =
-            known == before.end() ? new DrawnButton(control.button, *this) : before.takeAt(known - before.begin());
-        m_buttons.append(button);
-        button->set(control);
+        DrawnButton *known = before.value(m_buttons.size());
+        m_buttons.append(known ? known : new DrawnButton(control.button, *this));
+        m_buttons.last()->set(control);
     }
     layOutButtons();
-    for (DrawnButton *button : std::as_const(before)) {
+    for (DrawnButton *button : before.sliced(std::min(before.size(), m_buttons.size()))) {
         button->hide();
         button->deleteLater(); // it may be the one that is being pressed
     }
@@ -202,7 +199,7 @@ DrawnButton::DrawnButton(const Drawing::Button &button, DrawnView &view) : Drawn
     connect(this, &QAbstractButton::pressed, this, [this] {
         // A second click of a double click was meant for what stood here before.
         const bool isTooSoon = m_sinceChange.isValid() && m_sinceChange.elapsed() < QApplication::doubleClickInterval();
-        m_pressed = isTooSoon ? std::nullopt : std::optional(command());
+        m_pressed = isTooSoon ? std::nullopt : std::optional(m_button.command);
     });
     connect(this, &QAbstractButton::clicked, this, &DrawnButton::press);
 }
@@ -232,7 +229,7 @@ void DrawnButton::press()
 {
     if (!m_pressed)
         return;
-    if (!m_button.doneText.isEmpty() && m_pressed == command()) {
+    if (!m_button.doneText.isEmpty() && m_pressed == m_button.command) {
         showText(m_button.doneText);
         QTimer::singleShot(flashTime, this, [this] { showText(m_button.text); });
     }

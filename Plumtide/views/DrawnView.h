@@ -16,7 +16,7 @@ class DrawnView : public QAbstractButton
 public:
     DrawnView(QAccessible::Role role, QWidget *parent);
 
-    void setDrawing(Drawing drawing); ///< Its buttons stay the same widgets, see `isSameButton`.
+    void setDrawing(Drawing drawing); ///< Its buttons stay the same widgets, by their places in it.
     [[nodiscard]] const Drawing &drawing() const { return m_drawing; }
     /// Where the drawing stands in the parent. The widget has `margin` around it for shadows and the focus ring, and
     /// whole pixels. A drawing that is higher than `box` is cut off.
@@ -78,7 +78,6 @@ public:
     DrawnButton(const Drawing::Button &button, DrawnView &view);
 
     void set(const Drawing::Control &control);
-    [[nodiscard]] const Command &command() const { return m_button.command; }
     [[nodiscard]] double paintMargin() const; ///< Around its face, for its shadow and the focus ring.
 
     [[nodiscard]] double radius() const override { return m_button.look.radius; }

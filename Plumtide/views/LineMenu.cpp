@@ -63,7 +63,7 @@ void showLineMenu(QWidget &parent, TaskStore &store, const QString &line, QPoint
     for (const OfferedAction &offered : actionsFor(*task)) {
         auto *action = new QAction(offered.text, menu);
         QObject::connect(action, &QAction::triggered, menu, [=] { chosen({offered.action, line}); });
-        add(action, offered.key);
+        add(action, offered.keys.first());
         if (offered.action == LineAction::Close)
             menu->addSeparator();
     }

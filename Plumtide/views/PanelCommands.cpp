@@ -27,12 +27,6 @@ void PanelView::run(const Command &command)
                    },
                    [](const OpenPanel &) {}, // the mini board's
                    [this](const ToggleFold &fold) { m_board->toggleFold(fold.project); },
-                   [this](const ConnectTool &connect) {
-                       if (connect.tool == TaskSource::claude)
-                           m_installer.installClaude();
-                       else
-                           m_installer.installCodex();
-                   },
                    [this](const FilterLines &filter) { m_store.setSourceFilter(filter.source); },
                    [this](PanelCommand panel) {
                        switch (panel) {
@@ -41,6 +35,8 @@ void PanelView::run(const Command &command)
                            setMiniBoardOn(!m_isMiniBoardOn);
                            Q_EMIT miniBoardSwitched(m_isMiniBoardOn);
                            break;
+                       case PanelCommand::ConnectClaude: m_installer.installClaude(); break;
+                       case PanelCommand::ConnectCodex: m_installer.installCodex(); break;
                        case PanelCommand::Quit: Q_EMIT quitRequested(); break;
                        }
                    },
