@@ -24,7 +24,7 @@ namespace {
 // A new picture in the tray is many pixels on the bus; in a burst of events nobody can read each number.
 constexpr std::chrono::milliseconds countPause = 100ms;
 
-// A panel that has been closed for so long is not opened again in the next moment.
+// The heap is trimmed when the panel has been closed for so long.
 constexpr std::chrono::milliseconds idleAfter = 5s;
 
 } // namespace

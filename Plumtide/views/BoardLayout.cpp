@@ -17,7 +17,7 @@ constexpr double headingItemGap = 6;
 constexpr double headingQuietDotOpacity = 0.6;
 constexpr TextStyle headingStyle{12, QFont::DemiBold, Theme::secondary};
 
-// `expansion` is null where all of the card is folded. The y below it.
+// `expansion` is null where all of the card is folded. Returns the y below it.
 double layoutCard(ProjectCardView &card, const CardExpansion *expansion, QRectF box, std::vector<BoardItem> &items)
 {
     const std::size_t first = items.size();
@@ -33,7 +33,7 @@ double layoutCard(ProjectCardView &card, const CardExpansion *expansion, QRectF 
         y = row.bottom();
         activeEnd = i < card.activeCount ? y : activeEnd;
     }
-    // Lines that are being folded away are cut off where that has got to.
+    // Quiet lines are cut off at the height that the fold has at the moment.
     const double end = std::round(activeEnd + (y - activeEnd) * unfolded);
     for (std::size_t i = first; end < y && i < items.size(); ++i)
         items[i].box.setBottom(std::max(items[i].box.top(), std::min(items[i].box.bottom(), end)));

@@ -78,7 +78,7 @@ void BoardView::refresh(const QDateTime &now, const QString &lineToShow)
     m_content.bannerHeight = m_banner.isShown() ? updateDrawing({Kind::Banner, box})->drawing().size.height() : 0;
     m_content.focusCardHeight = updateDrawing({Kind::FocusCard, box})->drawing().size.height();
     ++m_lastRefresh;
-    m_items.clear(); // what they refer to changes
+    m_items.clear(); // they point to cards, which change now
     const auto sections = m_store.sections();
     qsizetype count = 0;
     for (std::size_t i = 0; i < sections.size(); ++i) {
@@ -89,7 +89,7 @@ void BoardView::refresh(const QDateTime &now, const QString &lineToShow)
             if (!excludeID.isEmpty() && group->lines.size() == 1)
                 continue;
             ProjectCardView *card = before.value(m_content.sections[i].size());
-            // A look at the revision spares one at the names, which lie elsewhere in memory.
+            // Revisions are compared first, since names are elsewhere in memory, which is slower.
             if (!card || (card->revision != group->revision && card->face.project != group->name))
                 card = &m_cards[group->name];
             if (!card->shows(*group, excludeID, now)) {
@@ -163,7 +163,7 @@ void BoardView::updateVisibleWidgets()
         const auto known = m_views.constFind(key);
         DrawnView *view = known == m_views.cend() ? nullptr : known->widget;
         if (!view || shown.contains(view))
-            continue; // gone because the focus has moved meanwhile, or near
+            continue; // removed meanwhile, when the focus moved, or near
         const bool isInUse = key.kind == Kind::Banner || key.kind == Kind::FocusCard || view->isDown() || view == focus
             || view->isAncestorOf(focus) || view->isExpanded().value_or(false);
         if (const qsizetype index = isInUse ? indexOf(key) : -1; index >= 0) {
@@ -209,7 +209,7 @@ DrawnView *BoardView::makeWidget(const BoardItem::Key &key)
     connect(view, &DrawnView::menuRequested, this, &BoardView::menuRequested);
     connect(view, &DrawnView::activated, this, &BoardView::activated);
     if (key.kind == Kind::FocusCard || key.kind == Kind::Card)
-        view->lower(); // the one's shadow reaches below its neighbours, the other is behind its rows
+        view->lower(); // behind its rows; the focus card's shadow is behind its neighbours
     return view;
 }
 
@@ -229,7 +229,7 @@ DrawnView *BoardView::updateDrawing(const BoardItem &item)
     const auto *row = std::get_if<LineRowView>(&content);
     if (row) {
         widget->setAccessibleName(row->spokenName());
-        // The goal and the events are heard when the row is unfolded, like they are seen.
+        // The goal and the events are heard only when they are seen.
         widget->setAccessibleDescription(row->isExpanded ? row->spokenBody() : QString());
     }
     widget->setDrawing(std::visit([&](const auto &shown) { return shown.compose(drawn.second); }, content));

@@ -17,8 +17,8 @@ class QVariantAnimation;
 class TaskStore;
 
 /// What scrolls in the panel: the onboarding banner, the focus card, and the projects in three sections. It is a list
-/// of items, of which only those near what is seen are widgets; the others are places. The order of the focus and what
-/// a screen reader hears come from the list.
+/// of items, of which only those near the visible part have widgets. The order of the focus and what a screen reader
+/// hears come from the list.
 class BoardView final : public QWidget
 {
     Q_OBJECT
@@ -26,14 +26,14 @@ class BoardView final : public QWidget
 public:
     enum class FocusScope { Controls, Rows };
 
-    /// Both must outlive the view. The banner's buttons are the installer's; all else is asked for by the signals.
+    /// `store` and `installer` must outlive the view.
     BoardView(const TaskStore &store, HooksInstaller &installer, int width, QWidget *parent);
 
     /// Projects that show the same are not touched. `lineToShow` is unfolded, if it has a row, and its project's quiet
     /// lines where it is one of them; whatever was unfolded before is folded.
     void refresh(const QDateTime &now, const QString &lineToShow = {});
     void layOut();               ///< Takes the height that its items need.
-    void updateVisibleWidgets(); ///< Makes the widgets near what is seen, and deletes others.
+    void updateVisibleWidgets(); ///< Makes the widgets near the visible part, and deletes others.
     void toggleFold(const QString &project);
 
     /// The one line that is unfolded. It may be one that is not on the board.
@@ -74,9 +74,9 @@ private:
     [[nodiscard]] DrawnView *makeWidget(const BoardItem::Key &key);
     DrawnView *updateDrawing(const BoardItem &item); // makes the widget, but does not place it
     [[nodiscard]] qsizetype indexOf(const BoardItem::Key &key) const;
-    [[nodiscard]] bool isOpen(const BoardItem::Key &key) const; // or on its way there
+    [[nodiscard]] bool isOpen(const BoardItem::Key &key) const; // or opening
     void setOpen(const BoardItem::Key &key, bool open, bool isAnimated);
-    void expandRow(const QString &id, bool isAnimated); // and folds the one before; only that where `id` is empty
+    void expandRow(const QString &id, bool isAnimated); // and folds the one before; an empty `id` only folds
 
     const TaskStore &m_store;
     HooksInstaller &m_installer;

@@ -22,7 +22,7 @@ constexpr double ringWidth = 2;
 constexpr double ringGap = 1;
 constexpr double pressedOpacity = 0.6;
 constexpr double hoverOpacity = 0.8;
-constexpr double hoverTone = 0.1; // behind what is no button
+constexpr double hoverTone = 0.1; // of a row's background, under the pointer
 constexpr auto flashTime = 1200ms;
 
 } // namespace
@@ -130,7 +130,7 @@ void DrawnView::paintEvent(QPaintEvent *event)
     m_drawing.paint(painter, QRectF(event->rect()).translated(-m_box.topLeft()), opacity);
     if (!m_showsFocus || !hasFocus())
         return;
-    const double out = (isButton ? ringGap : 2 * ringGap) + ringWidth / 2; // further from a row's dot and time
+    const double out = (isButton ? ringGap : 2 * ringGap) + ringWidth / 2; // a row's dot and time need more room
     painter.setPen(QPen(Theme::faded(Theme::accent, 0.8), ringWidth));
     painter.setBrush(Qt::NoBrush);
     painter.drawRoundedRect(QRectF({0, 0}, m_box.size()).adjusted(-out, -out, out, out), radius() + out,
@@ -153,11 +153,11 @@ void DrawnView::keyPressEvent(QKeyEvent *event)
 
 void DrawnView::mouseDoubleClickEvent(QMouseEvent *event)
 {
-    // The first press may have been for something else, in whose place this is now.
+    // The first press may have been on another widget that stood here.
     if (!m_sincePress.isValid() || m_sincePress.elapsed() >= QApplication::doubleClickInterval())
         return;
     const bool isSameLine = m_chosenLine == m_line;
-    mousePressEvent(event); // its second press undoes what its first has unfolded
+    mousePressEvent(event); // a second press, which folds what the first one has unfolded
     if (event->button() == Qt::LeftButton && !m_line.isEmpty() && isSameLine)
         Q_EMIT activated(LineCommand{LineAction::OpenSession, m_line});
 }

@@ -16,7 +16,7 @@ class DrawnView : public QAbstractButton
 public:
     DrawnView(QAccessible::Role role, QWidget *parent);
 
-    void setDrawing(Drawing drawing); ///< Its buttons stay the same widgets, by their places in it.
+    void setDrawing(Drawing drawing); ///< The n-th button stays the same widget.
     [[nodiscard]] const Drawing &drawing() const { return m_drawing; }
     /// Where the drawing stands in the parent. The widget has `margin` around it for shadows and the focus ring, and
     /// whole pixels. A drawing that is higher than `box` is cut off.
@@ -25,7 +25,7 @@ public:
     void setOpacity(double opacity, double ofButtons = 1);
 
     [[nodiscard]] QAccessible::Role role() const { return m_role; }
-    [[nodiscard]] std::optional<bool> isExpanded() const { return m_isExpanded; } ///< If it can be.
+    [[nodiscard]] std::optional<bool> isExpanded() const { return m_isExpanded; } ///< None where it cannot be.
     void setExpanded(bool isExpanded);
     [[nodiscard]] virtual double radius() const { return 4; } ///< Of its corners.
     /// The id of the line that it is about; empty where it is about none.
@@ -40,7 +40,8 @@ public:
     [[nodiscard]] QList<QWidget *> controls();
 
 Q_SIGNALS:
-    void activated(const Command &command);                ///< Of a button; or of the line, by a double click.
+    /// By a button, with the command that it had when the press began; or by a double click on a line.
+    void activated(const Command &command);
     void menuRequested(const QString &line, QPoint place); ///< In global pixels.
 
 protected:
@@ -84,13 +85,13 @@ public:
     [[nodiscard]] QString line() const override { return lineOf(m_button.command); }
 
 protected:
-    void nextCheckState() override {} ///< It is checked when what it stands for is.
+    void nextCheckState() override {} ///< A press changes what it shows only by its command.
 
 private:
     void press();
     void showText(const QString &text);
 
     Drawing::Button m_button;
-    std::optional<Command> m_pressed; // none when the press does not count
+    std::optional<Command> m_pressed; // none where the press is ignored
     QElapsedTimer m_sinceChange;      // of what it does
 };

@@ -69,7 +69,7 @@ QString activityText(const AgentTask &line, const QDateTime &now)
     return line.waitingReason.value_or(line.currentState);
 }
 
-// The y below it.
+// Returns the y below it.
 double addBody(Drawing &drawing, const AgentTask &line, double y, double width)
 {
     const double inside = width - bodyIndent;

@@ -32,7 +32,7 @@ constexpr TextStyle moreStyle{10, QFont::Normal, Theme::secondary};
 constexpr TextStyle miniRowProjectStyle{11, QFont::DemiBold, Theme::text};
 constexpr TextStyle miniRowTextStyle{11, QFont::Normal, Theme::secondary};
 
-// The y below it.
+// Returns the y below it.
 double addRow(Drawing &drawing, const AgentTask &line, double y, double width)
 {
     const QString text = line.waitingReason.value_or(line.currentState);

@@ -20,7 +20,7 @@ constexpr TextStyle messageStyle{11, QFont::Normal, Theme::secondary};
 const Drawing::ButtonLook connectLook{
     .style = {11, QFont::DemiBold, Theme::onAccent}, .paddingX = 10, .paddingY = 4, .fill = Theme::accent, .radius = 6};
 
-// The y below the row.
+// Returns the y below the row.
 double onboardingRow(Drawing &drawing, PanelCommand command, const QString &tool, double y, double width)
 {
     HStack row(0);

@@ -12,7 +12,7 @@
 #include <QScrollBar>
 #include <QShortcut>
 
-// What PanelView does for its user: commands and keys.
+// The commands and keys of PanelView.
 
 void PanelView::run(const Command &command)
 {
@@ -45,7 +45,7 @@ void PanelView::run(const Command &command)
                command);
 }
 
-// They belong to the header, which is hidden while the form is shown.
+// They belong to the header, so that they do nothing while the form is shown.
 void PanelView::addKeys()
 {
     const auto add = [this](int key, const Command &command) {

@@ -105,12 +105,12 @@ void PanelView::refresh()
         announce(*this, u"%1 条等你处理"_s.arg(urgent));
 }
 
-// The row that is being read stays where it is: the unfolded one where it is in view, or else the one under the
-// pointer.
+// Scrolls so that the row that is being read stays in its place: the unfolded one, if it is in view, or else the one
+// under the pointer.
 void PanelView::keepInPlace(const std::function<void()> &change)
 {
     QScrollBar *bar = m_scroll->verticalScrollBar();
-    const int value = bar->value(); // before a shorter board, or a focus that moves, changes it
+    const int value = bar->value(); // a shorter board or a moving focus may change it
     const QRect seen(0, value, m_board->width(), m_scroll->height());
     QString id = m_board->expandedID();
     std::optional<QRect> before = m_board->rowRect(id);
@@ -158,7 +158,7 @@ void PanelView::showParts(bool isShown)
     update();
 }
 
-// As the installer's message stands above the board, except that it stays in view.
+// Above the board like the installer's message, but it does not scroll.
 void PanelView::setMessageVisible(bool isShown)
 {
     const int top = m_header->height() + ruleHeight;
@@ -174,7 +174,7 @@ void PanelView::showMessage(const QString &sentence)
     m_message->setDrawing(OnboardingBanner{.message = sentence}.compose(width() - 2 * messagePadding));
     m_message->setContentRect(QRectF({0, 0}, m_message->drawing().size));
     m_message->setAccessibleName(sentence);
-    m_message->hide(); // a screen reader says it when it comes up
+    m_message->hide(); // a screen reader says it when it is shown
     m_messageTimer.start(messageTime);
     setMessageVisible(true);
 }
@@ -230,7 +230,7 @@ void PanelView::paintEvent(QPaintEvent *event)
     painter.fillRect(0, m_footer->y() - ruleHeight, width(), ruleHeight, Theme::border);
 }
 
-// Header, board and footer, and round again; or the form.
+// In the order header, board, footer, and the header again; or in that of the form.
 QWidget *PanelView::controlAfter(QWidget *from, bool next)
 {
     const QList<QWidget *> ring =
@@ -264,7 +264,7 @@ bool PanelView::focusNextPrevChild(bool next)
     QWidget *from = QApplication::focusWidget();
     const Qt::FocusReason reason = next ? Qt::TabFocusReason : Qt::BacktabFocusReason;
     const int at = from == this ? std::exchange(m_lostFocusY, -1) : yOnBoard(from);
-    // Qt asks, too, when the control that has the focus has been hidden.
+    // Qt also calls this when the control that has the focus is hidden.
     const bool isLost = at >= 0 && !m_editor && (from == this || !from->isVisible());
     QWidget *near = isLost ? m_board->controlNear(at) : nullptr;
     const auto *gone = qobject_cast<DrawnView *>(from);
@@ -278,7 +278,7 @@ bool PanelView::focusNextPrevChild(bool next)
         setFocus(Qt::OtherFocusReason);
     } else if (place.intersects(m_scroll->viewport()->rect())) {
         focusOn(near, reason);
-    } else { // the user reads elsewhere
+    } else { // without scrolling to it: it is out of view
         near->setFocus(reason);
     }
     return true;

@@ -38,7 +38,7 @@ public:
     /// Scrolls to a line of the store and unfolds it, whatever was shown before. A form that was begun stays above it.
     void showLine(const QString &id);
 
-    void run(const Command &command);          ///< Of a button, a key or a menu.
+    void run(const Command &command);          ///< Given by a button, a key or a menu.
     void showMessage(const QString &sentence); ///< For a moment, above the board, or below the form.
 
 Q_SIGNALS:
@@ -50,7 +50,7 @@ protected:
     void paintEvent(QPaintEvent *event) override;
     void focusInEvent(QFocusEvent *event) override;
     bool focusNextPrevChild(bool next) override;
-    void keyPressEvent(QKeyEvent *event) override; ///< What counts wherever the focus is.
+    void keyPressEvent(QKeyEvent *event) override; ///< Scrolling and Shift+F10, wherever the focus is.
 
 private:
     void refresh();

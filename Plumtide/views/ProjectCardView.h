@@ -25,7 +25,7 @@ struct ProjectCardFace
     [[nodiscard]] Drawing compose(double width) const;
 };
 
-/// The card of one project, as its group is at a moment. It knows no widgets.
+/// The card of one project, as its group is at a moment. It is no widget.
 struct ProjectCardView
 {
     static constexpr double paddingX = 11; ///< Logical pixels, as all here.
@@ -56,6 +56,7 @@ struct ProjectCardView
     qsizetype itemIndex = 0; ///< Of its item; those of its lines are before it.
 
 private:
-    qint64 m_validFrom = 0;  // milliseconds
-    qint64 m_validUntil = 0; // then time alone changes what is shown
+    // What is shown is right for m_validFrom <= now < m_validUntil, in milliseconds.
+    qint64 m_validFrom = 0;
+    qint64 m_validUntil = 0;
 };
