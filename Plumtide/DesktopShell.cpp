@@ -36,7 +36,7 @@ DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, Instance
       m_environment(environment),
       m_autostart(Autostart::standardPath(environment.home), environment.program),
       m_undo(store, nullptr),
-      m_tray(std::make_unique<TrayItem>(m_trayHost, m_undo)),
+      m_tray(std::make_unique<TrayItem>(m_trayHost, m_trayMenu)),
       m_miniBoard(std::make_unique<MiniBoardController>(
           *m_environment.defaults, [this] { return makeMiniBoardContent(); }, [this] { openPanel(); }))
 {
@@ -49,21 +49,12 @@ DesktopShell::DesktopShell(TaskStore &store, HooksInstaller &installer, Instance
     showCount();
 
     connect(m_tray.get(), &TrayItem::clicked, this, [this](const QRect &place) { panel().toggle(place); });
-    connect(m_tray.get(), &TrayItem::openRequested, this, [this] { openPanel(); });
-    connect(m_tray.get(), &TrayItem::quitRequested, this, &DesktopShell::quitRequested);
-    connect(m_tray.get(), &TrayItem::miniBoardSwitched, m_miniBoard.get(), &MiniBoardController::setEnabled);
+    fillTrayMenu();
     connect(m_miniBoard.get(), &MiniBoardController::enabledChanged, this, [this](bool isOn) {
-        m_tray->setMiniBoardOn(isOn);
+        m_miniBoardSwitch->setChecked(isOn);
         if (m_panelView)
             m_panelView->setMiniBoardOn(isOn);
     });
-    m_tray->setMiniBoardOn(m_miniBoard->isEnabled());
-    connect(m_tray.get(), &TrayItem::menuOpening, this, [this] {
-        m_tray->setLoginStartOn(m_autostart.isOn());
-        m_undo.updateText();
-    });
-    connect(m_tray.get(), &TrayItem::loginStartSwitched, this, &DesktopShell::switchLoginStart);
-    m_tray->setLoginStartOn(m_autostart.isOn()); // for panels that never say that they open a menu
     connect(&instance, &Instance::openRequested, this, &DesktopShell::openPanel);
     connect(&instance, &Instance::resetRequested, m_miniBoard.get(), &MiniBoardController::resetPlace);
     connect(&Notifier::shared(), &Notifier::activated, this, [this](const QString &id, const QByteArray &token) {
@@ -126,11 +117,29 @@ void DesktopShell::openSession(const QString &line)
     });
 }
 
+void DesktopShell::fillTrayMenu()
+{
+    m_trayMenu.addAction(u"打开看板"_s, this, [this] { openPanel(); });
+    m_trayMenu.addAction(&m_undo);
+    m_miniBoardSwitch = m_trayMenu.addAction(u"悬浮板"_s, m_miniBoard.get(), &MiniBoardController::setEnabled);
+    m_loginStartSwitch = m_trayMenu.addAction(u"登录时启动"_s, this, &DesktopShell::switchLoginStart);
+    m_miniBoardSwitch->setCheckable(true);
+    m_miniBoardSwitch->setChecked(m_miniBoard->isEnabled());
+    m_loginStartSwitch->setCheckable(true);
+    m_loginStartSwitch->setChecked(m_autostart.isOn()); // for trays that never say that they open the menu
+    m_trayMenu.addSeparator();
+    m_trayMenu.addAction(u"退出"_s, this, &DesktopShell::quitRequested);
+    connect(&m_trayMenu, &QMenu::aboutToShow, this, [this] {
+        m_loginStartSwitch->setChecked(m_autostart.isOn());
+        m_undo.updateText();
+    });
+}
+
 void DesktopShell::switchLoginStart(bool isOn)
 {
     if (const Outcome<void> done = m_autostart.setOn(isOn); !done)
         std::fprintf(stderr, "Plumtide: %s\n", qUtf8Printable(done.failure().sentence));
-    m_tray->setLoginStartOn(m_autostart.isOn());
+    m_loginStartSwitch->setChecked(m_autostart.isOn());
 }
 
 void DesktopShell::scheduleCount()

@@ -6,6 +6,7 @@
 #include "Plumtide/views/LineMenu.h"
 
 #include <QElapsedTimer>
+#include <QMenu>
 #include <QObject>
 #include <QTimer>
 
@@ -42,6 +43,7 @@ private:
     PanelWindow &panel();
     QWidget *makeMiniBoardContent();
     void openSession(const QString &line);
+    void fillTrayMenu();
     void switchLoginStart(bool isOn);
     void scheduleCount();
     void showCount();
@@ -50,8 +52,11 @@ private:
     HooksInstaller &m_installer;
     const Environment m_environment;
     const Autostart m_autostart;
-    UndoAction m_undo;
     TrayHost m_trayHost;
+    UndoAction m_undo;
+    QMenu m_trayMenu;
+    QAction *m_miniBoardSwitch = nullptr;
+    QAction *m_loginStartSwitch = nullptr;
     std::unique_ptr<TrayItem> m_tray;
     std::unique_ptr<PanelWindow> m_panel;
     PanelView *m_panelView = nullptr; // owned by the window
