@@ -26,7 +26,7 @@ double layoutCard(ProjectCardView &card, const CardExpansion *expansion, QRectF 
     const double folded = LineRowView::foldedHeight();
     double y = box.top() + card.linesTop;
     double activeEnd = y;
-    for (qsizetype i = 0; i < (unfolded > 0 ? card.lines.size() : card.activeCount); ++i) {
+    for (qsizetype i = 0; i < card.rowCount(unfolded); ++i) {
         const double height = expansion ? expansion->rowHeights.value(card.lines.at(i).id, folded) : folded;
         const QRectF row(box.left() + card.face.linesLeft, y + ProjectCardView::gap, width, height);
         items.push_back({.kind = BoardItem::Kind::Row, .box = row, .card = &card, .index = i});

@@ -115,7 +115,7 @@ void BoardView::refresh(const QDateTime &now, const QString &lineToShow)
     if (!lineToShow.isEmpty()) {
         const QSignalBlocker isLaidOutBelow(this);
         const ProjectCardView *card = m_cardOfLine.value(lineToShow);
-        if (card && card->isFoldable(card->indexOf(lineToShow)))
+        if (card && card->indexOf(lineToShow) >= card->rowCount(0))
             setOpen({Kind::Card, card->face.project}, true, false);
         expandRow(card ? lineToShow : QString(), false);
     }
@@ -133,18 +133,21 @@ void BoardView::forgetLines(const ProjectCardView &card)
 void BoardView::layOut()
 {
     QHash<const ProjectCardView *, CardExpansion> expansions;
-    for (const auto &[key, animation] : std::as_const(m_expansions).asKeyValueRange()) {
-        const double amount = animation->currentValue().toDouble();
+    const auto amountOf = [this](const BoardItem::Key &key) {
+        const QVariantAnimation *expansion = m_expansions.value(key);
+        return expansion ? expansion->currentValue().toDouble() : 0;
+    };
+    for (const BoardItem::Key &key : m_expansions.keys()) {
         if (const auto known = m_cards.find(key.id); key.kind == Kind::Card && known != m_cards.end())
-            expansions[&known->second].quietLines = amount;
+            expansions[&known->second].quietLines = amountOf(key);
         ProjectCardView *card = key.kind == Kind::Row ? m_cardOfLine.value(key.id) : nullptr;
         const qsizetype index = card ? card->indexOf(key.id) : 0;
-        if (!card || (card->isFoldable(index) && !m_expansions.contains({Kind::Card, card->face.project})))
+        if (!card || index >= card->rowCount(amountOf({Kind::Card, card->face.project})))
             continue;
         const QRectF box(0, 0, card->lineWidth(m_cardWidth), 0);
         const double folded = LineRowView::foldedHeight();
         const double unfolded = std::round(updateDrawing({Kind::Row, box, card, index})->drawing().size.height());
-        expansions[card].rowHeights[key.id] = std::round(folded + amount * (unfolded - folded));
+        expansions[card].rowHeights[key.id] = std::round(folded + amountOf(key) * (unfolded - folded));
     }
     resize(width(), static_cast<int>(layoutBoard(m_content, expansions, width(), m_items)));
     updateVisibleWidgets();
@@ -160,8 +163,7 @@ void BoardView::updateVisibleWidgets()
     }
     const QWidget *focus = window()->focusWidget();
     for (const BoardItem::Key &key : m_views.keys()) {
-        const auto known = m_views.constFind(key);
-        DrawnView *view = known == m_views.cend() ? nullptr : known->widget;
+        DrawnView *view = m_views.value(key).widget;
         if (!view || shown.contains(view))
             continue; // removed meanwhile, when the focus moved, or near
         const bool isInUse = key.kind == Kind::Banner || key.kind == Kind::FocusCard || view->isDown() || view == focus

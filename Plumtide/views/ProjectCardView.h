@@ -38,7 +38,11 @@ struct ProjectCardView
     [[nodiscard]] bool shows(const ProjectGroup &group, const QString &excludeID, const QDateTime &now) const;
     /// Quiet lines can be folded away where there are others.
     [[nodiscard]] bool canFold() const { return face.foldedLines > 0; }
-    [[nodiscard]] bool isFoldable(qsizetype index) const { return canFold() && index >= activeCount; }
+    /// Those of its lines that have rows, while this much of the quiet lines is unfolded, 0 to 1.
+    [[nodiscard]] qsizetype rowCount(double unfolded) const
+    {
+        return canFold() && unfolded == 0 ? activeCount : lines.size();
+    }
     [[nodiscard]] qsizetype indexOf(const QString &id) const; ///< Of one of its lines; -1 where it does not have it.
     [[nodiscard]] double opacity() const { return face.section == ProjectSection::quiet ? 0.75 : 1; }
     [[nodiscard]] double lineWidth(double width) const { return std::floor(width - face.linesLeft - paddingX); }
