@@ -6,7 +6,6 @@
 #include "Plumtide/app/TrayItem.h"
 #include "Plumtide/desktop/Instance.h"
 #include "Plumtide/desktop/SessionTerminal.h"
-#include "Plumtide/views/LineMenu.h"
 #include "Plumtide/views/MiniBoardView.h"
 #include "Plumtide/views/PanelView.h"
 
@@ -34,7 +33,8 @@ DesktopShell::DesktopShell(Services &services, Instance &instance)
       m_notifier(services.notifier),
       m_clock(services.environment.clock),
       m_autostart(Autostart::standardPath(services.environment.home), services.environment.program),
-      m_tray(std::make_unique<TrayItem>(m_trayHost)),
+      m_undo(m_store, nullptr),
+      m_tray(std::make_unique<TrayItem>(m_trayHost, m_trayMenu)),
       m_miniBoard(std::make_unique<MiniBoardController>(
           services.environment.defaults,
           [this] {
@@ -52,22 +52,12 @@ DesktopShell::DesktopShell(Services &services, Instance &instance)
     showCount();
 
     connect(m_tray.get(), &TrayItem::clicked, this, [this](const QRect &place) { panel().toggle(place); });
-    connect(m_tray.get(), &TrayItem::openRequested, this, [this] { openPanel(); });
-    connect(m_tray.get(), &TrayItem::undoRequested, &m_store, &TaskStore::undo);
-    connect(m_tray.get(), &TrayItem::quitRequested, this, &DesktopShell::quitRequested);
-    connect(m_tray.get(), &TrayItem::miniBoardSwitched, m_miniBoard.get(), &MiniBoardController::setEnabled);
+    fillTrayMenu();
     connect(m_miniBoard.get(), &MiniBoardController::enabledChanged, this, [this](bool isOn) {
-        m_tray->setMiniBoardOn(isOn);
+        m_miniBoardSwitch->setChecked(isOn);
         if (m_panelView)
             m_panelView->setMiniBoardOn(isOn);
     });
-    m_tray->setMiniBoardOn(m_miniBoard->isEnabled());
-    connect(m_tray.get(), &TrayItem::menuOpening, this, [this] {
-        m_tray->setLoginStartOn(m_autostart.isOn());
-        m_tray->setUndoText(LineMenu::undoText(m_store));
-    });
-    connect(m_tray.get(), &TrayItem::loginStartSwitched, this, &DesktopShell::switchLoginStart);
-    m_tray->setLoginStartOn(m_autostart.isOn()); // for desktop bars that do not report that they open a menu
     connect(&instance, &Instance::openRequested, this, &DesktopShell::openPanel);
     connect(&instance, &Instance::resetRequested, m_miniBoard.get(), &MiniBoardController::resetPlace);
     connect(&m_notifier, &Notifier::activated, this, [this](const QString &id, const QByteArray &token) {
@@ -96,17 +86,7 @@ PanelWindow &DesktopShell::panel()
         m_panelView->setMiniBoardOn(m_miniBoard->isEnabled());
         connect(m_panelView, &PanelView::miniBoardSwitched, m_miniBoard.get(), &MiniBoardController::setEnabled);
         connect(m_panelView, &PanelView::quitRequested, this, &DesktopShell::quitRequested);
-        connect(m_panelView, &PanelView::sessionRequested, this, [this](const QString &id) {
-            const AgentTask line = m_store.task(id).value_or(AgentTask());
-            const bool isCodex = line.agent() == TaskSource::codex;
-            const pid_t recorded = m_store.recordedProcess(line);
-            SessionTerminal::bringToFront(line.session(), isCodex, recorded, m_panelView, [this](const auto &there) {
-                if (there)
-                    return;
-                openPanel(); // it may be asked for on the mini board
-                m_panelView->tell(there.failure().sentence);
-            });
-        });
+        connect(m_panelView, &PanelView::sessionRequested, this, &DesktopShell::openSession);
         m_panel = std::make_unique<PanelWindow>(m_panelView);
         connect(m_panel.get(), &PanelWindow::opened, this, [this] {
             m_idleTimer.stop();
@@ -120,21 +100,52 @@ PanelWindow &DesktopShell::panel()
 QWidget *DesktopShell::makeMiniBoardContent()
 {
     auto *view = new MiniBoardView(m_store, m_installer);
-    connect(view, &MiniBoardView::mainPanelRequested, m_miniBoard.get(), &MiniBoardController::openMainPanel);
-    connect(view, &MiniBoardView::lineWished, this, [this](const QString &wish, const QString &line) {
-        if (wish == u"edit")
-            openPanel();
-        (void)panel();
-        m_panelView->act(wish, line);
+    connect(view, &MiniBoardView::activated, this, [this](const Command &command) {
+        const auto *onLine = std::get_if<LineCommand>(&command);
+        if (onLine && onLine->action == LineAction::OpenSession)
+            return openSession(onLine->line);
+        m_miniBoard->openMainPanel();
+        m_panelView->run(command);
     });
     return view;
+}
+
+void DesktopShell::openSession(const QString &id)
+{
+    const AgentTask line = m_store.task(id).value_or(AgentTask());
+    const bool isCodex = line.agent() == TaskSource::codex;
+    const pid_t recorded = m_store.recordedProcess(line);
+    SessionTerminal::bringToFront(line.session(), isCodex, recorded, this, [this](const auto &there) {
+        if (there)
+            return;
+        openPanel(); // it may be asked for on the mini board
+        m_panelView->showMessage(there.failure().sentence);
+    });
+}
+
+void DesktopShell::fillTrayMenu()
+{
+    m_trayMenu.addAction(u"打开看板"_s, this, [this] { openPanel(); });
+    m_trayMenu.addAction(&m_undo);
+    m_miniBoardSwitch = m_trayMenu.addAction(u"悬浮板"_s, m_miniBoard.get(), &MiniBoardController::setEnabled);
+    m_loginStartSwitch = m_trayMenu.addAction(u"登录时启动"_s, this, &DesktopShell::switchLoginStart);
+    m_miniBoardSwitch->setCheckable(true);
+    m_miniBoardSwitch->setChecked(m_miniBoard->isEnabled());
+    m_loginStartSwitch->setCheckable(true);
+    m_loginStartSwitch->setChecked(m_autostart.isOn()); // for trays that never say that they open the menu
+    m_trayMenu.addSeparator();
+    m_trayMenu.addAction(u"退出"_s, this, &DesktopShell::quitRequested);
+    connect(&m_trayMenu, &QMenu::aboutToShow, this, [this] {
+        m_loginStartSwitch->setChecked(m_autostart.isOn());
+        m_undo.updateText();
+    });
 }
 
 void DesktopShell::switchLoginStart(bool isOn)
 {
     if (const Outcome<void> done = m_autostart.setOn(isOn); !done)
         std::fprintf(stderr, "Plumtide: %s\n", qUtf8Printable(done.failure().sentence));
-    m_tray->setLoginStartOn(m_autostart.isOn());
+    m_loginStartSwitch->setChecked(m_autostart.isOn());
 }
 
 void DesktopShell::scheduleCount()
@@ -146,6 +157,6 @@ void DesktopShell::scheduleCount()
 void DesktopShell::showCount()
 {
     m_tray->setUrgentCount(m_store.urgentCount());
-    m_tray->setUndoText(LineMenu::undoText(m_store));
+    m_undo.updateText();
     m_sinceCount.start();
 }

@@ -3,8 +3,10 @@
 #include "Plumtide/desktop/Autostart.h"
 #include "Plumtide/desktop/TrayHost.h"
 #include "Plumtide/system/Environment.h"
+#include "Plumtide/views/LineMenu.h"
 
 #include <QElapsedTimer>
+#include <QMenu>
 #include <QObject>
 #include <QTimer>
 
@@ -42,6 +44,8 @@ Q_SIGNALS:
 private:
     PanelWindow &panel();
     QWidget *makeMiniBoardContent();
+    void openSession(const QString &id);
+    void fillTrayMenu();
     void switchLoginStart(bool isOn);
     void scheduleCount();
     void showCount();
@@ -52,6 +56,10 @@ private:
     const Clock m_clock;
     const Autostart m_autostart;
     TrayHost m_trayHost;
+    UndoAction m_undo;
+    QMenu m_trayMenu;
+    QAction *m_miniBoardSwitch = nullptr;
+    QAction *m_loginStartSwitch = nullptr;
     std::unique_ptr<TrayItem> m_tray;
     std::unique_ptr<PanelWindow> m_panel;
     PanelView *m_panelView = nullptr; // owned by the window

@@ -12,23 +12,13 @@
 
 using namespace Qt::StringLiterals;
 
-TrayItem::TrayItem(TrayHost &host, QObject *parent) : QObject(parent), m_menu(std::make_unique<QMenu>())
+TrayItem::TrayItem(TrayHost &host, QMenu &menu, QObject *parent) : QObject(parent), m_menu(menu)
 {
     connect(&host, &TrayHost::found, this, &TrayItem::makeIcon);
-    m_menu->addAction(u"打开看板"_s, this, &TrayItem::openRequested);
-    m_undo = m_menu->addAction(QString(), this, &TrayItem::undoRequested);
-    setUndoText({});
-    m_miniBoard = m_menu->addAction(u"悬浮板"_s, this, &TrayItem::miniBoardSwitched);
-    m_miniBoard->setCheckable(true);
-    m_loginStart = m_menu->addAction(u"登录时启动"_s, this, &TrayItem::loginStartSwitched);
-    m_loginStart->setCheckable(true);
-    m_menu->addSeparator();
-    m_menu->addAction(u"退出"_s, this, &TrayItem::quitRequested);
-    connect(m_menu.get(), &QMenu::aboutToShow, this, &TrayItem::menuOpening);
     // The tray has announced a window (seen with GNOME 43): if none has come, the pointer need not be busy for it.
     connect(
-        m_menu.get(), &QMenu::triggered, this,
-        [] { FloatingWindow::endStartup(qgetenv(FloatingWindow::tokenVariable)); }, Qt::QueuedConnection);
+        &menu, &QMenu::triggered, this, [] { FloatingWindow::endStartup(qgetenv(FloatingWindow::tokenVariable)); },
+        Qt::QueuedConnection);
 }
 
 TrayItem::~TrayItem() = default;
@@ -36,7 +26,7 @@ TrayItem::~TrayItem() = default;
 void TrayItem::makeIcon()
 {
     m_icon = std::make_unique<QSystemTrayIcon>();
-    m_icon->setContextMenu(m_menu.get());
+    m_icon->setContextMenu(&m_menu);
     connect(m_icon.get(), &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
         // A StatusNotifier item does not know where it is, but the pointer is on it.
         QRect place = m_icon->geometry();
@@ -46,8 +36,8 @@ void TrayItem::makeIcon()
         if (reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::MiddleClick)
             Q_EMIT clicked(place);
         else if (reason == QSystemTrayIcon::Context && !isWindow) // a bar that shows no menus (swaybar 1.7)
-            m_menu->popup(place.isEmpty() ? FloatingWindow::workArea(*QGuiApplication::primaryScreen()).topRight()
-                                          : place.topLeft());
+            m_menu.popup(place.isEmpty() ? FloatingWindow::workArea(*QGuiApplication::primaryScreen()).topRight()
+                                         : place.topLeft());
     });
     // The digits' font takes 15 ms to load. The item must not come later to its place in the tray for that.
     m_icon->setIcon(trayIcon(0));
@@ -69,12 +59,6 @@ void TrayItem::setUrgentCount(int count)
     m_urgentCount = count;
     if (m_icon)
         showCount();
-}
-
-void TrayItem::setUndoText(const QString &text)
-{
-    m_undo->setText(text.isEmpty() ? u"撤销"_s : QString(text).replace(u'&', u"&&"_s));
-    m_undo->setEnabled(!text.isEmpty());
 }
 
 void TrayItem::showCount()

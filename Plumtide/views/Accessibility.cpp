@@ -38,8 +38,8 @@ public:
     [[nodiscard]] QAccessible::State state() const override
     {
         QAccessible::State state = QAccessibleWidget::state();
-        state.checkable = role() == QAccessible::RadioButton || role() == QAccessible::CheckBox;
-        state.checked = m_view->isMarked();
+        state.checkable = m_view->isCheckable();
+        state.checked = m_view->isChecked();
         state.pressed = m_view->isDown();
         state.expandable = m_view->isExpanded().has_value();
         state.expanded = m_view->isExpanded().value_or(false);

@@ -31,7 +31,7 @@ qsizetype BoardView::rowCount(qsizetype card) const
     return card > 0 && item(card - 1).card == item(card).card ? item(card - 1).index + 1 : 0;
 }
 
-std::optional<QRect> BoardView::rowPlace(const QString &id) const
+std::optional<QRect> BoardView::rowRect(const QString &id) const
 {
     const qsizetype index = indexOf({Kind::Row, id});
     return index < 0 ? std::nullopt : std::optional(item(index).box.toRect());

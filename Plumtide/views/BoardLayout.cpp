@@ -17,7 +17,7 @@ constexpr double headingItemGap = 6;
 constexpr double headingQuietDotOpacity = 0.6;
 constexpr TextStyle headingStyle{12, QFont::DemiBold, Theme::secondary};
 
-// `expansion` is null where all of the card is folded. The y below it.
+// `expansion` is null where all of the card is folded. Returns the y below it.
 double layoutCard(ProjectCardView &card, const CardExpansion *expansion, QRectF box, std::vector<BoardItem> &items)
 {
     const std::size_t first = items.size();
@@ -26,14 +26,14 @@ double layoutCard(ProjectCardView &card, const CardExpansion *expansion, QRectF 
     const double folded = LineRowView::foldedHeight();
     double y = box.top() + card.linesTop;
     double activeEnd = y;
-    for (qsizetype i = 0; i < (unfolded > 0 ? card.lines.size() : card.activeCount); ++i) {
+    for (qsizetype i = 0; i < card.rowCount(unfolded); ++i) {
         const double height = expansion ? expansion->rowHeights.value(card.lines.at(i).id, folded) : folded;
         const QRectF row(box.left() + card.face.linesLeft, y + ProjectCardView::gap, width, height);
         items.push_back({.kind = BoardItem::Kind::Row, .box = row, .card = &card, .index = i});
         y = row.bottom();
         activeEnd = i < card.activeCount ? y : activeEnd;
     }
-    // Lines that are being folded away are cut off where that has got to.
+    // Quiet lines are cut off at the height that the fold has at the moment.
     const double end = std::round(activeEnd + (y - activeEnd) * unfolded);
     for (std::size_t i = first; end < y && i < items.size(); ++i)
         items[i].box.setBottom(std::max(items[i].box.top(), std::min(items[i].box.bottom(), end)));

@@ -17,7 +17,7 @@ struct BoardItem
     struct Key
     {
         Kind kind;
-        QString id; ///< Of its line, the name of its project, or a number.
+        QString id; ///< Of its line; the name of its project; or the number of its section.
 
         std::weak_ordering operator<=>(const Key &) const = default;
     };
@@ -38,7 +38,7 @@ struct BoardContent
     std::array<QList<ProjectCardView *>, allProjectSections.size()> sections;
 };
 
-/// How far something of a card is unfolded. What is not listed is folded.
+/// How far the quiet lines and the rows of a card are unfolded. Rows that are not listed are folded.
 struct CardExpansion
 {
     double quietLines = 0;             ///< 0 to 1.
@@ -58,8 +58,8 @@ struct BoardHeading
 
 inline constexpr int boardPaddingX = 13; ///< The panel's edge is one more.
 
-/// Places everything on a board as wide as `width`, from the top to the bottom; a card's rows before it, as the focus
-/// goes. It replaces `items`, whose memory it uses again, sets the height of each card and its `itemIndex`, and returns
-/// the height of the board.
+/// Places everything on a board of this width, from the top to the bottom, in the order of the focus: the rows of a
+/// card come before the card, for its button. Replaces `items` (its memory is used again), sets the height and the
+/// `itemIndex` of each card, and returns the height of the board.
 double layoutBoard(const BoardContent &content, const QHash<const ProjectCardView *, CardExpansion> &expansions,
                    double width, std::vector<BoardItem> &items);

@@ -10,7 +10,7 @@ namespace {
 
 constexpr int handleWidth = 6;
 constexpr int handleMargin = 3; // to the right edge of the panel, which is one more
-constexpr int handleEnds = 2;   // above and below its way
+constexpr int handleEnds = 2;   // above and below it, at both ends
 constexpr int pixelsAStep = 20;
 
 } // namespace

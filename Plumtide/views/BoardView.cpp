@@ -5,6 +5,8 @@
 #include "Plumtide/views/Accessibility.h"
 #include "Plumtide/views/DrawnView.h"
 
+#include <QAction>
+#include <QApplication>
 #include <QEasingCurve>
 #include <QPaintEvent>
 #include <QPainter>
@@ -35,6 +37,24 @@ BoardView::BoardView(const TaskStore &store, HooksInstaller &installer, int widt
 {
     setAttribute(Qt::WA_OpaquePaintEvent); // so that scrolling moves pixels instead of painting them
     resize(width, 0);
+    for (const QList<QKeySequence> &keys : lineActionKeys()) {
+        auto *action = new QAction(this);
+        action->setShortcuts(keys);
+        action->setShortcutContext(Qt::WidgetWithChildrenShortcut);
+        action->setAutoRepeat(false);
+        connect(action, &QAction::triggered, this, [this, keys] { actOnFocusedLine(keys); });
+        addAction(action);
+    }
+}
+
+void BoardView::actOnFocusedLine(const QList<QKeySequence> &keys)
+{
+    const auto *view = qobject_cast<DrawnView *>(QApplication::focusWidget());
+    const std::optional<AgentTask> line = view && view->isLineChosen() ? m_store.task(view->line()) : std::nullopt;
+    const QList<OfferedAction> offered = line ? actionsFor(*line) : QList<OfferedAction>();
+    const auto action = std::ranges::find(offered, keys, &OfferedAction::keys);
+    if (action != offered.end())
+        Q_EMIT activated(LineCommand{action->action, line->id});
 }
 
 std::optional<TaskSource> BoardView::silentSource() const
@@ -47,7 +67,7 @@ std::optional<TaskSource> BoardView::silentSource() const
     return std::nullopt;
 }
 
-void BoardView::refresh(const QDateTime &now)
+void BoardView::refresh(const QDateTime &now, const QString &lineToShow)
 {
     const OnboardingBanner banner{!m_installer.claudeInstalled(), !m_installer.codexInstalled(), m_installer.message()};
     if (!std::exchange(m_banner, banner).isMessage() && banner.isMessage())
@@ -58,7 +78,7 @@ void BoardView::refresh(const QDateTime &now)
     m_content.bannerHeight = m_banner.isShown() ? updateDrawing({Kind::Banner, box})->drawing().size.height() : 0;
     m_content.focusCardHeight = updateDrawing({Kind::FocusCard, box})->drawing().size.height();
     ++m_lastRefresh;
-    m_items.clear(); // what they refer to changes
+    m_items.clear(); // they point to cards, which change now
     m_topLevelItems.clear();
     const auto sections = m_store.sections();
     qsizetype count = 0;
@@ -70,17 +90,15 @@ void BoardView::refresh(const QDateTime &now)
             if (!excludeID.isEmpty() && group->lines.size() == 1)
                 continue;
             ProjectCardView *card = before.value(m_content.sections[i].size());
-            // A look at the revision spares one at the names, which lie elsewhere in memory.
+            // Revisions are compared first, since names are elsewhere in memory, which is slower.
             if (!card || (card->revision != group->revision && card->face.project != group->name))
                 card = &m_cards[group->name];
-            if (card->revision != group->revision || card->excludedID != excludeID) {
+            if (!card->shows(*group, excludeID, now)) {
                 forgetLines(*card);
-                for (const AgentTask &line : group->lines)
-                    m_cardOfLine.insert(line.id, card);
-                m_cardOfLine.remove(excludeID);
-            }
-            if (!card->shows(*group, excludeID, now))
                 card->setGroup(*group, excludeID, now);
+                for (const AgentTask &line : card->lines)
+                    m_cardOfLine.insert(line.id, card);
+            }
             card->lastSeenRefresh = m_lastRefresh;
             m_content.sections[i].append(card);
         }
@@ -94,6 +112,13 @@ void BoardView::refresh(const QDateTime &now)
             delete m_expansions.take({Kind::Card, known.first}); // a card that comes back is folded
             return true;
         });
+    }
+    if (!lineToShow.isEmpty()) {
+        const QSignalBlocker isLaidOutBelow(this);
+        const ProjectCardView *card = m_cardOfLine.value(lineToShow);
+        if (card && card->indexOf(lineToShow) >= card->rowCount(0))
+            setOpen({Kind::Card, card->face.project}, true, false);
+        expandRow(card ? lineToShow : QString(), false);
     }
     layOut();
 }
@@ -109,18 +134,21 @@ void BoardView::forgetLines(const ProjectCardView &card)
 void BoardView::layOut()
 {
     QHash<const ProjectCardView *, CardExpansion> expansions;
-    for (const auto &[key, animation] : std::as_const(m_expansions).asKeyValueRange()) {
-        const double amount = animation->currentValue().toDouble();
+    const auto amountOf = [this](const BoardItem::Key &key) {
+        const QVariantAnimation *expansion = m_expansions.value(key);
+        return expansion ? expansion->currentValue().toDouble() : 0;
+    };
+    for (const BoardItem::Key &key : m_expansions.keys()) {
         if (const auto known = m_cards.find(key.id); key.kind == Kind::Card && known != m_cards.end())
-            expansions[&known->second].quietLines = amount;
+            expansions[&known->second].quietLines = amountOf(key);
         ProjectCardView *card = key.kind == Kind::Row ? m_cardOfLine.value(key.id) : nullptr;
         const qsizetype index = card ? card->indexOf(key.id) : 0;
-        if (!card || (card->isFoldable(index) && !m_expansions.contains({Kind::Card, card->face.project})))
+        if (!card || index >= card->rowCount(amountOf({Kind::Card, card->face.project})))
             continue;
         const QRectF box(0, 0, card->lineWidth(m_cardWidth), 0);
         const double folded = LineRowView::foldedHeight();
         const double unfolded = std::round(updateDrawing({Kind::Row, box, card, index})->drawing().size.height());
-        expansions[card].rowHeights[key.id] = std::round(folded + amount * (unfolded - folded));
+        expansions[card].rowHeights[key.id] = std::round(folded + amountOf(key) * (unfolded - folded));
     }
     const double height = layoutBoard(m_content, expansions, width(), m_items);
     m_topLevelItems.clear();
@@ -142,10 +170,9 @@ void BoardView::updateVisibleWidgets()
     }
     const QWidget *focus = window()->focusWidget();
     for (const BoardItem::Key &key : m_views.keys()) {
-        const auto known = m_views.constFind(key);
-        DrawnView *view = known == m_views.cend() ? nullptr : known->widget;
+        DrawnView *view = m_views.value(key).widget;
         if (!view || shown.contains(view))
-            continue; // gone because the focus has moved meanwhile, or near
+            continue; // removed meanwhile, when the focus moved, or near
         const bool isInUse = key.kind == Kind::Banner || key.kind == Kind::FocusCard || view->isDown() || view == focus
             || view->isAncestorOf(focus) || view->isExpanded().value_or(false);
         if (const qsizetype index = isInUse ? indexOf(key) : -1; index >= 0) {
@@ -185,21 +212,14 @@ DrawnView *BoardView::makeWidget(const BoardItem::Key &key)
     auto *view = new DrawnView(roles.value(key.kind, QAccessible::Grouping), this);
     if (key.kind == Kind::Row) {
         view->setPressable();
-        view->setSubject(key.id);
+        view->setLine(key.id);
         connect(view, &QAbstractButton::clicked, this,
                 [this, id = key.id] { expandRow(m_expandedID == id ? QString() : id, true); });
     }
     connect(view, &DrawnView::menuRequested, this, &BoardView::menuRequested);
-    connect(view, &DrawnView::wished, this, [this, key](const QString &button, const QString &subject) {
-        if (key.kind == Kind::Banner)
-            button == u"claude" ? m_installer.installClaude() : m_installer.installCodex();
-        else if (key.kind == Kind::Card)
-            setOpen(key, !isOpen(key), true);
-        else
-            Q_EMIT wished(button, subject);
-    });
+    connect(view, &DrawnView::activated, this, &BoardView::activated);
     if (key.kind == Kind::FocusCard || key.kind == Kind::Card)
-        view->lower(); // the one's shadow reaches below its neighbours, the other is behind its rows
+        view->lower(); // behind its rows; the focus card's shadow is behind its neighbours
     return view;
 }
 
@@ -215,11 +235,11 @@ DrawnView *BoardView::updateDrawing(const BoardItem &item)
     view.drawn = drawn;
     const Content &content = drawn.first;
     if (const auto *card = std::get_if<FocusCardView>(&content))
-        widget->setSubject(card->line ? card->line->id : QString());
+        widget->setLine(card->line ? card->line->id : QString());
     const auto *row = std::get_if<LineRowView>(&content);
     if (row) {
         widget->setAccessibleName(row->spokenName());
-        // The goal and the events are heard when the row is unfolded, like they are seen.
+        // The goal and the events are heard only when they are seen.
         widget->setAccessibleDescription(row->isExpanded ? row->spokenBody() : QString());
     }
     widget->setDrawing(std::visit([&](const auto &shown) { return shown.compose(drawn.second); }, content));
@@ -237,10 +257,10 @@ DrawnView *BoardView::ensureWidget(const BoardItem &item)
     DrawnView *view = updateDrawing(item);
     const QVariantAnimation *expansion = item.kind == Kind::Row ? m_expansions.value(item.key()) : nullptr;
     view->setOpacity(item.card ? item.card->opacity() : 1, expansion ? expansion->currentValue().toDouble() : 1);
-    view->place(item.box,
-                item.kind == Kind::FocusCard                          ? FocusCardView::shadowMargin
-                    : item.kind == Kind::Row && item.box.height() > 0 ? LineRowView::margin
-                                                                      : 0);
+    view->setContentRect(item.box,
+                         item.kind == Kind::FocusCard                          ? FocusCardView::shadowMargin
+                             : item.kind == Kind::Row && item.box.height() > 0 ? LineRowView::margin
+                                                                               : 0);
     view->show();
     return view;
 }
@@ -287,15 +307,10 @@ void BoardView::expandRow(const QString &id, bool isAnimated)
         setOpen({Kind::Row, id}, true, isAnimated);
 }
 
-std::optional<QRect> BoardView::showLine(const QString &id)
+void BoardView::toggleFold(const QString &project)
 {
-    const QSignalBlocker isLaidOutOnce(this);
-    const ProjectCardView *card = m_cardOfLine.value(id);
-    if (card && card->isFoldable(card->indexOf(id)))
-        setOpen({Kind::Card, card->face.project}, true, false);
-    expandRow(card ? id : QString(), false);
-    layOut();
-    return rowPlace(id);
+    const BoardItem::Key key{Kind::Card, project};
+    setOpen(key, !isOpen(key), true);
 }
 
 void BoardView::paintEvent(QPaintEvent *event)

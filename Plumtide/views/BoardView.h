@@ -17,8 +17,8 @@ class QVariantAnimation;
 class TaskStore;
 
 /// What scrolls in the panel: the onboarding banner, the focus card, and the projects in three sections. It is a list
-/// of items, of which only those near what is seen are widgets; the others are places. The order of the focus and what
-/// a screen reader hears come from the list.
+/// of items, of which only those near the visible part have widgets. The order of the focus and what a screen reader
+/// hears come from the list.
 class BoardView final : public QWidget
 {
     Q_OBJECT
@@ -26,19 +26,20 @@ class BoardView final : public QWidget
 public:
     enum class FocusScope { Controls, Rows };
 
-    /// Both must outlive the view. The banner's buttons are the installer's; all else is asked for by the signals.
+    /// `store` and `installer` must outlive the view.
     BoardView(const TaskStore &store, HooksInstaller &installer, int width, QWidget *parent);
 
-    void refresh(const QDateTime &now); ///< Projects that show the same are not touched.
-    void layOut();                      ///< Takes the height that its items need.
-    void updateVisibleWidgets();        ///< Makes the widgets near what is seen, and deletes others.
+    /// Projects that show the same are not touched. `lineToShow` is unfolded, if it has a row, and its project's quiet
+    /// lines where it is one of them; whatever was unfolded before is folded.
+    void refresh(const QDateTime &now, const QString &lineToShow = {});
+    void layOut();               ///< Takes the height that its items need.
+    void updateVisibleWidgets(); ///< Makes the widgets near the visible part, and deletes others.
+    void toggleFold(const QString &project);
 
     /// The one line that is unfolded. It may be one that is not on the board.
     [[nodiscard]] const QString &expandedID() const { return m_expandedID; }
-    /// Unfolds a line, its project's quiet lines where it is one of them. Its place; none when it has no row.
-    std::optional<QRect> showLine(const QString &id);
-    [[nodiscard]] std::optional<QRect> rowPlace(const QString &id) const;
-    [[nodiscard]] QString rowAt(QPoint place) const; ///< The line there; empty beside the rows.
+    [[nodiscard]] std::optional<QRect> rowRect(const QString &id) const; ///< None where it has no row.
+    [[nodiscard]] QString rowAt(QPoint place) const;                     ///< The line there; empty beside the rows.
 
     /// The control that has the focus after `from`, or before it; null at the end. Without `from` the first or the
     /// last.
@@ -54,9 +55,9 @@ public:
     DrawnView *ensureWidget(const BoardItem &item); ///< Shows it, made if it has none.
 
 Q_SIGNALS:
-    void wished(const QString &button, const QString &id); ///< A button of a line, or what its menu offers.
-    void menuRequested(const QString &id, QPoint place);   ///< In global pixels.
-    void heightChanged(const QString &id); ///< Of this line or project: the board must be laid out again.
+    void activated(const Command &command);              ///< By a button, a double click, or a key of the focused line.
+    void menuRequested(const QString &id, QPoint place); ///< In global pixels.
+    void heightChanged(const QString &id);               ///< Of this line or project: the board must be laid out again.
 
 protected:
     void paintEvent(QPaintEvent *event) override;
@@ -69,15 +70,16 @@ private:
         std::optional<std::pair<Content, double>> drawn; // and for which width
     };
 
+    void actOnFocusedLine(const QList<QKeySequence> &keys);
     [[nodiscard]] std::optional<TaskSource> silentSource() const;
     void forgetLines(const ProjectCardView &card);
     [[nodiscard]] Content contentOf(const BoardItem &item) const;
     [[nodiscard]] DrawnView *makeWidget(const BoardItem::Key &key);
     DrawnView *updateDrawing(const BoardItem &item); // makes the widget, but does not place it
     [[nodiscard]] qsizetype indexOf(const BoardItem::Key &key) const;
-    [[nodiscard]] bool isOpen(const BoardItem::Key &key) const; // or on its way there
+    [[nodiscard]] bool isOpen(const BoardItem::Key &key) const; // or opening
     void setOpen(const BoardItem::Key &key, bool open, bool isAnimated);
-    void expandRow(const QString &id, bool isAnimated); // and folds the one before; only that where `id` is empty
+    void expandRow(const QString &id, bool isAnimated); // and folds the one before; an empty `id` only folds
 
     const TaskStore &m_store;
     HooksInstaller &m_installer;

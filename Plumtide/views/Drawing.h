@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Plumtide/views/Actions.h"
 #include "Plumtide/views/ShapedText.h"
 
 #include <QAccessible>
@@ -72,12 +73,11 @@ public:
     /// An icon, a text, or both, on a face that can be pressed.
     struct Button
     {
-        QString name; ///< Unique in its drawing.
+        Command command; ///< What a press asks for: the one that was there when it began.
         QString text;
         ButtonLook look;
         QString icon = {};
-        QString subject = {}; ///< What it acts on; a press counts for the one that was there when it began.
-        QString flash = {};   ///< Said instead of the text for a moment after a press.
+        QString doneText = {}; ///< Said instead of the text for a moment after a press.
         QString hint = {};
         QString description = {};                     ///< For a screen reader.
         QAccessible::Role role = QAccessible::Button; ///< A `CheckBox` has a switch behind its text.

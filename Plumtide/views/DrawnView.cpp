@@ -1,7 +1,6 @@
 #include "Plumtide/views/DrawnView.h"
 
 #include "Plumtide/views/Accessibility.h"
-#include "Plumtide/views/LineMenu.h"
 
 #include <QApplication>
 #include <QContextMenuEvent>
@@ -23,7 +22,7 @@ constexpr double ringWidth = 2;
 constexpr double ringGap = 1;
 constexpr double pressedOpacity = 0.6;
 constexpr double hoverOpacity = 0.8;
-constexpr double hoverTone = 0.1; // behind what is no button
+constexpr double hoverTone = 0.1; // of a row's background, under the pointer
 constexpr auto flashTime = 1200ms;
 
 } // namespace
@@ -46,15 +45,14 @@ void DrawnView::setDrawing(Drawing drawing)
 {
     update(drawing.changesSince(m_drawing).translated(m_box.topLeft().toPoint()));
     m_drawing = std::move(drawing);
-    QList<DrawnButton *> before = std::exchange(m_buttons, {});
+    const QList<DrawnButton *> before = std::exchange(m_buttons, {});
     for (const Drawing::Control &control : m_drawing.controls()) {
-        const auto known = std::ranges::find(before, control.button.name, &DrawnButton::name);
-        DrawnButton *button = known == before.end() ? new DrawnButton(*this) : before.takeAt(known - before.begin());
-        m_buttons.append(button);
-        button->set(control);
+        DrawnButton *known = before.value(m_buttons.size());
+        m_buttons.append(known ? known : new DrawnButton(control.button, *this));
+        m_buttons.last()->set(control);
     }
-    placeButtons();
-    for (DrawnButton *button : std::as_const(before)) {
+    layOutButtons();
+    for (DrawnButton *button : before.sliced(std::min(before.size(), m_buttons.size()))) {
         button->hide();
         button->deleteLater(); // it may be the one that is being pressed
     }
@@ -64,37 +62,32 @@ void DrawnView::setDrawing(Drawing drawing)
     }
 }
 
-void DrawnView::tellState(QAccessible::State changed)
+void DrawnView::setExpanded(bool isExpanded)
 {
+    QAccessible::State changed;
+    changed.expanded = std::exchange(m_isExpanded, isExpanded) != isExpanded;
     if (!QAccessible::isActive())
         return;
     QAccessibleStateChangeEvent event(this, changed);
     QAccessible::updateAccessibility(&event);
 }
 
-void DrawnView::setExpanded(bool isExpanded)
-{
-    QAccessible::State changed;
-    changed.expanded = std::exchange(m_isExpanded, isExpanded) != isExpanded;
-    tellState(changed);
-}
-
-void DrawnView::place(const QRectF &box, double margin)
+void DrawnView::setContentRect(const QRectF &box, double margin)
 {
     const QRect around = box.adjusted(-margin, -margin, margin, margin).toAlignedRect();
     const QRectF before = std::exchange(m_box, box.translated(-around.topLeft()));
     setGeometry(around);
     if (m_box != before) {
-        placeButtons();
+        layOutButtons();
         update();
     }
 }
 
-void DrawnView::placeButtons()
+void DrawnView::layOutButtons()
 {
     for (std::size_t i = 0; i < m_drawing.controls().size(); ++i) {
         DrawnButton *button = m_buttons.at(static_cast<qsizetype>(i));
-        button->place(m_drawing.controls()[i].box.translated(m_box.topLeft()), button->reach());
+        button->setContentRect(m_drawing.controls()[i].box.translated(m_box.topLeft()), button->paintMargin());
         button->setOpacity(m_opacity * m_opacityOfButtons);
         button->show();
     }
@@ -106,7 +99,7 @@ void DrawnView::setOpacity(double opacity, double ofButtons)
         return;
     m_opacity = opacity;
     m_opacityOfButtons = ofButtons;
-    placeButtons();
+    layOutButtons();
     update();
 }
 
@@ -137,7 +130,7 @@ void DrawnView::paintEvent(QPaintEvent *event)
     m_drawing.paint(painter, QRectF(event->rect()).translated(-m_box.topLeft()), opacity);
     if (!m_showsFocus || !hasFocus())
         return;
-    const double out = (isButton ? ringGap : 2 * ringGap) + ringWidth / 2; // further from a row's dot and time
+    const double out = (isButton ? ringGap : 2 * ringGap) + ringWidth / 2; // a row's dot and time need more room
     painter.setPen(QPen(Theme::faded(Theme::accent, 0.8), ringWidth));
     painter.setBrush(Qt::NoBrush);
     painter.drawRoundedRect(QRectF({0, 0}, m_box.size()).adjusted(-out, -out, out, out), radius() + out,
@@ -146,38 +139,33 @@ void DrawnView::paintEvent(QPaintEvent *event)
 
 void DrawnView::keyPressEvent(QKeyEvent *event)
 {
-    const QString about = subject();
-    const auto wish =
-        std::ranges::find(LineMenu::wishes(), QKeySequence(event->keyCombination()), &LineMenu::Wish::key);
-    if (!about.isEmpty() && wish != LineMenu::wishes().end()) {
-        Q_EMIT wished(wish->name, about);
-        return;
-    }
     const int key = event->key();
-    if (key == Qt::Key_Return || key == Qt::Key_Enter) {
-        if (m_isPressable && !event->isAutoRepeat())
-            click();
-    } else if (role() == QAccessible::ListItem && (key == Qt::Key_Up || key == Qt::Key_Down)) {
-        event->ignore(); // QAbstractButton would go to the next control
-    } else {
+    const bool isEnter = key == Qt::Key_Return || key == Qt::Key_Enter;
+    if (((isEnter || key == Qt::Key_Space) && !isLineChosen())
+        || (role() == QAccessible::ListItem && (key == Qt::Key_Up || key == Qt::Key_Down))) {
+        event->ignore(); // QAbstractButton would press it, or go to the next control
+    } else if (!isEnter) {
         QAbstractButton::keyPressEvent(event);
+    } else if (m_isPressable && !event->isAutoRepeat()) {
+        click();
     }
 }
 
 void DrawnView::mouseDoubleClickEvent(QMouseEvent *event)
 {
-    // The first press may have been for something else, in whose place this is now.
+    // The first press may have been on another widget that stood here.
     if (!m_sincePress.isValid() || m_sincePress.elapsed() >= QApplication::doubleClickInterval())
         return;
-    mousePressEvent(event); // its second press undoes what its first has unfolded
-    if (event->button() == Qt::LeftButton && !m_subject.isEmpty() && m_subject == m_pressedSubject)
-        Q_EMIT wished(LineMenu::session, m_subject);
+    const bool isSameLine = m_chosenLine == m_line;
+    mousePressEvent(event); // a second press, which folds what the first one has unfolded
+    if (event->button() == Qt::LeftButton && !m_line.isEmpty() && isSameLine)
+        Q_EMIT activated(LineCommand{LineAction::OpenSession, m_line});
 }
 
 void DrawnView::contextMenuEvent(QContextMenuEvent *event)
 {
-    if (!subject().isEmpty())
-        Q_EMIT menuRequested(subject(), event->globalPos());
+    if (!line().isEmpty())
+        Q_EMIT menuRequested(line(), event->globalPos());
     else
         event->ignore();
 }
@@ -185,8 +173,7 @@ void DrawnView::contextMenuEvent(QContextMenuEvent *event)
 void DrawnView::mousePressEvent(QMouseEvent *event)
 {
     m_sincePress.start();
-    if (event->type() == QEvent::MouseButtonPress)
-        m_pressedSubject = m_subject;
+    m_chosenLine = line();
     if (m_isPressable)
         QAbstractButton::mousePressEvent(event);
     else
@@ -198,18 +185,21 @@ void DrawnView::focusInEvent(QFocusEvent *event)
     constexpr std::array byKeyboard{Qt::TabFocusReason, Qt::BacktabFocusReason, Qt::ShortcutFocusReason};
     m_showsFocus = std::ranges::count(byKeyboard, event->reason()) > 0
         || (m_showsFocus && event->reason() == Qt::ActiveWindowFocusReason);
+    if (event->reason() != Qt::ActiveWindowFocusReason && event->reason() != Qt::PopupFocusReason)
+        m_chosenLine = line();
     QAbstractButton::focusInEvent(event);
 }
 
-DrawnButton::DrawnButton(DrawnView &view) : DrawnView(QAccessible::Button, &view)
+DrawnButton::DrawnButton(const Drawing::Button &button, DrawnView &view) : DrawnView(button.role, &view)
 {
     setPressable();
-    connect(this, &DrawnView::wished, &view, &DrawnView::wished);
+    setCheckable(button.role != QAccessible::Button);
+    connect(this, &DrawnView::activated, &view, &DrawnView::activated);
     connect(this, &DrawnView::menuRequested, &view, &DrawnView::menuRequested);
     connect(this, &QAbstractButton::pressed, this, [this] {
         // A second click of a double click was meant for what stood here before.
         const bool isTooSoon = m_sinceChange.isValid() && m_sinceChange.elapsed() < QApplication::doubleClickInterval();
-        m_pressed = isTooSoon ? std::nullopt : std::optional(m_button);
+        m_pressed = isTooSoon ? std::nullopt : std::optional(m_button.command);
     });
     connect(this, &QAbstractButton::clicked, this, &DrawnButton::press);
 }
@@ -219,20 +209,17 @@ void DrawnButton::set(const Drawing::Control &control)
     const Drawing::Button before = std::exchange(m_button, control.button);
     if (m_button == before && box().size() == control.box.size())
         return;
-    if ((before.subject != m_button.subject || before.text != m_button.text) && !before.name.isEmpty() && isVisible())
+    if ((before.command != m_button.command || before.text != m_button.text) && isVisible())
         m_sinceChange.start();
-    setObjectName(m_button.name);
     setEnabled(m_button.isEnabled);
     setToolTip(m_button.hint);
     setAccessibleDescription(m_button.description);
     setAccessibleName(m_button.text); // no text of QAbstractButton, in which "&" makes a key
     setDrawing(control.face);
-    QAccessible::State changed;
-    changed.checked = before.isChecked != m_button.isChecked;
-    tellState(changed);
+    setChecked(m_button.isChecked);
 }
 
-double DrawnButton::reach() const
+double DrawnButton::paintMargin() const
 {
     const std::optional<Drawing::Shadow> &shadow = m_button.look.shadow;
     return std::max(ringGap + ringWidth, shadow ? 3 * shadow->deviation + shadow->offset.y() : 0);
@@ -240,14 +227,13 @@ double DrawnButton::reach() const
 
 void DrawnButton::press()
 {
-    const bool isSame = m_pressed && m_pressed->subject == m_button.subject;
-    if (!m_pressed || (isSame && m_pressed->text != m_button.text))
-        return; // "恢复" was pressed, and the line has been taken up meanwhile
-    if (!m_button.flash.isEmpty() && isSame) {
-        showText(m_button.flash);
+    if (!m_pressed)
+        return;
+    if (!m_button.doneText.isEmpty() && m_pressed == m_button.command) {
+        showText(m_button.doneText);
         QTimer::singleShot(flashTime, this, [this] { showText(m_button.text); });
     }
-    Q_EMIT wished(m_button.name, m_pressed->subject);
+    Q_EMIT activated(*m_pressed);
 }
 
 void DrawnButton::showText(const QString &text)

@@ -16,36 +16,35 @@ class DrawnView : public QAbstractButton
 public:
     DrawnView(QAccessible::Role role, QWidget *parent);
 
-    void setDrawing(Drawing drawing); ///< Its buttons stay the same widgets, by their names.
+    void setDrawing(Drawing drawing); ///< The n-th button stays the same widget.
     [[nodiscard]] const Drawing &drawing() const { return m_drawing; }
-    /// Puts it at `box` in its parent, with `margin` around it for shadows and the focus ring. Widgets stand on whole
-    /// pixels, what they show need not. Lower than its drawing, it is cut off.
-    void place(const QRectF &box, double margin = 0);
+    /// Where the drawing stands in the parent. The widget has `margin` around it for shadows and the focus ring, and
+    /// whole pixels. A drawing that is higher than `box` is cut off.
+    void setContentRect(const QRectF &box, double margin = 0);
     /// How visible it is on its background, 0 to 1; its buttons besides.
     void setOpacity(double opacity, double ofButtons = 1);
 
-    [[nodiscard]] virtual QAccessible::Role role() const { return m_role; }
-    [[nodiscard]] std::optional<bool> isExpanded() const { return m_isExpanded; } ///< If it can be.
+    [[nodiscard]] QAccessible::Role role() const { return m_role; }
+    [[nodiscard]] std::optional<bool> isExpanded() const { return m_isExpanded; } ///< None where it cannot be.
     void setExpanded(bool isExpanded);
-    [[nodiscard]] virtual bool isMarked() const { return false; } ///< Checked, or switched on.
-    [[nodiscard]] virtual double radius() const { return 4; }     ///< Of its corners.
-    /// What a double click and the keys of a line's actions are about; nothing when it is empty.
-    [[nodiscard]] virtual QString subject() const { return m_subject; }
+    [[nodiscard]] virtual double radius() const { return 4; } ///< Of its corners.
+    /// The id of the line that it is about; empty where it is about none.
+    [[nodiscard]] virtual QString line() const { return m_line; }
+    void setLine(const QString &id) { m_line = id; }
     void setPressable();
-    void setSubject(const QString &subject) { m_subject = subject; }
     [[nodiscard]] QRectF box() const { return m_box; }             ///< In the widget.
     [[nodiscard]] bool showsFocus() const { return m_showsFocus; } ///< When it has it: it came by a key.
+    /// Whether a key may act on the line: the user sees that it has the focus, or has clicked on this very line.
+    [[nodiscard]] bool isLineChosen() const { return m_showsFocus || m_chosenLine == line(); }
     /// What can have the focus, from the first to the last, itself included.
     [[nodiscard]] QList<QWidget *> controls();
 
 Q_SIGNALS:
-    /// A button was pressed, for the subject that it had when the press began; or one of `LineMenu::wishes` came.
-    void wished(const QString &button, const QString &subject);
-    void menuRequested(const QString &subject, QPoint place); ///< In global pixels.
+    /// By a button, with the command that it had when the press began; or by a double click on a line.
+    void activated(const Command &command);
+    void menuRequested(const QString &line, QPoint place); ///< In global pixels.
 
 protected:
-    void tellState(QAccessible::State changed);
-
     void paintEvent(QPaintEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
@@ -54,11 +53,11 @@ protected:
     void focusInEvent(QFocusEvent *event) override;
 
 private:
-    void placeButtons();
+    void layOutButtons();
 
     const QAccessible::Role m_role;
-    QString m_subject;
-    QString m_pressedSubject;   // of the last press
+    QString m_line;
+    QString m_chosenLine;       // when it was last clicked on, or got the focus
     QElapsedTimer m_sincePress; // invalid before the first
     Drawing m_drawing;
     QList<DrawnButton *> m_buttons; // as in the drawing
@@ -76,23 +75,23 @@ class DrawnButton final : public DrawnView
     Q_OBJECT
 
 public:
-    /// `view` tells what it tells.
-    explicit DrawnButton(DrawnView &view);
+    /// `view` sends its signals on.
+    DrawnButton(const Drawing::Button &button, DrawnView &view);
 
     void set(const Drawing::Control &control);
-    [[nodiscard]] const QString &name() const { return m_button.name; }
-    [[nodiscard]] double reach() const; ///< Around its face, for its shadow and the focus ring.
+    [[nodiscard]] double paintMargin() const; ///< Around its face, for its shadow and the focus ring.
 
-    [[nodiscard]] QAccessible::Role role() const override { return m_button.role; }
-    [[nodiscard]] bool isMarked() const override { return m_button.isChecked; }
     [[nodiscard]] double radius() const override { return m_button.look.radius; }
-    [[nodiscard]] QString subject() const override { return m_button.subject; }
+    [[nodiscard]] QString line() const override { return lineOf(m_button.command); }
+
+protected:
+    void nextCheckState() override {} ///< A press changes what it shows only by its command.
 
 private:
     void press();
     void showText(const QString &text);
 
     Drawing::Button m_button;
-    std::optional<Drawing::Button> m_pressed; // as it was then; none when the press does not count
-    QElapsedTimer m_sinceChange;              // of the subject
+    std::optional<Command> m_pressed; // none where the press is ignored
+    QElapsedTimer m_sinceChange;      // of what it does
 };

@@ -39,11 +39,6 @@ constexpr double allClearFillOpacity = 0.6;
 constexpr TextStyle headlineStyle{15, QFont::DemiBold, Theme::text, TextStyle::Design::Serif};
 constexpr TextStyle hintStyle{12, QFont::Normal, Theme::secondary};
 
-Drawing::Button smallButton(const QString &name, const QString &text, const AgentTask &task)
-{
-    return {.name = name, .text = text, .look = smallLook, .subject = task.id};
-}
-
 Drawing composeAllClear(std::optional<TaskSource> silentSource, double width)
 {
     QString headline = u"现在没有需要你处理的事"_s;
@@ -99,12 +94,15 @@ Drawing FocusCardView::compose(double width) const
                                       inside, reasonLines));
 
     HStack buttons(focusButtonGap);
-    Drawing::Button copy = smallButton(u"copy"_s, u"复制名称"_s, task);
-    copy.flash = u"已复制"_s;
-    buttons.button(copy);
-    buttons.button(smallButton(u"edit"_s, u"编辑"_s, task));
-    // Codex lines are offered "完成" here, "归档" in their rows.
-    buttons.button(smallButton(u"close"_s, task.agent() == TaskSource::claude ? u"归档"_s : u"完成"_s, task));
+    for (const LineAction action : {LineAction::CopyTitle, LineAction::Edit, LineAction::Close}) {
+        const OfferedAction offered = offeredAction(action, task).value();
+        // Codex lines are offered "完成" here, "归档" in their rows.
+        const bool isCodexEnd = action == LineAction::Close && task.agent() == TaskSource::codex;
+        buttons.button({.command = LineCommand{action, task.id},
+                        .text = isCodexEnd ? u"完成"_s : offered.text,
+                        .look = smallLook,
+                        .doneText = offered.doneText});
+    }
     y = buttons.place(drawing, {focusPadding + inside - buttons.size().width(), y}, inside).bottom();
 
     drawing.size = {width, std::round(y + focusPadding)};

@@ -3,8 +3,8 @@
 #include "Plumtide/model/AgentTask.h"
 #include "Plumtide/views/Drawing.h"
 
-/// What the user has to do next: the first line that waits, large, with the reason and the buttons "copy", "edit" and
-/// "close", whose subject is the line's id. Where nothing waits, it says so; or what makes a silent source appear.
+/// What the user has to do next: the first line that waits, large, with the reason and some of its actions. Where
+/// nothing waits, it says so; or what makes a silent source appear.
 struct FocusCardView
 {
     static constexpr int shadowMargin = 20; ///< What its shadow takes around it, logical pixels.

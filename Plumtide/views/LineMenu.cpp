@@ -6,63 +6,67 @@
 
 #include <QMenu>
 
-#include <algorithm>
-
 using namespace Qt::StringLiterals;
 
-QString LineMenu::undoText(const TaskStore &store)
+namespace {
+
+QString undoText(const TaskStore &store)
 {
     constexpr qsizetype titleLength = 20; // user-perceived characters
     const std::optional<AgentTask> before = store.undoable();
     if (!before)
         return {};
     const bool isShelved = store.task(before->id)->status == AgentTaskStatus::shelved;
+    const std::optional<OfferedAction> done =
+        offeredAction(isShelved ? LineAction::Shelve : LineAction::Close, *before);
     const qsizetype length = characterEnds(before->title, titleLength).value(titleLength - 1, before->title.size());
-    const QString closed = before->isAgentLine() ? u"归档"_s : u"完成"_s;
-    return u"撤销"_s + (isShelved ? u"搁置"_s : closed) + u'「' + before->title.first(length).simplified()
+    return u"撤销"_s + (done ? done->text : QString()) + u'「' + before->title.first(length).simplified()
         + (length < before->title.size() ? u"…」"_s : u"」"_s);
 }
 
-const QList<LineMenu::Wish> &LineMenu::wishes()
+} // namespace
+
+UndoAction::UndoAction(TaskStore &store, QObject *parent) : QAction(parent), m_store(store)
 {
-    static const QList<Wish> wishes{{u"copy"_s, Qt::CTRL | Qt::Key_C}, {u"edit"_s, Qt::Key_E},
-                                    {u"shelve"_s, Qt::Key_S},          {u"resume"_s, Qt::Key_S},
-                                    {u"close"_s, Qt::Key_Delete},      {session, Qt::CTRL | Qt::Key_Return}};
-    return wishes;
+    setAutoRepeat(false);
+    updateText();
+    connect(this, &QAction::triggered, this, [this] {
+        if (m_what != undoText(m_store))
+            return;
+        m_store.undo();
+        Q_EMIT undone(m_what);
+    });
 }
 
-void LineMenu::show(QWidget &parent, const TaskStore &store, const QString &id, QPoint place, bool namesKeys,
-                    const std::function<void(const QString &wish)> &chosen)
+void UndoAction::updateText()
 {
-    const std::optional<AgentTask> line = store.task(id);
-    if (!line)
+    m_what = undoText(m_store);
+    setText(m_what.isEmpty() ? u"撤销"_s : QString(m_what).replace(u'&', u"&&"_s));
+    setEnabled(!m_what.isEmpty());
+}
+
+void showLineMenu(QWidget &parent, TaskStore &store, const QString &line, QPoint place, bool namesKeys,
+                  const std::function<void(const LineCommand &)> &chosen)
+{
+    const std::optional<AgentTask> task = store.task(line);
+    if (!task)
         return;
     Theme::setPalette();
     auto *menu = new QMenu(&parent);
     menu->setAttribute(Qt::WA_DeleteOnClose);
-    const bool isShelved = line->status == AgentTaskStatus::shelved;
-    const QString undone = undoText(store);
-    const auto add = [&](const QString &name, const QString &text) {
-        QAction *action = menu->addAction(QString(text).replace(u'&', u"&&"_s), menu, [=, &store] {
-            const std::optional<AgentTask> now = store.task(id);
-            const bool fits = now && now->status != AgentTaskStatus::done
-                && (now->status == AgentTaskStatus::shelved) == isShelved && undoText(store) == undone;
-            if (fits)
-                chosen(name);
-        });
-        const auto wish = std::ranges::find(wishes(), name, &Wish::name);
+    const auto add = [&](QAction *action, const QKeySequence &key) {
         if (namesKeys)
-            action->setShortcut(wish == wishes().end() ? QKeySequence(QKeySequence::Undo) : wish->key);
+            action->setShortcut(key);
         action->setShortcutVisibleInContextMenu(true);
-        action->setEnabled(name != undo || !undone.isEmpty());
+        menu->addAction(action);
     };
-    add(u"copy"_s, u"复制名称"_s);
-    add(u"edit"_s, u"编辑"_s);
-    add(isShelved ? u"resume"_s : u"shelve"_s, isShelved ? u"恢复"_s : u"搁置"_s);
-    add(u"close"_s, line->isAgentLine() ? u"归档"_s : u"完成"_s);
-    menu->addSeparator();
-    if (line->isAgentLine())
-        add(session, u"前往会话"_s);
-    add(undo, undone.isEmpty() ? u"撤销"_s : undone);
+    for (const OfferedAction &offered : actionsFor(*task)) {
+        auto *action = new QAction(offered.text, menu);
+        QObject::connect(action, &QAction::triggered, menu, [=] { chosen({offered.action, line}); });
+        add(action, offered.keys.first());
+        if (offered.action == LineAction::Close)
+            menu->addSeparator();
+    }
+    add(new UndoAction(store, menu), QKeySequence::Undo);
     menu->popup(place);
 }

@@ -69,7 +69,7 @@ QString activityText(const AgentTask &line, const QDateTime &now)
     return line.waitingReason.value_or(line.currentState);
 }
 
-// The y below it.
+// Returns the y below it.
 double addBody(Drawing &drawing, const AgentTask &line, double y, double width)
 {
     const double inside = width - bodyIndent;
@@ -82,16 +82,15 @@ double addBody(Drawing &drawing, const AgentTask &line, double y, double width)
     if (!line.recentEvents.isEmpty())
         y += bodyGap - eventGap;
 
-    const bool isShelved = line.status == AgentTaskStatus::shelved;
     HStack buttons(rowButtonGap);
-    const auto add = [&](const QString &name, const QString &text, const QString &icon, const QString &flash = {}) {
-        buttons.button(
-            {.name = name, .text = text, .look = actionLook, .icon = icon, .subject = line.id, .flash = flash});
-    };
-    add(u"copy"_s, u"复制名称"_s, u"copy"_s, u"已复制"_s);
-    add(u"edit"_s, u"编辑"_s, u"pencil"_s);
-    add(u"shelve"_s, isShelved ? u"恢复"_s : u"搁置"_s, isShelved ? u"u-turn-up"_s : u"tray-down"_s);
-    add(u"close"_s, line.isAgentLine() ? u"归档"_s : u"完成"_s, line.isAgentLine() ? u"archive-box"_s : u"check"_s);
+    for (const OfferedAction &offered : actionsFor(line)) {
+        if (!offered.icon.isEmpty())
+            buttons.button({.command = LineCommand{offered.action, line.id},
+                            .text = offered.text,
+                            .look = actionLook,
+                            .icon = offered.icon,
+                            .doneText = offered.doneText});
+    }
     return buttons.place(drawing, {bodyIndent, y + buttonsTop}, inside).bottom();
 }
 

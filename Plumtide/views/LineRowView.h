@@ -4,8 +4,7 @@
 #include "Plumtide/views/Drawing.h"
 
 /// One task line of a project card as it is shown at a moment: what it is, where it comes from, how fresh it is and
-/// what it does or waits for. Unfolded it shows the goal, the latest events and the buttons "copy", "edit", "shelve"
-/// and "close", whose subject is the line's id.
+/// what it does or waits for. Unfolded it shows the goal, the latest events and the buttons of its actions.
 struct LineRowView
 {
     static constexpr double margin = 4; ///< Around it, for the focus ring. Logical pixels.
@@ -13,9 +12,9 @@ struct LineRowView
     AgentTask line;
     QDateTime now;
     bool isExpanded = false;
-    bool hasBody = false; ///< It is expanded, or was until a moment ago and is still being folded.
+    bool hasBody = false; ///< It is expanded, or still being folded.
 
-    /// Whether both look and sound the same, though their moments may differ.
+    /// Whether both look and sound the same; `now` may differ.
     bool operator==(const LineRowView &other) const;
 
     [[nodiscard]] static double foldedHeight(); ///< Of every row; logical pixels.

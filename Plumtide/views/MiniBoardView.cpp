@@ -32,7 +32,7 @@ constexpr TextStyle moreStyle{10, QFont::Normal, Theme::secondary};
 constexpr TextStyle miniRowProjectStyle{11, QFont::DemiBold, Theme::text};
 constexpr TextStyle miniRowTextStyle{11, QFont::Normal, Theme::secondary};
 
-// The y below it.
+// Returns the y below it.
 double addRow(Drawing &drawing, const AgentTask &line, double y, double width)
 {
     const QString text = line.waitingReason.value_or(line.currentState);
@@ -46,10 +46,9 @@ double addRow(Drawing &drawing, const AgentTask &line, double y, double width)
     QStringList spoken{shortened(line.project), shortened(text)};
     spoken.removeAll(QString());
     const double height = face.size.height();
-    drawing.addButton({.name = line.id,
+    drawing.addButton({.command = OpenPanel{line.id},
                        .text = spoken.join(u"，"_s),
                        .look = {.style = miniRowTextStyle},
-                       .subject = line.id,
                        .description = label(line.source)},
                       {miniPaddingX, y}, std::move(face));
     return y + height;
@@ -62,11 +61,12 @@ MiniBoardView::MiniBoardView(TaskStore &store, HooksInstaller &installer, QWidge
 {
     setObjectName(u"mini"_s);
     auto *refresher = new Refresher(this, [this] { refresh(); });
-    connect(this, &DrawnView::wished, this, &MiniBoardView::mainPanelRequested);
     connect(this, &DrawnView::menuRequested, this, [this](const QString &id, QPoint place) {
         // The mini board never has the keyboard.
-        LineMenu::show(*this, m_store, id, place, false,
-                       [this, id](const QString &wish) { Q_EMIT lineWished(wish, id); });
+        showLineMenu(*this, m_store, id, place, false, [this](const LineCommand &command) {
+            if (!perform(command, m_store))
+                Q_EMIT activated(command);
+        });
     });
     connect(&store, &TaskStore::objectWillChange, refresher, &Refresher::markStale);
     connect(&installer, &HooksInstaller::objectWillChange, refresher, &Refresher::markStale);
@@ -107,6 +107,6 @@ void MiniBoardView::refresh()
     drawing.addBorder(face, cornerRadius, isCalling ? Theme::faded(Theme::accent, callingBorderOpacity) : Theme::border,
                       1);
     setDrawing(std::move(drawing));
-    place(face.translated(pos() + QPoint(shadowMargin, shadowMargin)), shadowMargin);
+    setContentRect(face.translated(pos() + QPoint(shadowMargin, shadowMargin)), shadowMargin);
     updateGeometry();
 }

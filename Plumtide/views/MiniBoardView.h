@@ -6,7 +6,8 @@ class HooksInstaller;
 class TaskStore;
 
 /// The content of the floating mini board: whether anything waits, and the first three lines that do. As high as its
-/// rows, with `shadowMargin` around it for its shadow; its size hint is its size.
+/// rows, with `shadowMargin` around it for its shadow; its size hint is its size. Its commands are `OpenPanel`, and
+/// those of a line that need a window.
 class MiniBoardView final : public DrawnView
 {
     Q_OBJECT
@@ -20,10 +21,6 @@ public:
     MiniBoardView(TaskStore &store, HooksInstaller &installer, QWidget *parent = nullptr);
 
     [[nodiscard]] QSize sizeHint() const override { return size(); }
-
-Q_SIGNALS:
-    void mainPanelRequested();                               ///< A row was clicked.
-    void lineWished(const QString &wish, const QString &id); ///< By a row's menu.
 
 private:
     [[nodiscard]] QString headerText(qsizetype waiting) const;

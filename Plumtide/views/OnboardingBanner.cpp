@@ -20,13 +20,13 @@ constexpr TextStyle messageStyle{11, QFont::Normal, Theme::secondary};
 const Drawing::ButtonLook connectLook{
     .style = {11, QFont::DemiBold, Theme::onAccent}, .paddingX = 10, .paddingY = 4, .fill = Theme::accent, .radius = 6};
 
-// The y below the row.
-double onboardingRow(Drawing &drawing, const QString &button, const QString &tool, double y, double width)
+// Returns the y below the row.
+double onboardingRow(Drawing &drawing, PanelCommand command, const QString &tool, double y, double width)
 {
     HStack row(0);
     row.text(tool + u" 还没接入"_s, bannerTitleStyle);
     row.spacer();
-    row.button({.name = button, .text = u"一键接入"_s, .look = connectLook, .description = tool});
+    row.button({.command = command, .text = u"一键接入"_s, .look = connectLook, .description = tool});
     return row.place(drawing, {bannerPadding, y + bannerGap}, width).bottom();
 }
 
@@ -41,9 +41,9 @@ Drawing OnboardingBanner::compose(double width) const
     if (isCard())
         y = drawing.addText({padding, y}, layText(u"接入数据源"_s, bannerHeadingStyle, inside));
     if (needsClaude)
-        y = onboardingRow(drawing, u"claude"_s, u"Claude Code"_s, y, inside);
+        y = onboardingRow(drawing, PanelCommand::ConnectClaude, u"Claude Code"_s, y, inside);
     if (needsCodex)
-        y = onboardingRow(drawing, u"codex"_s, u"Codex"_s, y, inside);
+        y = onboardingRow(drawing, PanelCommand::ConnectCodex, u"Codex"_s, y, inside);
     if (message)
         y = drawing.addText({padding, y + (isCard() ? bannerGap : 0)}, layText(*message, messageStyle, inside, 0));
     drawing.size = {width, std::round(y + padding)};

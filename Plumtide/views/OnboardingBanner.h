@@ -2,7 +2,7 @@
 
 #include "Plumtide/views/Drawing.h"
 
-/// Offers to connect the tools whose hooks are missing, by the buttons "claude" and "codex", and shows what came of it.
+/// Offers to connect the tools whose hooks are missing; shows what came of it.
 /// With both connected only the message is left.
 struct OnboardingBanner
 {

@@ -44,12 +44,7 @@ void statusCount(HStack &row, const QString &label, qsizetype number, bool empha
     row.text(QString::number(number), emphasized && number >= 1 ? emphasizedCountStyle : countStyle);
 }
 
-QString chipName(TaskSource source)
-{
-    return storedText(source).toLower();
-}
-
-Drawing::Button sourceChip(const QString &name, const QString &text, bool isSelected)
+Drawing::Button sourceChip(std::optional<TaskSource> source, const QString &text, bool isSelected)
 {
     Drawing::ButtonLook look = chipLook;
     if (isSelected) {
@@ -57,16 +52,14 @@ Drawing::Button sourceChip(const QString &name, const QString &text, bool isSele
         look.fill = Theme::card;
         look.shadow = {Theme::faded(Qt::black, 0.06), 1, {0, 1}};
     }
-    return {.name = name, .text = text, .look = look, .role = QAccessible::RadioButton, .isChecked = isSelected};
+    return {.command = FilterLines{source},
+            .text = text,
+            .look = look,
+            .role = QAccessible::RadioButton,
+            .isChecked = isSelected};
 }
 
 } // namespace
-
-std::optional<TaskSource> PanelHeader::filterOf(const QString &button)
-{
-    const auto *source = std::ranges::find(allTaskSources, button, chipName);
-    return source == allTaskSources.end() ? std::nullopt : std::optional(*source);
-}
 
 Drawing PanelHeader::compose(double width) const
 {
@@ -82,15 +75,15 @@ Drawing PanelHeader::compose(double width) const
     const double top = title.place(drawing, {headerPaddingX, paddingTop}, inside).bottom() + rowGap;
 
     HStack sourcePicker(headerChipGap);
-    sourcePicker.button(sourceChip(u"all"_s, u"全部"_s, !filter));
+    sourcePicker.button(sourceChip({}, u"全部"_s, !filter));
     for (const TaskSource source : allTaskSources)
-        sourcePicker.button(sourceChip(chipName(source), label(source), filter == source));
+        sourcePicker.button(sourceChip(source, label(source), filter == source));
     const QRectF chips =
         sourcePicker.place(drawing, {headerPaddingX + trayPadding, top + trayPadding}, inside - 2 * trayPadding);
     const QRectF tray = chips.adjusted(-trayPadding, -trayPadding, trayPadding, trayPadding);
     drawing.add(tray, Drawing::Box{.fill = Theme::filterTray, .radius = trayRadius});
 
-    const Drawing::Button add{.name = u"register"_s,
+    const Drawing::Button add{.command = PanelCommand::Register,
                               .text = u"登记"_s,
                               .look = registerLook,
                               .icon = u"plus"_s,
@@ -108,12 +101,12 @@ Drawing composeFooter(bool isMiniBoardOn, double width)
     HStack row(footerItemGap);
     row.text(u"v" PLUMTIDE_VERSION ""_s, versionStyle);
     row.spacer();
-    row.button({.name = u"switch"_s,
+    row.button({.command = PanelCommand::SwitchMiniBoard,
                 .text = u"悬浮板"_s,
                 .look = footerLook,
                 .role = QAccessible::CheckBox,
                 .isChecked = isMiniBoardOn});
-    row.button({.name = u"quit"_s, .text = u"退出"_s, .look = footerLook});
+    row.button({.command = PanelCommand::Quit, .text = u"退出"_s, .look = footerLook});
     const double bottom =
         row.place(drawing, {footerPaddingX, footerPaddingY}, width - 2 * footerPaddingX).bottom() + footerPaddingY;
     drawing.size = {width, std::round(bottom)};

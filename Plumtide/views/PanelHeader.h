@@ -2,8 +2,8 @@
 
 #include "Plumtide/views/Drawing.h"
 
-/// The top of the panel: the title, three live counts, the source filter by the buttons "all", "claude", "codex" and
-/// "other", and the button "register". The counts are those of lines under the filter.
+/// The top of the panel: the title, three live counts, which are those of lines under the filter, the source filter,
+/// and the button that registers a line.
 struct PanelHeader
 {
     std::optional<TaskSource> filter = {};
@@ -13,11 +13,8 @@ struct PanelHeader
 
     bool operator==(const PanelHeader &) const = default;
 
-    /// The button's source; absent for "all".
-    [[nodiscard]] static std::optional<TaskSource> filterOf(const QString &button);
     [[nodiscard]] Drawing compose(double width) const;
 };
 
-/// The bottom of the panel: the version, the switch of the mini board ("switch"), and the button that ends the program
-/// ("quit").
+/// The bottom of the panel: the version, the switch of the mini board, and the button that ends the program.
 [[nodiscard]] Drawing composeFooter(bool isMiniBoardOn, double width);

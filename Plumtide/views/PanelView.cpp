@@ -26,21 +26,23 @@ constexpr int edgeWidth = 1;
 constexpr int ruleHeight = 1;
 constexpr int focusMargin = 20;   // above and below what gets the focus
 constexpr int unfoldedMargin = 6; // and a row that is unfolded
-constexpr int toldPadding = 14;
-constexpr std::chrono::seconds tellTime{4};
+constexpr int messagePadding = 14;
+constexpr std::chrono::seconds messageTime{4};
 
 } // namespace
 
 PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, QWidget *parent)
     : QWidget(parent),
       m_store(store),
+      m_installer(installer),
       m_clock(std::move(clock)),
       m_urgent(store.urgentCount()),
+      m_undo(new UndoAction(store, this)),
       m_header(new DrawnView(QAccessible::Grouping, this)),
       m_scroll(new BoardScroll(this)),
       m_board(new BoardView(store, installer, fixedSize.width() - 2 * edgeWidth, m_scroll)),
       m_footer(new DrawnView(QAccessible::Grouping, this)),
-      m_told(new DrawnView(QAccessible::AlertMessage, this))
+      m_message(new DrawnView(QAccessible::AlertMessage, this))
 {
     Theme::setPalette();
     setObjectName(u"panel"_s);
@@ -48,28 +50,30 @@ PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, Q
     setFixedSize(fixedSize);
     setFocusPolicy(Qt::ClickFocus);
     setAttribute(Qt::WA_OpaquePaintEvent);
-    m_told->setObjectName(u"alert"_s);
-    header();
-    m_header->place({{0, 0}, m_header->drawing().size});
+    m_message->setObjectName(u"alert"_s);
+    updateHeader();
+    m_header->setContentRect({{0, 0}, m_header->drawing().size});
+    addKeys();
     setMiniBoardOn(false);
     const int footerHeight = static_cast<int>(m_footer->drawing().size.height());
-    m_footer->place(QRectF(0, height() - footerHeight, width(), footerHeight));
-    showTold(false);
+    m_footer->setContentRect(QRectF(0, height() - footerHeight, width(), footerHeight));
+    setMessageVisible(false);
     m_scroll->setWidget(m_board);
-    m_tellTimer.setSingleShot(true);
-    connect(&m_tellTimer, &QTimer::timeout, this, [this] { showTold(false); });
+    m_messageTimer.setSingleShot(true);
+    connect(&m_messageTimer, &QTimer::timeout, this, [this] { setMessageVisible(false); });
 
+    connect(m_undo, &UndoAction::undone, this, [this](const QString &what) { showMessage(u"已"_s + what + u"。"_s); });
     auto *refresher = new Refresher(this, [this] { refresh(); });
     connect(&store, &TaskStore::objectWillChange, refresher, &Refresher::markStale);
     connect(&installer, &HooksInstaller::objectWillChange, refresher, &Refresher::markStale);
     for (DrawnView *view : {m_header, m_footer})
-        connect(view, &DrawnView::wished, this, &PanelView::act);
-    connect(m_board, &BoardView::wished, this, &PanelView::act);
+        connect(view, &DrawnView::activated, this, &PanelView::run);
+    connect(m_board, &BoardView::activated, this, &PanelView::run);
     connect(m_board, &BoardView::menuRequested, this, [this](const QString &id, QPoint place) {
-        LineMenu::show(*this, m_store, id, place, true, [this, id](const QString &wish) { act(wish, id); });
+        showLineMenu(*this, m_store, id, place, true, [this](const LineCommand &command) { run(command); });
     });
     connect(m_board, &BoardView::heightChanged, this, [this](const QString &unfolding) {
-        keepPlace([this] { m_board->layOut(); });
+        keepInPlace([this] { m_board->layOut(); });
         if (unfolding == m_board->expandedID())
             bringIntoView(unfolding);
     });
@@ -82,7 +86,7 @@ void PanelView::setMiniBoardOn(bool isOn)
     m_footer->setDrawing(composeFooter(isOn, width()));
 }
 
-void PanelView::header()
+void PanelView::updateHeader()
 {
     const PanelHeader header{m_store.sourceFilter(), m_store.lineCount(AgentTaskStatus::waiting),
                              m_store.lineCount(AgentTaskStatus::running), m_store.idleLineCount()};
@@ -94,34 +98,35 @@ void PanelView::refresh()
 {
     if (m_editor)
         m_editor->followLine();
-    header();
-    keepPlace([this] { m_board->refresh(m_clock()); });
+    updateHeader();
+    m_undo->updateText();
+    keepInPlace([this] { m_board->refresh(m_clock()); });
     if (const int urgent = m_store.urgentCount(); std::exchange(m_urgent, urgent) < urgent)
         announce(*this, u"%1 条等你处理"_s.arg(urgent));
 }
 
-// The row that is being read stays where it is: the unfolded one where it is in view, or else the one under the
-// pointer.
-void PanelView::keepPlace(const std::function<void()> &change)
+// Scrolls so that the row that is being read stays in its place: the unfolded one, if it is in view, or else the one
+// under the pointer.
+void PanelView::keepInPlace(const std::function<void()> &change)
 {
     QScrollBar *bar = m_scroll->verticalScrollBar();
-    const int value = bar->value(); // before a shorter board, or a focus that moves, changes it
+    const int value = bar->value(); // a shorter board or a moving focus may change it
     const QRect seen(0, value, m_board->width(), m_scroll->height());
     QString id = m_board->expandedID();
-    std::optional<QRect> before = m_board->rowPlace(id);
+    std::optional<QRect> before = m_board->rowRect(id);
     if ((!before || !before->intersects(seen)) && m_board->underMouse()) {
         id = m_board->rowAt(m_board->mapFromGlobal(QCursor::pos()));
-        before = m_board->rowPlace(id);
+        before = m_board->rowRect(id);
     }
     change();
-    const std::optional<QRect> after = m_board->rowPlace(id);
+    const std::optional<QRect> after = m_board->rowRect(id);
     if (before && after && before->intersects(seen))
         bar->setValue(value + after->top() - before->top());
 }
 
 void PanelView::bringIntoView(const QString &id)
 {
-    const std::optional<QRect> place = m_board->rowPlace(id);
+    const std::optional<QRect> place = m_board->rowRect(id);
     if (!place)
         return;
     m_scroll->ensureVisible(0, place->bottom(), 0, unfoldedMargin);
@@ -137,8 +142,9 @@ void PanelView::showLine(const QString &id)
         return;
     if (m_store.sourceFilter() && m_store.sourceFilter() != line->source)
         m_store.setSourceFilter(std::nullopt);
-    refresh();
-    if (m_board->showLine(id))
+    updateHeader();
+    m_board->refresh(m_clock(), id);
+    if (m_board->rowRect(id))
         bringIntoView(id);
     else
         m_scroll->verticalScrollBar()->setValue(0); // it is the next step
@@ -148,39 +154,39 @@ void PanelView::showParts(bool isShown)
 {
     for (QWidget *part : QWidgetList{m_header, m_scroll, m_footer})
         part->setVisible(isShown);
-    showTold(m_tellTimer.isActive());
+    setMessageVisible(m_messageTimer.isActive());
     update();
 }
 
-// As the installer's message stands above the board, except that it stays in view.
-void PanelView::showTold(bool isShown)
+// Above the board like the installer's message, but it does not scroll.
+void PanelView::setMessageVisible(bool isShown)
 {
     const int top = m_header->height() + ruleHeight;
-    const int room = isShown ? m_told->height() + toldPadding : 0;
-    m_told->move(toldPadding, m_editor ? height() - room : top + toldPadding);
-    m_told->setVisible(isShown);
-    m_told->raise();
+    const int room = isShown ? m_message->height() + messagePadding : 0;
+    m_message->move(messagePadding, m_editor ? height() - room : top + messagePadding);
+    m_message->setVisible(isShown);
+    m_message->raise();
     m_scroll->setGeometry(edgeWidth, top + room, width() - 2 * edgeWidth, m_footer->y() - ruleHeight - top - room);
 }
 
-void PanelView::tell(const QString &sentence)
+void PanelView::showMessage(const QString &sentence)
 {
-    m_told->setDrawing(OnboardingBanner{.message = sentence}.compose(width() - 2 * toldPadding));
-    m_told->place(QRectF({0, 0}, m_told->drawing().size));
-    m_told->setAccessibleName(sentence);
-    m_told->hide(); // a screen reader says it when it comes up
-    m_tellTimer.start(tellTime);
-    showTold(true);
+    m_message->setDrawing(OnboardingBanner{.message = sentence}.compose(width() - 2 * messagePadding));
+    m_message->setContentRect(QRectF({0, 0}, m_message->drawing().size));
+    m_message->setAccessibleName(sentence);
+    m_message->hide(); // a screen reader says it when it is shown
+    m_messageTimer.start(messageTime);
+    setMessageVisible(true);
 }
 
 void PanelView::edit(const std::optional<AgentTask> &task)
 {
     if (m_editor && m_editor->isTouched()) // the mini board may ask
-        return tell(u"表单里的内容还没有保存。"_s);
+        return showMessage(u"表单里的内容还没有保存。"_s);
     if (m_editor)
         closeEditor();
     m_openedBy = QApplication::focusWidget();
-    m_leftAt = placeOnBoard(m_openedBy);
+    m_lostFocusY = yOnBoard(m_openedBy);
     setFocus(Qt::OtherFocusReason); // from what is about to be hidden
     m_editor = new TaskEditView(m_store, task, m_clock, this);
     connect(m_editor, &TaskEditView::closed, this, &PanelView::closeEditor);
@@ -200,7 +206,7 @@ void PanelView::closeEditor()
     showParts(true);
     QWidget *back = m_openedBy && isAncestorOf(m_openedBy) && m_openedBy->isVisible() ? m_openedBy : this;
     if (back != this)
-        m_leftAt = -1;
+        m_lostFocusY = -1;
     back->setFocus(Qt::ActiveWindowFocusReason); // the ring shows if it did before
 }
 
@@ -225,7 +231,7 @@ void PanelView::paintEvent(QPaintEvent *event)
     painter.fillRect(0, m_footer->y() - ruleHeight, width(), ruleHeight, Theme::border);
 }
 
-// Header, board and footer, and round again; or the form.
+// In the order header, board, footer, and the header again; or in that of the form.
 QWidget *PanelView::controlAfter(QWidget *from, bool next)
 {
     const QList<QWidget *> ring =
@@ -249,7 +255,7 @@ void PanelView::focusOn(QWidget *control, Qt::FocusReason reason)
         m_scroll->ensureWidgetVisible(control, 0, focusMargin);
 }
 
-int PanelView::placeOnBoard(const QWidget *control) const
+int PanelView::yOnBoard(const QWidget *control) const
 {
     return m_board->isAncestorOf(control) ? control->mapTo(m_board, QPoint()).y() : -1;
 }
@@ -258,8 +264,8 @@ bool PanelView::focusNextPrevChild(bool next)
 {
     QWidget *from = QApplication::focusWidget();
     const Qt::FocusReason reason = next ? Qt::TabFocusReason : Qt::BacktabFocusReason;
-    const int at = from == this ? std::exchange(m_leftAt, -1) : placeOnBoard(from);
-    // Qt asks, too, when the control that has the focus has been hidden.
+    const int at = from == this ? std::exchange(m_lostFocusY, -1) : yOnBoard(from);
+    // Qt also calls this when the control that has the focus is hidden.
     const bool isLost = at >= 0 && !m_editor && (from == this || !from->isVisible());
     QWidget *near = isLost ? m_board->controlNear(at) : nullptr;
     const auto *gone = qobject_cast<DrawnView *>(from);
@@ -269,11 +275,11 @@ bool PanelView::focusNextPrevChild(bool next)
     }
     const QRect place = gone->rect().translated(gone->mapTo(m_scroll->viewport(), QPoint()));
     if (!gone->showsFocus()) { // a key must not act on a line that the user has not chosen
-        m_leftAt = at;
+        m_lostFocusY = at;
         setFocus(Qt::OtherFocusReason);
     } else if (place.intersects(m_scroll->viewport()->rect())) {
         focusOn(near, reason);
-    } else { // the user reads elsewhere
+    } else { // without scrolling to it: it is out of view
         near->setFocus(reason);
     }
     return true;

@@ -17,6 +17,7 @@ class DrawnView;
 class HooksInstaller;
 class TaskEditView;
 class TaskStore;
+class UndoAction;
 
 /// The whole content of the panel: header, scrolling board and footer; or the task edit form in their place.
 /// Owns no task data; what it shows is read again after each change, and only while it is visible. The unfolded line,
@@ -37,9 +38,8 @@ public:
     /// Scrolls to a line of the store and unfolds it, whatever was shown before. A form that was begun stays above it.
     void showLine(const QString &id);
 
-    /// Does what is wished of a line: by a button, a key or a menu, here or on the mini board. See LineMenu.
-    void act(const QString &wish, const QString &id);
-    void tell(const QString &sentence); ///< For a moment, above the board, or below the form.
+    void run(const Command &command);          ///< Given by a button, a key or a menu.
+    void showMessage(const QString &sentence); ///< For a moment, above the board, or below the form.
 
 Q_SIGNALS:
     void sessionRequested(const QString &id);
@@ -50,33 +50,36 @@ protected:
     void paintEvent(QPaintEvent *event) override;
     void focusInEvent(QFocusEvent *event) override;
     bool focusNextPrevChild(bool next) override;
-    void keyPressEvent(QKeyEvent *event) override; ///< What counts wherever the focus is.
+    void keyPressEvent(QKeyEvent *event) override; ///< Scrolling and Shift+F10, wherever the focus is.
 
 private:
     void refresh();
-    void header();
+    void addKeys();
+    void updateHeader();
     void edit(const std::optional<AgentTask> &task); // a new one when it is absent
     void closeEditor();
     void showParts(bool isShown);
-    void showTold(bool isShown);
-    void keepPlace(const std::function<void()> &change);
+    void setMessageVisible(bool isShown);
+    void keepInPlace(const std::function<void()> &change);
     void bringIntoView(const QString &id);
     void focusOn(QWidget *control, Qt::FocusReason reason);
     [[nodiscard]] QWidget *controlAfter(QWidget *from, bool next);
-    [[nodiscard]] int placeOnBoard(const QWidget *control) const; // its y there; -1 elsewhere
+    [[nodiscard]] int yOnBoard(const QWidget *control) const; // -1 where it is not on the board
 
     TaskStore &m_store;
+    HooksInstaller &m_installer;
     const Clock m_clock;
     int m_urgent; // lines, when it was last refreshed
     std::optional<PanelHeader> m_shownHeader;
+    UndoAction *m_undo;
     DrawnView *m_header;
     QScrollArea *m_scroll;
     BoardView *m_board;
     DrawnView *m_footer;
-    DrawnView *m_told; // the sentence, while there is one
-    QTimer m_tellTimer{this};
+    DrawnView *m_message;
+    QTimer m_messageTimer{this};
     bool m_isMiniBoardOn = false;
     TaskEditView *m_editor = nullptr; // null while the board is shown
     QPointer<QWidget> m_openedBy;     // the control that the form was opened by
-    int m_leftAt = -1;                // where on the board the focus was, when the panel has it instead
+    int m_lostFocusY = -1;            // where on the board the focus was, when the panel has it instead
 };

@@ -25,7 +25,7 @@ constexpr TextStyle cardTimeStyle{11, QFont::Normal, Theme::secondary};
 constexpr TextStyle summaryStyle{11.5, QFont::Normal, Theme::secondary};
 const Drawing::ButtonLook foldLook{.style = {11, QFont::Normal, Theme::secondary}};
 
-// When the first minute of a line is full: every rule that looks at the time counts whole minutes.
+// When the age of a line in whole minutes changes next; every rule about the time counts whole minutes.
 qint64 nextChange(const QList<AgentTask> &lines, qint64 now)
 {
     constexpr qint64 minute = std::chrono::milliseconds(1min).count();
@@ -57,7 +57,7 @@ void ProjectCardView::setGroup(const ProjectGroup &group, const QString &exclude
     face = {.project = group.name,
             .age = shortAgo(std::ranges::max(shown.lines, {}, &AgentTask::updatedAt).updatedAt, now),
             .summary = shown.lines.size() >= 2 ? shown.summaryText(now) : QString(),
-            .section = shown.section(now), // the board may show it in another, for the line that is shown elsewhere
+            .section = shown.section(now), // the board may show it in that of the line that is shown elsewhere
             .isUrgent = shown.isUrgent()};
     if (face.section == ProjectSection::pending)
         face.linesLeft = paddingLeftOfPending;
@@ -102,11 +102,10 @@ Drawing ProjectCardFace::compose(double width) const
     }
     if (foldedLines == 0)
         return drawing;
-    const Drawing::Button fold{.name = u"fold"_s,
+    const Drawing::Button fold{.command = ToggleFold{project},
                                .text = isFoldOpen ? u"收起"_s : u"还有 %1 条暂时没新动静"_s.arg(foldedLines),
                                .look = foldLook,
-                               .icon = isFoldOpen ? u"chevron-up"_s : u"chevron-down"_s,
-                               .subject = project};
+                               .icon = isFoldOpen ? u"chevron-up"_s : u"chevron-down"_s};
     drawing.addButton(fold, {linesLeft, height - ProjectCardView::paddingY - foldHeight()}, composeButton(fold));
     return drawing;
 }

@@ -6,7 +6,7 @@
 #include <cmath>
 
 /// What a project's card shows besides its lines: the project in its colour, how long ago anything changed, a summary;
-/// and the button "fold", which unfolds the quiet lines. Its subject is the project.
+/// and the button that unfolds the quiet lines.
 struct ProjectCardFace
 {
     QString project;
@@ -25,7 +25,7 @@ struct ProjectCardFace
     [[nodiscard]] Drawing compose(double width) const;
 };
 
-/// The card of one project, as its group is at a moment. It knows no widgets.
+/// The card of one project, as its group is at a moment. It is no widget.
 struct ProjectCardView
 {
     static constexpr double paddingX = 11; ///< Logical pixels, as all here.
@@ -38,7 +38,11 @@ struct ProjectCardView
     [[nodiscard]] bool shows(const ProjectGroup &group, const QString &excludeID, const QDateTime &now) const;
     /// Quiet lines can be folded away where there are others.
     [[nodiscard]] bool canFold() const { return face.foldedLines > 0; }
-    [[nodiscard]] bool isFoldable(qsizetype index) const { return canFold() && index >= activeCount; }
+    /// Those of its lines that have rows, while this much of the quiet lines is unfolded, 0 to 1.
+    [[nodiscard]] qsizetype rowCount(double unfolded) const
+    {
+        return canFold() && unfolded == 0 ? activeCount : lines.size();
+    }
     [[nodiscard]] qsizetype indexOf(const QString &id) const; ///< Of one of its lines; -1 where it does not have it.
     [[nodiscard]] double opacity() const { return face.section == ProjectSection::quiet ? 0.75 : 1; }
     [[nodiscard]] double lineWidth(double width) const { return std::floor(width - face.linesLeft - paddingX); }
@@ -56,6 +60,7 @@ struct ProjectCardView
     qsizetype itemIndex = 0; ///< Of its item; those of its lines are before it.
 
 private:
-    qint64 m_validFrom = 0;  // milliseconds
-    qint64 m_validUntil = 0; // then time alone changes what is shown
+    // What is shown is right for m_validFrom <= now < m_validUntil, in milliseconds.
+    qint64 m_validFrom = 0;
+    qint64 m_validUntil = 0;
 };

@@ -23,7 +23,7 @@ void Refresher::markStale()
 bool Refresher::eventFilter(QObject *object, QEvent *event)
 {
     if (event->type() == QEvent::Show) {
-        m_isStale = true; // time has passed, if nothing else
+        m_isStale = true; // at least time has passed
         refreshNow();
     }
     return QObject::eventFilter(object, event);

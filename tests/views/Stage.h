@@ -41,9 +41,9 @@ public:
         if (kind == u"mini") {
             auto mini = std::make_unique<MiniBoardView>(*m_store, *m_installer);
             mini->setAttribute(Qt::WA_TranslucentBackground);
-            connect(mini.get(), &MiniBoardView::mainPanelRequested, this, [this] { m_told += u"open the panel"_s; });
-            connect(mini.get(), &MiniBoardView::lineWished, this,
-                    [this](auto wish, auto id) { m_told += wish + u' ' + id; });
+            connect(mini.get(), &MiniBoardView::activated, this, [this](const Command &command) {
+                m_told += std::holds_alternative<OpenPanel>(command) ? u"open the panel"_s : lineOf(command);
+            });
             m_view = std::move(mini);
         } else {
             auto panel = std::make_unique<PanelView>(*m_store, *m_installer, [this] { return m_home.now; });
@@ -198,6 +198,11 @@ protected:
             m_focused += at ? at->text(QAccessible::Name).section(u'，', 0, 0) : u"nothing"_s;
         }
     }
+    Q_INVOKABLE void repeat(const QString &keys) // as a key that is held
+    {
+        const QKeyCombination key = QKeySequence(keys)[0];
+        QTest::simulateEvent(m_view->windowHandle(), true, key.key(), key.keyboardModifiers(), {}, true);
+    }
     Q_INVOKABLE void type(const QString &text) { QTest::keyClicks(QApplication::focusWidget(), text); }
     Q_INVOKABLE void wheel(const QString &angle) // over a choice, in the form
     {
@@ -216,7 +221,7 @@ protected:
     Q_INVOKABLE void open(const QString &line) { static_cast<PanelView *>(m_view.get())->showLine(line); }
     Q_INVOKABLE void wish(const QString &of) // as the mini board passes it on
     {
-        static_cast<PanelView *>(m_view.get())->act(of.section(u' ', 0, 0), of.section(u' ', 1));
+        static_cast<PanelView *>(m_view.get())->run(LineCommand{LineAction::Edit, of.section(u' ', 1)});
     }
     Q_INVOKABLE void toggle(const QString &to) { static_cast<PanelView *>(m_view.get())->setMiniBoardOn(to == u"on"); }
     Q_INVOKABLE void pass(const QString &minutes) { m_home.now = m_home.now.addSecs(60 * minutes.toInt()); }

@@ -1,0 +1,85 @@
+#pragma once
+
+#include "Plumtide/model/AgentTask.h"
+
+#include <QKeySequence>
+
+#include <variant>
+
+class TaskStore;
+
+/// What a user can do with a task line.
+enum class LineAction { CopyTitle, Edit, Shelve, Resume, Close, OpenSession };
+
+/// An action as it is offered by a button, in a menu and by a key.
+struct OfferedAction
+{
+    LineAction action;
+    QString text;
+    QString icon;             ///< Of its button; without one it has no button.
+    QList<QKeySequence> keys; ///< The first is named in the menu.
+    QString doneText = {};    ///< What the button says for a moment after a press.
+};
+
+/// What can be done with a line as it is now, in the order of its buttons and its menu. Nothing with one that is done.
+[[nodiscard]] QList<OfferedAction> actionsFor(const AgentTask &line);
+
+/// One of those; nothing if it is not offered.
+[[nodiscard]] std::optional<OfferedAction> offeredAction(LineAction action, const AgentTask &line);
+
+/// The keys of all actions, those of an action together.
+[[nodiscard]] QList<QList<QKeySequence>> lineActionKeys();
+
+/// An action on the line with this id.
+struct LineCommand
+{
+    LineAction action;
+    QString line;
+
+    bool operator==(const LineCommand &) const = default;
+};
+
+/// A click on this line of the mini board.
+struct OpenPanel
+{
+    QString line;
+
+    bool operator==(const OpenPanel &) const = default;
+};
+
+/// Unfolds the quiet lines of a project's card, or folds them.
+struct ToggleFold
+{
+    QString project;
+
+    bool operator==(const ToggleFold &) const = default;
+};
+
+/// Shows the lines of one source, or all where it is absent.
+struct FilterLines
+{
+    std::optional<TaskSource> source;
+
+    bool operator==(const FilterLines &) const = default;
+};
+
+enum class PanelCommand { Register, SwitchMiniBoard, ConnectClaude, ConnectCodex, Quit };
+
+/// What a button does.
+using Command = std::variant<LineCommand, OpenPanel, ToggleFold, FilterLines, PanelCommand>;
+
+/// The id of the line that it is about; empty where it is about none.
+[[nodiscard]] QString lineOf(const Command &command);
+
+/// Does what needs no window, unless the line does not offer it any more. False where it is left to the caller: `Edit`
+/// and `OpenSession`. Thread: main thread.
+[[nodiscard]] bool perform(const LineCommand &command, TaskStore &store);
+
+/// A visitor of all commands; one that has no handler does not compile.
+template <typename... Handlers>
+struct Overloaded : Handlers...
+{
+    using Handlers::operator()...;
+};
+template <typename... Handlers>
+Overloaded(Handlers...) -> Overloaded<Handlers...>;
