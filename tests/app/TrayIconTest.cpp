@@ -21,12 +21,12 @@ TEST(TrayIcon, LooksLikeThePictureAtEverySize)
         }
         y += 64;
     }
-    const QImage should(QStringLiteral(PLUMTIDE_TEST_DATA_DIR "/app/tray-icon.png"));
+    const QImage should(PLUMTIDE_TEST_DATA_DIR "/app/tray-icon.png");
     int different = 0;
     for (int y = 0; y < is.height(); ++y)
         for (int x = 0; x < is.width(); ++x)
             different += !should.valid(x, y) || qAbs(qGray(is.pixel(x, y)) - qGray(should.pixel(x, y))) > 40;
     EXPECT_LT(different, 40);
     if (different >= 40)
-        is.save(QDir::temp().filePath(u"tray-icon.png"_s));
+        is.save(QDir::temp().filePath("tray-icon.png"));
 }
