@@ -60,19 +60,17 @@ public:
             {"look", [&] { look(); }},
             {"sweep", [&] { store->sweep(); }},
             {"record", [&] { record(names, fields); }},
-            {"remove", [&] { record(names, {}, false); }},
             {"missed", [&] { store->applyMissedEvents(); }},
             {"writes",
              [&] {
-                 home.append(QString(".claude/projects/p/%1.jsonl").arg(names[0]),
-                             QString("{\"message\":{\"content\":%1}}\n").arg(rest).toUtf8());
+                 home.append(".claude/projects/p/" + names[0], ("{\"message\":{\"content\":" + rest + "}}\n").toUtf8());
              }},
         };
         setTime(match.captured(1));
         m_before = store->tasks();
         m_said.clear();
         m_announced = saves = 0;
-        verbs.value(verb, [&] { apply(named(verb), names[0], members(rest)); })();
+        verbs.value(verb, [&] { apply(named(verb), names[0], rest); })();
         sayChanges(verb == "sweep" || verb == "filter" ? 1 : 0, verb == "set" ? 2 : 1);
         return verb == "given" ? QString() : m_said.join(verb == "look" ? "\n" : "; ");
     }
@@ -89,42 +87,35 @@ private:
         home.now = m_time.toUTC();
     }
 
-    /// "status, key value, .key value" as JSON, each after a comma; those with a point are in the tool's input. What is
-    /// no number, word or other piece of JSON is a text.
-    static QString members(const QString &text)
+    /// "status, key value" as members of JSON, each after a comma. What is no word or piece of JSON is a text.
+    static QString members(QString text)
     {
-        static const QRegularExpression json("^(?:[-0-9\"\\[{].*|true|false|null)$");
-        QString outer, input;
-        for (const QString &member : text.split(", ", Qt::SkipEmptyParts)) {
-            const QString key = member.contains(' ') ? member.section(' ', 0, 0) : "status";
-            const QString value = member.contains(' ') ? member.section(' ', 1) : member;
-            const QString written = json.match(value).hasMatch() ? value : '"' + value + '"';
-            key.startsWith('.') ? input += ",\"" + key.mid(1) + "\":" + written
-                                : outer += ",\"" + key + "\":" + written;
-        }
-        return input.isEmpty() ? outer : outer + ",\"tool_input\":{" + input.mid(1) + '}';
+        static const QRegularExpression status("^(\\w+)(?=,|$)"), keys("(?:^|, )(\\w+) "),
+            plain(R"((^|, )(\w+) (?!["\[{\d-]|(?:true|false|null)(?:,|$))(.*?)(?=, |$))");
+        return text.replace(status, "status \\1").replace(plain, R"(\1\2 "\3")").replace(keys, R"(,"\1":)");
     }
 
     /// The event reaches the store a minute after it happened. Of a member given twice the last one counts.
-    void apply(const QString &id, const QString &name, const QString &members)
+    void apply(const QString &id, const QString &name, const QString &fields)
     {
         const QString usual = R"({"session_id":"%1","hook_event_name":"%2","cwd":"/home/u/shop","tavvel_ts":%3)";
-        const QString line = usual.arg(id.sliced(3), name).arg(home.now.toSecsSinceEpoch()) + members + '}';
+        QString line = usual.arg(id.sliced(3), name).arg(home.now.toSecsSinceEpoch());
+        line += members(fields.section('|', 0, 0).trimmed());
+        if (fields.contains('|'))
+            line += ",\"tool_input\":{" + members(fields.section("| ", 1)).mid(1) + '}';
         home.now = home.now.addSecs(60);
-        store->apply(HookEvent::decode(line.toUtf8()).value_or(HookEvent()));
+        store->apply(HookEvent::decode(line.toUtf8() + '}').value_or(HookEvent()));
     }
 
-    /// Files of Claude Code's are written, and removed again where they are not kept.
-    void record(const QStringList &names, const QString &members, bool areKept = true)
+    /// Writes files of Claude Code's.
+    void record(const QStringList &names, const QString &members)
     {
         const QString usual = R"({"sessionId":"%1","pid":11,"procStart":"1100","statusUpdatedAt":%2)";
         for (const QString &name : names) {
-            const QString file = name.contains('.') ? name : name + ".json", session = name.section('.', 0, 0);
+            const QString session = named(name.section('.', 0, 0)).sliced(3);
             const QString content = usual.arg(session).arg(home.now.toMSecsSinceEpoch()) + members + '}';
-            named(session);
+            const QString file = name.contains('.') ? name : name + ".json";
             home.write(".claude/sessions/" + file, content.toUtf8());
-            if (!areKept)
-                QFile::remove(home.path(".claude/sessions/" + file));
             m_sessions.read(QSet{file});
         }
     }
@@ -147,40 +138,32 @@ private:
             const QString id = named(line.section('@', 0, 0));
             setTime(line.section('@', 1));
             QVariantMap record = m_board.value(id, usual(id)).toVariantMap();
-            record.insert(QJsonDocument::fromJson(QString("{%1}").arg(fields.mid(1)).toUtf8()).object().toVariantMap());
+            record.insert(QJsonDocument::fromJson(('{' + fields.mid(1) + '}').toUtf8()).object().toVariantMap());
             store->upsert(agentTaskFrom(QJsonObject::fromVariantMap(record)).value());
         }
-    }
-
-    QString list(const QList<AgentTask> &lines, bool withAges) const
-    {
-        QStringList names;
-        for (const AgentTask &line : lines)
-            names += withAges ? line.id + ' ' + shortAgo(line.updatedAt, home.now) : line.id;
-        return " | " + (names.isEmpty() ? "–" : names.join(", "));
     }
 
     void look()
     {
         for (const auto &section : store->sections()) {
             for (const ProjectGroup *group : section) {
-                QString text =
-                    label(group->section(home.now)) + ' ' + group->name + ": " + group->summaryText(home.now);
-                for (const auto rank : {LineRank::urgent, LineRank::freshWaiting, LineRank::running, LineRank::quiet}) {
-                    QList<AgentTask> lines = group->lines;
-                    lines.removeIf([&](const AgentTask &line) { return lineRank(line, home.now) != rank; });
-                    text += list(lines, true);
-                }
-                m_said += text;
+                QStringList lines;
+                for (const AgentTask &line : group->lines)
+                    lines += line.id + ' ' + shortAgo(line.updatedAt, home.now);
+                m_said += label(group->section(home.now)) + ' ' + group->name + ": " + group->summaryText(home.now)
+                    + " | " + lines.join(", ");
             }
         }
-        QString lists = QString("urgent %1, idle %2").arg(store->urgentCount()).arg(store->idleLineCount());
+        QString all = QString("urgent %1, idle %2").arg(store->urgentCount()).arg(store->idleLineCount());
         for (const AgentTaskStatus status : allAgentTaskStatuses) {
-            lists += list(store->tasks(status), false);
-            EXPECT_EQ(store->lineCount(status), store->tasks(status).size());
+            const QList<AgentTask> lines = store->tasks(status);
+            all += " | " + storedText(status);
+            for (const AgentTask &line : lines)
+                all += ' ' + line.id;
+            EXPECT_EQ(store->lineCount(status), lines.size());
         }
         EXPECT_TRUE(store->firstWaiting() == store->tasks(AgentTaskStatus::waiting).first());
-        m_said += lists;
+        m_said += all;
     }
 
     /// What is printed of a member. A time in front, as an event has it, is left out where it is the step's.
@@ -191,8 +174,8 @@ private:
         if (!record[key].isArray())
             return {value.isValid() ? value.toString() : "–"};
         QStringList fact = value.toStringList();
-        fact.replaceInStrings(QRegularExpression(QString("^(?!%1)").arg(time)), "@");
-        return fact.replaceInStrings(QRegularExpression('^' + time), QString());
+        fact.replaceInStrings(QRegularExpression("^(?!" + time + ')'), "@");
+        return fact.replaceInStrings(QRegularExpression('^' + time), "");
     }
 
     /// Every step saves and announces once for what it changed, a new state twice; some announce something else, too.
@@ -202,19 +185,19 @@ private:
         QMap<QString, QJsonObject> board;
         for (const AgentTask &line : store->tasks()) {
             const QJsonObject known = m_board.contains(line.id) ? m_board.take(line.id) : usual(line.id);
-            const QJsonObject now = board[line.id] = toJson(line);
+            QJsonObject now = toJson(line);
             records.append(now);
-            QStringList changes;
-            const QString shown = storedText(line.status) + ' ' + label(ProjectGroup{{}, {line}}.section(home.now))
+            now[""] = storedText(line.status) + ' ' + label(ProjectGroup{{}, {line}}.section(home.now))
                 + (line.isUrgent() ? " urgent" : "") + (line.isStuck(home.now) ? " stuck" : "");
-            if (shown != std::exchange(m_shown[line.id], shown))
-                changes += shown;
+            board[line.id] = now;
+            QStringList changes;
             QVariantMap members = known.toVariantMap();
             members.insert(now.toVariantMap());
             for (const QString &key : members.keys()) {
                 const QStringList before = fact(known, key), after = fact(now, key);
                 if (after != before && key != "status" && key != "updatedAt")
-                    changes += key + changeOf(before, after);
+                    changes.insert(key == "title" || key == "project" ? 0 : changes.size(),
+                                   (key + changeOf(before, after)).trimmed());
             }
             const QString at = line.updatedAt.toLocalTime().toString("HH:mm");
             if (now != known && (at != m_time.toString("HH:mm") || changes.isEmpty()))
@@ -230,11 +213,11 @@ private:
         const QByteArray file = home.read(tasksFile);
         EXPECT_EQ(file, records.isEmpty() && file.isEmpty() ? "" : QJsonDocument(records).toJson());
         // A group's revision changes with what it shows, and with nothing else.
-        const auto before = std::exchange(m_groups, {});
         for (const auto &section : store->sections()) {
             for (const ProjectGroup *group : section) {
-                const auto now = m_groups[group->name] = {*group, group->summaryText(home.now)};
-                EXPECT_EQ(group->revision == before[group->name].first.revision, now == before[group->name]);
+                const std::pair now(*group, group->summaryText(home.now));
+                const auto before = std::exchange(m_groups[group->name], now);
+                EXPECT_EQ(group->revision == before.first.revision, now == before);
                 for (const AgentTask &line : group->lines)
                     EXPECT_TRUE(store->tasks().contains(line));
             }
@@ -246,8 +229,7 @@ private:
     QDateTime m_time; // of the step, where the user lives
     QString m_named;  // the id of the line that was named last
     QMap<QString, std::pair<ProjectGroup, QString>> m_groups;
-    QMap<QString, QJsonObject> m_board; // the lines by id, as they were after the last step
-    QMap<QString, QString> m_shown;     // by id, how they were shown then
+    QMap<QString, QJsonObject> m_board; // the lines by id, and how they are shown as a member without a name
     QList<AgentTask> m_before;
     int m_announced = 0;
     QStringList m_said;
@@ -261,10 +243,10 @@ TEST(Board, ChangesAsTheTextSays)
     QFile produced(QCoreApplication::applicationDirPath() + "/board.txt");
     ASSERT_TRUE(file.open(QIODevice::ReadOnly) && produced.open(QIODevice::WriteOnly));
     const QString written = QString::fromUtf8(file.readAll());
-    const QRegularExpression rows("^(?!    )(.*)\n((?:    .*\n)*)",
-                                  QRegularExpression::MultilineOption);              // with what is below
-    const QRegularExpression fold("(.{1,136}(?=\n|\\z)|.{1,135}[,;|])(?: |\n|\\z)"); // behind a comma or the like
-    QList<std::pair<QRegularExpression, QString>> phrases;                           // what is replaced, and by what
+    // A row with what is below it; what is folded behind a comma or the like; phrases, and what they stand for.
+    const QRegularExpression rows("^(?!    )(.*)\n((?:    .*\n)*)", QRegularExpression::MultilineOption);
+    const QRegularExpression fold("(.{1,136}(?=\n|\\z)|.{1,135}[,;|])(?: |\n|\\z)");
+    QList<std::pair<QRegularExpression, QString>> phrases;
     QString played;
     std::unique_ptr<Scene> scene;
     for (const QRegularExpressionMatch &match : rows.globalMatch(written)) {
@@ -275,10 +257,9 @@ TEST(Board, ChangesAsTheTextSays)
             scene = std::make_unique<Scene>();
         } else if (row.startsWith('"')) {
             said = match.captured(2).simplified();
-            QString pattern = QRegularExpression::escape(said).replace("\\~", "\\1");
-            if (const qsizetype first = pattern.indexOf("\\1"); first >= 0)
-                pattern.replace(first, 2, "(.+?)");
-            phrases.append({QRegularExpression(pattern), row.mid(1).chopped(1).replace('~', "\\1")});
+            QStringList parts = QRegularExpression::escape(said).split("\\~");
+            parts[0] += parts.size() > 1 ? "(.+?)" + parts.takeAt(1) : QString();
+            phrases.append({QRegularExpression(parts.join("\\1")), row.mid(1).chopped(1).replace('~', "\\1")});
         } else if (!row.isEmpty() && !row.startsWith('#')) {
             const QStringList steps = row.split("; ");
             for (const QString &step : steps) {
