@@ -1,20 +1,11 @@
 #include "tests/board/StoreInHome.h"
+#include "tests/support/DiskCalls.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QRegularExpression>
 
-#include <fcntl.h>
 #include <time.h>
-
-static int saves = 0;
-
-// Counts how often tasks.json is replaced.
-extern "C" int rename(const char *from, const char *to) noexcept
-{
-    saves += QByteArrayView(to).endsWith("/tasks.json") ? 1 : 0;
-    return ::renameat(AT_FDCWD, from, AT_FDCWD, to);
-}
 
 namespace {
 
@@ -69,7 +60,8 @@ public:
         setTime(match.captured(1));
         m_before = store->tasks();
         m_said.clear();
-        m_announced = saves = 0;
+        m_announced = 0;
+        takeDiskCalls();
         verbs.value(verb, [&] { apply(named(verb), names[0], rest); })();
         sayChanges(verb == "sweep" || verb == "filter" ? 1 : 0, verb == "set" ? 2 : 1);
         return verb == "given" ? QString() : m_said.join(verb == "look" ? "\n" : "; ");
@@ -208,6 +200,7 @@ private:
         for (const QString &id : m_board.keys())
             m_said += id + " dropped";
         m_board = board;
+        const auto saves = takeDiskCalls().count("rename tasks.json");
         if (saves != (store->tasks() == m_before ? 0 : once) || m_announced != saves + others)
             m_said += QString("saved %1, announced %2").arg(saves).arg(m_announced);
         const QByteArray file = home.read(tasksFile);

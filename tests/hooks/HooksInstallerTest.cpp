@@ -3,14 +3,13 @@
 #include "Plumtide/hooks/Silence.h"
 #include "Plumtide/system/Files.h"
 
+#include "tests/support/DiskCalls.h"
 #include "tests/support/TestHome.h"
 #include "tests/support/Unprivileged.h"
 
-#include <cerrno>
+#include <QRegularExpression>
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 
 namespace {
@@ -22,10 +21,12 @@ const QString hookScript = ".tavvel/hooks/tavvel-hook.sh";
 const QString codexScript = ".tavvel/hooks/codex-notify.sh";
 const QString forward = ".tavvel/hooks/codex-notify-forward";
 
-// The names that files got, in order, and what happens at that moment; true where the disk is full.
-QStringList renamed;
-std::function<bool(const QString &)> onRename;
-bool isFlushed = false;
+// The names that files got since the last call. Another text where one was not flushed before.
+QString takeRenamed()
+{
+    static const QRegularExpression file("flush \\.([^,]+)\\.\\w{6}\\.tavvel-new, rename \\1(, flush [\\w.]+)?(, |$)");
+    return takeDiskCalls().replace(file, "\\1 ").trimmed();
+}
 
 // A home of an ordinary user: nothing protects a file from root.
 class HooksInstallerTest : public testing::Test
@@ -54,25 +55,6 @@ protected:
 };
 
 } // namespace
-
-// In the place of the C library's, also for Qt.
-extern "C" int fsync(int descriptor)
-{
-    isFlushed = true;
-    return static_cast<int>(::syscall(SYS_fsync, descriptor));
-}
-extern "C" int fdatasync(int descriptor)
-{
-    return fsync(descriptor);
-}
-extern "C" int rename(const char *from, const char *to) noexcept
-{
-    const QString name = QFileInfo(QFile::decodeName(to)).fileName();
-    renamed += std::exchange(isFlushed, false) ? name : name + " (not flushed)";
-    const bool isFull = onRename && onRename(name);
-    errno = ENOSPC;
-    return isFull ? -1 : ::renameat(AT_FDCWD, from, AT_FDCWD, to);
-}
 
 TEST_F(HooksInstallerTest, EveryOutcomeHasItsMessageAndItsBackupAndLinksAndModesStay)
 {
@@ -182,22 +164,21 @@ TEST_F(HooksInstallerTest, TheToolsFileChangesLastWhenAllElseIsOnTheDiskAndStays
     for (const auto &[file, names] :
          {std::pair(settings, "settings.json.original settings.json.backup-tavvel settings.json"),
           {config, "config.toml.original config.toml.backup-tavvel codex-notify-forward config.toml"}}) {
-        const QStringList order = QString("tavvel-hook.sh codex-notify.sh ").append(names).split(' ');
+        const QString order = QString("tavvel-hook.sh codex-notify.sh ") + names;
         const QByteArray before = home.read(file);
-        for (qsizetype step = 0; step <= order.size(); ++step) {
+        for (int step = 0, most = order.count(' ') + 1; step <= most; ++step) {
             HooksInstaller installer(home.environment());
             QDir(home.path(".tavvel")).removeRecursively();
             QFile::remove(home.path(file + backup));
-            renamed.clear();
-            onRename = [step](const QString &) { return renamed.size() > step; };
+            takeDiskCalls();
+            onRename = [left = step](const QString &) mutable { return left-- == 0; };
             file == config ? installer.installCodex() : installer.installClaude();
-            EXPECT_EQ(renamed, order.first(qMin(step + 1, order.size())));
-            EXPECT_EQ(home.read(file) == before, step < order.size());
-            EXPECT_EQ(state(installer).contains(order.value(step) + "：磁盘空间不足。"), step < order.size());
+            EXPECT_EQ(takeRenamed(), order.section(' ', 0, step));
+            EXPECT_EQ(home.read(file) == before, step < most);
+            EXPECT_EQ(state(installer).contains(order.section(' ', step, step) + "：磁盘空间不足。"), step < most);
         }
-        renamed.clear();
         EXPECT_NE(state(HooksInstaller(home.environment())), "-");
-        EXPECT_EQ(renamed, QStringList()); // a start with all in its place writes nothing
+        EXPECT_EQ(takeRenamed(), ""); // a start with all in its place writes nothing
     }
 }
 
@@ -210,9 +191,8 @@ TEST_F(HooksInstallerTest, ARemovalThatIsKilledAtAnyStepIsEndedByTheNextByteForB
         installer.installClaude();
         installer.installClaude(); // for which there is nothing new to do
         installer.installCodex();
-        renamed.clear();
         if (::fork() == 0) {
-            onRename = [killedAt](const QString &) { return renamed.size() > killedAt && (::_exit(9), true); };
+            onRename = [left = killedAt](const QString &) mutable { return left-- == 0 && (::_exit(9), true); };
             HooksRemoval::remove(home.path());
             ::_exit(0);
         }

@@ -1,17 +1,14 @@
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/system/Files.h"
 
+#include "tests/support/DiskCalls.h"
 #include "tests/support/TestHome.h"
 #include "tests/support/Unprivileged.h"
 
 #include <QSettings>
 
-#include <mutex>
-
-#include <fcntl.h>
 #include <sys/file.h>
 #include <sys/resource.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 
 namespace {
@@ -29,41 +26,7 @@ QString shell(const TestHome &home, const QString &commands)
     return text;
 }
 
-std::mutex diskMutex;
-QStringList diskCalls; // "flush NAME" and "rename NAME"; a plus sign before those on another thread than the main one
-bool diesAtRename = false;
-
-void note(const QString &call, const QString &path)
-{
-    const std::lock_guard lock(diskMutex);
-    diskCalls += (::gettid() == ::getpid() ? "" : "+") + call + path.section('/', -1);
-}
-
-QString takeDiskCalls()
-{
-    const std::lock_guard lock(diskMutex);
-    return std::exchange(diskCalls, {}).join(", ");
-}
-
 } // namespace
-
-// These two take the place of the C library's in this program.
-extern "C" int fsync(int file)
-{
-    note("flush ", QFile::symLinkTarget("/proc/self/fd/" + QString::number(file)));
-    return static_cast<int>(::syscall(SYS_fsync, file));
-}
-
-extern "C" int rename(const char *from, const char *to) noexcept
-{
-    // There is no read lease for a file that is open for writing, and no start of a program, either.
-    const Descriptor file(::open(from, O_RDONLY | O_CLOEXEC));
-    const bool isBusy = ::fcntl(file.get(), F_SETLEASE, F_RDLCK) != 0 && errno == EAGAIN;
-    note(isBusy ? "rename busy " : "rename ", QString::fromUtf8(to));
-    if (diesAtRename)
-        ::_exit(9);
-    return static_cast<int>(::syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0));
-}
 
 TEST(Files, ReplacingLeavesTheNewFileOrTheOldWithItsModeAndLinksAndNothingBesideIt)
 {
@@ -92,14 +55,14 @@ TEST(Files, ReplacingLeavesTheNewFileOrTheOldWithItsModeAndLinksAndNothingBeside
         shell(home, QString("umask 0; chmod 777 .; mkdir d; ") + before);
         ::setrlimit(RLIMIT_FSIZE, error == EFBIG ? &twoBytes : &sizes);
         const auto ordinaryUser = error == EACCES ? std::make_unique<Unprivileged>() : nullptr;
-        const Outcome<void> outcome = Files::replace(home.path(QString::fromUtf8(name)), "new", options);
+        const Outcome<void> outcome = Files::replace(home.path(name), "new", options);
         ::setrlimit(RLIMIT_FSIZE, &sizes);
         EXPECT_EQ(outcome ? 0 : outcome.failure().code, error) << before;
-        const Outcome<QByteArray> content = Files::read(home.path(QString::fromUtf8(name)), 3);
+        const Outcome<QByteArray> content = Files::read(home.path(name), 3);
         EXPECT_EQ(content ? 0 : content.failure().code, error == EACCES ? EFBIG : error) << before;
         EXPECT_EQ(shell(home, R"(find * .[!.]* ! -type d 2>&- | sort | while read f; do
                                   stat -c $f:%a:$(readlink $f)=$([ -f $f ] && cat $f) $f; done)"),
-                  QString::fromUtf8(after));
+                  after);
     }
 }
 
@@ -112,7 +75,7 @@ TEST(Files, ANewFileIsClosedAndOnTheDiskBeforeItGetsItsNameAndAKilledWriterLeave
     const QString calls = takeDiskCalls();
     EXPECT_TRUE(calls.startsWith("flush .f.") && calls.contains(", rename f, flush ")) << qPrintable(calls);
     if (::fork() == 0) {
-        diesAtRename = true;
+        onRename = [](const QString &) -> bool { ::_exit(9); };
         ::_exit(Files::replace(path, "half of it", later) ? 0 : 1);
     }
     ::wait(nullptr);
