@@ -243,13 +243,13 @@ TEST(Board, ChangesAsTheTextSays)
     QString played;
     std::unique_ptr<Scene> scene;
     for (const QRegularExpressionMatch &match : rows.globalMatch(written)) {
-        const QString row = match.captured(1);
+        const QString row = match.captured(1).section(" → ", 0, 0);
         SCOPED_TRACE(qPrintable(row));
         QString said;
         if (row.startsWith("==")) {
             scene = std::make_unique<Scene>();
         } else if (row.startsWith('"')) {
-            said = match.captured(2).simplified();
+            said = (match.captured(1).section(" → ", 1) + match.captured(2)).simplified();
             QStringList parts = QRegularExpression::escape(said).split("\\~");
             parts[0] += parts.size() > 1 ? "(.+?)" + parts.takeAt(1) : QString();
             phrases.append({QRegularExpression(parts.join("\\1")), row.mid(1).chopped(1).replace('~', "\\1")});
@@ -262,7 +262,8 @@ TEST(Board, ChangesAsTheTextSays)
             for (const auto &[pattern, phrase] : phrases)
                 said.replace(pattern, phrase);
         }
-        played += row + '\n' + said.replace(fold, "    \\1\n");
+        const bool fits = row.size() + said.size() <= 137 && !said.contains('\n');
+        played += row + (!fits ? "\n" + said.replace(fold, "    \\1\n") : said.isEmpty() ? "\n" : " → " + said + '\n');
     }
     produced.write(played.toUtf8());
     EXPECT_TRUE(played == written) << "diff -u " << qPrintable(file.fileName()) << ' '
