@@ -16,7 +16,7 @@ QString addProgram(const TestHome &home, const QString &name)
 } // namespace
 
 // A row: an entry, whether a login starts a Plumtide by it, and what switching on and off makes of it. "~" is the home.
-TEST(Autostart, KeepsWhatTheUserHasWrittenAndNeverSaysOnWhenALoginStartsNothing)
+TEST(Autostart, KeepsTheUsersEntryAndIsOnIfALoginStartsTheProgram)
 {
     const QByteArray none = "(none)", notes = "notes of mine\n";
     const QByteArray own = "[Desktop Entry]\nType=Application\nName=Plumtide\n"

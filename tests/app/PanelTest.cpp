@@ -9,7 +9,7 @@
 
 using namespace std::chrono_literals;
 
-TEST(Panel, StandsInsideTheFreeAreaBesideTheClickOrTheBar)
+TEST(Panel, IsPlacedInTheFreeAreaAtTheClickOrTheBar)
 {
     const QRect screen(0, 0, 1280, 800), second(-1920, 0, 1920, 1080), small(0, 0, 320, 300);
     const QRect belowTop(0, 26, 1280, 774), aboveBottom(0, 0, 1280, 774), rightOf(48, 0, 1232, 800),
@@ -34,7 +34,7 @@ TEST(Panel, StandsInsideTheFreeAreaBesideTheClickOrTheBar)
         EXPECT_EQ(panelTopLeft(item, on, available, {400, 560}), expected) << item.x() << ' ' << item.y();
 }
 
-TEST(Panel, OpensAndClosesByTheClickThatWasMeantAndKeepsItsLists)
+TEST(Panel, OpensAndClosesByClicksAndStaysWhileAListIsOpen)
 {
     std::chrono::steady_clock::time_point now{1h};
     auto *const content = new QWidget;

@@ -9,7 +9,7 @@
 using namespace Qt::StringLiterals;
 
 // Rows: no number, 3, 12, 99, "99+"; columns: the sizes. A picture that is wrong is left in the temporary folder.
-TEST(TrayIcon, LooksLikeThePictureAtEverySize)
+TEST(TrayIcon, MatchesThePictureAtEverySize)
 {
     QImage is(206, 5 * 64, QImage::Format_RGB32);
     is.fill(0xf6f5f4);

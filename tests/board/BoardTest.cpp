@@ -230,7 +230,7 @@ private:
 
 } // namespace
 
-TEST(Board, ChangesAsTheTextSays)
+TEST(Board, ChangesAsBoardTxtSays)
 {
     QFile file(PLUMTIDE_TEST_DATA_DIR "/board/board.txt");
     QFile produced(QCoreApplication::applicationDirPath() + "/board.txt");

@@ -37,7 +37,7 @@ TEST_F(StoreTest, AStartLeavesTheFileAloneAndASaveKeepsEveryField)
     EXPECT_EQ(HookEvent::decode("{\"cwd\":\"\xEF\xBB\xBF\"}")->cwd, "\uFEFF");
 }
 
-TEST_F(StoreTest, AFileOfAnythingElseIsKeptAndNumberedAndOneThatCannotBeReadBeforeTheFirstSave)
+TEST_F(StoreTest, AFileThatIsNoneOfOursIsMovedAside)
 {
     QList<QByteArray> damaged{"{", "{}", "[1]", QByteArray("[\0]", 3)};
     for (const QByteArray &member : full.split(','))
@@ -63,7 +63,7 @@ TEST_F(StoreTest, AFileOfAnythingElseIsKeptAndNumberedAndOneThatCannotBeReadBefo
     EXPECT_EQ(QFile::permissions(home.path(tasksFile)) & ~QFile::Permissions(0xf00), 0x6000);
 }
 
-TEST_F(StoreTest, AFailedSaveSaysOneLineAndIsMadeUpForAtTheEnd)
+TEST_F(StoreTest, AFailedSaveIsReportedAndRepeatedAtTheEnd)
 {
     home.write(".tavvel", "where the directory should be");
     restart();
@@ -76,7 +76,7 @@ TEST_F(StoreTest, AFailedSaveSaysOneLineAndIsMadeUpForAtTheEnd)
     EXPECT_EQ(store->tasks().size(), 1);
 }
 
-TEST_F(StoreTest, AToolIsSeenByAnyNamedEventAlsoOfAnOldLogAndEverAfter)
+TEST_F(StoreTest, AToolIsKnownFromItsFirstEventOnAlsoOfAnOldLog)
 {
     for (const int padding : {0, 10'000'000}) { // so large a log is emptied
         StoreInHome old;

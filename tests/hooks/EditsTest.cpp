@@ -24,7 +24,7 @@ void askAboutAll(const QString &target, QByteArray (*oracle)(const QByteArray &)
 } // namespace
 
 // In a locale whose decimal point is a comma: it is the user's, and no file's.
-TEST(Edits, NothingOfOtherProgramsIsLostAndNothingIsRefusedWithoutNeed)
+TEST(Edits, EachFileOfTheCorpusIsEditedOrRefusedAsItsNameSays)
 {
     const QTemporaryDir locales;
     const QString german = locales.filePath("de_DE.UTF-8");
@@ -36,7 +36,7 @@ TEST(Edits, NothingOfOtherProgramsIsLostAndNothingIsRefusedWithoutNeed)
     std::setlocale(LC_ALL, "C.UTF-8");
 }
 
-TEST(Edits, FilesThatNobodyWroteUseUpNeitherTheStackNorTheDay)
+TEST(Edits, DeepFilesNeedLittleStackAndTime)
 {
     const auto many = [](const QByteArray &text) { return text.repeated(200'000); };
     for (const QByteArray &z : {many("[") + many("]"), many("{\"a\":") + '1' + many("}"), many("[{\"a\":")})
@@ -76,7 +76,7 @@ TEST(Edits, RefusalSaysWhatIsWrongWithTheFile)
               "refused:config.toml 里有没法核对的写法，为避免弄坏它，这次没有改动。");
 }
 
-TEST(Edits, EarlierCommandIsReadByUserPerceivedCharactersUpToTheEndOfItsArray)
+TEST(Edits, TheEarlierCommandIsReadToTheEndOfItsArray)
 {
     const QString line =
         "notify = ['a' \"\", [\"]\"'b', \"c\\\"d\\\\e\\n\", 1, 'f\"g\\', \"'\", \"\u00E9\", \"h\"\u0301\"] # 'i']";

@@ -14,11 +14,8 @@
 
 namespace {
 
-const QString settings = ".claude/settings.json";
-const QString config = ".codex/config.toml";
-const QString backup = ".backup-tavvel";
-const QString hookScript = ".tavvel/hooks/tavvel-hook.sh";
-const QString codexScript = ".tavvel/hooks/codex-notify.sh";
+const QString settings = ".claude/settings.json", config = ".codex/config.toml", backup = ".backup-tavvel";
+const QString hookScript = ".tavvel/hooks/tavvel-hook.sh", codexScript = ".tavvel/hooks/codex-notify.sh";
 const QString forward = ".tavvel/hooks/codex-notify-forward";
 
 // The names that files got since the last call. Another text where one was not flushed before.
@@ -35,8 +32,8 @@ protected:
     HooksInstallerTest()
     {
         onRename = {};
-        for (const QString &script : {"tavvel-hook.sh", "codex-notify.sh"})
-            home.write("resources/hooks/" + script, "new");
+        home.write("resources/hooks/tavvel-hook.sh", "new");
+        home.write("resources/hooks/codex-notify.sh", "new");
     }
 
     mode_t mode(const QString &name) const
@@ -56,7 +53,7 @@ protected:
 
 } // namespace
 
-TEST_F(HooksInstallerTest, EveryOutcomeHasItsMessageAndItsBackupAndLinksAndModesStay)
+TEST_F(HooksInstallerTest, EachOutcomeHasItsMessageAndLinksAndModesStay)
 {
     const char *const claudeDone = "Claude Code 接好了。重新打开一个会话，再发一条消息就能看到。";
     const char *const unwritable = "接入失败：无法写入 %1：没有权限。",
@@ -134,7 +131,7 @@ TEST_F(HooksInstallerTest, EveryOutcomeHasItsMessageAndItsBackupAndLinksAndModes
     }
 }
 
-TEST_F(HooksInstallerTest, StartReplacesTheScriptsThatThereAreWhereAToolIsRegistered)
+TEST_F(HooksInstallerTest, StartUpdatesTheScriptsWhereAToolIsRegistered)
 {
     QFile::remove(home.path("resources/hooks/codex-notify.sh"));
     home.write(codexScript, "old");
@@ -157,7 +154,7 @@ TEST_F(HooksInstallerTest, StartReplacesTheScriptsThatThereAreWhereAToolIsRegist
     EXPECT_EQ(home.read(codexScript), "old");
 }
 
-TEST_F(HooksInstallerTest, TheToolsFileChangesLastWhenAllElseIsOnTheDiskAndStaysWhereAStepFails)
+TEST_F(HooksInstallerTest, TheToolsFileIsReplacedLastAndStaysWhereAStepFails)
 {
     home.write(settings, "{}");
     home.write(config, "notify = ['x']");
@@ -182,7 +179,7 @@ TEST_F(HooksInstallerTest, TheToolsFileChangesLastWhenAllElseIsOnTheDiskAndStays
     }
 }
 
-TEST_F(HooksInstallerTest, ARemovalThatIsKilledAtAnyStepIsEndedByTheNextByteForByteAndNothingIsLeft)
+TEST_F(HooksInstallerTest, ARemovalThatWasKilledIsCompletedByTheNext)
 {
     for (int killedAt = 0, status = 1; status != 0; ++killedAt) {
         home.write(settings, "{ \"a\" :1}");
@@ -209,7 +206,7 @@ TEST_F(HooksInstallerTest, ARemovalThatIsKilledAtAnyStepIsEndedByTheNextByteForB
     }
 }
 
-TEST_F(HooksInstallerTest, WhatKeepsRegisteredHooksFromRunningIsSaidAndNothingElse)
+TEST_F(HooksInstallerTest, ReasonsWhyRegisteredHooksDoNotRunAreReported)
 {
     ::setenv("CODEX_HOME", qPrintable(home.path(".codex/")), 1);
     ::setenv("CLAUDE_CONFIG_DIR", "/x", 1); // is said in every case
@@ -236,7 +233,7 @@ TEST_F(HooksInstallerTest, WhatKeepsRegisteredHooksFromRunningIsSaidAndNothingEl
     ::unsetenv("CLAUDE_CONFIG_DIR");
 }
 
-TEST_F(HooksInstallerTest, WhatAnotherProgramWritesMeanwhileIsNotOverwritten)
+TEST_F(HooksInstallerTest, ChangesOfAnotherProgramAreNotOverwritten)
 {
     home.write(settings, "{}");
     onRename = [this](const QString &name) {

@@ -17,8 +17,6 @@ QByteArray line(int number, qsizetype padding = 0)
 class EventLogTest : public testing::Test
 {
 protected:
-    void write(const QByteArray &content, QIODevice::OpenMode how) const { m_home.write("log", content, how); }
-    void append(const QByteArray &content) const { write(content, QIODevice::Append); }
     qint64 size() const { return QFileInfo(m_path).size(); }
 
     const TestHome m_home;
@@ -28,17 +26,15 @@ protected:
     qint64 m_offset = 0;
     const EventLog::OnEvent m_receive = [this](const std::optional<HookEvent> &event, qint64 position) {
         m_offset = position;
-        if (!event)
-            return;
-        m_ids.append(event->sessionId.value_or("-"));
-        m_last = m_ids.last().toInt();
+        if (event)
+            m_last = (m_ids << event->sessionId.value_or("-")).last().toInt();
     };
     EventLog m_log{m_path, 0, m_receive};
 };
 
 } // namespace
 
-TEST_F(EventLogTest, EveryWholeLineIsHandedOverOnceAndNoneBeforeItsLineFeed)
+TEST_F(EventLogTest, EachCompleteLineIsReportedOnce)
 {
     const QByteArray longLine = line(3, 3'000'000);
     // Other types, an escape that JSON does not know, nothing, no JSON, and what is too deep.
@@ -66,7 +62,7 @@ TEST_F(EventLogTest, EveryWholeLineIsHandedOverOnceAndNoneBeforeItsLineFeed)
     const auto bytesInUse = [] { return ::mallinfo2().uordblks + ::mallinfo2().hblkhd; };
     const size_t before = bytesInUse();
     for (const auto &[isAppended, content, read, left] : rows) {
-        write(content, isAppended ? QIODevice::Append : QIODevice::Truncate);
+        m_home.write("log", content, isAppended ? QIODevice::Append : QIODevice::Truncate);
         m_ids.clear();
         m_log.readNewLines();
         EXPECT_EQ(m_ids.join(' '), read);
@@ -75,10 +71,10 @@ TEST_F(EventLogTest, EveryWholeLineIsHandedOverOnceAndNoneBeforeItsLineFeed)
     EXPECT_LT(bytesInUse(), before + 1'000'000); // what a long line costs ends with it
 }
 
-TEST_F(EventLogTest, EachEventComesWithThePositionPastItAndReadingGoesOnFromAnyOfThem)
+TEST_F(EventLogTest, ReadingGoesOnFromThePositionAfterEachEvent)
 {
     const QByteArray other = "no event\n";
-    append(line(0) + other + line(1) + line(2) + other);
+    m_home.append("log", line(0) + other + line(1) + line(2) + other);
     for (const qint64 position : {line(0).size(), line(0).size() + other.size(), size()}) {
         QList<qint64> past;
         EventLog log(m_path, position, [&past](const auto &, qint64 end) { past += end; });
@@ -88,7 +84,7 @@ TEST_F(EventLogTest, EachEventComesWithThePositionPastItAndReadingGoesOnFromAnyO
     }
 }
 
-TEST_F(EventLogTest, OnlyALargeLogThatWasReadToItsEndAndThatNobodyHoldsIsEmptied)
+TEST_F(EventLogTest, OnlyALargeLogThatWasReadAndIsNotOpenIsEmptied)
 {
     constexpr int large = 10'000'001;
     // The log's bytes, those that were read, and whether somebody has it open; only the last one is emptied.
@@ -97,7 +93,7 @@ TEST_F(EventLogTest, OnlyALargeLogThatWasReadToItsEndAndThatNobodyHoldsIsEmptied
                                                   {large, large + 1, false}, // another log's
                                                   {large, large, true},
                                                   {large, large, false}}) {
-        write(QByteArray(bytes, '\n'), QIODevice::Truncate);
+        m_home.write("log", QByteArray(bytes, '\n'));
         m_offset = position;
         QFile writer(m_path);
         EXPECT_TRUE(!isHeld || writer.open(QIODevice::Append));
@@ -108,9 +104,9 @@ TEST_F(EventLogTest, OnlyALargeLogThatWasReadToItsEndAndThatNobodyHoldsIsEmptied
     }
 }
 
-TEST_F(EventLogTest, TheWatcherEmptiesTheLogAndFindsANewOneByItsPollAndFromThenOnWaitsForNone)
+TEST_F(EventLogTest, TheWatcherEmptiesTheLogAndFollowsItsSuccessors)
 {
-    append(QByteArray(10'000'001, '\n'));
+    m_home.append("log", QByteArray(10'000'001, '\n'));
     EventWatcher watcher(m_path, 10'000'001, {}, {m_receive, {}, [] {}}, 1s);
     watcher.start();
     EXPECT_TRUE(waitUntil([&] { return size() == 0; }));
@@ -118,7 +114,7 @@ TEST_F(EventLogTest, TheWatcherEmptiesTheLogAndFindsANewOneByItsPollAndFromThenO
     for (int i = 0; i < 30; ++i) {
         EXPECT_TRUE(i % 10 != 0
                     || (i == 10 ? QFile::remove(m_path) : QFile::rename(m_path, m_path + QString::number(i))));
-        append(line(i));
+        m_home.append("log", line(i));
         EXPECT_TRUE(waitUntil([&] { return m_last == i; })) << i;
         if (i % 10 == 0)
             sinceFound.start();
@@ -127,7 +123,7 @@ TEST_F(EventLogTest, TheWatcherEmptiesTheLogAndFindsANewOneByItsPollAndFromThenO
     EXPECT_EQ(m_ids.size(), 30);
 }
 
-TEST_F(EventLogTest, ARecordIsReadAsSoonAsItIsWrittenReplacedOrGoneAlsoInAFolderThatComesLater)
+TEST_F(EventLogTest, ARecordIsReadWhenItIsWrittenReplacedOrRemoved)
 {
     std::atomic<int> pid = 0;
     const auto onRecord = [&pid](const SessionRecord &, const SessionRecord &now) { pid = now.pid; };

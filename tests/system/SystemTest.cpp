@@ -28,7 +28,7 @@ QString shell(const TestHome &home, const QString &commands)
 
 } // namespace
 
-TEST(Files, ReplacingLeavesTheNewFileOrTheOldWithItsModeAndLinksAndNothingBesideIt)
+TEST(Files, ReplaceLeavesTheNewOrTheOldFileWithItsModeAndLinks)
 {
     // What a shell does before, what is called, the error, and what is there then: "NAME:MODE:LINK'S TARGET=CONTENT".
     const std::tuple<const char *, const char *, Files::ReplaceOptions, int, const char *> rows[] = {
@@ -66,7 +66,7 @@ TEST(Files, ReplacingLeavesTheNewFileOrTheOldWithItsModeAndLinksAndNothingBeside
     }
 }
 
-TEST(Files, ANewFileIsClosedAndOnTheDiskBeforeItGetsItsNameAndAKilledWriterLeavesTheOldAndNothingForLong)
+TEST(Files, ReplaceFlushesBeforeItRenamesAndLeftTemporariesAreRemoved)
 {
     const TestHome home;
     const QString path = home.path("f");
@@ -94,7 +94,7 @@ TEST(Files, ANewFileIsClosedAndOnTheDiskBeforeItGetsItsNameAndAKilledWriterLeave
     EXPECT_FALSE(Files::read("/proc/self/pagemap", 1 << 20)); // which has no end
 }
 
-TEST(Files, ABurstOfChangesReachesTheDiskSoonInOneGoAndNeverOnTheMainThreadAndAtTheEnd)
+TEST(Files, ChangesAreFlushedTogetherOnAnotherThreadAndAtTheEnd)
 {
     TestHome home;
     home.defaults()->setNumber("tavvel.events.offset", 0);
@@ -112,7 +112,7 @@ TEST(Files, ABurstOfChangesReachesTheDiskSoonInOneGoAndNeverOnTheMainThreadAndAt
     EXPECT_EQ(shell(home, "stat -c %a .tavvel .tavvel/tasks.json"), "700 600"); // nobody else's to read
 }
 
-TEST(Defaults, EachWriteIsInTheFileAtOnceForAnyReader)
+TEST(Defaults, EachChangeIsInTheFileAtOnce)
 {
     const TestHome home;
     const auto defaults = home.defaults();
