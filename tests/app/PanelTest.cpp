@@ -44,7 +44,7 @@ TEST(Panel, OpensAndClosesByClicksAndStaysWhileAListIsOpen)
     QWidget other;
     const auto isOpen = [&] { return panel.isVisible() && QTest::qWaitForWindowActive(&panel); };
     const auto isClosed = [&] { return waitUntil([&] { return !panel.isVisible(); }); };
-    const auto turnAway = [&](std::chrono::milliseconds after) {
+    const auto activateOther = [&](std::chrono::milliseconds after) {
         now += after;
         other.hide();
         other.show();
@@ -55,13 +55,13 @@ TEST(Panel, OpensAndClosesByClicksAndStaysWhileAListIsOpen)
     EXPECT_TRUE(isOpen());
     panel.toggle();
     EXPECT_FALSE(panel.isVisible());
-    turnAway(0ms); // this platform tells of no focus that goes with a window
+    activateOther(0ms); // this platform tells of no focus that goes with a window
     panel.toggle();
     EXPECT_TRUE(isOpen());
-    turnAway(249ms);
+    activateOther(249ms);
     EXPECT_TRUE(isOpen()) << "the window manager's doing, while it opens";
     for (const auto pause : {199ms, 200ms}) {
-        turnAway(1s);
+        activateOther(1s);
         EXPECT_TRUE(isClosed());
         now += pause;
         panel.toggle();
@@ -70,7 +70,7 @@ TEST(Panel, OpensAndClosesByClicksAndStaysWhileAListIsOpen)
         ASSERT_TRUE(isOpen());
     }
     list->showPopup();
-    turnAway(1s);
+    activateOther(1s);
     EXPECT_TRUE(waitUntil([&] { return other.isActiveWindow(); }) && panel.isVisible());
     list->hidePopup();
     EXPECT_TRUE(isClosed()) << "the focus has gone elsewhere meanwhile";

@@ -96,7 +96,7 @@ private:
         if (fields.contains('|'))
             line += ",\"tool_input\":{" + members(fields.section("| ", 1)).mid(1) + '}';
         home.now = home.now.addSecs(60);
-        store->apply(HookEvent::decode(line.toUtf8() + '}').value_or(HookEvent()));
+        store->apply(HookEvent::decode(line.toUtf8() + '}').value());
     }
 
     /// Writes files of Claude Code's.
@@ -222,7 +222,7 @@ private:
     QDateTime m_time; // of the step, where the user lives
     QString m_named;  // the id of the line that was named last
     QMap<QString, std::pair<ProjectGroup, QString>> m_groups;
-    QMap<QString, QJsonObject> m_board; // the lines by id, and how they are shown as a member without a name
+    QMap<QString, QJsonObject> m_board; // the lines by id; the member without a name says how a line is shown
     QList<AgentTask> m_before;
     int m_announced = 0;
     QStringList m_said;
@@ -256,7 +256,7 @@ TEST(Board, ChangesAsBoardTxtSays)
         } else if (!row.isEmpty() && !row.startsWith('#')) {
             const QStringList steps = row.split("; ");
             for (const QString &step : steps) {
-                const QString changes = scene->play(step);
+                const QString changes = scene->play(step); // only the last one is meant to change something
                 said += changes.isEmpty() || &step == &steps.last() ? changes : "first, " + changes + '\n';
             }
             for (const auto &[pattern, phrase] : phrases)
