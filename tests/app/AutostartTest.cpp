@@ -4,7 +4,7 @@
 
 namespace {
 
-const QString entry = u"autostart/plumtide.desktop"_s;
+const QString entry = "autostart/plumtide.desktop";
 
 QString addProgram(const TestHome &home, const QString &name)
 {
@@ -16,7 +16,7 @@ QString addProgram(const TestHome &home, const QString &name)
 } // namespace
 
 // A row: an entry, whether a login starts a Plumtide by it, and what switching on and off makes of it. "~" is the home.
-TEST(Autostart, KeepsWhatTheUserHasWrittenAndNeverSaysOnWhenALoginStartsNothing)
+TEST(Autostart, KeepsTheUsersEntryAndIsOnIfALoginStartsTheProgram)
 {
     const QByteArray none = "(none)", notes = "notes of mine\n";
     const QByteArray own = "[Desktop Entry]\nType=Application\nName=Plumtide\n"
@@ -47,8 +47,8 @@ TEST(Autostart, KeepsWhatTheUserHasWrittenAndNeverSaysOnWhenALoginStartsNothing)
     };
     for (const auto &row : rows) {
         const TestHome home;
-        addProgram(home, u"other"_s);
-        const Autostart autostart(home.path(entry), addProgram(home, u"plumtide"_s));
+        addProgram(home, "other");
+        const Autostart autostart(home.path(entry), addProgram(home, "plumtide"));
         const auto real = [&](QByteArray text) { return text.replace("~", home.path().toUtf8()); };
         for (const bool isOn : {true, false}) {
             SCOPED_TRACE(testing::Message() << "row " << &row - rows << (isOn ? ", on" : ", off"));

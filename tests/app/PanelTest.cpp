@@ -9,49 +9,42 @@
 
 using namespace std::chrono_literals;
 
-TEST(Panel, StandsInsideTheFreeAreaBesideTheClickOrTheBar)
+TEST(Panel, IsPlacedInTheFreeAreaAtTheClickOrTheBar)
 {
     const QRect screen(0, 0, 1280, 800), second(-1920, 0, 1920, 1080), small(0, 0, 320, 300);
     const QRect belowTop(0, 26, 1280, 774), aboveBottom(0, 0, 1280, 774), rightOf(48, 0, 1232, 800),
         leftOf(0, 0, 1232, 800);
-    const struct
-    {
-        QVariant at; // a point, or the item's place
-        QRect screen, available;
-        QPoint expected;
-    } rows[] = {
-        {QPoint(1267, 13), screen, belowTop, {880, 26}},
-        {QPoint(1267, 790), screen, aboveBottom, {880, 214}},
-        {QPoint(20, 780), screen, rightOf, {48, 240}},
-        {QPoint(1260, 400), screen, leftOf, {832, 120}},
-        {QPoint(1267, 400), screen, screen, {880, 240}}, // a bar that takes no room
-        {QPoint(1267, 399), screen, screen, {880, 0}},
-        {QRect(1200, 780, 20, 20), screen, screen, {880, 220}}, // which the panel must not cover
-        {QRect(1200, 0, 20, 20), screen, screen, {880, 20}},
-        {QPoint(-10, 1070), second, second.adjusted(0, 0, 0, -30), {-400, 490}},
+    // The click or the item's place, the screen, what is free of it, and where the panel stands.
+    const std::tuple<QRect, QRect, QRect, QPoint> rows[] = {
+        {{1267, 13, 1, 1}, screen, belowTop, {880, 26}},
+        {{1267, 790, 1, 1}, screen, aboveBottom, {880, 214}},
+        {{20, 780, 1, 1}, screen, rightOf, {48, 240}},
+        {{1260, 400, 1, 1}, screen, leftOf, {832, 120}},
+        {{1267, 400, 1, 1}, screen, screen, {880, 240}}, // a bar that takes no room
+        {{1267, 399, 1, 1}, screen, screen, {880, 0}},
+        {{1200, 780, 20, 20}, screen, screen, {880, 220}}, // which the panel must not cover
+        {{1200, 0, 20, 20}, screen, screen, {880, 20}},
+        {{-10, 1070, 1, 1}, second, second.adjusted(0, 0, 0, -30), {-400, 490}},
         {{}, screen, belowTop, {880, 26}},
         {{}, screen, leftOf, {832, 240}},
         {{}, screen, screen, {880, 0}},
-        {QPoint(300, 290), small, small.adjusted(0, 0, 0, -20), {0, 0}}, // no room
+        {{300, 290, 1, 1}, small, small.adjusted(0, 0, 0, -20), {0, 0}}, // no room
     };
-    for (const auto &row : rows) {
-        const QRect item =
-            row.at.typeId() == QMetaType::QPoint ? QRect(row.at.toPoint(), QSize(1, 1)) : row.at.toRect();
-        EXPECT_EQ(panelTopLeft(item, row.screen, row.available, {400, 560}), row.expected) << &row - rows;
-    }
+    for (const auto &[item, on, available, expected] : rows)
+        EXPECT_EQ(panelTopLeft(item, on, available, {400, 560}), expected) << item.x() << ' ' << item.y();
 }
 
-TEST(Panel, OpensAndClosesByTheClickThatWasMeantAndKeepsItsLists)
+TEST(Panel, OpensAndClosesByClicksAndStaysWhileAListIsOpen)
 {
     std::chrono::steady_clock::time_point now{1h};
     auto *const content = new QWidget;
     auto *const list = new QComboBox(content);
-    list->addItem(QStringLiteral("一"));
+    list->addItem("一");
     PanelWindow panel(content, [&] { return now; });
     QWidget other;
     const auto isOpen = [&] { return panel.isVisible() && QTest::qWaitForWindowActive(&panel); };
     const auto isClosed = [&] { return waitUntil([&] { return !panel.isVisible(); }); };
-    const auto turnAway = [&](std::chrono::milliseconds after) {
+    const auto activateOther = [&](std::chrono::milliseconds after) {
         now += after;
         other.hide();
         other.show();
@@ -62,13 +55,13 @@ TEST(Panel, OpensAndClosesByTheClickThatWasMeantAndKeepsItsLists)
     EXPECT_TRUE(isOpen());
     panel.toggle();
     EXPECT_FALSE(panel.isVisible());
-    turnAway(0ms); // this platform tells of no focus that goes with a window
+    activateOther(0ms); // this platform tells of no focus that goes with a window
     panel.toggle();
     EXPECT_TRUE(isOpen());
-    turnAway(249ms);
+    activateOther(249ms);
     EXPECT_TRUE(isOpen()) << "the window manager's doing, while it opens";
     for (const auto pause : {199ms, 200ms}) {
-        turnAway(1s);
+        activateOther(1s);
         EXPECT_TRUE(isClosed());
         now += pause;
         panel.toggle();
@@ -77,7 +70,7 @@ TEST(Panel, OpensAndClosesByTheClickThatWasMeantAndKeepsItsLists)
         ASSERT_TRUE(isOpen());
     }
     list->showPopup();
-    turnAway(1s);
+    activateOther(1s);
     EXPECT_TRUE(waitUntil([&] { return other.isActiveWindow(); }) && panel.isVisible());
     list->hidePopup();
     EXPECT_TRUE(isClosed()) << "the focus has gone elsewhere meanwhile";

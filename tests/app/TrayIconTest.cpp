@@ -9,7 +9,7 @@
 using namespace Qt::StringLiterals;
 
 // Rows: no number, 3, 12, 99, "99+"; columns: the sizes. A picture that is wrong is left in the temporary folder.
-TEST(TrayIcon, LooksLikeThePictureAtEverySize)
+TEST(TrayIcon, MatchesThePictureAtEverySize)
 {
     QImage is(206, 5 * 64, QImage::Format_RGB32);
     is.fill(0xf6f5f4);
@@ -21,12 +21,12 @@ TEST(TrayIcon, LooksLikeThePictureAtEverySize)
         }
         y += 64;
     }
-    const QImage should(QStringLiteral(PLUMTIDE_TEST_DATA_DIR "/app/tray-icon.png"));
+    const QImage should(PLUMTIDE_TEST_DATA_DIR "/app/tray-icon.png");
     int different = 0;
     for (int y = 0; y < is.height(); ++y)
         for (int x = 0; x < is.width(); ++x)
             different += !should.valid(x, y) || qAbs(qGray(is.pixel(x, y)) - qGray(should.pixel(x, y))) > 40;
     EXPECT_LT(different, 40);
     if (different >= 40)
-        is.save(QDir::temp().filePath(u"tray-icon.png"_s));
+        is.save(QDir::temp().filePath("tray-icon.png"));
 }

@@ -1,24 +1,15 @@
 #include "tests/board/StoreInHome.h"
+#include "tests/support/DiskCalls.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QRegularExpression>
 
-#include <fcntl.h>
 #include <time.h>
-
-static int saves = 0;
-
-// Counts how often tasks.json is replaced.
-extern "C" int rename(const char *from, const char *to) noexcept
-{
-    saves += QByteArrayView(to).endsWith("/tasks.json") ? 1 : 0;
-    return ::renameat(AT_FDCWD, from, AT_FDCWD, to);
-}
 
 namespace {
 
-/// One scene of board.txt: a store that is driven step by step.
+/// One board of board.txt: a store that is driven step by step.
 class Scene : StoreInHome
 {
 public:
@@ -27,174 +18,211 @@ public:
         static int scenes = 0;
         qputenv("TZ", ++scenes % 2 == 0 ? "<+0545>-5:45" : "<-0930>9:30"); // what is shown is the user's time
         ::tzset();
-        home.defaults()->setBoolean(u"tavvel.claude.hasSeenEvent"_s, true);
-        home.defaults()->setBoolean(u"tavvel.codex.hasSeenEvent"_s, true);
+        setTime("10:00");
+        home.defaults()->setBoolean("tavvel.claude.hasSeenEvent", true);
+        home.defaults()->setBoolean("tavvel.codex.hasSeenEvent", true);
         home.processes = {11};
         restart();
         EXPECT_TRUE(waitUntil([this] { return !store->isCatchingUp(); }));
         store->setNotify([this](const Board::Notice &notice) {
-            say(notice.body.isEmpty() ? u"withdraws "_s + notice.id()
-                                      : u"notifies "_s + notice.id() + u": "_s + notice.title + u": "_s + notice.body);
+            const QString own = '-' + m_named, text = ": " + notice.title + ": " + notice.body;
+            const QString id = notice.id();
+            m_said += (notice.body.isEmpty() ? "withdraws " : "notifies ")
+                + (id.endsWith(own) ? id.chopped(own.size()) : id) + (notice.body.isEmpty() ? QString() : text);
         });
         QObject::connect(store.get(), &TaskStore::objectWillChange, [this] {
             EXPECT_TRUE(m_announced++ > 0 || store->tasks() == m_before) << "announced after the change";
         });
     }
 
-    /// Takes a step such as "10:05 cc-A Stop", and says what it changed, in a line.
+    /// Takes a step such as "10:05 A Stop", and says what it changed.
     QString play(const QString &step)
     {
-        const QString verb = step.section(u' ', 1, 1), what = step.section(u' ', 2, 2), with = step.section(u' ', 3);
+        static const QRegularExpression parts(R"(^(?:(\d\d:\S+|2026-\S+) )?(\S+) ?(.*))");
+        const QRegularExpressionMatch match = parts.match(step);
+        const QString verb = match.captured(2), what = match.captured(3);
+        const QStringList names = what.section(": ", 0, 0).split(' ');
+        const QString fields = members(what.section(": ", 1)), rest = what.section(' ', 1);
         const QHash<QString, std::function<void()>> verbs{
-            {u"given"_s, [&] { upsert(what, with); }},
-            {u"setStatus"_s, [&] { store->setStatus(what, agentTaskStatusFrom(with).value()); }},
-            {u"undo"_s, [&] { store->undo(); }},
-            {u"filter"_s, [&] { store->setSourceFilter(taskSourceFrom(what)); }},
-            {u"look"_s, [&] { look(); }},
-            {u"sweep"_s, [&] { store->sweep(); }},
-            {u"record"_s, [&] { record(what, with); }},
-            {u"unrecord"_s, [&] { record(what, {}); }},
-            {u"moment"_s, [&] { store->applyMissedEvents(); }},
-            {u"writes"_s, [&] { home.append(u".claude/projects/p/"_s + what, with.toUtf8() + '\n'); }},
+            {"given", [&] { give(names, fields); }},
+            {"set", [&] { store->setStatus(named(names[0]), agentTaskStatusFrom(rest).value()); }},
+            {"undo", [&] { store->undo(); }},
+            {"filter", [&] { store->setSourceFilter(taskSourceFrom(what)); }},
+            {"look", [&] { look(); }},
+            {"sweep", [&] { store->sweep(); }},
+            {"record", [&] { record(names, fields); }},
+            {"missed", [&] { store->applyMissedEvents(); }},
+            {"writes",
+             [&] {
+                 home.append(".claude/projects/p/" + names[0], ("{\"message\":{\"content\":" + rest + "}}\n").toUtf8());
+             }},
         };
-        setTime(step.section(u' ', 0, 0));
+        setTime(match.captured(1));
         m_before = store->tasks();
         m_said.clear();
-        m_announced = saves = 0;
-        verbs.value(verb, [&] { apply(verb, what, with); })();
-        sayChanges(verb == u"sweep" ? 1 : 0, verb == u"setStatus" ? 2 : 1);
-        return verb == u"given" || m_said.isEmpty() ? QString() : u"    "_s + m_said.join(u"; "_s);
+        m_announced = 0;
+        takeDiskCalls();
+        verbs.value(verb, [&] { apply(named(verb), names[0], rest); })();
+        sayChanges(verb == "sweep" || verb == "filter" ? 1 : 0, verb == "set" ? 2 : 1);
+        return verb == "given" ? QString() : m_said.join(verb == "look" ? "\n" : "; ");
     }
 
 private:
-    void say(const QString &text) { m_said.append(text); }
+    /// The id of the line that is named.
+    QString named(const QString &name) { return m_named = name.contains('-') ? name : "cc-" + name; }
 
-    /// "10:30", or on a later day "2026-02-09T10:30", where the user lives.
+    /// "10:30", or on another day "2026-02-09T10:30", where the user lives; empty for that of the step before.
     void setTime(const QString &text)
     {
-        home.now = QDateTime::fromString(text.contains(u'T') ? text : u"2026-02-02T"_s + text, Qt::ISODate).toUTC();
+        if (!text.isEmpty())
+            m_time = QDateTime::fromString(text.contains('T') ? text : "2026-02-02T" + text, Qt::ISODate);
+        home.now = m_time.toUTC();
+    }
+
+    /// "status, key value" as members of JSON, each after a comma. What is no word or piece of JSON is a text.
+    static QString members(QString text)
+    {
+        static const QRegularExpression status("^(\\w+)(?=,|$)"), keys("(?:^|, )(\\w+) "),
+            plain(R"((^|, )(\w+) (?!["\[{\d-]|(?:true|false|null)(?:,|$))(.*?)(?=, |$))");
+        return text.replace(status, "status \\1").replace(plain, R"(\1\2 "\3")").replace(keys, R"(,"\1":)");
     }
 
     /// The event reaches the store a minute after it happened. Of a member given twice the last one counts.
-    void apply(const QString &id, const QString &name, const QString &members)
+    void apply(const QString &id, const QString &name, const QString &fields)
     {
-        QString line = uR"({"session_id":"%1","hook_event_name":"%2","cwd":"/home/u/shop","tavvel_ts":%3)"_s;
-        line = line.arg(id.sliced(3), name).arg(home.now.toSecsSinceEpoch());
-        line += members.isEmpty() ? u"}"_s : u',' + members.sliced(1);
+        const QString usual = R"({"session_id":"%1","hook_event_name":"%2","cwd":"/home/u/shop","tavvel_ts":%3)";
+        QString line = usual.arg(id.sliced(3), name).arg(home.now.toSecsSinceEpoch());
+        line += members(fields.section('|', 0, 0).trimmed());
+        if (fields.contains('|'))
+            line += ",\"tool_input\":{" + members(fields.section("| ", 1)).mid(1) + '}';
         home.now = home.now.addSecs(60);
-        store->apply(HookEvent::decode(line.toUtf8()).value_or(HookEvent()));
+        store->apply(HookEvent::decode(line.toUtf8() + '}').value());
     }
 
-    /// A file of Claude Code's is written, or removed where it has no members.
-    void record(const QString &names, const QString &members)
+    /// Writes files of Claude Code's.
+    void record(const QStringList &names, const QString &members)
     {
-        const QString usual = uR"({"sessionId":"%1","pid":11,"procStart":"1100","statusUpdatedAt":%2)"_s;
-        for (const QString &name : names.split(u',')) {
-            const QString file = u".claude/sessions/"_s + name;
-            const QString begin = usual.arg(name.section(u'.', 0, 0)).arg(home.now.toMSecsSinceEpoch());
-            home.write(file, (begin + (members == u"{}" ? u"}"_s : u',' + members.mid(1))).toUtf8());
-            if (members.isEmpty())
-                QFile::remove(home.path(file));
-            m_sessions.read(QSet{name});
+        const QString usual = R"({"sessionId":"%1","pid":11,"procStart":"1100","statusUpdatedAt":%2)";
+        for (const QString &name : names) {
+            const QString session = named(name.section('.', 0, 0)).sliced(3);
+            const QString content = usual.arg(session).arg(home.now.toMSecsSinceEpoch()) + members + '}';
+            const QString file = name.contains('.') ? name : name + ".json";
+            home.write(".claude/sessions/" + file, content.toUtf8());
+            m_sessions.read(QSet{file});
         }
     }
 
-    /// Writes fields of lines by hand, known or new ones: "cc-A@10:05,cc-B".
-    void upsert(const QString &lines, const QString &fields)
+    /// What a new line is compared with.
+    QJsonObject usual(const QString &id) const
     {
-        for (const QString &line : lines.split(u',')) {
-            const QString id = line.section(u'@', 0, 0), at = line.section(u'@', 1);
-            QVariantMap record = m_board.value(id, toJson(AgentTask())).toVariantMap();
-            record.insert({{u"id"_s, id}, {u"updatedAt"_s, u"2026-01-01T00:00:00Z"_s}});
-            record.insert(QJsonDocument::fromJson(fields.toUtf8()).object().toVariantMap());
-            if (!at.isEmpty())
-                setTime(at);
+        AgentTask line;
+        line.id = id;
+        line.title = line.project = "shop";
+        line.source = id.startsWith("cx-") ? TaskSource::codex : TaskSource::claude;
+        line.updatedAt = home.now;
+        return toJson(line);
+    }
+
+    /// Writes fields of lines by hand, known or new ones: "A@10:05", "B".
+    void give(const QStringList &lines, const QString &fields)
+    {
+        for (const QString &line : lines) {
+            const QString id = named(line.section('@', 0, 0));
+            setTime(line.section('@', 1));
+            QVariantMap record = m_board.value(id, usual(id)).toVariantMap();
+            record.insert(QJsonDocument::fromJson(('{' + fields.mid(1) + '}').toUtf8()).object().toVariantMap());
             store->upsert(agentTaskFrom(QJsonObject::fromVariantMap(record)).value());
         }
-    }
-
-    QString aged(const QList<AgentTask> &lines) const
-    {
-        QStringList names;
-        for (const AgentTask &line : lines)
-            names += line.id + u' ' + shortAgo(line.updatedAt, home.now);
-        return u" | "_s + (names.isEmpty() ? u"–"_s : names.join(u", "_s));
     }
 
     void look()
     {
         for (const auto &section : store->sections()) {
             for (const ProjectGroup *group : section) {
-                QString text =
-                    label(group->section(home.now)) + u' ' + group->name + u": "_s + group->summaryText(home.now);
-                for (const auto rank : {LineRank::urgent, LineRank::freshWaiting, LineRank::running, LineRank::quiet}) {
-                    QList<AgentTask> lines = group->lines;
-                    lines.removeIf([&](const AgentTask &line) { return lineRank(line, home.now) != rank; });
-                    text += aged(lines);
-                }
-                say(text);
+                QStringList lines;
+                for (const AgentTask &line : group->lines)
+                    lines += line.id + ' ' + shortAgo(line.updatedAt, home.now);
+                m_said += label(group->section(home.now)) + ' ' + group->name + ": " + group->summaryText(home.now)
+                    + " | " + lines.join(", ");
             }
         }
-        QString lists = u"urgent %1, idle %2"_s.arg(store->urgentCount()).arg(store->idleLineCount());
+        QString all = QString("urgent %1, idle %2").arg(store->urgentCount()).arg(store->idleLineCount());
         for (const AgentTaskStatus status : allAgentTaskStatuses) {
-            lists += aged(store->tasks(status));
-            EXPECT_EQ(store->lineCount(status), store->tasks(status).size());
+            const QList<AgentTask> lines = store->tasks(status);
+            all += " | " + storedText(status);
+            for (const AgentTask &line : lines)
+                all += ' ' + line.id;
+            EXPECT_EQ(store->lineCount(status), lines.size());
         }
         EXPECT_TRUE(store->firstWaiting() == store->tasks(AgentTaskStatus::waiting).first());
-        say(lists);
+        m_said += all;
     }
 
-    /// Every step saves and announces once for what it changed, a new state twice; a sweep also announces its end.
-    void sayChanges(int sweeps, int once)
+    /// What is printed of a member. A time in front, as an event has it, is left out where it is the step's.
+    QStringList fact(const QJsonObject &record, const QString &key) const
+    {
+        const QString time = m_time.toString("HH:mm ");
+        const QVariant value = record[key].toVariant();
+        if (!record[key].isArray())
+            return {value.isValid() ? value.toString() : "–"};
+        QStringList fact = value.toStringList();
+        fact.replaceInStrings(QRegularExpression("^(?!" + time + ')'), "@");
+        return fact.replaceInStrings(QRegularExpression('^' + time), "");
+    }
+
+    /// Every step saves and announces once for what it changed, a new state twice; some announce something else, too.
+    void sayChanges(int others, int once)
     {
         QJsonArray records;
         QMap<QString, QJsonObject> board;
         for (const AgentTask &line : store->tasks()) {
+            const QJsonObject known = m_board.contains(line.id) ? m_board.take(line.id) : usual(line.id);
             QJsonObject now = toJson(line);
             records.append(now);
-            now[u"updatedAt"_s] = line.updatedAt.toLocalTime().toString(u"HH:mm"_s);
-            now[u"shown"_s] = label(ProjectGroup{{}, {line}}.section(home.now))
-                + (line.isUrgent() ? u" urgent"_s : u""_s) + (line.isStuck(home.now) ? u" stuck"_s : u""_s);
+            now[""] = storedText(line.status) + ' ' + label(ProjectGroup{{}, {line}}.section(home.now))
+                + (line.isUrgent() ? " urgent" : "") + (line.isStuck(home.now) ? " stuck" : "");
             board[line.id] = now;
             QStringList changes;
-            AgentTask unknown;
-            unknown.id = line.id;
-            const QJsonObject before = m_board.contains(line.id) ? m_board.take(line.id) : toJson(unknown);
-            for (const QString &key : before.keys())
-                now[key]; // null where it is gone
-            for (const QString &key : now.keys()) {
-                if (now[key].isArray() && now[key] != before.value(key))
-                    changes += key
-                        + changeOf(before.value(key).toVariant().toStringList(), now[key].toVariant().toStringList());
-                else if (now[key] != before.value(key))
-                    changes += key + u' ' + (now[key].isNull() ? u"–"_s : now[key].toVariant().toString());
+            QVariantMap members = known.toVariantMap();
+            members.insert(now.toVariantMap());
+            for (const QString &key : members.keys()) {
+                const QStringList before = fact(known, key), after = fact(now, key);
+                if (after != before && key != "status" && key != "updatedAt")
+                    changes.insert(key == "title" || key == "project" ? 0 : changes.size(),
+                                   (key + changeOf(before, after)).trimmed());
             }
+            const QString at = line.updatedAt.toLocalTime().toString("HH:mm");
+            if (now != known && (at != m_time.toString("HH:mm") || changes.isEmpty()))
+                changes += "at " + at;
             if (!changes.isEmpty())
-                say(line.id + u' ' + changes.join(u", "_s).replace(u'\n', u'⏎'));
+                m_said += (line.id == m_named ? QString() : line.id + ' ') + changes.join(", ").replace('\n', u'⏎');
         }
         for (const QString &id : m_board.keys())
-            say(id + u" dropped"_s);
+            m_said += id + " dropped";
         m_board = board;
-        if (saves != (store->tasks() == m_before ? 0 : once) || m_announced != saves + sweeps)
-            say(u"saved %1, announced %2"_s.arg(saves).arg(m_announced));
+        const auto saves = takeDiskCalls().count("rename tasks.json");
+        if (saves != (store->tasks() == m_before ? 0 : once) || m_announced != saves + others)
+            m_said += QString("saved %1, announced %2").arg(saves).arg(m_announced);
         const QByteArray file = home.read(tasksFile);
         EXPECT_EQ(file, records.isEmpty() && file.isEmpty() ? "" : QJsonDocument(records).toJson());
         // A group's revision changes with what it shows, and with nothing else.
-        const auto before = std::exchange(m_groups, {});
         for (const auto &section : store->sections()) {
             for (const ProjectGroup *group : section) {
-                const auto now = m_groups[group->name] = {*group, group->summaryText(home.now)};
-                EXPECT_EQ(group->revision == before[group->name].first.revision, now == before[group->name]);
+                const std::pair now(*group, group->summaryText(home.now));
+                const auto before = std::exchange(m_groups[group->name], now);
+                EXPECT_EQ(group->revision == before.first.revision, now == before);
                 for (const AgentTask &line : group->lines)
                     EXPECT_TRUE(store->tasks().contains(line));
             }
         }
     }
 
-    SessionFollower m_sessions{home.path(u".claude/sessions"_s),
+    SessionFollower m_sessions{home.path(".claude/sessions"),
                                [this](const auto &before, const auto &now) { store->updateRecord(before, now); }};
+    QDateTime m_time; // of the step, where the user lives
+    QString m_named;  // the id of the line that was named last
     QMap<QString, std::pair<ProjectGroup, QString>> m_groups;
-    QMap<QString, QJsonObject> m_board; // the lines by id, as they were shown last
+    QMap<QString, QJsonObject> m_board; // the lines by id; the member without a name says how a line is shown
     QList<AgentTask> m_before;
     int m_announced = 0;
     QStringList m_said;
@@ -202,23 +230,42 @@ private:
 
 } // namespace
 
-TEST(Board, ChangesAsTheTextSays)
+TEST(Board, ChangesAsBoardTxtSays)
 {
-    QFile file(u"" PLUMTIDE_TEST_DATA_DIR "/board/board.txt"_s);
-    QFile produced(QCoreApplication::applicationDirPath() + u"/board.txt"_s);
+    QFile file(PLUMTIDE_TEST_DATA_DIR "/board/board.txt");
+    QFile produced(QCoreApplication::applicationDirPath() + "/board.txt");
     ASSERT_TRUE(file.open(QIODevice::ReadOnly) && produced.open(QIODevice::WriteOnly));
     const QString written = QString::fromUtf8(file.readAll());
-    QStringList played;
+    // A row with what is below it; what is folded behind a comma or the like; phrases, and what they stand for.
+    const QRegularExpression rows("^(?!    )(.*)\n((?:    .*\n)*)", QRegularExpression::MultilineOption);
+    const QRegularExpression fold("(.{1,136}(?=\n|\\z)|.{1,135}[,;|])(?: |\n|\\z)");
+    QList<std::pair<QRegularExpression, QString>> phrases;
+    QString played;
     std::unique_ptr<Scene> scene;
-    for (const QString &line : written.split(u'\n').filter(QRegularExpression(u"^(?!    )"_s))) {
-        SCOPED_TRACE(qPrintable(line));
-        played += line;
-        if (line.startsWith(u"=="))
+    for (const QRegularExpressionMatch &match : rows.globalMatch(written)) {
+        const QString row = match.captured(1).section(" → ", 0, 0);
+        SCOPED_TRACE(qPrintable(row));
+        QString said;
+        if (row.startsWith("==")) {
             scene = std::make_unique<Scene>();
-        else if (!line.isEmpty() && line.at(0).isDigit())
-            played += scene->play(line).split(u'\n', Qt::SkipEmptyParts); // nothing, or a line
+        } else if (row.startsWith('"')) {
+            said = (match.captured(1).section(" → ", 1) + match.captured(2)).simplified();
+            QStringList parts = QRegularExpression::escape(said).split("\\~");
+            parts[0] += parts.size() > 1 ? "(.+?)" + parts.takeAt(1) : QString();
+            phrases.append({QRegularExpression(parts.join("\\1")), row.mid(1).chopped(1).replace('~', "\\1")});
+        } else if (!row.isEmpty() && !row.startsWith('#')) {
+            const QStringList steps = row.split("; ");
+            for (const QString &step : steps) {
+                const QString changes = scene->play(step); // only the last one is meant to change something
+                said += changes.isEmpty() || &step == &steps.last() ? changes : "first, " + changes + '\n';
+            }
+            for (const auto &[pattern, phrase] : phrases)
+                said.replace(pattern, phrase);
+        }
+        const bool fits = row.size() + said.size() <= 137 && !said.contains('\n');
+        played += row + (!fits ? "\n" + said.replace(fold, "    \\1\n") : said.isEmpty() ? "\n" : " → " + said + '\n');
     }
-    produced.write(played.join(u'\n').toUtf8());
-    EXPECT_TRUE(played.join(u'\n') == written)
-        << "diff -u " << qPrintable(file.fileName()) << ' ' << qPrintable(produced.fileName());
+    produced.write(played.toUtf8());
+    EXPECT_TRUE(played == written) << "diff -u " << qPrintable(file.fileName()) << ' '
+                                   << qPrintable(produced.fileName());
 }

@@ -4,7 +4,7 @@
 
 #include "tests/support/TestHome.h"
 
-inline const QString tasksFile = u".tavvel/tasks.json"_s;
+inline const QString tasksFile = ".tavvel/tasks.json";
 
 /// A store in a home of its own.
 struct StoreInHome

@@ -21,7 +21,7 @@ const QByteArray full = needed + R"(,"needsApproval":false,"titleEdited":true,"w
 TEST_F(StoreTest, AStartLeavesTheFileAloneAndASaveKeepsEveryField)
 {
     restart();
-    EXPECT_TRUE(QDir(home.path()).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
+    EXPECT_EQ(QDir(home.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), QStringList());
     const QByteArray absent = R"(,"needsApproval":null,"titleEdited":null,"waitingReason":null,"new":1)";
     const QByteArray before = "[{" + full + "},{" + needed + absent + "}]";
     home.write(tasksFile, before);
@@ -33,11 +33,11 @@ TEST_F(StoreTest, AStartLeavesTheFileAloneAndASaveKeepsEveryField)
                   QJsonDocument::fromJson("[{" + full + "},{" + needed + "}]"));
         isThere ? home.write(tasksFile, "another's") : void(QFile::remove(home.path(tasksFile)));
     }
-    EXPECT_EQ(store->tasks().value(0).purpose, u"\uFEFFw"_s); // Qt's reader drops the mark
-    EXPECT_EQ(HookEvent::decode("{\"cwd\":\"\xEF\xBB\xBF\"}")->cwd, u"\uFEFF"_s);
+    EXPECT_EQ(store->tasks().value(0).purpose, "\uFEFFw"); // Qt's reader drops the mark
+    EXPECT_EQ(HookEvent::decode("{\"cwd\":\"\xEF\xBB\xBF\"}")->cwd, "\uFEFF");
 }
 
-TEST_F(StoreTest, AFileOfAnythingElseIsKeptAndNumberedAndOneThatCannotBeReadBeforeTheFirstSave)
+TEST_F(StoreTest, AFileThatIsNoneOfOursIsMovedAside)
 {
     QList<QByteArray> damaged{"{", "{}", "[1]", QByteArray("[\0]", 3)};
     for (const QByteArray &member : full.split(','))
@@ -52,40 +52,40 @@ TEST_F(StoreTest, AFileOfAnythingElseIsKeptAndNumberedAndOneThatCannotBeReadBefo
         home.write(tasksFile, damaged[i]);
         restart();
         EXPECT_TRUE(store->tasks().isEmpty() && !home.exists(tasksFile)) << damaged[i].constData();
-        const QString number = i == 0 ? QString() : u'-' + QString::number(i + 1);
-        EXPECT_EQ(home.read(u".tavvel/tasks.corrupt"_s + number + u".json"_s), damaged[i]);
+        const QString number = i == 0 ? QString() : '-' + QString::number(i + 1);
+        EXPECT_EQ(home.read(".tavvel/tasks.corrupt" + number + ".json"), damaged[i]);
     }
     store.reset();
-    home.write(tasksFile + u"/precious"_s, "");
+    home.write(tasksFile + "/precious", "");
     restart();
     store->upsert(AgentTask());
-    EXPECT_TRUE(home.exists(u".tavvel/tasks.corrupt-%1.json/precious"_s.arg(damaged.size() + 1)));
+    EXPECT_TRUE(home.exists(QString(".tavvel/tasks.corrupt-%1.json/precious").arg(damaged.size() + 1)));
     EXPECT_EQ(QFile::permissions(home.path(tasksFile)) & ~QFile::Permissions(0xf00), 0x6000);
 }
 
-TEST_F(StoreTest, AFailedSaveSaysOneLineAndIsMadeUpForAtTheEnd)
+TEST_F(StoreTest, AFailedSaveIsReportedAndRepeatedAtTheEnd)
 {
-    home.write(u".tavvel"_s, "where the directory should be");
+    home.write(".tavvel", "where the directory should be");
     restart();
     testing::internal::CaptureStderr();
     store->upsert(AgentTask());
     const std::string log = testing::internal::GetCapturedStderr();
     EXPECT_TRUE(log.starts_with("Plumtide: 保存 tasks.json 失败 — ") && log.find('\n') == log.size() - 1) << log;
-    QFile::remove(home.path(u".tavvel"_s));
+    QFile::remove(home.path(".tavvel"));
     restart();
     EXPECT_EQ(store->tasks().size(), 1);
 }
 
-TEST_F(StoreTest, AToolIsSeenByAnyNamedEventAlsoOfAnOldLogAndEverAfter)
+TEST_F(StoreTest, AToolIsKnownFromItsFirstEventOnAlsoOfAnOldLog)
 {
     for (const int padding : {0, 10'000'000}) { // so large a log is emptied
         StoreInHome old;
         const QByteArray log = QByteArray(padding, ' ') + "\n{}\n{\"hook_event_name\":\"\\u0043odexNews\"}\n";
-        old.home.write(u".tavvel/events.jsonl"_s, log);
-        old.home.defaults()->setNumber(u"tavvel.events.offset"_s, static_cast<double>(log.size()));
+        old.home.write(".tavvel/events.jsonl", log);
+        old.home.defaults()->setNumber("tavvel.events.offset", static_cast<double>(log.size()));
         old.restart();
         EXPECT_TRUE(waitUntil([&] { return old.store->hasSeenCodexEvent(); }));
-        old.home.write(u".tavvel/events.jsonl"_s, "");
+        old.home.write(".tavvel/events.jsonl", "");
         old.restart();
         EXPECT_TRUE(old.store->hasSeenCodexEvent() && !old.store->hasSeenClaudeEvent());
     }

@@ -45,6 +45,14 @@ inline bool isObjects(const QJsonArray &array)
     return std::all_of(array.begin(), array.end(), [](const QJsonValue &value) { return value.isObject(); });
 }
 
+inline bool namesScript(const QJsonValue &entry)
+{
+    const QJsonArray hooks = entry[u"hooks"].toArray();
+    return isObjects(hooks) && std::any_of(hooks.begin(), hooks.end(), [](const QJsonValue &hook) {
+               return hook[u"command"].toString().contains(u"tavvel-hook.sh");
+           });
+}
+
 // "edited" or "refused".
 inline QByteArray editClaudeSettings(const QByteArray &before)
 {
@@ -55,51 +63,48 @@ inline QByteArray editClaudeSettings(const QByteArray &before)
     if (std::holds_alternative<ClaudeSettings::Refusal>(result))
         return "refused:";
     const QByteArray after = std::get<QByteArray>(result);
-    const ClaudeSettings::Result again = ClaudeSettings::edit(after, command);
-    require(again.index() == result.index() && std::get<QByteArray>(again) == after, "a second edit changes nothing");
+    require(std::get<QByteArray>(ClaudeSettings::edit(after, command)) == after, "a second edit changes nothing");
     require(numbersOf(before) == numbersOf(after), "numbers keep their value to the last digit");
     const QByteArray without = std::get<QByteArray>(ClaudeSettings::remove(after));
-    require(before.contains("tavvel-hook.sh") || !without.contains("tavvel-hook.sh"),
-            "what was put in can be taken out");
-    require(before.contains("tavvel-hook.sh") || std::get<QByteArray>(ClaudeSettings::edit(without, command)) == after,
-            "nothing else is taken out with it");
+    if (!before.contains("tavvel-hook.sh")) {
+        require(!without.contains("tavvel-hook.sh"), "what was put in can be taken out");
+        require(std::get<QByteArray>(ClaudeSettings::edit(without, command)) == after, "and nothing else with it");
+    }
 
     QJsonParseError error;
     QJsonObject old = QJsonDocument::fromJson(before.isEmpty() ? "{}" : before, &error).object();
     // Qt's reader stops at 1,024 levels, and drops a byte order mark at the start of a text unless an escape follows.
     if (error.error != QJsonParseError::NoError || after.contains("\xEF\xBB\xBF"))
         return "edited:";
-    QJsonObject now = QJsonDocument::fromJson(after).object();
-    QJsonObject oldHooks = old.take(u"hooks").toObject();
-    QJsonObject nowHooks = now.take(u"hooks").toObject();
-    const QJsonObject hook{{u"type"_s, u"command"_s}, {u"command"_s, command}};
-    for (const auto event :
-         {"SessionStart", "UserPromptSubmit", "PermissionRequest", "PostToolUse", "Stop", "SessionEnd"}) {
-        const QLatin1StringView name(event);
-        const QJsonValue was = oldHooks.contains(name) ? oldHooks.take(name) : QJsonArray();
-        const QJsonValue is = nowHooks.take(name);
-        QJsonArray list = was.toArray();
-        const bool isNamed = std::any_of(list.begin(), list.end(), [](const QJsonValue &entry) {
-            const QJsonArray hooks = entry[u"hooks"].toArray();
-            return isObjects(hooks) && std::any_of(hooks.begin(), hooks.end(), [](const QJsonValue &hook) {
-                       return hook[u"command"].toString().contains(u"tavvel-hook.sh");
-                   });
-        });
-        const bool isDue = was.isArray() && isObjects(list) && !isNamed;
-        list.append(QJsonObject{{u"hooks"_s, QJsonArray{hook}}});
-        require(isDue ? is == list : is == was, "an event without the script gets one entry, behind its own");
+    QJsonObject hooks = old.value(u"hooks").toObject();
+    const QJsonArray own{QJsonObject{{u"type"_s, u"command"_s}, {u"command"_s, command}}};
+    for (const QString &event :
+         u"SessionStart UserPromptSubmit PermissionRequest PostToolUse Stop SessionEnd"_s.split(u' ')) {
+        QJsonArray entries = hooks.value(event).toArray();
+        const bool isFit = (!hooks.contains(event) || hooks.value(event).isArray()) && isObjects(entries);
+        if (isFit && std::none_of(entries.begin(), entries.end(), namesScript)) {
+            entries.append(QJsonObject{{u"hooks"_s, own}});
+            hooks[event] = entries;
+        }
     }
-    require(old == now && oldHooks == nowHooks, "all other members keep their value");
+    old[u"hooks"] = hooks;
+    require(QJsonDocument::fromJson(after).object() == old,
+            "an event without the script gets one entry, behind its own, and all else keeps its value");
     return "edited:";
+}
+
+inline QByteArray withoutMark(const QByteArray &text)
+{
+    return text.sliced(text.startsWith("\xEF\xBB\xBF") ? 3 : 0);
 }
 
 // As toml++ reads it; absent where it is not valid. The reader's behaviour is undefined for many characters beyond
 // ASCII: each of their bytes becomes a "!", which is valid in the same places.
 inline std::optional<toml::table> readToml(const QByteArray &text)
 {
-    std::string ascii = text.sliced(text.startsWith("\xEF\xBB\xBF") ? 3 : 0).toStdString();
-    const auto isBeyondAscii = [](char c) { return static_cast<unsigned char>(c) >= 0x80; };
-    std::ranges::replace_if(ascii, isBeyondAscii, '!');
+    std::string ascii = withoutMark(text).toStdString();
+    std::ranges::replace_if(
+        ascii, [](char c) { return static_cast<unsigned char>(c) >= 0x80; }, '!');
     try {
         return toml::parse(ascii);
     } catch (const toml::parse_error &) {
@@ -121,8 +126,7 @@ inline QByteArray editCodexConfig(const QByteArray &before)
 
     const QByteArray head = after.first(after.indexOf(line));
     const QByteArray tail = after.sliced(head.size() + line.size());
-    require(!('\n' + head.sliced(head.startsWith("\xEF\xBB\xBF") ? 3 : 0)).contains("\n["),
-            "no header stands above it");
+    require(!('\n' + withoutMark(head)).contains("\n["), "no header stands above it");
     if (previous.isEmpty()) {
         require(tail.startsWith("\n[") ? before == head + tail.sliced(1) : tail == "\n" && head == before + '\n',
                 "a new line stands directly above the first header, or at the end");

@@ -10,33 +10,33 @@ namespace {
 // Asks the oracle about all that a fuzzer starts from. The name of a file begins with the right answer.
 void askAboutAll(const QString &target, QByteArray (*oracle)(const QByteArray &))
 {
-    const QDir corpus(QStringLiteral(PLUMTIDE_TEST_DATA_DIR "/fuzz/corpus/") + target);
+    const QDir corpus(PLUMTIDE_TEST_DATA_DIR "/fuzz/corpus/" + target);
     EXPECT_GT(corpus.count(), 40u);
     for (const QString &name : corpus.entryList(QDir::Files)) {
         QFile file(corpus.filePath(name));
         EXPECT_TRUE(file.open(QFile::ReadOnly));
         QString answer;
         EXPECT_NO_THROW(answer = QString::fromUtf8(oracle(file.readAll()))) << qPrintable(name);
-        EXPECT_TRUE(name.startsWith(answer.section(u':', 0, 0) + u'-')) << qPrintable(name + u" is "_s + answer);
+        EXPECT_TRUE(name.startsWith(answer.section(':', 0, 0) + '-')) << qPrintable(name + " is " + answer);
     }
 }
 
 } // namespace
 
 // In a locale whose decimal point is a comma: it is the user's, and no file's.
-TEST(Edits, NothingOfOtherProgramsIsLostAndNothingIsRefusedWithoutNeed)
+TEST(Edits, EachFileOfTheCorpusIsEditedOrRefusedAsItsNameSays)
 {
     const QTemporaryDir locales;
-    const QString german = locales.filePath(u"de_DE.UTF-8"_s);
-    ASSERT_EQ(QProcess::execute(u"localedef"_s, {u"-i"_s, u"de_DE"_s, u"-f"_s, u"UTF-8"_s, german}), 0);
+    const QString german = locales.filePath("de_DE.UTF-8");
+    ASSERT_EQ(QProcess::execute("localedef", {"-i", "de_DE", "-f", "UTF-8", german}), 0);
     qputenv("LOCPATH", locales.path().toUtf8());
     EXPECT_TRUE(std::setlocale(LC_ALL, "de_DE.UTF-8"));
-    askAboutAll(u"FuzzClaudeSettings"_s, editClaudeSettings);
-    askAboutAll(u"FuzzCodexConfig"_s, editCodexConfig);
+    askAboutAll("FuzzClaudeSettings", editClaudeSettings);
+    askAboutAll("FuzzCodexConfig", editCodexConfig);
     std::setlocale(LC_ALL, "C.UTF-8");
 }
 
-TEST(Edits, FilesThatNobodyWroteUseUpNeitherTheStackNorTheDay)
+TEST(Edits, DeepFilesNeedLittleStackAndTime)
 {
     const auto many = [](const QByteArray &text) { return text.repeated(200'000); };
     for (const QByteArray &z : {many("[") + many("]"), many("{\"a\":") + '1' + many("}"), many("[{\"a\":")})
@@ -52,9 +52,9 @@ TEST(Edits, FilesThatNobodyWroteUseUpNeitherTheStackNorTheDay)
 // As Python prints it, which sorts by code points, as UTF-8 does: U+FF01 comes before U+1F600.
 TEST(Edits, SettingsComeBackSortedAndIndented)
 {
-    const auto edit = ClaudeSettings::edit(R"({"😀":1,"！":2,"\u597d\/":null,"a":{"y":[true,[]],"x":2}})", u"/好.sh"_s);
+    const auto edit = ClaudeSettings::edit(R"({"😀":1,"！":2,"\u597d\/":null,"a":{"y":[true,[]],"x":2}})", "/好.sh");
     QProcess python;
-    python.start(u"python3"_s, {u"-m"_s, u"json.tool"_s, u"--sort-keys"_s, u"--indent=2"_s, u"--no-ensure-ascii"_s});
+    python.start("python3", {"-m", "json.tool", "--sort-keys", "--indent=2", "--no-ensure-ascii"});
     python.write(std::get<QByteArray>(edit));
     python.closeWriteChannel();
     ASSERT_TRUE(python.waitForFinished());
@@ -76,13 +76,13 @@ TEST(Edits, RefusalSaysWhatIsWrongWithTheFile)
               "refused:config.toml 里有没法核对的写法，为避免弄坏它，这次没有改动。");
 }
 
-TEST(Edits, EarlierCommandIsReadByUserPerceivedCharactersUpToTheEndOfItsArray)
+TEST(Edits, TheEarlierCommandIsReadToTheEndOfItsArray)
 {
     const QString line =
-        u"notify = ['a' \"\", [\"]\"'b', \"c\\\"d\\\\e\\n\", 1, 'f\"g\\', \"'\", \"\u00E9\", \"h\"\u0301\"] # 'i']"_s;
+        "notify = ['a' \"\", [\"]\"'b', \"c\\\"d\\\\e\\n\", 1, 'f\"g\\', \"'\", \"\u00E9\", \"h\"\u0301\"] # 'i']";
     EXPECT_EQ(CodexConfig::tomlStringElements(line),
-              (QStringList{u"a"_s, u""_s, u"]"_s, u"b"_s, u"c\"d\\en"_s, u"f\"g\\"_s, u"'"_s, u"\u00E9"_s,
-                           u"h\"\u0301"_s})); // an accented quote is none
-    for (const QString &none : {u""_s, u"\"a\""_s, u"[]"_s, u"[\"a\", 'b'"_s, u"[\"a\", \"b]"_s, u"['a', \"b\\\"]"_s})
+              (QStringList{"a", "", "]", "b", "c\"d\\en", "f\"g\\", "'", "\u00E9",
+                           "h\"\u0301"})); // an accented quote is none
+    for (const QString &none : {"", "\"a\"", "[]", "[\"a\", 'b'", "[\"a\", \"b]", "['a', \"b\\\"]"})
         EXPECT_EQ(CodexConfig::tomlStringElements(none), QStringList()) << qPrintable(none);
 }

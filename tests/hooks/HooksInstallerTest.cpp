@@ -3,29 +3,27 @@
 #include "Plumtide/hooks/HooksRemoval.h"
 #include "Plumtide/system/Files.h"
 
+#include "tests/support/DiskCalls.h"
 #include "tests/support/TestHome.h"
 #include "tests/support/Unprivileged.h"
 
-#include <cerrno>
+#include <QRegularExpression>
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 
 namespace {
 
-const QString settings = u".claude/settings.json"_s;
-const QString config = u".codex/config.toml"_s;
-const QString backup = u".backup-tavvel"_s;
-const QString hookScript = u".tavvel/hooks/tavvel-hook.sh"_s;
-const QString codexScript = u".tavvel/hooks/codex-notify.sh"_s;
-const QString forward = u".tavvel/hooks/codex-notify-forward"_s;
+const QString settings = ".claude/settings.json", config = ".codex/config.toml", backup = ".backup-tavvel";
+const QString hookScript = ".tavvel/hooks/tavvel-hook.sh", codexScript = ".tavvel/hooks/codex-notify.sh";
+const QString forward = ".tavvel/hooks/codex-notify-forward";
 
-// The names that files got, in order, and what happens at that moment; true where the disk is full.
-QStringList renamed;
-std::function<bool(const QString &)> onRename;
-bool isFlushed = false;
+// The names that files got since the last call. Another text where one was not flushed before.
+QString takeRenamed()
+{
+    static const QRegularExpression file("flush \\.([^,]+)\\.\\w{6}\\.tavvel-new, rename \\1(, flush [\\w.]+)?(, |$)");
+    return takeDiskCalls().replace(file, "\\1 ").trimmed();
+}
 
 // A home of an ordinary user: nothing protects a file from root.
 class HooksInstallerTest : public testing::Test
@@ -34,8 +32,8 @@ protected:
     HooksInstallerTest()
     {
         onRename = {};
-        for (const QString &script : {u"tavvel-hook.sh"_s, u"codex-notify.sh"_s})
-            home.write(u"resources/hooks/"_s + script, "new");
+        home.write("resources/hooks/tavvel-hook.sh", "new");
+        home.write("resources/hooks/codex-notify.sh", "new");
     }
 
     mode_t mode(const QString &name) const
@@ -45,8 +43,8 @@ protected:
     }
     static QString state(const HooksInstaller &installer)
     {
-        return installer.message().value_or(u"-"_s) + (installer.claudeInstalled() ? u" claude"_s : u""_s)
-            + (installer.codexInstalled() ? u" codex"_s : u""_s);
+        return installer.message().value_or("-") + (installer.claudeInstalled() ? " claude" : "")
+            + (installer.codexInstalled() ? " codex" : "");
     }
 
     const Unprivileged user;
@@ -55,151 +53,133 @@ protected:
 
 } // namespace
 
-// In the place of the C library's, also for Qt.
-extern "C" int fsync(int descriptor)
+TEST_F(HooksInstallerTest, EachOutcomeHasItsMessageAndLinksAndModesStay)
 {
-    isFlushed = true;
-    return static_cast<int>(::syscall(SYS_fsync, descriptor));
-}
-extern "C" int fdatasync(int descriptor)
-{
-    return fsync(descriptor);
-}
-extern "C" int rename(const char *from, const char *to) noexcept
-{
-    const QString name = QFileInfo(QFile::decodeName(to)).fileName();
-    renamed += std::exchange(isFlushed, false) ? name : name + u" (not flushed)"_s;
-    const bool isFull = onRename && onRename(name);
-    errno = ENOSPC;
-    return isFull ? -1 : ::renameat(AT_FDCWD, from, AT_FDCWD, to);
-}
-
-TEST_F(HooksInstallerTest, EveryOutcomeHasItsMessageItsBackupAndItsLookAtBothFilesAndLinksAndModesStay)
-{
-    const QString claudeDone = u"Claude Code 接好了。重新打开一个会话，再发一条消息就能看到。"_s;
-    const QString unwritable = u"接入失败：无法写入 %1：没有权限。"_s;
-    const QString unreadable = u"接入失败：无法读取 %1：没有权限。"_s;
-    const QString bare = u"接入失败：app 包里没有 hooks 资源（开发构建请用仓库里的 scripts/install-hooks.py）"_s;
-    const std::tuple<QString, std::optional<QByteArray>, QString> cases[] = {
-        {settings, {}, claudeDone},
-        {settings, "", claudeDone},
-        {settings, R"({"a":1})", claudeDone},
-        {settings, "[]", u"你的 settings.json 不是常规格式，为避免弄坏它，这次没有改动。"_s},
-        {settings, R"({"hooks":[]})", u"你的 settings.json 里 hooks 格式不常规，为安全起见没有改动。"_s},
-        {settings, "x", u"接入失败：settings.json 第 1 行附近不是有效的 JSON，这次没有改动。"_s},
-        {settings, "{}", unwritable},
-        {settings, "{}", unreadable},
-        {settings, QByteArray(5'000'000, ' '), u"接入失败：无法读取 %1：文件太大。"_s},
-        {settings, "{}", bare},
-        {config, {}, u"没找到 Codex 配置文件：~/.codex/config.toml"_s},
-        {config, "a = 1\n", u"Codex 接好了，重启 Codex 后就生效。"_s},
-        {config, "notify = ['a', \"好\"]\r\n", u"Codex 接好了，原来的通知也会保留。重启 Codex 后就生效。"_s},
-        {config, "# codex-notify\n", u"-"_s},
-        {config, "notify = [\n\"x\"]\n", u"Codex 已有通知配置，暂时没改。可以看看 README 里的说明。"_s},
-        {config, "a = '''\n[\n'''\n", u"接入失败：config.toml 的写法比较特别，自动改动会弄坏它，这次没有改动。"_s},
-        {config, "a = 1\n", unwritable},
-        {config, "a = 1\n", unreadable},
-        {config, "a = 1\n", bare},
+    const char *const claudeDone = "Claude Code 接好了。重新打开一个会话，再发一条消息就能看到。";
+    const char *const unwritable = "接入失败：无法写入 %1：没有权限。",
+                      *const unreadable = "接入失败：无法读取 %1：没有权限。";
+    const char *const bare = "接入失败：app 包里没有 hooks 资源（开发构建请用仓库里的 scripts/install-hooks.py）";
+    // What is done (Edit, Backup, Scripts, Forward), how many changes are announced, what is connected, the message.
+    const std::tuple<QString, std::optional<QByteArray>, const char *, const char *> cases[] = {
+        {settings, {}, "ES 3 claude codex", claudeDone},
+        {settings, "", "EBS 3 claude codex", claudeDone},
+        {settings, R"({"a":1})", "EBS 3 claude codex", claudeDone},
+        {settings, "[]", "S 1", "你的 settings.json 不是常规格式，为避免弄坏它，这次没有改动。"},
+        {settings, R"({"hooks":[]})", "BS 1", "你的 settings.json 里 hooks 格式不常规，为安全起见没有改动。"},
+        {settings, "x", "S 3 codex", "接入失败：settings.json 第 1 行附近不是有效的 JSON，这次没有改动。"},
+        {settings, "{}", "BS 3 codex", unwritable},
+        {settings, "{}", "S 3 codex", unreadable},
+        {settings, QByteArray(5'000'000, ' '), "S 3 codex", "接入失败：无法读取 %1：文件太大。"},
+        {settings, "{}", " 3 codex", bare},
+        {config, {}, " 1", "没找到 Codex 配置文件：~/.codex/config.toml"},
+        {config, "a = 1\n", "EBS 3 claude codex", "Codex 接好了，重启 Codex 后就生效。"},
+        {config, "notify = ['a', \"好\"]\r\n", "EBSF 3 claude codex",
+         "Codex 接好了，原来的通知也会保留。重启 Codex 后就生效。"},
+        {config, "# codex-notify\n", "S 2 claude codex", "-"},
+        {config, "notify = [\n\"x\"]\n", "S 1", "Codex 已有通知配置，暂时没改。可以看看 README 里的说明。"},
+        {config, "a = '''\n[\n'''\n", "S 3 claude",
+         "接入失败：config.toml 的写法比较特别，自动改动会弄坏它，这次没有改动。"},
+        {config, "a = 1\n", "BS 3 claude", unwritable},
+        {config, "a = 1\n", "S 3 claude", unreadable},
+        {config, "a = 1\n", " 3 claude", bare},
     };
-    for (const auto &[file, before, sentence] : cases) {
-        const QString message = sentence.contains(u"%1") ? sentence.arg(home.path(file)) : sentence;
-        SCOPED_TRACE(message.toStdString());
-        const bool isEdited = message.contains(u"接好了");
-        const bool isCopied = before && (isEdited || message.contains(u"hooks 格式") || sentence == unwritable);
-        const bool isRefreshed = isEdited || message == u"-" || message.startsWith(u"接入失败：");
+    for (const auto &[file, before, expected, sentence] : cases) {
         const mode_t fileMode = sentence == unwritable ? 0404 : sentence == unreadable ? 0 : 0604;
         Environment &environment = home.environment();
-        if (message == bare)
-            environment.resourcesDir += u"/none"_s;
+        if (sentence == bare)
+            environment.resourcesDir += "/none";
         HooksInstaller installer(environment);
         home.write(file == config ? settings : config, "tavvel-hook.sh codex-notify"); // for the next look
-        home.write(u"precious"_s, "precious");
+        home.write("precious", "precious");
         home.write(forward, "earlier");
         if (before) {
-            home.write(u"dot"_s, *before);
-            ::chmod(qPrintable(home.path(u"dot"_s)), fileMode);
-            QDir(home.path()).mkpath(file.section(u'/', 0, 0));
-            QFile::link(u"../dot"_s, home.path(file));
-            QFile::link(home.path(u"precious"_s), home.path(file + backup));
+            home.write("dot", *before);
+            ::chmod(qPrintable(home.path("dot")), fileMode);
+            QDir(home.path()).mkpath(file.section('/', 0, 0));
+            QFile::link("../dot", home.path(file));
+            QFile::link(home.path("precious"), home.path(file + backup));
         }
         QStringList seen;
         QObject::connect(&installer, &HooksInstaller::objectWillChange, [&] { seen += state(installer); });
 
         file == config ? installer.installCodex() : installer.installClaude();
-        EXPECT_EQ(installer.message().value_or(u"-"_s), message);
-        EXPECT_EQ(seen.size(), (message == u"-" ? 0 : 1) + (isRefreshed ? 2 : 0)); // each change is announced
-        EXPECT_EQ(seen.first(), u"-");                                             // and before it happens
-        EXPECT_EQ(mode(file), before ? fileMode : isEdited ? 0600u : 0u);
-        ::chmod(qPrintable(home.path(u"dot"_s)), 0600);
-        const QByteArray after = home.read(file);
-        EXPECT_EQ(after.contains(home.path(file == config ? codexScript : hookScript).toUtf8()), isEdited);
+        EXPECT_EQ(mode(file), before ? fileMode : *expected == 'E' ? 0600u : 0u);
+        ::chmod(qPrintable(home.path("dot")), 0600);
+        const QByteArray after = home.read(file), saved = home.read(file + backup), words = home.read(forward);
+        const bool isEdited = after.contains(home.path(file == config ? codexScript : hookScript).toUtf8());
+        const bool isSaved = before && saved == *before && mode(file + backup) == fileMode;
+        const bool isForwarded = words == "a\n好\n" && mode(forward) == 0600;
+        const QString message = QString(sentence).replace("%1", home.path(file));
+        const QString done = QString(isEdited ? "E" : "") + (isSaved ? "B" : "")
+            + (mode(codexScript) == 0755    ? "S"
+                   : mode(codexScript) != 0 ? "?"
+                                            : "")
+            + (isForwarded ? "F" : "");
+        EXPECT_EQ(done + state(installer).replace(0, message.size(), ' ' + QString::number(seen.size())), expected)
+            << qPrintable(message);
+        EXPECT_EQ(installer.message().value_or("-"), message);
+        EXPECT_EQ(seen.first(), "-"); // each change is announced before it happens
         EXPECT_TRUE(isEdited || after == before.value_or(""));
+        EXPECT_TRUE(isSaved || saved == (before ? "precious" : ""));
+        EXPECT_TRUE(isForwarded || (words == "earlier" && mode(forward) != 0600));
         EXPECT_EQ(QFileInfo(home.path(file)).isSymLink(), before.has_value());
-        EXPECT_EQ(home.read(file + backup), isCopied ? *before : QByteArray(before ? "precious" : ""));
-        EXPECT_EQ(mode(file + backup), isCopied ? fileMode : before ? mode(u"precious"_s) : 0u);
-        EXPECT_EQ(home.read(u"precious"_s), "precious");
-        EXPECT_EQ(home.read(forward), message.contains(u"原来") ? "a\n好\n" : "earlier");
-        EXPECT_EQ(mode(forward) == 0600u, message.contains(u"原来"));
-        EXPECT_EQ(mode(codexScript), (file == config && !before) || message == bare ? 0u : 0755u);
-        EXPECT_EQ(installer.claudeInstalled(), isRefreshed && (file == config || after.contains("tavvel-hook.sh")));
-        EXPECT_EQ(installer.codexInstalled(), isRefreshed && (file == settings || after.contains("codex-notify")));
+        EXPECT_EQ(home.read("precious"), "precious");
         installer.clearMessage();
         EXPECT_FALSE(installer.message());
-        for (const QString &folder : {u".claude"_s, u".codex"_s, u".tavvel"_s})
+        for (const QString &folder : {".claude", ".codex", ".tavvel"})
             QDir(home.path(folder)).removeRecursively();
     }
 }
 
-TEST_F(HooksInstallerTest, StartReplacesTheScriptsThatThereAreWhereAToolIsRegistered)
+TEST_F(HooksInstallerTest, StartUpdatesTheScriptsWhereAToolIsRegistered)
 {
-    QFile::remove(home.path(u"resources/hooks/codex-notify.sh"_s));
+    QFile::remove(home.path("resources/hooks/codex-notify.sh"));
     home.write(codexScript, "old");
     const std::tuple<QString, QByteArray, QString> cases[] = {
-        {settings, "x tavvel-hook.sh", u"- claude"_s},
-        {config, "# codex-notify", u"- codex"_s},
-        {config, "# Codex-Notify", u"-"_s},
-        {settings, "\xff tavvel-hook.sh", u"-"_s},
+        {settings, "x tavvel-hook.sh", "- claude"},
+        {config, "# codex-notify", "- codex"},
+        {config, "# Codex-Notify", "-"},
+        {settings, "\xff tavvel-hook.sh", "-"},
     };
     for (const auto &[file, content, expected] : cases) {
         home.write(hookScript, "old");
         ::chmod(qPrintable(home.path(hookScript)), file == config ? 0444 : 0644);
         home.write(file, content);
         EXPECT_EQ(state(HooksInstaller(home.environment())), expected);
-        EXPECT_EQ(home.read(hookScript), expected == u"-" ? "old" : "new") << qPrintable(expected);
-        EXPECT_EQ(mode(hookScript) == 0755u, expected != u"-") << qPrintable(expected);
+        EXPECT_EQ(home.read(hookScript), expected == "-" ? "old" : "new") << qPrintable(expected);
+        EXPECT_EQ(mode(hookScript) == 0755u, expected != "-") << qPrintable(expected);
         QFile::remove(home.path(hookScript));
         QFile::remove(home.path(file));
     }
     EXPECT_EQ(home.read(codexScript), "old");
 }
 
-TEST_F(HooksInstallerTest, TheToolsFileChangesLastWhenAllElseIsOnTheDiskAndStaysWhereAStepFails)
+TEST_F(HooksInstallerTest, TheToolsFileIsReplacedLastAndStaysWhereAStepFails)
 {
     home.write(settings, "{}");
     home.write(config, "notify = ['x']");
     for (const auto &[file, names] :
-         {std::pair(settings, u"settings.json.original settings.json.backup-tavvel settings.json"_s),
-          {config, u"config.toml.original codex-notify-forward config.toml.backup-tavvel config.toml"_s}}) {
-        const QStringList order = (u"tavvel-hook.sh codex-notify.sh "_s + names).split(u' ');
+         {std::pair(settings, "settings.json.original settings.json.backup-tavvel settings.json"),
+          {config, "config.toml.original codex-notify-forward config.toml.backup-tavvel config.toml"}}) {
+        const QString order = QString("tavvel-hook.sh codex-notify.sh ") + names;
         const QByteArray before = home.read(file);
-        for (qsizetype step = 0; step <= order.size(); ++step) {
+        for (int step = 0, most = order.count(' ') + 1; step <= most; ++step) {
             HooksInstaller installer(home.environment());
-            QDir(home.path(u".tavvel"_s)).removeRecursively();
+            QDir(home.path(".tavvel")).removeRecursively();
             QFile::remove(home.path(file + backup));
-            renamed.clear();
-            onRename = [step](const QString &) { return renamed.size() > step; };
+            takeDiskCalls();
+            onRename = [left = step](const QString &) mutable { return left-- == 0; };
             file == config ? installer.installCodex() : installer.installClaude();
-            EXPECT_EQ(renamed, order.first(qMin(step + 1, order.size())));
-            EXPECT_EQ(home.read(file) == before, step < order.size());
-            EXPECT_EQ(state(installer).contains(order.value(step) + u"：磁盘空间不足。"_s), step < order.size());
+            EXPECT_EQ(takeRenamed(), order.section(' ', 0, step));
+            EXPECT_EQ(home.read(file) == before, step < most);
+            EXPECT_EQ(state(installer).contains(order.section(' ', step, step) + "：磁盘空间不足。"), step < most);
         }
-        renamed.clear();
-        EXPECT_NE(state(HooksInstaller(home.environment())), u"-");
-        EXPECT_EQ(renamed, QStringList()); // a start with all in its place writes nothing
+        EXPECT_NE(state(HooksInstaller(home.environment())), "-");
+        EXPECT_EQ(takeRenamed(), ""); // a start with all in its place writes nothing
     }
 }
 
-TEST_F(HooksInstallerTest, ARemovalThatIsKilledAtAnyStepIsEndedByTheNextByteForByteAndNothingIsLeft)
+TEST_F(HooksInstallerTest, ARemovalThatWasKilledIsCompletedByTheNext)
 {
     for (int killedAt = 0, status = 1; status != 0; ++killedAt) {
         home.write(settings, "{ \"a\" :1}");
@@ -208,9 +188,8 @@ TEST_F(HooksInstallerTest, ARemovalThatIsKilledAtAnyStepIsEndedByTheNextByteForB
         installer.installClaude();
         installer.installClaude(); // for which there is nothing new to do
         installer.installCodex();
-        renamed.clear();
         if (::fork() == 0) {
-            onRename = [killedAt](const QString &) { return renamed.size() > killedAt && (::_exit(9), true); };
+            onRename = [left = killedAt](const QString &) mutable { return left-- == 0 && (::_exit(9), true); };
             HooksRemoval::remove(home.path());
             ::_exit(0);
         }
@@ -221,44 +200,44 @@ TEST_F(HooksInstallerTest, ARemovalThatIsKilledAtAnyStepIsEndedByTheNextByteForB
             Files::removeTemporaries(home.path(file));
         HooksRemoval::remove(home.path());
         EXPECT_EQ(home.read(settings) + home.read(config), "{ \"a\" :1}notify = ['a'] # c\n") << killedAt;
-        for (const QString &folder : {u".claude"_s, u".codex"_s})
+        for (const QString &folder : {".claude", ".codex"})
             EXPECT_EQ(QDir(home.path(folder)).entryList(QDir::Files | QDir::Hidden).size(), 2) << killedAt;
-        EXPECT_FALSE(home.exists(u".tavvel/hooks"_s)) << killedAt;
+        EXPECT_FALSE(home.exists(".tavvel/hooks")) << killedAt;
     }
 }
 
-TEST_F(HooksInstallerTest, WhatKeepsRegisteredHooksFromRunningIsSaidAndNothingElse)
+TEST_F(HooksInstallerTest, ReasonsWhyRegisteredHooksDoNotRunAreReported)
 {
-    ::setenv("CODEX_HOME", qPrintable(home.path(u".codex/"_s)), 1);
+    ::setenv("CODEX_HOME", qPrintable(home.path(".codex/")), 1);
     ::setenv("CLAUDE_CONFIG_DIR", "/x", 1); // is said in every case
-    const QByteArray ours = home.path(u".tavvel/hooks/"_s).toUtf8();
+    const QByteArray ours = home.path(".tavvel/hooks/").toUtf8();
     const std::tuple<QString, QByteArray, QString> cases[] = {
-        {settings, R"({"disableAllHooks":true})", u"disableAllHooks"_s},
+        {settings, R"({"disableAllHooks":true})", "disableAllHooks"},
         {settings, R"({"allowManagedHooksOnly":true})", {}},
-        {u"managed/managed-settings.json"_s, R"({"allowManagedHooksOnly":true})", u"allowManagedHooksOnly"_s},
-        {u"managed/managed-settings.d/1.json"_s, R"({"disableAllHooks":true})", u"disableAllHooks"_s},
-        {settings, R"("/home/other/.tavvel/hooks/tavvel-hook.sh")", u"/home/other/.tavvel/hooks/tavvel-hook.sh"_s},
+        {"managed/managed-settings.json", R"({"allowManagedHooksOnly":true})", "allowManagedHooksOnly"},
+        {"managed/managed-settings.d/1.json", R"({"disableAllHooks":true})", "disableAllHooks"},
+        {settings, R"("/home/other/.tavvel/hooks/tavvel-hook.sh")", "/home/other/.tavvel/hooks/tavvel-hook.sh"},
         {settings, R"("~/.tavvel/hooks/tavvel-hook.sh", ")" + ours + "tavvel-hook.sh\"", {}},
-        {config, "notify = ['/home/other/codex-notify.sh']", u"/home/other/codex-notify.sh"_s},
-        {u".codex/work.config.toml"_s, "model = 'x'\nnotify = ['x']\n", u"codex -p work "_s},
-        {u".codex/work.config.toml"_s, "[notify]\nnotify = ['x']\n", {}},
-        {u".codex/work.config.toml"_s, "notify = ['" + ours + "codex-notify.sh']", {}},
+        {config, "notify = ['/home/other/codex-notify.sh']", "/home/other/codex-notify.sh"},
+        {".codex/work.config.toml", "model = 'x'\nnotify = ['x']\n", "codex -p work "},
+        {".codex/work.config.toml", "[notify]\nnotify = ['x']\n", {}},
+        {".codex/work.config.toml", "notify = ['" + ours + "codex-notify.sh']", {}},
     };
     for (const auto &[file, content, reason] : cases) {
         home.write(file, content);
-        const QStringList said = hookProblems(home.path(), home.path(u"managed"_s));
+        const QStringList said = hookProblems(home.path(), home.path("managed"));
         EXPECT_EQ(said.size(), reason.isEmpty() ? 1 : 2) << content.constData();
-        EXPECT_TRUE(said.join(u'|').contains(reason)) << content.constData();
+        EXPECT_TRUE(said.join('|').contains(reason)) << content.constData();
         QFile::remove(home.path(file));
     }
     ::unsetenv("CLAUDE_CONFIG_DIR");
 }
 
-TEST_F(HooksInstallerTest, WhatAnotherProgramWritesMeanwhileIsNotOverwritten)
+TEST_F(HooksInstallerTest, ChangesOfAnotherProgramAreNotOverwritten)
 {
     home.write(settings, "{}");
     onRename = [this](const QString &name) {
-        if (name == u"settings.json.backup-tavvel" && home.read(settings) == "{}")
+        if (name == "settings.json.backup-tavvel" && home.read(settings) == "{}")
             home.write(settings, R"({"newer":1})");
         return false;
     };

@@ -18,46 +18,43 @@ QByteArray line(int number, qsizetype padding = 0)
 class EventLogTest : public testing::Test
 {
 protected:
-    void write(const QByteArray &content, QIODevice::OpenMode how) const { m_home.write(u"log"_s, content, how); }
-    void append(const QByteArray &content) const { write(content, QIODevice::Append); }
     qint64 size() const { return QFileInfo(m_path).size(); }
 
     const TestHome m_home;
-    const QString m_path = m_home.path(u"log"_s);
+    const QString m_path = m_home.path("log");
     QStringList m_ids;
     std::atomic<int> m_last = -1;
     qint64 m_offset = 0;
     const EventLog::OnEvent m_receive = [this](const std::optional<HookEvent> &event, qint64 position) {
         m_offset = position;
-        if (!event)
-            return;
-        m_ids.append(event->sessionId.value_or(u"-"_s));
-        m_last = m_ids.last().toInt();
+        if (event)
+            m_last = (m_ids << event->sessionId.value_or("-")).last().toInt();
     };
     EventLog m_log{m_path, 0, m_receive};
 };
 
 } // namespace
 
-TEST_F(EventLogTest, EveryWholeLineIsHandedOverOnceAndNoneBeforeItsLineFeed)
+TEST_F(EventLogTest, EachCompleteLineIsReportedOnce)
 {
     const QByteArray longLine = line(3, 3'000'000);
-    // Another type, or an escape that JSON does not know; then no JSON, and too deep.
-    QByteArray broken = R"({"session_id":5} {"prompt":1} {"tool_input":"ls"} {"tavvel_ts":"1"} {"prompt":"12345\q"} )";
-    broken = broken.replace(' ', '\n') + QByteArray("\n\n{\n\0\xff\n", 7) + QByteArray(9999, '[') + "\n";
+    // Other types, an escape that JSON does not know, nothing, no JSON, and what is too deep.
+    QByteArray broken =
+        R"({"session_id":5} {"prompt":1} {"tool_input":"ls"} {"tavvel_ts":"1"} {"prompt":"12345\q"}   { )";
+    broken = broken.replace(' ', '\n') + QByteArray("\0\xff\n", 3) + QByteArray(9999, '[') + "\n";
     // Whether it is appended, what is handed over, and how many bytes stay unread.
     const std::tuple<bool, QByteArray, QString, qint64> rows[] = {
-        {true, line(1) + line(2) + "{\"session_id\"", u"1 2"_s, 13},
-        {true, ":\"3\"}", u""_s, 18},
-        {true, "\n", u"3"_s, 0},
-        {true, line(1) + broken + line(2), u"1 2"_s, 0},
-        {true, longLine.chopped(1), u""_s, longLine.size() - 1},
-        {true, "\n" + line(4), u"3 4"_s, 0},
-        {true, line(5, 17 << 20) + line(6), u"6"_s, 0},            // too long
-        {false, line(1) + line(2) + line(3), u"1 2 3"_s, 0},       // a shorter log is a new one
-        {false, line(4) + line(5) + line(6) + line(7), u"7"_s, 0}, // a longer one is taken for the same
-        {false, "", u""_s, -4 * line(4).size()},                   // an empty one says nothing yet
-        {true, line(1), u"1"_s, 0},
+        {true, line(1) + line(2) + "{\"session_id\"", "1 2", 13},
+        {true, ":\"3\"}", "", 18},
+        {true, "\n", "3", 0},
+        {true, line(1) + broken + line(2), "1 2", 0},
+        {true, longLine.chopped(1), "", longLine.size() - 1},
+        {true, "\n" + line(4), "3 4", 0},
+        {true, line(5, 17 << 20) + line(6), "6", 0},            // too long
+        {false, line(1) + line(2) + line(3), "1 2 3", 0},       // a shorter log is a new one
+        {false, line(4) + line(5) + line(6) + line(7), "7", 0}, // a longer one is taken for the same
+        {false, "", "", -4 * line(4).size()},                   // an empty one says nothing yet
+        {true, line(1), "1", 0},
     };
     m_log.readNewLines(); // there is no log yet
     ::mkfifo(qPrintable(m_path), 0600);
@@ -66,54 +63,51 @@ TEST_F(EventLogTest, EveryWholeLineIsHandedOverOnceAndNoneBeforeItsLineFeed)
     const auto bytesInUse = [] { return ::mallinfo2().uordblks + ::mallinfo2().hblkhd; };
     const size_t before = bytesInUse();
     for (const auto &[isAppended, content, read, left] : rows) {
-        write(content, isAppended ? QIODevice::Append : QIODevice::Truncate);
+        m_home.write("log", content, isAppended ? QIODevice::Append : QIODevice::Truncate);
         m_ids.clear();
         m_log.readNewLines();
-        EXPECT_EQ(m_ids.join(u' '), read);
+        EXPECT_EQ(m_ids.join(' '), read);
         EXPECT_EQ(m_offset, size() - left) << qPrintable(read);
     }
     EXPECT_LT(bytesInUse(), before + 1'000'000); // what a long line costs ends with it
 }
 
-TEST_F(EventLogTest, EachEventComesWithThePositionPastItAndReadingGoesOnFromAnyOfThem)
+TEST_F(EventLogTest, ReadingGoesOnFromThePositionAfterEachEvent)
 {
     const QByteArray other = "no event\n";
-    append(line(0) + other + line(1) + line(2) + other);
-    for (const auto &[position, read] :
-         {std::pair(line(0).size(), 2), {line(0).size() + other.size(), 2}, {size(), 0}}) {
-        qsizetype end = size() - other.size() - (read - 1) * line(1).size();
-        int count = 0;
-        EventLog log(m_path, position, [&](const std::optional<HookEvent> &event, qint64 past) {
-            EXPECT_EQ(past, event ? end : size());
-            end += line(1).size();
-            count += event ? 1 : 0;
-        });
+    m_home.append("log", line(0) + other + line(1) + line(2) + other);
+    for (const qint64 position : {line(0).size(), line(0).size() + other.size(), size()}) {
+        QList<qint64> past;
+        EventLog log(m_path, position, [&past](const auto &, qint64 end) { past += end; });
         log.readNewLines();
-        EXPECT_EQ(count, read);
+        const qint64 second = size() - other.size();
+        EXPECT_EQ(past, position == size() ? QList<qint64>() : (QList{second - line(2).size(), second, size()}));
     }
 }
 
-TEST_F(EventLogTest, OnlyALargeLogThatWasReadToItsEndAndThatNobodyHoldsIsEmptied)
+TEST_F(EventLogTest, OnlyALargeLogThatWasReadAndIsNotOpenIsEmptied)
 {
-    const std::tuple<int, int, bool, bool> rows[] = {{10'000'000, 10'000'000, false, false},
-                                                     {10'000'001, 10'000'000, false, false},
-                                                     {10'000'001, 10'000'002, false, false}, // another log's
-                                                     {10'000'001, 10'000'001, true, false},
-                                                     {10'000'001, 10'000'001, false, true}};
-    for (const auto &[bytes, position, isHeld, isEmptied] : rows) {
-        write(QByteArray(bytes, '\n'), QIODevice::Truncate);
+    constexpr int large = 10'000'001;
+    // The log's bytes, those that were read, and whether somebody has it open; only the last one is emptied.
+    for (const auto &[bytes, position, isHeld] : {std::tuple(large - 1, large - 1, false),
+                                                  {large, large - 1, false},
+                                                  {large, large + 1, false}, // another log's
+                                                  {large, large, true},
+                                                  {large, large, false}}) {
+        m_home.write("log", QByteArray(bytes, '\n'));
         m_offset = position;
         QFile writer(m_path);
         EXPECT_TRUE(!isHeld || writer.open(QIODevice::Append));
         EventLog(m_path, position, m_receive).rotateIfNeeded();
+        const bool isEmptied = bytes == large && position == large && !isHeld;
         EXPECT_EQ(size(), isEmptied ? 0 : bytes) << bytes << ' ' << position << ' ' << isHeld;
         EXPECT_EQ(m_offset, isEmptied ? 0 : position);
     }
 }
 
-TEST_F(EventLogTest, TheWatcherEmptiesTheLogAndFindsANewOneByItsPollAndFromThenOnWaitsForNone)
+TEST_F(EventLogTest, TheWatcherEmptiesTheLogAndFollowsItsSuccessors)
 {
-    append(QByteArray(10'000'001, '\n'));
+    m_home.append("log", QByteArray(10'000'001, '\n'));
     EventWatcher watcher(m_path, 10'000'001, {}, {m_receive, {}, [] {}}, 1s);
     watcher.start();
     EXPECT_TRUE(waitUntil([&] { return size() == 0; }));
@@ -121,7 +115,7 @@ TEST_F(EventLogTest, TheWatcherEmptiesTheLogAndFindsANewOneByItsPollAndFromThenO
     for (int i = 0; i < 30; ++i) {
         EXPECT_TRUE(i % 10 != 0
                     || (i == 10 ? QFile::remove(m_path) : QFile::rename(m_path, m_path + QString::number(i))));
-        append(line(i));
+        m_home.append("log", line(i));
         EXPECT_TRUE(waitUntil([&] { return m_last == i; })) << i;
         if (i % 10 == 0)
             sinceFound.start();
@@ -132,7 +126,7 @@ TEST_F(EventLogTest, TheWatcherEmptiesTheLogAndFindsANewOneByItsPollAndFromThenO
 
 TEST_F(EventLogTest, AWatcherThatGotNoDescriptorFindsEventsByItsPollAndEnds)
 {
-    append(line(1));
+    m_home.append("log", line(1));
     rlimit files = {};
     ::getrlimit(RLIMIT_NOFILE, &files);
     const rlimit none{0, files.rlim_max};
@@ -143,21 +137,21 @@ TEST_F(EventLogTest, AWatcherThatGotNoDescriptorFindsEventsByItsPollAndEnds)
     EXPECT_TRUE(waitUntil([&] { return m_last == 1; }));
 }
 
-TEST_F(EventLogTest, ARecordIsReadAsSoonAsItIsWrittenReplacedOrGoneAlsoInAFolderThatComesLater)
+TEST_F(EventLogTest, ARecordIsReadWhenItIsWrittenReplacedOrRemoved)
 {
     std::atomic<int> pid = 0;
     const auto onRecord = [&pid](const SessionRecord &, const SessionRecord &now) { pid = now.pid; };
-    QDir().mkdir(m_home.path(u"claude"_s));
-    EventWatcher watcher(m_path, 0, m_home.path(u"claude/sessions"_s), {m_receive, onRecord, [] {}}, 1h);
+    QDir().mkdir(m_home.path("claude"));
+    EventWatcher watcher(m_path, 0, m_home.path("claude/sessions"), {m_receive, onRecord, [] {}}, 1h);
     watcher.start();
-    const QString record = u"claude/sessions/1.json"_s;
+    const QString record = "claude/sessions/1.json";
     for (int i = 1; i < 20; ++i) {
-        m_home.write(i % 3 ? record : u"new"_s, R"({"sessionId":"s","pid":)" + QByteArray::number(i) + '}');
-        ::rename(qPrintable(m_home.path(u"new"_s)), qPrintable(m_home.path(record))); // where there is a new one
+        m_home.write(i % 3 ? record : "new", R"({"sessionId":"s","pid":)" + QByteArray::number(i) + '}');
+        ::rename(qPrintable(m_home.path("new")), qPrintable(m_home.path(record))); // where there is a new one
         EXPECT_TRUE(waitUntil([&] { return pid == i; })) << i;
         EXPECT_TRUE(i % 5 || QFile::remove(m_home.path(record)));
         EXPECT_TRUE(waitUntil([&] { return pid == (i % 5 ? i : 0); })) << i;
     }
-    QDir(m_home.path(u"claude/sessions"_s)).removeRecursively();
+    QDir(m_home.path("claude/sessions")).removeRecursively();
     EXPECT_TRUE(waitUntil([&] { return pid == 0; }));
 }

@@ -42,7 +42,7 @@ inline QString changeOf(const QStringList &before, const QStringList &now)
         else
             change += u" +"_s + (seen < kept.size() ? QString::number(i) + u':' : QString()) + now[i];
     }
-    return kept.isEmpty() || seen < kept.size() ? u' ' + now.join(u" | "_s) : change;
+    return (kept.isEmpty() && !before.isEmpty()) || seen < kept.size() ? u' ' + now.join(u" | "_s) : change;
 }
 
 /// A home directory of its own with a clock and a process table that the test sets. Nothing outside of it is touched.
