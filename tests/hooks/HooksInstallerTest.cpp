@@ -126,7 +126,7 @@ TEST_F(HooksInstallerTest, EachOutcomeHasItsMessageAndLinksAndModesStay)
         EXPECT_EQ(home.read("precious"), "precious");
         installer.clearMessage();
         EXPECT_FALSE(installer.message());
-        for (const QString &folder : {".claude", ".codex", ".tavvel"})
+        for (const QString folder : {".claude", ".codex", ".tavvel"})
             QDir(home.path(folder)).removeRecursively();
     }
 }
@@ -163,7 +163,7 @@ TEST_F(HooksInstallerTest, TheToolsFileIsReplacedLastAndStaysWhereAStepFails)
           {config, "config.toml.original codex-notify-forward config.toml.backup-tavvel config.toml"}}) {
         const QString order = QString("tavvel-hook.sh codex-notify.sh ") + names;
         const QByteArray before = home.read(file);
-        for (int step = 0, most = order.count(' ') + 1; step <= most; ++step) {
+        for (qsizetype step = 0, most = order.count(' ') + 1; step <= most; ++step) {
             HooksInstaller installer(home.environment());
             QDir(home.path(".tavvel")).removeRecursively();
             QFile::remove(home.path(file + backup));
@@ -200,7 +200,7 @@ TEST_F(HooksInstallerTest, ARemovalThatWasKilledIsCompletedByTheNext)
             Files::removeTemporaries(home.path(file));
         HooksRemoval::remove(home.path());
         EXPECT_EQ(home.read(settings) + home.read(config), "{ \"a\" :1}notify = ['a'] # c\n") << killedAt;
-        for (const QString &folder : {".claude", ".codex"})
+        for (const QString folder : {".claude", ".codex"})
             EXPECT_EQ(QDir(home.path(folder)).entryList(QDir::Files | QDir::Hidden).size(), 2) << killedAt;
         EXPECT_FALSE(home.exists(".tavvel/hooks")) << killedAt;
     }
