@@ -42,34 +42,47 @@ TEST(Scenes, LookAndGoAsCommitted)
     ASSERT_TRUE(output.removeRecursively() && output.mkpath(u"."_s));
     QFile file(committed.filePath(u"scenes.txt"_s));
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    QStringList text = QString::fromUtf8(file.readAll()).split(u'\n');
+    // What continues a line stands further in than it.
+    QStringList text = QString::fromUtf8(file.readAll()).replace(u"\n        "_s, u" "_s).split(u'\n');
     QMap<QString, AgentTask> lines;
     std::unique_ptr<Stage> stage;
     QString fault;
     for (QString &line : text) {
         if (!line.startsWith(u"    ")) {
             fault = line;
+            stage.reset();
             continue;
         }
         SCOPED_TRACE(qPrintable(fault + u'\n' + line));
         const QString steps = line.section(u" ->"_s, 0, 0);
-        for (const QString &step : steps.sliced(4).split(u"; "_s)) {
+        for (const QString &step : QString(steps).replace(u" | "_s, u"; look; "_s).sliced(4).split(u"; "_s)) {
             const QStringList words = step.split(u' ');
             if (words[0] == u"line") {
-                lines[words[1]] = lineWith(words[1], step.section(u' ', 2));
-            } else if (words[0] == u"start") {
-                stage.reset(); // there is one clock of animations
-                stage = std::make_unique<Stage>(lines, words[1], words[2], words[3]);
-            } else if (words[0] == u"picture") {
-                compare(stage->picture(words.value(2, u"1"_s).toDouble()), words[1], committed, output);
-            } else {
-                stage->act(step);
+                lines[words[1]] = lineWith(line.sliced(9));
+                break;
             }
+            if (words[0] == u"start" || !stage) {
+                const bool isTold = words[0] == u"start";
+                stage.reset(); // there is one clock of animations
+                stage = std::make_unique<Stage>(lines, isTold ? words.value(1, u"panel"_s) : u"panel"_s,
+                                                isTold ? words.value(2, u"both"_s) : u"both"_s,
+                                                isTold ? words.value(3, u"both"_s) : u"both"_s);
+            }
+            if (words[0] == u"picture")
+                compare(stage->picture(words.value(2, u"1"_s).toDouble()), words[1], committed, output);
+            else if (words[0] != u"start")
+                stage->act(step);
         }
         if (line.contains(u" ->")) {
             const QString printed = steps + u" -> "_s + stage->changes();
             EXPECT_EQ(printed.toStdString(), line.toStdString());
             line = printed;
+        }
+        static const QRegularExpression between(u"(?<=[;|,，]) | (?=[-+—])"_s);
+        for (qsizetype start = 0; line.size() - start > 140;) {
+            const qsizetype at = line.lastIndexOf(between, start + 140);
+            line.replace(at, 1, u"\n        "_s);
+            start = at + 1;
         }
     }
     QFile printed(output.filePath(u"scenes.txt"_s));

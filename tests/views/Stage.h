@@ -58,6 +58,7 @@ public:
         m_view->show();
         m_view->activateWindow();
         EXPECT_TRUE(QTest::qWaitForWindowActive(m_view.get()));
+        changes();
     }
     ~Stage() override
     {
@@ -66,44 +67,68 @@ public:
         m_view.reset();
     }
 
-    /// A step is the name of one of the invokable functions, and its argument.
+    /// A step is the name of one of the invokable functions, and its argument; to click or press, one after another.
     void act(const QString &step)
     {
         const QByteArray name = step.section(u' ', 0, 0).toLatin1();
         const bool isLeftRunning = step.endsWith(u" …");
         const QString argument = step.chopped(isLeftRunning ? 2 : 0).section(u' ', 1);
-        EXPECT_TRUE(QMetaObject::invokeMethod(this, name, Q_ARG(QString, argument)));
-        if (isLeftRunning)
-            return;
-        // Until what has changed is shown: a view looks after its sources once a frame.
-        QEventLoop frame;
-        QTimer::singleShot(std::chrono::milliseconds(20), Qt::PreciseTimer, &frame, &QEventLoop::quit);
-        frame.exec();
-        animate(u"1000"_s);
+        const bool isOneByOne = name == "click" || name == "press";
+        for (const QString &each : isOneByOne ? argument.split(u' ') : QStringList(argument)) {
+            EXPECT_TRUE(QMetaObject::invokeMethod(this, name, Q_ARG(QString, each)));
+            if (isLeftRunning)
+                return;
+            // Until what has changed is shown: a view looks after its sources once a frame.
+            QEventLoop frame;
+            QTimer::singleShot(std::chrono::milliseconds(20), Qt::PreciseTimer, &frame, &QEventLoop::quit);
+            frame.exec();
+            animate(u"1000"_s);
+        }
     }
 
     /// What is shown, stored and told otherwise than when this was last asked.
     QString changes()
     {
         const Facts before = std::exchange(m_known, facts());
-        QStringList changes, gone = before.keys();
+        QStringList changes, back, gone;
+        QMap<QString, QStringList> ofLines;
         static const QRegularExpression number(u"[0-9]+"_s), words(u"[^0-9]+"_s);
         for (const auto &[topic, fact] : m_known.asKeyValueRange()) {
-            const QString was = before.value(topic);
-            const bool isOfNow = topic == u"focus" || topic == u"told" || was.isEmpty();
-            if (isOfNow && was != fact)
+            const QString was = before.value(topic), last = std::exchange(m_lastKnown[topic], fact);
+            const bool isOfNow = topic == u"focus" || topic == u"told";
+            if (was == fact && !isOfNow)
+                continue;
+            if (topic.contains(u' '))
+                ofLines[topic.section(u' ', 0, 0)] += topic.section(u' ', 1) + u' ' + fact;
+            else if (was.isEmpty() && last == fact && !isOfNow)
+                back += topic;
+            else if (was.isEmpty() || isOfNow)
                 changes += topic + u": "_s + fact;
-            else if (was != fact && QString(was).remove(number) == QString(fact).remove(number))
+            else if (QString(was).remove(number) == QString(fact).remove(number))
                 changes += topic + u": #"_s + fact.split(words, Qt::SkipEmptyParts).join(u' ');
-            else if (was != fact)
+            else
                 changes += topic + u':' + changeOf(was.split(u" | "_s), fact.split(u" | "_s));
         }
-        gone.removeIf([this](const QString &topic) { return m_known.contains(topic); });
+        for (auto [line, facts] : ofLines.asKeyValueRange()) { // when is not told where it is now
+            const QString when = u"updatedAt "_s + m_known[line + u" updatedAt"_s];
+            facts.removeOne(when);
+            if (facts.isEmpty() || when.section(u' ', 1).toInt() != TestHome().now.secsTo(m_home.now))
+                facts += when;
+            changes += line + u": "_s + facts.join(u", "_s);
+        }
+        for (const QString &topic : before.keys())
+            gone += m_known.contains(topic) ? QStringList() : QStringList(topic);
+        gone.removeAll(u"focus"_s);
+        gone.removeAll(u"told"_s);
+        if (!back.isEmpty())
+            changes += u"back: "_s + back.join(u", "_s);
         if (!gone.isEmpty())
             changes += u"gone: "_s + gone.join(u", "_s);
         m_focused.clear();
         m_told.clear();
-        return changes.isEmpty() ? u"nothing"_s : changes.join(u"; "_s).replace(u'\n', u'⏎');
+        static const QRegularExpression usual(
+            u"(?<=cc-\\w)，Claude，5 分钟前|(?<=cx-\\w)，Codex，5 分钟前|(?<=m-\\w)，其他，5 分钟前| 5 分钟前"_s);
+        return changes.isEmpty() ? u"nothing"_s : changes.join(u"; "_s).replace(u'\n', u'⏎').replace(usual, u"…"_s);
     }
 
     QImage picture(double scale)
@@ -134,10 +159,11 @@ protected:
     {
         QList<AgentTask> tasks;
         for (const QString &line : lines.split(u' ', Qt::SkipEmptyParts)) {
-            const QString id = line.section(u':', 0, 0);
-            const QString status = line.section(u':', 1, 1);
-            const QString fields = uR"({"age": 5, "title": "%1", "status": "%2", "project": "%3"})"_s;
-            tasks += status.isEmpty() ? m_lines[id] : lineWith(id, fields.arg(id, status, line.section(u':', 2)));
+            const auto part = [&](int i, const QString &usual) {
+                return line.section(u':', i, i).isEmpty() ? usual : line.section(u':', i, i);
+            };
+            const QString fields = u"%1 5 %2 %3 %1"_s.arg(part(0, {}), part(2, u"shop"_s), part(1, u"running"_s));
+            tasks += line.contains(u':') ? lineWith(fields) : m_lines[line];
         }
         m_store->setTasks(tasks);
         m_known.removeIf([](const auto &fact) { return fact.key().contains(u' '); });
@@ -174,8 +200,9 @@ protected:
     {
         auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
         ASSERT_TRUE(menu);
+        m_menu.clear();
         for (QAction *action : menu->actions()) {
-            m_told += action->text().replace(u'\t', u' ') + action->shortcut().toString()
+            m_menu += action->text().replace(u'\t', u' ') + action->shortcut().toString()
                 + (action->isEnabled() ? u""_s : u" off"_s);
             if (action->text().section(u'\t', 0, 0) == choice)
                 action->trigger();
@@ -184,8 +211,8 @@ protected:
     }
     Q_INVOKABLE void press(const QString &keys)
     {
-        for (int times = std::max(1, keys.section(u' ', 1).toInt()); times > 0; --times) {
-            const QKeyCombination key = QKeySequence(keys.section(u' ', 0, 0))[0];
+        for (int times = std::max(1, keys.section(u'*', 1).toInt()); times > 0; --times) {
+            const QKeyCombination key = QKeySequence(keys.section(u'*', 0, 0))[0];
             QTest::keyClick(m_view->windowHandle(), key.key(), key.keyboardModifiers());
             QAccessibleInterface *at = QAccessible::queryAccessibleInterface(m_view.get())->focusChild();
             m_focused += at ? at->text(QAccessible::Name).section(u'，', 0, 0) : u"nothing"_s;
@@ -224,6 +251,7 @@ protected:
     }
     Q_INVOKABLE void watch(const QString &) { m_painted.emplace(); }
     Q_INVOKABLE void look(const QString &) { changes(); }
+    Q_INVOKABLE void forget(const QString &) { m_known = m_lastKnown = {}; }
 
 private:
     // What is to be done a second or more later, which is only done here: what waits for `ending` milliseconds.
@@ -266,15 +294,20 @@ private:
     {
         return element->rect().translated(-m_view->mapToGlobal(QPoint()));
     }
-    [[nodiscard]] Facts facts() const
+    [[nodiscard]] Facts facts()
     {
         auto found = heard(elements(), *m_view, m_painted.value_or(QRegion()));
+        if (!found.contains(u"form"_s))
+            m_board = found;
+        for (const auto &[topic, parts] : m_board.asKeyValueRange()) // the form stands before the board
+            found.insert(topic, found.value(topic, parts));
         found[u"size"_s] += u"%1x%2"_s.arg(m_view->width()).arg(m_view->height());
         found[u"focus"_s] += m_focused;
         found[u"told"_s] += m_told;
+        found[u"menu"_s] += m_menu;
         found[u"delays"_s] = delays(0);
         found[u"clipboard"_s] += QGuiApplication::clipboard()->text();
-        Facts facts = found.contains(u"EditableText"_s) ? m_known : Facts(); // the form stands before the board
+        Facts facts;
         for (const auto &[topic, parts] : found.asKeyValueRange())
             facts[topic] = parts.filter(QRegularExpression(u"."_s)).join(u" | "_s);
         facts.removeIf([](const auto &fact) { return fact.key().isEmpty() || fact.value().isEmpty(); });
@@ -291,6 +324,8 @@ private:
     qint64 m_elapsed = 0;
     QStringList m_focused; // after each key
     QStringList m_told;    // by the view's signals
+    QStringList m_menu;    // the last one
     std::optional<QRegion> m_painted;
-    Facts m_known;
+    QMap<QString, QStringList> m_board; // as it was last seen
+    Facts m_known, m_lastKnown;
 };
