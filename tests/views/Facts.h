@@ -5,32 +5,35 @@
 
 #include <QtWidgets>
 
-/// A task line of "ID AGE PROJECT STATUS TITLE | FIELD VALUE | …", the age in minutes, "⏎" and "\t" as they read.
+/// A task line of "ID AGE PROJECT STATUS TITLE | FIELD VALUE | …", the age in minutes, with "⏎" and "\t" for those.
 inline AgentTask lineWith(const QString &text)
 {
     const QStringList fields = QString(text).replace(u'⏎', u'\n').replace(u"\\t"_s, u"\t"_s).split(u" | "_s);
-    const QString id = fields[0].section(u' ', 0, 0);
+    const QStringList head = fields[0].split(u' ');
+    const QDateTime when = TestHome().now.addSecs(-60 * head[1].toInt());
+    const bool isCodex = head[0].startsWith(u"cx-");
     QVariantMap line = toJson({}).toVariantMap();
-    line[u"id"_s] = id;
-    line[u"source"_s] = id.startsWith(u"cc-") ? u"Claude"_s : id.startsWith(u"cx-") ? u"Codex"_s : u"Other"_s;
-    const QDateTime updatedAt = TestHome().now.addSecs(-60 * fields[0].section(u' ', 1, 1).toInt());
-    line[u"updatedAt"_s] = updatedAt.toString(Qt::ISODate);
-    line[u"project"_s] = fields[0].section(u' ', 2, 2);
-    line[u"status"_s] = fields[0].section(u' ', 3, 3);
-    line[u"title"_s] = fields[0].section(u' ', 4);
+    line.insert({{u"id"_s, head[0]},
+                 {u"updatedAt"_s, when.toString(Qt::ISODate)},
+                 {u"project"_s, head[2]},
+                 {u"status"_s, head[3]},
+                 {u"title"_s, head.sliced(4).join(u' ')},
+                 {u"source"_s,
+                  isCodex                          ? u"Codex"_s
+                      : head[0].startsWith(u"cc-") ? u"Claude"_s
+                                                   : u"Other"_s}});
     for (const QString &field : fields.sliced(1)) {
         QVariant &value = line[field.section(u' ', 0, 0)];
-        const QString written = field.section(u' ', 1);
-        value = value.typeId() == QMetaType::QVariantList ? QVariant(value.toList() << written)
-            : written == u"true"                          ? QVariant(true)
-                                                          : written;
+        const QString is = field.section(u' ', 1);
+        const bool isList = value.typeId() == QMetaType::QVariantList;
+        value = isList ? value.toList() << is : is == u"true" ? QVariant(true) : is;
     }
     return agentTaskFrom(QJsonObject::fromVariantMap(line)).value();
 }
 
-using Facts = QMap<QString, QString>; // by topic
+using Facts = QMap<QString, QString>; // by topic; the parts of a list are joined by " | "
 
-/// Those of a view that are shown, from the top to the bottom.
+/// What a view shows, from the top to the bottom, also what is scrolled away.
 inline QList<QAccessibleInterface *> elementsIn(QAccessibleInterface *in)
 {
     QList<QAccessibleInterface *> all;
@@ -41,56 +44,81 @@ inline QList<QAccessibleInterface *> elementsIn(QAccessibleInterface *in)
     return all;
 }
 
-/// What a screen reader says of them, by their roles; "【a heading】", "[a project]" and its lines are the board.
-inline QMap<QString, QStringList> heard(const QList<QAccessibleInterface *> &elements, const QWidget &view,
-                                        const QRegion &painted)
+/// What a screen reader says of it, by the roles, and of what is in a state.
+inline Facts heard(QWidget &view, const QRegion &painted)
 {
-    static const QMap<QAccessible::Role, QString> boardMarks{
+    static const QMap<int, QString> board{
         {QAccessible::Heading, u"【%1】"_s}, {QAccessible::List, u"[%1]"_s}, {QAccessible::ListItem, u"%1"_s}};
-    QMap<QString, QStringList> found;
-    for (QAccessibleInterface *element : elements) {
+    Facts facts;
+    const auto add = [&](const QString &topic, const QString &text, bool isSo = true) {
+        if (isSo && !text.isEmpty() && !topic.isEmpty())
+            facts[topic] += (facts.contains(topic) ? u" | "_s : QString()) + text;
+    };
+    for (auto *element : elementsIn(QAccessible::queryAccessibleInterface(&view))) {
+        const QString text = element->text(QAccessible::Name), name = text.section(u'，', 0, 0);
         const QAccessible::Role role = element->role();
         const QAccessible::State state = element->state();
-        const QRect box = element->rect().translated(-view.mapToGlobal(QPoint()));
-        const QString name = element->text(QAccessible::Name), head = name.section(u'，', 0, 0);
+        const QRect box = element->rect();
+        const bool isInForm = facts.contains(u"form"_s) && role != QAccessible::AlertMessage;
         if (role == QAccessible::Grouping)
-            found[name.section(u' ', 0, 0)] += name.section(u' ', 1);
+            add(text.section(u' ', 0, 0), text.section(u' ', 1));
         else if (role == QAccessible::EditableText)
-            found[u"form"_s] += name + u'=' + element->text(QAccessible::Value);
-        else if (role == QAccessible::ComboBox || (role == QAccessible::Button && found.contains(u"form"_s)))
-            found[u"form"_s] += name;
-        else if (boardMarks.contains(role))
-            found[u"board"_s] += boardMarks[role].arg(name);
+            add(u"form"_s, text + u'=' + element->text(QAccessible::Value));
+        else if (isInForm || board.contains(role))
+            add(isInForm ? u"form"_s : u"board"_s, board.value(role, u"%1"_s).arg(text));
         else
-            found[QLatin1StringView(qAccessibleRoleString(role))] += name;
-        if (role == QAccessible::List && !found.contains(u"top"_s))
-            found[u"top"_s] += QString::number(box.top());
-        if (const QString hint = element->text(QAccessible::Description);
-            role == QAccessible::Button && !hint.isEmpty())
-            found[u"hints"_s] += hint;
-        if (role == QAccessible::ListItem && painted.intersects(box))
-            found[u"painted"_s] += head;
-        if (state.expanded)
-            found[u"expanded"_s] += head + u' ' + QString::number(box.height());
-        if (state.disabled)
-            found[u"disabled"_s] += head;
-        if (state.checked)
-            found[u"checked"_s] += head;
+            add(QLatin1StringView(qAccessibleRoleString(role)), text);
+        add(u"hints"_s, element->text(QAccessible::Description), role == QAccessible::Button);
+        add(u"painted"_s, name, role == QAccessible::ListItem && painted.intersects(box));
+        add(u"disabled"_s, name, state.disabled);
+        add(u"checked"_s, name, state.checked);
+        add(u"expanded"_s, u"%1 %2"_s.arg(name).arg(box.height()), state.expanded);
+        add(u"top"_s, QString::number(view.mapFromGlobal(box.topLeft()).y()),
+            role == QAccessible::List && !facts.contains(u"top"_s));
     }
-    return found;
+    return facts;
 }
 
-/// Of the lines, as they are stored; when, in seconds.
+/// Of the lines, as they are stored.
 inline Facts stored(const QList<AgentTask> &lines)
 {
     Facts facts;
-    for (AgentTask line : lines) {
-        if (!QUuid::fromString(line.id).isNull())
-            line.id = u"new"_s; // and random
-        for (const auto &[key, value] : toJson(line).toVariantMap().asKeyValueRange())
-            facts[line.id + u' ' + key] =
-                value.typeId() == QMetaType::QVariantList ? value.toStringList().join(u", "_s) : value.toString();
-        facts[line.id + u" updatedAt"_s] = QString::number(TestHome().now.secsTo(line.updatedAt));
+    for (const AgentTask &line : lines) {
+        const QString id = QUuid::fromString(line.id).isNull() ? line.id : u"new"_s; // and random
+        for (const auto &[key, value] : toJson(line).toVariantMap().asKeyValueRange()) {
+            const QStringList list = value.toStringList();
+            facts[id + u' ' + key] = list.isEmpty() ? value.toString() : list.join(u", "_s);
+        }
+        facts.remove(id + u" id"_s);
+        facts.remove(id + u" updatedAt"_s);
+        const qint64 when = TestHome().now.secsTo(line.updatedAt);
+        facts[id + u" is"_s] = u"%1 at %2"_s.arg(facts.take(id + u" status"_s)).arg(when);
     }
     return facts;
+}
+
+/// What has changed in them, as scenes.txt says it.
+inline QStringList changesOf(const Facts &before, const Facts &now)
+{
+    static const QRegularExpression number(u"[0-9]+"_s), words(u"[^0-9]+"_s);
+    static const QRegularExpression usual(
+        u"(?<=cc-\\w)，Claude，5 分钟前|(?<=cx-\\w)，Codex，5 分钟前|(?<=m-\\w)，其他，5 分钟前| 5 分钟前"
+        "|(?<=还有 \\d) 条暂时没新动静|(?<=现在没有)需要你处理的事"_s);
+    Facts all = before;
+    all.insert(now);
+    QStringList changes;
+    for (const QString &topic : all.keys()) {
+        const QString was = before.value(topic), is = now.value(topic);
+        if (was == is)
+            continue;
+        if (is.isEmpty())
+            changes += u'-' + topic;
+        else if (!was.isEmpty() && QString(was).remove(number) == QString(is).remove(number))
+            changes += topic + u": #"_s + is.split(words, Qt::SkipEmptyParts).join(u' ');
+        else
+            changes += topic + u':' + changeOf(was.split(u" | "_s), is.split(u" | "_s));
+    }
+    return changes.replaceInStrings(u"\n"_s, u"⏎"_s)
+        .replaceInStrings(u"\t"_s, u"\\t"_s)
+        .replaceInStrings(usual, u"…"_s);
 }
