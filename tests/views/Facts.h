@@ -49,6 +49,7 @@ inline Facts heard(QWidget &view, const QRegion &painted)
 {
     static const QMap<int, QString> board{
         {QAccessible::Heading, u"【%1】"_s}, {QAccessible::List, u"[%1]"_s}, {QAccessible::ListItem, u"%1"_s}};
+    static const QMap<int, QString> form{{QAccessible::Button, u"<%1>"_s}, {QAccessible::ComboBox, u"%1"_s}};
     Facts facts;
     const auto add = [&](const QString &topic, const QString &text, bool isSo = true) {
         if (isSo && !text.isEmpty() && !topic.isEmpty())
@@ -64,8 +65,10 @@ inline Facts heard(QWidget &view, const QRegion &painted)
             add(text.section(u' ', 0, 0), text.section(u' ', 1));
         else if (role == QAccessible::EditableText)
             add(u"form"_s, text + u'=' + element->text(QAccessible::Value));
-        else if (isInForm || board.contains(role))
-            add(isInForm ? u"form"_s : u"board"_s, board.value(role, u"%1"_s).arg(text));
+        else if (isInForm)
+            add(u"form"_s, form.value(role, u"not of the form: %1"_s).arg(text));
+        else if (board.contains(role))
+            add(u"board"_s, board[role].arg(text));
         else
             add(QLatin1StringView(qAccessibleRoleString(role)), text);
         add(u"hints"_s, element->text(QAccessible::Description), role == QAccessible::Button);
@@ -101,9 +104,9 @@ inline Facts stored(const QList<AgentTask> &lines)
 inline QStringList changesOf(const Facts &before, const Facts &now)
 {
     static const QRegularExpression number(u"[0-9]+"_s), words(u"[^0-9]+"_s);
-    static const QRegularExpression usual(
-        u"(?<=cc-\\w)，Claude，5 分钟前|(?<=cx-\\w)，Codex，5 分钟前|(?<=m-\\w)，其他，5 分钟前| 5 分钟前"
-        "|(?<=还有 \\d) 条暂时没新动静|(?<=现在没有)需要你处理的事"_s);
+    static const QRegularExpression usual(u"(?<=cc-\\w)，Claude，5 分钟前|(?<=cx-\\w)，Codex，5 "
+                                          u"分钟前|(?<=m-\\w)，其他，5 分钟前|(?<=\\[\\w|\\[docs|\\[shop) 5 分钟前"
+                                          "|(?<=还有 \\d) 条暂时没新动静|(?<=现在没有)需要你处理的事"_s);
     Facts all = before;
     all.insert(now);
     QStringList changes;

@@ -253,6 +253,7 @@ private:
         Facts found = heard(*m_view, m_painted);
         if (!found.contains(u"form"_s) && m_view->isVisible())
             m_board = found;
+        found[u"behind"_s] = found.contains(u"form"_s) ? found.value(u"Button"_s) : QString(); // nothing is
         for (const auto &[topic, fact] : m_board.asKeyValueRange())
             found.insert(topic, found.value(topic, fact));
         if (const QString top = found.take(u"top"_s); std::exchange(m_top, top) != top && !top.isEmpty())
