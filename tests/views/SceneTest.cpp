@@ -33,9 +33,11 @@ void compare(const QImage &is, const QString &name, const QDir &committed, const
 QString wrapped(QString line)
 {
     static const QRegularExpression between(u"(?<=[;|,，]) | (?=[-+—])"_s);
-    for (qsizetype start = 0; line.size() - start > 140;) {
-        start = line.lastIndexOf(between, start + 140);
-        line.replace(start++, 1, u"\n        "_s);
+    for (qsizetype start = 0, end = 0; line.size() - start > 140; start = end + 1) {
+        end = line.lastIndexOf(between, start + 140);
+        if (end <= start)
+            break; // there is no place for it
+        line.replace(end, 1, u"\n        "_s);
     }
     return line;
 }
