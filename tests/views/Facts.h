@@ -5,20 +5,35 @@
 
 #include <QtWidgets>
 
-/// A task line with these fields of its stored form, and "age" in minutes.
-inline AgentTask lineWith(const QString &id, const QString &fields)
+/// A task line of "ID AGE PROJECT STATUS TITLE | FIELD VALUE | …", the age in minutes, with "⏎" and "\t" for those.
+inline AgentTask lineWith(const QString &text)
 {
+    const QStringList fields = QString(text).replace(u'⏎', u'\n').replace(u"\\t"_s, u"\t"_s).split(u" | "_s);
+    const QStringList head = fields[0].split(u' ');
+    const QDateTime when = TestHome().now.addSecs(-60 * head[1].toInt());
+    const bool isCodex = head[0].startsWith(u"cx-");
     QVariantMap line = toJson({}).toVariantMap();
-    line[u"source"_s] = id.startsWith(u"cc-") ? u"Claude"_s : id.startsWith(u"cx-") ? u"Codex"_s : u"Other"_s;
-    line.insert(QJsonDocument::fromJson(fields.toUtf8()).object().toVariantMap());
-    line[u"id"_s] = id;
-    line[u"updatedAt"_s] = TestHome().now.addSecs(-60 * line[u"age"_s].toInt()).toString(Qt::ISODate);
+    line.insert({{u"id"_s, head[0]},
+                 {u"updatedAt"_s, when.toString(Qt::ISODate)},
+                 {u"project"_s, head[2]},
+                 {u"status"_s, head[3]},
+                 {u"title"_s, head.sliced(4).join(u' ')},
+                 {u"source"_s,
+                  isCodex                          ? u"Codex"_s
+                      : head[0].startsWith(u"cc-") ? u"Claude"_s
+                                                   : u"Other"_s}});
+    for (const QString &field : fields.sliced(1)) {
+        QVariant &value = line[field.section(u' ', 0, 0)];
+        const QString is = field.section(u' ', 1);
+        const bool isList = value.typeId() == QMetaType::QVariantList;
+        value = isList ? value.toList() << is : is == u"true" ? QVariant(true) : is;
+    }
     return agentTaskFrom(QJsonObject::fromVariantMap(line)).value();
 }
 
-using Facts = QMap<QString, QString>; // by topic
+using Facts = QMap<QString, QString>; // by topic; the parts of a list are joined by " | "
 
-/// Those of a view that are shown, from the top to the bottom.
+/// What a view shows, from the top to the bottom, also what is scrolled away.
 inline QList<QAccessibleInterface *> elementsIn(QAccessibleInterface *in)
 {
     QList<QAccessibleInterface *> all;
@@ -30,44 +45,91 @@ inline QList<QAccessibleInterface *> elementsIn(QAccessibleInterface *in)
     return all;
 }
 
-/// What a screen reader says of them, by their roles.
-inline QMap<QString, QStringList> heard(const QList<QAccessibleInterface *> &elements, const QWidget &view,
-                                        const QRegion &painted)
+inline bool isIn(const QObject *object, const char *className)
 {
-    QMap<QString, QStringList> found;
-    for (QAccessibleInterface *element : elements) {
-        const QAccessible::State state = element->state();
-        const QRect box = element->rect().translated(-view.mapToGlobal(QPoint()));
-        QString name = element->text(QAccessible::Name);
-        QString topic = QLatin1StringView(qAccessibleRoleString(element->role()));
-        if (element->role() == QAccessible::Grouping)
-            std::tie(topic, name) = std::pair(name.section(u' ', 0, 0), name.section(u' ', 1));
-        if (element->role() == QAccessible::List && !found.contains(topic))
-            found[u"top"_s] += QString::number(box.top());
-        if (element->role() == QAccessible::Button)
-            found[u"hints"_s] += element->text(QAccessible::Description);
-        if (element->role() == QAccessible::EditableText)
-            name += u'=' + element->text(QAccessible::Value);
-        if (element->role() == QAccessible::ListItem && painted.intersects(box))
-            name += u" painted"_s;
-        if (state.expanded)
-            name += u" ▾%1"_s.arg(box.height());
-        found[topic] += name + (state.disabled ? u" off"_s : state.checked ? u" on"_s : QString());
-    }
-    return found;
+    return object && (object->inherits(className) || isIn(object->parent(), className));
 }
 
-/// Of the lines, as they are stored; when, in seconds.
+/// What a screen reader says of it, by the roles, and of what is in a state.
+inline Facts heard(QWidget &view, const QRegion &painted)
+{
+    static const QMap<int, QString> board{
+        {QAccessible::Heading, u"【%1】"_s}, {QAccessible::List, u"[%1]"_s}, {QAccessible::ListItem, u"%1"_s}};
+    static const QMap<int, QString> form{{QAccessible::Button, u"<%1>"_s}, {QAccessible::ComboBox, u"%1"_s}};
+    Facts facts;
+    const auto add = [&](const QString &topic, const QString &text, bool isSo = true) {
+        if (isSo && !text.isEmpty() && !topic.isEmpty())
+            facts[topic] += (facts.contains(topic) ? u" | "_s : QString()) + text;
+    };
+    for (auto *element : elementsIn(QAccessible::queryAccessibleInterface(&view))) {
+        const QString text = element->text(QAccessible::Name), name = text.section(u'，', 0, 0);
+        const QAccessible::Role role = element->role();
+        const QAccessible::State state = element->state();
+        const QRect box = element->rect();
+        const bool isInForm = isIn(element->object(), "TaskEditView");
+        if (role == QAccessible::Grouping && isInForm)
+            add(u"form"_s, text);
+        else if (role == QAccessible::Grouping)
+            add(text.section(u' ', 0, 0), text.section(u' ', 1));
+        else if (role == QAccessible::EditableText)
+            add(u"form"_s, text + u'=' + element->text(QAccessible::Value));
+        else if (isInForm)
+            add(u"form"_s, form.value(role, u"not of the form: %1"_s).arg(text));
+        else if (board.contains(role))
+            add(u"board"_s, board[role].arg(text));
+        else
+            add(QLatin1StringView(qAccessibleRoleString(role)), text);
+        add(u"hints"_s, element->text(QAccessible::Description), role == QAccessible::Button);
+        add(u"painted"_s, name, role == QAccessible::ListItem && painted.intersects(box));
+        add(u"disabled"_s, name, state.disabled);
+        add(u"checked"_s, name, state.checked);
+        add(u"expanded"_s, u"%1 %2"_s.arg(name).arg(box.height()), state.expanded);
+        add(u"top"_s, QString::number(view.mapFromGlobal(box.topLeft()).y()),
+            role == QAccessible::List && !facts.contains(u"top"_s));
+    }
+    return facts;
+}
+
+/// Of the lines, as they are stored.
 inline Facts stored(const QList<AgentTask> &lines)
 {
     Facts facts;
-    for (AgentTask line : lines) {
-        if (!QUuid::fromString(line.id).isNull())
-            line.id = u"new"_s; // and random
-        for (const auto &[key, value] : toJson(line).toVariantMap().asKeyValueRange())
-            facts[line.id + u' ' + key] =
-                value.typeId() == QMetaType::QVariantList ? value.toStringList().join(u", "_s) : value.toString();
-        facts[line.id + u" updatedAt"_s] = QString::number(TestHome().now.secsTo(line.updatedAt));
+    for (const AgentTask &line : lines) {
+        const QString id = QUuid::fromString(line.id).isNull() ? line.id : u"new"_s; // and random
+        for (const auto &[key, value] : toJson(line).toVariantMap().asKeyValueRange()) {
+            const QStringList list = value.toStringList();
+            facts[id + u' ' + key] = list.isEmpty() ? value.toString() : list.join(u", "_s);
+        }
+        facts.remove(id + u" id"_s);
+        facts.remove(id + u" updatedAt"_s);
+        const qint64 when = TestHome().now.secsTo(line.updatedAt);
+        facts[id + u" is"_s] = u"%1 at %2"_s.arg(facts.take(id + u" status"_s)).arg(when);
     }
     return facts;
+}
+
+/// What has changed in them, as scenes.txt says it.
+inline QStringList changesOf(const Facts &before, const Facts &now)
+{
+    static const QRegularExpression number(u"[0-9]+"_s), words(u"[^0-9]+"_s);
+    static const QRegularExpression usual(u"(?<=cc-\\w)，Claude，5 分钟前|(?<=cx-\\w)，Codex，5 "
+                                          u"分钟前|(?<=m-\\w)，其他，5 分钟前|(?<=\\[\\w|\\[docs|\\[shop) 5 分钟前"
+                                          "|(?<=还有 \\d) 条暂时没新动静|(?<=现在没有)需要你处理的事"_s);
+    Facts all = before;
+    all.insert(now);
+    QStringList changes;
+    for (const QString &topic : all.keys()) {
+        const QString was = before.value(topic), is = now.value(topic);
+        if (was == is)
+            continue;
+        if (is.isEmpty())
+            changes += u'-' + topic;
+        else if (!was.isEmpty() && QString(was).remove(number) == QString(is).remove(number))
+            changes += topic + u": #"_s + is.split(words, Qt::SkipEmptyParts).join(u' ');
+        else
+            changes += topic + u':' + changeOf(was.split(u" | "_s), is.split(u" | "_s));
+    }
+    return changes.replaceInStrings(u"\n"_s, u"⏎"_s)
+        .replaceInStrings(u"\t"_s, u"\\t"_s)
+        .replaceInStrings(usual, u"…"_s);
 }

@@ -9,7 +9,7 @@ TEST(BoardLayout, PlacesWhatIsThere)
 {
     QList<AgentTask> lines;
     for (const QString &line : {u"waiting"_s, u"running"_s, u"shelved"_s})
-        lines += lineWith(u"cc-"_s + line, uR"({"status": "%1"})"_s.arg(line));
+        lines += lineWith(u"cc-%1 0 shop %1 title"_s.arg(line));
     ProjectCardView card;
     card.setGroup({u"shop"_s, lines, 1}, u"cc-waiting"_s, TestHome().now);
     std::vector<BoardItem> items;

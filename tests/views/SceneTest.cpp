@@ -29,6 +29,19 @@ void compare(const QImage &is, const QString &name, const QDir &committed, const
     ADD_FAILURE() << "by " << worst << ": see " << qPrintable(output.filePath(name)) << "*";
 }
 
+/// In lines of at most 140 characters.
+QString wrapped(QString line)
+{
+    static const QRegularExpression between(u"(?<=[;|,，]) | (?=[-+—])"_s);
+    for (qsizetype start = 0, end = 0; line.size() - start > 140; start = end + 1) {
+        end = line.lastIndexOf(between, start + 140);
+        if (end <= start)
+            break; // there is no place for it
+        line.replace(end, 1, u"\n        "_s);
+    }
+    return line;
+}
+
 } // namespace
 
 // Each paragraph of scenes.txt says which fault it would catch.
@@ -42,35 +55,41 @@ TEST(Scenes, LookAndGoAsCommitted)
     ASSERT_TRUE(output.removeRecursively() && output.mkpath(u"."_s));
     QFile file(committed.filePath(u"scenes.txt"_s));
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    QStringList text = QString::fromUtf8(file.readAll()).split(u'\n');
+    // What continues a line stands further in than it.
+    QStringList text = QString::fromUtf8(file.readAll()).replace(u"\n        "_s, u" "_s).split(u'\n');
     QMap<QString, AgentTask> lines;
     std::unique_ptr<Stage> stage;
+    const auto start = [&](const QStringList &with) {
+        stage.reset(); // there is one clock of animations
+        const QString both = u"claude,codex"_s;
+        stage = std::make_unique<Stage>(lines, with.value(1), with.value(2, both), with.value(3, both));
+    };
     QString fault;
     for (QString &line : text) {
         if (!line.startsWith(u"    ")) {
             fault = line;
+            if (line.isEmpty())
+                start({});
             continue;
         }
-        SCOPED_TRACE(qPrintable(fault + u'\n' + line));
+        SCOPED_TRACE(qPrintable(fault));
         const QString steps = line.section(u" ->"_s, 0, 0);
-        for (const QString &step : steps.sliced(4).split(u"; "_s)) {
+        for (const QString &step : QString(steps).replace(u" | "_s, u"; look; "_s).sliced(4).split(u"; "_s)) {
             const QStringList words = step.split(u' ');
             if (words[0] == u"line") {
-                lines[words[1]] = lineWith(words[1], step.section(u' ', 2));
-            } else if (words[0] == u"start") {
-                stage.reset(); // there is one clock of animations
-                stage = std::make_unique<Stage>(lines, words[1], words[2], words[3]);
-            } else if (words[0] == u"picture") {
-                compare(stage->picture(words.value(2, u"1"_s).toDouble()), words[1], committed, output);
-            } else {
-                stage->act(step);
+                lines[words[1]] = lineWith(line.sliced(9));
+                break;
             }
+            if (words[0] == u"start")
+                start(words);
+            else if (words[0] == u"picture")
+                compare(stage->picture(words.value(2, u"1"_s).toDouble()), words[1], committed, output);
+            else
+                stage->act(step);
         }
-        if (line.contains(u" ->")) {
-            const QString printed = steps + u" -> "_s + stage->changes();
-            EXPECT_EQ(printed.toStdString(), line.toStdString());
-            line = printed;
-        }
+        const QString printed = line == steps ? line : steps + u" -> "_s + stage->changes();
+        EXPECT_EQ(printed, line);
+        line = wrapped(printed);
     }
     QFile printed(output.filePath(u"scenes.txt"_s));
     ASSERT_TRUE(printed.open(QIODevice::WriteOnly) && printed.write(text.join(u'\n').toUtf8()) > 0);

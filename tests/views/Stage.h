@@ -25,39 +25,40 @@ public:
         QApplication::setCursorFlashTime(0);
         QApplication::setDoubleClickInterval(0);
         QGuiApplication::clipboard()->clear();
-        const auto names = [](const QString &tools, const QString &tool) { return tools == tool || tools == u"both"; };
-        m_home.defaults()->setBoolean(u"tavvel.claude.hasSeenEvent"_s, names(heard, u"claude"_s));
-        m_home.defaults()->setBoolean(u"tavvel.codex.hasSeenEvent"_s, names(heard, u"codex"_s));
+        for (const QString &tool : heard.split(u','))
+            m_home.defaults()->setBoolean(u"tavvel.%1.hasSeenEvent"_s.arg(tool), true);
         m_home.write(u".codex/config.toml"_s, {});
         Environment &environment = m_home.environment();
         environment.resourcesDir = QStringLiteral(PLUMTIDE_HOOKS_DIR "/..");
         m_store.emplace(environment);
         m_installer.emplace(environment);
-        if (names(connected, u"claude"_s))
+        if (connected.contains(u"claude"))
             m_installer->installClaude();
-        if (names(connected, u"codex"_s))
+        if (connected.contains(u"codex"))
             m_installer->installCodex();
         m_installer->clearMessage();
         if (kind == u"mini") {
             auto mini = std::make_unique<MiniBoardView>(*m_store, *m_installer);
             mini->setAttribute(Qt::WA_TranslucentBackground);
             connect(mini.get(), &MiniBoardView::activated, this, [this](const Command &command) {
-                m_told += std::holds_alternative<OpenPanel>(command) ? u"open the panel"_s : lineOf(command);
+                m_now[u"told"_s] += std::holds_alternative<OpenPanel>(command) ? u"open the panel"_s : lineOf(command);
             });
             m_view = std::move(mini);
         } else {
             auto panel = std::make_unique<PanelView>(*m_store, *m_installer, [this] { return m_home.now; });
             connect(panel.get(), &PanelView::sessionRequested, this,
-                    [this](const auto &id) { m_told += u"go to "_s + id; });
-            connect(panel.get(), &PanelView::quitRequested, this, [this] { m_told += u"quit"_s; });
+                    [this](const auto &id) { m_now[u"told"_s] += u"go to "_s + id; });
+            connect(panel.get(), &PanelView::quitRequested, this, [this] { m_now[u"told"_s] += u"quit"_s; });
             connect(panel.get(), &PanelView::miniBoardSwitched, this,
-                    [this](bool isOn) { m_told += isOn ? u"mini board on"_s : u"mini board off"_s; });
+                    [this](bool isOn) { m_now[u"told"_s] += isOn ? u"mini board on"_s : u"mini board off"_s; });
+            m_panel = panel.get();
             m_view = std::move(panel);
         }
         QCursor::setPos(799, 799); // beside it
         m_view->show();
         m_view->activateWindow();
         EXPECT_TRUE(QTest::qWaitForWindowActive(m_view.get()));
+        changes();
     }
     ~Stage() override
     {
@@ -66,44 +67,33 @@ public:
         m_view.reset();
     }
 
-    /// A step is the name of one of the invokable functions, and its argument.
+    /// A step is the name of one of the slots, and its argument; of clicks and keys, one after another.
     void act(const QString &step)
     {
         const QByteArray name = step.section(u' ', 0, 0).toLatin1();
-        const bool isLeftRunning = step.endsWith(u" …");
+        const bool isLeftRunning = step.endsWith(u" …"), isOneByOne = name == "click" || name == "press";
         const QString argument = step.chopped(isLeftRunning ? 2 : 0).section(u' ', 1);
-        EXPECT_TRUE(QMetaObject::invokeMethod(this, name, Q_ARG(QString, argument)));
-        if (isLeftRunning)
-            return;
-        // Until what has changed is shown: a view looks after its sources once a frame.
-        QEventLoop frame;
-        QTimer::singleShot(std::chrono::milliseconds(20), Qt::PreciseTimer, &frame, &QEventLoop::quit);
-        frame.exec();
-        animate(u"1000"_s);
+        for (const QString &each : isOneByOne ? argument.split(u' ') : QStringList(argument)) {
+            EXPECT_TRUE(QMetaObject::invokeMethod(this, name, Q_ARG(QString, each)));
+            if (isLeftRunning)
+                return;
+            // Until what has changed is shown: a view looks after its sources once a frame.
+            QEventLoop frame;
+            QTimer::singleShot(std::chrono::milliseconds(20), Qt::PreciseTimer, &frame, &QEventLoop::quit);
+            frame.exec();
+            animate(u"1000"_s);
+            facts(); // to see it move
+        }
     }
 
     /// What is shown, stored and told otherwise than when this was last asked.
     QString changes()
     {
-        const Facts before = std::exchange(m_known, facts());
-        QStringList changes, gone = before.keys();
-        static const QRegularExpression number(u"[0-9]+"_s), words(u"[^0-9]+"_s);
-        for (const auto &[topic, fact] : m_known.asKeyValueRange()) {
-            const QString was = before.value(topic);
-            const bool isOfNow = topic == u"focus" || topic == u"told" || was.isEmpty();
-            if (isOfNow && was != fact)
-                changes += topic + u": "_s + fact;
-            else if (was != fact && QString(was).remove(number) == QString(fact).remove(number))
-                changes += topic + u": #"_s + fact.split(words, Qt::SkipEmptyParts).join(u' ');
-            else if (was != fact)
-                changes += topic + u':' + changeOf(was.split(u" | "_s), fact.split(u" | "_s));
-        }
-        gone.removeIf([this](const QString &topic) { return m_known.contains(topic); });
-        if (!gone.isEmpty())
-            changes += u"gone: "_s + gone.join(u", "_s);
-        m_focused.clear();
-        m_told.clear();
-        return changes.isEmpty() ? u"nothing"_s : changes.join(u"; "_s).replace(u'\n', u'⏎');
+        const Facts before = std::exchange(m_shown, facts());
+        QStringList changes = changesOf(before, m_shown);
+        for (const auto &[topic, parts] : std::exchange(m_now, {}).asKeyValueRange())
+            changes += topic + u": "_s + parts.join(u" | "_s);
+        return changes.isEmpty() ? u"nothing"_s : changes.join(u"; "_s);
     }
 
     QImage picture(double scale)
@@ -124,118 +114,115 @@ protected:
     bool eventFilter(QObject *object, QEvent *event) override
     {
         auto *widget = qobject_cast<QWidget *>(object);
-        if (m_painted && widget && widget->window() == m_view.get() && event->type() == QEvent::Paint)
-            *m_painted += static_cast<QPaintEvent *>(event)->region().translated(widget->mapTo(m_view.get(), QPoint()));
+        if (m_isWatched && widget && widget->window() == m_view.get() && event->type() == QEvent::Paint)
+            m_painted += static_cast<QPaintEvent *>(event)->region().translated(widget->mapToGlobal(QPoint()));
         const auto *dispatcher = QAbstractEventDispatcher::instance();
         return event->type() == QEvent::Timer && dispatcher->registeredTimers(object).constFirst().interval >= 1000;
     }
 
-    Q_INVOKABLE void show(const QString &lines)
+private Q_SLOTS:
+    void show(const QString &lines)
     {
         QList<AgentTask> tasks;
         for (const QString &line : lines.split(u' ', Qt::SkipEmptyParts)) {
-            const QString id = line.section(u':', 0, 0);
-            const QString status = line.section(u':', 1, 1);
-            const QString fields = uR"({"age": 5, "title": "%1", "status": "%2", "project": "%3"})"_s;
-            tasks += status.isEmpty() ? m_lines[id] : lineWith(id, fields.arg(id, status, line.section(u':', 2)));
+            const QStringList parts = (line + u"::"_s).split(u':');
+            const QString project = parts[2].isEmpty() ? u"shop"_s : parts[2];
+            const QString status = parts[1].isEmpty() ? u"running"_s : parts[1];
+            tasks += parts[0] == line ? m_lines[line] : lineWith(u"%1 5 %2 %3 %1"_s.arg(parts[0], project, status));
         }
         m_store->setTasks(tasks);
-        m_known.removeIf([](const auto &fact) { return fact.key().contains(u' '); });
-        m_known.insert(stored(m_store->tasks()));
+        m_shown.removeIf([](const auto &fact) { return fact.key().contains(u' '); });
+        m_shown.insert(stored(m_store->tasks()));
     }
-    Q_INVOKABLE void click(const QString &words)
+    void click(const QString &words)
     {
         hold(words);
         release({});
     }
-    Q_INVOKABLE void quickly(const QString &words) // as the second click of a double click
+    void quickly(const QString &words) // as the second click of a double click
     {
         QApplication::setDoubleClickInterval(60'000);
         click(words); // without words where the last click was
         QApplication::setDoubleClickInterval(0);
     }
-    Q_INVOKABLE void release(const QString &)
-    {
-        QTest::mouseRelease(m_view->windowHandle(), Qt::LeftButton, {}, m_point);
-    }
-    Q_INVOKABLE void hold(const QString &words)
+    void release(const QString &) { QTest::mouseRelease(m_view->windowHandle(), Qt::LeftButton, {}, m_point); }
+    void hold(const QString &words)
     {
         if (!words.isEmpty())
             pointAt(words);
         QTest::mousePress(m_view->windowHandle(), Qt::LeftButton, {}, m_point);
     }
-    Q_INVOKABLE void twice(const QString &words) // the second time before the first takes effect
+    void twice(const QString &words) // the second time before the first takes effect
     {
         pointAt(words);
         auto *button = qobject_cast<QAbstractButton *>(m_view->childAt(m_point));
         button->click();
         button->click();
     }
-    Q_INVOKABLE void menu(const QString &words)
+    void menu(const QString &words)
     {
         QTest::mouseMove(m_view->windowHandle(), QPoint(200, 1)); // Qt 6.11 sends the event to what is entered next
         pointAt(words);
         QTest::mouseClick(m_view->windowHandle(), Qt::RightButton, {}, m_point);
     }
-    Q_INVOKABLE void choose(const QString &choice)
+    void choose(const QString &choice)
     {
         auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
         ASSERT_TRUE(menu);
+        m_menu.clear();
         for (QAction *action : menu->actions()) {
-            m_told += action->text().replace(u'\t', u' ') + action->shortcut().toString()
+            m_menu += action->text().replace(u'\t', u' ') + action->shortcut().toString()
                 + (action->isEnabled() ? u""_s : u" off"_s);
             if (action->text().section(u'\t', 0, 0) == choice)
                 action->trigger();
         }
+        m_menu.removeAll(QString()); // between them
         menu->close();
     }
-    Q_INVOKABLE void press(const QString &keys)
+    void press(const QString &keys)
     {
-        for (int times = std::max(1, keys.section(u' ', 1).toInt()); times > 0; --times) {
-            const QKeyCombination key = QKeySequence(keys.section(u' ', 0, 0))[0];
+        for (int times = std::max(1, keys.section(u'*', 1).toInt()); times > 0; --times) {
+            const QKeyCombination key = QKeySequence(keys.section(u'*', 0, 0))[0];
             QTest::keyClick(m_view->windowHandle(), key.key(), key.keyboardModifiers());
             QAccessibleInterface *at = QAccessible::queryAccessibleInterface(m_view.get())->focusChild();
-            m_focused += at ? at->text(QAccessible::Name).section(u'，', 0, 0) : u"nothing"_s;
+            m_now[u"focus"_s] += at ? at->text(QAccessible::Name).section(u'，', 0, 0) : u"nothing"_s;
         }
     }
-    Q_INVOKABLE void repeat(const QString &keys) // as a key that is held
+    void repeat(const QString &keys) // as a key that is held
     {
         const QKeyCombination key = QKeySequence(keys)[0];
         QTest::simulateEvent(m_view->windowHandle(), true, key.key(), key.keyboardModifiers(), {}, true);
     }
-    Q_INVOKABLE void type(const QString &text) { QTest::keyClicks(QApplication::focusWidget(), text); }
-    Q_INVOKABLE void wheel(const QString &angle) // over a choice, in the form
+    void type(const QString &text) { QTest::keyClicks(QApplication::focusWidget(), text); }
+    void wheel(const QString &angle) // over a choice, in the form
     {
         const QPoint at(60, 190);
         QWheelEvent event(at, m_view->mapToGlobal(at), {}, {0, angle.toInt()}, {}, {}, Qt::NoScrollPhase, false);
         QSpontaneKeyEvent::setSpontaneous(&event); // others do not go on to the parents
         qApp->notify(m_view->childAt(at), &event);
     }
-    Q_INVOKABLE void panel(const QString &to)
+    void panel(const QString &to)
     {
         m_view->setVisible(to == u"open");
         QApplication::setActiveWindow(m_view->isVisible() ? m_view.get() : nullptr);
         m_view->setFocus(Qt::OtherFocusReason); // as the program does
     }
-    Q_INVOKABLE void filter(const QString &to) { m_store->setSourceFilter(taskSourceFrom(to)); }
-    Q_INVOKABLE void open(const QString &line) { static_cast<PanelView *>(m_view.get())->showLine(line); }
-    Q_INVOKABLE void wish(const QString &of) // as the mini board passes it on
-    {
-        static_cast<PanelView *>(m_view.get())->run(LineCommand{LineAction::Edit, of.section(u' ', 1)});
-    }
-    Q_INVOKABLE void toggle(const QString &to) { static_cast<PanelView *>(m_view.get())->setMiniBoardOn(to == u"on"); }
-    Q_INVOKABLE void pass(const QString &minutes) { m_home.now = m_home.now.addSecs(60 * minutes.toInt()); }
-    Q_INVOKABLE void sweep(const QString &) { m_store->sweep(); }
-    Q_INVOKABLE void delay(const QString &ending) { EXPECT_TRUE(delays(ending.toInt()).contains(ending)); }
-    Q_INVOKABLE void animate(const QString &milliseconds)
+    void open(const QString &line) { m_panel->showLine(line); }
+    void edit(const QString &line) { m_panel->run(LineCommand{LineAction::Edit, line}); } // as the mini board asks
+    void toggle(const QString &to) { m_panel->setMiniBoardOn(to == u"on"); }
+    void pass(const QString &minutes) { m_home.now = m_home.now.addSecs(60 * minutes.toInt()); }
+    void sweep(const QString &) { m_store->sweep(); }
+    void delay(const QString &ending) { EXPECT_TRUE(delays(ending.toInt()).contains(ending)); }
+    void animate(const QString &milliseconds)
     {
         QCoreApplication::processEvents(); // an animation begins on the event loop
         m_elapsed += milliseconds.toInt();
         advance();
         QCoreApplication::processEvents();
     }
-    Q_INVOKABLE void watch(const QString &) { m_painted.emplace(); }
-    Q_INVOKABLE void look(const QString &) { changes(); }
+    void watch(const QString &) { m_isWatched = true; }
+    void look(const QString &) { changes(); }
+    void forget(const QString &) { m_shown.clear(); }
 
 private:
     // What is to be done a second or more later, which is only done here: what waits for `ending` milliseconds.
@@ -255,43 +242,39 @@ private:
         return delays;
     }
 
+    // What is named so, or begins so.
     void pointAt(const QString &words)
     {
-        const QList<QAccessibleInterface *> all = elements();
+        const auto all = elementsIn(QAccessible::queryAccessibleInterface(m_view.get()));
         const auto name = [](QAccessibleInterface *element) { return element->text(QAccessible::Name); };
         auto wanted = std::ranges::find(all, words, name);
-        const auto begins = [&](const QString &name) { return name.startsWith(words); };
         if (wanted == all.end())
-            wanted = std::ranges::find_if(all, begins, name);
+            wanted = std::ranges::find_if(
+                all, [&](const QString &text) { return text.startsWith(words); }, name);
         ASSERT_TRUE(wanted != all.end());
-        const QRect at = box(*wanted); // its beginning: an unfolded row has buttons in its middle
-        m_point = at.topLeft() + QPoint(std::min(20, at.width() / 2), std::min(10, at.height() / 2));
+        const QRect at = (*wanted)->rect(); // its beginning: an unfolded row has buttons in its middle
+        m_point =
+            m_view->mapFromGlobal(at.topLeft()) + QPoint(std::min(20, at.width() / 2), std::min(10, at.height() / 2));
         QTest::mouseMove(m_view->windowHandle(), m_point);
     }
 
-    // Everything that is shown, from the top to the bottom, also what is scrolled away.
-    [[nodiscard]] QList<QAccessibleInterface *> elements() const
+    // What is behind the form is as it was last seen.
+    Facts facts()
     {
-        return elementsIn(QAccessible::queryAccessibleInterface(m_view.get()));
-    }
-    [[nodiscard]] QRect box(QAccessibleInterface *element) const
-    {
-        return element->rect().translated(-m_view->mapToGlobal(QPoint()));
-    }
-    [[nodiscard]] Facts facts() const
-    {
-        auto found = heard(elements(), *m_view, m_painted.value_or(QRegion()));
-        found[u"size"_s] += u"%1x%2"_s.arg(m_view->width()).arg(m_view->height());
-        found[u"focus"_s] += m_focused;
-        found[u"told"_s] += m_told;
-        found[u"delays"_s] = delays(0);
-        found[u"clipboard"_s] += QGuiApplication::clipboard()->text();
-        Facts facts = found.contains(u"EditableText"_s) ? m_known : Facts(); // the form stands before the board
-        for (const auto &[topic, parts] : found.asKeyValueRange())
-            facts[topic] = parts.filter(QRegularExpression(u"."_s)).join(u" | "_s);
-        facts.removeIf([](const auto &fact) { return fact.key().isEmpty() || fact.value().isEmpty(); });
-        facts.insert(stored(m_store->tasks()));
-        return facts;
+        Facts found = heard(*m_view, m_painted);
+        if (!found.contains(u"form"_s) && m_view->isVisible())
+            m_board = found;
+        found[u"behind"_s] = found.contains(u"form"_s) ? found.value(u"Button"_s) : QString(); // nothing is
+        for (const auto &[topic, fact] : m_board.asKeyValueRange())
+            found.insert(topic, found.value(topic, fact));
+        if (const QString top = found.take(u"top"_s); std::exchange(m_top, top) != top && !top.isEmpty())
+            m_now[u"top"_s] += top;
+        found[u"size"_s] = u"%1x%2"_s.arg(m_view->width()).arg(m_view->height());
+        found[u"menu"_s] = m_menu.join(u" | "_s);
+        found[u"delays"_s] = delays(0).join(u" | "_s);
+        found[u"clipboard"_s] = QGuiApplication::clipboard()->text();
+        found.insert(stored(m_store->tasks()));
+        return found;
     }
 
     const QMap<QString, AgentTask> m_lines; // that can be shown, by their ids
@@ -299,10 +282,13 @@ private:
     std::optional<TaskStore> m_store;
     std::optional<HooksInstaller> m_installer;
     std::unique_ptr<QWidget> m_view;
-    QPoint m_point; // of the last press
+    PanelView *m_panel = nullptr; // if it is one
+    QPoint m_point;               // of the last press
+    QString m_top;                // of the first project
     qint64 m_elapsed = 0;
-    QStringList m_focused; // after each key
-    QStringList m_told;    // by the view's signals
-    std::optional<QRegion> m_painted;
-    Facts m_known;
+    bool m_isWatched = false;
+    QRegion m_painted;                // since then
+    QStringList m_menu;               // the last one
+    QMap<QString, QStringList> m_now; // what has happened since this was last asked
+    Facts m_board, m_shown;
 };
