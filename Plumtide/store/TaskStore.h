@@ -41,7 +41,6 @@ public:
     /// these are applied; only the last of each id is then given.
     void setNotify(Notify notify) { m_notify = std::move(notify); }
 
-
     [[nodiscard]] const QList<AgentTask> &tasks() const { return m_board.lines(); } ///< All lines, in stored order.
     void setTasks(QList<AgentTask> tasks);
     [[nodiscard]] std::optional<AgentTask> task(const QString &id) const { return m_board.line(id); }

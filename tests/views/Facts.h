@@ -56,6 +56,7 @@ inline Facts heard(QWidget &view, const QRegion &painted)
     static const QMap<int, QString> board{
         {QAccessible::Heading, u"【%1】"_s}, {QAccessible::List, u"[%1]"_s}, {QAccessible::ListItem, u"%1"_s}};
     static const QMap<int, QString> form{{QAccessible::Button, u"<%1>"_s}, {QAccessible::ComboBox, u"%1"_s}};
+    static const QRegularExpression blankAtEnd(u" $"_s);
     Facts facts;
     const auto add = [&](const QString &topic, const QString &text, bool isSo = true) {
         if (isSo && !text.isEmpty() && !topic.isEmpty())
@@ -72,7 +73,7 @@ inline Facts heard(QWidget &view, const QRegion &painted)
         else if (role == QAccessible::Grouping)
             add(text.section(u' ', 0, 0), text.section(u' ', 1));
         else if (role == QAccessible::EditableText)
-            add(u"form"_s, text + u'=' + element->text(QAccessible::Value));
+            add(u"form"_s, text + u'=' + element->text(QAccessible::Value).replace(blankAtEnd, u"␣"_s));
         else if (isInForm)
             add(u"form"_s, form.value(role, u"not of the form: %1"_s).arg(text));
         else if (board.contains(role))
