@@ -16,7 +16,7 @@ class OnOpenbox(unittest.TestCase):
 
     def setUp(self):
         desktop().use(manager=self.manager)
-        self.app = self.enterContext(App(self, line('job', status='waiting')))
+        self.app = self.enterContext(App(self, line('job', id='cx-job', status='waiting', needsApproval=True)))
         until(self.app.tooltip)
 
     def show_board(self):
@@ -60,7 +60,7 @@ class OnOpenbox(unittest.TestCase):
             self.app.until_closed()
         self.app.open()
         desktop().do('mousemove', x + 200, y + 150, 'click', '--repeat', 2, 1)  # on the next step
-        self.app.find('alert', '这一条不是会话')
+        self.app.find('alert', '没找到这个会话的进程')
 
     def test_the_mini_board_floats_above_all_and_takes_no_focus(self):
         wanted = {desktop().x.intern_atom(f'_NET_WM_STATE_{state}')
