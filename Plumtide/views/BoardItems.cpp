@@ -1,11 +1,17 @@
 #include "Plumtide/views/BoardView.h"
 #include "Plumtide/views/DrawnView.h"
 
+#include <QEasingCurve>
+#include <QVariantAnimation>
+
 #include <algorithm>
+#include <utility>
 
 using Kind = BoardItem::Kind;
 
-// BoardView's items: where they are, and which of them has the focus after which.
+// BoardView's items: where they are, which of them has the focus after which, and how they are unfolded.
+
+constexpr int expansionTime = 150; // milliseconds
 
 qsizetype BoardView::indexOf(const BoardItem::Key &key) const
 {
@@ -80,4 +86,52 @@ QWidget *BoardView::controlNear(int y)
             return controls.first();
     }
     return controlAfter(nullptr, false);
+}
+
+bool BoardView::isOpen(const BoardItem::Key &key) const
+{
+    const QVariantAnimation *expansion = m_expansions.value(key);
+    return expansion && expansion->direction() == QVariantAnimation::Forward;
+}
+
+void BoardView::setOpen(const BoardItem::Key &key, bool open, bool isAnimated)
+{
+    if (open == isOpen(key))
+        return;
+    QVariantAnimation *&expansion = m_expansions[key];
+    if (!expansion) {
+        QEasingCurve easeInOut(QEasingCurve::BezierSpline);
+        easeInOut.addCubicBezierSegment({0.42, 0}, {0.58, 1}, {1, 1});
+        expansion = new QVariantAnimation(this);
+        expansion->setDuration(expansionTime);
+        expansion->setEasingCurve(easeInOut);
+        expansion->setStartValue(0.0);
+        expansion->setEndValue(1.0);
+        connect(expansion, &QVariantAnimation::valueChanged, this, [this, key] { Q_EMIT heightChanged(key.id); });
+        connect(expansion, &QVariantAnimation::finished, this, [this, key] {
+            if (isOpen(key))
+                return;
+            m_expansions.take(key)->deleteLater();
+            Q_EMIT heightChanged(key.id);
+        });
+    }
+    expansion->setDirection(open ? QVariantAnimation::Forward : QVariantAnimation::Backward);
+    expansion->start();
+    if (!isAnimated || !isVisible())
+        expansion->setCurrentTime(open ? expansionTime : 0); // which ends it
+    Q_EMIT heightChanged(key.id);
+}
+
+void BoardView::expandRow(const QString &id, bool isAnimated)
+{
+    if (m_expandedID != id)
+        setOpen({Kind::Row, std::exchange(m_expandedID, id)}, false, isAnimated);
+    if (!id.isEmpty())
+        setOpen({Kind::Row, id}, true, isAnimated);
+}
+
+void BoardView::toggleFold(const QString &project)
+{
+    const BoardItem::Key key{Kind::Card, project};
+    setOpen(key, !isOpen(key), true);
 }
