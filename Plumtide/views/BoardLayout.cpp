@@ -14,7 +14,6 @@ constexpr int sectionGap = 8;
 
 constexpr double headingDotDiameter = 7;
 constexpr double headingItemGap = 6;
-constexpr double headingQuietDotOpacity = 0.6;
 constexpr TextStyle headingStyle{12, QFont::DemiBold, Theme::secondary};
 
 // `expansion` is null where all of the card is folded. Returns the y below it.
@@ -57,7 +56,7 @@ Drawing BoardHeading::compose(double width) const
     const bool isQuiet = section == ProjectSection::quiet;
     const TextStyle style = headingStyle.in(section == ProjectSection::pending ? Theme::accent : Theme::secondary);
     HStack row(headingItemGap);
-    row.dot(headingDotDiameter, isQuiet ? Theme::faded(style.color, headingQuietDotOpacity) : style.color);
+    row.dot(headingDotDiameter, isQuiet ? Theme::faded(style.color, 0.6) : style.color);
     row.text(label(section), style);
     row.text(QString::number(projects), style);
     Drawing drawing;

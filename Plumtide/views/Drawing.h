@@ -5,6 +5,7 @@
 
 #include <QAccessible>
 #include <QPainterPath>
+#include <QPixmap>
 #include <QRectF>
 #include <QRegion>
 
@@ -35,7 +36,7 @@ public:
         QColor fill = Qt::transparent;
         double radius = 0;
         QColor stroke = Qt::transparent; ///< Lies inside the edge.
-        double strokeWidth = 0;
+        double strokeWidth = 1;
         Line line = Line::Solid;
         std::optional<Shadow> shadow = {};
         QPainterPath outline = {}; ///< Cuts the fill unless it is empty; in the drawing's coordinates.
@@ -63,10 +64,7 @@ public:
         TextStyle style;
         double paddingX = 0;
         double paddingY = 0;
-        QColor fill = Qt::transparent;
-        double radius = 0;
-        QColor border = Qt::transparent;
-        std::optional<Shadow> shadow = {};
+        Box face = {};
 
         bool operator==(const ButtonLook &) const = default;
     };
@@ -82,7 +80,6 @@ public:
         QString description = {};                     ///< For a screen reader.
         QAccessible::Role role = QAccessible::Button; ///< A `CheckBox` has a switch behind its text.
         bool isChecked = false;
-        bool isEnabled = true;
 
         bool operator==(const Button &) const = default;
     };
@@ -91,13 +88,11 @@ public:
     QSizeF size;
 
     void add(const QRectF &box, Content content) { m_items.push_back({box, std::move(content)}); }
-    /// Below all that was added before.
-    void addBehind(const QRectF &box, Box content) { m_items.insert(m_items.begin(), {box, std::move(content)}); }
+    /// Below all that was added before, as large as the drawing.
+    void addFace(Box face) { m_items.insert(m_items.begin(), Item{{{0, 0}, size}, std::move(face)}); }
     /// Returns the y of its lower edge.
     double addText(QPointF topLeft, TextBlock block);
     void addDot(const QRectF &box, QColor color) { add(box, Box{.fill = color, .radius = box.width() / 2}); }
-    /// The border of a box that has been added before, to be painted above what is in the box.
-    void addBorder(const QRectF &box, double radius, QColor color, double width, Line line = Line::Solid);
     void addButton(const Button &button, QPointF topLeft, Drawing face);
 
     [[nodiscard]] const std::vector<Control> &controls() const { return m_controls; }
@@ -124,3 +119,7 @@ struct Drawing::Control
 
 /// The face of a button, `width` wide, or as wide as its content if that is 0.
 [[nodiscard]] Drawing composeButton(const Drawing::Button &button, double width = 0);
+
+/// The icon `:/icons/<name>.svg`, `size` logical pixels wide and high, in one colour, for a screen of
+/// `devicePixelRatio`. Recent ones are cached.
+[[nodiscard]] QPixmap iconPixmap(const QString &name, double size, QColor color, double devicePixelRatio);

@@ -108,8 +108,7 @@ QList<QWidget *> DrawnView::controls()
     QList<QWidget *> controls{this};
     for (DrawnButton *button : std::as_const(m_buttons))
         controls.append(button);
-    controls.removeIf(
-        [](const QWidget *control) { return control->focusPolicy() == Qt::NoFocus || !control->isEnabled(); });
+    controls.removeIf([](const QWidget *control) { return control->focusPolicy() == Qt::NoFocus; });
     return controls;
 }
 
@@ -119,7 +118,7 @@ void DrawnView::paintEvent(QPaintEvent *event)
     painter.setRenderHint(QPainter::Antialiasing);
     const bool isButton = role() != QAccessible::ListItem;
     double opacity = m_opacity;
-    if (m_isPressable && isButton && isEnabled())
+    if (m_isPressable && isButton)
         opacity *= isDown() ? pressedOpacity : underMouse() ? hoverOpacity : 1;
     if (m_isPressable && !isButton && underMouse()) {
         painter.setPen(Qt::NoPen);
@@ -211,7 +210,6 @@ void DrawnButton::set(const Drawing::Control &control)
         return;
     if ((before.command != m_button.command || before.text != m_button.text) && isVisible())
         m_sinceChange.start();
-    setEnabled(m_button.isEnabled);
     setToolTip(m_button.hint);
     setAccessibleDescription(m_button.description);
     setAccessibleName(m_button.text); // no text of QAbstractButton, in which "&" makes a key
@@ -221,7 +219,7 @@ void DrawnButton::set(const Drawing::Control &control)
 
 double DrawnButton::paintMargin() const
 {
-    const std::optional<Drawing::Shadow> &shadow = m_button.look.shadow;
+    const std::optional<Drawing::Shadow> &shadow = m_button.look.face.shadow;
     return std::max(ringGap + ringWidth, shadow ? 3 * shadow->deviation + shadow->offset.y() : 0);
 }
 

@@ -81,7 +81,7 @@ public:
     void set(const Drawing::Control &control);
     [[nodiscard]] double paintMargin() const; ///< Around its face, for its shadow and the focus ring.
 
-    [[nodiscard]] double radius() const override { return m_button.look.radius; }
+    [[nodiscard]] double radius() const override { return m_button.look.face.radius; }
     [[nodiscard]] QString line() const override { return lineOf(m_button.command); }
 
 protected:

@@ -1,7 +1,6 @@
 #include "Plumtide/views/FormFields.h"
 
-#include "Plumtide/views/Icons.h"
-#include "Plumtide/views/Theme.h"
+#include "Plumtide/views/Drawing.h"
 
 #include <QAccessible>
 #include <QCoreApplication>

@@ -9,7 +9,6 @@ namespace {
 
 constexpr QSizeF chipPadding(4, 1);
 constexpr double sourceChipRadius = 4;
-constexpr double sourceChipFillOpacity = 0.12;
 
 constexpr double buttonIconGap = 4;
 constexpr double switchGap = 6;
@@ -67,7 +66,7 @@ void HStack::sourceChip(TaskSource source)
     const ShapedText text(label(source), {9, QFont::DemiBold, color});
     const QSizeF size(text.width(), text.lineHeight());
     add(size + 2 * chipPadding).draw = [=](Drawing &drawing, const QRectF &box) {
-        drawing.add(box, Drawing::Box{.fill = Theme::faded(color, sourceChipFillOpacity), .radius = sourceChipRadius});
+        drawing.add(box, Drawing::Box{.fill = Theme::faded(color, 0.12), .radius = sourceChipRadius});
         drawing.addText(box.topLeft() + QPointF(chipPadding.width(), chipPadding.height()), text.block(size.width()));
     };
 }
@@ -150,14 +149,11 @@ Drawing composeButton(const Drawing::Button &button, double width)
     Drawing drawing;
     const QSizeF inside = content.size();
     drawing.size = {width > 0 ? width : inside.width() + 2 * look.paddingX, inside.height() + 2 * look.paddingY};
-    const QRectF face({0, 0}, drawing.size);
-    if (look.fill != Qt::transparent || look.shadow)
-        drawing.add(face, Drawing::Box{.fill = look.fill, .radius = look.radius, .shadow = look.shadow});
-    const QRectF box = content.place(drawing, {(face.width() - inside.width()) / 2, look.paddingY}, inside.width());
+    drawing.addFace(look.face);
+    const QPointF topLeft((drawing.size.width() - inside.width()) / 2, look.paddingY);
+    const QRectF box = content.place(drawing, topLeft, inside.width());
     if (isSwitch)
         addSwitch(drawing, {{inside.width() - trackSize.width(), box.center().y() - trackSize.height() / 2}, trackSize},
                   button.isChecked);
-    if (look.border != Qt::transparent)
-        drawing.addBorder(face, look.radius, look.border, 1);
     return drawing;
 }

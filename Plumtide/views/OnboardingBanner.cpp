@@ -11,14 +11,12 @@ namespace {
 constexpr double bannerPadding = 12;
 constexpr double bannerGap = 8;
 constexpr double bannerRadius = 10;
-constexpr double bannerFillOpacity = 0.07;
-constexpr double borderOpacity = 0.25;
 
 constexpr TextStyle bannerHeadingStyle{12, QFont::Bold, Theme::accent};
 constexpr TextStyle bannerTitleStyle{12.5, QFont::Normal, Theme::text};
 constexpr TextStyle messageStyle{11, QFont::Normal, Theme::secondary};
 const Drawing::ButtonLook connectLook{
-    .style = {11, QFont::DemiBold, Theme::onAccent}, .paddingX = 10, .paddingY = 4, .fill = Theme::accent, .radius = 6};
+    .style = {11, QFont::DemiBold, Theme::onAccent}, .paddingX = 10, .paddingY = 4, .face = {Theme::accent, 6}};
 
 // Returns the y below the row.
 double onboardingRow(Drawing &drawing, PanelCommand command, const QString &tool, double y, double width)
@@ -47,11 +45,9 @@ Drawing OnboardingBanner::compose(double width) const
     if (message)
         y = drawing.addText({padding, y + (isCard() ? bannerGap : 0)}, layText(*message, messageStyle, inside, 0));
     drawing.size = {width, std::round(y + padding)};
-    if (isCard()) {
-        const QRectF face({0, 0}, drawing.size);
-        drawing.addBehind(face,
-                          Drawing::Box{.fill = Theme::faded(Theme::accent, bannerFillOpacity), .radius = bannerRadius});
-        drawing.addBorder(face, bannerRadius, Theme::faded(Theme::accent, borderOpacity), 1);
-    }
+    if (isCard())
+        drawing.addFace({.fill = Theme::faded(Theme::accent, 0.07),
+                         .radius = bannerRadius,
+                         .stroke = Theme::faded(Theme::accent, 0.25)});
     return drawing;
 }

@@ -24,10 +24,9 @@ constexpr double trayRadius = 7;
 constexpr TextStyle headerTitleStyle{15, QFont::DemiBold, Theme::text, TextStyle::Design::Serif};
 constexpr TextStyle countLabelStyle{12, QFont::Normal, Theme::secondary};
 constexpr TextStyle countStyle{12, QFont::DemiBold, Theme::text};
-constexpr TextStyle emphasizedCountStyle{12, QFont::DemiBold, Theme::accent};
 
 const Drawing::ButtonLook chipLook{
-    .style = {11, QFont::Normal, Theme::secondary}, .paddingX = 9, .paddingY = 3, .radius = 5};
+    .style = {11, QFont::Normal, Theme::secondary}, .paddingX = 9, .paddingY = 3, .face = {.radius = 5}};
 const Drawing::ButtonLook registerLook{.style = {11, QFont::Medium, Theme::secondary}};
 
 constexpr double footerPaddingX = 14;
@@ -41,7 +40,7 @@ void statusCount(HStack &row, const QString &label, qsizetype number, bool empha
     row.setGap(headerCountGap);
     row.text(label, countLabelStyle);
     row.setGap(headerNumberGap);
-    row.text(QString::number(number), emphasized && number >= 1 ? emphasizedCountStyle : countStyle);
+    row.text(QString::number(number), countStyle.in(emphasized && number >= 1 ? Theme::accent : Theme::text));
 }
 
 Drawing::Button sourceChip(std::optional<TaskSource> source, const QString &text, bool isSelected)
@@ -49,8 +48,8 @@ Drawing::Button sourceChip(std::optional<TaskSource> source, const QString &text
     Drawing::ButtonLook look = chipLook;
     if (isSelected) {
         look.style = {11, QFont::DemiBold, Theme::text};
-        look.fill = Theme::card;
-        look.shadow = {Theme::faded(Qt::black, 0.06), 1, {0, 1}};
+        look.face.fill = Theme::card;
+        look.face.shadow = {Theme::faded(Qt::black, 0.06), 1, {0, 1}};
     }
     return {.command = FilterLines{source},
             .text = text,

@@ -17,8 +17,6 @@ constexpr double cardDotDiameter = 7;
 constexpr double cardHeaderGap = 6;
 constexpr double headerSpacer = 8;
 constexpr double barWidth = 3;
-constexpr double cardUrgentBorderOpacity = 0.35;
-constexpr double calmBarOpacity = 0.4;
 
 constexpr TextStyle nameStyle{14, QFont::DemiBold, Theme::text, TextStyle::Design::Serif};
 constexpr TextStyle cardTimeStyle{11, QFont::Normal, Theme::secondary};
@@ -79,10 +77,11 @@ Drawing ProjectCardFace::compose(double width) const
 {
     Drawing drawing;
     drawing.size = {width, height};
-    const QRectF face({0, 0}, drawing.size);
     const double inside = width - linesLeft - ProjectCardView::paddingX;
 
-    drawing.add(face, Drawing::Box{.fill = Theme::card, .radius = cardRadius});
+    drawing.addFace({.fill = Theme::card,
+                     .radius = cardRadius,
+                     .stroke = isUrgent ? Theme::faded(Theme::accent, 0.35) : Theme::border});
     HStack header(cardHeaderGap);
     header.dot(cardDotDiameter, Theme::projectColor(project));
     header.text(project, nameStyle, HStack::Shrink::First);
@@ -91,14 +90,11 @@ Drawing ProjectCardFace::compose(double width) const
     const QRectF headerBox = header.place(drawing, {linesLeft, ProjectCardView::paddingY}, inside);
     if (!summary.isEmpty())
         drawing.addText({linesLeft, headerBox.bottom() + ProjectCardView::gap}, layText(summary, summaryStyle, inside));
-    drawing.addBorder(face, cardRadius, isUrgent ? Theme::faded(Theme::accent, cardUrgentBorderOpacity) : Theme::border,
-                      1);
     if (section == ProjectSection::pending) {
         QPainterPath outline;
-        outline.addRoundedRect(face, cardRadius, cardRadius);
-        drawing.add(
-            QRectF(0, 0, barWidth, height),
-            Drawing::Box{.fill = Theme::faded(Theme::accent, isUrgent ? 1 : calmBarOpacity), .outline = outline});
+        outline.addRoundedRect(0, 0, width, height, cardRadius, cardRadius);
+        drawing.add({0, 0, barWidth, height},
+                    Drawing::Box{.fill = Theme::faded(Theme::accent, isUrgent ? 1 : 0.4), .outline = outline});
     }
     if (foldedLines == 0)
         return drawing;
