@@ -62,8 +62,7 @@ public:
     struct ButtonLook
     {
         TextStyle style;
-        double paddingX = 0;
-        double paddingY = 0;
+        QSizeF padding{0, 0};
         Box face = {};
 
         bool operator==(const ButtonLook &) const = default;

@@ -24,7 +24,7 @@ constexpr TextStyle focusProjectStyle{18, QFont::DemiBold, Theme::text, TextStyl
 constexpr TextStyle focusTitleStyle{12, QFont::Normal, Theme::secondary};
 constexpr TextStyle reasonStyle{12.5, QFont::Normal, Theme::secondary};
 const Drawing::ButtonLook smallLook{
-    .style = {11, QFont::Medium, Theme::text}, .paddingX = 8, .paddingY = 4, .face = {Theme::bg, 6, Theme::border}};
+    .style = {11, QFont::Medium, Theme::text}, .padding = {8, 4}, .face = {Theme::bg, 6, Theme::border}};
 
 constexpr double allClearPaddingY = 18;
 constexpr double allClearGap = 4;

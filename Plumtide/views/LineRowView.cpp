@@ -34,7 +34,7 @@ constexpr TextStyle purposeStyle{12, QFont::Normal, Theme::text};
 constexpr TextStyle eventStyle{11.5, QFont::Normal, Theme::secondary};
 
 const Drawing::ButtonLook actionLook{
-    .style = {11, QFont::Medium, Theme::text}, .paddingX = 9, .paddingY = 5, .face = {Theme::bg, 7, Theme::border}};
+    .style = {11, QFont::Medium, Theme::text}, .padding = {9, 5}, .face = {Theme::bg, 7, Theme::border}};
 
 bool isQuiet(const AgentTask &line, const QDateTime &now)
 {

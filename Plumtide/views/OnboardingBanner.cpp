@@ -16,7 +16,7 @@ constexpr TextStyle bannerHeadingStyle{12, QFont::Bold, Theme::accent};
 constexpr TextStyle bannerTitleStyle{12.5, QFont::Normal, Theme::text};
 constexpr TextStyle messageStyle{11, QFont::Normal, Theme::secondary};
 const Drawing::ButtonLook connectLook{
-    .style = {11, QFont::DemiBold, Theme::onAccent}, .paddingX = 10, .paddingY = 4, .face = {Theme::accent, 6}};
+    .style = {11, QFont::DemiBold, Theme::onAccent}, .padding = {10, 4}, .face = {Theme::accent, 6}};
 
 // Returns the y below the row.
 double onboardingRow(Drawing &drawing, PanelCommand command, const QString &tool, double y, double width)

@@ -26,7 +26,7 @@ constexpr TextStyle countLabelStyle{12, QFont::Normal, Theme::secondary};
 constexpr TextStyle countStyle{12, QFont::DemiBold, Theme::text};
 
 const Drawing::ButtonLook chipLook{
-    .style = {11, QFont::Normal, Theme::secondary}, .paddingX = 9, .paddingY = 3, .face = {.radius = 5}};
+    .style = {11, QFont::Normal, Theme::secondary}, .padding = {9, 3}, .face = {.radius = 5}};
 const Drawing::ButtonLook registerLook{.style = {11, QFont::Medium, Theme::secondary}};
 
 constexpr double footerPaddingX = 14;
