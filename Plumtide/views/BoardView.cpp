@@ -37,12 +37,14 @@ BoardView::BoardView(const TaskStore &store, HooksInstaller &installer, int widt
 {
     setAttribute(Qt::WA_OpaquePaintEvent); // so that scrolling moves pixels instead of painting them
     resize(width, 0);
-    for (const QList<QKeySequence> &keys : lineActionKeys()) {
+    AgentTask line;
+    line.id = u"cc-"_s; // an agent's line has all of the keys
+    for (const OfferedAction &offered : actionsFor(line)) {
         auto *action = new QAction(this);
-        action->setShortcuts(keys);
+        action->setShortcuts(offered.keys);
         action->setShortcutContext(Qt::WidgetWithChildrenShortcut);
         action->setAutoRepeat(false);
-        connect(action, &QAction::triggered, this, [this, keys] { actOnFocusedLine(keys); });
+        connect(action, &QAction::triggered, this, [this, keys = offered.keys] { actOnFocusedLine(keys); });
         addAction(action);
     }
 }

@@ -1,9 +1,8 @@
 #pragma once
 
+#include "Plumtide/views/BoardCards.h"
 #include "Plumtide/views/BoardLayout.h"
-#include "Plumtide/views/FocusCardView.h"
 #include "Plumtide/views/LineRowView.h"
-#include "Plumtide/views/OnboardingBanner.h"
 
 #include <QMap>
 #include <QWidget>

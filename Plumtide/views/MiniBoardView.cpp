@@ -4,7 +4,6 @@
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/system/Characters.h"
 #include "Plumtide/views/HStack.h"
-#include "Plumtide/views/LineMenu.h"
 #include "Plumtide/views/Refresher.h"
 
 #include <cmath>
