@@ -50,10 +50,8 @@ Drawing composeAllClear(std::optional<TaskSource> silentSource, double width)
     };
     const double y = addCentred(allClearPaddingY, headline, headlineStyle) + allClearGap;
     drawing.size = {width, std::round(addCentred(y, hint, hintStyle) + allClearPaddingY)};
-    drawing.addFace({.fill = Theme::faded(Theme::card, 0.6),
-                     .radius = focusRadius,
-                     .stroke = Theme::border,
-                     .line = Drawing::Line::Dashed});
+    drawing.addFace(
+        {.fill = Theme::faded(Theme::card, 0.6), .radius = focusRadius, .stroke = Theme::border, .isDashed = true});
     return drawing;
 }
 

@@ -2,7 +2,6 @@
 
 #include "Plumtide/hooks/HooksInstaller.h"
 #include "Plumtide/store/TaskStore.h"
-#include "Plumtide/views/Accessibility.h"
 #include "Plumtide/views/DrawnView.h"
 
 #include <QAction>
@@ -81,9 +80,7 @@ void BoardView::refresh(const QDateTime &now, const QString &lineToShow)
     m_content.focusCardHeight = updateDrawing({Kind::FocusCard, box})->drawing().size.height();
     ++m_lastRefresh;
     m_items.clear(); // they point to cards, which change now
-    m_topLevelItems.clear();
     const auto sections = m_store.sections();
-    qsizetype count = 0;
     for (std::size_t i = 0; i < sections.size(); ++i) {
         const QList<ProjectCardView *> before = std::exchange(m_content.sections[i], {});
         for (const ProjectGroup *group : sections[i]) {
@@ -104,17 +101,14 @@ void BoardView::refresh(const QDateTime &now, const QString &lineToShow)
             card->lastSeenRefresh = m_lastRefresh;
             m_content.sections[i].append(card);
         }
-        count += m_content.sections[i].size();
     }
-    if (count < static_cast<qsizetype>(m_cards.size())) {
-        std::erase_if(m_cards, [this](const auto &known) {
-            if (known.second.lastSeenRefresh == m_lastRefresh)
-                return false;
-            forgetLines(known.second);
-            delete m_expansions.take({Kind::Card, known.first}); // a card that comes back is folded
-            return true;
-        });
-    }
+    std::erase_if(m_cards, [this](const auto &known) {
+        if (known.second.lastSeenRefresh == m_lastRefresh)
+            return false;
+        forgetLines(known.second);
+        delete m_expansions.take({Kind::Card, known.first}); // a card that comes back is folded
+        return true;
+    });
     if (!lineToShow.isEmpty()) {
         const QSignalBlocker isLaidOutBelow(this);
         const ProjectCardView *card = m_cardOfLine.value(lineToShow);
@@ -153,11 +147,6 @@ void BoardView::layOut()
         expansions[card].rowHeights[key.id] = std::round(folded + amountOf(key) * (unfolded - folded));
     }
     const double height = layoutBoard(m_content, expansions, width(), m_items);
-    m_topLevelItems.clear();
-    for (qsizetype index = 0; index < itemCount(); ++index) {
-        if (item(index).kind != Kind::Row)
-            m_topLevelItems.push_back(index);
-    }
     resize(width(), static_cast<int>(height));
     updateVisibleWidgets();
 }
@@ -186,85 +175,6 @@ void BoardView::updateVisibleWidgets()
         view->hide();        // the focus goes to a neighbour
         view->deleteLater(); // one of its buttons may be being pressed
     }
-}
-
-BoardView::Content BoardView::contentOf(const BoardItem &item) const
-{
-    switch (item.kind) {
-    case Kind::Banner: return m_banner;
-    case Kind::FocusCard: return m_focusCard;
-    case Kind::Heading:
-        return BoardHeading{static_cast<ProjectSection>(item.index),
-                            m_content.sections[static_cast<std::size_t>(item.index)].size()};
-    case Kind::Row:
-        return LineRowView{item.card->lines.at(item.index), item.card->shownAt, isOpen(item.key()),
-                           m_expansions.contains(item.key())};
-    case Kind::Card:
-        ProjectCardFace face = item.card->face;
-        face.isFoldOpen = isOpen(item.key());
-        return face;
-    }
-    Q_UNREACHABLE();
-}
-
-DrawnView *BoardView::makeWidget(const BoardItem::Key &key)
-{
-    static const QHash<Kind, QAccessible::Role> roles{
-        {Kind::Heading, QAccessible::Heading}, {Kind::Card, QAccessible::List}, {Kind::Row, QAccessible::ListItem}};
-    auto *view = new DrawnView(roles.value(key.kind, QAccessible::Grouping), this);
-    if (key.kind == Kind::Row) {
-        view->setPressable();
-        view->setLine(key.id);
-        connect(view, &QAbstractButton::clicked, this,
-                [this, id = key.id] { expandRow(m_expandedID == id ? QString() : id, true); });
-    }
-    connect(view, &DrawnView::menuRequested, this, &BoardView::menuRequested);
-    connect(view, &DrawnView::activated, this, &BoardView::activated);
-    if (key.kind == Kind::FocusCard || key.kind == Kind::Card)
-        view->lower(); // behind its rows; the focus card's shadow is behind its neighbours
-    return view;
-}
-
-DrawnView *BoardView::updateDrawing(const BoardItem &item)
-{
-    View &view = m_views[item.key()];
-    if (!view.widget)
-        m_keys.insert(view.widget = makeWidget(item.key()), item.key());
-    DrawnView *widget = view.widget;
-    const std::pair drawn(contentOf(item), item.box.width());
-    if (view.drawn == drawn)
-        return widget;
-    view.drawn = drawn;
-    const Content &content = drawn.first;
-    if (const auto *card = std::get_if<FocusCardView>(&content))
-        widget->setLine(card->line ? card->line->id : QString());
-    const auto *row = std::get_if<LineRowView>(&content);
-    if (row) {
-        widget->setAccessibleName(row->spokenName());
-        // The goal and the events are heard only when they are seen.
-        widget->setAccessibleDescription(row->isExpanded ? row->spokenBody() : QString());
-    }
-    widget->setDrawing(std::visit([&](const auto &shown) { return shown.compose(drawn.second); }, content));
-    if (!row)
-        return widget;
-    const bool isUnfolding = widget->isExpanded() == false && row->isExpanded;
-    widget->setExpanded(row->isExpanded);
-    if (isUnfolding)
-        announce(*widget, u"已展开\n"_s + row->spokenBody());
-    return widget;
-}
-
-DrawnView *BoardView::ensureWidget(const BoardItem &item)
-{
-    DrawnView *view = updateDrawing(item);
-    const QVariantAnimation *expansion = item.kind == Kind::Row ? m_expansions.value(item.key()) : nullptr;
-    view->setOpacity(item.card ? item.card->opacity() : 1, expansion ? expansion->currentValue().toDouble() : 1);
-    view->setContentRect(item.box,
-                         item.kind == Kind::FocusCard                          ? FocusCardView::shadowMargin
-                             : item.kind == Kind::Row && item.box.height() > 0 ? LineRowView::margin
-                                                                               : 0);
-    view->show();
-    return view;
 }
 
 bool BoardView::isOpen(const BoardItem::Key &key) const

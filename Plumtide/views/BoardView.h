@@ -49,9 +49,7 @@ public:
     [[nodiscard]] const BoardItem &item(qsizetype index) const { return m_items[static_cast<std::size_t>(index)]; }
     [[nodiscard]] qsizetype indexOf(const QWidget *control) const; ///< Of its item; -1 where it is in none.
     [[nodiscard]] qsizetype rowCount(qsizetype card) const;        ///< The rows before the card, which are its own.
-    /// The items that are no rows, in order.
-    [[nodiscard]] const std::vector<qsizetype> &topLevelItems() const { return m_topLevelItems; }
-    DrawnView *ensureWidget(const BoardItem &item); ///< Shows it, made if it has none.
+    DrawnView *ensureWidget(const BoardItem &item);                ///< Shows it, made if it has none.
 
 Q_SIGNALS:
     void activated(const Command &command);              ///< By a button, a double click, or a key of the focused line.
@@ -89,7 +87,6 @@ private:
     std::unordered_map<QString, ProjectCardView> m_cards; // by the project
     QHash<QString, ProjectCardView *> m_cardOfLine;
     std::vector<BoardItem> m_items;
-    std::vector<qsizetype> m_topLevelItems;
     QMap<BoardItem::Key, View> m_views;
     QHash<const QWidget *, BoardItem::Key> m_keys;          // of the views' widgets
     QMap<BoardItem::Key, QVariantAnimation *> m_expansions; // of rows, and of cards with quiet lines; from 0 to 1

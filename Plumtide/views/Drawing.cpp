@@ -98,7 +98,7 @@ void paintBox(QPainter &painter, const PixelGrid &grid, const QRectF &exact, con
     }
     if (box.stroke.alpha() > 0) {
         QPen pen(overBackground(box.stroke, opacity), box.strokeWidth);
-        if (box.line == Drawing::Line::Dashed) {
+        if (box.isDashed) {
             pen.setDashPattern({4 / box.strokeWidth, 3 / box.strokeWidth});
             pen.setCapStyle(Qt::FlatCap);
         }

@@ -29,15 +29,13 @@ public:
 
         bool operator==(const Shadow &) const = default;
     };
-    enum class Line { Solid, Dashed }; ///< Dashes of 4, gaps of 3.
-
     struct Box
     {
         QColor fill = Qt::transparent;
         double radius = 0;
         QColor stroke = Qt::transparent; ///< Lies inside the edge.
         double strokeWidth = 1;
-        Line line = Line::Solid;
+        bool isDashed = false; ///< Dashes of 4, gaps of 3.
         std::optional<Shadow> shadow = {};
         QPainterPath outline = {}; ///< Cuts the fill unless it is empty; in the drawing's coordinates.
 

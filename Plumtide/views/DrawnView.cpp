@@ -105,10 +105,9 @@ void DrawnView::setOpacity(double opacity, double ofButtons)
 
 QList<QWidget *> DrawnView::controls()
 {
-    QList<QWidget *> controls{this};
-    for (DrawnButton *button : std::as_const(m_buttons))
-        controls.append(button);
-    controls.removeIf([](const QWidget *control) { return control->focusPolicy() == Qt::NoFocus; });
+    QList<QWidget *> controls(m_buttons.cbegin(), m_buttons.cend());
+    if (m_isPressable)
+        controls.prepend(this);
     return controls;
 }
 

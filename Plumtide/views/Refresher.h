@@ -34,5 +34,4 @@ private:
     std::function<void()> m_refresh;
     QTimer m_timer;
     QDeadlineTimer m_nextFrame; // has passed at first
-    bool m_isStale = true;
 };

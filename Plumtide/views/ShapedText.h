@@ -37,7 +37,6 @@ struct TextBlock
 class ShapedText
 {
 public:
-    ShapedText() = default;
     ShapedText(const QString &text, const TextStyle &style) : ShapedText({}, style, text, style) {}
     ShapedText(const QString &label, const TextStyle &labelStyle, const QString &text, const TextStyle &style);
 
@@ -55,8 +54,8 @@ private:
 
     QString m_text;
     qsizetype m_labelLength = 0;
-    TextStyle m_labelStyle{0, QFont::Normal, {}};
-    TextStyle m_style{0, QFont::Normal, {}};
+    TextStyle m_labelStyle;
+    TextStyle m_style;
     std::shared_ptr<QTextLayout> m_line; // with all of it in one line
     double m_width = 0;
 };
