@@ -116,7 +116,7 @@ void paintRun(QPainter &painter, QPointF at, const TextBlock::Run &run, QColor c
     painter.translate(at + QPointF(0.01, 0));
     painter.scale(scale, scale);
     for (const QGlyphRun &glyphs : run.glyphs)
-        painter.drawGlyphRun(QPointF(), glyphs);
+        painter.drawGlyphRun({0, -run.glyphsAscent}, glyphs);
     painter.setTransform(before);
 }
 
@@ -129,9 +129,10 @@ double Drawing::addText(QPointF topLeft, TextBlock block)
     return box.bottom();
 }
 
-void Drawing::addButton(const Button &button, QPointF topLeft, Drawing face)
+double Drawing::addButton(const Button &button, QPointF topLeft, Drawing face)
 {
     m_controls.push_back({button, {topLeft, face.size}, std::move(face)});
+    return m_controls.back().box.bottom();
 }
 
 QRegion Drawing::changesSince(const Drawing &before) const

@@ -87,10 +87,9 @@ public:
     void add(const QRectF &box, Content content) { m_items.push_back({box, std::move(content)}); }
     /// Below all that was added before, as large as the drawing.
     void addFace(Box face) { m_items.insert(m_items.begin(), Item{{{0, 0}, size}, std::move(face)}); }
-    /// Returns the y of its lower edge.
-    double addText(QPointF topLeft, TextBlock block);
     void addDot(const QRectF &box, QColor color) { add(box, Box{.fill = color, .radius = box.width() / 2}); }
-    void addButton(const Button &button, QPointF topLeft, Drawing face);
+    double addText(QPointF topLeft, TextBlock block);                      ///< Returns the y of its lower edge.
+    double addButton(const Button &button, QPointF topLeft, Drawing face); ///< The same.
 
     [[nodiscard]] const std::vector<Control> &controls() const { return m_controls; }
     /// The area that looks different, in the drawing's coordinates.

@@ -40,13 +40,11 @@ double addRow(Drawing &drawing, const AgentTask &line, double y, double width)
     face.size = {width, row.place(face, {0, 0}, width).height()};
     QStringList spoken{shortened(line.project), shortened(text)};
     spoken.removeAll(QString());
-    const double height = face.size.height();
-    drawing.addButton({.command = OpenPanel{line.id},
-                       .text = spoken.join(u"，"_s),
-                       .look = {.style = miniRowTextStyle},
-                       .description = label(line.source)},
-                      {miniPaddingX, y}, std::move(face));
-    return y + height;
+    return drawing.addButton({.command = OpenPanel{line.id},
+                              .text = spoken.join(u"，"_s),
+                              .look = {.style = miniRowTextStyle},
+                              .description = label(line.source)},
+                             {miniPaddingX, y}, std::move(face));
 }
 
 } // namespace

@@ -2,7 +2,6 @@
 
 #include "Plumtide/views/HStack.h"
 
-#include <algorithm>
 #include <cmath>
 
 using namespace Qt::StringLiterals;

@@ -6,7 +6,6 @@
 #include <QRegularExpression>
 
 #include <algorithm>
-#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -18,18 +17,6 @@ bool hasRightToLeft(const QString &text)
 {
     return std::ranges::any_of(text,
                                [](QChar c) { return c.direction() == QChar::DirR || c.direction() == QChar::DirAL; });
-}
-
-// With positions from the line's baseline instead of its top.
-QList<QGlyphRun> onBaseline(QList<QGlyphRun> runs, const QTextLine &line)
-{
-    for (QGlyphRun &run : runs) {
-        QList<QPointF> places = run.positions();
-        for (QPointF &place : places)
-            place -= QPointF(0, line.y() + line.ascent());
-        run.setPositions(places);
-    }
-    return runs;
 }
 
 } // namespace
@@ -79,11 +66,9 @@ void ShapedText::addRuns(TextBlock &block, const QTextLine &line, QPointF topLef
                          qsizetype length) const
 {
     const auto add = [&](qsizetype first, qsizetype end, const TextStyle &style) {
-        if (first >= end)
-            return;
-        QList<QGlyphRun> runs = line.glyphRuns(static_cast<int>(first), static_cast<int>(end - first));
-        block.runs.push_back(
-            {onBaseline(std::move(runs), line), topLeft + QPointF(0, Theme::face(m_style).ascent), style});
+        if (first < end)
+            block.runs.push_back({line.glyphRuns(static_cast<int>(first), static_cast<int>(end - first)),
+                                  line.y() + line.ascent(), topLeft + QPointF(0, Theme::face(m_style).ascent), style});
     };
     const qsizetype labelEnd = std::clamp(m_labelLength, from, from + length);
     add(from, labelEnd, m_labelStyle);

@@ -18,6 +18,7 @@ struct TextBlock
     struct Run
     {
         QList<QGlyphRun> glyphs; ///< At the face's base size.
+        double glyphsAscent;     ///< From where their positions count to their baseline, at that size.
         QPointF baseline;        ///< Where the first glyph begins, from the text's top left corner.
         TextStyle style;
 
