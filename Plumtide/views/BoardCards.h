@@ -18,8 +18,7 @@ struct FocusCardView
     [[nodiscard]] Drawing compose(double width) const;
 };
 
-/// Offers to connect the tools whose hooks are missing; shows what came of it.
-/// With both connected only the message is left.
+/// Offers to connect the tools whose hooks are missing, and says what came of it; with both connected only that.
 struct OnboardingBanner
 {
     bool needsClaude = false;

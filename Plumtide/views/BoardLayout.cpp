@@ -20,8 +20,6 @@ constexpr double headingDotDiameter = 7;
 constexpr double headingItemGap = 6;
 constexpr TextStyle headingStyle{12, QFont::DemiBold, Theme::secondary};
 
-constexpr double cardPaddingX = 11;
-constexpr double paddingLeftOfPending = 13;
 constexpr double cardPaddingY = 10;
 constexpr double cardGap = 8; // between its header, its lines and the fold
 constexpr double cardRadius = 10;
@@ -52,7 +50,7 @@ double layoutCard(ProjectCardView &card, const CardExpansion *expansion, QRectF 
 {
     const std::size_t first = items.size();
     const double unfolded = !card.canFold() ? 1 : expansion ? expansion->quietLines : 0;
-    const double width = card.lineWidth(box.width());
+    const double width = card.face.innerWidth(box.width());
     const double folded = LineRowView::foldedHeight();
     static const double headerHeight = cardPaddingY + Theme::face(nameStyle).lineHeight;
     static const double summaryHeight = cardGap + Theme::face(summaryStyle).lineHeight;
@@ -61,7 +59,7 @@ double layoutCard(ProjectCardView &card, const CardExpansion *expansion, QRectF 
     double activeEnd = y;
     for (qsizetype i = 0; i < card.rowCount(unfolded); ++i) {
         const double height = expansion ? expansion->rowHeights.value(card.lines.at(i).id, folded) : folded;
-        const QRectF row(box.left() + card.face.linesLeft, y + cardGap, width, height);
+        const QRectF row(box.left() + card.face.innerLeft(), y + cardGap, width, height);
         items.push_back({.kind = BoardItem::Kind::Row, .box = row, .card = &card, .index = i});
         y = row.bottom();
         activeEnd = i < card.activeCount ? y : activeEnd;
@@ -97,8 +95,6 @@ void ProjectCardView::setGroup(const ProjectGroup &group, const QString &exclude
             .summary = shown.lines.size() >= 2 ? shown.summaryText(now) : QString(),
             .section = shown.section(now), // the board may show it in that of the line that is shown elsewhere
             .isUrgent = shown.isUrgent()};
-    if (face.section == ProjectSection::pending)
-        face.linesLeft = paddingLeftOfPending;
     lines = std::move(shown.lines);
     const auto isActive = [&](const AgentTask &line) { return lineRank(line, now) != LineRank::quiet; };
     activeCount = std::stable_partition(lines.begin(), lines.end(), isActive) - lines.begin();
@@ -115,8 +111,6 @@ Drawing ProjectCardFace::compose(double width) const
 {
     Drawing drawing;
     drawing.size = {width, height};
-    const double inside = width - linesLeft - cardPaddingX;
-
     drawing.addFace({.fill = Theme::card,
                      .radius = cardRadius,
                      .stroke = isUrgent ? Theme::faded(Theme::accent, 0.35) : Theme::border});
@@ -125,9 +119,9 @@ Drawing ProjectCardFace::compose(double width) const
     header.text(project, nameStyle, HStack::Shrink::First);
     header.spacer(headerSpacer);
     header.text(age, cardTimeStyle);
-    const QRectF headerBox = header.place(drawing, {linesLeft, cardPaddingY}, inside);
+    const QRectF headerBox = header.place(drawing, {innerLeft(), cardPaddingY}, innerWidth(width));
     if (!summary.isEmpty())
-        drawing.addText({linesLeft, headerBox.bottom() + cardGap}, layText(summary, summaryStyle, inside));
+        drawing.addText({innerLeft(), headerBox.bottom() + cardGap}, layText(summary, summaryStyle, innerWidth(width)));
     if (section == ProjectSection::pending) {
         QPainterPath outline;
         outline.addRoundedRect(0, 0, width, height, cardRadius, cardRadius);
@@ -141,13 +135,8 @@ Drawing ProjectCardFace::compose(double width) const
                                .look = foldLook,
                                .icon = isFoldOpen ? u"chevron-up"_s : u"chevron-down"_s};
     Drawing face = composeButton(fold);
-    drawing.addButton(fold, {linesLeft, height - cardPaddingY - face.size.height()}, std::move(face));
+    drawing.addButton(fold, {innerLeft(), height - cardPaddingY - face.size.height()}, std::move(face));
     return drawing;
-}
-
-double ProjectCardView::lineWidth(double width) const
-{
-    return std::floor(width - face.linesLeft - cardPaddingX);
 }
 
 BoardItem::Key BoardItem::key() const

@@ -20,11 +20,14 @@ struct ProjectCardFace
     bool isUrgent = false;
     qsizetype foldedLines = 0; ///< 0 where there is no fold.
     bool isFoldOpen = false;
-    double linesLeft = 11; ///< Where the text and the lines begin.
-    double height = 0;     ///< Given by the layout.
+    double height = 0; ///< Given by the layout.
 
     bool operator==(const ProjectCardFace &) const = default;
 
+    static constexpr double paddingX = 11;
+    /// Where the text and the lines begin, and how wide they are in a card of this width.
+    [[nodiscard]] double innerLeft() const { return section == ProjectSection::pending ? 13 : paddingX; }
+    [[nodiscard]] double innerWidth(double width) const { return width - innerLeft() - paddingX; }
     [[nodiscard]] Drawing compose(double width) const;
 };
 
@@ -44,7 +47,6 @@ struct ProjectCardView
     }
     [[nodiscard]] qsizetype indexOf(const QString &id) const; ///< Of one of its lines; -1 where it does not have it.
     [[nodiscard]] double opacity() const { return face.section == ProjectSection::quiet ? 0.75 : 1; }
-    [[nodiscard]] double lineWidth(double width) const; ///< In a card of this width.
 
     ProjectCardFace face;
     QList<AgentTask> lines;

@@ -32,7 +32,7 @@ constexpr int expansionTime = 150; // milliseconds
 } // namespace
 
 BoardView::BoardView(const TaskStore &store, HooksInstaller &installer, int width, QWidget *parent)
-    : QWidget(parent), m_store(store), m_installer(installer), m_cardWidth(width - 2 * boardPaddingX)
+    : QWidget(parent), m_store(store), m_installer(installer)
 {
     setAttribute(Qt::WA_OpaquePaintEvent); // so that scrolling moves pixels instead of painting them
     resize(width, 0);
@@ -75,7 +75,7 @@ void BoardView::refresh(const QDateTime &now, const QString &lineToShow)
         QTimer::singleShot(messageTime, &m_installer, &HooksInstaller::clearMessage);
     const std::optional<AgentTask> first = m_store.firstWaiting();
     m_focusCard = {first, first ? shortAgo(first->updatedAt, now) : QString(), first ? std::nullopt : silentSource()};
-    const QRectF box(0, 0, m_cardWidth, 0);
+    const QRectF box(0, 0, width() - 2 * boardPaddingX, 0);
     m_content.bannerHeight = m_banner.isShown() ? updateDrawing({Kind::Banner, box})->drawing().size.height() : 0;
     m_content.focusCardHeight = updateDrawing({Kind::FocusCard, box})->drawing().size.height();
     ++m_lastRefresh;
@@ -141,7 +141,7 @@ void BoardView::layOut()
         const qsizetype index = card ? card->indexOf(key.id) : 0;
         if (!card || index >= card->rowCount(amountOf({Kind::Card, card->face.project})))
             continue;
-        const QRectF box(0, 0, card->lineWidth(m_cardWidth), 0);
+        const QRectF box(0, 0, card->face.innerWidth(width() - 2 * boardPaddingX), 0);
         const double folded = LineRowView::foldedHeight();
         const double unfolded = std::round(updateDrawing({Kind::Row, box, card, index})->drawing().size.height());
         expansions[card].rowHeights[key.id] = std::round(folded + amountOf(key) * (unfolded - folded));

@@ -40,8 +40,7 @@ public:
     [[nodiscard]] std::optional<QRect> rowRect(const QString &id) const; ///< None where it has no row.
     [[nodiscard]] QString rowAt(QPoint place) const;                     ///< The line there; empty beside the rows.
 
-    /// The control that has the focus after `from`, or before it; null at the end. Without `from` the first or the
-    /// last.
+    /// The control after `from` in the order of the focus, or before it; without `from` the first or last. Or null.
     [[nodiscard]] QWidget *controlAfter(const QWidget *from, bool next, FocusScope scope = FocusScope::Controls);
     [[nodiscard]] QWidget *controlNear(int y); ///< Of one that has been taken away.
 
@@ -80,7 +79,6 @@ private:
 
     const TaskStore &m_store;
     HooksInstaller &m_installer;
-    const double m_cardWidth;
     OnboardingBanner m_banner;
     FocusCardView m_focusCard;
     BoardContent m_content;

@@ -16,8 +16,7 @@
 class QPainter;
 
 /// A list of boxes, texts and icons to be painted in order, and of the buttons above them, in logical pixels. It is
-/// composed for a width; its height follows from that. A screen reader hears its texts.
-/// Thread: main thread.
+/// composed for a width; its height follows from that. A screen reader hears its texts. Thread: main thread.
 class Drawing
 {
 public:

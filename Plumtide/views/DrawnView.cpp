@@ -35,7 +35,6 @@ DrawnView::DrawnView(QAccessible::Role role, QWidget *parent) : QAbstractButton(
 
 void DrawnView::setPressable()
 {
-    m_isPressable = true;
     setFocusPolicy(Qt::StrongFocus);
     setCursor(Qt::PointingHandCursor);
     setAttribute(Qt::WA_Hover); // repaints it when the pointer comes and goes
@@ -106,7 +105,7 @@ void DrawnView::setOpacity(double opacity, double ofButtons)
 QList<QWidget *> DrawnView::controls()
 {
     QList<QWidget *> controls(m_buttons.cbegin(), m_buttons.cend());
-    if (m_isPressable)
+    if (isPressable())
         controls.prepend(this);
     return controls;
 }
@@ -117,9 +116,9 @@ void DrawnView::paintEvent(QPaintEvent *event)
     painter.setRenderHint(QPainter::Antialiasing);
     const bool isButton = role() != QAccessible::ListItem;
     double opacity = m_opacity;
-    if (m_isPressable && isButton)
+    if (isPressable() && isButton)
         opacity *= isDown() ? pressedOpacity : underMouse() ? hoverOpacity : 1;
-    if (m_isPressable && !isButton && underMouse()) {
+    if (isPressable() && !isButton && underMouse()) {
         painter.setPen(Qt::NoPen);
         painter.setBrush(Theme::faded(Theme::secondary, hoverTone));
         painter.drawRoundedRect(m_box.adjusted(-3, -1, 3, 1), radius(), radius());
@@ -144,7 +143,7 @@ void DrawnView::keyPressEvent(QKeyEvent *event)
         event->ignore(); // QAbstractButton would press it, or go to the next control
     } else if (!isEnter) {
         QAbstractButton::keyPressEvent(event);
-    } else if (m_isPressable && !event->isAutoRepeat()) {
+    } else if (isPressable() && !event->isAutoRepeat()) {
         click();
     }
 }
@@ -172,7 +171,7 @@ void DrawnView::mousePressEvent(QMouseEvent *event)
 {
     m_sincePress.start();
     m_chosenLine = line();
-    if (m_isPressable)
+    if (isPressable())
         QAbstractButton::mousePressEvent(event);
     else
         event->ignore();

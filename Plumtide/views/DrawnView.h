@@ -54,6 +54,7 @@ protected:
 
 private:
     void layOutButtons();
+    [[nodiscard]] bool isPressable() const { return focusPolicy() != Qt::NoFocus; }
 
     const QAccessible::Role m_role;
     QString m_line;
@@ -64,7 +65,6 @@ private:
     QRectF m_box;
     double m_opacity = 1;
     double m_opacityOfButtons = 1;
-    bool m_isPressable = false;
     std::optional<bool> m_isExpanded;
     bool m_showsFocus = false;
 };

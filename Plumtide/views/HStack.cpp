@@ -47,7 +47,7 @@ void HStack::dot(double diameter, QColor color)
 void HStack::text(const QString &text, const TextStyle &style, Shrink shrink, int maxLines)
 {
     const ShapedText shaped(text, style);
-    Item &item = add({shaped.width(), shaped.lineHeight()});
+    Item &item = add(shaped.size());
     item.shrink = shrink;
     item.layOut = [=](double width) { return shaped.block(width, maxLines); };
 }
@@ -61,10 +61,10 @@ void HStack::sourceChip(TaskSource source)
 {
     const QColor color = Theme::sourceColor(source);
     const ShapedText text(label(source), {9, QFont::DemiBold, color});
-    const QSizeF size(text.width(), text.lineHeight());
-    add(size + 2 * chipPadding).draw = [=](Drawing &drawing, const QRectF &box) {
+    add(text.size() + 2 * chipPadding).draw = [=](Drawing &drawing, const QRectF &box) {
         drawing.add(box, Drawing::Box{.fill = Theme::faded(color, 0.12), .radius = sourceChipRadius});
-        drawing.addText(box.topLeft() + QPointF(chipPadding.width(), chipPadding.height()), text.block(size.width()));
+        drawing.addText(box.topLeft() + QPointF(chipPadding.width(), chipPadding.height()),
+                        text.block(text.size().width()));
     };
 }
 

@@ -10,8 +10,7 @@
 class QWidget;
 
 /// Reads a view's sources again after they have changed: once a frame at most, however many changes there are, and not
-/// at all while the view is hidden; then once when it is shown.
-/// Thread: main thread. There is no timer while nothing changes.
+/// at all while the view is hidden; then once when it is shown. No timer runs while nothing changes. Main thread.
 class Refresher final : public QObject
 {
     Q_OBJECT

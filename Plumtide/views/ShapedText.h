@@ -41,8 +41,8 @@ public:
     ShapedText(const QString &text, const TextStyle &style) : ShapedText({}, style, text, style) {}
     ShapedText(const QString &label, const TextStyle &labelStyle, const QString &text, const TextStyle &style);
 
-    [[nodiscard]] double width() const { return m_width; } ///< In one line, its line breaks taken for spaces.
-    [[nodiscard]] double lineHeight() const { return Theme::face(m_style).lineHeight; }
+    /// In one line, its line breaks taken for spaces.
+    [[nodiscard]] QSizeF size() const { return {m_width, Theme::face(m_style).lineHeight}; }
 
     /// Breaks it to `width`, into at most `maxLines` lines (0: any number); if that is not all of the text, it ends in
     /// "…". `alignment` is left or centre.

@@ -23,8 +23,7 @@ struct TextStyle
     [[nodiscard]] constexpr TextStyle in(QColor other) const { return {size, weight, other, design, letterSpacing}; }
 };
 
-/// All colours and fonts. The colours are light ones and do not follow the desktop's.
-/// Thread: main thread; the colours any.
+/// All fonts, and all colours, which do not follow the desktop's. Thread: main thread; the colours any.
 class Theme
 {
 public:
