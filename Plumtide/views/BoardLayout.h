@@ -38,8 +38,7 @@ struct ProjectCardView
     void setGroup(const ProjectGroup &group, const QString &excludeID, const QDateTime &now);
     /// Whether that would change nothing.
     [[nodiscard]] bool shows(const ProjectGroup &group, const QString &excludeID, const QDateTime &now) const;
-    /// Quiet lines can be folded away where there are others.
-    [[nodiscard]] bool canFold() const { return face.foldedLines > 0; }
+    [[nodiscard]] bool canFold() const { return face.foldedLines > 0; } ///< Its quiet lines, where it has others.
     /// Those of its lines that have rows, while this much of the quiet lines is unfolded, 0 to 1.
     [[nodiscard]] qsizetype rowCount(double unfolded) const
     {

@@ -91,9 +91,8 @@ public:
     double addButton(const Button &button, QPointF topLeft, Drawing face); ///< The same.
 
     [[nodiscard]] const std::vector<Control> &controls() const { return m_controls; }
-    /// The area that looks different, in the drawing's coordinates.
-    [[nodiscard]] QRegion changesSince(const Drawing &before) const;
-    [[nodiscard]] QString spokenText() const; ///< All texts in order, for a screen reader.
+    [[nodiscard]] QRegion changesSince(const Drawing &before) const; ///< Where it looks different.
+    [[nodiscard]] QString spokenText() const;                        ///< All texts in order, for a screen reader.
 
     /// Paints what touches `clip`, without the buttons. `opacity` is that of the whole drawing over `Theme::bg`: what
     /// is covered by another item does not show through.

@@ -21,23 +21,20 @@ public:
     /// Where the drawing stands in the parent. The widget has `margin` around it for shadows and the focus ring, and
     /// whole pixels. A drawing that is higher than `box` is cut off.
     void setContentRect(const QRectF &box, double margin = 0);
-    /// How visible it is on its background, 0 to 1; its buttons besides.
-    void setOpacity(double opacity, double ofButtons = 1);
+    void setOpacity(double opacity, double ofButtons = 1); ///< On its background, 0 to 1; its buttons besides.
 
     [[nodiscard]] QAccessible::Role role() const { return m_role; }
     [[nodiscard]] std::optional<bool> isExpanded() const { return m_isExpanded; } ///< None where it cannot be.
     void setExpanded(bool isExpanded);
-    [[nodiscard]] virtual double radius() const { return 4; } ///< Of its corners.
-    /// The id of the line that it is about; empty where it is about none.
-    [[nodiscard]] virtual QString line() const { return m_line; }
+    [[nodiscard]] virtual double radius() const { return 4; }     ///< Of its corners.
+    [[nodiscard]] virtual QString line() const { return m_line; } ///< The id of the task line that it is about.
     void setLine(const QString &id) { m_line = id; }
     void setPressable();
     [[nodiscard]] QRectF box() const { return m_box; }             ///< In the widget.
     [[nodiscard]] bool showsFocus() const { return m_showsFocus; } ///< When it has it: it came by a key.
     /// Whether a key may act on the line: the user sees that it has the focus, or has clicked on this very line.
     [[nodiscard]] bool isLineChosen() const { return m_showsFocus || m_chosenLine == line(); }
-    /// What can have the focus, from the first to the last, itself included.
-    [[nodiscard]] QList<QWidget *> controls();
+    [[nodiscard]] QList<QWidget *> controls(); ///< What can have the focus, in order, itself included.
 
 Q_SIGNALS:
     /// By a button, with the command that it had when the press began; or by a double click on a line.
