@@ -3,7 +3,7 @@
 #include "Plumtide/desktop/Autostart.h"
 #include "Plumtide/desktop/TrayHost.h"
 #include "Plumtide/system/Environment.h"
-#include "Plumtide/views/LineMenu.h"
+#include "Plumtide/views/Actions.h"
 
 #include <QElapsedTimer>
 #include <QMenu>

@@ -6,9 +6,6 @@
 #include <QAccessibleWidget>
 #include <QComboBox>
 
-#include <algorithm>
-#include <ranges>
-
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -118,46 +115,40 @@ public:
     {
         return m_card && kind == QAccessible::Name ? m_card->drawing().spokenText() : QAccessibleWidget::text(kind);
     }
-    [[nodiscard]] int childCount() const override { return static_cast<int>(itemCount() + buttons().size()); }
+    [[nodiscard]] int childCount() const override { return static_cast<int>(items().size() + buttons().size()); }
     [[nodiscard]] QAccessibleInterface *child(int index) const override
     {
-        const qsizetype items = itemCount();
-        return index < 0 || index >= items ? QAccessible::queryAccessibleInterface(buttons().value(index - items))
-                                           : interfaceOf(*m_board, m_board->item(itemIndex(index)));
+        const QList<qsizetype> items = this->items();
+        return index < 0 || index >= items.size()
+            ? QAccessible::queryAccessibleInterface(buttons().value(index - items.size()))
+            : interfaceOf(*m_board, m_board->item(items.at(index)));
     }
     [[nodiscard]] int indexOfChild(const QAccessibleInterface *child) const override
     {
         auto *widget = qobject_cast<QWidget *>(child->object());
         const qsizetype button = buttons().indexOf(widget);
-        if (button >= 0)
-            return static_cast<int>(itemCount() + button);
-        const qsizetype at = m_board->indexOf(widget);
-        const auto place = [this](qsizetype child) { return itemIndex(child); };
-        const auto all = std::views::iota(qsizetype(0), itemCount());
-        const auto found = std::ranges::lower_bound(all, at, {}, place);
-        return found != all.end() && place(*found) == at ? static_cast<int>(*found) : -1;
+        return static_cast<int>(button < 0 ? items().indexOf(m_board->indexOf(widget)) : items().size() + button);
     }
     [[nodiscard]] QAccessibleInterface *childAt(int x, int y) const override
     {
         const QPoint place = m_board->mapFromGlobal(QPoint(x, y));
-        for (qsizetype child = 0; child < itemCount(); ++child) {
-            const BoardItem &item = m_board->item(itemIndex(child));
-            if (item.box.contains(place))
-                return interfaceOf(*m_board, item);
+        for (const qsizetype index : items()) {
+            if (m_board->item(index).box.contains(place))
+                return interfaceOf(*m_board, m_board->item(index));
         }
         return m_card ? QAccessibleWidget::childAt(x, y) : nullptr;
     }
 
 private:
-    [[nodiscard]] qsizetype itemCount() const
+    [[nodiscard]] QList<qsizetype> items() const // by their places in the board's list
     {
-        return m_card ? m_board->rowCount(m_board->indexOf(m_card))
-                      : static_cast<qsizetype>(m_board->topLevelItems().size());
-    }
-    [[nodiscard]] qsizetype itemIndex(qsizetype child) const // in the board's list
-    {
-        return m_card ? m_board->indexOf(m_card) - itemCount() + child
-                      : m_board->topLevelItems().at(static_cast<std::size_t>(child));
+        const qsizetype end = m_card ? m_board->indexOf(m_card) : m_board->itemCount();
+        QList<qsizetype> items;
+        for (qsizetype i = m_card ? end - m_board->rowCount(end) : 0; i < end; ++i) {
+            if (m_card || m_board->item(i).kind != BoardItem::Kind::Row)
+                items.append(i);
+        }
+        return items;
     }
     [[nodiscard]] QList<QWidget *> buttons() const { return m_card ? m_card->controls() : QList<QWidget *>(); }
 

@@ -3,9 +3,7 @@
 class QString;
 class QWidget;
 
-/// Tells Qt the role, name, state and actions of our own widgets for screen readers. Each of them calls it first in its
-/// constructor.
-/// Thread: main thread.
+/// Tells Qt the role, name, state and actions of our own widgets, for screen readers. Thread: main thread.
 void installAccessibility();
 
 /// Has a screen reader say `sentence`, about something in `widget`. (An alert is said when it is shown, without this.)

@@ -2,8 +2,9 @@
 
 #include "Plumtide/model/AgentTask.h"
 
-#include <QKeySequence>
+#include <QAction>
 
+#include <functional>
 #include <variant>
 
 class TaskStore;
@@ -26,9 +27,6 @@ struct OfferedAction
 
 /// One of those; nothing if it is not offered.
 [[nodiscard]] std::optional<OfferedAction> offeredAction(LineAction action, const AgentTask &line);
-
-/// The keys of all actions, those of an action together.
-[[nodiscard]] QList<QList<QKeySequence>> lineActionKeys();
 
 /// An action on the line with this id.
 struct LineCommand
@@ -74,6 +72,30 @@ using Command = std::variant<LineCommand, OpenPanel, ToggleFold, FilterLines, Pa
 /// Does what needs no window, unless the line does not offer it any more. False where it is left to the caller: `Edit`
 /// and `OpenSession`. Thread: main thread.
 [[nodiscard]] bool perform(const LineCommand &command, TaskStore &store);
+
+/// Takes back what was put away last, of whatever line. Its text says what that is, "撤销搁置「…」" with the line's
+/// title. It is disabled when there is nothing to be taken back.
+class UndoAction final : public QAction
+{
+    Q_OBJECT
+
+public:
+    UndoAction(TaskStore &store, QObject *parent);
+
+    void updateText(); ///< After a change of the store. What the text does not say is not taken back.
+
+Q_SIGNALS:
+    void undone(const QString &what); ///< What the text said.
+
+private:
+    TaskStore &m_store;
+    QString m_what;
+};
+
+/// Shows the menu of a line of the store, and returns at once. It names the keys that do the same where they are heard.
+/// Thread: main thread.
+void showLineMenu(QWidget &parent, TaskStore &store, const QString &line, QPoint place, bool namesKeys,
+                  const std::function<void(const LineCommand &)> &chosen);
 
 /// A visitor of all commands; one that has no handler does not compile.
 template <typename... Handlers>

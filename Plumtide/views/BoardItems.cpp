@@ -1,17 +1,15 @@
+#include "Plumtide/views/Accessibility.h"
 #include "Plumtide/views/BoardView.h"
 #include "Plumtide/views/DrawnView.h"
 
-#include <QEasingCurve>
 #include <QVariantAnimation>
 
 #include <algorithm>
-#include <utility>
 
+using namespace Qt::StringLiterals;
 using Kind = BoardItem::Kind;
 
-// BoardView's items: where they are, which of them has the focus after which, and how they are unfolded.
-
-constexpr int expansionTime = 150; // milliseconds
+// BoardView's items: where they are, their widgets, and which of them has the focus after which.
 
 qsizetype BoardView::indexOf(const BoardItem::Key &key) const
 {
@@ -58,6 +56,85 @@ qsizetype BoardView::indexOf(const QWidget *control) const
     return key == m_keys.cend() ? -1 : indexOf(*key);
 }
 
+BoardView::Content BoardView::contentOf(const BoardItem &item) const
+{
+    switch (item.kind) {
+    case Kind::Banner: return m_banner;
+    case Kind::FocusCard: return m_focusCard;
+    case Kind::Heading:
+        return BoardHeading{static_cast<ProjectSection>(item.index),
+                            m_content.sections[static_cast<std::size_t>(item.index)].size()};
+    case Kind::Row:
+        return LineRowView{item.card->lines.at(item.index), item.card->shownAt, isOpen(item.key()),
+                           m_expansions.contains(item.key())};
+    case Kind::Card:
+        ProjectCardFace face = item.card->face;
+        face.isFoldOpen = isOpen(item.key());
+        return face;
+    }
+    Q_UNREACHABLE();
+}
+
+DrawnView *BoardView::makeWidget(const BoardItem::Key &key)
+{
+    static const QHash<Kind, QAccessible::Role> roles{
+        {Kind::Heading, QAccessible::Heading}, {Kind::Card, QAccessible::List}, {Kind::Row, QAccessible::ListItem}};
+    auto *view = new DrawnView(roles.value(key.kind, QAccessible::Grouping), this);
+    if (key.kind == Kind::Row) {
+        view->setPressable();
+        view->setLine(key.id);
+        connect(view, &QAbstractButton::clicked, this,
+                [this, id = key.id] { expandRow(m_expandedID == id ? QString() : id, true); });
+    }
+    connect(view, &DrawnView::menuRequested, this, &BoardView::menuRequested);
+    connect(view, &DrawnView::activated, this, &BoardView::activated);
+    if (key.kind == Kind::FocusCard || key.kind == Kind::Card)
+        view->lower(); // behind its rows; the focus card's shadow is behind its neighbours
+    return view;
+}
+
+DrawnView *BoardView::updateDrawing(const BoardItem &item)
+{
+    View &view = m_views[item.key()];
+    if (!view.widget)
+        m_keys.insert(view.widget = makeWidget(item.key()), item.key());
+    DrawnView *widget = view.widget;
+    const std::pair drawn(contentOf(item), item.box.width());
+    if (view.drawn == drawn)
+        return widget;
+    view.drawn = drawn;
+    const Content &content = drawn.first;
+    if (const auto *card = std::get_if<FocusCardView>(&content))
+        widget->setLine(card->line ? card->line->id : QString());
+    const auto *row = std::get_if<LineRowView>(&content);
+    if (row) {
+        widget->setAccessibleName(row->spokenName());
+        // The goal and the events are heard only when they are seen.
+        widget->setAccessibleDescription(row->isExpanded ? row->spokenBody() : QString());
+    }
+    widget->setDrawing(std::visit([&](const auto &shown) { return shown.compose(drawn.second); }, content));
+    if (!row)
+        return widget;
+    const bool isUnfolding = widget->isExpanded() == false && row->isExpanded;
+    widget->setExpanded(row->isExpanded);
+    if (isUnfolding)
+        announce(*widget, u"已展开\n"_s + row->spokenBody());
+    return widget;
+}
+
+DrawnView *BoardView::ensureWidget(const BoardItem &item)
+{
+    DrawnView *view = updateDrawing(item);
+    const QVariantAnimation *expansion = item.kind == Kind::Row ? m_expansions.value(item.key()) : nullptr;
+    view->setOpacity(item.card ? item.card->opacity() : 1, expansion ? expansion->currentValue().toDouble() : 1);
+    view->setContentRect(item.box,
+                         item.kind == Kind::FocusCard                          ? FocusCardView::shadowMargin
+                             : item.kind == Kind::Row && item.box.height() > 0 ? LineRowView::margin
+                                                                               : 0);
+    view->show();
+    return view;
+}
+
 QWidget *BoardView::controlAfter(const QWidget *from, bool next, FocusScope scope)
 {
     const qsizetype step = next ? 1 : -1;
@@ -86,52 +163,4 @@ QWidget *BoardView::controlNear(int y)
             return controls.first();
     }
     return controlAfter(nullptr, false);
-}
-
-bool BoardView::isOpen(const BoardItem::Key &key) const
-{
-    const QVariantAnimation *expansion = m_expansions.value(key);
-    return expansion && expansion->direction() == QVariantAnimation::Forward;
-}
-
-void BoardView::setOpen(const BoardItem::Key &key, bool open, bool isAnimated)
-{
-    if (open == isOpen(key))
-        return;
-    QVariantAnimation *&expansion = m_expansions[key];
-    if (!expansion) {
-        QEasingCurve easeInOut(QEasingCurve::BezierSpline);
-        easeInOut.addCubicBezierSegment({0.42, 0}, {0.58, 1}, {1, 1});
-        expansion = new QVariantAnimation(this);
-        expansion->setDuration(expansionTime);
-        expansion->setEasingCurve(easeInOut);
-        expansion->setStartValue(0.0);
-        expansion->setEndValue(1.0);
-        connect(expansion, &QVariantAnimation::valueChanged, this, [this, key] { Q_EMIT heightChanged(key.id); });
-        connect(expansion, &QVariantAnimation::finished, this, [this, key] {
-            if (isOpen(key))
-                return;
-            m_expansions.take(key)->deleteLater();
-            Q_EMIT heightChanged(key.id);
-        });
-    }
-    expansion->setDirection(open ? QVariantAnimation::Forward : QVariantAnimation::Backward);
-    expansion->start();
-    if (!isAnimated || !isVisible())
-        expansion->setCurrentTime(open ? expansionTime : 0); // which ends it
-    Q_EMIT heightChanged(key.id);
-}
-
-void BoardView::expandRow(const QString &id, bool isAnimated)
-{
-    if (m_expandedID != id)
-        setOpen({Kind::Row, std::exchange(m_expandedID, id)}, false, isAnimated);
-    if (!id.isEmpty())
-        setOpen({Kind::Row, id}, true, isAnimated);
-}
-
-void BoardView::toggleFold(const QString &project)
-{
-    const BoardItem::Key key{Kind::Card, project};
-    setOpen(key, !isOpen(key), true);
 }

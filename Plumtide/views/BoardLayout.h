@@ -1,12 +1,64 @@
 #pragma once
 
-#include "Plumtide/views/ProjectCardView.h"
+#include "Plumtide/model/ProjectGroup.h"
+#include "Plumtide/views/Drawing.h"
 
 #include <QHash>
 
 #include <array>
 #include <compare>
 #include <vector>
+
+/// What a project's card shows besides its lines: the project in its colour, how long ago anything changed, a summary;
+/// and the button that unfolds the quiet lines.
+struct ProjectCardFace
+{
+    QString project;
+    QString age;
+    QString summary;
+    ProjectSection section = ProjectSection::pending;
+    bool isUrgent = false;
+    qsizetype foldedLines = 0; ///< 0 where there is no fold.
+    bool isFoldOpen = false;
+    double height = 0; ///< Given by the layout.
+
+    bool operator==(const ProjectCardFace &) const = default;
+
+    static constexpr double paddingX = 11;
+    /// Where the text and the lines begin, and how wide they are in a card of this width.
+    [[nodiscard]] double innerLeft() const { return section == ProjectSection::pending ? 13 : paddingX; }
+    [[nodiscard]] double innerWidth(double width) const { return width - innerLeft() - paddingX; }
+    [[nodiscard]] Drawing compose(double width) const;
+};
+
+/// The card of one project, as its group is at a moment. It is no widget.
+struct ProjectCardView
+{
+    /// Takes over a group without the line `excludeID`, which is shown elsewhere.
+    void setGroup(const ProjectGroup &group, const QString &excludeID, const QDateTime &now);
+    /// Whether that would change nothing.
+    [[nodiscard]] bool shows(const ProjectGroup &group, const QString &excludeID, const QDateTime &now) const;
+    [[nodiscard]] bool canFold() const { return face.foldedLines > 0; } ///< Its quiet lines, where it has others.
+    /// Those of its lines that have rows, while this much of the quiet lines is unfolded, 0 to 1.
+    [[nodiscard]] qsizetype rowCount(double unfolded) const
+    {
+        return canFold() && unfolded == 0 ? activeCount : lines.size();
+    }
+    [[nodiscard]] qsizetype indexOf(const QString &id) const; ///< Of one of its lines; -1 where it does not have it.
+    [[nodiscard]] double opacity() const { return face.section == ProjectSection::quiet ? 0.75 : 1; }
+
+    ProjectCardFace face;
+    QList<AgentTask> lines;
+    qsizetype activeCount = 0; ///< Of its lines; these come first.
+    QDateTime shownAt;         ///< When the group was as it is shown.
+    QDateTime validUntil;      ///< When it changes by the time alone.
+    quint64 revision = 0;      ///< Of the group.
+    QString excludedID;        ///< Of a line of the group that it does not show.
+
+    // What the board keeps with each card.
+    int lastSeenRefresh = 0;
+    qsizetype itemIndex = 0; ///< Of its item; those of its lines are before it.
+};
 
 /// Something that stands on the board: where, and what it shows.
 struct BoardItem

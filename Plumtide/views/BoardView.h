@@ -1,9 +1,8 @@
 #pragma once
 
+#include "Plumtide/views/BoardCards.h"
 #include "Plumtide/views/BoardLayout.h"
-#include "Plumtide/views/FocusCardView.h"
 #include "Plumtide/views/LineRowView.h"
-#include "Plumtide/views/OnboardingBanner.h"
 
 #include <QMap>
 #include <QWidget>
@@ -41,8 +40,7 @@ public:
     [[nodiscard]] std::optional<QRect> rowRect(const QString &id) const; ///< None where it has no row.
     [[nodiscard]] QString rowAt(QPoint place) const;                     ///< The line there; empty beside the rows.
 
-    /// The control that has the focus after `from`, or before it; null at the end. Without `from` the first or the
-    /// last.
+    /// The control after `from` in the order of the focus, or before it; without `from` the first or last. Or null.
     [[nodiscard]] QWidget *controlAfter(const QWidget *from, bool next, FocusScope scope = FocusScope::Controls);
     [[nodiscard]] QWidget *controlNear(int y); ///< Of one that has been taken away.
 
@@ -50,9 +48,7 @@ public:
     [[nodiscard]] const BoardItem &item(qsizetype index) const { return m_items[static_cast<std::size_t>(index)]; }
     [[nodiscard]] qsizetype indexOf(const QWidget *control) const; ///< Of its item; -1 where it is in none.
     [[nodiscard]] qsizetype rowCount(qsizetype card) const;        ///< The rows before the card, which are its own.
-    /// The items that are no rows, in order.
-    [[nodiscard]] const std::vector<qsizetype> &topLevelItems() const { return m_topLevelItems; }
-    DrawnView *ensureWidget(const BoardItem &item); ///< Shows it, made if it has none.
+    DrawnView *ensureWidget(const BoardItem &item);                ///< Shows it, made if it has none.
 
 Q_SIGNALS:
     void activated(const Command &command);              ///< By a button, a double click, or a key of the focused line.
@@ -83,14 +79,12 @@ private:
 
     const TaskStore &m_store;
     HooksInstaller &m_installer;
-    const double m_cardWidth;
     OnboardingBanner m_banner;
     FocusCardView m_focusCard;
     BoardContent m_content;
     std::unordered_map<QString, ProjectCardView> m_cards; // by the project
     QHash<QString, ProjectCardView *> m_cardOfLine;
     std::vector<BoardItem> m_items;
-    std::vector<qsizetype> m_topLevelItems;
     QMap<BoardItem::Key, View> m_views;
     QHash<const QWidget *, BoardItem::Key> m_keys;          // of the views' widgets
     QMap<BoardItem::Key, QVariantAnimation *> m_expansions; // of rows, and of cards with quiet lines; from 0 to 1

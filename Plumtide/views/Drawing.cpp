@@ -1,12 +1,14 @@
 #include "Plumtide/views/Drawing.h"
 
-#include "Plumtide/views/Icons.h"
-
 #include <QPainter>
+#include <QPixmapCache>
 #include <QStringList>
+#include <QSvgRenderer>
 
 #include <algorithm>
 #include <cmath>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -94,9 +96,9 @@ void paintBox(QPainter &painter, const PixelGrid &grid, const QRectF &exact, con
         else
             painter.fillRect(rect, fill);
     }
-    if (box.strokeWidth > 0) {
+    if (box.stroke.alpha() > 0) {
         QPen pen(overBackground(box.stroke, opacity), box.strokeWidth);
-        if (box.line == Drawing::Line::Dashed) {
+        if (box.isDashed) {
             pen.setDashPattern({4 / box.strokeWidth, 3 / box.strokeWidth});
             pen.setCapStyle(Qt::FlatCap);
         }
@@ -114,7 +116,7 @@ void paintRun(QPainter &painter, QPointF at, const TextBlock::Run &run, QColor c
     painter.translate(at + QPointF(0.01, 0));
     painter.scale(scale, scale);
     for (const QGlyphRun &glyphs : run.glyphs)
-        painter.drawGlyphRun(QPointF(), glyphs);
+        painter.drawGlyphRun({0, -run.glyphsAscent}, glyphs);
     painter.setTransform(before);
 }
 
@@ -127,14 +129,10 @@ double Drawing::addText(QPointF topLeft, TextBlock block)
     return box.bottom();
 }
 
-void Drawing::addBorder(const QRectF &box, double radius, QColor color, double width, Line line)
-{
-    add(box, Box{.radius = radius, .stroke = color, .strokeWidth = width, .line = line});
-}
-
-void Drawing::addButton(const Button &button, QPointF topLeft, Drawing face)
+double Drawing::addButton(const Button &button, QPointF topLeft, Drawing face)
 {
     m_controls.push_back({button, {topLeft, face.size}, std::move(face)});
+    return m_controls.back().box.bottom();
 }
 
 QRegion Drawing::changesSince(const Drawing &before) const
@@ -193,4 +191,23 @@ void Drawing::paint(QPainter &painter, const QRectF &clip, double opacity) const
                 at, iconPixmap(icon->name, item.box.height(), overBackground(icon->color, opacity), grid.ratio));
         }
     }
+}
+
+QPixmap iconPixmap(const QString &name, double size, QColor color, double devicePixelRatio)
+{
+    const int side = std::max(1, static_cast<int>(std::lround(size * devicePixelRatio)));
+    const QString key = u"plumtide/%1/%2/%3/%4"_s.arg(name).arg(side).arg(color.rgba(), 0, 16).arg(devicePixelRatio);
+    QPixmap pixmap;
+    if (QPixmapCache::find(key, &pixmap))
+        return pixmap;
+    pixmap = QPixmap(side, side);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    QSvgRenderer(u":/icons/%1.svg"_s.arg(name)).render(&painter, QRectF(0, 0, side, side));
+    painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
+    painter.fillRect(pixmap.rect(), color);
+    painter.end();
+    pixmap.setDevicePixelRatio(devicePixelRatio);
+    QPixmapCache::insert(key, pixmap);
+    return pixmap;
 }

@@ -5,6 +5,7 @@
 
 #include <QAccessible>
 #include <QPainterPath>
+#include <QPixmap>
 #include <QRectF>
 #include <QRegion>
 
@@ -15,8 +16,7 @@
 class QPainter;
 
 /// A list of boxes, texts and icons to be painted in order, and of the buttons above them, in logical pixels. It is
-/// composed for a width; its height follows from that. A screen reader hears its texts.
-/// Thread: main thread.
+/// composed for a width; its height follows from that. A screen reader hears its texts. Thread: main thread.
 class Drawing
 {
 public:
@@ -28,15 +28,13 @@ public:
 
         bool operator==(const Shadow &) const = default;
     };
-    enum class Line { Solid, Dashed }; ///< Dashes of 4, gaps of 3.
-
     struct Box
     {
         QColor fill = Qt::transparent;
         double radius = 0;
         QColor stroke = Qt::transparent; ///< Lies inside the edge.
-        double strokeWidth = 0;
-        Line line = Line::Solid;
+        double strokeWidth = 1;
+        bool isDashed = false; ///< Dashes of 4, gaps of 3.
         std::optional<Shadow> shadow = {};
         QPainterPath outline = {}; ///< Cuts the fill unless it is empty; in the drawing's coordinates.
 
@@ -61,12 +59,8 @@ public:
     struct ButtonLook
     {
         TextStyle style;
-        double paddingX = 0;
-        double paddingY = 0;
-        QColor fill = Qt::transparent;
-        double radius = 0;
-        QColor border = Qt::transparent;
-        std::optional<Shadow> shadow = {};
+        QSizeF padding{0, 0};
+        Box face = {};
 
         bool operator==(const ButtonLook &) const = default;
     };
@@ -82,7 +76,6 @@ public:
         QString description = {};                     ///< For a screen reader.
         QAccessible::Role role = QAccessible::Button; ///< A `CheckBox` has a switch behind its text.
         bool isChecked = false;
-        bool isEnabled = true;
 
         bool operator==(const Button &) const = default;
     };
@@ -91,19 +84,15 @@ public:
     QSizeF size;
 
     void add(const QRectF &box, Content content) { m_items.push_back({box, std::move(content)}); }
-    /// Below all that was added before.
-    void addBehind(const QRectF &box, Box content) { m_items.insert(m_items.begin(), {box, std::move(content)}); }
-    /// Returns the y of its lower edge.
-    double addText(QPointF topLeft, TextBlock block);
+    /// Below all that was added before, as large as the drawing.
+    void addFace(Box face) { m_items.insert(m_items.begin(), Item{{{0, 0}, size}, std::move(face)}); }
     void addDot(const QRectF &box, QColor color) { add(box, Box{.fill = color, .radius = box.width() / 2}); }
-    /// The border of a box that has been added before, to be painted above what is in the box.
-    void addBorder(const QRectF &box, double radius, QColor color, double width, Line line = Line::Solid);
-    void addButton(const Button &button, QPointF topLeft, Drawing face);
+    double addText(QPointF topLeft, TextBlock block);                      ///< Returns the y of its lower edge.
+    double addButton(const Button &button, QPointF topLeft, Drawing face); ///< The same.
 
     [[nodiscard]] const std::vector<Control> &controls() const { return m_controls; }
-    /// The area that looks different, in the drawing's coordinates.
-    [[nodiscard]] QRegion changesSince(const Drawing &before) const;
-    [[nodiscard]] QString spokenText() const; ///< All texts in order, for a screen reader.
+    [[nodiscard]] QRegion changesSince(const Drawing &before) const; ///< Where it looks different.
+    [[nodiscard]] QString spokenText() const;                        ///< All texts in order, for a screen reader.
 
     /// Paints what touches `clip`, without the buttons. `opacity` is that of the whole drawing over `Theme::bg`: what
     /// is covered by another item does not show through.
@@ -124,3 +113,7 @@ struct Drawing::Control
 
 /// The face of a button, `width` wide, or as wide as its content if that is 0.
 [[nodiscard]] Drawing composeButton(const Drawing::Button &button, double width = 0);
+
+/// The icon `:/icons/<name>.svg`, `size` logical pixels wide and high, in one colour, for a screen of
+/// `devicePixelRatio`. Recent ones are cached.
+[[nodiscard]] QPixmap iconPixmap(const QString &name, double size, QColor color, double devicePixelRatio);

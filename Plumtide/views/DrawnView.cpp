@@ -35,7 +35,6 @@ DrawnView::DrawnView(QAccessible::Role role, QWidget *parent) : QAbstractButton(
 
 void DrawnView::setPressable()
 {
-    m_isPressable = true;
     setFocusPolicy(Qt::StrongFocus);
     setCursor(Qt::PointingHandCursor);
     setAttribute(Qt::WA_Hover); // repaints it when the pointer comes and goes
@@ -105,11 +104,9 @@ void DrawnView::setOpacity(double opacity, double ofButtons)
 
 QList<QWidget *> DrawnView::controls()
 {
-    QList<QWidget *> controls{this};
-    for (DrawnButton *button : std::as_const(m_buttons))
-        controls.append(button);
-    controls.removeIf(
-        [](const QWidget *control) { return control->focusPolicy() == Qt::NoFocus || !control->isEnabled(); });
+    QList<QWidget *> controls(m_buttons.cbegin(), m_buttons.cend());
+    if (isPressable())
+        controls.prepend(this);
     return controls;
 }
 
@@ -119,9 +116,9 @@ void DrawnView::paintEvent(QPaintEvent *event)
     painter.setRenderHint(QPainter::Antialiasing);
     const bool isButton = role() != QAccessible::ListItem;
     double opacity = m_opacity;
-    if (m_isPressable && isButton && isEnabled())
+    if (isPressable() && isButton)
         opacity *= isDown() ? pressedOpacity : underMouse() ? hoverOpacity : 1;
-    if (m_isPressable && !isButton && underMouse()) {
+    if (isPressable() && !isButton && underMouse()) {
         painter.setPen(Qt::NoPen);
         painter.setBrush(Theme::faded(Theme::secondary, hoverTone));
         painter.drawRoundedRect(m_box.adjusted(-3, -1, 3, 1), radius(), radius());
@@ -146,7 +143,7 @@ void DrawnView::keyPressEvent(QKeyEvent *event)
         event->ignore(); // QAbstractButton would press it, or go to the next control
     } else if (!isEnter) {
         QAbstractButton::keyPressEvent(event);
-    } else if (m_isPressable && !event->isAutoRepeat()) {
+    } else if (isPressable() && !event->isAutoRepeat()) {
         click();
     }
 }
@@ -174,7 +171,7 @@ void DrawnView::mousePressEvent(QMouseEvent *event)
 {
     m_sincePress.start();
     m_chosenLine = line();
-    if (m_isPressable)
+    if (isPressable())
         QAbstractButton::mousePressEvent(event);
     else
         event->ignore();
@@ -211,7 +208,6 @@ void DrawnButton::set(const Drawing::Control &control)
         return;
     if ((before.command != m_button.command || before.text != m_button.text) && isVisible())
         m_sinceChange.start();
-    setEnabled(m_button.isEnabled);
     setToolTip(m_button.hint);
     setAccessibleDescription(m_button.description);
     setAccessibleName(m_button.text); // no text of QAbstractButton, in which "&" makes a key
@@ -221,7 +217,7 @@ void DrawnButton::set(const Drawing::Control &control)
 
 double DrawnButton::paintMargin() const
 {
-    const std::optional<Drawing::Shadow> &shadow = m_button.look.shadow;
+    const std::optional<Drawing::Shadow> &shadow = m_button.look.face.shadow;
     return std::max(ringGap + ringWidth, shadow ? 3 * shadow->deviation + shadow->offset.y() : 0);
 }
 

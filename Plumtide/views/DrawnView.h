@@ -21,23 +21,20 @@ public:
     /// Where the drawing stands in the parent. The widget has `margin` around it for shadows and the focus ring, and
     /// whole pixels. A drawing that is higher than `box` is cut off.
     void setContentRect(const QRectF &box, double margin = 0);
-    /// How visible it is on its background, 0 to 1; its buttons besides.
-    void setOpacity(double opacity, double ofButtons = 1);
+    void setOpacity(double opacity, double ofButtons = 1); ///< On its background, 0 to 1; its buttons besides.
 
     [[nodiscard]] QAccessible::Role role() const { return m_role; }
     [[nodiscard]] std::optional<bool> isExpanded() const { return m_isExpanded; } ///< None where it cannot be.
     void setExpanded(bool isExpanded);
-    [[nodiscard]] virtual double radius() const { return 4; } ///< Of its corners.
-    /// The id of the line that it is about; empty where it is about none.
-    [[nodiscard]] virtual QString line() const { return m_line; }
+    [[nodiscard]] virtual double radius() const { return 4; }     ///< Of its corners.
+    [[nodiscard]] virtual QString line() const { return m_line; } ///< The id of the task line that it is about.
     void setLine(const QString &id) { m_line = id; }
     void setPressable();
     [[nodiscard]] QRectF box() const { return m_box; }             ///< In the widget.
     [[nodiscard]] bool showsFocus() const { return m_showsFocus; } ///< When it has it: it came by a key.
     /// Whether a key may act on the line: the user sees that it has the focus, or has clicked on this very line.
     [[nodiscard]] bool isLineChosen() const { return m_showsFocus || m_chosenLine == line(); }
-    /// What can have the focus, from the first to the last, itself included.
-    [[nodiscard]] QList<QWidget *> controls();
+    [[nodiscard]] QList<QWidget *> controls(); ///< What can have the focus, in order, itself included.
 
 Q_SIGNALS:
     /// By a button, with the command that it had when the press began; or by a double click on a line.
@@ -54,6 +51,7 @@ protected:
 
 private:
     void layOutButtons();
+    [[nodiscard]] bool isPressable() const { return focusPolicy() != Qt::NoFocus; }
 
     const QAccessible::Role m_role;
     QString m_line;
@@ -64,7 +62,6 @@ private:
     QRectF m_box;
     double m_opacity = 1;
     double m_opacityOfButtons = 1;
-    bool m_isPressable = false;
     std::optional<bool> m_isExpanded;
     bool m_showsFocus = false;
 };
@@ -81,7 +78,7 @@ public:
     void set(const Drawing::Control &control);
     [[nodiscard]] double paintMargin() const; ///< Around its face, for its shadow and the focus ring.
 
-    [[nodiscard]] double radius() const override { return m_button.look.radius; }
+    [[nodiscard]] double radius() const override { return m_button.look.face.radius; }
     [[nodiscard]] QString line() const override { return lineOf(m_button.command); }
 
 protected:

@@ -1,7 +1,7 @@
 #include "Plumtide/views/HStack.h"
 
 #include <algorithm>
-#include <utility>
+#include <array>
 
 using namespace Qt::StringLiterals;
 
@@ -9,7 +9,6 @@ namespace {
 
 constexpr QSizeF chipPadding(4, 1);
 constexpr double sourceChipRadius = 4;
-constexpr double sourceChipFillOpacity = 0.12;
 
 constexpr double buttonIconGap = 4;
 constexpr double switchGap = 6;
@@ -28,12 +27,8 @@ void addSwitch(Drawing &drawing, const QRectF &track, bool isOn)
 
 QString label(TaskSource source)
 {
-    switch (source) {
-    case TaskSource::claude: return u"Claude"_s;
-    case TaskSource::codex: return u"Codex"_s;
-    case TaskSource::other: return u"其他"_s;
-    }
-    Q_UNREACHABLE();
+    static const std::array labels{u"Claude"_s, u"Codex"_s, u"其他"_s};
+    return labels[static_cast<std::size_t>(source)];
 }
 
 HStack::Item &HStack::add(QSizeF size)
@@ -51,9 +46,10 @@ void HStack::dot(double diameter, QColor color)
 
 void HStack::text(const QString &text, const TextStyle &style, Shrink shrink, int maxLines)
 {
-    ShapedText shaped(text, style);
-    const QSizeF size(shaped.width(), shaped.lineHeight());
-    add(size).text.emplace(Text{std::move(shaped), shrink, maxLines});
+    const ShapedText shaped(text, style);
+    Item &item = add(shaped.size());
+    item.shrink = shrink;
+    item.layOut = [=](double width) { return shaped.block(width, maxLines); };
 }
 
 void HStack::icon(const QString &icon, double size, QColor color)
@@ -65,10 +61,10 @@ void HStack::sourceChip(TaskSource source)
 {
     const QColor color = Theme::sourceColor(source);
     const ShapedText text(label(source), {9, QFont::DemiBold, color});
-    const QSizeF size(text.width(), text.lineHeight());
-    add(size + 2 * chipPadding).draw = [=](Drawing &drawing, const QRectF &box) {
-        drawing.add(box, Drawing::Box{.fill = Theme::faded(color, sourceChipFillOpacity), .radius = sourceChipRadius});
-        drawing.addText(box.topLeft() + QPointF(chipPadding.width(), chipPadding.height()), text.block(size.width()));
+    add(text.size() + 2 * chipPadding).draw = [=](Drawing &drawing, const QRectF &box) {
+        drawing.add(box, Drawing::Box{.fill = Theme::faded(color, 0.12), .radius = sourceChipRadius});
+        drawing.addText(box.topLeft() + QPointF(chipPadding.width(), chipPadding.height()),
+                        text.block(text.size().width()));
     };
 }
 
@@ -97,19 +93,19 @@ void HStack::layOut(double width)
     double rest = width - size().width();
     for (const Shrink turn : {Shrink::First, Shrink::Second}) {
         for (Item &item : m_items) {
-            if (rest >= 0 || !item.text || item.text->shrink != turn)
+            if (rest >= 0 || item.shrink != turn)
                 continue;
             const double less = std::min(-rest, item.size.width());
             item.size.rwidth() -= less;
             rest += less;
         }
     }
-    const auto isSpacer = [](const Item &item) { return !item.text && !item.draw; };
+    const auto isSpacer = [](const Item &item) { return !item.layOut && !item.draw; };
     const auto spacers = std::ranges::count_if(m_items, isSpacer);
     for (Item &item : m_items) {
-        if (item.text) {
+        if (item.layOut) {
             // 0.01 more than measured, so that rounding errors do not cut a text that fits.
-            const TextBlock block = item.text->shaped.block(item.size.width() + 0.01, item.text->maxLines);
+            const TextBlock block = item.layOut(item.size.width() + 0.01);
             item.size.setHeight(block.size.height());
             item.draw = [block](Drawing &drawing, const QRectF &box) { drawing.addText(box.topLeft(), block); };
         } else if (isSpacer(item) && rest > 0) {
@@ -149,15 +145,14 @@ Drawing composeButton(const Drawing::Button &button, double width)
 
     Drawing drawing;
     const QSizeF inside = content.size();
-    drawing.size = {width > 0 ? width : inside.width() + 2 * look.paddingX, inside.height() + 2 * look.paddingY};
-    const QRectF face({0, 0}, drawing.size);
-    if (look.fill != Qt::transparent || look.shadow)
-        drawing.add(face, Drawing::Box{.fill = look.fill, .radius = look.radius, .shadow = look.shadow});
-    const QRectF box = content.place(drawing, {(face.width() - inside.width()) / 2, look.paddingY}, inside.width());
+    drawing.size = inside + 2 * look.padding;
+    if (width > 0)
+        drawing.size.setWidth(width);
+    drawing.addFace(look.face);
+    const QPointF topLeft((drawing.size.width() - inside.width()) / 2, look.padding.height());
+    const QRectF box = content.place(drawing, topLeft, inside.width());
     if (isSwitch)
         addSwitch(drawing, {{inside.width() - trackSize.width(), box.center().y() - trackSize.height() / 2}, trackSize},
                   button.isChecked);
-    if (look.border != Qt::transparent)
-        drawing.addBorder(face, look.radius, look.border, 1);
     return drawing;
 }

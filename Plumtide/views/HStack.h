@@ -3,7 +3,6 @@
 #include "Plumtide/views/Drawing.h"
 
 #include <functional>
-#include <optional>
 #include <vector>
 
 /// Items side by side, centred vertically: dots, texts, icons, source chips, buttons, and spacers that take the width
@@ -32,17 +31,12 @@ public:
     QRectF place(Drawing &drawing, QPointF topLeft, double width);
 
 private:
-    struct Text
-    {
-        ShapedText shaped;
-        Shrink shrink;
-        int maxLines;
-    };
-    struct Item // without a text or `draw` it is a spacer
+    struct Item // without functions it is a spacer
     {
         double gap = 0; // before it
         QSizeF size;    // of a spacer, the smallest
-        std::optional<Text> text;
+        Shrink shrink = Shrink::Never;
+        std::function<TextBlock(double width)> layOut;                 // of a text
         std::function<void(Drawing &drawing, const QRectF &box)> draw; // of a text, once it is laid out
     };
 

@@ -17,8 +17,6 @@ constexpr double titleSpacer = 8;
 constexpr double spinSize = 9;
 constexpr double turnSize = 8;
 constexpr int expandedLines = 3;
-constexpr double quietDotOpacity = 0.35;
-constexpr double waitingDotOpacity = 0.45;
 
 constexpr double bodyIndent = 11;
 constexpr double bodyTop = 2;
@@ -35,12 +33,8 @@ constexpr TextStyle purposeLabelStyle{12, QFont::DemiBold, Theme::accent};
 constexpr TextStyle purposeStyle{12, QFont::Normal, Theme::text};
 constexpr TextStyle eventStyle{11.5, QFont::Normal, Theme::secondary};
 
-const Drawing::ButtonLook actionLook{.style = {11, QFont::Medium, Theme::text},
-                                     .paddingX = 9,
-                                     .paddingY = 5,
-                                     .fill = Theme::bg,
-                                     .radius = 7,
-                                     .border = Theme::border};
+const Drawing::ButtonLook actionLook{
+    .style = {11, QFont::Medium, Theme::text}, .padding = {9, 5}, .face = {Theme::bg, 7, Theme::border}};
 
 bool isQuiet(const AgentTask &line, const QDateTime &now)
 {
@@ -50,11 +44,11 @@ bool isQuiet(const AgentTask &line, const QDateTime &now)
 QColor dotColor(const AgentTask &line, const QDateTime &now)
 {
     if (isQuiet(line, now))
-        return Theme::faded(Theme::secondary, quietDotOpacity);
+        return Theme::faded(Theme::secondary, 0.35);
     if (line.isUrgent() || line.isStuck(now))
         return Theme::accent;
     if (line.status == AgentTaskStatus::waiting)
-        return Theme::faded(Theme::accent, waitingDotOpacity);
+        return Theme::faded(Theme::accent, 0.45);
     return Theme::secondary;
 }
 

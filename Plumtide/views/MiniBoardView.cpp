@@ -4,7 +4,6 @@
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/system/Characters.h"
 #include "Plumtide/views/HStack.h"
-#include "Plumtide/views/LineMenu.h"
 #include "Plumtide/views/Refresher.h"
 
 #include <cmath>
@@ -19,15 +18,11 @@ constexpr double miniPaddingY = 9;
 constexpr double miniGap = 7;
 constexpr double miniHeaderGap = 6;
 constexpr double miniDotDiameter = 7;
-constexpr double calmDotOpacity = 0.5;
-constexpr double miniFillOpacity = 0.97;
-constexpr double callingBorderOpacity = 0.35;
 constexpr double miniRowItemGap = 6;
 constexpr double projectDot = 5;
 constexpr double sourceDot = 4;
 const Drawing::Shadow miniShadow{Theme::faded(Qt::black, 0.22), 3.5, {0, 1.5}};
-constexpr TextStyle callingStyle{11, QFont::Bold, Theme::accent};
-constexpr TextStyle calmStyle{11, QFont::Bold, Theme::secondary};
+constexpr TextStyle miniHeaderStyle{11, QFont::Bold, Theme::secondary};
 constexpr TextStyle moreStyle{10, QFont::Normal, Theme::secondary};
 constexpr TextStyle miniRowProjectStyle{11, QFont::DemiBold, Theme::text};
 constexpr TextStyle miniRowTextStyle{11, QFont::Normal, Theme::secondary};
@@ -45,13 +40,11 @@ double addRow(Drawing &drawing, const AgentTask &line, double y, double width)
     face.size = {width, row.place(face, {0, 0}, width).height()};
     QStringList spoken{shortened(line.project), shortened(text)};
     spoken.removeAll(QString());
-    const double height = face.size.height();
-    drawing.addButton({.command = OpenPanel{line.id},
-                       .text = spoken.join(u"，"_s),
-                       .look = {.style = miniRowTextStyle},
-                       .description = label(line.source)},
-                      {miniPaddingX, y}, std::move(face));
-    return y + height;
+    return drawing.addButton({.command = OpenPanel{line.id},
+                              .text = spoken.join(u"，"_s),
+                              .look = {.style = miniRowTextStyle},
+                              .description = label(line.source)},
+                             {miniPaddingX, y}, std::move(face));
 }
 
 } // namespace
@@ -91,8 +84,9 @@ void MiniBoardView::refresh()
     const double inside = fixedWidth - 2 * miniPaddingX;
     Drawing drawing;
     HStack header(miniHeaderGap);
-    header.dot(miniDotDiameter, isCalling ? Theme::accent : Theme::faded(Theme::secondary, calmDotOpacity));
-    header.text(headerText(waiting.size()), isCalling ? callingStyle : calmStyle, HStack::Shrink::First);
+    header.dot(miniDotDiameter, isCalling ? Theme::accent : Theme::faded(Theme::secondary, 0.5));
+    header.text(headerText(waiting.size()), miniHeaderStyle.in(isCalling ? Theme::accent : Theme::secondary),
+                HStack::Shrink::First);
     double y = header.place(drawing, {miniPaddingX, miniPaddingY}, inside).bottom();
     for (const AgentTask &line : waiting.first(std::min(waiting.size(), shownLines)))
         y = addRow(drawing, line, y + miniGap, inside);
@@ -100,13 +94,11 @@ void MiniBoardView::refresh()
         y = drawing.addText({miniPaddingX, y + miniGap},
                             layText(u"还有 %1 个…"_s.arg(waiting.size() - shownLines), moreStyle, inside));
     drawing.size = {fixedWidth, std::round(y + miniPaddingY)};
-    const QRectF face({0, 0}, drawing.size);
-    drawing.addBehind(
-        face,
-        Drawing::Box{.fill = Theme::faded(Theme::bg, miniFillOpacity), .radius = cornerRadius, .shadow = miniShadow});
-    drawing.addBorder(face, cornerRadius, isCalling ? Theme::faded(Theme::accent, callingBorderOpacity) : Theme::border,
-                      1);
+    drawing.addFace({.fill = Theme::faded(Theme::bg, 0.97),
+                     .radius = cornerRadius,
+                     .stroke = isCalling ? Theme::faded(Theme::accent, 0.35) : Theme::border,
+                     .shadow = miniShadow});
     setDrawing(std::move(drawing));
-    setContentRect(face.translated(pos() + QPoint(shadowMargin, shadowMargin)), shadowMargin);
+    setContentRect({pos() + QPointF(shadowMargin, shadowMargin), this->drawing().size}, shadowMargin);
     updateGeometry();
 }

@@ -6,8 +6,7 @@ class HooksInstaller;
 class TaskStore;
 
 /// The content of the floating mini board: whether anything waits, and the first three lines that do. As high as its
-/// rows, with `shadowMargin` around it for its shadow; its size hint is its size. Its commands are `OpenPanel`, and
-/// those of a line that need a window.
+/// rows, with a margin for its shadow. Its commands are `OpenPanel`, and those of a line that need a window.
 class MiniBoardView final : public DrawnView
 {
     Q_OBJECT

@@ -2,16 +2,16 @@
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/views/BoardScroll.h"
 #include "Plumtide/views/BoardView.h"
-#include "Plumtide/views/DrawnView.h"
-#include "Plumtide/views/LineMenu.h"
 #include "Plumtide/views/PanelView.h"
 
 #include <QApplication>
 #include <QContextMenuEvent>
-#include <QHash>
 #include <QKeyEvent>
 #include <QScrollBar>
 #include <QShortcut>
+
+#include <algorithm>
+#include <array>
 
 // The commands and keys of PanelView.
 
@@ -62,10 +62,8 @@ void PanelView::addKeys()
 
 void PanelView::keyPressEvent(QKeyEvent *event)
 {
-    static const QHash<int, QAbstractSlider::SliderAction> actions{
-        {Qt::Key_Up, QAbstractSlider::SliderSingleStepSub},   {Qt::Key_Down, QAbstractSlider::SliderSingleStepAdd},
-        {Qt::Key_PageUp, QAbstractSlider::SliderPageStepSub}, {Qt::Key_PageDown, QAbstractSlider::SliderPageStepAdd},
-        {Qt::Key_Home, QAbstractSlider::SliderToMinimum},     {Qt::Key_End, QAbstractSlider::SliderToMaximum}};
+    constexpr std::array scrolling{Qt::Key_Up,       Qt::Key_Down, Qt::Key_PageUp,
+                                   Qt::Key_PageDown, Qt::Key_Home, Qt::Key_End};
     constexpr int stepsAKey = 3; // as many as a wheel's
     QWidget *from = QApplication::focusWidget();
     if (event->keyCombination() == (Qt::SHIFT | Qt::Key_F10) && from) { // Qt opens menus by the Menu key alone
@@ -74,8 +72,7 @@ void PanelView::keyPressEvent(QKeyEvent *event)
         QCoreApplication::sendEvent(from, &menu);
         return;
     }
-    const auto action = actions.constFind(event->key());
-    if (m_editor || action == actions.constEnd()) {
+    if (m_editor || std::ranges::count(scrolling, event->key()) == 0) {
         QWidget::keyPressEvent(event);
         return;
     }
@@ -87,5 +84,5 @@ void PanelView::keyPressEvent(QKeyEvent *event)
         focusOn(row, Qt::TabFocusReason);
     else
         for (int step = 0; step < (isStep ? stepsAKey : 1); ++step)
-            m_scroll->verticalScrollBar()->triggerAction(*action);
+            QCoreApplication::sendEvent(m_scroll->verticalScrollBar(), event);
 }

@@ -2,14 +2,13 @@
 
 #include "Plumtide/views/HStack.h"
 
-#include <algorithm>
 #include <cmath>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr double headerPaddingX = 14;
+constexpr double paddingX = 14;
 constexpr double paddingTop = 12;
 constexpr double paddingBottom = 10;
 constexpr double rowGap = 10;
@@ -24,13 +23,11 @@ constexpr double trayRadius = 7;
 constexpr TextStyle headerTitleStyle{15, QFont::DemiBold, Theme::text, TextStyle::Design::Serif};
 constexpr TextStyle countLabelStyle{12, QFont::Normal, Theme::secondary};
 constexpr TextStyle countStyle{12, QFont::DemiBold, Theme::text};
-constexpr TextStyle emphasizedCountStyle{12, QFont::DemiBold, Theme::accent};
 
 const Drawing::ButtonLook chipLook{
-    .style = {11, QFont::Normal, Theme::secondary}, .paddingX = 9, .paddingY = 3, .radius = 5};
+    .style = {11, QFont::Normal, Theme::secondary}, .padding = {9, 3}, .face = {.radius = 5}};
 const Drawing::ButtonLook registerLook{.style = {11, QFont::Medium, Theme::secondary}};
 
-constexpr double footerPaddingX = 14;
 constexpr double footerPaddingY = 9;
 constexpr double footerItemGap = 10;
 const TextStyle versionStyle{11, QFont::Normal, Theme::faded(Theme::secondary, 0.7)};
@@ -41,7 +38,7 @@ void statusCount(HStack &row, const QString &label, qsizetype number, bool empha
     row.setGap(headerCountGap);
     row.text(label, countLabelStyle);
     row.setGap(headerNumberGap);
-    row.text(QString::number(number), emphasized && number >= 1 ? emphasizedCountStyle : countStyle);
+    row.text(QString::number(number), countStyle.in(emphasized && number >= 1 ? Theme::accent : Theme::text));
 }
 
 Drawing::Button sourceChip(std::optional<TaskSource> source, const QString &text, bool isSelected)
@@ -49,8 +46,8 @@ Drawing::Button sourceChip(std::optional<TaskSource> source, const QString &text
     Drawing::ButtonLook look = chipLook;
     if (isSelected) {
         look.style = {11, QFont::DemiBold, Theme::text};
-        look.fill = Theme::card;
-        look.shadow = {Theme::faded(Qt::black, 0.06), 1, {0, 1}};
+        look.face.fill = Theme::card;
+        look.face.shadow = {Theme::faded(Qt::black, 0.06), 1, {0, 1}};
     }
     return {.command = FilterLines{source},
             .text = text,
@@ -64,7 +61,7 @@ Drawing::Button sourceChip(std::optional<TaskSource> source, const QString &text
 Drawing PanelHeader::compose(double width) const
 {
     Drawing drawing;
-    const double inside = width - 2 * headerPaddingX;
+    const double inside = width - 2 * paddingX;
     HStack title(headerItemGap);
     title.icon(u"people"_s, iconSize, Theme::secondary);
     title.text(u"Plumtide"_s, headerTitleStyle);
@@ -72,14 +69,14 @@ Drawing PanelHeader::compose(double width) const
     statusCount(title, u"等你处理"_s, waiting, true);
     statusCount(title, u"在跑"_s, running, false);
     statusCount(title, u"没新动静"_s, idle, false);
-    const double top = title.place(drawing, {headerPaddingX, paddingTop}, inside).bottom() + rowGap;
+    const double top = title.place(drawing, {paddingX, paddingTop}, inside).bottom() + rowGap;
 
     HStack sourcePicker(headerChipGap);
     sourcePicker.button(sourceChip({}, u"全部"_s, !filter));
     for (const TaskSource source : allTaskSources)
         sourcePicker.button(sourceChip(source, label(source), filter == source));
     const QRectF chips =
-        sourcePicker.place(drawing, {headerPaddingX + trayPadding, top + trayPadding}, inside - 2 * trayPadding);
+        sourcePicker.place(drawing, {paddingX + trayPadding, top + trayPadding}, inside - 2 * trayPadding);
     const QRectF tray = chips.adjusted(-trayPadding, -trayPadding, trayPadding, trayPadding);
     drawing.add(tray, Drawing::Box{.fill = Theme::filterTray, .radius = trayRadius});
 
@@ -89,7 +86,7 @@ Drawing PanelHeader::compose(double width) const
                               .icon = u"plus"_s,
                               .hint = u"手动登记一个任务（Codex 或其他来源都可以）"_s};
     Drawing face = composeButton(add);
-    const QPointF at(headerPaddingX + inside - face.size.width(), tray.center().y() - face.size.height() / 2);
+    const QPointF at(paddingX + inside - face.size.width(), tray.center().y() - face.size.height() / 2);
     drawing.addButton(add, at, std::move(face));
     drawing.size = {width, std::round(tray.bottom() + paddingBottom)};
     return drawing;
@@ -108,7 +105,7 @@ Drawing composeFooter(bool isMiniBoardOn, double width)
                 .isChecked = isMiniBoardOn});
     row.button({.command = PanelCommand::Quit, .text = u"退出"_s, .look = footerLook});
     const double bottom =
-        row.place(drawing, {footerPaddingX, footerPaddingY}, width - 2 * footerPaddingX).bottom() + footerPaddingY;
+        row.place(drawing, {paddingX, footerPaddingY}, width - 2 * paddingX).bottom() + footerPaddingY;
     drawing.size = {width, std::round(bottom)};
     return drawing;
 }

@@ -6,7 +6,6 @@
 #include "Plumtide/views/BoardScroll.h"
 #include "Plumtide/views/BoardView.h"
 #include "Plumtide/views/DrawnView.h"
-#include "Plumtide/views/LineMenu.h"
 #include "Plumtide/views/Refresher.h"
 #include "Plumtide/views/TaskEditView.h"
 

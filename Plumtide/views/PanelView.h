@@ -17,7 +17,6 @@ class DrawnView;
 class HooksInstaller;
 class TaskEditView;
 class TaskStore;
-class UndoAction;
 
 /// The whole content of the panel: header, scrolling board and footer; or the task edit form in their place.
 /// Owns no task data; what it shows is read again after each change, and only while it is visible. The unfolded line,

@@ -14,27 +14,22 @@ Refresher::Refresher(QWidget *view, std::function<void()> refresh)
 
 void Refresher::markStale()
 {
-    m_isStale = true;
-    if (m_timer.isActive() || !m_view->isVisible())
-        return;
-    m_timer.start(static_cast<int>(m_nextFrame.remainingTime()));
+    if (!m_timer.isActive() && m_view->isVisible())
+        m_timer.start(static_cast<int>(m_nextFrame.remainingTime()));
 }
 
 bool Refresher::eventFilter(QObject *object, QEvent *event)
 {
-    if (event->type() == QEvent::Show) {
-        m_isStale = true; // at least time has passed
-        refreshNow();
-    }
+    if (event->type() == QEvent::Show)
+        refreshNow(); // whether or not something has changed: time has passed
     return QObject::eventFilter(object, event);
 }
 
 void Refresher::refreshNow()
 {
     m_timer.stop();
-    if (!m_isStale || !m_view->isVisible())
-        return; // hidden meanwhile: it stays stale
-    m_isStale = false;
+    if (!m_view->isVisible())
+        return; // hidden meanwhile
     m_refresh();
     m_nextFrame.setRemainingTime(frame);
 }

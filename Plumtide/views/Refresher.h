@@ -10,8 +10,7 @@
 class QWidget;
 
 /// Reads a view's sources again after they have changed: once a frame at most, however many changes there are, and not
-/// at all while the view is hidden; then once when it is shown.
-/// Thread: main thread. There is no timer while nothing changes.
+/// at all while the view is hidden; then once when it is shown. No timer runs while nothing changes. Main thread.
 class Refresher final : public QObject
 {
     Q_OBJECT
@@ -34,5 +33,4 @@ private:
     std::function<void()> m_refresh;
     QTimer m_timer;
     QDeadlineTimer m_nextFrame; // has passed at first
-    bool m_isStale = true;
 };

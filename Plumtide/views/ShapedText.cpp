@@ -6,7 +6,6 @@
 #include <QRegularExpression>
 
 #include <algorithm>
-#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -18,18 +17,6 @@ bool hasRightToLeft(const QString &text)
 {
     return std::ranges::any_of(text,
                                [](QChar c) { return c.direction() == QChar::DirR || c.direction() == QChar::DirAL; });
-}
-
-// With positions from the line's baseline instead of its top.
-QList<QGlyphRun> onBaseline(QList<QGlyphRun> runs, const QTextLine &line)
-{
-    for (QGlyphRun &run : runs) {
-        QList<QPointF> places = run.positions();
-        for (QPointF &place : places)
-            place -= QPointF(0, line.y() + line.ascent());
-        run.setPositions(places);
-    }
-    return runs;
 }
 
 } // namespace
@@ -79,11 +66,9 @@ void ShapedText::addRuns(TextBlock &block, const QTextLine &line, QPointF topLef
                          qsizetype length) const
 {
     const auto add = [&](qsizetype first, qsizetype end, const TextStyle &style) {
-        if (first >= end)
-            return;
-        QList<QGlyphRun> runs = line.glyphRuns(static_cast<int>(first), static_cast<int>(end - first));
-        block.runs.push_back(
-            {onBaseline(std::move(runs), line), topLeft + QPointF(0, Theme::face(m_style).ascent), style});
+        if (first < end)
+            block.runs.push_back({line.glyphRuns(static_cast<int>(first), static_cast<int>(end - first)),
+                                  line.y() + line.ascent(), topLeft + QPointF(0, Theme::face(m_style).ascent), style});
     };
     const qsizetype labelEnd = std::clamp(m_labelLength, from, from + length);
     add(from, labelEnd, m_labelStyle);
@@ -100,24 +85,25 @@ double ShapedText::addCutLine(TextBlock &block, QPointF topLeft, qsizetype from,
             QFontMetricsF(m_line->font()).elidedText(m_line->text().sliced(from), Qt::ElideRight, width / scale);
         const ShapedText shown(cut, m_style);
         shown.addRuns(block, shown.m_line->lineAt(0), topLeft, 0, cut.size());
-        return shown.width();
+        return shown.m_width;
     }
     const ShapedText dots(u"…"_s, m_style);
     const double start = line.cursorToX(static_cast<int>(from));
     const int end = std::max(static_cast<int>(from),
-                             line.xToCursor(start + (width - dots.width()) / scale, QTextLine::CursorOnCharacter));
+                             line.xToCursor(start + (width - dots.m_width) / scale, QTextLine::CursorOnCharacter));
     const double reach = (line.cursorToX(end) - start) * scale;
     addRuns(block, line, topLeft - QPointF(start * scale, 0), from, end - from);
-    if (width < dots.width())
+    if (width < dots.m_width)
         return 0; // too narrow even for these
     dots.addRuns(block, dots.m_line->lineAt(0), topLeft + QPointF(reach, 0), 0, 1);
-    return reach + dots.width();
+    return reach + dots.m_width;
 }
 
 TextBlock ShapedText::block(double width, int maxLines, Qt::Alignment alignment) const
 {
     const double scale = Theme::face(m_style).scale;
-    TextBlock block{{std::min(m_width, width), lineHeight()}, m_text, {}};
+    const double lineHeight = size().height();
+    TextBlock block{{std::min(m_width, width), lineHeight}, m_text, {}};
     const bool keepsBreaks = maxLines == 0 && m_text.contains(lineBreaks());
     if (!keepsBreaks && m_width <= width) {
         if (m_line->lineCount() > 0)
@@ -141,16 +127,16 @@ TextBlock ShapedText::block(double width, int maxLines, Qt::Alignment alignment)
         line.setLineWidth(width / scale);
         if (++count == maxLines && line.textStart() + line.textLength() < text.size()) {
             widest = std::max(widest, addCutLine(block, {0, y}, line.textStart(), width));
-            y += lineHeight();
+            y += lineHeight;
             break;
         }
         const double natural = line.naturalTextWidth() * scale;
         widest = std::max(widest, natural);
         const double left = alignment == Qt::AlignHCenter ? (width - natural) / 2 : 0;
         addRuns(block, line, {left, y}, line.textStart(), line.textLength());
-        y += lineHeight();
+        y += lineHeight;
     }
     layout->endLayout();
-    block.size = {count > 1 ? width : std::min(widest, width), std::max(y, lineHeight())};
+    block.size = {count > 1 ? width : std::min(widest, width), std::max(y, lineHeight)};
     return block;
 }

@@ -18,6 +18,7 @@ struct TextBlock
     struct Run
     {
         QList<QGlyphRun> glyphs; ///< At the face's base size.
+        double glyphsAscent;     ///< From where their positions count to their baseline, at that size.
         QPointF baseline;        ///< Where the first glyph begins, from the text's top left corner.
         TextStyle style;
 
@@ -37,12 +38,11 @@ struct TextBlock
 class ShapedText
 {
 public:
-    ShapedText() = default;
     ShapedText(const QString &text, const TextStyle &style) : ShapedText({}, style, text, style) {}
     ShapedText(const QString &label, const TextStyle &labelStyle, const QString &text, const TextStyle &style);
 
-    [[nodiscard]] double width() const { return m_width; } ///< In one line, its line breaks taken for spaces.
-    [[nodiscard]] double lineHeight() const { return Theme::face(m_style).lineHeight; }
+    /// In one line, its line breaks taken for spaces.
+    [[nodiscard]] QSizeF size() const { return {m_width, Theme::face(m_style).lineHeight}; }
 
     /// Breaks it to `width`, into at most `maxLines` lines (0: any number); if that is not all of the text, it ends in
     /// "…". `alignment` is left or centre.
@@ -55,8 +55,8 @@ private:
 
     QString m_text;
     qsizetype m_labelLength = 0;
-    TextStyle m_labelStyle{0, QFont::Normal, {}};
-    TextStyle m_style{0, QFont::Normal, {}};
+    TextStyle m_labelStyle;
+    TextStyle m_style;
     std::shared_ptr<QTextLayout> m_line; // with all of it in one line
     double m_width = 0;
 };

@@ -1,20 +1,28 @@
 #include "Plumtide/views/TaskEditView.h"
 
 #include "Plumtide/store/TaskStore.h"
-#include "Plumtide/views/FormFields.h"
 #include "Plumtide/views/HStack.h"
 
+#include <QComboBox>
+#include <QCoreApplication>
 #include <QGridLayout>
+#include <QHash>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPainter>
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QShortcut>
+#include <QStyleOptionComboBox>
+#include <QStyledItemDelegate>
+#include <QTranslator>
 #include <QUuid>
 #include <QVBoxLayout>
+#include <QWheelEvent>
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 
 using namespace Qt::StringLiterals;
 
@@ -27,6 +35,7 @@ constexpr int formColumnGap = 10;
 constexpr int choiceWidth = 104;
 constexpr int fieldHeight = 24;
 constexpr int saveHeight = 31;
+constexpr double arrowSize = 9;
 
 constexpr std::array offeredStatuses{AgentTaskStatus::waiting, AgentTaskStatus::running};
 
@@ -39,13 +48,76 @@ QString withoutSpacesAtEnds(QString text)
 
 QString statusLabel(AgentTaskStatus status)
 {
-    switch (status) {
-    case AgentTaskStatus::waiting: return u"待处理"_s;
-    case AgentTaskStatus::running: return u"进行中"_s;
-    case AgentTaskStatus::shelved: return u"已搁置"_s;
-    case AgentTaskStatus::done: return u"已完成"_s;
+    static const std::array labels{u"待处理"_s, u"进行中"_s, u"已搁置"_s, u"已完成"_s};
+    return labels[static_cast<std::size_t>(status)];
+}
+
+// Translates the context menu of text fields to Chinese.
+class InputMenuTexts final : public QTranslator
+{
+public:
+    using QTranslator::QTranslator;
+    [[nodiscard]] QString translate(const char *context, const char *text, const char * /*comment*/,
+                                    int /*number*/) const override
+    {
+        static const QHash<QByteArrayView, QString> texts{
+            {"&Undo", u"撤销"_s},  {"&Redo", u"重做"_s},  {"Cu&t", u"剪切"_s},      {"&Copy", u"复制"_s},
+            {"&Paste", u"粘贴"_s}, {"Delete", u"删除"_s}, {"Select All", u"全选"_s}};
+        return std::strcmp(context, "QLineEdit") == 0 ? texts.value(text) : QString();
     }
-    Q_UNREACHABLE();
+};
+
+// A combo box of the form. It ignores the wheel.
+class FormChoice final : public QComboBox
+{
+public:
+    explicit FormChoice(QWidget *parent) : QComboBox(parent)
+    {
+        setItemDelegate(new QStyledItemDelegate(this)); // QComboBox's own marks no item under a style sheet
+        connect(this, &QComboBox::currentIndexChanged, this, [this] {
+            QAccessibleEvent event(this, QAccessible::NameChanged); // the name includes the value
+            QAccessible::updateAccessibility(&event);
+        });
+    }
+
+private:
+    void wheelEvent(QWheelEvent *event) override { event->ignore(); }
+    // Draws the arrow, since one of the style sheet needs Qt's plugin for SVG images, which may be missing.
+    void paintEvent(QPaintEvent *event) override
+    {
+        QComboBox::paintEvent(event);
+        QStyleOptionComboBox option;
+        initStyleOption(&option);
+        const QRectF room = style()->subControlRect(QStyle::CC_ComboBox, &option, QStyle::SC_ComboBoxArrow, this);
+        QPainter(this).drawPixmap(room.center() - QPointF(arrowSize, arrowSize) / 2,
+                                  iconPixmap(u"chevron-down"_s, arrowSize, Theme::secondary, devicePixelRatioF()));
+    }
+};
+
+QString formStyle()
+{
+    const auto shade = [](QColor color, double opacity) { return Theme::faded(color, opacity).name(QColor::HexArgb); };
+    return u"QGroupBox { border: none; padding: 14px; font-size: 14px; font-weight: bold; }"
+           "QGroupBox::title { subcontrol-origin: content; left: -2px; }"
+           "QLabel { color: %4; font-size: 11px; }"
+           "QLineEdit, QComboBox { background: %1; border: 1px solid %2; border-radius: 6px; padding: 0px 6px; }"
+           "QComboBox { padding: 0px 7px; }"
+           "QLineEdit:focus { border: 2px solid %3; padding: 0px 5px; }"
+           "QComboBox:focus { border: 2px solid %3; padding: 0px 6px; }"
+           "QComboBox::drop-down { border: none; width: 24px; }"
+           "QComboBox::down-arrow { image: none; }"
+           "QPushButton { border: none; color: %4; }"
+           "QPushButton:hover { color: %5; }"
+           "QPushButton:focus { color: %7; text-decoration: underline; outline: none; }"
+           "QPushButton:pressed { color: %6; }"
+           "QPushButton#save { background: %7; border-radius: 8px; color: %1; font-weight: bold; }"
+           "QPushButton#save:hover { background: %3; }"
+           "QPushButton#save:focus { border: 2px solid %10; text-decoration: none; }"
+           "QPushButton#save:pressed { background: %8; }"
+           "QPushButton#save:disabled { background: %9; }"_s.arg(
+               Theme::card.name(), Theme::fieldBorder.name(), shade(Theme::accent, 0.8), Theme::secondary.name(),
+               shade(Theme::secondary, 0.8), shade(Theme::secondary, 0.6), Theme::accent.name(),
+               shade(Theme::accent, 0.6), shade(Theme::secondary, 0.4), Theme::text.name());
 }
 
 } // namespace
@@ -65,7 +137,7 @@ TaskEditView::TaskEditView(TaskStore &store, const std::optional<AgentTask> &edi
       m_currentState(makeInput(u"当前进展（可选）"_s)),
       m_waitingReason(makeInput(u"需要你做什么（可选）"_s))
 {
-    translateInputMenus();
+    [[maybe_unused]] static const bool isTranslated = QCoreApplication::installTranslator(new InputMenuTexts(qApp));
     setFont(Theme::widgetFont({12, QFont::Normal, Theme::text}));
     setStyleSheet(formStyle());
     auto *grid = new QGridLayout(this);

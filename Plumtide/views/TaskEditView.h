@@ -8,7 +8,6 @@
 #include <optional>
 
 class QComboBox;
-class QLabel;
 class QLineEdit;
 class QPushButton;
 class TaskStore;
@@ -24,10 +23,9 @@ public:
 
     /// Reads the edited line from the store again. Fields that the user has changed stay as they are.
     void followLine();
-    [[nodiscard]] bool isTouched() const; ///< By the user.
-    void focusLastField();                ///< The one that had the focus last, or the title.
-    /// The controls that can have the focus now, in their order.
-    [[nodiscard]] QList<QWidget *> tabOrder();
+    [[nodiscard]] bool isTouched() const;      ///< By the user.
+    void focusLastField();                     ///< The one that had the focus last, or the title.
+    [[nodiscard]] QList<QWidget *> tabOrder(); ///< The controls that can have the focus now.
 
 Q_SIGNALS:
     void closed(); ///< The user has saved or cancelled.

@@ -61,12 +61,8 @@ QColor Theme::projectColor(const QString &name)
 
 QColor Theme::sourceColor(TaskSource source)
 {
-    switch (source) {
-    case TaskSource::claude: return {217, 119, 87};
-    case TaskSource::codex: return {16, 163, 127};
-    case TaskSource::other: return secondary;
-    }
-    Q_UNREACHABLE();
+    constexpr std::array colors{QColor{217, 119, 87}, QColor{16, 163, 127}, secondary};
+    return colors[static_cast<std::size_t>(source)];
 }
 
 QColor Theme::faded(QColor color, double opacity)

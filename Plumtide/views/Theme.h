@@ -23,8 +23,7 @@ struct TextStyle
     [[nodiscard]] constexpr TextStyle in(QColor other) const { return {size, weight, other, design, letterSpacing}; }
 };
 
-/// All colours and fonts. The colours are light ones and do not follow the desktop's.
-/// Thread: main thread; the colours any.
+/// All fonts, and all colours, which do not follow the desktop's. Thread: main thread; the colours any.
 class Theme
 {
 public:
@@ -46,8 +45,7 @@ public:
     [[nodiscard]] static QColor projectColor(const QString &name);
     [[nodiscard]] static QColor sourceColor(TaskSource source);
 
-    /// `color` at `opacity` (0 to 1) of what it has.
-    [[nodiscard]] static QColor faded(QColor color, double opacity);
+    [[nodiscard]] static QColor faded(QColor color, double opacity); ///< At 0 to 1 of the opacity that it has.
 
     /// A font at its base size, and its metrics at the style's size, in logical pixels. Ascent and line height are
     /// rounded, so that the lines below each other stand on whole pixels.

@@ -1,4 +1,4 @@
-#include "Plumtide/views/FocusCardView.h"
+#include "Plumtide/views/BoardCards.h"
 
 #include "Plumtide/views/HStack.h"
 
@@ -15,8 +15,6 @@ constexpr double focusDotDiameter = 8;
 constexpr double focusItemGap = 8;
 constexpr double focusButtonGap = 6;
 constexpr double borderWidth = 1.5;
-constexpr double focusUrgentBorderOpacity = 0.55;
-constexpr double calmBorderOpacity = 0.3;
 constexpr int reasonLines = 2;
 const Drawing::Shadow focusShadow{Theme::faded(Theme::accent, 0.07), 6, {0, 2}};
 
@@ -24,18 +22,12 @@ constexpr TextStyle focusLabelStyle{11, QFont::Bold, Theme::accent, TextStyle::D
 constexpr TextStyle focusTimeStyle{11, QFont::Normal, Theme::secondary};
 constexpr TextStyle focusProjectStyle{18, QFont::DemiBold, Theme::text, TextStyle::Design::Serif};
 constexpr TextStyle focusTitleStyle{12, QFont::Normal, Theme::secondary};
-constexpr TextStyle urgentReasonStyle{12.5, QFont::Normal, Theme::accent};
-constexpr TextStyle calmReasonStyle{12.5, QFont::Normal, Theme::secondary};
-const Drawing::ButtonLook smallLook{.style = {11, QFont::Medium, Theme::text},
-                                    .paddingX = 8,
-                                    .paddingY = 4,
-                                    .fill = Theme::bg,
-                                    .radius = 6,
-                                    .border = Theme::border};
+constexpr TextStyle reasonStyle{12.5, QFont::Normal, Theme::secondary};
+const Drawing::ButtonLook smallLook{
+    .style = {11, QFont::Medium, Theme::text}, .padding = {8, 4}, .face = {Theme::bg, 6, Theme::border}};
 
 constexpr double allClearPaddingY = 18;
 constexpr double allClearGap = 4;
-constexpr double allClearFillOpacity = 0.6;
 constexpr TextStyle headlineStyle{15, QFont::DemiBold, Theme::text, TextStyle::Design::Serif};
 constexpr TextStyle hintStyle{12, QFont::Normal, Theme::secondary};
 
@@ -58,11 +50,29 @@ Drawing composeAllClear(std::optional<TaskSource> silentSource, double width)
     };
     const double y = addCentred(allClearPaddingY, headline, headlineStyle) + allClearGap;
     drawing.size = {width, std::round(addCentred(y, hint, hintStyle) + allClearPaddingY)};
-    const QRectF face({0, 0}, drawing.size);
-    drawing.addBehind(face,
-                      Drawing::Box{.fill = Theme::faded(Theme::card, allClearFillOpacity), .radius = focusRadius});
-    drawing.addBorder(face, focusRadius, Theme::border, 1, Drawing::Line::Dashed);
+    drawing.addFace(
+        {.fill = Theme::faded(Theme::card, 0.6), .radius = focusRadius, .stroke = Theme::border, .isDashed = true});
     return drawing;
+}
+
+constexpr double bannerPadding = 12;
+constexpr double bannerGap = 8;
+constexpr double bannerRadius = 10;
+
+constexpr TextStyle bannerHeadingStyle{12, QFont::Bold, Theme::accent};
+constexpr TextStyle bannerTitleStyle{12.5, QFont::Normal, Theme::text};
+constexpr TextStyle messageStyle{11, QFont::Normal, Theme::secondary};
+const Drawing::ButtonLook connectLook{
+    .style = {11, QFont::DemiBold, Theme::onAccent}, .padding = {10, 4}, .face = {Theme::accent, 6}};
+
+// Returns the y below the row.
+double onboardingRow(Drawing &drawing, PanelCommand command, const QString &tool, double y, double width)
+{
+    HStack row(0);
+    row.text(tool + u" 还没接入"_s, bannerTitleStyle);
+    row.spacer();
+    row.button({.command = command, .text = u"一键接入"_s, .look = connectLook, .description = tool});
+    return row.place(drawing, {bannerPadding, y + bannerGap}, width).bottom();
 }
 
 } // namespace
@@ -87,11 +97,10 @@ Drawing FocusCardView::compose(double width) const
     y = project.place(drawing, {focusPadding, y}, inside).bottom() + focusGap;
     if (task.title != task.project)
         y = drawing.addText({focusPadding, y}, layText(task.title, focusTitleStyle, inside)) + focusGap;
-    if (task.waitingReason)
-        y = focusGap
-            + drawing.addText({focusPadding, y},
-                              layText(*task.waitingReason, task.isUrgent() ? urgentReasonStyle : calmReasonStyle,
-                                      inside, reasonLines));
+    if (task.waitingReason) {
+        const TextStyle style = reasonStyle.in(task.isUrgent() ? Theme::accent : Theme::secondary);
+        y = drawing.addText({focusPadding, y}, layText(*task.waitingReason, style, inside, reasonLines)) + focusGap;
+    }
 
     HStack buttons(focusButtonGap);
     for (const LineAction action : {LineAction::CopyTitle, LineAction::Edit, LineAction::Close}) {
@@ -106,10 +115,32 @@ Drawing FocusCardView::compose(double width) const
     y = buttons.place(drawing, {focusPadding + inside - buttons.size().width(), y}, inside).bottom();
 
     drawing.size = {width, std::round(y + focusPadding)};
-    const QRectF face({0, 0}, drawing.size);
-    drawing.addBehind(face, Drawing::Box{.fill = Theme::card, .radius = focusRadius, .shadow = focusShadow});
-    drawing.addBorder(face, focusRadius,
-                      Theme::faded(Theme::accent, task.isUrgent() ? focusUrgentBorderOpacity : calmBorderOpacity),
-                      borderWidth);
+    drawing.addFace({.fill = Theme::card,
+                     .radius = focusRadius,
+                     .stroke = Theme::faded(Theme::accent, task.isUrgent() ? 0.55 : 0.3),
+                     .strokeWidth = borderWidth,
+                     .shadow = focusShadow});
+    return drawing;
+}
+
+Drawing OnboardingBanner::compose(double width) const
+{
+    Drawing drawing;
+    const double padding = isCard() ? bannerPadding : 0;
+    const double inside = width - 2 * padding;
+    double y = padding;
+    if (isCard())
+        y = drawing.addText({padding, y}, layText(u"接入数据源"_s, bannerHeadingStyle, inside));
+    if (needsClaude)
+        y = onboardingRow(drawing, PanelCommand::ConnectClaude, u"Claude Code"_s, y, inside);
+    if (needsCodex)
+        y = onboardingRow(drawing, PanelCommand::ConnectCodex, u"Codex"_s, y, inside);
+    if (message)
+        y = drawing.addText({padding, y + (isCard() ? bannerGap : 0)}, layText(*message, messageStyle, inside, 0));
+    drawing.size = {width, std::round(y + padding)};
+    if (isCard())
+        drawing.addFace({.fill = Theme::faded(Theme::accent, 0.07),
+                         .radius = bannerRadius,
+                         .stroke = Theme::faded(Theme::accent, 0.25)});
     return drawing;
 }

@@ -17,3 +17,18 @@ struct FocusCardView
 
     [[nodiscard]] Drawing compose(double width) const;
 };
+
+/// Offers to connect the tools whose hooks are missing, and says what came of it; with both connected only that.
+struct OnboardingBanner
+{
+    bool needsClaude = false;
+    bool needsCodex = false;
+    std::optional<QString> message = {};
+
+    bool operator==(const OnboardingBanner &) const = default;
+
+    [[nodiscard]] bool isCard() const { return needsClaude || needsCodex; }
+    [[nodiscard]] bool isMessage() const { return message && !isCard(); }
+    [[nodiscard]] bool isShown() const { return isCard() || message; }
+    [[nodiscard]] Drawing compose(double width) const;
+};
