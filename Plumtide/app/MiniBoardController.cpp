@@ -7,7 +7,6 @@
 #include <QGuiApplication>
 #include <QScreen>
 
-#include <algorithm>
 #include <cmath>
 
 using namespace Qt::StringLiterals;
@@ -28,12 +27,8 @@ int coordinate(double value)
 
 } // namespace
 
-MiniBoardController::MiniBoardController(Defaults &defaults, MakeContent makeContent,
-                                         std::function<void()> openMainPanel, QObject *parent)
-    : QObject(parent),
-      m_defaults(defaults),
-      m_makeContent(std::move(makeContent)),
-      m_openMainPanel(std::move(openMainPanel))
+MiniBoardController::MiniBoardController(Defaults &defaults, MakeContent makeContent)
+    : m_defaults(defaults), m_makeContent(std::move(makeContent))
 {
 }
 

@@ -10,15 +10,11 @@
 
 using namespace Qt::StringLiterals;
 
-TrayHost::TrayHost(QObject *parent) : QObject(parent)
+TrayHost::TrayHost()
 {
     m_grace.setSingleShot(true);
     m_grace.setInterval(grace);
     connect(&m_grace, &QTimer::timeout, this, [this] { finish("XEmbed"); });
-}
-
-void TrayHost::start()
-{
     connect(&m_xembed, &ManagerSelection::changed, this, [this](bool isThere) {
         qCDebug(desktopLog) << "XEmbed tray:" << isThere;
         isThere && !m_isFound ? m_grace.start() : m_grace.stop();
