@@ -5,12 +5,10 @@
 #include "Plumtide/desktop/Display.h"
 #include "Plumtide/desktop/FloatingWindow.h"
 #include "Plumtide/desktop/Instance.h"
-#include "Plumtide/desktop/Log.h"
 #include "Plumtide/desktop/SessionBus.h"
-#include "Plumtide/hooks/HookDiagnostics.h"
 #include "Plumtide/hooks/HookFiles.h"
-#include "Plumtide/hooks/HooksRemoval.h"
 #include "Plumtide/system/Files.h"
+#include "Plumtide/system/Log.h"
 #include "Plumtide/system/TerminationSignals.h"
 
 #include <QApplication>
@@ -89,7 +87,7 @@ void removeTemporaries(const QString &home)
 
 int removeHooks(const QString &home)
 {
-    for (const QString &sentence : HooksRemoval::remove(home))
+    for (const QString &sentence : HooksInstaller::remove(home))
         std::puts(qUtf8Printable(sentence));
     return 0;
 }
@@ -117,7 +115,7 @@ int installHooks()
         std::puts(qUtf8Printable(installer.message().value_or(QString())));
         std::fflush(stdout);
     }
-    for (const QString &problem : hookProblems(environment.home))
+    for (const QString &problem : HooksInstaller::problems(environment.home))
         std::fprintf(stderr, "Plumtide: %s\n", qUtf8Printable(problem));
     return 0;
 }

@@ -1,8 +1,8 @@
 #include "Plumtide/app/MiniBoardController.h"
 
-#include "Plumtide/app/Log.h"
 #include "Plumtide/desktop/FloatingWindow.h"
 #include "Plumtide/system/Defaults.h"
+#include "Plumtide/system/Log.h"
 
 #include <QGuiApplication>
 #include <QScreen>

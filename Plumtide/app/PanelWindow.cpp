@@ -1,8 +1,8 @@
 #include "Plumtide/app/PanelWindow.h"
 
-#include "Plumtide/app/Log.h"
 #include "Plumtide/app/PanelPlacement.h"
 #include "Plumtide/desktop/FloatingWindow.h"
+#include "Plumtide/system/Log.h"
 
 #include <QApplication>
 #include <QCursor>
@@ -139,10 +139,8 @@ void PanelWindow::closeUnlessBusy()
     QWidget *own = QApplication::activePopupWidget();
     if (!own)
         own = QApplication::activeModalWidget();
-    for (QWidget *window = QApplication::activeWindow(); !own && window; window = window->parentWidget()) {
-        if (window->parentWidget() && window->parentWidget()->window() == this)
-            own = QApplication::activeWindow();
-    }
+    if (QWidget *const active = QApplication::activeWindow(); !own && findChildren<QWidget *>().contains(active))
+        own = active;
     qCDebug(appLog) << "panel has lost the focus to" << own;
     if (own) {
         if (m_awaited)

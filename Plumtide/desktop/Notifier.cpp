@@ -1,18 +1,16 @@
 #include "Plumtide/desktop/Notifier.h"
 
 #include "Plumtide/desktop/FloatingWindow.h"
-#include "Plumtide/desktop/Log.h"
 #include "Plumtide/system/Characters.h"
+#include "Plumtide/system/Log.h"
 
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusServiceWatcher>
 #include <QMetaMethod>
-#include <QVariantMap>
 
 #include <algorithm>
-#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -25,9 +23,9 @@ const QString sessionAction = u"session"_s;
 
 } // namespace
 
-Notifier::Notifier() : m_bus(QDBusConnection::sessionBus()), m_available(m_bus.isConnected())
+Notifier::Notifier() : m_bus(QDBusConnection::sessionBus())
 {
-    if (!m_available)
+    if (!m_bus.isConnected())
         return;
     const auto listen = [this](const QString &signal, const char *slot) {
         m_bus.connect(serviceName, servicePath, serviceName, signal, this, slot);
@@ -45,7 +43,7 @@ Notifier::Notifier() : m_bus(QDBusConnection::sessionBus()), m_available(m_bus.i
 
 void Notifier::notify(const QString &title, const QString &body, const QString &id)
 {
-    if (!m_available || (body.isEmpty() && !m_shown.contains(id)))
+    if (!m_bus.isConnected() || (body.isEmpty() && !m_shown.contains(id)))
         return;
     Shown &shown = m_shown[id];
     shown.next = {shortened(title), shortened(body)};
@@ -104,9 +102,9 @@ void Notifier::send(const QString &id)
         }
         const QString body = known.contains(u"body-markup"_s) ? wanted.body.toHtmlEscaped() : wanted.body;
         const int expireTimeout = -1; // the service decides
-        const QVariantList arguments{u"Plumtide"_s, m_shown[id].number, u"plumtide"_s, wanted.title, body, actions,
-                                     hints,         expireTimeout};
-        call(u"Notify"_s, arguments, answered);
+        call(u"Notify"_s,
+             {u"Plumtide"_s, m_shown[id].number, u"plumtide"_s, wanted.title, body, actions, hints, expireTimeout},
+             answered);
     });
 }
 

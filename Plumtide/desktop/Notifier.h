@@ -6,17 +6,14 @@
 
 #include <optional>
 
-/// Shows desktop notifications through org.freedesktop.Notifications on the session bus. Thread: main thread. Nothing
-/// is shown before the event loop runs. Without a bus or a service, notifications are dropped.
+/// Shows desktop notifications through org.freedesktop.Notifications on the session bus. Nothing is shown before
+/// the event loop runs. Without a bus or a service, notifications are dropped.
 class Notifier final : public QObject
 {
     Q_OBJECT
 
 public:
     Notifier(); ///< Needs a QCoreApplication.
-
-    /// Whether notifications can be used at all: there is a session bus. Decided at creation, once.
-    [[nodiscard]] bool available() const { return m_available; }
 
     /// Replaces a notification with the same `id` that is still shown; an empty `body` closes that one. All three are
     /// plain text.
@@ -55,7 +52,6 @@ private:
     [[nodiscard]] QHash<QString, Shown>::const_iterator find(uint number) const;
 
     QDBusConnection m_bus;
-    const bool m_available;
     QHash<QString, Shown> m_shown;
     QByteArray m_token;
 };

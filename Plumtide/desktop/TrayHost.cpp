@@ -1,6 +1,6 @@
 #include "Plumtide/desktop/TrayHost.h"
 
-#include "Plumtide/desktop/Log.h"
+#include "Plumtide/system/Log.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -9,11 +9,12 @@
 #include <QDBusServiceWatcher>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 TrayHost::TrayHost()
 {
     m_grace.setSingleShot(true);
-    m_grace.setInterval(grace);
+    m_grace.setInterval(3s);
     connect(&m_grace, &QTimer::timeout, this, [this] { finish("XEmbed"); });
     connect(&m_xembed, &ManagerSelection::changed, this, [this](bool isThere) {
         qCDebug(desktopLog) << "XEmbed tray:" << isThere;

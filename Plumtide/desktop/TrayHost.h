@@ -4,8 +4,6 @@
 
 #include <QTimer>
 
-#include <chrono>
-
 /// Signals when QSystemTrayIcon may be used for the first time. At its first use, Qt 6.4 decides for the whole process
 /// whether icons are StatusNotifierItems on D-Bus or X11 windows (XEmbed); too early, it chooses XEmbed, which many
 /// desktops do not show.
@@ -15,9 +13,6 @@ class TrayHost final : public QObject
     Q_OBJECT
 
 public:
-    /// How long to wait for a StatusNotifier watcher beside an XEmbed tray: many panels start both, the watcher later.
-    static constexpr std::chrono::milliseconds grace{3'000};
-
     TrayHost();
 
 Q_SIGNALS:
@@ -27,6 +22,6 @@ private:
     void finish(const char *kind);
 
     ManagerSelection m_xembed{"_NET_SYSTEM_TRAY_S0"};
-    QTimer m_grace;
+    QTimer m_grace; // for a StatusNotifier watcher beside an XEmbed tray: many panels start both, the watcher later
     bool m_isFound = false;
 };

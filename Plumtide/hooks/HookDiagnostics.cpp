@@ -1,6 +1,5 @@
-#include "Plumtide/hooks/HookDiagnostics.h"
-
 #include "Plumtide/hooks/HookFiles.h"
+#include "Plumtide/hooks/HooksInstaller.h"
 
 #include <QDir>
 #include <QJsonDocument>
@@ -19,7 +18,7 @@ QString contentOf(const QString &path)
 
 } // namespace
 
-QStringList hookProblems(const QString &home, const QString &managed)
+QStringList HooksInstaller::problems(const QString &home, const QString &managed)
 {
     QStringList problems;
     const QString settings = home + HookFiles::claudeSettings, config = home + HookFiles::codexConfig;

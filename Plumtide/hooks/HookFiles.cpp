@@ -1,6 +1,7 @@
 #include "Plumtide/hooks/HookFiles.h"
 
 #include "Plumtide/system/Files.h"
+#include "Plumtide/system/Log.h"
 
 #include <QFile>
 
@@ -9,8 +10,6 @@
 #include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
-
-Q_LOGGING_CATEGORY(hooksLog, "plumtide.hooks", QtWarningMsg)
 
 constexpr qint64 largestFile = 4 * 1024 * 1024; // bytes
 

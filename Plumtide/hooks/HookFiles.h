@@ -3,16 +3,12 @@
 #include "Plumtide/system/Outcome.h"
 
 #include <QByteArray>
-#include <QLoggingCategory>
 #include <QString>
 
 #include <functional>
 #include <optional>
 
 #include <sys/types.h>
-
-/// Log category "plumtide.hooks", off unless QT_LOGGING_RULES turns it on.
-Q_DECLARE_LOGGING_CATEGORY(hooksLog)
 
 /// The installer's own files, and those of the agent tools, which may write theirs at any moment. Thread: any.
 namespace HookFiles {

@@ -4,6 +4,7 @@
 #include "Plumtide/hooks/CodexConfig.h"
 #include "Plumtide/hooks/HookFiles.h"
 #include "Plumtide/system/Files.h"
+#include "Plumtide/system/Log.h"
 
 #include <QDir>
 #include <QFileInfo>

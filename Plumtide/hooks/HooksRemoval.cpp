@@ -1,8 +1,7 @@
-#include "Plumtide/hooks/HooksRemoval.h"
-
 #include "Plumtide/hooks/ClaudeSettings.h"
 #include "Plumtide/hooks/CodexConfig.h"
 #include "Plumtide/hooks/HookFiles.h"
+#include "Plumtide/hooks/HooksInstaller.h"
 
 #include <QDir>
 #include <QFile>
@@ -102,7 +101,7 @@ Removed removeCodex(const QString &home)
 
 } // namespace
 
-QStringList HooksRemoval::remove(const QString &home)
+QStringList HooksInstaller::remove(const QString &home)
 {
     const Removed claude = removeClaude(home), codex = removeCodex(home);
     QStringList ours;

@@ -79,9 +79,8 @@ std::optional<QList<double>> Defaults::numbers(const QString &key) const
 void Defaults::setNumbers(const QString &key, const QList<double> &values)
 {
     QStringList texts;
-    for (const double value : values)
-        texts.append(
-            QString::number(value, 'f', QLocale::FloatingPointShortest)); // the shortest text that reads back equal
+    for (const double value : values) // as the shortest text that reads back equal
+        texts.append(QString::number(value, 'f', QLocale::FloatingPointShortest));
     setText(key, texts.join(u", "_s));
 }
 

@@ -5,6 +5,7 @@
 #include <QList>
 #include <QMap>
 #include <QStringList>
+#include <QVariant>
 
 #include <optional>
 
@@ -36,10 +37,7 @@ public:
     [[nodiscard]] std::optional<double> number(const QString &key) const; ///< Absent unless it is one finite number.
     [[nodiscard]] std::optional<QList<double>> numbers(const QString &key) const; ///< Absent unless all are numbers.
 
-    void setBoolean(const QString &key, bool value)
-    {
-        setText(key, value ? QStringLiteral("true") : QStringLiteral("false"));
-    }
+    void setBoolean(const QString &key, bool value) { setText(key, QVariant(value).toString()); }
     /// A whole number is written without a fraction.
     void setNumber(const QString &key, double value) { setNumbers(key, {value}); }
     void setNumbers(const QString &key, const QList<double> &values);

@@ -17,8 +17,6 @@
 
 using namespace Qt::StringLiterals;
 
-Q_LOGGING_CATEGORY(systemLog, "plumtide.system", QtWarningMsg)
-
 namespace {
 
 const QString temporarySuffix = u".tavvel-new"_s; // distinguishes them from temporary files of other programs

@@ -1,6 +1,4 @@
 #include "Plumtide/hooks/HooksInstaller.h"
-#include "Plumtide/hooks/HookDiagnostics.h"
-#include "Plumtide/hooks/HooksRemoval.h"
 #include "Plumtide/system/Files.h"
 
 #include "tests/support/TestHome.h"
@@ -211,7 +209,7 @@ TEST_F(HooksInstallerTest, ARemovalThatIsKilledAtAnyStepIsEndedByTheNextByteForB
         renamed.clear();
         if (::fork() == 0) {
             onRename = [killedAt](const QString &) { return renamed.size() > killedAt && (::_exit(9), true); };
-            HooksRemoval::remove(home.path());
+            HooksInstaller::remove(home.path());
             ::_exit(0);
         }
         ::wait(&status);
@@ -219,7 +217,7 @@ TEST_F(HooksInstallerTest, ARemovalThatIsKilledAtAnyStepIsEndedByTheNextByteForB
         EXPECT_TRUE(home.exists(hookScript) || !home.read(config).contains("codex-notify.sh")); // which runs it
         for (const QString &file : {settings, config, hookScript})
             Files::removeTemporaries(home.path(file));
-        HooksRemoval::remove(home.path());
+        HooksInstaller::remove(home.path());
         EXPECT_EQ(home.read(settings) + home.read(config), "{ \"a\" :1}notify = ['a'] # c\n") << killedAt;
         for (const QString &folder : {u".claude"_s, u".codex"_s})
             EXPECT_EQ(QDir(home.path(folder)).entryList(QDir::Files | QDir::Hidden).size(), 2) << killedAt;
@@ -246,7 +244,7 @@ TEST_F(HooksInstallerTest, WhatKeepsRegisteredHooksFromRunningIsSaidAndNothingEl
     };
     for (const auto &[file, content, reason] : cases) {
         home.write(file, content);
-        const QStringList said = hookProblems(home.path(), home.path(u"managed"_s));
+        const QStringList said = HooksInstaller::problems(home.path(), home.path(u"managed"_s));
         EXPECT_EQ(said.size(), reason.isEmpty() ? 1 : 2) << content.constData();
         EXPECT_TRUE(said.join(u'|').contains(reason)) << content.constData();
         QFile::remove(home.path(file));
