@@ -13,16 +13,6 @@
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
-namespace {
-
-// The shortest time between two tray icons: each is sent as pixels on the bus.
-constexpr std::chrono::milliseconds countPause = 100ms;
-
-// The heap is trimmed when the panel has been closed for this long.
-constexpr std::chrono::milliseconds idleTime = 5s;
-
-} // namespace
-
 DesktopShell::DesktopShell(Services &services, Instance &instance)
     : m_services(services),
       m_autostart(Autostart::standardPath(services.environment.home), services.environment.program),
@@ -31,7 +21,7 @@ DesktopShell::DesktopShell(Services &services, Instance &instance)
       m_miniBoard(services.environment.defaults, [this] { return makeMiniBoard(); })
 {
     m_idleTimer.setSingleShot(true);
-    m_idleTimer.setInterval(idleTime);
+    m_idleTimer.setInterval(5s);
     connect(&m_idleTimer, &QTimer::timeout, this, [] { ::malloc_trim(0); });
     m_countTimer.setSingleShot(true);
     connect(&m_countTimer, &QTimer::timeout, this, &DesktopShell::showCount);
@@ -58,11 +48,6 @@ DesktopShell::DesktopShell(Services &services, Instance &instance)
 DesktopShell::~DesktopShell()
 {
     m_services.notifier.takeAllBack(); // nobody would handle their actions
-}
-
-void DesktopShell::openPanel(const QByteArray &token)
-{
-    panel().open({}, token);
 }
 
 PanelWindow &DesktopShell::panel()
@@ -133,8 +118,9 @@ void DesktopShell::switchLoginStart(bool isOn)
 
 void DesktopShell::scheduleCount()
 {
+    constexpr auto pause = 100ms; // between two tray icons, each of which is sent as pixels on the bus
     if (!m_countTimer.isActive())
-        m_countTimer.start(m_sinceCount.hasExpired(countPause.count()) ? 0ms : countPause);
+        m_countTimer.start(m_sinceCount.hasExpired(pause.count()) ? 0ms : pause);
 }
 
 void DesktopShell::showCount()

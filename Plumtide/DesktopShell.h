@@ -28,7 +28,7 @@ public:
     ~DesktopShell() override;
 
     /// Where it was last, or beside the desktop's bar. `token` is the startup token that lets it take the focus.
-    void openPanel(const QByteArray &token = {});
+    void openPanel(const QByteArray &token = {}) { panel().open({}, token); }
 
 Q_SIGNALS:
     void quitRequested();
@@ -52,7 +52,7 @@ private:
     MiniBoardController m_miniBoard;
     std::unique_ptr<PanelWindow> m_panel;
     PanelView *m_panelView = nullptr; // owned by the window
-    QTimer m_idleTimer;               // runs after the panel was closed
+    QTimer m_idleTimer;               // trims the heap when the panel has been closed for a while
     QTimer m_countTimer;
     QElapsedTimer m_sinceCount;
 };

@@ -32,11 +32,6 @@ MiniBoardController::MiniBoardController(Defaults &defaults, MakeContent makeCon
 {
 }
 
-void MiniBoardController::applyPreference()
-{
-    setEnabled(isEnabled());
-}
-
 bool MiniBoardController::isEnabled()
 {
     return m_defaults.boolean(enabledKey);

@@ -22,7 +22,8 @@ public:
     /// `defaults` must outlive it. `makeContent` is called once, before the first show.
     MiniBoardController(Defaults &defaults, MakeContent makeContent);
 
-    void applyPreference();          ///< Once, when the event loop runs. Writes the preference back.
+    /// Once, when the event loop runs. Writes the preference back.
+    void applyPreference() { setEnabled(isEnabled()); }
     [[nodiscard]] bool isEnabled();  ///< The preference.
     void setEnabled(bool isEnabled); ///< Writes the preference, then shows or hides.
     void resetPlace();               ///< Removes the stored place, and moves the board to the first one.

@@ -28,7 +28,7 @@ void TrayItem::makeIcon()
         // A StatusNotifier item does not know where it is, but the pointer is on it.
         QRect place = m_icon->geometry();
         const bool isWindow = !place.isEmpty(); // XEmbed, where Qt shows the menu itself
-        if (!isWindow && FloatingWindow::isPointerKnown())
+        if (!isWindow && !FloatingWindow::isWaylandSession())
             place = QRect(QCursor::pos(), QSize(1, 1));
         if (reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::MiddleClick)
             Q_EMIT clicked(place);

@@ -86,8 +86,3 @@ QString Instance::Start(bool hasWindows, bool opensPanel, const QString &token)
     Q_EMIT replaced();
     return ends;
 }
-
-void Instance::ResetMiniBoard()
-{
-    Q_EMIT resetRequested();
-}

@@ -29,7 +29,7 @@ public:
 
     /// Called over the bus by another start. Returns what this program does.
     Q_SCRIPTABLE QString Start(bool hasWindows, bool opensPanel, const QString &token);
-    Q_SCRIPTABLE void ResetMiniBoard();
+    Q_SCRIPTABLE void ResetMiniBoard() { Q_EMIT resetRequested(); }
 
 Q_SIGNALS:
     void openRequested(const QByteArray &token);

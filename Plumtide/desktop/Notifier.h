@@ -34,15 +34,11 @@ private Q_SLOTS:
     void forgetClosed(uint number, uint reason);
 
 private:
-    struct Notification
-    {
-        QString title, body;
-    };
     struct Shown
     {
-        uint number = 0;                  // the service's; 0 where it has none yet
-        bool isPending = false;           // the service has not answered
-        std::optional<Notification> next; // the newest, to be sent after that
+        uint number = 0;                                 // the service's; 0 where it has none yet
+        bool isPending = false;                          // the service has not answered
+        std::optional<std::pair<QString, QString>> next; // the newest title and body, to be sent after that
     };
 
     template <typename Answered>

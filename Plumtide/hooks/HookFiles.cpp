@@ -25,6 +25,12 @@ Outcome<Content> read(const QString &path)
     return content.failure();
 }
 
+QByteArray contentOf(const QString &path)
+{
+    const Outcome<Content> content = read(path);
+    return content ? content.value().value_or(QByteArray()) : QByteArray();
+}
+
 Outcome<void> change(const QString &path, const Edit &edit)
 {
     constexpr int attempts = 5;

@@ -18,8 +18,8 @@ const QString noCodexConfig = u"没找到 Codex 配置文件：~/.codex/config.t
 
 bool mentions(const QString &path, QByteArrayView marker)
 {
-    const Outcome<Content> content = HookFiles::read(path);
-    return content && content.value() && content.value()->isValidUtf8() && content.value()->contains(marker);
+    const QByteArray content = HookFiles::contentOf(path);
+    return content.isValidUtf8() && content.contains(marker);
 }
 
 } // namespace

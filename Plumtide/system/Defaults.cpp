@@ -47,16 +47,6 @@ QString Defaults::standardPath(const QString &home)
     return configHome(home) + u"/plumtide/plumtide.conf"_s;
 }
 
-QString Defaults::standardSparePath(const QString &home)
-{
-    return home + u"/.tavvel/plumtide.conf"_s;
-}
-
-bool Defaults::boolean(const QString &key) const
-{
-    return m_values.value(key) == u"true"_s;
-}
-
 std::optional<double> Defaults::number(const QString &key) const
 {
     const std::optional<QList<double>> all = numbers(key);
@@ -120,7 +110,7 @@ void Defaults::write()
         return !path.isEmpty()
             && (overwrite(path, content)
                 || (Files::makeDirectory(QFileInfo(path).path())
-                    && Files::replace(path, content, {.flush = Files::Flush::Later})));
+                    && Files::replace(path, content, {.isFlushed = false})));
     };
     // The spare file first, because it takes precedence: a kill between the two must not leave older values in it.
     const bool isSpared = m_hasSpare && isWritten(m_sparePath);
