@@ -61,10 +61,8 @@ void MiniBoardWindow::setPlace(QPoint place)
 
 void MiniBoardWindow::showInFront()
 {
-    if (isVisible()) {
-        raise();
-        return;
-    }
+    if (isVisible())
+        return raise();
     winId(); // creates the native window
     FloatingWindow::prepare(*windowHandle());
     move(m_place - m_offset);

@@ -35,8 +35,9 @@ QImage glyph(int size, const QRectF &place)
     return image;
 }
 
-void drawBadge(QImage &image, int size, const QString &text)
+void drawBadge(QImage &image, const QString &text)
 {
+    const int size = image.width();
     QFont font(u"sans-serif"_s);
     font.setStyleHint(QFont::SansSerif);
     font.setBold(true);
@@ -69,20 +70,16 @@ void drawBadge(QImage &image, int size, const QString &text)
     painter.drawText(QPointF(std::round(inkStart.x()), std::round(inkStart.y())), text);
 }
 
-QPixmap draw(int size, int count)
-{
-    QImage image = glyph(size, QRectF(0, (count > 0 ? -3 : -1) * size / 24.0, size, size));
-    if (count > 0)
-        drawBadge(image, size, count > 99 ? u"99+"_s : QString::number(count));
-    return QPixmap::fromImage(image);
-}
-
 } // namespace
 
 QIcon trayIcon(int count)
 {
     QIcon icon;
-    for (const int size : {16, 22, 24, 32, 48, 64})
-        icon.addPixmap(draw(size, count));
+    for (const int size : {16, 22, 24, 32, 48, 64}) {
+        QImage image = glyph(size, QRectF(0, (count > 0 ? -3 : -1) * size / 24.0, size, size));
+        if (count > 0)
+            drawBadge(image, count > 99 ? u"99+"_s : QString::number(count));
+        icon.addPixmap(QPixmap::fromImage(image));
+    }
     return icon;
 }

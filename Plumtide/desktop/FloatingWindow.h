@@ -7,9 +7,9 @@
 namespace FloatingWindow {
 
 /// To be called before every show: window managers forget these properties when a window hides. Keeps it out of the
-/// task bar and the pager. A window that does not accept the focus becomes a utility (a `Qt::Tool`, KWin 5.27 would
-/// show on one desktop only); others do not, since GNOME (43, 48) does not focus a utility that was opened under the
-/// overview. With the `token` of the start or the click that asks for it, the window may take the focus.
+/// task bar and the pager. A window that does not accept the focus becomes a utility (KWin 5.27 shows a `Qt::Tool` only
+/// on the desktop of another window); others do not, since GNOME (43, 48) does not focus a utility that was opened
+/// under the overview. With the `token` of the start or click that asks for it, the window may take the focus.
 void prepare(QWindow &window, const QByteArray &token = {});
 
 /// Also takes back a demand for attention. To be called after every show: before it, xfwm4 4.18 would put the window on

@@ -24,9 +24,8 @@ bool mentions(const QString &path, QByteArrayView marker)
 
 } // namespace
 
-HooksInstaller::HooksInstaller(const Environment &environment, QObject *parent)
-    : QObject(parent),
-      m_home(environment.home),
+HooksInstaller::HooksInstaller(const Environment &environment)
+    : m_home(environment.home),
       m_claudeSettings(m_home + HookFiles::claudeSettings),
       m_codexConfig(m_home + HookFiles::codexConfig),
       m_resourcesDir(environment.resourcesDir)

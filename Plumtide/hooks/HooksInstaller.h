@@ -8,16 +8,15 @@
 #include <optional>
 
 /// Copies the hook scripts into the data directory, and registers them in Claude Code's settings and Codex's
-/// configuration. The calls block.
-/// Errors: each action sets one sentence for the user, `message`. Scripts and copies are written before the tool's own
-/// file, so an action that fails or is killed leaves that as it was.
+/// configuration. The calls block. Each action sets one sentence for the user, `message`. Scripts and copies are
+/// written before the tool's own file, so an action that fails or is killed leaves that as it was.
 class HooksInstaller final : public QObject
 {
     Q_OBJECT
 
 public:
     /// Reads both configuration files, and where one names our scripts, replaces those of an older program.
-    explicit HooksInstaller(const Environment &environment, QObject *parent = nullptr);
+    explicit HooksInstaller(const Environment &environment);
 
     [[nodiscard]] bool claudeInstalled() const { return m_claudeInstalled; } ///< As of the last `refresh`.
     [[nodiscard]] bool codexInstalled() const { return m_codexInstalled; }   ///< As of the last `refresh`.

@@ -9,8 +9,7 @@
 
 #include <sys/types.h>
 
-/// Operations on whole files, with every step checked. A failure has one Chinese sentence that names the file and the
-/// reason. Thread: any.
+/// Operations on whole files, each step checked. A failure's sentence names the file and the reason. Thread: any.
 namespace Files {
 
 /// The content of the regular file at `path` (symbolic links are followed). Fails for anything else, without blocking
