@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Plumtide/desktop/Notifier.h"
+#include "Plumtide/desktop/SessionTerminal.h"
 #include "Plumtide/hooks/HooksInstaller.h"
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/system/Environment.h"
@@ -9,7 +10,7 @@
 /// The services of the program, in the order in which they need each other. `main` makes the one value on its stack,
 /// with the home's lock, and they end in the reverse order. Where the process ends without that, as by Qt when the
 /// display goes, no event is lost, either.
-/// Thread: the main thread. A QCoreApplication exists before it.
+/// A QCoreApplication exists before it.
 struct Services
 {
     HomeLock lock;
@@ -17,4 +18,12 @@ struct Services
     Notifier notifier{};
     TaskStore store{environment};
     HooksInstaller installer{environment};
+
+    /// Brings the terminal of a line's session to the front.
+    void openSession(const QString &lineId, QObject *context, const SessionTerminal::Done &done) const
+    {
+        const AgentTask line = store.task(lineId).value_or(AgentTask());
+        const bool isCodex = line.agent() == TaskSource::codex;
+        SessionTerminal::bringToFront(line.session(), isCodex, store.recordedProcess(line), context, done);
+    }
 };

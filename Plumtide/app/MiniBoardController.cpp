@@ -1,13 +1,12 @@
 #include "Plumtide/app/MiniBoardController.h"
 
-#include "Plumtide/app/Log.h"
 #include "Plumtide/desktop/FloatingWindow.h"
 #include "Plumtide/system/Defaults.h"
+#include "Plumtide/system/Log.h"
 
 #include <QGuiApplication>
 #include <QScreen>
 
-#include <algorithm>
 #include <cmath>
 
 using namespace Qt::StringLiterals;
@@ -28,18 +27,9 @@ int coordinate(double value)
 
 } // namespace
 
-MiniBoardController::MiniBoardController(Defaults &defaults, MakeContent makeContent,
-                                         std::function<void()> openMainPanel, QObject *parent)
-    : QObject(parent),
-      m_defaults(defaults),
-      m_makeContent(std::move(makeContent)),
-      m_openMainPanel(std::move(openMainPanel))
+MiniBoardController::MiniBoardController(Defaults &defaults, MakeContent makeContent)
+    : m_defaults(defaults), m_makeContent(std::move(makeContent))
 {
-}
-
-void MiniBoardController::applyPreference()
-{
-    setEnabled(isEnabled());
 }
 
 bool MiniBoardController::isEnabled()

@@ -2,13 +2,8 @@
 
 #include "Plumtide/app/MiniBoardWindow.h"
 
-#include <QObject>
-#include <QPoint>
-#include <QString>
-
 #include <functional>
 #include <memory>
-#include <optional>
 
 class Defaults;
 
@@ -16,7 +11,6 @@ class Defaults;
 /// Defaults: `miniBoardEnabled` (boolean) and `miniBoardOrigin` (x and y of the top left corner, logical screen pixels,
 /// y downwards). The origin is used even if it is on no screen; `resetPlace`, or removing the default while the program
 /// does not run, brings a lost board back.
-/// Thread: main thread.
 class MiniBoardController final : public QObject
 {
     Q_OBJECT
@@ -26,30 +20,23 @@ public:
     static inline const QString originKey = QStringLiteral("miniBoardOrigin"); ///< The default that holds the place.
 
     /// `defaults` must outlive it. `makeContent` is called once, before the first show.
-    /// `openMainPanel` is what a click in the board may ask for.
-    MiniBoardController(Defaults &defaults, MakeContent makeContent, std::function<void()> openMainPanel,
-                        QObject *parent = nullptr);
+    MiniBoardController(Defaults &defaults, MakeContent makeContent);
 
-    void applyPreference();          ///< Once, when the event loop runs. Writes the preference back.
+    /// Once, when the event loop runs. Writes the preference back.
+    void applyPreference() { setEnabled(isEnabled()); }
     [[nodiscard]] bool isEnabled();  ///< The preference.
     void setEnabled(bool isEnabled); ///< Writes the preference, then shows or hides.
-
-    void show(); ///< Above the other windows, without activating it.
-
-    /// Removes the stored place, and moves the board to the first one.
-    void resetPlace();
-
-    void openMainPanel() { m_openMainPanel(); }
+    void resetPlace();               ///< Removes the stored place, and moves the board to the first one.
 
 Q_SIGNALS:
     void enabledChanged(bool isEnabled); ///< By `setEnabled`.
 
 private:
+    void show();
     [[nodiscard]] std::optional<QPoint> storedPlace();
     void moveToFirstPlace();
 
     Defaults &m_defaults;
     const MakeContent m_makeContent;
-    const std::function<void()> m_openMainPanel;
     std::unique_ptr<MiniBoardWindow> m_window; // null until it is first shown
 };

@@ -36,7 +36,7 @@ MiniBoardWindow::MiniBoardWindow(const Content &content)
     adjustSize();
     // sway 1.7 draws it above all, but has XWayland restack each window that becomes active above it a little later;
     // clicks on the board would go to that window.
-    if (windowFlags().testFlag(Qt::X11BypassWindowManagerHint) && !FloatingWindow::isPointerKnown())
+    if (windowFlags().testFlag(Qt::X11BypassWindowManagerHint) && FloatingWindow::isWaylandSession())
         connect(new ActiveWindow(this), &ActiveWindow::changed, this,
                 [this] { QTimer::singleShot(50ms, this, &QWidget::raise); });
     connect(qApp, &QGuiApplication::screenAdded, this, &MiniBoardWindow::ensureOnScreen, Qt::QueuedConnection);
@@ -61,10 +61,8 @@ void MiniBoardWindow::setPlace(QPoint place)
 
 void MiniBoardWindow::showInFront()
 {
-    if (isVisible()) {
-        raise();
-        return;
-    }
+    if (isVisible())
+        return raise();
     winId(); // creates the native window
     FloatingWindow::prepare(*windowHandle());
     move(m_place - m_offset);

@@ -10,7 +10,6 @@
 /// The window of the mini board: frameless, above the other windows, on every desktop, never with the keyboard. The
 /// user can drag it wherever its content ignores mouse presses. It has its content's size, and grows and shrinks at
 /// its lower edge.
-/// Thread: main thread.
 class MiniBoardWindow final : public QWidget
 {
     Q_OBJECT
@@ -26,17 +25,15 @@ public:
 
     explicit MiniBoardWindow(const Content &content); ///< Owns the widget.
 
-    /// Puts the board's top left corner there, in logical screen pixels; also off every screen, if the window manager
-    /// lets it.
+    /// Of the board's top left corner, in logical screen pixels; also off every screen, if the window manager lets it.
     void setPlace(QPoint place);
     [[nodiscard]] QSize boardSize() const { return size() - 2 * QSize(m_offset.x(), m_offset.y()); }
 
     void showInFront(); ///< Does not activate it.
 
 Q_SIGNALS:
-    /// At the end of a drag, and when the window manager moves it while a mouse button, Alt or Super is down, which is
-    /// a drag by the window manager. Its other moves may not be the user's and are not reported. So the user's moves by
-    /// arrow keys are not either, nor a drag that is reported only at its end, after the key was released.
+    /// At the end of a drag, and when the window manager moves it while a mouse button, Alt or Super is down. Other
+    /// moves may not be the user's; so one by arrow keys, or one that is reported after the key's release, is missed.
     void movedByUser(QPoint place);
 
 protected:

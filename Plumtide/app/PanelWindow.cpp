@@ -1,8 +1,8 @@
 #include "Plumtide/app/PanelWindow.h"
 
-#include "Plumtide/app/Log.h"
 #include "Plumtide/app/PanelPlacement.h"
 #include "Plumtide/desktop/FloatingWindow.h"
+#include "Plumtide/system/Log.h"
 
 #include <QApplication>
 #include <QCursor>
@@ -16,13 +16,6 @@
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
-
-namespace {
-
-// After these times it is checked that the panel is in its place: a busy window manager moves it late.
-constexpr std::chrono::milliseconds placeChecks[] = {0ms, 60ms, 250ms, 1s};
-
-} // namespace
 
 PanelWindow::PanelWindow(QWidget *content, Now now)
     : QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint), m_now(std::move(now))
@@ -38,13 +31,9 @@ PanelWindow::PanelWindow(QWidget *content, Now now)
         const auto isPressed = [at = QCursor::pos()](const QWidget *own) {
             return own->isVisible() && own->frameGeometry().contains(at);
         };
-        if (isVisible() && FloatingWindow::isPointerKnown()
+        if (isVisible() && !FloatingWindow::isWaylandSession()
             && std::ranges::none_of(QApplication::topLevelWidgets(), isPressed))
             dismiss();
-    });
-    connect(&m_presses, &PointerPresses::released, this, [this] {
-        if (m_lostFocus)
-            m_lostFocus = m_now(); // it may be the end of a click on the tray item
     });
     connect(qApp, &QGuiApplication::screenRemoved, this, &QWidget::hide);
 }
@@ -85,7 +74,7 @@ void PanelWindow::open(const QRect &item, QByteArray token)
         show();
         // Qt 6.4 on X11 sometimes reports a move to 0,0 that did not happen, and keeps that position. And some window
         // managers (i3 4.22) put a frame around a frameless window.
-        for (const auto delay : placeChecks) {
+        for (const auto delay : {0ms, 60ms, 250ms, 1000ms}) { // a busy one does that late
             QTimer::singleShot(delay, this, [this] {
                 const QPoint place = placeFor(m_item);
                 if (isVisible() && windowHandle()->framePosition() != place)
@@ -139,10 +128,8 @@ void PanelWindow::closeUnlessBusy()
     QWidget *own = QApplication::activePopupWidget();
     if (!own)
         own = QApplication::activeModalWidget();
-    for (QWidget *window = QApplication::activeWindow(); !own && window; window = window->parentWidget()) {
-        if (window->parentWidget() && window->parentWidget()->window() == this)
-            own = QApplication::activeWindow();
-    }
+    if (QWidget *const active = QApplication::activeWindow(); !own && findChildren<QWidget *>().contains(active))
+        own = active;
     qCDebug(appLog) << "panel has lost the focus to" << own;
     if (own) {
         if (m_awaited)

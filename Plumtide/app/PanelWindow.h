@@ -12,7 +12,6 @@
 
 /// The window of the main panel. It opens beside the tray item and takes the keyboard focus; it closes when it loses
 /// the focus, on Escape, or on a second click. (It is no Qt::Popup, since Qt 6.4 hides those from screen readers.)
-/// Thread: main thread.
 class PanelWindow final : public QWidget
 {
     Q_OBJECT

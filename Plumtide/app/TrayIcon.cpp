@@ -35,8 +35,9 @@ QImage glyph(int size, const QRectF &place)
     return image;
 }
 
-void drawBadge(QPainter &painter, int size, const QString &text)
+void drawBadge(QImage &image, const QString &text)
 {
+    const int size = image.width();
     QFont font(u"sans-serif"_s);
     font.setStyleHint(QFont::SansSerif);
     font.setBold(true);
@@ -52,6 +53,8 @@ void drawBadge(QPainter &painter, int size, const QString &text)
     const double radius = text.size() < 3 ? height / 2 : height / 3;
 
     // A gap all around parts it from the people.
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
     painter.setCompositionMode(QPainter::CompositionMode_Clear);
     painter.setBrush(Qt::black);
@@ -67,25 +70,16 @@ void drawBadge(QPainter &painter, int size, const QString &text)
     painter.drawText(QPointF(std::round(inkStart.x()), std::round(inkStart.y())), text);
 }
 
-QPixmap draw(int size, int count)
-{
-    const double scale = size / 24.0;
-    if (count <= 0)
-        return QPixmap::fromImage(glyph(size, QRectF(0, -1.0 * scale, size, size)));
-    QImage image = glyph(size, QRectF(0, -3 * scale, size, size));
-    QPainter painter(&image);
-    painter.setRenderHint(QPainter::Antialiasing);
-    drawBadge(painter, size, count > 99 ? u"99+"_s : QString::number(count));
-    painter.end();
-    return QPixmap::fromImage(image);
-}
-
 } // namespace
 
 QIcon trayIcon(int count)
 {
     QIcon icon;
-    for (const int size : {16, 22, 24, 32, 48, 64})
-        icon.addPixmap(draw(size, count));
+    for (const int size : {16, 22, 24, 32, 48, 64}) {
+        QImage image = glyph(size, QRectF(0, (count > 0 ? -3 : -1) * size / 24.0, size, size));
+        if (count > 0)
+            drawBadge(image, count > 99 ? u"99+"_s : QString::number(count));
+        icon.addPixmap(QPixmap::fromImage(image));
+    }
     return icon;
 }

@@ -7,21 +7,18 @@
 #include <QGuiApplication>
 #include <QMenu>
 #include <QScreen>
-#include <QSystemTrayIcon>
 #include <QTimer>
 
 using namespace Qt::StringLiterals;
 
-TrayItem::TrayItem(TrayHost &host, QMenu &menu, QObject *parent) : QObject(parent), m_menu(menu)
+TrayItem::TrayItem(QMenu &menu) : m_menu(menu)
 {
-    connect(&host, &TrayHost::found, this, &TrayItem::makeIcon);
+    connect(&m_host, &TrayHost::found, this, &TrayItem::makeIcon);
     // The tray has announced a window (seen with GNOME 43): if none has come, the pointer need not be busy for it.
     connect(
         &menu, &QMenu::triggered, this, [] { FloatingWindow::endStartup(qgetenv(FloatingWindow::tokenVariable)); },
         Qt::QueuedConnection);
 }
-
-TrayItem::~TrayItem() = default;
 
 void TrayItem::makeIcon()
 {
@@ -31,7 +28,7 @@ void TrayItem::makeIcon()
         // A StatusNotifier item does not know where it is, but the pointer is on it.
         QRect place = m_icon->geometry();
         const bool isWindow = !place.isEmpty(); // XEmbed, where Qt shows the menu itself
-        if (!isWindow && FloatingWindow::isPointerKnown())
+        if (!isWindow && !FloatingWindow::isWaylandSession())
             place = QRect(QCursor::pos(), QSize(1, 1));
         if (reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::MiddleClick)
             Q_EMIT clicked(place);
@@ -41,15 +38,15 @@ void TrayItem::makeIcon()
     });
     // The digits' font takes 15 ms to load. The item must not come later to its place in the tray for that.
     m_icon->setIcon(trayIcon(0));
-    m_icon->setToolTip(toolTip(m_urgentCount));
+    setToolTip();
     m_icon->show();
     if (m_urgentCount > 0)
         QTimer::singleShot(0, this, &TrayItem::showCount);
 }
 
-QString TrayItem::toolTip(int count)
+void TrayItem::setToolTip()
 {
-    return count > 0 ? u"Plumtide：%1 条等你处理"_s.arg(count) : u"Plumtide"_s;
+    m_icon->setToolTip(m_urgentCount > 0 ? u"Plumtide：%1 条等你处理"_s.arg(m_urgentCount) : u"Plumtide"_s);
 }
 
 void TrayItem::setUrgentCount(int count)
@@ -64,5 +61,5 @@ void TrayItem::setUrgentCount(int count)
 void TrayItem::showCount()
 {
     m_icon->setIcon(trayIcon(m_urgentCount));
-    m_icon->setToolTip(toolTip(m_urgentCount));
+    setToolTip();
 }

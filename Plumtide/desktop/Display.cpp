@@ -1,13 +1,13 @@
 #include "Plumtide/desktop/Display.h"
 
+#include "Plumtide/system/Descriptor.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QPluginLoader>
-#include <QScopeGuard>
 
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <unistd.h>
 #include <xcb/xcb.h>
 
 #include <algorithm>
@@ -31,12 +31,11 @@ bool waylandAnswers()
     const QByteArray name = path.startsWith(u'/') ? QFile::encodeName(path) : QByteArray();
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    const int descriptor = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    const auto closing = qScopeGuard([descriptor] { ::close(descriptor); });
+    const Descriptor descriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (name.isEmpty() || static_cast<std::size_t>(name.size()) >= sizeof address.sun_path)
         return false;
     std::memcpy(address.sun_path, name.constData(), static_cast<std::size_t>(name.size()));
-    return ::connect(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+    return ::connect(descriptor.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
 }
 
 // Loads the plugin, since Qt ends the process also over one whose own libraries are missing.

@@ -4,18 +4,11 @@
 
 #include <QScreen>
 
-#include <algorithm>
 #include <cstring>
 
 #include <xcb/xfixes.h>
 
 namespace {
-
-// There the compositor's pixels may differ from those of the X server.
-bool isWaylandSession()
-{
-    return qgetenv("XDG_SESSION_TYPE") == "wayland" || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
-}
 
 // Of all screens together, in the X server's pixels; empty where the window manager does not tell it.
 QRectF areaWithoutBars(const XcbConnection &xcb)
@@ -29,7 +22,7 @@ QRectF areaWithoutBars(const XcbConnection &xcb)
     // of both. (At a login with a scale, those of the desktop are unscaled, and smaller.)
     const bool spansScreen = screen && (area[2] == screen->width || area[3] == screen->height);
     const bool fitsDesktop = desktop.size() >= 2 && desktop[0] >= area[2] && desktop[1] >= area[3];
-    const bool isStale = isWaylandSession() && screen && !spansScreen && fitsDesktop;
+    const bool isStale = FloatingWindow::isWaylandSession() && screen && !spansScreen && fitsDesktop;
     const double scale = isStale ? 1.0 * screen->width / desktop[0] : 1;
     return QRectF(area[0] * scale, area[1] * scale, area[2] * scale, area[3] * scale);
 }
@@ -120,9 +113,9 @@ Qt::WindowFlags FloatingWindow::flagsAboveOthers()
     return hasAbove ? Qt::WindowFlags() : Qt::X11BypassWindowManagerHint;
 }
 
-bool FloatingWindow::isPointerKnown()
+bool FloatingWindow::isWaylandSession()
 {
-    return !isWaylandSession();
+    return qgetenv("XDG_SESSION_TYPE") == "wayland" || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
 }
 
 QRect FloatingWindow::workArea(const QScreen &screen)

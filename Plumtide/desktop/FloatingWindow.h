@@ -3,15 +3,13 @@
 #include <QRect>
 #include <QWindow>
 
-/// Properties of windows on X11 for which Qt has no call. On platforms other than "xcb" the functions that change
-/// something do nothing. Thread: main thread.
+/// Properties of windows on X11 for which Qt has no call. On other platforms these functions change nothing.
 namespace FloatingWindow {
 
-/// To be called before every show of a hidden window: window managers forget these properties when it hides. Keeps
-/// the window out of the task bar and the pager. A window that does not accept the focus becomes a utility. (`Qt::Tool`
-/// would tie it to another window, and KWin 5.27 would show it on that one's desktop only.) The others do not: GNOME
-/// (43, 48) does not focus a utility that was opened under the overview. `token` is that of the start or the click that
-/// asks for the window; with it the window may take the focus.
+/// To be called before every show: window managers forget these properties when a window hides. Keeps it out of the
+/// task bar and the pager. A window that does not accept the focus becomes a utility (KWin 5.27 shows a `Qt::Tool` only
+/// on the desktop of another window); others do not, since GNOME (43, 48) does not focus a utility that was opened
+/// under the overview. With the `token` of the start or click that asks for it, the window may take the focus.
 void prepare(QWindow &window, const QByteArray &token = {});
 
 /// Also takes back a demand for attention. To be called after every show: before it, xfwm4 4.18 would put the window on
@@ -32,9 +30,8 @@ void endStartup(const QByteArray &token);
 /// does not support "above" (wlroots, i3).
 [[nodiscard]] Qt::WindowFlags flagsAboveOthers();
 
-/// Whether the X server knows where the pointer is. In a Wayland session it knows only while the pointer is over one of
-/// its own windows.
-[[nodiscard]] bool isPointerKnown();
+/// There, the X server knows where the pointer is only while it is over one of its own windows.
+[[nodiscard]] bool isWaylandSession();
 
 /// The part of a screen without the desktop's bars. All of it where the window manager gives none, or an absurd one.
 [[nodiscard]] QRect workArea(const QScreen &screen);

@@ -1,6 +1,6 @@
 #include "Plumtide/desktop/Instance.h"
 
-#include "Plumtide/desktop/Log.h"
+#include "Plumtide/system/Log.h"
 
 #include <QCryptographicHash>
 #include <QDBusConnection>
@@ -16,6 +16,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+constexpr int timeout = 10'000; // milliseconds that another may take to start, to answer or to end
 const QString interfaceName = u"example.plumtide.plumtide"_s;
 const QString objectPath = u"/example/plumtide/plumtide"_s;
 
@@ -34,12 +35,12 @@ QDBusMessage call(const QString &name, const QString &method, const QVariantList
     QDBusMessage message = QDBusMessage::createMethodCall(name, objectPath, interfaceName, method);
     message.setArguments(arguments);
     message.setAutoStartService(false);
-    return QDBusConnection::sessionBus().call(message, QDBus::Block, static_cast<int>(Instance::timeout.count()));
+    return QDBusConnection::sessionBus().call(message, QDBus::Block, timeout);
 }
 
 } // namespace
 
-Instance::Instance(const QString &home, QObject *parent) : QObject(parent), m_name(nameOf(home)) {}
+Instance::Instance(const QString &home) : m_name(nameOf(home)) {}
 
 bool Instance::claim(const StartRequest &request)
 {
@@ -84,9 +85,4 @@ QString Instance::Start(bool hasWindows, bool opensPanel, const QString &token)
         return runs;
     Q_EMIT replaced();
     return ends;
-}
-
-void Instance::ResetMiniBoard()
-{
-    Q_EMIT resetRequested();
 }

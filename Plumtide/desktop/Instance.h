@@ -2,22 +2,17 @@
 
 #include <QObject>
 
-#include <chrono>
-
 /// Makes sure that one program runs for each home directory, by a name on the session bus that is made from the
 /// directory's path. A second start asks the running program to open its panel, and ends. Without a bus, `claim` always
 /// succeeds.
-/// Thread: main thread, with an application object. Requests of others arrive once the event loop runs.
+/// Needs an application object. Requests of others arrive once the event loop runs.
 class Instance final : public QObject
 {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "example.plumtide.plumtide")
 
 public:
-    /// How long another may take to start, to answer or to end.
-    static constexpr std::chrono::milliseconds timeout{10'000};
-
-    explicit Instance(const QString &home, QObject *parent = nullptr);
+    explicit Instance(const QString &home);
 
     struct StartRequest
     {
@@ -34,7 +29,7 @@ public:
 
     /// Called over the bus by another start. Returns what this program does.
     Q_SCRIPTABLE QString Start(bool hasWindows, bool opensPanel, const QString &token);
-    Q_SCRIPTABLE void ResetMiniBoard();
+    Q_SCRIPTABLE void ResetMiniBoard() { Q_EMIT resetRequested(); }
 
 Q_SIGNALS:
     void openRequested(const QByteArray &token);

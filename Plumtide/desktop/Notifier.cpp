@@ -1,18 +1,16 @@
 #include "Plumtide/desktop/Notifier.h"
 
 #include "Plumtide/desktop/FloatingWindow.h"
-#include "Plumtide/desktop/Log.h"
 #include "Plumtide/system/Characters.h"
+#include "Plumtide/system/Log.h"
 
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusServiceWatcher>
 #include <QMetaMethod>
-#include <QVariantMap>
 
 #include <algorithm>
-#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -25,9 +23,9 @@ const QString sessionAction = u"session"_s;
 
 } // namespace
 
-Notifier::Notifier() : m_bus(QDBusConnection::sessionBus()), m_available(m_bus.isConnected())
+Notifier::Notifier() : m_bus(QDBusConnection::sessionBus())
 {
-    if (!m_available)
+    if (!m_bus.isConnected())
         return;
     const auto listen = [this](const QString &signal, const char *slot) {
         m_bus.connect(serviceName, servicePath, serviceName, signal, this, slot);
@@ -45,10 +43,10 @@ Notifier::Notifier() : m_bus(QDBusConnection::sessionBus()), m_available(m_bus.i
 
 void Notifier::notify(const QString &title, const QString &body, const QString &id)
 {
-    if (!m_available || (body.isEmpty() && !m_shown.contains(id)))
+    if (!m_bus.isConnected() || (body.isEmpty() && !m_shown.contains(id)))
         return;
     Shown &shown = m_shown[id];
-    shown.next = {shortened(title), shortened(body)};
+    shown.next.emplace(shortened(title), shortened(body));
     if (!shown.isPending)
         send(id);
 }
@@ -81,7 +79,7 @@ void Notifier::send(const QString &id)
     // Asked each time, since another service may run than before.
     call(u"GetCapabilities"_s, {}, [this, id](const QDBusPendingReply<QStringList> &capabilities) {
         const QStringList known = capabilities.isValid() ? capabilities.value() : QStringList();
-        const Notification wanted = *std::exchange(m_shown[id].next, std::nullopt);
+        const auto [title, text] = *std::exchange(m_shown[id].next, std::nullopt);
         const auto answered = [this, id](const QDBusPendingReply<uint> &number) {
             m_shown[id] = {number.isValid() ? number.value() : 0, false, std::move(m_shown[id].next)};
             if (m_shown[id].next)
@@ -89,7 +87,7 @@ void Notifier::send(const QString &id)
             else if (m_shown[id].number == 0)
                 m_shown.remove(id);
         };
-        if (wanted.body.isEmpty())
+        if (text.isEmpty())
             return call(u"CloseNotification"_s, {m_shown[id].number}, answered); // the answer has no number
         const QVariantMap hints{
             {u"desktop-entry"_s, u"plumtide"_s},
@@ -102,11 +100,10 @@ void Notifier::send(const QString &id)
                 actions += {defaultAction, u"打开看板"_s};                        // some services draw a button for it
             actions += {sessionAction, u"前往会话"_s};
         }
-        const QString body = known.contains(u"body-markup"_s) ? wanted.body.toHtmlEscaped() : wanted.body;
+        const QString body = known.contains(u"body-markup"_s) ? text.toHtmlEscaped() : text;
         const int expireTimeout = -1; // the service decides
-        const QVariantList arguments{u"Plumtide"_s, m_shown[id].number, u"plumtide"_s, wanted.title, body, actions,
-                                     hints,         expireTimeout};
-        call(u"Notify"_s, arguments, answered);
+        call(u"Notify"_s,
+             {u"Plumtide"_s, m_shown[id].number, u"plumtide"_s, title, body, actions, hints, expireTimeout}, answered);
     });
 }
 

@@ -6,17 +6,14 @@
 
 #include <optional>
 
-/// Shows desktop notifications through org.freedesktop.Notifications on the session bus. Thread: main thread. Nothing
-/// is shown before the event loop runs. Without a bus or a service, notifications are dropped.
+/// Shows desktop notifications through org.freedesktop.Notifications on the session bus. Nothing is shown before
+/// the event loop runs. Without a bus or a service, notifications are dropped.
 class Notifier final : public QObject
 {
     Q_OBJECT
 
 public:
     Notifier(); ///< Needs a QCoreApplication.
-
-    /// Whether notifications can be used at all: there is a session bus. Decided at creation, once.
-    [[nodiscard]] bool available() const { return m_available; }
 
     /// Replaces a notification with the same `id` that is still shown; an empty `body` closes that one. All three are
     /// plain text.
@@ -37,15 +34,11 @@ private Q_SLOTS:
     void forgetClosed(uint number, uint reason);
 
 private:
-    struct Notification
-    {
-        QString title, body;
-    };
     struct Shown
     {
-        uint number = 0;                  // the service's; 0 where it has none yet
-        bool isPending = false;           // the service has not answered
-        std::optional<Notification> next; // the newest, to be sent after that
+        uint number = 0;                                 // the service's; 0 where it has none yet
+        bool isPending = false;                          // the service has not answered
+        std::optional<std::pair<QString, QString>> next; // the newest title and body, to be sent after that
     };
 
     template <typename Answered>
@@ -55,7 +48,6 @@ private:
     [[nodiscard]] QHash<QString, Shown>::const_iterator find(uint number) const;
 
     QDBusConnection m_bus;
-    const bool m_available;
     QHash<QString, Shown> m_shown;
     QByteArray m_token;
 };

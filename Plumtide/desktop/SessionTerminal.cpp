@@ -1,8 +1,8 @@
 #include "Plumtide/desktop/SessionTerminal.h"
 
-#include "Plumtide/desktop/Log.h"
 #include "Plumtide/desktop/Terminals.h"
 #include "Plumtide/desktop/XcbEvents.h"
+#include "Plumtide/system/Log.h"
 
 #include <QProcess>
 #include <QTimer>
@@ -54,9 +54,9 @@ public:
             qCDebug(desktopLog) << "terminal: process" << next->process << "belongs to" << m_link.owner().pid
                                 << m_link.owner().name;
         }
-        if (m_link.owners.isEmpty() || m_stepCount == terminalSteps().size())
+        if (m_link.owners.isEmpty() || m_stepCount == terminalSteps.size())
             return finish(noWindow);
-        follow(terminalSteps()[m_stepCount++](m_link));
+        follow(terminalSteps[m_stepCount++](m_link));
     }
 
 private:

@@ -16,8 +16,8 @@ using Done = std::function<void(const Outcome<void> &)>;
 
 /// Activates its window, tab and pane, as far as the terminal allows it (see Terminals.h). `session` is the agent's own
 /// id, empty for a line that is no session; `recorded` is the process in Claude Code's record of the session, 0 where
-/// there is none. A window that is not known to be the right one is left alone. Thread: main thread. Does not block;
-/// `done` is called once, maybe before this returns, but not after `context` is destroyed.
+/// there is none. A window that is not known to be the right one is left alone. Does not block; `done` is called once,
+/// maybe before this returns, but not after `context` is destroyed.
 void bringToFront(const QString &session, bool isCodex, pid_t recorded, QObject *context, const Done &done);
 
 } // namespace SessionTerminal

@@ -6,8 +6,6 @@
 #include <QJsonDocument>
 #include <QSysInfo>
 
-#include <algorithm>
-
 #include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
@@ -182,12 +180,4 @@ TerminalLink TerminalLink::of(pid_t inside)
     return link;
 }
 
-bool TerminalLink::isOwner(pid_t pid) const
-{
-    return std::ranges::count(owners, pid, &Process::pid) > 0;
-}
-
-std::span<const TerminalStep> terminalSteps()
-{
-    return steps;
-}
+const std::span<const TerminalStep> terminalSteps = steps;

@@ -4,6 +4,7 @@
 
 #include <QStringList>
 
+#include <algorithm>
 #include <functional>
 #include <span>
 #include <variant>
@@ -19,7 +20,7 @@ struct TerminalLink
     [[nodiscard]] static TerminalLink of(pid_t inside);
 
     [[nodiscard]] Process owner() const { return owners.value(0); }
-    [[nodiscard]] bool isOwner(pid_t pid) const;
+    [[nodiscard]] bool isOwner(pid_t pid) const { return std::ranges::count(owners, pid, &Process::pid) > 0; }
     /// Of the environment of `inside`. A terminal that was started inside of another inherits the other's variables:
     /// believe them only if `owner` is the program that sets them.
     [[nodiscard]] QString variable(QByteArrayView name) const { return inside.variable(name); }
@@ -52,8 +53,8 @@ struct Command
     std::function<StepResult(const QByteArray &output)> then = {}; ///< Without it, the next step is tried.
 };
 
-/// Finds one kind of terminal or window. Sends requests, but does not wait for answers. Thread: main thread.
+/// Finds one kind of terminal or window. Sends requests, but does not wait for answers.
 using TerminalStep = StepResult (*)(const TerminalLink &link);
 
 /// All steps in the order in which they are tried: first panes and tabs, then windows.
-[[nodiscard]] std::span<const TerminalStep> terminalSteps();
+extern const std::span<const TerminalStep> terminalSteps;

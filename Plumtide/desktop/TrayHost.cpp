@@ -1,6 +1,6 @@
 #include "Plumtide/desktop/TrayHost.h"
 
-#include "Plumtide/desktop/Log.h"
+#include "Plumtide/system/Log.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -9,16 +9,13 @@
 #include <QDBusServiceWatcher>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
-TrayHost::TrayHost(QObject *parent) : QObject(parent)
+TrayHost::TrayHost()
 {
     m_grace.setSingleShot(true);
-    m_grace.setInterval(grace);
+    m_grace.setInterval(3s);
     connect(&m_grace, &QTimer::timeout, this, [this] { finish("XEmbed"); });
-}
-
-void TrayHost::start()
-{
     connect(&m_xembed, &ManagerSelection::changed, this, [this](bool isThere) {
         qCDebug(desktopLog) << "XEmbed tray:" << isThere;
         isThere && !m_isFound ? m_grace.start() : m_grace.stop();

@@ -72,12 +72,11 @@ void PointerPresses::follow(bool isFollowing)
     if (!input || !input->present)
         return;
     m_opcode = input->major_opcode;
-    constexpr uint32_t buttons = XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_RELEASE;
     const struct
     {
         xcb_input_event_mask_t head;
         uint32_t bits;
-    } mask{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, isFollowing ? buttons : 0};
+    } mask{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, isFollowing ? uint32_t{XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS} : 0};
     xcb_input_xi_select_events(xcb, xcb.root(), 1, &mask.head);
     xcb_flush(xcb);
     listen(isFollowing);
@@ -86,10 +85,6 @@ void PointerPresses::follow(bool isFollowing)
 void PointerPresses::handle(uint8_t type, const void *event)
 {
     const auto *const generic = static_cast<const xcb_ge_generic_event_t *>(event);
-    if (type != XCB_GE_GENERIC || generic->extension != m_opcode)
-        return;
-    if (generic->event_type == XCB_INPUT_RAW_BUTTON_PRESS)
+    if (type == XCB_GE_GENERIC && generic->extension == m_opcode && generic->event_type == XCB_INPUT_RAW_BUTTON_PRESS)
         Q_EMIT pressed();
-    else if (generic->event_type == XCB_INPUT_RAW_BUTTON_RELEASE)
-        Q_EMIT released();
 }

@@ -3,8 +3,8 @@
 #include <QAbstractNativeEventFilter>
 #include <QObject>
 
-/// Base of classes that follow events on Qt's connection to the X server. Thread: main thread, while the
-/// QGuiApplication exists. On platforms other than "xcb" there are no events.
+/// Base of classes that follow events on Qt's connection to the X server, while the QGuiApplication exists. On
+/// platforms other than "xcb" there are none.
 class XcbEvents : public QObject, private QAbstractNativeEventFilter
 {
     Q_OBJECT
@@ -55,7 +55,7 @@ private:
     bool m_isOwned = false;
 };
 
-/// Signals that a mouse button is pressed or released anywhere on the screen, as far as the X server is told of it:
+/// Signals that a mouse button is pressed anywhere on the screen, as far as the X server is told of it:
 /// also where that changes no focus (a click on the desktop or the top bar of GNOME 43).
 class PointerPresses final : public XcbEvents
 {
@@ -66,7 +66,6 @@ public:
 
 Q_SIGNALS:
     void pressed();
-    void released();
 
 private:
     void handle(uint8_t type, const void *event) override;

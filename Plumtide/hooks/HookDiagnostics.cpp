@@ -1,6 +1,5 @@
-#include "Plumtide/hooks/HookDiagnostics.h"
-
 #include "Plumtide/hooks/HookFiles.h"
+#include "Plumtide/hooks/HooksInstaller.h"
 
 #include <QDir>
 #include <QJsonDocument>
@@ -9,17 +8,7 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-QString contentOf(const QString &path)
-{
-    const Outcome<HookFiles::Content> content = HookFiles::read(path);
-    return content ? QString::fromUtf8(content.value().value_or(QByteArray())) : QString();
-}
-
-} // namespace
-
-QStringList hookProblems(const QString &home, const QString &managed)
+QStringList HooksInstaller::problems(const QString &home, const QString &managed)
 {
     QStringList problems;
     const QString settings = home + HookFiles::claudeSettings, config = home + HookFiles::codexConfig;
@@ -32,7 +21,7 @@ QStringList hookProblems(const QString &home, const QString &managed)
                 QString::fromLatin1(variable), set, usual.path());
         // "~/.tavvel/hooks/tavvel-hook.sh" is ours, too. A quote in the home's path begins another word.
         const QRegularExpression path(uR"(/[^"'\\\s]*/)"_s + QFileInfo(script).fileName());
-        for (const QRegularExpressionMatch &match : path.globalMatch(contentOf(file))) {
+        for (const QRegularExpressionMatch &match : path.globalMatch(QString::fromUtf8(HookFiles::contentOf(file)))) {
             if ((home + script).endsWith(match.captured()))
                 continue;
             problems += u"%1 里的 %2 不在这个主目录里：请删掉这样的条目，再接入一次。"_s.arg(file, match.captured());
@@ -45,7 +34,7 @@ QStringList hookProblems(const QString &home, const QString &managed)
     for (const QString &name : fragments.entryList({u"*.json"_s}, QDir::Files))
         files += fragments.filePath(name);
     for (const QString &file : std::as_const(files)) {
-        const QJsonDocument document = QJsonDocument::fromJson(contentOf(file).toUtf8());
+        const QJsonDocument document = QJsonDocument::fromJson(QString::fromUtf8(HookFiles::contentOf(file)).toUtf8());
         if (document["disableAllHooks"_L1].toBool())
             problems += u"%1 里的 disableAllHooks 关掉了 Claude Code 的所有 hooks：请把它去掉。"_s.arg(file);
         static const QString managedOnly =
@@ -58,7 +47,7 @@ QStringList hookProblems(const QString &home, const QString &managed)
     const QString script = home + HookFiles::codexScript;
     const QDir codex = QFileInfo(config).dir();
     for (const QString &name : codex.entryList({u"*.config.toml"_s}, QDir::Files)) {
-        const QString profile = contentOf(codex.filePath(name));
+        const QString profile = QString::fromUtf8(HookFiles::contentOf(codex.filePath(name)));
         if (profile.contains(notify) && !profile.contains(script))
             problems += u"%1 有自己的 notify，codex -p %2 只运行它：请把它改成 [\"%3\"]。"_s.arg(
                 codex.filePath(name), name.chopped(12), script);

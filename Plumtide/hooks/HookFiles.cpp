@@ -1,6 +1,7 @@
 #include "Plumtide/hooks/HookFiles.h"
 
 #include "Plumtide/system/Files.h"
+#include "Plumtide/system/Log.h"
 
 #include <QFile>
 
@@ -9,8 +10,6 @@
 #include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
-
-Q_LOGGING_CATEGORY(hooksLog, "plumtide.hooks", QtWarningMsg)
 
 constexpr qint64 largestFile = 4 * 1024 * 1024; // bytes
 
@@ -24,6 +23,12 @@ Outcome<Content> read(const QString &path)
     if (content.failure().code == ENOENT)
         return Content();
     return content.failure();
+}
+
+QByteArray contentOf(const QString &path)
+{
+    const Outcome<Content> content = read(path);
+    return content ? content.value().value_or(QByteArray()) : QByteArray();
 }
 
 Outcome<void> change(const QString &path, const Edit &edit)

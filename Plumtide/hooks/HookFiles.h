@@ -3,16 +3,12 @@
 #include "Plumtide/system/Outcome.h"
 
 #include <QByteArray>
-#include <QLoggingCategory>
 #include <QString>
 
 #include <functional>
 #include <optional>
 
 #include <sys/types.h>
-
-/// Log category "plumtide.hooks", off unless QT_LOGGING_RULES turns it on.
-Q_DECLARE_LOGGING_CATEGORY(hooksLog)
 
 /// The installer's own files, and those of the agent tools, which may write theirs at any moment. Thread: any.
 namespace HookFiles {
@@ -41,13 +37,15 @@ using Content = std::optional<QByteArray>;
 /// Reads a tool's file. A missing one, or a link to a missing one, is not a failure.
 Outcome<Content> read(const QString &path);
 
+/// The same, empty where there is none or it cannot be read.
+[[nodiscard]] QByteArray contentOf(const QString &path);
+
 /// Makes the new content; an absent result leaves the file and its backup alone.
 using Edit = std::function<Outcome<Content>(const Content &)>;
 
 /// Makes the backup of a tool's file, and replaces the file with what `edit` makes of it. Where another program has
 /// written the file meanwhile, `edit` is called again with the newer content, a few times; only a change between the
-/// last look and the rename is lost. A symbolic link stays one, an existing file keeps its mode, a new one gets 0600. A
-/// write-protected file is not replaced, and no content is written that is too large to be read again.
+/// last look and the rename is lost. No content is written that is too large to be read again.
 Outcome<void> change(const QString &path, const Edit &edit);
 
 /// Replaces a file that is the installer's alone, also one that is write-protected or a symbolic link. One that has

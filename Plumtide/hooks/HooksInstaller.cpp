@@ -4,6 +4,7 @@
 #include "Plumtide/hooks/CodexConfig.h"
 #include "Plumtide/hooks/HookFiles.h"
 #include "Plumtide/system/Files.h"
+#include "Plumtide/system/Log.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -17,15 +18,14 @@ const QString noCodexConfig = u"没找到 Codex 配置文件：~/.codex/config.t
 
 bool mentions(const QString &path, QByteArrayView marker)
 {
-    const Outcome<Content> content = HookFiles::read(path);
-    return content && content.value() && content.value()->isValidUtf8() && content.value()->contains(marker);
+    const QByteArray content = HookFiles::contentOf(path);
+    return content.isValidUtf8() && content.contains(marker);
 }
 
 } // namespace
 
-HooksInstaller::HooksInstaller(const Environment &environment, QObject *parent)
-    : QObject(parent),
-      m_home(environment.home),
+HooksInstaller::HooksInstaller(const Environment &environment)
+    : m_home(environment.home),
       m_claudeSettings(m_home + HookFiles::claudeSettings),
       m_codexConfig(m_home + HookFiles::codexConfig),
       m_resourcesDir(environment.resourcesDir)

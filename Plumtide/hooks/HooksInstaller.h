@@ -1,24 +1,22 @@
 #pragma once
 
 #include "Plumtide/system/Environment.h"
-#include "Plumtide/system/Outcome.h"
 
 #include <QObject>
-#include <QString>
+#include <QStringList>
 
 #include <optional>
 
 /// Copies the hook scripts into the data directory, and registers them in Claude Code's settings and Codex's
-/// configuration. Thread: main thread, which the calls block.
-/// Errors: each action sets one sentence for the user, `message`. Scripts and copies are written before the tool's own
-/// file, so an action that fails or is killed leaves that as it was.
+/// configuration. The calls block. Each action sets one sentence for the user, `message`. Scripts and copies are
+/// written before the tool's own file, so an action that fails or is killed leaves that as it was.
 class HooksInstaller final : public QObject
 {
     Q_OBJECT
 
 public:
     /// Reads both configuration files, and where one names our scripts, replaces those of an older program.
-    explicit HooksInstaller(const Environment &environment, QObject *parent = nullptr);
+    explicit HooksInstaller(const Environment &environment);
 
     [[nodiscard]] bool claudeInstalled() const { return m_claudeInstalled; } ///< As of the last `refresh`.
     [[nodiscard]] bool codexInstalled() const { return m_codexInstalled; }   ///< As of the last `refresh`.
@@ -29,6 +27,17 @@ public:
 
     void installClaude(); ///< Registers the hook script for the six events in `~/.claude/settings.json`.
     void installCodex();  ///< Registers the notify script in `~/.codex/config.toml`, if there is such a file.
+
+    /// Restores a tool's file byte for byte where it has not changed since the installation, else removes only our
+    /// entries, and restores an earlier `notify` command. A file of an unexpected shape is not changed. Our scripts are
+    /// deleted at the end, unless a file still names them. A removal that was killed can be repeated. Returns a
+    /// sentence for the user about each tool.
+    static QStringList remove(const QString &home);
+
+    /// Settings that keep registered hooks from running: a sentence each, with what to do. `managed` is the folder of
+    /// the administrator's settings for Claude Code. Looks at what is described in
+    /// https://docs.claude.com/en/docs/claude-code/settings and Codex's `config.md`.
+    static QStringList problems(const QString &home, const QString &managed = QStringLiteral("/etc/claude-code"));
 
 Q_SIGNALS:
     void objectWillChange(); ///< Before each assignment to one of the three public values, changed or not.

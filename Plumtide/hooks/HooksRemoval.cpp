@@ -1,8 +1,7 @@
-#include "Plumtide/hooks/HooksRemoval.h"
-
 #include "Plumtide/hooks/ClaudeSettings.h"
 #include "Plumtide/hooks/CodexConfig.h"
 #include "Plumtide/hooks/HookFiles.h"
+#include "Plumtide/hooks/HooksInstaller.h"
 
 #include <QDir>
 #include <QFile>
@@ -12,16 +11,11 @@ using HookFiles::Content;
 
 namespace {
 
-Content contentAt(const QString &path)
-{
-    const Outcome<Content> content = HookFiles::read(path);
-    return content ? content.value() : Content();
-}
-
 // The tool's file as it was before our first change; version 0.1.1 kept only the last backup.
 Content originalOf(const QString &path, const QString &kept)
 {
-    return contentAt(QFile::exists(kept) ? kept : HookFiles::backupOf(path));
+    const Outcome<Content> content = HookFiles::read(QFile::exists(kept) ? kept : HookFiles::backupOf(path));
+    return content ? content.value() : Content();
 }
 
 struct Removed
@@ -53,7 +47,7 @@ Removed uninstall(const QString &tool, const QString &done, const QString &path,
     const QDir folder = QFileInfo(path).dir();
     const QString name = QFileInfo(path).fileName();
     for (const QFileInfo &file : folder.entryInfoList({name, u"*."_s + name}, QDir::Files)) { // with Codex's profiles
-        if (contentAt(file.filePath()).value_or(QByteArray()).contains(script.toUtf8()))
+        if (HookFiles::contentOf(file.filePath()).contains(script.toUtf8()))
             return {u"%1 里还有 Plumtide 认不出的 %2，没有动它：请自己删掉。"_s.arg(file.filePath(), script)};
     }
     return {isChanged ? done : u"%1 没有接入，没有改动。"_s.arg(tool), true};
@@ -81,8 +75,7 @@ Removed removeCodex(const QString &home)
 {
     const QString path = home + HookFiles::codexConfig;
     const Content original = originalOf(path, home + HookFiles::codexOriginal);
-    QStringList forwarded =
-        QString::fromUtf8(contentAt(home + HookFiles::codexForward).value_or(QByteArray())).split(u'\n');
+    QStringList forwarded = QString::fromUtf8(HookFiles::contentOf(home + HookFiles::codexForward)).split(u'\n');
     if (forwarded.last().isEmpty()) // behind the last line feed
         forwarded.removeLast();
     // The original line, as long as its words are still those that our script runs.
@@ -102,7 +95,7 @@ Removed removeCodex(const QString &home)
 
 } // namespace
 
-QStringList HooksRemoval::remove(const QString &home)
+QStringList HooksInstaller::remove(const QString &home)
 {
     const Removed claude = removeClaude(home), codex = removeCodex(home);
     QStringList ours;

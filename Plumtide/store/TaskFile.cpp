@@ -60,7 +60,7 @@ Outcome<void> TaskFile::save(const QList<AgentTask> &lines)
     m_content.append(lines.isEmpty() ? "[\n]\n" : "\n]\n");
     if (Outcome<void> made = Files::makeDirectory(QFileInfo(m_path).path()); !made)
         return made;
-    Outcome<void> written = Files::replace(m_path, m_content, {.flush = Files::Flush::Later});
+    Outcome<void> written = Files::replace(m_path, m_content, {.isFlushed = false});
     if (written) {
         m_isSaved = true;
         m_flush.written();

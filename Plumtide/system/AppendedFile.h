@@ -17,9 +17,8 @@ public:
     /// At most `length` bytes at `offset`; fewer only at the end, or where the file cannot be read.
     [[nodiscard]] QByteArray read(qint64 offset, qint64 length) const;
 
-    /// Truncates the file at `path` to 0 bytes if it has `size` bytes and no other process has it open. A process that
-    /// opens it meanwhile waits, so that no appended byte is lost, except on a file system without leases. False when
-    /// the file was left alone.
+    /// Empties the file if it has `size` bytes and no other process has it open. One that opens it meanwhile waits, so
+    /// that no appended byte is lost, except on a file system without leases. False when it was left alone.
     static bool truncateIfUnused(const QString &path, qint64 size);
 
 private:

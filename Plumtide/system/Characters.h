@@ -3,8 +3,7 @@
 #include <QList>
 #include <QString>
 
-/// `text` for display: its first 600 code units and "…" if it is longer. Text engines, screen readers and D-Bus cannot
-/// cope with megabytes. Thread: any.
+/// At most 600 code units of `text`, and "…" if it is longer: text engines and D-Bus cannot cope with megabytes.
 [[nodiscard]] QString shortened(const QString &text);
 
 /// The ends, in code units, of the first `most` user-perceived characters of `text`, or of all if it has fewer. `text`

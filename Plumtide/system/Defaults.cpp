@@ -47,16 +47,6 @@ QString Defaults::standardPath(const QString &home)
     return configHome(home) + u"/plumtide/plumtide.conf"_s;
 }
 
-QString Defaults::standardSparePath(const QString &home)
-{
-    return home + u"/.tavvel/plumtide.conf"_s;
-}
-
-bool Defaults::boolean(const QString &key) const
-{
-    return m_values.value(key) == u"true"_s;
-}
-
 std::optional<double> Defaults::number(const QString &key) const
 {
     const std::optional<QList<double>> all = numbers(key);
@@ -79,9 +69,8 @@ std::optional<QList<double>> Defaults::numbers(const QString &key) const
 void Defaults::setNumbers(const QString &key, const QList<double> &values)
 {
     QStringList texts;
-    for (const double value : values)
-        texts.append(
-            QString::number(value, 'f', QLocale::FloatingPointShortest)); // the shortest text that reads back equal
+    for (const double value : values) // as the shortest text that reads back equal
+        texts.append(QString::number(value, 'f', QLocale::FloatingPointShortest));
     setText(key, texts.join(u", "_s));
 }
 
@@ -121,7 +110,7 @@ void Defaults::write()
         return !path.isEmpty()
             && (overwrite(path, content)
                 || (Files::makeDirectory(QFileInfo(path).path())
-                    && Files::replace(path, content, {.flush = Files::Flush::Later})));
+                    && Files::replace(path, content, {.isFlushed = false})));
     };
     // The spare file first, because it takes precedence: a kill between the two must not leave older values in it.
     const bool isSpared = m_hasSpare && isWritten(m_sparePath);

@@ -5,6 +5,7 @@
 #include <QList>
 #include <QMap>
 #include <QStringList>
+#include <QVariant>
 
 #include <optional>
 
@@ -12,34 +13,29 @@
 /// It is read by the constructor; later changes by other programs are not seen. Each change is written before the call
 /// returns, so it survives a kill, but is not flushed to the disk. (QSettings flushes twice per change, and the read
 /// offset changes with every event.)
-/// Thread: the main thread.
 /// Errors: a failed write is not reported. The values are written to the spare file instead, and take precedence at the
 /// next start, until the next write or `retryWrite` succeeds. A file that exists but cannot be read is never written.
 class Defaults
 {
 public:
-    /// `path` is the INI file. The first write creates it and its directory. `sparePath` should be on the same disk as
-    /// the log to which the read offset belongs; if it is empty, there is no spare file. An unreadable file is reported
-    /// on standard error.
+    /// The first write creates the file and its directory. `sparePath` should be on the disk of the log to which the
+    /// read offset belongs; if it is empty, there is no spare file. An unreadable file is reported on standard error.
     explicit Defaults(QString path, QString sparePath = {});
     Defaults(Defaults &&) = default; // no copies: each would overwrite the other's changes
 
     /// `$XDG_CONFIG_HOME`, or `.config` under `home` where that variable is unset or not an absolute path.
     static QString configHome(const QString &home);
-    static QString standardPath(const QString &home);      ///< `plumtide/plumtide.conf` in `configHome`.
-    static QString standardSparePath(const QString &home); ///< Beside the log.
+    static QString standardPath(const QString &home); ///< `plumtide/plumtide.conf` in `configHome`.
+    static QString standardSparePath(const QString &home) { return home + QStringLiteral("/.tavvel/plumtide.conf"); }
 
     [[nodiscard]] QStringList paths() const { return {m_path, m_sparePath}; } ///< Of both files.
     [[nodiscard]] bool isReadable() const { return m_isReadable; } ///< False when the file exists but was not read.
 
-    [[nodiscard]] bool boolean(const QString &key) const;                 ///< False for a missing key.
+    [[nodiscard]] bool boolean(const QString &key) const { return m_values.value(key) == QLatin1StringView("true"); }
     [[nodiscard]] std::optional<double> number(const QString &key) const; ///< Absent unless it is one finite number.
     [[nodiscard]] std::optional<QList<double>> numbers(const QString &key) const; ///< Absent unless all are numbers.
 
-    void setBoolean(const QString &key, bool value)
-    {
-        setText(key, value ? QStringLiteral("true") : QStringLiteral("false"));
-    }
+    void setBoolean(const QString &key, bool value) { setText(key, QVariant(value).toString()); }
     /// A whole number is written without a fraction.
     void setNumber(const QString &key, double value) { setNumbers(key, {value}); }
     void setNumbers(const QString &key, const QList<double> &values);

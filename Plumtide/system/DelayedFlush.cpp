@@ -34,10 +34,9 @@ void DelayedFlush::written()
 void DelayedFlush::startFlushing()
 {
     m_timer.stop();
-    if (!m_isDirty)
-        return;
+    const bool isIdle = !m_flush.valid() || m_flush.wait_for(0s) == std::future_status::ready; // else the disk is slow
     try {
-        if (!m_flush.valid() || m_flush.wait_for(0s) == std::future_status::ready) { // else the disk is slow
+        if (m_isDirty && isIdle) {
             m_flush = std::async(std::launch::async, [this] { flushAll(); });
             m_isDirty = false;
         }

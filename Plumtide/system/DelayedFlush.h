@@ -5,10 +5,9 @@
 
 #include <future>
 
-/// Flushes files that are replaced often to the disk, a second after a change and on a thread of its own, so that many
-/// changes in a row cost one flush a second and the main thread never waits for the disk. A power cut loses at most
-/// that second on file systems that write a file before they rename it over another (ext4, btrfs); on others (XFS) it
-/// can leave an empty file. Thread: the main thread.
+/// Flushes files a second after a change, on a thread of its own, so that many changes cost one flush a second and the
+/// main thread never waits for the disk. A power cut loses at most that second on file systems that write a file before
+/// they rename it over another (ext4, btrfs); on others (XFS) it can leave an empty file.
 class DelayedFlush
 {
 public:

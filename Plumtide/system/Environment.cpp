@@ -43,14 +43,13 @@ QString resourcesDirectory()
 // target often has a version in its name. It is compared with /proc/self/exe, since the caller can pass any name.
 QString ownProgram()
 {
-    const QString file = QCoreApplication::applicationFilePath();
     const QString name = QCoreApplication::arguments().value(0);
     const QString named =
         name.contains(u'/') ? QDir::current().absoluteFilePath(name) : QStandardPaths::findExecutable(name);
     std::error_code error;
     const bool isThisProgram =
         std::filesystem::equivalent(QFile::encodeName(named).toStdString(), "/proc/self/exe", error);
-    return isThisProgram ? QDir::cleanPath(named) : file;
+    return isThisProgram ? QDir::cleanPath(named) : QCoreApplication::applicationFilePath();
 }
 
 } // namespace

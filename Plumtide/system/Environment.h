@@ -24,8 +24,7 @@ struct Environment
     QString resourcesDir; ///< The program's resources; empty when it has none.
     QString program = {}; ///< The absolute path to start this program by, also after an update.
 
-    /// The system's clock and process table, `realHome`, its defaults, and the program's resources. Needs a
-    /// QCoreApplication.
+    /// Of the system, for `realHome`. Needs a QCoreApplication.
     static Environment real();
     /// `$HOME`, or the home of the password database where that is no absolute path; empty when there is neither.
     /// Needs no application object.

@@ -10,8 +10,8 @@
 #include <chrono>
 #include <optional>
 
-/// Waits for changes of the file at a path and of the files in a folder. Both may be missing, and may be replaced.
-/// Thread: one thread at a time, except `interrupt`.
+/// Waits for changes of the file at a path and of the files in a folder. Both may be missing, and may be replaced. One
+/// thread at a time, except `interrupt`.
 class FileWatch
 {
 public:

@@ -17,8 +17,6 @@
 
 using namespace Qt::StringLiterals;
 
-Q_LOGGING_CATEGORY(systemLog, "plumtide.system", QtWarningMsg)
-
 namespace {
 
 const QString temporarySuffix = u".tavvel-new"_s; // distinguishes them from temporary files of other programs
@@ -79,8 +77,7 @@ int replaceBytes(const QString &path, const QByteArray &content, const Files::Re
         && ::fchown(file, ::geteuid(), existing.st_gid) != 0)
         qCDebug(systemLog) << path << "gets another owner and group";
     int error = 0;
-    if (!writeAll(file, content) || ::fchmod(file, mode) != 0
-        || (options.flush == Files::Flush::BeforeRename && ::fsync(file) != 0))
+    if (!writeAll(file, content) || ::fchmod(file, mode) != 0 || (options.isFlushed && ::fsync(file) != 0))
         error = errno;
     // Closed before the rename: a program that is open for writing cannot be started, and the agents may start their
     // hooks at any time. Some network file systems report a full disk only here.
@@ -90,7 +87,7 @@ int replaceBytes(const QString &path, const QByteArray &content, const Files::Re
         error = errno;
     if (error != 0)
         ::unlink(temporary.constData());
-    else if (options.flush == Files::Flush::BeforeRename)
+    else if (options.isFlushed)
         ::fsync(folder.get()); // not every file system can do this; the content is on the disk already
     return error;
 }

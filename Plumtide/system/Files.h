@@ -9,19 +9,12 @@
 
 #include <sys/types.h>
 
-/// Operations on whole files, with every step checked. A failure has one Chinese sentence that names the file and the
-/// reason. Thread: any.
+/// Operations on whole files, each step checked. A failure's sentence names the file and the reason. Thread: any.
 namespace Files {
 
 /// The content of the regular file at `path` (symbolic links are followed). Fails for anything else, without blocking
 /// on a FIFO or a device, and for a file of more bytes than `maxBytes` or than its size says.
 Outcome<QByteArray> read(const QString &path, qint64 maxBytes);
-
-/// When `replace` flushes the new content to the disk.
-enum class Flush {
-    BeforeRename, ///< A power cut leaves the old content or the new one, never anything else.
-    Later,        ///< The caller flushes it. A killed process still leaves a whole file.
-};
 
 /// How `replace` treats an existing file.
 struct ReplaceOptions
@@ -30,7 +23,8 @@ struct ReplaceOptions
     /// replaced, too. Otherwise an existing file keeps its mode, a new one gets 0600, and the target of a link is
     /// replaced.
     std::optional<mode_t> ownMode = {};
-    Flush flush = Flush::BeforeRename;
+    /// Flushed before the rename, so that a power cut, too, leaves the old content or the new one; else by the caller.
+    bool isFlushed = true;
 };
 
 /// Replaces the file at `path` as a whole: a temporary file beside the target (".NAME.", six random characters and
@@ -46,8 +40,7 @@ void removeTemporaries(const QString &path);
 /// Creates the directory and its missing parents, with mode 0700, unless it exists.
 Outcome<void> makeDirectory(const QString &path);
 
-/// Moves `path` to the first of "base.suffix", "base-2.suffix", "base-3.suffix" ... that does not exist. `base` is a
-/// path. Returns the new path.
+/// Moves `path` to the first of base + suffix, base + "-2" + suffix ... that does not exist, and returns that.
 Outcome<QString> moveAside(const QString &path, const QString &base, const QString &suffix);
 
 /// A failure with its whole sentence: what was attempted (a verb phrase, "无法写入"), the file, and the reason.

@@ -2,5 +2,8 @@
 
 #include <QLoggingCategory>
 
-/// Log category "plumtide.system", switched on by QT_LOGGING_RULES="plumtide.system=true".
+// "plumtide.system" and so on. Off unless QT_LOGGING_RULES turns them on.
 Q_DECLARE_LOGGING_CATEGORY(systemLog)
+Q_DECLARE_LOGGING_CATEGORY(hooksLog)
+Q_DECLARE_LOGGING_CATEGORY(desktopLog)
+Q_DECLARE_LOGGING_CATEGORY(appLog)

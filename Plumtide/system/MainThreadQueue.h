@@ -13,8 +13,7 @@
 
 /// Runs work from other threads on the main thread, in order. After `turnBudget` of work it returns to the event loop
 /// once, so that timers, D-Bus and the display go on. It holds at most `capacity` items, so a long catch-up needs no
-/// more memory than a short one.
-/// Thread: `post` from any thread but the main thread; the rest on the main thread.
+/// more memory than a short one. Thread: `post` from any other, the rest on the main thread.
 class MainThreadQueue
 {
 public:

@@ -1,6 +1,4 @@
 #include "Plumtide/hooks/HooksInstaller.h"
-#include "Plumtide/hooks/HookDiagnostics.h"
-#include "Plumtide/hooks/HooksRemoval.h"
 #include "Plumtide/system/Files.h"
 
 #include "tests/support/DiskCalls.h"
@@ -190,7 +188,7 @@ TEST_F(HooksInstallerTest, ARemovalThatWasKilledIsCompletedByTheNext)
         installer.installCodex();
         if (::fork() == 0) {
             onRename = [left = killedAt](const QString &) mutable { return left-- == 0 && (::_exit(9), true); };
-            HooksRemoval::remove(home.path());
+            HooksInstaller::remove(home.path());
             ::_exit(0);
         }
         ::wait(&status);
@@ -198,7 +196,7 @@ TEST_F(HooksInstallerTest, ARemovalThatWasKilledIsCompletedByTheNext)
         EXPECT_TRUE(home.exists(hookScript) || !home.read(config).contains("codex-notify.sh")); // which runs it
         for (const QString &file : {settings, config, hookScript})
             Files::removeTemporaries(home.path(file));
-        HooksRemoval::remove(home.path());
+        HooksInstaller::remove(home.path());
         EXPECT_EQ(home.read(settings) + home.read(config), "{ \"a\" :1}notify = ['a'] # c\n") << killedAt;
         for (const QString folder : {".claude", ".codex"})
             EXPECT_EQ(QDir(home.path(folder)).entryList(QDir::Files | QDir::Hidden).size(), 2) << killedAt;
@@ -225,7 +223,7 @@ TEST_F(HooksInstallerTest, ReasonsWhyRegisteredHooksDoNotRunAreReported)
     };
     for (const auto &[file, content, reason] : cases) {
         home.write(file, content);
-        const QStringList said = hookProblems(home.path(), home.path("managed"));
+        const QStringList said = HooksInstaller::problems(home.path(), home.path("managed"));
         EXPECT_EQ(said.size(), reason.isEmpty() ? 1 : 2) << content.constData();
         EXPECT_TRUE(said.join('|').contains(reason)) << content.constData();
         QFile::remove(home.path(file));

@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr Files::ReplaceOptions later{.flush = Files::Flush::Later};
+constexpr Files::ReplaceOptions later{.isFlushed = false};
 constexpr Files::ReplaceOptions program{.ownMode = 0755};
 
 QString shell(const TestHome &home, const QString &commands)

@@ -1,3 +1,0 @@
-#include "Plumtide/app/Log.h"
-
-Q_LOGGING_CATEGORY(appLog, "plumtide.app", QtWarningMsg)
