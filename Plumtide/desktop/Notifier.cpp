@@ -11,6 +11,7 @@
 #include <QMetaMethod>
 
 #include <algorithm>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
