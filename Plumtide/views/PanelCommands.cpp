@@ -2,6 +2,7 @@
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/views/BoardScroll.h"
 #include "Plumtide/views/BoardView.h"
+#include "Plumtide/views/DrawnView.h"
 #include "Plumtide/views/PanelView.h"
 
 #include <QApplication>
