@@ -42,9 +42,6 @@ class Program:
         self.process.send_signal(number)
         return self.process.wait(60)
 
-    def kill(self):
-        return self.stop(signal.SIGKILL)
-
     def stderr(self):
         """What it has printed."""
         return self._errors.read_text(errors='replace')

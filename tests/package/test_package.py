@@ -101,5 +101,5 @@ class PackageTest(unittest.TestCase):
         kept = {path: path.read_bytes() for path in home.path.rglob('*') if path.is_file()}
         run(*dpkg, '--purge', 'plumtide')
         self.assertEqual((files() ^ before, {path: path.read_bytes() for path in kept}), (set(), kept))
-        home.codex()
+        home.tell_codex({'type': 'agent-turn-complete'})
         self.assertTrue((home.path / 'notified').exists(), 'the deployed hooks still work for a session that goes on')
