@@ -57,7 +57,7 @@ class TrayTest(unittest.TestCase):
         app.stop()
         app.start()
         app.until_says('Plumtide')
-        self.assertEqual(app.menu(is_announced=False)['登录时启动'][1], 1)
+        self.assertEqual(app.menu()['登录时启动'][1], 1)
         entry.unlink()  # the desktop's own settings do so
         self.assertEqual(app.menu()['登录时启动'][1], 0)
         app.choose('退出')

@@ -20,9 +20,6 @@ FILES = {f'usr/{name}': 0o755 for name in (
         *(f'doc/plumtide/{name}' for name in ('changelog.gz', 'copyright', 'README.md', 'README.zh-CN.md')),
         *(f'doc/plumtide/docs/pictures/{name}.png' for name in ('panel', 'mini-board', 'tray')),
         *(f'icons/hicolor/{size}x{size}/apps/plumtide.png' for size in (16, 22, 24, 32, 48, 64, 128, 256)))}
-# What the package tools, the loader and the desktops keep for themselves where packages put files.
-BOOKKEEPING = ('etc/ld.so.cache', 'usr/share/applications/mimeinfo.cache', 'usr/share/icons/hicolor/icon-theme.cache',
-               'usr/share/mime', 'var/cache', 'var/lib/apt', 'var/lib/dpkg', 'var/lib/swcatalog', 'var/log')
 
 
 def field(name):
@@ -38,12 +35,13 @@ class PackageTest(unittest.TestCase):
     def test_it_holds_these_files_and_no_others_and_debian_finds_no_fault(self):
         files = [path for path in (self.tree / 'usr').rglob('*') if not path.is_dir()]
         self.assertEqual({str(path.relative_to(self.tree)): path.stat().st_mode & 0o7777 for path in files}, FILES)
+        self.assertEqual({path.name for path in (self.tree / 'DEBIAN').iterdir()}, {'control', 'md5sums'})  # no scripts
         self.assertNotIn(str(RECORDINGS.parents[1]).encode(), (self.tree / 'usr/bin/plumtide').read_bytes())
         run('desktop-file-validate', self.tree / 'usr/share/applications/plumtide.desktop')
         run('appstreamcli', 'validate', '--no-net', *(self.tree / 'usr/share/metainfo').iterdir())
         run('lintian', '--allow-root', '--fail-on', 'error,warning', PACKAGE)
 
-    def test_an_update_while_sessions_run_loses_nothing_and_a_purge_leaves_what_is_the_users(self):
+    def test_an_update_while_sessions_run_loses_nothing_and_a_purge_leaves_the_hooks(self):
         home, sent, enough = self.home, [], threading.Event()
         if os.environ.get('PLUMTIDE_PACKAGE_TEST_SYSTEM') == '1':
             root, dpkg = Path('/'), ['dpkg']
@@ -57,12 +55,6 @@ class PackageTest(unittest.TestCase):
             dpkg = ['dpkg', f'--root={root}', '--force-not-root', '--force-depends']  # the machine's libraries
             install = [*dpkg, '--install']
 
-        def files():
-            walks = (os.walk(root / place) for place in ('etc', 'opt', 'srv', 'usr', 'var'))
-            names = (os.path.relpath(f'{folder}/{name}', root) for walk in walks
-                     for folder, folders, files in walk for name in folders + files)
-            return {name for name in names if not name.startswith(BOOKKEEPING)}
-
         def work(session):
             while not enough.is_set():
                 sent.append(prompt := f'{session} asks {len(sent)}')
@@ -75,7 +67,6 @@ class PackageTest(unittest.TestCase):
         run('sed', '-i', 's/^Version: .*/&+newer/', self.tree / 'DEBIAN/control')
         run('sed', '-i', '$a # newer', *(self.tree / 'usr/share/plumtide/hooks').iterdir())
         run('dpkg-deb', '--root-owner-group', '--build', self.tree, update := home.folder / 'update.deb')
-        before = files()
         run(*install, PACKAGE)
         home.program = root / 'usr/bin/plumtide'
         home.write('.codex/config.toml', f'notify = ["touch", "{home.path}/notified"]\n')
@@ -98,8 +89,6 @@ class PackageTest(unittest.TestCase):
         prompts = re.findall('"prompt":"(.*?)"', home.read('.tavvel/events.jsonl').decode())
         self.assertEqual(sorted(prompts), sorted(sent), 'each once')
 
-        kept = {path: path.read_bytes() for path in home.path.rglob('*') if path.is_file()}
         run(*dpkg, '--purge', 'plumtide')
-        self.assertEqual((files() ^ before, {path: path.read_bytes() for path in kept}), (set(), kept))
         home.tell_codex({'type': 'agent-turn-complete'})
         self.assertTrue((home.path / 'notified').exists(), 'the deployed hooks still work for a session that goes on')

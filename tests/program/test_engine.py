@@ -3,7 +3,6 @@ import json
 import os
 import random
 import re
-import shutil
 import signal
 import socket
 import sys
@@ -29,8 +28,7 @@ def event(session, name='UserPromptSubmit', **members):
 
 def board(home):
     """Each line in short, without times."""
-    return [' | '.join((task['id'][:11], task['status'], task['title'], task['currentState'],
-                        task.get('waitingReason', '-'), *(entry[6:] for entry in task['recentEvents'])))
+    return [' | '.join((task['id'][:11], task['status'], task['title'], *(entry[6:] for entry in task['recentEvents'])))
             for task in home.lines()]
 
 
@@ -228,13 +226,6 @@ class EngineTest(unittest.TestCase):
         home.log(event('s'))
         with Program(home, DBUS_SESSION_BUS_ADDRESS=f'unix:path={home.folder}/mute'):
             until(home.lines, 15)
-
-    def test_a_bare_executable_has_no_scripts_but_those_that_it_is_told_of(self):
-        home, scripts = self.home, CHECKOUT / 'resources/hooks'
-        home.program = shutil.copy(PROGRAM, home.folder)
-        self.assertIn('没有 hooks 资源', home.install()[0])
-        run(CHECKOUT / 'scripts/install-hooks.py', home.program, env=home.environment)
-        self.assertEqual(home.read('.tavvel/hooks/tavvel-hook.sh'), (scripts / 'tavvel-hook.sh').read_bytes())
 
     def test_hooks_work_whatever_the_home_is_called(self):
         home = Home(self, 'with "space" (and) it\'s \\ $HOME 家')
