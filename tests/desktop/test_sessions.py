@@ -7,15 +7,14 @@ from driver.desktop import App, desktop
 from driver.home import line, run, until
 
 # Stands for an agent: keeps of its session what its tool keeps, in the terminal where it is started.
-AGENT = '''case $1 in
-cc-*) echo "{\\"sessionId\\":\\"${1#cc-}\\",\\"pid\\":$$}" >"$HOME/.claude/sessions/$$.json"; exec sleep 1000 ;;
+AGENT = r'''case $1 in
+cc-*) echo "{\"sessionId\":\"${1#cc-}\",\"pid\":$$}" >"$HOME/.claude/sessions/$$.json"; exec sleep 1000 ;;
 cx-*) exec 3>"$HOME/rollout-2026-${1#cx-}.jsonl"; exec "$HOME/codex" 1000 ;;
 esac'''
 NO_WINDOW = '没找到这个会话的终端窗口。'
 # The sessions, and where the way to each leads: to the window of this name, or to a sentence.
 SESSIONS = {'cc-xterm': 'xterm', 'cc-tmux': 'tmux', 'cc-screen': 'screen', 'cc-first': 'first', 'cx-second': 'second',
             'cc-blind': NO_WINDOW, 'cc-hidden': NO_WINDOW, 'cx-gone': '没找到这个会话的进程。'}
-LIBFAKETIME = next(Path('/usr/lib').glob('*/faketime/libfaketimeMT.so.1'))
 
 
 def windows():
@@ -32,7 +31,8 @@ class SessionTest(unittest.TestCase):
         home, agent = app.home, f'sh {app.home.path}/agent'
         (home.path / 'screens').mkdir(mode=0o700)
         home.environment['SCREENDIR'] = f'{home.path}/screens'
-        app.environment |= home.environment | {'LD_PRELOAD': f'{LIBFAKETIME}', 'FAKETIME_NO_CACHE': '1',
+        library = next(Path('/usr/lib').glob('*/faketime/libfaketimeMT.so.1'))
+        app.environment |= home.environment | {'LD_PRELOAD': f'{library}', 'FAKETIME_NO_CACHE': '1',
                                                'FAKETIME_TIMESTAMP_FILE': f'{home.path}/clock'}
         home.write('agent', AGENT)
         # A client of tmux hangs with libfaketime 0.9.10.

@@ -63,7 +63,7 @@ class TrayTest(unittest.TestCase):
         app.choose('退出')
         self.assertEqual(app.process.wait(20), 0)
 
-    def test_a_notification_is_whole_goes_with_the_answer_and_opens_the_panel_and_any_service_will_do(self):
+    def test_a_notification_goes_with_the_answer_and_opens_the_panel_and_any_service_will_do(self):
         desktop().use(notifications=None)
         app = self.start()  # with a service that counts from 1
         self.assertEqual(self.approve('s1', 'a <b> & c'), [

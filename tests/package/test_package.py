@@ -22,10 +22,6 @@ FILES = {f'usr/{name}': 0o755 for name in (
         *(f'icons/hicolor/{size}x{size}/apps/plumtide.png' for size in (16, 22, 24, 32, 48, 64, 128, 256)))}
 
 
-def field(name):
-    return run('dpkg-deb', '--field', PACKAGE, name).strip()
-
-
 class PackageTest(unittest.TestCase):
     def setUp(self):
         self.home = Home(self)
@@ -47,7 +43,8 @@ class PackageTest(unittest.TestCase):
             root, dpkg = Path('/'), ['dpkg']
             install = ['apt-get', 'install', '--yes', '--no-install-recommends', '--reinstall']
             self.assertFalse(Path('/usr/bin/plumtide').exists(), 'the test would remove what is installed')
-            run('apt-get', 'satisfy', '--yes', '--no-install-recommends', field('Depends'))
+            depends = run('dpkg-deb', '--field', PACKAGE, 'Depends').strip()
+            run('apt-get', 'satisfy', '--yes', '--no-install-recommends', depends)
             self.addCleanup(run, 'dpkg', '--purge', 'plumtide')
         else:
             root = home.folder / 'root'

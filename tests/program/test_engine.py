@@ -1,7 +1,6 @@
 """The program without a desktop, as its user and the agents meet it."""
 import json
 import os
-import random
 import re
 import signal
 import socket
@@ -17,7 +16,6 @@ CHECKOUT = Path(__file__).resolve().parents[2]
 CONFIGURATION = '.config/plumtide/plumtide.conf'
 NO_DISPLAY = 'Plumtide: 没有可用的图形界面，在后台继续运行，不显示窗口。\n'
 CLAUDE_INSTALLED = 'Claude Code 接好了。重新打开一个会话，再发一条消息就能看到。'
-NOTHING_REMOVED = 'Claude Code 没有接入，没有改动。\nCodex 没有接入，没有改动。\n'
 NO_CODEX = '没找到 Codex 配置文件：~/.codex/config.toml'
 
 
@@ -45,7 +43,7 @@ class EngineTest(unittest.TestCase):
     def setUp(self):
         self.home = Home(self)
 
-    def test_recorded_sessions_of_both_tools_become_the_right_board_live_and_after_a_restart(self):
+    def test_recorded_sessions_become_the_right_board_live_and_after_a_restart(self):
         home, expected = self.home, (Path(__file__).parent / 'recorded-board.txt').read_text().splitlines()
         home.write('.codex/config.toml', 'model = "x"\n')
         with Program(home):
@@ -60,21 +58,19 @@ class EngineTest(unittest.TestCase):
             until(home.has_read_all)
         self.assertEqual(board(home), expected)
 
-    def test_killed_at_any_moment_of_a_burst_it_leaves_a_whole_file_and_the_next_start_goes_on(self):
-        home, seed = self.home, int(os.environ.get('PLUMTIDE_TEST_SEED') or time.time_ns())
-        print(f'To repeat this: PLUMTIDE_TEST_SEED={seed}')
-        chance, sessions, names = random.Random(seed), range(40), ('UserPromptSubmit', 'PostToolUse', 'PostToolUse')
+    def test_killed_at_any_moment_it_leaves_a_whole_file_and_the_next_start_goes_on(self):
+        home, names = self.home, ('UserPromptSubmit', 'PostToolUse', 'PostToolUse')
         for attempt in range(12):
             program, before = Program(home), home.offset()
             program.start()
             home.log(*(event(number % 40, names[number % 3]) for number in range(400)))
             if attempt % 4:  # some while it starts, most while it works
                 until(lambda: home.offset() > before)
-            time.sleep(chance.random() * 0.12)
+            time.sleep(attempt / 100)
             program.stop(signal.SIGKILL)
             self.assertTrue(home.lines() or attempt < 3, 'the file is whole')
         with Program(home):
-            home.log(*(event(number, name) for number in sessions for name in ('UserPromptSubmit', 'SessionEnd')))
+            home.log(*(event(number, name) for number in range(40) for name in ('UserPromptSubmit', 'SessionEnd')))
             until(lambda: [task['status'] for task in home.lines()] == ['done'] * 40)
             until(home.has_read_all)
         self.assertEqual({path.name for path in (home.path / '.tavvel').iterdir()}, {'events.jsonl', 'tasks.json'})
@@ -131,7 +127,7 @@ class EngineTest(unittest.TestCase):
             self.assertEqual([len(line['recentEvents']) for line in home.lines()], [1] * len(sessions))
             self.assertFalse(home.read(spare))
 
-    def test_a_dialog_that_no_event_tells_of_is_notified_and_taken_back_by_the_record_of_its_session(self):
+    def test_a_dialog_without_an_event_is_notified_and_taken_back_by_its_record(self):
         home = self.home
         process, notified = home.start('sleep', 'infinity'), take_notifications(home)
         start = Path(f'/proc/{process.pid}/stat').read_text().split()[21]
@@ -153,12 +149,9 @@ class EngineTest(unittest.TestCase):
     def test_of_several_arguments_one_counts_and_help_and_manual_name_the_same(self):
         version = re.match(r'(plumtide) \((.*?)\)', (CHECKOUT / 'packaging/changelog').read_text()).expand(r'\1 \2\n')
         manual = (CHECKOUT / 'packaging/plumtide.1.in').read_text().replace('\\', '')
-        for arguments, printed in (
-                ('x --version --remove-hooks', version), ('--reset-mini-board --remove-hooks', NOTHING_REMOVED),
-                ('--help --install-hooks --remove-hooks --reset-mini-board --version',
-                 f'{CLAUDE_INSTALLED}\n{NO_CODEX}\n')):
-            self.assertFalse(self.home.read('.claude/settings.json'), arguments)
-            self.assertEqual(run(PROGRAM, *arguments.split(), env=self.home.environment), printed)
+        self.assertEqual(run(PROGRAM, 'x', '--version', '--remove-hooks', env=self.home.environment), version)
+        every = '--help --install-hooks --remove-hooks --reset-mini-board --version'.split()
+        self.assertEqual(run(PROGRAM, *every, env=self.home.environment), f'{CLAUDE_INSTALLED}\n{NO_CODEX}\n')
         kept = '[General]\nminiBoardEnabled=true\n{}tavvel.x=1\n'
         self.home.write(CONFIGURATION, kept.format('miniBoardOrigin=80, 120\n'))
         self.assertEqual(run(PROGRAM, '-x', '--reset-mini-board', env=self.home.environment), '')
@@ -178,7 +171,7 @@ class EngineTest(unittest.TestCase):
         os.close(writer)
         self.assertIn(b'notify', self.home.read('.codex/config.toml'))
 
-    def test_what_was_installed_is_taken_out_byte_for_byte_and_what_has_come_since_stays(self):
+    def test_removal_takes_out_what_was_installed_and_leaves_what_has_come_since(self):
         home, files = self.home, ('.claude/settings.json', '.codex/config.toml')
 
         def connect(*contents):

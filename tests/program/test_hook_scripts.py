@@ -128,7 +128,7 @@ def in_all_shells(test):
 
 class HookScriptsTest(unittest.TestCase):
     @in_all_shells
-    def test_what_the_board_reads_of_one_json_object_is_logged_and_nothing_of_what_is_none(self, scripts):
+    def test_what_the_board_reads_of_a_json_object_is_logged_and_nothing_else(self, scripts):
         recorded = [path.read_text() for path in sorted(RECORDINGS.glob('claude/*/[0-9]*.json'))]
         for payload in [*PAYLOADS, *recorded][scripts.shell_number::3]:  # to save time, each awk in one of the shells
             scripts.claude(payload)
@@ -149,7 +149,7 @@ class HookScriptsTest(unittest.TestCase):
         self.assertEqual(scripts.take_lines(), [logged(payload)] * 40)
 
     @in_all_shells
-    def test_a_deployed_script_logs_beside_itself_and_another_one_in_a_home_that_is_absolute(self, scripts):
+    def test_a_deployed_script_logs_beside_itself_and_another_in_an_absolute_home(self, scripts):
         home = scripts.folder / "it's $HOME"
         home.mkdir()
         for folder, value, is_deployed, is_home in (
@@ -194,7 +194,7 @@ class HookScriptsTest(unittest.TestCase):
         self.assertEqual(scripts.take_lines(), [])
 
     @in_all_shells
-    def test_whatever_the_log_is_the_program_that_codex_notified_before_gets_its_arguments_unchanged(self, scripts):
+    def test_whatever_the_log_is_the_program_that_codex_ran_before_gets_its_arguments(self, scripts):
         # It has the name of a shell builtin, fails and talks: none of it may show.
         body = 'echo out; echo err >&2\nprintf "[%s]" "$@" >"${0%/*}/../record"\nexit 7\n'
         scripts.add_program(scripts.tools / 'true', body)
