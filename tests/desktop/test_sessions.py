@@ -24,7 +24,7 @@ def windows():
 
 
 class SessionTest(unittest.TestCase):
-    def test_a_notification_leads_to_the_window_and_pane_of_its_session_and_never_to_another(self):
+    def test_a_notification_leads_to_the_window_and_pane_of_its_session_only(self):
         desktop().use(notifications=None)
         desktop().use()  # with a service that counts from 1
         app = App(self, *[line(name, 40, id=name, project=name) for name in SESSIONS])

@@ -28,7 +28,6 @@ class StartTest(unittest.TestCase):
                 self.assertTrue(0 <= x <= SIZE[0] - width and 0 <= y <= SIZE[1] - height, (x, y))
                 desktop().do('key', 'Escape')
                 app.until_closed()
-            self.assertEqual(app.home.defaults()['miniBoardEnabled'], 'false')
             app.open()
             app.press('push button', '退出')
             self.assertEqual(app.process.wait(20), 0)

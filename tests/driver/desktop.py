@@ -250,7 +250,6 @@ class App(Program):
         until(lambda: self.has_focus() if self.window() else self.start_again())
 
     def until_open(self):
-        """The panel, with the focus."""
         until(self.has_focus)
 
     def until_closed(self, width=400):
