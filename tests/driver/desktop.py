@@ -247,7 +247,9 @@ class App(Program):
         return (panel := self.window()) and desktop().active() == [panel.id] and self.focused()
 
     def open(self):
+        """The panel, with the focus."""
         until(lambda: self.has_focus() if self.window() else self.start_again())
+        return self.window()
 
     def until_open(self):
         until(self.has_focus)
