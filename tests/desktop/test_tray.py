@@ -26,21 +26,21 @@ class TrayTest(unittest.TestCase):
 
     def test_the_number_is_drawn_after_a_start_and_follows_what_changes_it(self):
         app = self.start(*URGENT)
-        app.until_says('Plumtide：101 条等你处理')
+        until(lambda: app.tooltip() == 'Plumtide：101 条等你处理')
         until(lambda: app.icon()[BADGE] > 40)
         app.stop()
         app.home.write('.tavvel/tasks.json', '[]')
         app.start()
-        app.until_says('Plumtide')
+        until(lambda: app.tooltip() == 'Plumtide')
         until(lambda: len(app.icon()) > 3 and not app.icon()[BADGE])
         app.ask_approval('tidy up')
-        app.until_says('Plumtide：1 条等你处理')
+        until(lambda: app.tooltip() == 'Plumtide：1 条等你处理')
         app.home.hook('Stop')
-        app.until_says('Plumtide')
+        until(lambda: app.tooltip() == 'Plumtide')
 
     def test_each_entry_of_the_menu_does_what_it_says(self):
         app = self.start()
-        app.until_says('Plumtide')
+        until(lambda: app.tooltip() == 'Plumtide')
         self.assertEqual({label: checked for label, (_, checked) in app.menu().items()},
                          {'打开看板': -1, '撤销': False, '悬浮板': 0, '登录时启动': 0, '': -1, '退出': -1})
         app.choose('打开看板')
@@ -94,7 +94,7 @@ class TrayTest(unittest.TestCase):
         self.start(tray=None)
         for button in (1, 2):
             desktop().use()
-            self.app.until_says('Plumtide')
+            until(lambda: self.app.tooltip() == 'Plumtide')
             self.app.click_item(button)
             self.app.until_open()
             desktop().use(tray=None)

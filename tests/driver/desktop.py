@@ -96,9 +96,8 @@ class Desktop:
         folder.cleanup()
 
     def _stop(self, part):
-        process = self._parts.pop(part)
-        process.terminate()
-        process.wait()
+        self._parts[part].terminate()
+        self._parts.pop(part).wait()
 
     def use(self, manager='openbox', tray='xfce4-panel', notifications='actions body-markup', compositor=None):
         """A window manager; a tray, a notification service, by its capabilities, and a compositor, or None of them."""
@@ -256,9 +255,6 @@ class App(Program):
 
     def until_closed(self, width=400):
         until(lambda: not self.window(width))
-
-    def until_says(self, tooltip):
-        until(lambda: self.tooltip() == tooltip)
 
     def item(self, name):
         """A property of it, if it is in the tray."""

@@ -65,7 +65,7 @@ class PackageTest(unittest.TestCase):
         run('dpkg-deb', '--root-owner-group', '--build', self.tree, update := home.folder / 'update.deb')
         run(*install, PACKAGE)
         home.program = root / 'usr/bin/plumtide'
-        home.write('.codex/config.toml', f'notify = ["touch", "{home.path}/notified"]\n')
+        home.write('.codex/config.toml', f'notify = ["sh", "-c", "touch {home.path}/notified"]\n')
         self.assertRegex('\n'.join(home.install()), r'\AClaude Code 接好了.*\nCodex 接好了.*\Z')
         home.log()
         with Program(home) as program, ThreadPoolExecutor() as pool, ExitStack() as at_the_end:
