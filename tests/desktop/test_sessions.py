@@ -66,9 +66,11 @@ class SessionTest(unittest.TestCase):
         other = desktop().open_window(self, 100, 200, 300, 200)
         home.write('clock', '+0')
         self.enterContext(app)
-        home.write('later', '+2m')
-        (home.path / 'later').rename(home.path / 'clock')  # of each of these silent sessions it warns then
-        home.log({'hook_event_name': 'Stop', 'session_id': 'nobody'})  # wakes it
+        for setting in ('+0', '+2m'):  # of each of these silent sessions it warns then
+            home.write('later', setting)
+            (home.path / 'later').rename(home.path / 'clock')
+            home.log({'hook_event_name': 'Stop', 'session_id': 'nobody'})  # wakes it
+            until(home.has_read_all)
         told = until(lambda: desktop().notified()[len(SESSIONS) - 1:] and desktop().notified())
         for number, (_, _, _, name, *_) in enumerate(told, 1):
             before, where = len(desktop().notified()), SESSIONS[name]
