@@ -1,20 +1,20 @@
 import shutil
 import unittest
+from pathlib import Path
 from subprocess import DEVNULL
 
 from driver.desktop import App, desktop
 from driver.home import line, run, until
-from driver.program import faked_clock, set_clock
 
 # Stands for an agent: keeps of its session what its tool keeps, in the terminal where it is started.
-AGENT = '''case $1 in
-cc-*) echo "{\\"sessionId\\":\\"${1#cc-}\\",\\"pid\\":$$}" >"$HOME/.claude/sessions/$$.json"; exec sleep 1000 ;;
+AGENT = r'''case $1 in
+cc-*) echo "{\"sessionId\":\"${1#cc-}\",\"pid\":$$}" >"$HOME/.claude/sessions/$$.json"; exec sleep 1000 ;;
 cx-*) exec 3>"$HOME/rollout-2026-${1#cx-}.jsonl"; exec "$HOME/codex" 1000 ;;
 esac'''
 NO_WINDOW = '没找到这个会话的终端窗口。'
 # The sessions, and where the way to each leads: to the window of this name, or to a sentence.
 SESSIONS = {'cc-xterm': 'xterm', 'cc-tmux': 'tmux', 'cc-screen': 'screen', 'cc-first': 'first', 'cx-second': 'second',
-            'cc-blind': NO_WINDOW, 'cc-hidden': NO_WINDOW, 'cc-alone': NO_WINDOW, 'cx-gone': '没找到这个会话的进程。'}
+            'cc-blind': NO_WINDOW, 'cc-hidden': NO_WINDOW, 'cx-gone': '没找到这个会话的进程。'}
 
 
 def windows():
@@ -24,15 +24,16 @@ def windows():
 
 
 class SessionTest(unittest.TestCase):
-    def test_a_notification_leads_to_the_window_and_pane_of_its_session_and_never_to_another(self):
+    def test_a_notification_leads_to_the_window_and_pane_of_its_session_only(self):
         desktop().use(notifications=None)
         desktop().use()  # with a service that counts from 1
         app = App(self, *[line(name, 40, id=name, project=name) for name in SESSIONS])
         home, agent = app.home, f'sh {app.home.path}/agent'
-        set_clock(clock := home.folder / 'clock', '+0')
         (home.path / 'screens').mkdir(mode=0o700)
         home.environment['SCREENDIR'] = f'{home.path}/screens'
-        app.environment |= home.environment | faked_clock(clock)
+        library = next(Path('/usr/lib').glob('*/faketime/libfaketimeMT.so.1'))
+        app.environment |= home.environment | {'LD_PRELOAD': f'{library}', 'FAKETIME_NO_CACHE': '1',
+                                               'FAKETIME_TIMESTAMP_FILE': f'{home.path}/clock'}
         home.write('agent', AGENT)
         # A client of tmux hangs with libfaketime 0.9.10.
         home.write('bin/tmux', '#!/bin/sh\nunset LD_PRELOAD\nexec /usr/bin/tmux "$@"\n')
@@ -54,7 +55,6 @@ class SessionTest(unittest.TestCase):
             run(*tmux, *what.split(), command, env=home.environment)
         screen = ['screen', '-S', 'plum']
         run(*screen, '-c', '/dev/null', '-d', '-m', *f'{agent} cc-screen'.split(), env=home.environment)
-        home.start('script', '-q', '-c', f'{agent} cc-alone', '/dev/null')  # a terminal without a window
         show('tmux', 'xterm', '-T', 'tmux', '-e', *tmux, 'attach', '-t', 'tmux')
         show('screen', 'xterm', '-T', 'screen', '-e', *screen, '-r')
         home.environment |= {'TMUX': run(*tmux, 'display-message', '-p', f'{home.path}/tmux,#{{pid}},0').strip(),
@@ -62,12 +62,14 @@ class SessionTest(unittest.TestCase):
         show('second', 'xfce4-terminal', '--disable-server', '-T', 'first', '-e', f'{agent} cc-first',
              '--window', '-T', 'second', '-e', f'{agent} cx-second',
              '--tab', '-T', 'second', '-e', f'env -u WINDOWID {agent} cc-blind')
-        until(lambda: len([*home.path.glob('.claude/sessions/*.json'), *home.path.glob('rollout*')]) == 8)
+        until(lambda: len([*home.path.glob('.claude/sessions/*.json'), *home.path.glob('rollout*')]) == 7)
         other = desktop().open_window(self, 100, 200, 300, 200)
+        home.write('clock', '+0')
         self.enterContext(app)
         for setting in ('+0', '+2m'):  # of each of these silent sessions it warns then
-            set_clock(clock, setting)
-            home.log({'hook_event_name': 'Stop', 'session_id': 'nobody'})
+            home.write('later', setting)
+            (home.path / 'later').rename(home.path / 'clock')
+            home.log({'hook_event_name': 'Stop', 'session_id': 'nobody'})  # wakes it
             until(home.has_read_all)
         told = until(lambda: desktop().notified()[len(SESSIONS) - 1:] and desktop().notified())
         for number, (_, _, _, name, *_) in enumerate(told, 1):
@@ -83,4 +85,4 @@ class SessionTest(unittest.TestCase):
                                  ([number, 'plumtide', '前往会话', where], [other.id]))
         pane = run(*tmux, 'display-message', '-p', '-t', '=tmux:', '#{pane_start_command}', env=home.environment)
         self.assertEqual(pane, f'"{agent} cc-tmux"\n')
-        self.assertEqual(len(desktop().notified()), len(SESSIONS) + 4)
+        self.assertEqual(len(desktop().notified()), len(SESSIONS) + 3)

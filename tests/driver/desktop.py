@@ -52,17 +52,14 @@ def start(*command, **options):
 
 
 def start_telling(*command):
-    """A process, and the first line that it writes to the descriptor whose number takes the place of {}."""
-    reader, writer = os.pipe()
-    process = start(*[word.format(writer) for word in command], pass_fds=[writer])
-    os.close(writer)
-    with os.fdopen(reader) as told:
-        return process, told.readline().strip()
+    """A process, and the first line that it prints."""
+    process = start(*command, stdout=subprocess.PIPE, text=True)
+    return process, process.stdout.readline().strip()
 
 
 def start_display(*options):
     """The process of a new X server, and its number."""
-    return start_telling('Xvfb', '-displayfd', '{}', '-screen', '0', f'{SIZE[0]}x{SIZE[1]}x24', *options)
+    return start_telling('Xvfb', '-displayfd', '1', '-screen', '0', f'{SIZE[0]}x{SIZE[1]}x24', *options)
 
 
 class Desktop:
@@ -83,7 +80,7 @@ class Desktop:
         os.environ |= {'DISPLAY': f':{number}', 'HOME': f'{self.dir}', 'XDG_CONFIG_HOME': f'{self.dir}/config',
                        'XDG_RUNTIME_DIR': f'{self.dir}/run', 'GSETTINGS_BACKEND': 'memory', 'LANG': 'C.UTF-8'}
         self._parts['bus'], os.environ['DBUS_SESSION_BUS_ADDRESS'] = start_telling(
-            'dbus-daemon', f'--config-file={self.dir}/bus.conf', '--print-address={}')
+            'dbus-daemon', f'--config-file={self.dir}/bus.conf', '--print-address')
         self.environment = {'QT_LINUX_ACCESSIBILITY_ALWAYS_ON': '1'} | {
             name: os.environ[name] for name in ('DISPLAY', 'DBUS_SESSION_BUS_ADDRESS', 'XDG_RUNTIME_DIR')}
         self.bus = Gio.bus_get_sync(Gio.BusType.SESSION)
@@ -99,9 +96,8 @@ class Desktop:
         folder.cleanup()
 
     def _stop(self, part):
-        process = self._parts.pop(part)
-        process.terminate()
-        process.wait()
+        self._parts[part].terminate()
+        self._parts.pop(part).wait()
 
     def use(self, manager='openbox', tray='xfce4-panel', notifications='actions body-markup', compositor=None):
         """A window manager; a tray, a notification service, by its capabilities, and a compositor, or None of them."""
@@ -250,17 +246,15 @@ class App(Program):
         return (panel := self.window()) and desktop().active() == [panel.id] and self.focused()
 
     def open(self):
+        """The panel, with the focus."""
         until(lambda: self.has_focus() if self.window() else self.start_again())
+        return self.window()
 
     def until_open(self):
-        """The panel, with the focus."""
         until(self.has_focus)
 
     def until_closed(self, width=400):
         until(lambda: not self.window(width))
-
-    def until_says(self, tooltip):
-        until(lambda: self.tooltip() == tooltip)
 
     def item(self, name):
         """A property of it, if it is in the tray."""
@@ -287,11 +281,9 @@ class App(Program):
         path = self.item('Menu')
         return desktop().call(self.owner, path, 'com.canonical.dbusmenu', *arguments)
 
-    def menu(self, is_announced=True):
-        """Of each entry its number, and whether it is checked, or -1; False for one that cannot be chosen. Not every
-        tray announces that it opens it."""
-        if is_announced:
-            self._menu('AboutToShow', '(i)', 0)
+    def menu(self):
+        """Of each entry its number, and whether it is checked, or -1; False for one that cannot be chosen."""
+        self._menu('AboutToShow', '(i)', 0)
         _, (_, _, entries) = self._menu('GetLayout', '(iias)', 0, -1, [])
         return {of.get('label', '').replace('_', ''): (number, of.get('enabled', True) and of.get('toggle-state', -1))
                 for number, of, _ in entries}

@@ -1,5 +1,4 @@
 """A throw-away home directory: what its user, the agents that report there and Plumtide keep in it."""
-import configparser
 import json
 import os
 import signal
@@ -91,15 +90,14 @@ class Home:
 
     # What the user and the agents do.
 
-    def install(self, *arguments):
+    def install(self):
         """Connects both agents; the lines that it prints."""
-        return run(self.program, '--install-hooks', *arguments, env=self.environment).splitlines()
+        return run(self.program, '--install-hooks', env=self.environment).splitlines()
 
     def hook(self, event, session='s1', **members):
         """A session of Claude Code reports `event`, with a recorded payload in which `members` are replaced."""
-        recordings = sorted(RECORDINGS.glob(f'claude/*/*-{event}.json'),
-                            key=lambda path: 'reject' not in path.parent.name)
-        self.tell_claude(json.loads(recordings[0].read_text()) | {'session_id': session} | members)
+        recorded = min(RECORDINGS.glob(f'claude/interactive-reject/*-{event}.json'))
+        self.tell_claude(json.loads(recorded.read_text()) | {'session_id': session} | members)
 
     def tell_claude(self, payload):
         """Claude Code runs what is registered for the event: nothing, for most."""
@@ -108,12 +106,8 @@ class Home:
             for hook in entry['hooks']:
                 self.run_silently('/bin/sh', '-c', hook['command'], input=json.dumps(payload, ensure_ascii=False))
 
-    def codex(self, thread='t1', **members):
-        """A turn of Codex ends, with a recorded notification in which `members` are replaced."""
-        recorded = json.loads(next(RECORDINGS.glob('codex/exec-text/*.json')).read_text())
-        self.tell_codex(recorded | {'thread-id': thread} | members)
-
     def tell_codex(self, notification):
+        """A turn of Codex ends."""
         self.run_silently(self.path / '.tavvel/hooks/codex-notify.sh', json.dumps(notification, ensure_ascii=False))
 
     def run_silently(self, *command, **options):
@@ -140,10 +134,8 @@ class Home:
 
     def defaults(self):
         """The keys and values of the defaults file."""
-        parser = configparser.RawConfigParser()
-        parser.optionxform = str
-        parser.read_string(self.read('.config/plumtide/plumtide.conf').decode() or '[General]')
-        return dict(parser['General'])
+        stored = self.read('.config/plumtide/plumtide.conf').decode().splitlines()
+        return dict(entry.split('=', 1) for entry in stored if '=' in entry)
 
     def offset(self):
         """How much of the log has been taken, in bytes."""

@@ -12,21 +12,13 @@ from driver.home import RECORDINGS, Home, run, until
 from driver.program import Program
 
 PACKAGE = Path(os.environ['PLUMTIDE_PACKAGE']).resolve(strict=True)
-FILES = {f'usr/{name}': 0o755 for name in (
-    'bin/plumtide', 'share/plumtide/hooks/codex-notify.sh', 'share/plumtide/hooks/tavvel-hook.sh')} | {
-    f'usr/share/{name}': 0o644 for name in (
-        'applications/plumtide.desktop', 'icons/hicolor/scalable/apps/plumtide.svg', 'man/man1/plumtide.1.gz',
-        'metainfo/example.plumtide.plumtide.metainfo.xml',
-        *(f'doc/plumtide/{name}' for name in ('changelog.gz', 'copyright', 'README.md', 'README.zh-CN.md')),
-        *(f'doc/plumtide/docs/pictures/{name}.png' for name in ('panel', 'mini-board', 'tray')),
-        *(f'icons/hicolor/{size}x{size}/apps/plumtide.png' for size in (16, 22, 24, 32, 48, 64, 128, 256)))}
-# What the package tools, the loader and the desktops keep for themselves where packages put files.
-BOOKKEEPING = ('etc/ld.so.cache', 'usr/share/applications/mimeinfo.cache', 'usr/share/icons/hicolor/icon-theme.cache',
-               'usr/share/mime', 'var/cache', 'var/lib/apt', 'var/lib/dpkg', 'var/lib/swcatalog', 'var/log')
-
-
-def field(name):
-    return run('dpkg-deb', '--field', PACKAGE, name).strip()
+FILES = {f'usr/{name}' for name in (
+    'bin/plumtide', 'share/applications/plumtide.desktop', 'share/man/man1/plumtide.1.gz',
+    'share/metainfo/example.plumtide.plumtide.metainfo.xml', 'share/icons/hicolor/scalable/apps/plumtide.svg',
+    *(f'share/plumtide/hooks/{name}.sh' for name in ('codex-notify', 'tavvel-hook')),
+    *(f'share/doc/plumtide/{name}' for name in ('changelog.gz', 'copyright', 'README.md', 'README.zh-CN.md')),
+    *(f'share/doc/plumtide/docs/pictures/{name}.png' for name in ('panel', 'mini-board', 'tray')),
+    *(f'share/icons/hicolor/{size}x{size}/apps/plumtide.png' for size in (16, 22, 24, 32, 48, 64, 128, 256)))}
 
 
 class PackageTest(unittest.TestCase):
@@ -37,31 +29,27 @@ class PackageTest(unittest.TestCase):
 
     def test_it_holds_these_files_and_no_others_and_debian_finds_no_fault(self):
         files = [path for path in (self.tree / 'usr').rglob('*') if not path.is_dir()]
-        self.assertEqual({str(path.relative_to(self.tree)): path.stat().st_mode & 0o7777 for path in files}, FILES)
+        self.assertEqual({str(path.relative_to(self.tree)) for path in files}, FILES)
+        self.assertEqual({path.name for path in (self.tree / 'DEBIAN').iterdir()}, {'control', 'md5sums'})  # no scripts
         self.assertNotIn(str(RECORDINGS.parents[1]).encode(), (self.tree / 'usr/bin/plumtide').read_bytes())
         run('desktop-file-validate', self.tree / 'usr/share/applications/plumtide.desktop')
         run('appstreamcli', 'validate', '--no-net', *(self.tree / 'usr/share/metainfo').iterdir())
         run('lintian', '--allow-root', '--fail-on', 'error,warning', PACKAGE)
 
-    def test_an_update_while_sessions_run_loses_nothing_and_a_purge_leaves_what_is_the_users(self):
+    def test_an_update_while_sessions_run_loses_nothing_and_a_purge_leaves_the_hooks(self):
         home, sent, enough = self.home, [], threading.Event()
         if os.environ.get('PLUMTIDE_PACKAGE_TEST_SYSTEM') == '1':
             root, dpkg = Path('/'), ['dpkg']
             install = ['apt-get', 'install', '--yes', '--no-install-recommends', '--reinstall']
             self.assertFalse(Path('/usr/bin/plumtide').exists(), 'the test would remove what is installed')
-            run('apt-get', 'satisfy', '--yes', '--no-install-recommends', field('Depends'))
+            depends = run('dpkg-deb', '--field', PACKAGE, 'Depends').strip()
+            run('apt-get', 'satisfy', '--yes', '--no-install-recommends', depends)
             self.addCleanup(run, 'dpkg', '--purge', 'plumtide')
         else:
             root = home.folder / 'root'
             (root / 'var/lib').mkdir(parents=True)
             dpkg = ['dpkg', f'--root={root}', '--force-not-root', '--force-depends']  # the machine's libraries
             install = [*dpkg, '--install']
-
-        def files():
-            walks = (os.walk(root / place) for place in ('etc', 'opt', 'srv', 'usr', 'var'))
-            names = (os.path.relpath(f'{folder}/{name}', root) for walk in walks
-                     for folder, folders, files in walk for name in folders + files)
-            return {name for name in names if not name.startswith(BOOKKEEPING)}
 
         def work(session):
             while not enough.is_set():
@@ -75,10 +63,9 @@ class PackageTest(unittest.TestCase):
         run('sed', '-i', 's/^Version: .*/&+newer/', self.tree / 'DEBIAN/control')
         run('sed', '-i', '$a # newer', *(self.tree / 'usr/share/plumtide/hooks').iterdir())
         run('dpkg-deb', '--root-owner-group', '--build', self.tree, update := home.folder / 'update.deb')
-        before = files()
         run(*install, PACKAGE)
         home.program = root / 'usr/bin/plumtide'
-        home.write('.codex/config.toml', f'notify = ["touch", "{home.path}/notified"]\n')
+        home.write('.codex/config.toml', f'notify = ["sh", "-c", "touch {home.path}/notified"]\n')
         self.assertRegex('\n'.join(home.install()), r'\AClaude Code 接好了.*\nCodex 接好了.*\Z')
         home.log()
         with Program(home) as program, ThreadPoolExecutor() as pool, ExitStack() as at_the_end:
@@ -98,8 +85,6 @@ class PackageTest(unittest.TestCase):
         prompts = re.findall('"prompt":"(.*?)"', home.read('.tavvel/events.jsonl').decode())
         self.assertEqual(sorted(prompts), sorted(sent), 'each once')
 
-        kept = {path: path.read_bytes() for path in home.path.rglob('*') if path.is_file()}
         run(*dpkg, '--purge', 'plumtide')
-        self.assertEqual((files() ^ before, {path: path.read_bytes() for path in kept}), (set(), kept))
-        home.codex()
+        home.tell_codex({'type': 'agent-turn-complete'})
         self.assertTrue((home.path / 'notified').exists(), 'the deployed hooks still work for a session that goes on')

@@ -2,9 +2,7 @@
 import hashlib
 import json
 import os
-import random
 import re
-import shutil
 import signal
 import socket
 import subprocess
@@ -15,13 +13,12 @@ from pathlib import Path
 from subprocess import DEVNULL
 
 from driver.home import PROGRAM, RECORDINGS, Home, run, until
-from driver.program import Program, set_clock
+from driver.program import Program
 
 CHECKOUT = Path(__file__).resolve().parents[2]
 CONFIGURATION = '.config/plumtide/plumtide.conf'
 NO_DISPLAY = 'Plumtide: 没有可用的图形界面，在后台继续运行，不显示窗口。\n'
 CLAUDE_INSTALLED = 'Claude Code 接好了。重新打开一个会话，再发一条消息就能看到。'
-NOTHING_REMOVED = 'Claude Code 没有接入，没有改动。\nCodex 没有接入，没有改动。\n'
 NO_CODEX = '没找到 Codex 配置文件：~/.codex/config.toml'
 
 
@@ -32,9 +29,8 @@ def event(session, name='UserPromptSubmit', **members):
 
 def board(home):
     """Each line in short, without times."""
-    return [' | '.join((task['id'][:11], task['source'], task['project'], task['status'], task['title'],
-                        task['currentState'], task.get('waitingReason', '-'),
-                        ' / '.join(entry[6:] for entry in task['recentEvents']))) for task in home.lines()]
+    return [' | '.join((task['id'][:11], task['status'], task['title'], *(entry[6:] for entry in task['recentEvents'])))
+            for task in home.lines()]
 
 
 def take_notifications(home):
@@ -46,21 +42,11 @@ def take_notifications(home):
     return until(lambda: log.exists() and log)
 
 
-# An event that a hook reports, or what the session's record says from then on, and what its line says then.
-TIMELINE = (
-    ('busy', ''), ('UserPromptSubmit', '正在处理你的请求'), ('waiting', ''), ('PermissionRequest', '暂停中，等待你确认'),
-    ('Stop', '暂停中，等待你确认'),  # the turn's, while its subagent asks
-    ('busy', '正在处理：Bash'), ('PostToolUse', '正在处理：Edit'),  # it was allowed, and ran for long
-    ('UserPromptSubmit', '正在处理你的请求'), ('Stop', '回复好了'), ('idle', ''),
-    ('busy', ''), ('UserPromptSubmit', '正在处理你的请求'), ('waiting', '暂停中，等待你确认'),  # no hook reports every dialog
-    ('idle', '回复好了'))  # Escape
-
-
 class EngineTest(unittest.TestCase):
     def setUp(self):
         self.home = Home(self)
 
-    def test_recorded_sessions_of_both_tools_become_the_right_board_live_and_after_a_restart(self):
+    def test_recorded_sessions_become_the_right_board_live_and_after_a_restart(self):
         home, expected = self.home, (Path(__file__).parent / 'recorded-board.txt').read_text().splitlines()
         home.write('.codex/config.toml', 'model = "x"\n')
         with Program(home):
@@ -75,21 +61,19 @@ class EngineTest(unittest.TestCase):
             until(home.has_read_all)
         self.assertEqual(board(home), expected)
 
-    def test_killed_at_any_moment_of_a_burst_it_leaves_a_whole_file_and_the_next_start_goes_on(self):
-        home, seed = self.home, int(os.environ.get('PLUMTIDE_TEST_SEED') or time.time_ns())
-        print(f'To repeat this: PLUMTIDE_TEST_SEED={seed}')
-        chance, sessions, names = random.Random(seed), range(40), ('UserPromptSubmit', 'PostToolUse', 'PostToolUse')
+    def test_killed_at_any_moment_it_leaves_a_whole_file_and_the_next_start_goes_on(self):
+        home, names = self.home, ('UserPromptSubmit', 'PostToolUse', 'PostToolUse')
         for attempt in range(12):
             program, before = Program(home), home.offset()
             program.start()
             home.log(*(event(number % 40, names[number % 3]) for number in range(400)))
             if attempt % 4:  # some while it starts, most while it works
                 until(lambda: home.offset() > before)
-            time.sleep(chance.random() * 0.12)
-            program.kill()
+            time.sleep(attempt / 100)
+            program.stop(signal.SIGKILL)
             self.assertTrue(home.lines() or attempt < 3, 'the file is whole')
         with Program(home):
-            home.log(*(event(number, name) for number in sessions for name in ('UserPromptSubmit', 'SessionEnd')))
+            home.log(*(event(number, name) for number in range(40) for name in ('UserPromptSubmit', 'SessionEnd')))
             until(lambda: [task['status'] for task in home.lines()] == ['done'] * 40)
             until(home.has_read_all)
         self.assertEqual({path.name for path in (home.path / '.tavvel').iterdir()}, {'events.jsonl', 'tasks.json'})
@@ -123,8 +107,6 @@ class EngineTest(unittest.TestCase):
             self.assertEqual(len(home.lines()), home.read('.tavvel/events.jsonl')[:home.offset()].count(b'\n'), number)
         home = self.home
         home.log(event('s'))
-        home.install()
-        self.assertEqual(home.defaults()['tavvel.claude.hasSeenEvent'], 'true')
         os.truncate(home.path / '.tavvel/events.jsonl', 1 << 40)
         with Program(home):  # which must end long before it has read a terabyte of holes
             until(home.lines)
@@ -146,30 +128,8 @@ class EngineTest(unittest.TestCase):
             self.assertEqual([len(line['recentEvents']) for line in home.lines()], [1] * len(sessions))
             self.assertFalse(home.read(spare))
 
-    def test_as_time_goes_by_it_closes_ended_sessions_warns_of_silent_ones_and_drops_old_lines(self):
-        home, clock = self.home, self.home.folder / 'clock'
-        notified = take_notifications(home)
-        for session, pid in (('ended', 1 << 23), ('open', os.getpid())):  # no process gets so high a number
-            home.write(f'.claude/sessions/{session}.json', json.dumps({'sessionId': session, 'pid': pid}))
-        set_clock(clock, '+0')
-        with Program(home, clock=clock):
-            home.log(event('ended'), event('open'), event('silent', 'CodexTurnComplete'))
-            until(lambda: len(home.lines()) == 3)
-            for time_passed, is_seen in (
-                    ('+6m', lambda: home.lines()[0]['recentEvents'][-1].endswith(' 会话已关闭')),
-                    ('+31m', lambda: '"shop" "有个会话 30 分钟没动静了，可能卡住了，去看一眼。"' in notified.read_text()),
-                    ('+121m', lambda: home.lines()[1]['recentEvents'][-1].endswith(' 长时间无动静，判定会话已结束')),
-                    ('+8d', lambda: [task['id'] for task in home.lines()] == ['cx-silent'])):
-                with self.subTest(time_passed):
-                    self.assertFalse(is_seen())
-                    set_clock(clock, time_passed)
-                    home.log(event('nobody', 'Stop'))
-                    until(is_seen)
-        self.assertEqual(notified.read_text().count(' Notify '), 1)
-        self.assertIn('["session", "前往会话"]', notified.read_text())  # without windows there is no other action
-
-    def test_ten_sessions_that_ask_and_are_broken_off_without_an_event_are_told_right_by_their_records(self):
-        home, sessions = self.home, [f's{number}' for number in range(10)]
+    def test_a_dialog_without_an_event_is_notified_and_taken_back_by_its_record(self):
+        home = self.home
         process, notified = home.start('sleep', 'infinity'), take_notifications(home)
         start = Path(f'/proc/{process.pid}/stat').read_text().split()[21]
         home.install()
@@ -177,57 +137,39 @@ class EngineTest(unittest.TestCase):
             home.hook(name, session)
         with Program(home):
             until(lambda: notified.read_text().count(' Notify ') == 1)
-            for what, expected in TIMELINE:
-                for session in sessions:
-                    if what[0].isupper():
-                        home.hook(what, session)
-                    else:
-                        record = {'sessionId': session, 'pid': process.pid, 'procStart': start, 'status': what,
-                                  'statusUpdatedAt': int(time.time() * 1000)}
-                        home.write(f'.claude/sessions/{session}.json', json.dumps(record))
-                with self.subTest(what):
-                    until(lambda: home.has_read_all() and (not expected or [expected] * 10 == [
-                        line['currentState'] for line in home.lines() if line['id'][3:] in sessions]))
-            until(lambda: notified.read_text().count(' CloseNotification ') == 20)
-        self.assertEqual(notified.read_text().count(' Notify '), 21)
+            home.hook('UserPromptSubmit', prompt='tidy up')
+            for status, expected in (('busy', '正在处理你的请求'), ('waiting', '暂停中，等待你确认'), ('idle', '回复好了')):
+                record = {'sessionId': 's1', 'pid': process.pid, 'procStart': start, 'status': status,
+                          'statusUpdatedAt': int(time.time() * 1000)}
+                home.write('.claude/sessions/1.json', json.dumps(record))
+                until(lambda: home.has_read_all() and home.tasks()['tidy up']['currentState'] == expected)
+            until(lambda: ' CloseNotification ' in notified.read_text())
+        self.assertEqual(notified.read_text().count(' Notify '), 2)
+        self.assertEqual(notified.read_text().count('["session", "前往会话"]'), 2)  # there are no windows to open
 
-    def test_reset_mini_board_takes_its_place_and_nothing_else_from_the_defaults(self):
-        for place in ('miniBoardOrigin=80, 120\n', ''):
-            kept = '[General]\nminiBoardEnabled=true\n{}tavvel.x=1\n'
-            self.home.write(CONFIGURATION, kept.format(place))
-            self.assertEqual(run(PROGRAM, '-x', '--reset-mini-board', env=self.home.environment), '')
-            self.assertEqual(self.home.read(CONFIGURATION).decode(), kept.format(''))
-
-    def test_of_several_arguments_one_counts_and_help_and_manual_name_the_same(self):
+    def test_of_several_arguments_one_counts(self):
         version = re.match(r'(plumtide) \((.*?)\)', (CHECKOUT / 'packaging/changelog').read_text()).expand(r'\1 \2\n')
-        manual = (CHECKOUT / 'packaging/plumtide.1.in').read_text().replace('\\', '')
-        for arguments, printed in (
-                ('x --version --remove-hooks', version), ('--reset-mini-board --remove-hooks', NOTHING_REMOVED),
-                ('--help --install-hooks --remove-hooks --reset-mini-board --version',
-                 f'{CLAUDE_INSTALLED}\n{NO_CODEX}\n')):
-            self.assertFalse(self.home.read('.claude/settings.json'), arguments)
-            self.assertEqual(run(PROGRAM, *arguments.split(), env=self.home.environment), printed)
-        told = run(PROGRAM, '--version', '--help', env={'PATH': '', 'HOME': '/nonexistent'})
-        self.assertEqual(set(re.findall(r'(?m)^  (--\S+)', told)), set(re.findall(r'(?m)^\.B (--\S+)', manual)))
+        self.assertEqual(run(PROGRAM, 'x', '--version', '--remove-hooks', env=self.home.environment), version)
+        every = '--help --install-hooks --remove-hooks --reset-mini-board --version'.split()
+        self.assertEqual(run(PROGRAM, *every, env=self.home.environment), f'{CLAUDE_INSTALLED}\n{NO_CODEX}\n')
+        kept = '[General]\nminiBoardEnabled=true\n{}tavvel.x=1\n'
+        self.home.write(CONFIGURATION, kept.format('miniBoardOrigin=80, 120\n'))
+        self.assertEqual(run(PROGRAM, '-x', '--reset-mini-board', env=self.home.environment), '')
+        self.assertEqual(self.home.read(CONFIGURATION).decode(), kept.format(''))
 
-    def test_only_the_exact_argument_installs(self):
+    def test_only_the_exact_argument_installs_both_though_nobody_reads_the_output(self):
         with Program(self.home, '--install-hooks=1', '--Install-Hooks', '--help=1', '--versions', '-platform',
                      'nonsense', QT_QPA_PLATFORM='offscreen') as program:
             until(program.is_ready)
         self.assertEqual(self.home.read('.claude/settings.json'), b'')
-        self.home.write('.tavvel/tasks.json', 'damaged')
-        self.assertEqual(self.home.install('-platform', 'x'), [CLAUDE_INSTALLED, NO_CODEX])
-        self.assertEqual(self.home.read('.tavvel/tasks.corrupt.json'), b'damaged')
-        self.home.environment['CODEX_HOME'] = '/elsewhere'
-        self.assertIn('CODEX_HOME', self.home.install()[2])
         self.home.write('.codex/config.toml', '')
         reader, writer = os.pipe()
         os.close(reader)
         run(PROGRAM, '--install-hooks', env=self.home.environment, stdout=writer)
         os.close(writer)
-        self.assertIn(b'notify', self.home.read('.codex/config.toml'), 'both are, though nobody reads its output')
+        self.assertIn(b'notify', self.home.read('.codex/config.toml'))
 
-    def test_what_was_installed_is_taken_out_byte_for_byte_and_what_has_come_since_stays(self):
+    def test_removal_takes_out_what_was_installed_and_leaves_what_has_come_since(self):
         home, files = self.home, ('.claude/settings.json', '.codex/config.toml')
 
         def connect(*contents):
@@ -268,39 +210,31 @@ class EngineTest(unittest.TestCase):
             self.assertEqual(home.read(file), wrapped)
             self.assertTrue(home.read('.tavvel/hooks/codex-notify.sh') and home.read('.tavvel/hooks/tavvel-hook.sh'))
 
-    def test_neither_a_mute_bus_nor_another_program_that_has_its_name_keeps_it_from_the_log(self):
-        home, name, mute = self.home, 'example.plumtide.plumtide', self.enterContext(socket.socket(socket.AF_UNIX))
+    def test_neither_a_mute_bus_nor_a_taken_name_keeps_it_from_the_log(self):
+        home, mute = self.home, self.enterContext(socket.socket(socket.AF_UNIX))
         mute.bind(f'{home.folder}/mute')
         mute.listen()
         home.log(event('s'))
         with Program(home, DBUS_SESSION_BUS_ADDRESS=f'unix:path={home.folder}/mute'):
             until(home.lines, 15)
         take_notifications(home)
-        taken, place = f'{name}.home{hashlib.sha1(bytes(home.path)).hexdigest()}', '/' + name.replace('.', '/')
+        name, place = 'example.plumtide.plumtide', '/example/plumtide/plumtide'
+        taken = f'{name}.home{hashlib.sha1(bytes(home.path)).hexdigest()}'
         home.start(sys.executable, '-m', 'dbusmock', taken, place, name, stdout=DEVNULL)
         answer = ['dbus-send', '--print-reply', f'--dest={taken}', place, 'org.freedesktop.DBus.Mock.AddMethod',
                   *(f'string:{word}' for word in (name, 'Start', 'bbs', 's', 'ret = "end"'))]
         until(lambda: not subprocess.call(answer, env=home.environment, stdout=DEVNULL, stderr=DEVNULL))
-        with Program(home) as program:
+        with Program(home):
             home.log(event('t'))
             until(lambda: home.lines()[1:])
-        self.assertIn('照常启动', program.stderr())
-
-    def test_a_bare_executable_has_no_scripts_but_those_that_it_is_told_of(self):
-        home, scripts = self.home, CHECKOUT / 'resources/hooks'
-        home.program = shutil.copy(PROGRAM, home.folder)
-        self.assertIn('没有 hooks 资源', home.install()[0])
-        run(CHECKOUT / 'scripts/install-hooks.py', home.program, env=home.environment)
-        self.assertEqual(home.read('.tavvel/hooks/tavvel-hook.sh'), (scripts / 'tavvel-hook.sh').read_bytes())
 
     def test_hooks_work_whatever_the_home_is_called(self):
-        for name in ('with space', "it's", '(paren)', '$HOME', 'a"b', 'back\\slash', '家'):
-            home = Home(self, name)
-            home.log()
-            with Program(home):
-                home.install()
-                home.hook('UserPromptSubmit')
-                until(home.lines)
+        home = Home(self, 'with "space" (and) it\'s \\ $HOME 家')
+        home.log()
+        with Program(home):
+            home.install()
+            home.hook('UserPromptSubmit')
+            until(home.lines)
         home.environment['HOME'] += '\udcff'
         self.assertEqual(run(PROGRAM, env=home.environment), 'Plumtide: 主目录的路径不是 UTF-8 文本，无法使用。\n')
-        self.assertEqual(len(list(home.folder.glob('家*'))), 1)
+        self.assertEqual(len(list(home.folder.glob('with*'))), 1)
