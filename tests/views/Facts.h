@@ -51,7 +51,7 @@ inline bool isIn(const QObject *object, const char *className)
 }
 
 /// What a screen reader says of it, by the roles, and of what is in a state.
-inline Facts heard(QWidget &view, const QRegion &painted)
+inline Facts heard(QWidget &view)
 {
     static const QMap<int, QString> board{
         {QAccessible::Heading, u"【%1】"_s}, {QAccessible::List, u"[%1]"_s}, {QAccessible::ListItem, u"%1"_s}};
@@ -81,7 +81,6 @@ inline Facts heard(QWidget &view, const QRegion &painted)
         else
             add(QLatin1StringView(qAccessibleRoleString(role)), text);
         add(u"hints"_s, element->text(QAccessible::Description), role == QAccessible::Button);
-        add(u"painted"_s, name, role == QAccessible::ListItem && painted.intersects(box));
         add(u"disabled"_s, name, state.disabled);
         add(u"checked"_s, name, state.checked);
         add(u"expanded"_s, u"%1 %2"_s.arg(name).arg(box.height()), state.expanded);
@@ -112,10 +111,9 @@ inline Facts stored(const QList<AgentTask> &lines)
 /// What has changed in them, as scenes.txt says it.
 inline QStringList changesOf(const Facts &before, const Facts &now)
 {
-    static const QRegularExpression number(u"[0-9]+"_s), words(u"[^0-9]+"_s);
     static const QRegularExpression usual(u"(?<=cc-\\w)，Claude，5 分钟前|(?<=cx-\\w)，Codex，5 "
                                           u"分钟前|(?<=m-\\w)，其他，5 分钟前|(?<=\\[\\w|\\[docs|\\[shop) 5 分钟前"
-                                          "|(?<=还有 \\d) 条暂时没新动静|(?<=现在没有)需要你处理的事"_s);
+                                          "|(?<=还有 \\d) 条暂时没新动静"_s);
     Facts all = before;
     all.insert(now);
     QStringList changes;
@@ -125,8 +123,6 @@ inline QStringList changesOf(const Facts &before, const Facts &now)
             continue;
         if (is.isEmpty())
             changes += u'-' + topic;
-        else if (!was.isEmpty() && QString(was).remove(number) == QString(is).remove(number))
-            changes += topic + u": #"_s + is.split(words, Qt::SkipEmptyParts).join(u' ');
         else
             changes += topic + u':' + changeOf(was.split(u" | "_s), is.split(u" | "_s));
     }

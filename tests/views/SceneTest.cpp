@@ -4,7 +4,7 @@ namespace {
 
 /// No block of 8×8 pixels may differ by more than 48, the sum of its pixels' differences in steps of 255 a channel;
 /// less than a text's comma. A step of one is left out: processors round differently. On failure `output` gets the
-/// picture, which can be accepted, the committed one and the difference.
+/// picture, which can be accepted, and the difference.
 void compare(const QImage &is, const QString &name, const QDir &committed, const QDir &output)
 {
     const QImage should = QImage(committed.filePath(name + u".webp"_s)).convertedTo(QImage::Format_RGB32);
@@ -24,7 +24,6 @@ void compare(const QImage &is, const QString &name, const QDir &committed, const
     if (worst <= 48)
         return;
     is.save(output.filePath(name + u".webp"_s), nullptr, 100);
-    should.save(output.filePath(name + u"-should.png"_s));
     difference.save(output.filePath(name + u"-difference.png"_s));
     ADD_FAILURE() << "by " << worst << ": see " << qPrintable(output.filePath(name)) << "*";
 }
