@@ -195,21 +195,12 @@ private:
         m_board = board;
         const QByteArray file = home.read(tasksFile);
         EXPECT_EQ(file, records.isEmpty() && file.isEmpty() ? "" : QJsonDocument(records).toJson());
-        // A group's revision changes with what it shows, and with nothing else.
-        for (const auto &section : store->sections()) {
-            for (const ProjectGroup *group : section) {
-                const std::pair now(*group, group->summaryText(home.now));
-                const auto before = std::exchange(m_groups[group->name], now);
-                EXPECT_EQ(group->revision == before.first.revision, now == before);
-            }
-        }
     }
 
     SessionFollower m_sessions{home.path(".claude/sessions"),
                                [this](const auto &before, const auto &now) { store->updateRecord(before, now); }};
-    QDateTime m_time; // of the step, where the user lives
-    QString m_named;  // the id of the line that was named last
-    QMap<QString, std::pair<ProjectGroup, QString>> m_groups;
+    QDateTime m_time;                   // of the step, where the user lives
+    QString m_named;                    // the id of the line that was named last
     QMap<QString, QJsonObject> m_board; // the lines by id; the member without a name says how a line is shown
     QList<AgentTask> m_before;
     bool m_isAnnounced = false;

@@ -89,9 +89,4 @@ TEST_F(StoreTest, AToolIsKnownFromItsFirstEventOnAlsoOfAnOldLog)
         old.restart();
         EXPECT_TRUE(old.store->hasSeenCodexEvent() && !old.store->hasSeenClaudeEvent());
     }
-    restart();
-    store->apply(HookEvent());
-    EXPECT_FALSE(store->hasSeenClaudeEvent());
-    store->apply(HookEvent::decode(R"({"hook_event_name":"Stop"})").value());
-    EXPECT_TRUE(store->hasSeenClaudeEvent() && store->tasks().isEmpty());
 }

@@ -40,19 +40,6 @@ inline QStringList numbersOf(const QByteArray &json)
     return numbers;
 }
 
-inline bool isObjects(const QJsonArray &array)
-{
-    return std::all_of(array.begin(), array.end(), [](const QJsonValue &value) { return value.isObject(); });
-}
-
-inline bool namesScript(const QJsonValue &entry)
-{
-    const QJsonArray hooks = entry[u"hooks"].toArray();
-    return isObjects(hooks) && std::any_of(hooks.begin(), hooks.end(), [](const QJsonValue &hook) {
-               return hook[u"command"].toString().contains(u"tavvel-hook.sh");
-           });
-}
-
 // "edited" or "refused".
 inline QByteArray editClaudeSettings(const QByteArray &before)
 {
@@ -71,25 +58,21 @@ inline QByteArray editClaudeSettings(const QByteArray &before)
         require(std::get<QByteArray>(ClaudeSettings::edit(without, command)) == after, "and nothing else with it");
     }
 
+    // Qt's reader stops at 1,024 levels, and drops a byte order mark at the start of a text unless an escape follows.
     QJsonParseError error;
     QJsonObject old = QJsonDocument::fromJson(before.isEmpty() ? "{}" : before, &error).object();
-    // Qt's reader stops at 1,024 levels, and drops a byte order mark at the start of a text unless an escape follows.
     if (error.error != QJsonParseError::NoError || after.contains("\xEF\xBB\xBF"))
         return "edited:";
-    QJsonObject hooks = old.value(u"hooks").toObject();
-    const QJsonArray own{QJsonObject{{u"type"_s, u"command"_s}, {u"command"_s, command}}};
-    for (const QString &event :
-         u"SessionStart UserPromptSubmit PermissionRequest PostToolUse Stop SessionEnd"_s.split(u' ')) {
-        QJsonArray entries = hooks.value(event).toArray();
-        const bool isFit = (!hooks.contains(event) || hooks.value(event).isArray()) && isObjects(entries);
-        if (isFit && std::none_of(entries.begin(), entries.end(), namesScript)) {
-            entries.append(QJsonObject{{u"hooks"_s, own}});
-            hooks[event] = entries;
-        }
+    QJsonObject now = QJsonDocument::fromJson(after).object();
+    const QJsonObject oldHooks = old.take(u"hooks").toObject(), hooks = now.take(u"hooks").toObject();
+    require(now == old, "all but the hooks keeps its value");
+    const QJsonObject own{{u"hooks"_s, QJsonArray{QJsonObject{{u"type"_s, u"command"_s}, {u"command"_s, command}}}}};
+    for (const QString &event : hooks.keys()) {
+        QJsonArray entries = oldHooks[event].toArray();
+        const bool isSame = hooks[event] == oldHooks[event];
+        entries.append(own);
+        require(isSame || hooks[event] == entries, "an event gets one entry at most, behind its own");
     }
-    old[u"hooks"] = hooks;
-    require(QJsonDocument::fromJson(after).object() == old,
-            "an event without the script gets one entry, behind its own, and all else keeps its value");
     return "edited:";
 }
 

@@ -60,12 +60,7 @@ public:
         EXPECT_TRUE(QTest::qWaitForWindowActive(m_view.get()));
         changes();
     }
-    ~Stage() override
-    {
-        for (const QString &delay : delays(0))
-            delays(delay.toInt());
-        m_view.reset();
-    }
+    ~Stage() override { m_view.reset(); }
 
     /// A step is the name of one of the slots, and its argument; of clicks and keys, one after another.
     void act(const QString &step)
@@ -114,6 +109,7 @@ protected:
     [[nodiscard]] qint64 elapsed() const override { return m_elapsed; }
     bool eventFilter(QObject *object, QEvent *event) override
     {
+        // What is to be done a second or more later never is.
         const auto *dispatcher = QAbstractEventDispatcher::instance();
         return event->type() == QEvent::Timer && dispatcher->registeredTimers(object).constFirst().interval >= 1000;
     }
@@ -210,28 +206,10 @@ private Q_SLOTS:
     void toggle(const QString &to) { m_panel->setMiniBoardOn(to == u"on"); }
     void pass(const QString &minutes) { m_home.now = m_home.now.addSecs(60 * minutes.toInt()); }
     void sweep(const QString &) { m_store->sweep(); }
-    void delay(const QString &ending) { EXPECT_TRUE(delays(ending.toInt()).contains(ending)); }
     void look(const QString &) { changes(); }
     void forget(const QString &) { m_shown.clear(); }
 
 private:
-    // What is to be done a second or more later, which is only done here: what waits for `ending` milliseconds.
-    QStringList delays(int ending) const
-    {
-        QStringList delays;
-        auto *dispatcher = QAbstractEventDispatcher::instance();
-        for (QObject *object : dispatcher->children() + m_view->findChildren<QObject *>()) {
-            for (const auto &timer : dispatcher->registeredTimers(object)) {
-                if (timer.interval >= 1000)
-                    delays += QString::number(timer.interval);
-                QTimerEvent event(timer.timerId);
-                if (timer.interval == ending)
-                    object->event(&event);
-            }
-        }
-        return delays;
-    }
-
     // What is named so, or begins so.
     void pointAt(const QString &words)
     {
@@ -264,7 +242,6 @@ private:
             m_now[u"top"_s] += top;
         found[u"size"_s] = u"%1x%2"_s.arg(m_view->width()).arg(m_view->height());
         found[u"menu"_s] = m_menu.join(u" | "_s);
-        found[u"delays"_s] = delays(0).join(u" | "_s);
         found[u"clipboard"_s] = QGuiApplication::clipboard()->text();
         found.insert(stored(m_store->tasks()));
         return found;
