@@ -44,7 +44,6 @@ public:
             {"given", [&] { give(names, fields); }},
             {"set", [&] { store->setStatus(named(names[0]), agentTaskStatusFrom(rest).value()); }},
             {"undo", [&] { store->undo(); }},
-            {"filter", [&] { store->setSourceFilter(taskSourceFrom(what)); }},
             {"look", [&] { look(); }},
             {"sweep", [&] { store->sweep(); }},
             {"record", [&] { record(names, fields); }},

@@ -11,17 +11,14 @@ inline AgentTask lineWith(const QString &text)
     const QStringList fields = QString(text).replace(u'⏎', '\n').replace("\\t", "\t").split(" | ");
     const QStringList head = fields[0].split(' ');
     const QDateTime when = TestHome().now.addSecs(-60 * head[1].toInt());
-    const bool isCodex = head[0].startsWith("cx-");
+    const QMap<QString, QString> tools{{"cc", "Claude"}, {"cx", "Codex"}};
     QVariantMap line = toJson({}).toVariantMap();
     line.insert({{"id", head[0]},
                  {"updatedAt", when.toString(Qt::ISODate)},
                  {"project", head[2]},
                  {"status", head[3]},
                  {"title", head.sliced(4).join(' ')},
-                 {"source",
-                  isCodex                         ? "Codex"
-                      : head[0].startsWith("cc-") ? "Claude"
-                                                  : "Other"}});
+                 {"source", tools.value(head[0].first(2), "Other")}});
     for (const QString &field : fields.sliced(1)) {
         QVariant &value = line[field.section(' ', 0, 0)];
         const QString is = field.section(' ', 1);
