@@ -48,11 +48,11 @@ inline QByteArray editClaudeSettings(const QByteArray &before)
     const QJsonObject oldHooks = old.take(u"hooks").toObject(), hooks = now.take(u"hooks").toObject();
     require(now == old, "all but the hooks keeps its value");
     const QJsonObject own{{u"hooks"_s, QJsonArray{QJsonObject{{u"type"_s, u"command"_s}, {u"command"_s, command}}}}};
-    for (const QString &event : hooks.keys()) {
+    for (const QString &event : oldHooks.keys() + hooks.keys()) {
         QJsonArray entries = oldHooks[event].toArray();
-        const bool isSame = hooks[event] == oldHooks[event];
         entries.append(own);
-        require(isSame || hooks[event] == entries, "an event gets one entry at most, behind its own");
+        require(hooks[event] == oldHooks[event] || hooks[event] == entries,
+                "an event gets one entry at most, behind its own");
     }
     return "edited:";
 }
