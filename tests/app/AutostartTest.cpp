@@ -12,7 +12,6 @@ TEST(Autostart, KeepsTheUsersEntryAndIsOnIfALoginStartsTheProgram)
                            "Comment[zh_CN]=在托盘里跟进 Claude Code 与 Codex 的会话\n"
                            "Exec=~/plumtide --at-login\nTryExec=~/plumtide\nIcon=plumtide\nTerminal=false\n";
     const QByteArray mine = "[Desktop Entry]\n# slow disk\nExec=~/plumtide --later\nX-Mine=1\n";
-    const QByteArray byPath = "[Desktop Entry]\nExec=plumtide\n[Desktop Action x]\nHidden=true\n";
     const QByteArray gone = "[Desktop Entry]\nExec=/nowhere/plumtide\n";
     const QByteArray gnomeOff = "X-GNOME-Autostart-enabled=false\n";
     const auto hidden = [](QByteArray content) { return content.replace("Entry]\n", "Entry]\nHidden=true\n"); };
@@ -28,8 +27,6 @@ TEST(Autostart, KeepsTheUsersEntryAndIsOnIfALoginStartsTheProgram)
         {hidden(mine), false, mine, hidden(mine)},
         {mine + gnomeOff, false, mine, mine + gnomeOff},
         {gone, false, "[Desktop Entry]\nExec=~/plumtide --at-login\nTryExec=~/plumtide\n", hidden(gone)},
-        {byPath, true, byPath, hidden(byPath)},
-        {"", false, own, ""},
         {notes, false, notes, notes},
     };
     for (const auto &row : rows) {

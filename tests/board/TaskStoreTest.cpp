@@ -75,15 +75,3 @@ TEST_F(StoreTest, AFailedSaveIsReportedAndRepeatedAtTheEnd)
     restart();
     EXPECT_EQ(store->tasks().size(), 1);
 }
-
-TEST_F(StoreTest, AToolIsKnownFromAnOldLog)
-{
-    const QByteArray log =
-        QByteArray(10'000'000, ' ') + "\n{}\n{\"hook_event_name\":\"\\u0043odexNews\"}\n"; // is emptied
-    home.write(".tavvel/events.jsonl", log);
-    home.defaults()->setNumber("tavvel.events.offset", static_cast<double>(log.size()));
-    restart();
-    EXPECT_TRUE(waitUntil([this] { return store->hasSeenCodexEvent(); }));
-    restart();
-    EXPECT_TRUE(store->hasSeenCodexEvent() && !store->hasSeenClaudeEvent());
-}
