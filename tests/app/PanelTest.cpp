@@ -56,15 +56,14 @@ TEST(Panel, OpensAndClosesByClicksAndStaysWhileAListIsOpen)
     EXPECT_TRUE(isOpen());
     activateOther(249ms);
     EXPECT_TRUE(isOpen()) << "the window manager's doing, while it opens";
-    for (const auto pause : {199ms, 200ms}) {
-        activateOther(1s);
-        EXPECT_TRUE(isClosed());
-        now += pause;
-        panel.toggle();
-        EXPECT_EQ(panel.isVisible(), pause == 200ms) << "the click that took the focus away closes it";
-        panel.open();
-        ASSERT_TRUE(isOpen());
-    }
+    activateOther(1s);
+    EXPECT_TRUE(isClosed());
+    now += 199ms;
+    panel.toggle();
+    EXPECT_FALSE(panel.isVisible()) << "the click that took the focus away closes it";
+    now += 1ms;
+    panel.toggle();
+    EXPECT_TRUE(isOpen());
     list->showPopup();
     activateOther(1s);
     EXPECT_TRUE(waitUntil([&] { return other.isActiveWindow(); }) && panel.isVisible());

@@ -49,16 +49,6 @@ TEST(Edits, DeepFilesNeedLittleStackAndTime)
         EXPECT_NO_THROW(editCodexConfig(config)) << config.left(20).toStdString();
 }
 
-// By code points, as UTF-8 does: U+FF01 comes before U+1F600.
-TEST(Edits, SettingsComeBackSortedAndIndented)
-{
-    const auto edit = ClaudeSettings::edit(R"({"😀":1,"！":2,"\u597d\/":null,"a":{"y":[true,[]],"x":2}})", "/好.sh");
-    EXPECT_EQ(std::get<QByteArray>(edit).count("/好.sh"), 6); // events
-    EXPECT_TRUE(
-        std::get<QByteArray>(edit).startsWith("{\n  \"a\": {\n    \"x\": 2,\n    \"y\": [\n      true,\n      []\n"));
-    EXPECT_TRUE(std::get<QByteArray>(edit).endsWith("  \"好/\": null,\n  \"！\": 2,\n  \"😀\": 1\n}\n"));
-}
-
 TEST(Edits, RefusalSaysWhatIsWrongWithTheFile)
 {
     EXPECT_EQ(editClaudeSettings(R"({"a":{"好":1,"好":2}})"), "refused:settings.json 里有重复的键：好，这次没有改动。");
