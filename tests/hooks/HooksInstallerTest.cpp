@@ -58,7 +58,6 @@ TEST_F(HooksInstallerTest, EachOutcomeHasItsMessageAndLinksAndModesStay)
     const char *const claudeDone = "Claude Code 接好了。重新打开一个会话，再发一条消息就能看到。";
     const char *const unwritable = "接入失败：无法写入 %1：没有权限。",
                       *const unreadable = "接入失败：无法读取 %1：没有权限。";
-    const char *const bare = "接入失败：app 包里没有 hooks 资源（开发构建请用仓库里的 scripts/install-hooks.py）";
     // What is done (Edit, Backup, Scripts, Forward) | what is connected then; the message.
     const std::tuple<QString, std::optional<QByteArray>, const char *, const char *> cases[] = {
         {settings, {}, "ES| claude codex", claudeDone},
@@ -69,7 +68,6 @@ TEST_F(HooksInstallerTest, EachOutcomeHasItsMessageAndLinksAndModesStay)
         {settings, "{}", "BS| codex", unwritable},
         {settings, "{}", "S| codex", unreadable},
         {settings, QByteArray(5'000'000, ' '), "S| codex", "接入失败：无法读取 %1：文件太大。"},
-        {settings, "{}", "| codex", bare},
         {config, {}, "|", "没找到 Codex 配置文件：~/.codex/config.toml"},
         {config, "a = 1\n", "EBS| claude codex", "Codex 接好了，重启 Codex 后就生效。"},
         {config, "notify = ['a', \"好\"]\r\n", "EBSF| claude codex",
@@ -82,10 +80,7 @@ TEST_F(HooksInstallerTest, EachOutcomeHasItsMessageAndLinksAndModesStay)
     };
     for (const auto &[file, before, expected, sentence] : cases) {
         const mode_t fileMode = sentence == unwritable ? 0404 : sentence == unreadable ? 0 : 0604;
-        Environment &environment = home.environment();
-        if (sentence == bare)
-            environment.resourcesDir += "/none";
-        HooksInstaller installer(environment);
+        HooksInstaller installer(home.environment());
         home.write(file == config ? settings : config, "tavvel-hook.sh codex-notify"); // for the next look
         home.write("precious", "precious");
         home.write(forward, "earlier");
