@@ -12,21 +12,15 @@ using namespace std::chrono_literals;
 TEST(Panel, IsPlacedInTheFreeAreaAtTheClickOrTheBar)
 {
     const QRect screen(0, 0, 1280, 800), second(-1920, 0, 1920, 1080), small(0, 0, 320, 300);
-    const QRect belowTop(0, 26, 1280, 774), aboveBottom(0, 0, 1280, 774), rightOf(48, 0, 1232, 800),
-        leftOf(0, 0, 1232, 800);
+    const QRect belowTop(0, 26, 1280, 774), aboveBottom(0, 0, 1280, 774), rightOf(48, 0, 1232, 800);
     // The click or the item's place, the screen, what is free of it, and where the panel stands.
     const std::tuple<QRect, QRect, QRect, QPoint> rows[] = {
         {{1267, 13, 1, 1}, screen, belowTop, {880, 26}},
         {{1267, 790, 1, 1}, screen, aboveBottom, {880, 214}},
         {{20, 780, 1, 1}, screen, rightOf, {48, 240}},
-        {{1260, 400, 1, 1}, screen, leftOf, {832, 120}},
-        {{1267, 400, 1, 1}, screen, screen, {880, 240}}, // a bar that takes no room
-        {{1267, 399, 1, 1}, screen, screen, {880, 0}},
+        {{1267, 400, 1, 1}, screen, screen, {880, 240}},   // a bar that takes no room
         {{1200, 780, 20, 20}, screen, screen, {880, 220}}, // which the panel must not cover
-        {{1200, 0, 20, 20}, screen, screen, {880, 20}},
         {{-10, 1070, 1, 1}, second, second.adjusted(0, 0, 0, -30), {-400, 490}},
-        {{}, screen, belowTop, {880, 26}},
-        {{}, screen, leftOf, {832, 240}},
         {{}, screen, screen, {880, 0}},
         {{300, 290, 1, 1}, small, small.adjusted(0, 0, 0, -20), {0, 0}}, // no room
     };
@@ -60,23 +54,17 @@ TEST(Panel, OpensAndClosesByClicksAndStaysWhileAListIsOpen)
     EXPECT_TRUE(isOpen());
     activateOther(249ms);
     EXPECT_TRUE(isOpen()) << "the window manager's doing, while it opens";
-    for (const auto pause : {199ms, 200ms}) {
-        activateOther(1s);
-        EXPECT_TRUE(isClosed());
-        now += pause;
-        panel.toggle();
-        EXPECT_EQ(panel.isVisible(), pause == 200ms) << "the click that took the focus away closes it";
-        panel.open();
-        ASSERT_TRUE(isOpen());
-    }
+    activateOther(1s);
+    EXPECT_TRUE(isClosed());
+    now += 199ms;
+    panel.toggle();
+    EXPECT_FALSE(panel.isVisible()) << "the click that took the focus away closes it";
+    now += 1ms;
+    panel.toggle();
+    EXPECT_TRUE(isOpen());
     list->showPopup();
     activateOther(1s);
     EXPECT_TRUE(waitUntil([&] { return other.isActiveWindow(); }) && panel.isVisible());
     list->hidePopup();
     EXPECT_TRUE(isClosed()) << "the focus has gone elsewhere meanwhile";
-    panel.open(QRect(5, 795, 1, 1));
-    const QPoint place = panel.pos();
-    panel.hide();
-    panel.open();
-    EXPECT_EQ(panel.pos(), place) << "without a click of its own, where the last one was";
 }

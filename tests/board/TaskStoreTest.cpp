@@ -75,23 +75,3 @@ TEST_F(StoreTest, AFailedSaveIsReportedAndRepeatedAtTheEnd)
     restart();
     EXPECT_EQ(store->tasks().size(), 1);
 }
-
-TEST_F(StoreTest, AToolIsKnownFromItsFirstEventOnAlsoOfAnOldLog)
-{
-    for (const int padding : {0, 10'000'000}) { // so large a log is emptied
-        StoreInHome old;
-        const QByteArray log = QByteArray(padding, ' ') + "\n{}\n{\"hook_event_name\":\"\\u0043odexNews\"}\n";
-        old.home.write(".tavvel/events.jsonl", log);
-        old.home.defaults()->setNumber("tavvel.events.offset", static_cast<double>(log.size()));
-        old.restart();
-        EXPECT_TRUE(waitUntil([&] { return old.store->hasSeenCodexEvent(); }));
-        old.home.write(".tavvel/events.jsonl", "");
-        old.restart();
-        EXPECT_TRUE(old.store->hasSeenCodexEvent() && !old.store->hasSeenClaudeEvent());
-    }
-    restart();
-    store->apply(HookEvent());
-    EXPECT_FALSE(store->hasSeenClaudeEvent());
-    store->apply(HookEvent::decode(R"({"hook_event_name":"Stop"})").value());
-    EXPECT_TRUE(store->hasSeenClaudeEvent() && store->tasks().isEmpty());
-}

@@ -6,7 +6,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QRegularExpression>
 
 #include <toml++/toml.h>
 
@@ -23,36 +22,6 @@ inline void require(bool holds, const char *promise)
         throw std::logic_error(promise);
 }
 
-// The numbers of a valid JSON text but zeros by their value, as digits and a power of ten, sorted.
-inline QStringList numbersOf(const QByteArray &json)
-{
-    const QRegularExpression texts(uR"("(?:[^"\\]++|\\.)*+")"_s), gaps(u"[^0-9.eE+-]+"_s), zeros(u"^0+"_s);
-    QStringList numbers;
-    for (const QString &number : QString::fromUtf8(json).remove(texts).toLower().split(gaps)) {
-        QString digits = number.section(u'e', 0, 0);
-        qint64 power = qMax(-1'000'000'000LL, number.section(u'e', 1).toLongLong()) - digits.section(u'.', 1).size();
-        for (digits.remove(u'.').remove(u'-'); digits.endsWith(u'0'); ++power)
-            digits.chop(1);
-        if (!digits.remove(zeros).isEmpty())
-            numbers += number.left(number.startsWith(u'-')) + digits + u'e' + QString::number(power);
-    }
-    numbers.sort();
-    return numbers;
-}
-
-inline bool isObjects(const QJsonArray &array)
-{
-    return std::all_of(array.begin(), array.end(), [](const QJsonValue &value) { return value.isObject(); });
-}
-
-inline bool namesScript(const QJsonValue &entry)
-{
-    const QJsonArray hooks = entry[u"hooks"].toArray();
-    return isObjects(hooks) && std::any_of(hooks.begin(), hooks.end(), [](const QJsonValue &hook) {
-               return hook[u"command"].toString().contains(u"tavvel-hook.sh");
-           });
-}
-
 // "edited" or "refused".
 inline QByteArray editClaudeSettings(const QByteArray &before)
 {
@@ -64,32 +33,27 @@ inline QByteArray editClaudeSettings(const QByteArray &before)
         return "refused:";
     const QByteArray after = std::get<QByteArray>(result);
     require(std::get<QByteArray>(ClaudeSettings::edit(after, command)) == after, "a second edit changes nothing");
-    require(numbersOf(before) == numbersOf(after), "numbers keep their value to the last digit");
     const QByteArray without = std::get<QByteArray>(ClaudeSettings::remove(after));
     if (!before.contains("tavvel-hook.sh")) {
         require(!without.contains("tavvel-hook.sh"), "what was put in can be taken out");
         require(std::get<QByteArray>(ClaudeSettings::edit(without, command)) == after, "and nothing else with it");
     }
 
+    // Qt's reader stops at 1,024 levels, and drops a byte order mark at the start of a text unless an escape follows.
     QJsonParseError error;
     QJsonObject old = QJsonDocument::fromJson(before.isEmpty() ? "{}" : before, &error).object();
-    // Qt's reader stops at 1,024 levels, and drops a byte order mark at the start of a text unless an escape follows.
     if (error.error != QJsonParseError::NoError || after.contains("\xEF\xBB\xBF"))
         return "edited:";
-    QJsonObject hooks = old.value(u"hooks").toObject();
-    const QJsonArray own{QJsonObject{{u"type"_s, u"command"_s}, {u"command"_s, command}}};
-    for (const QString &event :
-         u"SessionStart UserPromptSubmit PermissionRequest PostToolUse Stop SessionEnd"_s.split(u' ')) {
-        QJsonArray entries = hooks.value(event).toArray();
-        const bool isFit = (!hooks.contains(event) || hooks.value(event).isArray()) && isObjects(entries);
-        if (isFit && std::none_of(entries.begin(), entries.end(), namesScript)) {
-            entries.append(QJsonObject{{u"hooks"_s, own}});
-            hooks[event] = entries;
-        }
+    QJsonObject now = QJsonDocument::fromJson(after).object();
+    const QJsonObject oldHooks = old.take(u"hooks").toObject(), hooks = now.take(u"hooks").toObject();
+    require(now == old, "all but the hooks keeps its value");
+    const QJsonObject own{{u"hooks"_s, QJsonArray{QJsonObject{{u"type"_s, u"command"_s}, {u"command"_s, command}}}}};
+    for (const QString &event : oldHooks.keys() + hooks.keys()) {
+        QJsonArray entries = oldHooks[event].toArray();
+        entries.append(own);
+        require(hooks[event] == oldHooks[event] || hooks[event] == entries,
+                "an event gets one entry at most, behind its own");
     }
-    old[u"hooks"] = hooks;
-    require(QJsonDocument::fromJson(after).object() == old,
-            "an event without the script gets one entry, behind its own, and all else keeps its value");
     return "edited:";
 }
 

@@ -21,9 +21,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         assert(!text || *text == wellFormed(*text));
     const int year = event->date(now).date().year();
     assert(year >= 1 && year <= 9999);
-    for (const qsizetype max : {1, 36, 40}) {
-        const auto line = event->prompt ? HookEvent::squeeze(*event->prompt, max) : std::nullopt;
-        assert(!line || (!line->isEmpty() && !line->contains(u'\n') && HookEvent::squeeze(*line, max + 1) == line));
-    }
+    const auto line = event->prompt ? HookEvent::squeeze(*event->prompt, 36) : std::nullopt;
+    assert(!line || (!line->isEmpty() && !line->contains(u'\n')));
     return 0;
 }

@@ -56,37 +56,29 @@ TEST_F(HooksInstallerTest, EachOutcomeHasItsMessageAndLinksAndModesStay)
     const char *const claudeDone = "Claude Code 接好了。重新打开一个会话，再发一条消息就能看到。";
     const char *const unwritable = "接入失败：无法写入 %1：没有权限。",
                       *const unreadable = "接入失败：无法读取 %1：没有权限。";
-    const char *const bare = "接入失败：app 包里没有 hooks 资源（开发构建请用仓库里的 scripts/install-hooks.py）";
-    // What is done (Edit, Backup, Scripts, Forward), how many changes are announced, what is connected, the message.
+    // What is done (Edit, Backup, Scripts, Forward) | what is connected then; the message.
     const std::tuple<QString, std::optional<QByteArray>, const char *, const char *> cases[] = {
-        {settings, {}, "ES 3 claude codex", claudeDone},
-        {settings, "", "EBS 3 claude codex", claudeDone},
-        {settings, R"({"a":1})", "EBS 3 claude codex", claudeDone},
-        {settings, "[]", "S 1", "你的 settings.json 不是常规格式，为避免弄坏它，这次没有改动。"},
-        {settings, R"({"hooks":[]})", "BS 1", "你的 settings.json 里 hooks 格式不常规，为安全起见没有改动。"},
-        {settings, "x", "S 3 codex", "接入失败：settings.json 第 1 行附近不是有效的 JSON，这次没有改动。"},
-        {settings, "{}", "BS 3 codex", unwritable},
-        {settings, "{}", "S 3 codex", unreadable},
-        {settings, QByteArray(5'000'000, ' '), "S 3 codex", "接入失败：无法读取 %1：文件太大。"},
-        {settings, "{}", " 3 codex", bare},
-        {config, {}, " 1", "没找到 Codex 配置文件：~/.codex/config.toml"},
-        {config, "a = 1\n", "EBS 3 claude codex", "Codex 接好了，重启 Codex 后就生效。"},
-        {config, "notify = ['a', \"好\"]\r\n", "EBSF 3 claude codex",
+        {settings, {}, "ES| claude codex", claudeDone},
+        {settings, R"({"a":1})", "EBS| claude codex", claudeDone},
+        {settings, "[]", "S|", "你的 settings.json 不是常规格式，为避免弄坏它，这次没有改动。"},
+        {settings, R"({"hooks":[]})", "BS|", "你的 settings.json 里 hooks 格式不常规，为安全起见没有改动。"},
+        {settings, "x", "S| codex", "接入失败：settings.json 第 1 行附近不是有效的 JSON，这次没有改动。"},
+        {settings, "{}", "BS| codex", unwritable},
+        {settings, "{}", "S| codex", unreadable},
+        {settings, QByteArray(5'000'000, ' '), "S| codex", "接入失败：无法读取 %1：文件太大。"},
+        {config, {}, "|", "没找到 Codex 配置文件：~/.codex/config.toml"},
+        {config, "a = 1\n", "EBS| claude codex", "Codex 接好了，重启 Codex 后就生效。"},
+        {config, "notify = ['a', \"好\"]\r\n", "EBSF| claude codex",
          "Codex 接好了，原来的通知也会保留。重启 Codex 后就生效。"},
-        {config, "# codex-notify\n", "S 2 claude codex", "-"},
-        {config, "notify = [\n\"x\"]\n", "S 1", "Codex 已有通知配置，暂时没改。可以看看 README 里的说明。"},
-        {config, "a = '''\n[\n'''\n", "S 3 claude",
+        {config, "# codex-notify\n", "S| claude codex", "-"},
+        {config, "notify = [\n\"x\"]\n", "S|", "Codex 已有通知配置，暂时没改。可以看看 README 里的说明。"},
+        {config, "a = '''\n[\n'''\n", "S| claude",
          "接入失败：config.toml 的写法比较特别，自动改动会弄坏它，这次没有改动。"},
-        {config, "a = 1\n", "BS 3 claude", unwritable},
-        {config, "a = 1\n", "S 3 claude", unreadable},
-        {config, "a = 1\n", " 3 claude", bare},
+        {config, "a = 1\n", "BS| claude", unwritable},
     };
     for (const auto &[file, before, expected, sentence] : cases) {
         const mode_t fileMode = sentence == unwritable ? 0404 : sentence == unreadable ? 0 : 0604;
-        Environment &environment = home.environment();
-        if (sentence == bare)
-            environment.resourcesDir += "/none";
-        HooksInstaller installer(environment);
+        HooksInstaller installer(home.environment());
         home.write(file == config ? settings : config, "tavvel-hook.sh codex-notify"); // for the next look
         home.write("precious", "precious");
         home.write(forward, "earlier");
@@ -97,33 +89,23 @@ TEST_F(HooksInstallerTest, EachOutcomeHasItsMessageAndLinksAndModesStay)
             QFile::link("../dot", home.path(file));
             QFile::link(home.path("precious"), home.path(file + backup));
         }
-        QStringList seen;
-        QObject::connect(&installer, &HooksInstaller::objectWillChange, [&] { seen += state(installer); });
-
         file == config ? installer.installCodex() : installer.installClaude();
         EXPECT_EQ(mode(file), before ? fileMode : *expected == 'E' ? 0600u : 0u);
         ::chmod(qPrintable(home.path("dot")), 0600);
         const QByteArray after = home.read(file), saved = home.read(file + backup), words = home.read(forward);
-        const bool isEdited = after.contains(home.path(file == config ? codexScript : hookScript).toUtf8());
+        const qsizetype times = after.count(home.path(file == config ? codexScript : hookScript).toUtf8());
+        const bool isEdited = times == (file == config ? 1 : 6); // events
         const bool isSaved = before && saved == *before && mode(file + backup) == fileMode;
         const bool isForwarded = words == "a\n好\n" && mode(forward) == 0600;
-        const QString message = QString(sentence).replace("%1", home.path(file));
         const QString done = QString(isEdited ? "E" : "") + (isSaved ? "B" : "")
-            + (mode(codexScript) == 0755    ? "S"
-                   : mode(codexScript) != 0 ? "?"
-                                            : "")
-            + (isForwarded ? "F" : "");
-        EXPECT_EQ(done + state(installer).replace(0, message.size(), ' ' + QString::number(seen.size())), expected)
-            << qPrintable(message);
-        EXPECT_EQ(installer.message().value_or("-"), message);
-        EXPECT_EQ(seen.first(), "-"); // each change is announced before it happens
+            + (mode(codexScript) == 0755 ? "S" : "") + (isForwarded ? "F" : "");
+        const QString message = QString(sentence).replace("%1", home.path(file));
+        EXPECT_EQ(done + '|' + state(installer), QString(expected).replace("|", '|' + message));
         EXPECT_TRUE(isEdited || after == before.value_or(""));
         EXPECT_TRUE(isSaved || saved == (before ? "precious" : ""));
         EXPECT_TRUE(isForwarded || (words == "earlier" && mode(forward) != 0600));
         EXPECT_EQ(QFileInfo(home.path(file)).isSymLink(), before.has_value());
         EXPECT_EQ(home.read("precious"), "precious");
-        installer.clearMessage();
-        EXPECT_FALSE(installer.message());
         for (const QString folder : {".claude", ".codex", ".tavvel"})
             QDir(home.path(folder)).removeRecursively();
     }
@@ -136,7 +118,6 @@ TEST_F(HooksInstallerTest, StartUpdatesTheScriptsWhereAToolIsRegistered)
     const std::tuple<QString, QByteArray, QString> cases[] = {
         {settings, "x tavvel-hook.sh", "- claude"},
         {config, "# codex-notify", "- codex"},
-        {config, "# Codex-Notify", "-"},
         {settings, "\xff tavvel-hook.sh", "-"},
     };
     for (const auto &[file, content, expected] : cases) {
@@ -211,15 +192,11 @@ TEST_F(HooksInstallerTest, ReasonsWhyRegisteredHooksDoNotRunAreReported)
     const QByteArray ours = home.path(".tavvel/hooks/").toUtf8();
     const std::tuple<QString, QByteArray, QString> cases[] = {
         {settings, R"({"disableAllHooks":true})", "disableAllHooks"},
-        {settings, R"({"allowManagedHooksOnly":true})", {}},
         {"managed/managed-settings.json", R"({"allowManagedHooksOnly":true})", "allowManagedHooksOnly"},
-        {"managed/managed-settings.d/1.json", R"({"disableAllHooks":true})", "disableAllHooks"},
         {settings, R"("/home/other/.tavvel/hooks/tavvel-hook.sh")", "/home/other/.tavvel/hooks/tavvel-hook.sh"},
         {settings, R"("~/.tavvel/hooks/tavvel-hook.sh", ")" + ours + "tavvel-hook.sh\"", {}},
         {config, "notify = ['/home/other/codex-notify.sh']", "/home/other/codex-notify.sh"},
         {".codex/work.config.toml", "model = 'x'\nnotify = ['x']\n", "codex -p work "},
-        {".codex/work.config.toml", "[notify]\nnotify = ['x']\n", {}},
-        {".codex/work.config.toml", "notify = ['" + ours + "codex-notify.sh']", {}},
     };
     for (const auto &[file, content, reason] : cases) {
         home.write(file, content);

@@ -36,13 +36,10 @@ TEST(Files, ReplaceLeavesTheNewOrTheOldFileWithItsModeAndLinks)
         {"echo older >f; chmod 640 f", "f", {}, 0, "f:640:=new"},
         {"echo older >f; chmod 640 f", "f", program, 0, "f:755:=new"},
         {"echo >r; ln -s ../r d/2; ln -s d/2 1", "1", {}, 0, "1:777:d/2=new d/2:777:../r=new r:666:=new"},
-        {"ln -s d/r 1", "1", {}, 0, "1:777:d/r=new d/r:600:=new"},
         {"echo old >r; ln -s r 1", "1", program, 0, "1:755:=new r:666:=old"},
         {"ln -s 1 1", "1", {}, ELOOP, "1:777:1="},
         {"echo old >d/f; chmod 555 d", "d/f", {}, EACCES, "d/f:666:=old"},
-        {"echo old >f; chmod 444 f", "f", {}, EACCES, "f:444:=old"},
         {"", "d", {}, EISDIR, ""},
-        {"", "no/f", {}, ENOENT, ""},
         {"mkfifo f", "f", {}, EINVAL, "f:666:="},
         {"echo old >f", "f", {}, EFBIG, "f:666:=old"}, // as on a full disk
     };
@@ -120,12 +117,10 @@ TEST(Defaults, EachChangeIsInTheFileAtOnce)
         defaults->setNumber("offset", 10'000'000'000 + i * 10);
         defaults->setNumbers("origin", {-100.5, i});
     }
-    defaults->setBoolean("on", true);
     defaults->setNumber("gone", 1);
     defaults->remove("gone");
     const QSettings other(defaults->paths().first(), QSettings::IniFormat);
-    EXPECT_EQ(other.allKeys(), (QStringList{"offset", "on", "origin"}));
+    EXPECT_EQ(other.allKeys(), (QStringList{"offset", "origin"}));
     EXPECT_EQ(other.value("offset").toString(), "10000001990");
     EXPECT_EQ(other.value("origin").toStringList(), (QStringList{"-100.5", "199"}));
-    EXPECT_TRUE(other.value("on").toBool());
 }

@@ -8,25 +8,22 @@
 /// A task line of "ID AGE PROJECT STATUS TITLE | FIELD VALUE | …", the age in minutes, with "⏎" and "\t" for those.
 inline AgentTask lineWith(const QString &text)
 {
-    const QStringList fields = QString(text).replace(u'⏎', u'\n').replace(u"\\t"_s, u"\t"_s).split(u" | "_s);
-    const QStringList head = fields[0].split(u' ');
+    const QStringList fields = QString(text).replace(u'⏎', '\n').replace("\\t", "\t").split(" | ");
+    const QStringList head = fields[0].split(' ');
     const QDateTime when = TestHome().now.addSecs(-60 * head[1].toInt());
-    const bool isCodex = head[0].startsWith(u"cx-");
+    const QMap<QString, QString> tools{{"cc", "Claude"}, {"cx", "Codex"}};
     QVariantMap line = toJson({}).toVariantMap();
-    line.insert({{u"id"_s, head[0]},
-                 {u"updatedAt"_s, when.toString(Qt::ISODate)},
-                 {u"project"_s, head[2]},
-                 {u"status"_s, head[3]},
-                 {u"title"_s, head.sliced(4).join(u' ')},
-                 {u"source"_s,
-                  isCodex                          ? u"Codex"_s
-                      : head[0].startsWith(u"cc-") ? u"Claude"_s
-                                                   : u"Other"_s}});
+    line.insert({{"id", head[0]},
+                 {"updatedAt", when.toString(Qt::ISODate)},
+                 {"project", head[2]},
+                 {"status", head[3]},
+                 {"title", head.sliced(4).join(' ')},
+                 {"source", tools.value(head[0].first(2), "Other")}});
     for (const QString &field : fields.sliced(1)) {
-        QVariant &value = line[field.section(u' ', 0, 0)];
-        const QString is = field.section(u' ', 1);
+        QVariant &value = line[field.section(' ', 0, 0)];
+        const QString is = field.section(' ', 1);
         const bool isList = value.typeId() == QMetaType::QVariantList;
-        value = isList ? value.toList() << is : is == u"true" ? QVariant(true) : is;
+        value = isList ? value.toList() << is : is == "true" ? QVariant(true) : is;
     }
     return agentTaskFrom(QJsonObject::fromVariantMap(line)).value();
 }
@@ -51,16 +48,16 @@ inline bool isIn(const QObject *object, const char *className)
 }
 
 /// What a screen reader says of it, by the roles, and of what is in a state.
-inline Facts heard(QWidget &view, const QRegion &painted)
+inline Facts heard(QWidget &view)
 {
     static const QMap<int, QString> board{
-        {QAccessible::Heading, u"【%1】"_s}, {QAccessible::List, u"[%1]"_s}, {QAccessible::ListItem, u"%1"_s}};
-    static const QMap<int, QString> form{{QAccessible::Button, u"<%1>"_s}, {QAccessible::ComboBox, u"%1"_s}};
-    static const QRegularExpression blankAtEnd(u" $"_s);
+        {QAccessible::Heading, "【%1】"}, {QAccessible::List, "[%1]"}, {QAccessible::ListItem, "%1"}};
+    static const QMap<int, QString> form{{QAccessible::Button, "<%1>"}, {QAccessible::ComboBox, "%1"}};
+    static const QRegularExpression blankAtEnd(" $");
     Facts facts;
     const auto add = [&](const QString &topic, const QString &text, bool isSo = true) {
         if (isSo && !text.isEmpty() && !topic.isEmpty())
-            facts[topic] += (facts.contains(topic) ? u" | "_s : QString()) + text;
+            facts[topic] += (facts.contains(topic) ? " | " : QString()) + text;
     };
     for (auto *element : elementsIn(QAccessible::queryAccessibleInterface(&view))) {
         const QString text = element->text(QAccessible::Name), name = text.section(u'，', 0, 0);
@@ -69,24 +66,23 @@ inline Facts heard(QWidget &view, const QRegion &painted)
         const QRect box = element->rect();
         const bool isInForm = isIn(element->object(), "TaskEditView");
         if (role == QAccessible::Grouping && isInForm)
-            add(u"form"_s, text);
+            add("form", text);
         else if (role == QAccessible::Grouping)
-            add(text.section(u' ', 0, 0), text.section(u' ', 1));
+            add(text.section(' ', 0, 0), text.section(' ', 1));
         else if (role == QAccessible::EditableText)
-            add(u"form"_s, text + u'=' + element->text(QAccessible::Value).replace(blankAtEnd, u"␣"_s));
+            add("form", text + '=' + element->text(QAccessible::Value).replace(blankAtEnd, "␣"));
         else if (isInForm)
-            add(u"form"_s, form.value(role, u"not of the form: %1"_s).arg(text));
+            add("form", form.value(role, "not of the form: %1").arg(text));
         else if (board.contains(role))
-            add(u"board"_s, board[role].arg(text));
+            add("board", board[role].arg(text));
         else
             add(QLatin1StringView(qAccessibleRoleString(role)), text);
-        add(u"hints"_s, element->text(QAccessible::Description), role == QAccessible::Button);
-        add(u"painted"_s, name, role == QAccessible::ListItem && painted.intersects(box));
-        add(u"disabled"_s, name, state.disabled);
-        add(u"checked"_s, name, state.checked);
-        add(u"expanded"_s, u"%1 %2"_s.arg(name).arg(box.height()), state.expanded);
-        add(u"top"_s, QString::number(view.mapFromGlobal(box.topLeft()).y()),
-            role == QAccessible::List && !facts.contains(u"top"_s));
+        add("hints", element->text(QAccessible::Description), role == QAccessible::Button);
+        add("disabled", name, state.disabled);
+        add("checked", name, state.checked);
+        add("expanded", QString("%1 %2").arg(name).arg(box.height()), state.expanded);
+        add("top", QString::number(view.mapFromGlobal(box.topLeft()).y()),
+            role == QAccessible::List && !facts.contains("top"));
     }
     return facts;
 }
@@ -96,15 +92,15 @@ inline Facts stored(const QList<AgentTask> &lines)
 {
     Facts facts;
     for (const AgentTask &line : lines) {
-        const QString id = QUuid::fromString(line.id).isNull() ? line.id : u"new"_s; // and random
+        const QString id = QUuid::fromString(line.id).isNull() ? line.id : "new"; // and random
         for (const auto &[key, value] : toJson(line).toVariantMap().asKeyValueRange()) {
             const QStringList list = value.toStringList();
-            facts[id + u' ' + key] = list.isEmpty() ? value.toString() : list.join(u", "_s);
+            facts[id + ' ' + key] = list.isEmpty() ? value.toString() : list.join(", ");
         }
-        facts.remove(id + u" id"_s);
-        facts.remove(id + u" updatedAt"_s);
+        facts.remove(id + " id");
+        facts.remove(id + " updatedAt");
         const qint64 when = TestHome().now.secsTo(line.updatedAt);
-        facts[id + u" is"_s] = u"%1 at %2"_s.arg(facts.take(id + u" status"_s)).arg(when);
+        facts[id + " is"] = QString("%1 at %2").arg(facts.take(id + " status")).arg(when);
     }
     return facts;
 }
@@ -112,10 +108,9 @@ inline Facts stored(const QList<AgentTask> &lines)
 /// What has changed in them, as scenes.txt says it.
 inline QStringList changesOf(const Facts &before, const Facts &now)
 {
-    static const QRegularExpression number(u"[0-9]+"_s), words(u"[^0-9]+"_s);
-    static const QRegularExpression usual(u"(?<=cc-\\w)，Claude，5 分钟前|(?<=cx-\\w)，Codex，5 "
-                                          u"分钟前|(?<=m-\\w)，其他，5 分钟前|(?<=\\[\\w|\\[docs|\\[shop) 5 分钟前"
-                                          "|(?<=还有 \\d) 条暂时没新动静|(?<=现在没有)需要你处理的事"_s);
+    static const QRegularExpression usual("(?<=cc-\\w)，Claude，5 分钟前|(?<=cx-\\w)，Codex，5 "
+                                          "分钟前|(?<=m-\\w)，其他，5 分钟前|(?<=\\[\\w|\\[docs|\\[shop) 5 分钟前"
+                                          "|(?<=还有 \\d) 条暂时没新动静");
     Facts all = before;
     all.insert(now);
     QStringList changes;
@@ -124,13 +119,9 @@ inline QStringList changesOf(const Facts &before, const Facts &now)
         if (was == is)
             continue;
         if (is.isEmpty())
-            changes += u'-' + topic;
-        else if (!was.isEmpty() && QString(was).remove(number) == QString(is).remove(number))
-            changes += topic + u": #"_s + is.split(words, Qt::SkipEmptyParts).join(u' ');
+            changes += '-' + topic;
         else
-            changes += topic + u':' + changeOf(was.split(u" | "_s), is.split(u" | "_s));
+            changes += topic + ':' + changeOf(was.split(" | "), is.split(" | "));
     }
-    return changes.replaceInStrings(u"\n"_s, u"⏎"_s)
-        .replaceInStrings(u"\t"_s, u"\\t"_s)
-        .replaceInStrings(usual, u"…"_s);
+    return changes.replaceInStrings("\n", "⏎").replaceInStrings("\t", "\\t").replaceInStrings(usual, "…");
 }

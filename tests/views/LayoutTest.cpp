@@ -8,14 +8,14 @@
 TEST(BoardLayout, PlacesWhatIsThere)
 {
     QList<AgentTask> lines;
-    for (const QString &line : {u"waiting"_s, u"running"_s, u"shelved"_s})
-        lines += lineWith(u"cc-%1 0 shop %1 title"_s.arg(line));
+    for (const QString line : {"waiting", "running", "shelved"})
+        lines += lineWith(QString("cc-%1 0 shop %1 title").arg(line));
     ProjectCardView card;
-    card.setGroup({u"shop"_s, lines, 1}, u"cc-waiting"_s, TestHome().now);
+    card.setGroup({"shop", lines, 1}, "cc-waiting", TestHome().now);
     std::vector<BoardItem> items;
-    layoutBoard({0, 100, {{{}, {&card}, {}}}}, {{&card, {0.5, {{u"cc-running"_s, 60}}}}}, 398, items);
+    layoutBoard({0, 100, {{{}, {&card}, {}}}}, {{&card, {0.5, {{"cc-running", 60}}}}}, 398, items);
     QStringList places;
     for (const auto &[kind, box, in, index] : items)
-        places += u"%1 %2-%3"_s.arg(static_cast<int>(kind)).arg(box.top()).arg(box.bottom());
-    EXPECT_EQ(places.join(u", "_s).toStdString(), "1 14-114, 2 128-145, 3 215-275, 3 283-301, 4 153-335");
+        places += QString("%1 %2-%3").arg(static_cast<int>(kind)).arg(box.top()).arg(box.bottom());
+    EXPECT_EQ(places.join(", ").toStdString(), "1 14-114, 2 128-145, 3 215-275, 3 283-301, 4 153-335");
 }
