@@ -45,11 +45,6 @@ DesktopShell::DesktopShell(Services &services, Instance &instance)
     QTimer::singleShot(0ms, &m_miniBoard, &MiniBoardController::applyPreference); // once the event loop runs
 }
 
-DesktopShell::~DesktopShell()
-{
-    m_services.notifier.takeAllBack(); // nobody would handle their actions
-}
-
 PanelWindow &DesktopShell::panel()
 {
     if (!m_panel) {

@@ -25,7 +25,6 @@ class DesktopShell final : public QObject
 public:
     /// `services` and `instance` must outlive it.
     DesktopShell(Services &services, Instance &instance);
-    ~DesktopShell() override;
 
     /// Where it was last, or beside the desktop's bar. `token` is the startup token that lets it take the focus.
     void openPanel(const QByteArray &token = {}) { panel().open({}, token); }

@@ -96,7 +96,7 @@ int resetMiniBoard(const QString &home, const Instance &instance)
 {
     if (instance.resetMiniBoard())
         return 0;
-    if (const std::optional<HomeLock> lock = HomeLock::acquire(home, HomeLock::patience))
+    if (const std::optional<HomeLock> lock = HomeLock::acquire(home, HomeLock::usualTimeout))
         Environment::real().defaults.remove(MiniBoardController::originKey);
     else // it would write the place back, which it has in memory
         std::fputs("Plumtide: 已经在运行了，但联系不上它，悬浮板没有动。请先退出它，再试一次。\n", stderr);
@@ -121,7 +121,7 @@ int installHooks()
 }
 
 // Keeps the board until the user or the system ends the program. `instance` has claimed the home.
-int follow(Services &services, Instance &instance, bool opensPanel)
+int run(Services &services, Instance &instance, bool opensPanel)
 {
     // After the lines were read, which a signal may end at once, and before the event loop runs, which reads the log.
     quitOnTerminationSignals();
@@ -191,13 +191,13 @@ int main(int argc, char **argv)
     if (action == resetFlag)
         return resetMiniBoard(home, instance);
     const bool hasWindows = qobject_cast<QApplication *>(application.get()) != nullptr;
-    const bool isBySession =
+    const bool isStartedBySession =
         isGiven(Autostart::flag) || isGiven("-session") || qEnvironmentVariableIsSet("DESKTOP_AUTOSTART_ID");
-    if (!instance.claim({.hasWindows = hasWindows, .opensPanel = !isBySession, .token = token}))
+    if (!instance.claim({.hasWindows = hasWindows, .opensPanel = !isStartedBySession, .token = token}))
         return 0;
     if (hasWindows)
         FloatingWindow::endStartup(token);
-    std::optional<HomeLock> lock = HomeLock::acquire(home, HomeLock::patience);
+    std::optional<HomeLock> lock = HomeLock::acquire(home, HomeLock::usualTimeout);
     if (!lock) {
         std::fputs("Plumtide: 已经在运行了。\n", stderr);
         return 0;
@@ -205,5 +205,5 @@ int main(int argc, char **argv)
     // When the user starts it for the first time, the panel opens and offers to connect the agents.
     const bool isFirstRun = !QFileInfo::exists(Defaults::standardPath(home));
     Services services{.lock = *std::move(lock)};
-    return follow(services, instance, isFirstRun && !isBySession);
+    return run(services, instance, isFirstRun && !isStartedBySession);
 }

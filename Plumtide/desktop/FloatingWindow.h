@@ -3,7 +3,8 @@
 #include <QRect>
 #include <QWindow>
 
-/// Properties of windows on X11 for which Qt has no call. On other platforms these functions change nothing.
+/// What Qt has no call for: properties of X11 windows, the startup token, the work area. On other platforms the
+/// functions about windows change nothing.
 namespace FloatingWindow {
 
 /// To be called before every show: window managers forget these properties when a window hides. Keeps it out of the
@@ -30,7 +31,7 @@ void endStartup(const QByteArray &token);
 /// does not support "above" (wlroots, i3).
 [[nodiscard]] Qt::WindowFlags flagsAboveOthers();
 
-/// There, the X server knows where the pointer is only while it is over one of its own windows.
+/// In a Wayland session the X server knows where the pointer is only while it is over one of its own windows.
 [[nodiscard]] bool isWaylandSession();
 
 /// The part of a screen without the desktop's bars. All of it where the window manager gives none, or an absurd one.

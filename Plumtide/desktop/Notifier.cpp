@@ -66,7 +66,7 @@ void Notifier::call(const QString &method, const QVariantList &arguments, Answer
     });
 }
 
-void Notifier::takeAllBack()
+Notifier::~Notifier()
 {
     for (const Shown &shown : std::as_const(m_shown)) {
         if (shown.number != 0)

@@ -13,14 +13,12 @@ class Notifier final : public QObject
     Q_OBJECT
 
 public:
-    Notifier(); ///< Needs a QCoreApplication.
+    Notifier();           ///< Needs a QCoreApplication.
+    ~Notifier() override; ///< Closes all notifications: nobody would handle their actions. Does not wait.
 
     /// Replaces a notification with the same `id` that is still shown; an empty `body` closes that one. All three are
     /// plain text.
     void notify(const QString &title, const QString &body, const QString &id);
-
-    /// Closes all notifications, at the end of the program. Does not wait for the service.
-    void takeAllBack();
 
 Q_SIGNALS:
     /// The user has clicked on it; offered only if somebody is connected. `token`, which may be empty, lets a window

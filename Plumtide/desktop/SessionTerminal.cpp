@@ -44,7 +44,7 @@ public:
     {
         if (const auto *const activated = std::get_if<Activated>(&result))
             return awaitActivation(*activated);
-        if (const auto *const command = std::get_if<Command>(&result))
+        if (const auto *const command = std::get_if<RunCommand>(&result))
             return run(*command);
         if (const auto *const next = std::get_if<ContinueAt>(&result)) {
             if (m_linkCount++ == mostLinks)
@@ -60,7 +60,7 @@ public:
     }
 
 private:
-    void run(const Command &command)
+    void run(const RunCommand &command)
     {
         auto *const process = new QProcess(this);
         const auto ended = [this, process, command](bool isDone) {

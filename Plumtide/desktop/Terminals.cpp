@@ -19,14 +19,14 @@ StepResult tmux(const TerminalLink &link)
     const QString server = link.variable("TMUX"), pane = link.variable("TMUX_PANE");
     if (server.section(u',', -2, -2).toInt() != link.owner().pid)
         return NoMatch();
-    return Command{{u"tmux"_s, u"-S"_s, server.section(u',', 0, -3), u"select-window"_s, u"-t"_s, pane, u";"_s,
-                    u"select-pane"_s, u"-t"_s, pane, u";"_s, u"list-clients"_s, u"-t"_s, pane, u"-F"_s,
-                    u"#{client_activity} #{client_pid}"_s},
-                   [](const QByteArray &output) -> StepResult {
-                       // The seconds have the same number of digits in all lines.
-                       const QByteArray latest = std::ranges::max(output.trimmed().split('\n'));
-                       return ContinueAt{latest.split(' ').value(1).toInt()};
-                   }};
+    return RunCommand{{u"tmux"_s, u"-S"_s, server.section(u',', 0, -3), u"select-window"_s, u"-t"_s, pane, u";"_s,
+                       u"select-pane"_s, u"-t"_s, pane, u";"_s, u"list-clients"_s, u"-t"_s, pane, u"-F"_s,
+                       u"#{client_activity} #{client_pid}"_s},
+                      [](const QByteArray &output) -> StepResult {
+                          // The seconds have the same number of digits in all lines.
+                          const QByteArray latest = std::ranges::max(output.trimmed().split('\n'));
+                          return ContinueAt{latest.split(' ').value(1).toInt()};
+                      }};
 }
 
 // STY is "server.name". The server has the terminals open in which its session is shown.
@@ -36,20 +36,20 @@ StepResult screen(const TerminalLink &link)
     const Process server = link.owner();
     if (session.section(u'.', 0, 0).toInt() != server.pid)
         return NoMatch();
-    return Command{{u"screen"_s, u"-S"_s, session, u"-X"_s, u"select"_s, link.variable("WINDOW")},
-                   [server](const QByteArray &) -> StepResult {
-                       QList<int> terminals; // their device numbers
-                       for (const QByteArray &file : server.openFiles()) {
-                           struct stat status = {};
-                           if (file.startsWith("/dev/pts/") && ::stat(file.constData(), &status) == 0)
-                               terminals.append(static_cast<int>(status.st_rdev));
-                       }
-                       for (const Process &client : Process::all()) {
-                           if (client.name == "screen" && terminals.contains(client.terminal))
-                               return ContinueAt{client.pid};
-                       }
-                       return NoMatch();
-                   }};
+    return RunCommand{{u"screen"_s, u"-S"_s, session, u"-X"_s, u"select"_s, link.variable("WINDOW")},
+                      [server](const QByteArray &) -> StepResult {
+                          QList<int> terminals; // their device numbers
+                          for (const QByteArray &file : server.openFiles()) {
+                              struct stat status = {};
+                              if (file.startsWith("/dev/pts/") && ::stat(file.constData(), &status) == 0)
+                                  terminals.append(static_cast<int>(status.st_rdev));
+                          }
+                          for (const Process &client : Process::all()) {
+                              if (client.name == "screen" && terminals.contains(client.terminal))
+                                  return ContinueAt{client.pid};
+                          }
+                          return NoMatch();
+                      }};
 }
 
 // Works where kitty's configuration has "allow_remote_control" and "listen_on".
@@ -58,16 +58,17 @@ StepResult kitty(const TerminalLink &link)
     const QString address = link.variable("KITTY_LISTEN_ON");
     if (address.isEmpty() || link.variable("KITTY_PID").toInt() != link.owner().pid)
         return NoMatch();
-    return Command{{u"kitty"_s, u"@"_s, u"--to"_s, address, u"focus-window"_s, u"--match"_s,
-                    u"id:"_s + link.variable("KITTY_WINDOW_ID")}};
+    return RunCommand{{u"kitty"_s, u"@"_s, u"--to"_s, address, u"focus-window"_s, u"--match"_s,
+                       u"id:"_s + link.variable("KITTY_WINDOW_ID")}};
 }
 
 StepResult wezTerm(const TerminalLink &link)
 {
     if (link.owner().name != "wezterm-gui")
         return NoMatch();
-    return Command{{u"env"_s, u"WEZTERM_UNIX_SOCKET="_s + link.variable("WEZTERM_UNIX_SOCKET"), u"wezterm"_s, u"cli"_s,
-                    u"--no-auto-start"_s, u"activate-pane"_s, u"--pane-id"_s, link.variable("WEZTERM_PANE")}};
+    return RunCommand{{u"env"_s, u"WEZTERM_UNIX_SOCKET="_s + link.variable("WEZTERM_UNIX_SOCKET"), u"wezterm"_s,
+                       u"cli"_s, u"--no-auto-start"_s, u"activate-pane"_s, u"--pane-id"_s,
+                       link.variable("WEZTERM_PANE")}};
 }
 
 // Its window and its session are named "/Windows/1" and "/Sessions/2" on the bus.
@@ -76,9 +77,9 @@ StepResult konsole(const TerminalLink &link)
     const QString service = link.variable("KONSOLE_DBUS_SERVICE"), window = link.variable("KONSOLE_DBUS_WINDOW");
     if (service.isEmpty() || !window.startsWith(u'/') || link.owner().name != "konsole")
         return NoMatch();
-    return Command{{u"dbus-send"_s, u"--session"_s, u"--print-reply"_s, u"--dest="_s + service, window,
-                    u"org.kde.konsole.Window.setCurrentSession"_s,
-                    u"int32:"_s + link.variable("KONSOLE_DBUS_SESSION").section(u'/', -1)}};
+    return RunCommand{{u"dbus-send"_s, u"--session"_s, u"--print-reply"_s, u"--dest="_s + service, window,
+                       u"org.kde.konsole.Window.setCurrentSession"_s,
+                       u"int32:"_s + link.variable("KONSOLE_DBUS_SESSION").section(u'/', -1)}};
 }
 
 // The owner's windows in a compositor's JSON, by the value of `idKey`.
@@ -98,14 +99,14 @@ QStringList windowsIn(const QJsonValue &tree, const TerminalLink &link, const QS
 // ID. Where the owner has several windows, it is not known which one is the right one.
 StepResult onlyWindow(const TerminalLink &link, const QStringList &list, const QString &idKey, const QStringList &focus)
 {
-    return Command{list, [link, idKey, focus](const QByteArray &output) -> StepResult {
-                       const QJsonArray printed = QJsonDocument::fromJson("[" + output + "]").array();
-                       const QStringList ids = windowsIn(printed, link, idKey);
-                       if (ids.size() != 1)
-                           return NoMatch();
-                       return Command{QStringList(focus).replaceInStrings(u"ID"_s, ids.first()),
-                                      [](const QByteArray &) -> StepResult { return Activated(); }};
-                   }};
+    return RunCommand{list, [link, idKey, focus](const QByteArray &output) -> StepResult {
+                          const QJsonArray printed = QJsonDocument::fromJson("[" + output + "]").array();
+                          const QStringList ids = windowsIn(printed, link, idKey);
+                          if (ids.size() != 1)
+                              return NoMatch();
+                          return RunCommand{QStringList(focus).replaceInStrings(u"ID"_s, ids.first()),
+                                            [](const QByteArray &) -> StepResult { return Activated(); }};
+                      }};
 }
 
 StepResult swayWindow(const TerminalLink &link)

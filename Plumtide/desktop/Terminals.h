@@ -26,7 +26,7 @@ struct TerminalLink
     [[nodiscard]] QString variable(QByteArrayView name) const { return inside.variable(name); }
 };
 
-struct Command;
+struct RunCommand;
 
 /// The step is for another kind of terminal: the next one is tried.
 using NoMatch = std::monostate;
@@ -44,10 +44,10 @@ struct ContinueAt
 };
 
 /// What a step has found out.
-using StepResult = std::variant<NoMatch, Activated, ContinueAt, Command>;
+using StepResult = std::variant<NoMatch, Activated, ContinueAt, RunCommand>;
 
 /// A command to be run, without a shell and for a few seconds at most. One that fails counts as `NoMatch`.
-struct Command
+struct RunCommand
 {
     QStringList words;
     std::function<StepResult(const QByteArray &output)> then = {}; ///< Without it, the next step is tried.

@@ -19,8 +19,8 @@ public:
     /// A longer line is skipped like one that does not decode. The hook scripts write a few kilobytes.
     static constexpr qint64 longestLineBytes = 16 * 1024 * 1024;
 
-    /// An event and the position past its line. Without an event only the position has changed: past lines without an
-    /// event, or because the log is another one.
+    /// An event and the position past its line. Lines that are skipped, and a log that was replaced, change only the
+    /// position.
     using OnEvent = std::function<void(const std::optional<HookEvent> &event, qint64 position)>;
 
     /// `position` is the one that was stored last. If it is not known, reading begins at the end of the log.

@@ -8,10 +8,10 @@
 #include <array>
 #include <optional>
 
-/// The state of a task line. The order is the one in which all cases are offered.
+/// The state of a task line.
 enum class AgentTaskStatus { waiting, running, shelved, done };
 
-/// Where a task line comes from, in the order in which all cases are offered.
+/// Where a task line comes from, in the order in which the user is offered all.
 enum class TaskSource { claude, codex, other };
 
 inline constexpr std::array allAgentTaskStatuses{AgentTaskStatus::waiting, AgentTaskStatus::running,
@@ -38,8 +38,9 @@ struct AgentTask
     QString purpose;
     QString currentState;
     std::optional<QString> waitingReason; ///< What the user is asked to do.
-    std::optional<bool> needsApproval;    ///< True while the agent waits for a permission.
-    std::optional<bool> titleEdited;      ///< True once the user wrote the title; events leave it alone then.
+    // Absent means false; both are kept as they were stored.
+    std::optional<bool> needsApproval; ///< True while the agent waits for a permission.
+    std::optional<bool> titleEdited;   ///< True once the user wrote the title; events leave it alone then.
     QList<QString> tags;
     QList<QString> recentEvents; ///< Oldest first.
     QDateTime updatedAt;         ///< UTC. All time rules measure from it.

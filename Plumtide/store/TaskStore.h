@@ -76,10 +76,10 @@ public:
     /// Stores a line from the edit form, with the current time.
     void upsert(AgentTask task) { applyChanges(m_board.upsert(std::move(task), now())); }
     void setStatus(const QString &id, AgentTaskStatus in) { applyChanges(m_board.setStatus(id, in, now())); }
-    /// Undoes the last shelving or ending of a line by `setStatus` in this run that nothing else has changed since.
-    /// Does nothing when there is none.
+    /// Undoes the last `setStatus` of this run that has shelved or ended a line, if nothing else has changed the line
+    /// since; the one before it is the next. Does nothing when there is none.
     void undo() { applyChanges(m_board.undo()); }
-    [[nodiscard]] std::optional<AgentTask> undoable() const { return m_board.undoable(); } ///< As after `undo`.
+    [[nodiscard]] std::optional<AgentTask> undoable() const { return m_board.undoable(); } ///< What it would restore.
     /// The live process that Claude Code's record of the line's session names; 0 when there is none.
     [[nodiscard]] pid_t recordedProcess(const AgentTask &line) const { return m_sessions.process(line.session()); }
 
@@ -94,7 +94,7 @@ private:
     void scheduleMismatchCheck(const QString &session);
     void startMissedTimer();
     void giveDeferredNotices();
-    // For EventLog::lookBack, until both tools have been seen.
+    // For EventLog::scanHistory, until both tools have been seen.
     [[nodiscard]] std::function<bool(QByteArrayView line)> eventStateVisitor(std::function<void(bool isCodex)> onSeen);
     [[nodiscard]] std::optional<qint64> storedPosition() const; // in the log; nothing if unknown
     [[nodiscard]] bool hasSeenEvent(bool isCodex) const;

@@ -14,7 +14,7 @@ class HomeLock
 {
 public:
     /// How long a start waits for another owner. An installation is one, but only briefly.
-    static constexpr std::chrono::milliseconds patience{1000};
+    static constexpr std::chrono::milliseconds usualTimeout{1000};
 
     /// Locks `home` itself: the data directory need not exist yet. Where the file system has no locks on directories,
     /// locks the file "plumtide.lock" in the data directory. None when another process still holds the home after

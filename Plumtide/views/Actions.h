@@ -82,7 +82,7 @@ class UndoAction final : public QAction
 public:
     UndoAction(TaskStore &store, QObject *parent);
 
-    void updateText(); ///< After a change of the store. What the text does not say is not taken back.
+    void updateText(); ///< After a change of the store. If the text is out of date, a trigger does nothing.
 
 Q_SIGNALS:
     void undone(const QString &what); ///< What the text said.

@@ -135,7 +135,8 @@ Drawing ProjectCardFace::compose(double width) const
                                .look = foldLook,
                                .icon = isFoldOpen ? u"chevron-up"_s : u"chevron-down"_s};
     Drawing face = composeButton(fold);
-    drawing.addButton(fold, {innerLeft(), height - cardPaddingY - face.size.height()}, std::move(face));
+    const QPointF foldPlace(innerLeft(), height - cardPaddingY - face.size.height());
+    drawing.addButton(fold, foldPlace, std::move(face));
     return drawing;
 }
 
