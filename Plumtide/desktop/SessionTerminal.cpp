@@ -21,17 +21,24 @@ const Failure noWindow{u"没找到这个会话的终端窗口。"_s};
 constexpr int mostLinks = 8; // tmux sessions may show each other
 
 // Codex keeps the file of a session open, whose name ends in the session's id. Other programs may read that file, too.
-// Codex's own "app-server" is left out: several windows share it, and any of them may have started it.
+// Codex's own "app-server" runs the sessions of several windows, and any of them may have started it: the window is
+// only known if there is just one.
 Process codexOf(const QString &session)
 {
     const QByteArray ending = '-' + session.toUtf8() + ".jsonl";
+    QList<Process> windows;
+    bool isServed = false;
     for (const Process &process : Process::all()) {
         const auto isMeant = [&ending](const QByteArray &file) { return file.endsWith(ending); };
         const QList<QByteArray> files = process.name.startsWith("codex") ? process.openFiles() : QList<QByteArray>();
-        if (std::ranges::any_of(files, isMeant) && !process.arguments().contains("app-server"))
+        const bool hasFile = std::ranges::any_of(files, isMeant);
+        if (hasFile && !process.arguments().contains("app-server"))
             return process;
+        isServed = isServed || hasFile;
+        if (process.terminal != 0 && !files.isEmpty())
+            windows.append(process);
     }
-    return {};
+    return isServed && windows.size() == 1 ? windows.first() : Process();
 }
 
 // Tries the steps at the agent's terminal, and at each further terminal that a step leads to.

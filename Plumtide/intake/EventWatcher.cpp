@@ -6,21 +6,22 @@
 
 using namespace std::chrono_literals;
 
-EventWatcher::EventWatcher(const QString &logPath, std::optional<qint64> position, const QString &sessions,
+EventWatcher::EventWatcher(const QString &logPath, std::optional<qint64> position, SessionFollowers sessions,
                            Handlers handlers, std::chrono::milliseconds pollEvery)
     : m_pollEvery(pollEvery),
+      m_logPath(logPath),
       m_log(logPath, position, std::move(handlers.onEvent)),
-      m_sessions(sessions, std::move(handlers.onRecord)),
+      m_sessions(std::move(sessions)),
       m_onCaughtUp(std::move(handlers.onCaughtUp)),
-      m_onHistory(std::move(handlers.onHistory)),
-      m_watch(logPath, sessions)
+      m_onHistory(std::move(handlers.onHistory))
 {
 }
 
 EventWatcher::~EventWatcher()
 {
     m_log.stopReading();
-    m_sessions.stopReading();
+    for (const auto &follower : m_sessions)
+        follower->stopReading();
     m_watch.interrupt();
     if (m_thread.joinable())
         m_thread.join();
@@ -45,9 +46,14 @@ void EventWatcher::run()
     m_log.rotateIfNeeded();
     m_log.readNewLines();
     m_onCaughtUp();
-    for (auto timeout = 0ms; m_watch.wait(timeout); timeout = scanHistory() ? 0ms : m_pollEvery) {
-        m_sessions.read(m_watch.attach()); // watched before it is read, so that no change is missed
+    for (auto timeout = 0ms; m_watch.wait(timeout);) {
+        // Before it is read, so that no change is missed. A file unlinked while it is open only changes its link count.
+        m_watch.attach(m_logPath, IN_MODIFY | IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF);
+        timeout = m_pollEvery;
+        for (const auto &follower : m_sessions)
+            timeout = std::min(timeout, follower->read(m_watch));
         m_log.readNewLines();
+        timeout = scanHistory() ? 0ms : timeout;
     }
 }
 

@@ -7,7 +7,7 @@
 #include <chrono>
 #include <thread>
 
-/// Follows the events log and Claude Code's session records: hands over every complete line of the log as a HookEvent,
+/// Follows the events log and the agents' session records: hands over every complete line of the log as a HookEvent,
 /// in file order, and every change of a record. It reads when the system reports a change, and every five seconds in
 /// any case, which also finds files that are created, replaced or become readable later. At the start it reads the log
 /// first. Later it reads the records first, so that they are known when an event is handled.
@@ -22,15 +22,14 @@ public:
     struct Handlers
     {
         EventLog::OnEvent onEvent;
-        SessionFollower::OnChange onRecord;
         std::function<void()> onCaughtUp; ///< Once, after the events that were in the log at the start.
         /// Receives the whole log from its start on, between new lines and before they are truncated, so that events of
         /// earlier runs are found, too. May be empty.
         EventLog::Visit onHistory = {};
     };
 
-    /// `position` is where to continue in the log, see EventLog. `sessions` is the folder of the session records.
-    EventWatcher(const QString &logPath, std::optional<qint64> position, const QString &sessions, Handlers handlers,
+    /// `position` is where to continue in the log, see EventLog.
+    EventWatcher(const QString &logPath, std::optional<qint64> position, SessionFollowers sessions, Handlers handlers,
                  std::chrono::milliseconds pollEvery = pollInterval);
     ~EventWatcher(); ///< Stops reading and waits for a running handler, which must not wait for this thread.
 
@@ -42,8 +41,9 @@ private:
     bool scanHistory(); // one block; false after the last one
 
     const std::chrono::milliseconds m_pollEvery;
+    const QString m_logPath;
     EventLog m_log;
-    SessionFollower m_sessions;
+    const SessionFollowers m_sessions;
     const std::function<void()> m_onCaughtUp;
     EventLog::Visit m_onHistory; // empty once it wants no more
     FileWatch m_watch;

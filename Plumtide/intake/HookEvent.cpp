@@ -1,5 +1,6 @@
 #include "Plumtide/intake/HookEvent.h"
 
+#include "Plumtide/model/AgentTask.h"
 #include "Plumtide/model/JsonMember.h"
 #include "Plumtide/system/Characters.h"
 
@@ -60,7 +61,12 @@ QDateTime HookEvent::date(const QDateTime &now) const
 
 bool HookEvent::isCodex() const
 {
-    return hookEventName && hookEventName->startsWith("Codex"_L1);
+    return isByCodexRecord || (hookEventName && hookEventName->startsWith("Codex"_L1));
+}
+
+QString HookEvent::lineId() const
+{
+    return AgentTask::idOf(isCodex() ? TaskSource::codex : TaskSource::claude, sessionId.value_or(QString()));
 }
 
 std::optional<QString> HookEvent::toolInputSummary() const

@@ -7,10 +7,10 @@
 
 #include <optional>
 
-/// The names of events of Claude Code that are used outside of the board's rules, too.
+/// The names of events that are used outside of the board's rules, too.
 namespace EventName {
 inline constexpr QLatin1StringView prompt("UserPromptSubmit"), request("PermissionRequest"), tool("PostToolUse"),
-    stop("Stop"), end("SessionEnd");
+    stop("Stop"), end("SessionEnd"), codexTurn("CodexTurnComplete");
 }
 
 /// One line of the events log, as the hook scripts write it: one JSON object in UTF-8. A field is absent when its
@@ -25,6 +25,7 @@ struct HookEvent
     std::optional<QString> assistant;     ///< "assistant"
     std::optional<QJsonObject> toolInput; ///< "tool_input"
     std::optional<double> tavvelTs;       ///< "tavvel_ts", seconds since 1970-01-01T00:00:00Z
+    bool isByCodexRecord = false;         ///< Of no line: Codex has no such event.
 
     bool operator==(const HookEvent &) const = default;
 
@@ -36,7 +37,8 @@ struct HookEvent
     /// be stored.
     [[nodiscard]] QDateTime date(const QDateTime &now) const;
 
-    [[nodiscard]] bool isCodex() const; ///< False also when the event has no name.
+    [[nodiscard]] bool isCodex() const;   ///< False also when the event has no name.
+    [[nodiscard]] QString lineId() const; ///< Of the board's line for its session.
 
     /// The tool call in at most 40 characters: the first text under "command", "file_path", "path", "pattern",
     /// "url", "description" or "prompt" that is not empty.

@@ -1,53 +1,56 @@
 #pragma once
 
-#include <QByteArray>
-#include <QHash>
-#include <QSet>
-#include <QString>
+#include "Plumtide/model/AgentTask.h"
+#include "Plumtide/system/FileWatch.h"
 
-#include <atomic>
 #include <functional>
-#include <optional>
+#include <memory>
+#include <vector>
 
 #include <sys/types.h>
 
-/// What Claude Code's own record says of a session: one JSON object in `~/.claude/sessions/PID.json`. One without a pid
-/// is none at all.
+/// What a session does. `asks`: a dialog is open; `interrupted`: by the user; `failed`: the turn has ended with an
+/// error; `gone`: no process has the session open any more.
+enum class SessionState { unknown, works, asks, turnEnded, interrupted, failed, gone };
+
+/// What an agent's own record says of a session. One without a session id is none at all.
 struct SessionRecord
 {
-    QString sessionId;    ///< "sessionId"
-    pid_t pid = 0;        ///< "pid"
-    QString processStart; ///< "procStart", see ProcessProbe; empty where the record does not say.
-    /// "status": "idle" and "shell" when the turn is over, "busy" while it runs, "waiting" while a dialog is up. Empty
-    /// in the records of older clients.
-    QString status;
-    QString waitingFor; ///< "waitingFor", of a record that waits.
-    double since = 0;   ///< "statusUpdatedAt", milliseconds since 1970; 0 where the record does not say.
+    TaskSource agent = TaskSource::claude;
+    QString sessionId = {};
+    pid_t pid = 0;
+    QString processStart = {}; ///< See ProcessProbe; empty where the record does not say.
+    SessionState state = SessionState::unknown;
+    double since = 0;        ///< Of the state, milliseconds since 1970; 0 where the record does not say.
+    QString waitingFor = {}; ///< Claude Code's name for the kind of a dialog.
+    // Of Codex alone. The texts are as short as the board shows them.
+    QString cwd = {}, prompt = {}, answer = {};
+    QString tool = {}, toolInput = {}; ///< Which asks, or has run.
 
     bool operator==(const SessionRecord &) const = default;
-
-    /// None where the bytes are no object with a text "sessionId" and a "pid" that a process can have.
-    [[nodiscard]] static SessionRecord decode(const QByteArray &content);
+    [[nodiscard]] QString lineId() const { return AgentTask::idOf(agent, sessionId); } ///< On the board.
 };
 
-/// Knows the records in a folder, the files named "*.json", and hands over what has changed in them.
-/// Thread: one at a time.
+/// Follows the records that one agent keeps of its sessions, and hands over what has changed in them.
+/// Thread: one at a time, except `stopReading`.
 /// Errors: none reach the caller. A record that cannot be read or decoded is as one that is gone.
 class SessionFollower
 {
 public:
-    /// What a file held and what it holds now. They differ.
+    /// What a record said and what it says now. They differ.
     using OnChange = std::function<void(const SessionRecord &before, const SessionRecord &now)>;
 
-    SessionFollower(QString folder, OnChange onChange) : m_folder(std::move(folder)), m_onChange(std::move(onChange)) {}
+    explicit SessionFollower(OnChange onChange) : m_onChange(std::move(onChange)) {}
+    virtual ~SessionFollower() = default;
+    Q_DISABLE_COPY_MOVE(SessionFollower)
 
-    /// Looks at the files that may have come, changed or gone; at all where it is not known which.
-    void read(const std::optional<QSet<QString>> &names);
+    /// Reads what `watch` reports, and attaches what is to be watched. Answers when to read again at the latest.
+    virtual std::chrono::milliseconds read(FileWatch &watch) = 0;
     void stopReading() { m_isStopping = true; } ///< Makes a running `read` return after a file. Any thread.
 
-private:
-    const QString m_folder;
+protected:
     const OnChange m_onChange;
     std::atomic<bool> m_isStopping = false;
-    QHash<QString, SessionRecord> m_known; // by the names of their files
 };
+
+using SessionFollowers = std::vector<std::unique_ptr<SessionFollower>>;

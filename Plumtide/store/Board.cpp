@@ -74,7 +74,7 @@ bool change(AgentTask &line, const HookEvent &event, const QDateTime &now, QList
         line.waitingReason = reason;
         line.needsApproval = needsApproval;
     };
-    const bool hasPrompt = name == EventName::prompt || name == "CodexTurnComplete"_L1;
+    const bool hasPrompt = name == EventName::prompt || name == EventName::codexTurn;
     if (hasPrompt && !line.titleEdited.value_or(false))
         line.title = promptTitle(event).value_or(line.title);
 
@@ -98,7 +98,7 @@ bool change(AgentTask &line, const HookEvent &event, const QDateTime &now, QList
     } else if (name == EventName::end) {
         become(AgentTaskStatus::done, line.currentState, {}, {});
         addEvent(line, u"会话结束"_s, at);
-    } else if (name == "CodexTurnComplete"_L1) {
+    } else if (name == EventName::codexTurn) {
         become(AgentTaskStatus::waiting, u"Codex 这轮做完了"_s, u"Codex 回复好了，等你看一眼。"_s, false);
         addEvent(line, u"Codex 回了："_s + squeezed(event.assistant, replyLength).value_or(u"（无内容）"_s), at);
     } else {
@@ -114,7 +114,7 @@ Board::Changes Board::apply(const HookEvent &event, const QDateTime &now)
 {
     if (!event.hookEventName || !event.sessionId)
         return {};
-    const QString id = AgentTask::idOf(event.isCodex() ? TaskSource::codex : TaskSource::claude, *event.sessionId);
+    const QString id = event.lineId();
     m_stuckNotified.remove(id);
     const qsizetype index = indexOf(id);
     const bool isKnown = index < lines().size();
@@ -131,7 +131,7 @@ Board::Changes Board::apply(const HookEvent &event, const QDateTime &now)
 
 Board::Changes Board::showRequest(const HookEvent &request) const
 {
-    const qsizetype index = indexOf(AgentTask::idOf(TaskSource::claude, request.sessionId.value_or(QString())));
+    const qsizetype index = indexOf(request.lineId());
     AgentTask line = lines().value(index);
     const std::optional<QString> before = std::exchange(line.waitingReason, u"等你确认："_s + described(request));
     if (!line.needsApproval.value_or(false) || line.waitingReason == before)
@@ -139,7 +139,7 @@ Board::Changes Board::showRequest(const HookEvent &request) const
     return {{}, {{index, std::move(line)}}};
 }
 
-Board::Changes Board::sweep(const QDateTime &now, const std::function<bool(const QString &session)> &hasEnded)
+Board::Changes Board::sweep(const QDateTime &now, const std::function<bool(const QString &line)> &hasEnded)
 {
     Changes changes;
     for (qsizetype index = 0; index < lines().size(); ++index) {
@@ -152,7 +152,7 @@ Board::Changes Board::sweep(const QDateTime &now, const std::function<bool(const
         const bool isOpen = line.status == AgentTaskStatus::waiting || line.status == AgentTaskStatus::running;
         const bool isQuiet = isOpen && isOlderThan(line.updatedAt, livenessAge, now);
         QString reason;
-        if (isQuiet && line.agent() == TaskSource::claude && hasEnded(line.session()))
+        if (isQuiet && line.agent() == TaskSource::claude && hasEnded(line.id))
             reason = u"会话已关闭"_s;
         else if (line.isStuck(now) && isOlderThan(line.updatedAt, idleAge, now))
             reason = u"长时间无动静，判定会话已结束"_s;

@@ -42,7 +42,7 @@ public:
     [[nodiscard]] Changes showRequest(const HookEvent &request) const;
     /// Warns of silent lines and closes those whose agent is gone. `hasEnded` says of a session of Claude Code whether
     /// its process is known to have ended.
-    [[nodiscard]] Changes sweep(const QDateTime &now, const std::function<bool(const QString &session)> &hasEnded);
+    [[nodiscard]] Changes sweep(const QDateTime &now, const std::function<bool(const QString &line)> &hasEnded);
     [[nodiscard]] QList<AgentTask> linesToKeep(const QDateTime &now) const; ///< All but those that ended long ago.
 
     [[nodiscard]] Changes upsert(AgentTask line, const QDateTime &now) const;

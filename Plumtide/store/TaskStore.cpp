@@ -1,5 +1,7 @@
 #include "Plumtide/store/TaskStore.h"
 
+#include "Plumtide/intake/ClaudeRecords.h"
+#include "Plumtide/intake/CodexThreads.h"
 #include "Plumtide/intake/EventWatcher.h"
 #include "Plumtide/store/Log.h"
 
@@ -25,7 +27,7 @@ TaskStore::TaskStore(Environment &environment, QObject *parent)
     : QObject(parent),
       m_environment(environment),
       m_tavvelDir(m_environment.home + u"/.tavvel"_s),
-      m_sessions(m_board, m_environment.processExists, m_environment.home + u"/.claude/projects"_s),
+      m_records(m_board, m_environment.processExists, m_environment.home + u"/.claude/projects"_s),
       m_file(m_tavvelDir + u"/tasks.json"_s, m_environment.defaults.paths())
 {
     m_board.set(m_file.load());
@@ -60,42 +62,44 @@ void TaskStore::apply(const HookEvent &event)
     qCDebug(storeLog) << event.hookEventName.value_or(QString()) << "of" << event.sessionId.value_or(QString());
     if (event.hookEventName)
         markEventSeen(event.isCodex());
-    m_sessions.observe(event);
-    const bool isIgnored = m_sessions.shouldIgnore(event);
+    m_records.observe(event);
+    const bool isIgnored = m_records.shouldIgnore(event);
     if (!isIgnored)
         applyChanges(m_board.apply(event, now()));
     if (isIgnored || event.hookEventName == EventName::request) {
-        if (const std::optional<HookEvent> request = m_sessions.requestOnScreen(event.sessionId.value_or(QString())))
+        if (const std::optional<HookEvent> request = m_records.requestOnScreen(event.lineId()))
             applyChanges(m_board.showRequest(*request));
     }
 }
 
 void TaskStore::updateRecord(const SessionRecord &before, const SessionRecord &record)
 {
-    m_sessions.updateRecord(before, record);
-    scheduleMismatchCheck(before.sessionId);
-    scheduleMismatchCheck(record.sessionId);
+    m_records.updateRecord(before, record);
+    scheduleMismatchCheck(before.lineId());
+    scheduleMismatchCheck(record.lineId());
 }
 
-void TaskStore::scheduleMismatchCheck(const QString &session)
+void TaskStore::scheduleMismatchCheck(const QString &line)
 {
-    m_sessions.updateMismatch(session, now());
+    m_records.updateMismatch(line, now());
     startMissedTimer();
 }
 
 void TaskStore::startMissedTimer()
 {
     // The delay is measured on the user's clock, which may be set meanwhile: hence the bounds, and a little more.
-    if (const std::optional<QDateTime> due = m_sessions.nextMissedAt(); due && !m_missedTimer.isActive()) {
-        const std::chrono::milliseconds left(now().msecsTo(*due)), most = ClaudeSessions::settleDelay;
-        m_missedTimer.start(qBound(0ms, left, most) + 50ms);
+    if (const std::optional<QDateTime> due = m_records.nextMissedAt()) {
+        const std::chrono::milliseconds left(now().msecsTo(*due)), most = AgentRecords::settleDelay;
+        const auto timeout = qBound(0ms, left, most) + 50ms;
+        if (!m_missedTimer.isActive() || timeout < m_missedTimer.remainingTimeAsDuration())
+            m_missedTimer.start(timeout);
     }
 }
 
 void TaskStore::applyMissedEvents()
 {
     const QDeadlineTimer end(MainThreadQueue::turnBudget);
-    while (const std::optional<HookEvent> event = m_sessions.nextMissedEvent(now())) {
+    while (const std::optional<HookEvent> event = m_records.nextMissedEvent(now())) {
         qCDebug(storeLog) << "a missed event, by the record of" << event->sessionId.value_or(QString());
         applyChanges(m_board.apply(*event, now()));
         if (end.hasExpired())
@@ -113,7 +117,7 @@ void TaskStore::giveDeferredNotices()
 
 void TaskStore::sweep()
 {
-    applyChanges(m_board.sweep(now(), [this](const QString &session) { return m_sessions.hasEnded(session); }));
+    applyChanges(m_board.sweep(now(), [this](const QString &line) { return m_records.hasEnded(line); }));
     setLines(m_board.linesToKeep(now()));
     m_environment.defaults.retryWrite(); // if it has failed before
     if (m_watcher)
@@ -142,7 +146,7 @@ void TaskStore::applyChanges(const Board::Changes &changes)
         m_board.applyEdit(edit);
         m_file.lineChanged(edit.index);
         save();
-        scheduleMismatchCheck(edit.line.session());
+        scheduleMismatchCheck(edit.line.id);
     }
 }
 
@@ -239,9 +243,15 @@ void TaskStore::startWatching()
     const auto onCaughtUp = [this] { m_events.post([this] { giveDeferredNotices(); }); };
     const auto onHistory = eventStateVisitor( // on the watcher's thread: a log may be long
         [this](bool isCodex) { m_events.post([this, isCodex] { markEventSeen(isCodex); }); });
-    m_watcher =
-        std::make_unique<EventWatcher>(eventsFile(), storedPosition(), m_environment.home + u"/.claude/sessions"_s,
-                                       EventWatcher::Handlers{onEvent, onRecord, onCaughtUp, onHistory});
+    const QString &home = m_environment.home;
+    QStringList known; // sessions of Codex
+    for (const AgentTask &line : tasks())
+        known += line.agent() == TaskSource::codex ? QStringList(line.session()) : QStringList();
+    SessionFollowers sessions;
+    sessions.push_back(std::make_unique<ClaudeRecords>(home + u"/.claude/sessions"_s, onRecord));
+    sessions.push_back(std::make_unique<CodexThreads>(home + u"/.codex"_s, known, onRecord));
+    m_watcher = std::make_unique<EventWatcher>(eventsFile(), storedPosition(), std::move(sessions),
+                                               EventWatcher::Handlers{onEvent, onCaughtUp, onHistory});
     m_watcher->start();
 
     m_missedTimer.setSingleShot(true);

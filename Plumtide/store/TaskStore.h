@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Plumtide/store/AgentRecords.h"
 #include "Plumtide/store/Board.h"
-#include "Plumtide/store/ClaudeSessions.h"
 #include "Plumtide/store/TaskFile.h"
 #include "Plumtide/system/Environment.h"
 #include "Plumtide/system/MainThreadQueue.h"
@@ -50,9 +50,9 @@ public:
     [[nodiscard]] bool hasSeenCodexEvent() const { return hasSeenEvent(true); }
 
     void apply(const HookEvent &event); ///< One event of the log: finds or makes its line and changes it.
-    /// What a record of Claude Code said and says now, see ClaudeSessions.
+    /// What an agent's record said and says now, see AgentRecords.
     void updateRecord(const SessionRecord &before, const SessionRecord &record);
-    /// Makes lines agree with records from which they have differed for `ClaudeSessions::settleDelay`. What takes
+    /// Makes lines agree with records from which they have differed for `AgentRecords::settleDelay`. What takes
     /// longer than a turn of the event loop may is left for the next one.
     void applyMissedEvents();
     [[nodiscard]] bool isCatchingUp() const { return m_deferredNotices.has_value(); } ///< With the log of the start.
@@ -80,8 +80,8 @@ public:
     /// since; the one before it is the next. Does nothing when there is none.
     void undo() { applyChanges(m_board.undo()); }
     [[nodiscard]] std::optional<AgentTask> undoable() const { return m_board.undoable(); } ///< What it would restore.
-    /// The live process that Claude Code's record of the line's session names; 0 when there is none.
-    [[nodiscard]] pid_t recordedProcess(const AgentTask &line) const { return m_sessions.process(line.session()); }
+    /// The live process that a record of the line's session names; 0 when there is none.
+    [[nodiscard]] pid_t recordedProcess(const AgentTask &line) const { return m_records.process(line.id); }
 
 Q_SIGNALS:
     void objectWillChange(); ///< Before each change of a published field, and at the end of each sweep.
@@ -91,7 +91,7 @@ private:
     void applyChanges(const Board::Changes &changes); // saves after each edit
     void notify(const Board::Notice &notice);
     void setLines(const QList<AgentTask> &lines);
-    void scheduleMismatchCheck(const QString &session);
+    void scheduleMismatchCheck(const QString &line);
     void startMissedTimer();
     void giveDeferredNotices();
     // For EventLog::scanHistory, until both tools have been seen.
@@ -109,7 +109,7 @@ private:
     std::optional<QMap<QString, Board::Notice>> m_deferredNotices{std::in_place}; // by id; only while catching up
 
     Board m_board;
-    ClaudeSessions m_sessions;
+    AgentRecords m_records;
     bool m_hasUnsavedChanges = false; // since a save failed
     bool m_isApplying = false;        // a change of the lines
 

@@ -2,7 +2,7 @@
 
 #include "Plumtide/system/Descriptor.h"
 
-#include <QByteArray>
+#include <QHash>
 #include <QSet>
 #include <QString>
 
@@ -10,17 +10,20 @@
 #include <chrono>
 #include <optional>
 
-/// Waits for changes of the file at a path and of the files in a folder. Both may be missing, and may be replaced. One
-/// thread at a time, except `interrupt`.
+#include <sys/inotify.h>
+
+/// Waits for changes of files and folders, which may be missing or replaced. One thread at a time, except `interrupt`.
 class FileWatch
 {
 public:
-    FileWatch(const QString &file, const QString &folder);
+    FileWatch();
 
-    /// Watches what is at the paths now; where there is nothing, or the system has no watch left, the next call tries
-    /// again. The names of the files in the folder that were written, created or removed since the last call; nothing
-    /// if it may have been any of them.
-    std::optional<QSet<QString>> attach();
+    /// Watches what is at `path` now, for the events of inotify in `mask`. The names of the files in the folder that
+    /// were reported by the last `wait`; nothing if it may have been any of them: it is watched anew, or there is
+    /// nothing, or the system has no watch left, and the next call tries again.
+    std::optional<QSet<QString>> attach(const QString &path, uint32_t mask);
+    /// The same for a folder; where it is missing, it waits for the creation of it and of so many of its parents.
+    std::optional<QSet<QString>> attachFolder(const QString &path, uint32_t mask, int parents);
     /// Waits for a change, at most for `timeout`. False after `interrupt`.
     bool wait(std::chrono::milliseconds timeout);
     /// Ends a running `wait` and every later one. Where the system had no eventfd left, a running one ends only with
@@ -28,12 +31,15 @@ public:
     void interrupt();
 
 private:
-    [[nodiscard]] int watch(const QByteArray &path, uint32_t kinds, int before) const;
+    struct Watch
+    {
+        int descriptor = -1;
+        bool isComplete = false; // no change was missed since the last `wait`
+        QSet<QString> changed = {};
+    };
 
-    const QByteArray m_filePath, m_folderPath, m_parentPath;
     const Descriptor m_wakeFd; // eventfd
     const Descriptor m_inotifyFd;
-    int m_file = -1, m_folder = -1, m_parent = -1; // watch descriptors
     std::atomic<bool> m_isInterrupted = false;
-    QSet<QString> m_changed;
+    QHash<QString, Watch> m_watches; // by path
 };

@@ -5,6 +5,10 @@
 
 #include <filesystem>
 
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -73,4 +77,39 @@ QList<QByteArray> Process::openFiles() const
 QList<QByteArray> Process::arguments() const
 {
     return contentOf(pid, "cmdline").split('\0');
+}
+
+QList<Process> Process::children() const
+{
+    QList<Process> children;
+    const QDir tasks(pathOf(pid, "task"));
+    for (const QString &task : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        for (const QByteArray &child : contentOf(pid, ("task/" + task.toLatin1() + "/children").constData()).split(' '))
+            children.append(of(child.toInt()));
+    }
+    children.removeIf([](const Process &child) { return child.pid == 0; });
+    return children;
+}
+
+double Process::age() const
+{
+    timespec sinceBoot = {};
+    ::clock_gettime(CLOCK_BOOTTIME, &sinceBoot);
+    const double now = static_cast<double>(sinceBoot.tv_sec) * 1000 + static_cast<double>(sinceBoot.tv_nsec) / 1e6;
+    return now - start.toDouble() * 1000 / static_cast<double>(::sysconf(_SC_CLK_TCK));
+}
+
+pid_t Process::flockHolder(const QString &path)
+{
+    struct stat status = {};
+    QFile file(u"/proc/locks"_s);
+    if (::stat(QFile::encodeName(path).constData(), &status) != 0 || !file.open(QIODevice::ReadOnly))
+        return 0;
+    const QByteArray ofFile = ':' + QByteArray::number(static_cast<quint64>(status.st_ino));
+    for (const QByteArray &lock : file.readAll().split('\n')) { // "1: FLOCK  ADVISORY  WRITE 4711 08:01:1312 0 EOF"
+        const QByteArrayList fields = lock.simplified().split(' ');
+        if (fields.value(1) == "FLOCK" && fields.value(5).endsWith(ofFile))
+            return fields.value(4).toInt();
+    }
+    return 0;
 }

@@ -18,9 +18,13 @@ struct Process
 
     static Process of(pid_t pid);
     static QList<Process> all();
+    static pid_t flockHolder(const QString &path); ///< Of the file's lock, which is not touched; 0 if there is none.
 
     // The first two are empty for processes of other users.
     [[nodiscard]] QString variable(QByteArrayView name) const; ///< Of the environment with which it was started.
     [[nodiscard]] QList<QByteArray> openFiles() const;         ///< Their paths.
-    [[nodiscard]] QList<QByteArray> arguments() const;         ///< With which it was started, its name first.
+
+    [[nodiscard]] QList<Process> children() const;
+    [[nodiscard]] double age() const;                  ///< Milliseconds since its start.
+    [[nodiscard]] QList<QByteArray> arguments() const; ///< With which it was started, its name first.
 };

@@ -1,3 +1,5 @@
+#include "Plumtide/intake/ClaudeRecords.h"
+
 #include "tests/board/StoreInHome.h"
 
 #include <QJsonArray>
@@ -47,6 +49,7 @@ public:
             {"look", [&] { look(); }},
             {"sweep", [&] { store->sweep(); }},
             {"record", [&] { record(names, fields); }},
+            {"codex", [&] { codex(names[0], '{' + members(rest).mid(1) + '}'); }},
             {"missed", [&] { store->applyMissedEvents(); }},
             {"writes",
              [&] {
@@ -95,6 +98,22 @@ private:
         store->apply(HookEvent::decode(line.toUtf8() + '}').value());
     }
 
+    /// What the record of a session of Codex says from now on.
+    void codex(const QString &id, const QString &members)
+    {
+        static const QStringList states{"unknown", "works", "asks", "turnEnded", "interrupted", "failed", "gone"};
+        const QJsonDocument said = QJsonDocument::fromJson(members.toUtf8());
+        const auto text = [&](const char *name) { return said[QLatin1String(name)].toString(); };
+        SessionRecord now{
+            .agent = TaskSource::codex, .sessionId = named(id).sliced(3), .pid = 11, .processStart = "1100"};
+        now.state = SessionState(states.indexOf(text("status")));
+        now.since = static_cast<double>(home.now.toMSecsSinceEpoch()) - said["ago"].toDouble() * 1000;
+        now.cwd = "/home/u/shop";
+        now.prompt = text("prompt"), now.answer = text("answer"), now.tool = text("tool"),
+        now.toolInput = text("input");
+        store->updateRecord(std::exchange(m_codex[id], now), now);
+    }
+
     /// Writes files of Claude Code's.
     void record(const QStringList &names, const QString &members)
     {
@@ -104,7 +123,8 @@ private:
             const QString content = usual.arg(session).arg(home.now.toMSecsSinceEpoch()) + members + '}';
             const QString file = name.contains('.') ? name : name + ".json";
             home.write(".claude/sessions/" + file, content.toUtf8());
-            m_sessions.read(QSet{file});
+            m_watch.wait(std::chrono::milliseconds(0));
+            m_sessions.read(m_watch);
         }
     }
 
@@ -196,11 +216,13 @@ private:
         EXPECT_EQ(file, records.isEmpty() && file.isEmpty() ? "" : QJsonDocument(records).toJson());
     }
 
-    SessionFollower m_sessions{home.path(".claude/sessions"),
-                               [this](const auto &before, const auto &now) { store->updateRecord(before, now); }};
-    QDateTime m_time;                   // of the step, where the user lives
-    QString m_named;                    // the id of the line that was named last
-    QMap<QString, QJsonObject> m_board; // the lines by id; the member without a name says how a line is shown
+    FileWatch m_watch;
+    ClaudeRecords m_sessions{home.path(".claude/sessions"),
+                             [this](const auto &before, const auto &now) { store->updateRecord(before, now); }};
+    QHash<QString, SessionRecord> m_codex; // by the ids of lines
+    QDateTime m_time;                      // of the step, where the user lives
+    QString m_named;                       // the id of the line that was named last
+    QMap<QString, QJsonObject> m_board;    // the lines by id; the member without a name says how a line is shown
     QList<AgentTask> m_before;
     bool m_isAnnounced = false;
     QStringList m_said;

@@ -9,11 +9,12 @@ from driver.home import line, run, until
 # Stands for an agent: keeps of its session what its tool keeps, in the terminal where it is started.
 AGENT = r'''case $1 in
 cc-*) echo "{\"sessionId\":\"${1#cc-}\",\"pid\":$$}" >"$HOME/.claude/sessions/$$.json"; exec sleep 1000 ;;
-cx-*) exec 3>"$HOME/rollout-2026-${1#cx-}.jsonl"; exec "$HOME/codex" 1000 ;;
+cx-*) exec 3>"$HOME/rollout-2026-${1#cx-}.jsonl"; exec "$HOME/codex" -c 'sleep 1000; :' ;;
 esac'''
 NO_WINDOW = '没找到这个会话的终端窗口。'
 # The sessions, and where the way to each leads: to the window of this name, or to a sentence.
 SESSIONS = {'cc-xterm': 'xterm', 'cc-tmux': 'tmux', 'cc-screen': 'screen', 'cc-first': 'first', 'cx-second': 'second',
+            'cx-served': 'second',
             'cc-blind': NO_WINDOW, 'cc-hidden': NO_WINDOW, 'cx-gone': '没找到这个会话的进程。'}
 
 
@@ -40,7 +41,9 @@ class SessionTest(unittest.TestCase):
         (home.path / 'bin/tmux').chmod(0o755)
         app.environment['PATH'] = f'{home.path}/bin:' + app.environment['PATH']
         (home.path / '.claude/sessions').mkdir()
-        shutil.copy('/usr/bin/sleep', home.path / 'codex')
+        shutil.copy('/bin/dash', home.path / 'codex')
+        served = f'exec 3>{home.path}/rollout-2026-served.jsonl; exec {home.path}/codex -c "sleep 1000; :" app-server'
+        home.start('sh', '-c', served)  # Codex's background server, for its only window
 
         def show(name, *command):
             home.start(*command, stderr=DEVNULL)
@@ -62,7 +65,7 @@ class SessionTest(unittest.TestCase):
         show('second', 'xfce4-terminal', '--disable-server', '-T', 'first', '-e', f'{agent} cc-first',
              '--window', '-T', 'second', '-e', f'{agent} cx-second',
              '--tab', '-T', 'second', '-e', f'env -u WINDOWID {agent} cc-blind')
-        until(lambda: len([*home.path.glob('.claude/sessions/*.json'), *home.path.glob('rollout*')]) == 7)
+        until(lambda: len([*home.path.glob('.claude/sessions/*.json'), *home.path.glob('rollout*')]) == 8)
         other = desktop().open_window(self, 100, 200, 300, 200)
         home.write('clock', '+0')
         self.enterContext(app)

@@ -1,3 +1,4 @@
+#include "Plumtide/intake/ClaudeRecords.h"
 #include "Plumtide/intake/EventWatcher.h"
 
 #include "tests/support/TestHome.h"
@@ -93,7 +94,7 @@ TEST_F(EventLogTest, OnlyALargeLogThatWasReadAndIsNotOpenIsEmptied)
 TEST_F(EventLogTest, TheWatcherEmptiesTheLogAndFollowsItsSuccessors)
 {
     m_home.append("log", QByteArray(10'000'001, '\n'));
-    EventWatcher watcher(m_path, 10'000'001, {}, {m_receive, {}, [] {}}, 1s);
+    EventWatcher watcher(m_path, 10'000'001, {}, {m_receive, [] {}}, 1s);
     watcher.start();
     EXPECT_TRUE(waitUntil([&] { return size() == 0; }));
     QElapsedTimer sinceFound;
@@ -116,7 +117,7 @@ TEST_F(EventLogTest, AWatcherThatGotNoDescriptorFindsEventsByItsPollAndEnds)
     ::getrlimit(RLIMIT_NOFILE, &files);
     const rlimit none{0, files.rlim_max};
     ::setrlimit(RLIMIT_NOFILE, &none);
-    EventWatcher watcher(m_path, 0, {}, {m_receive, {}, [] {}}, 10ms);
+    EventWatcher watcher(m_path, 0, {}, {m_receive, [] {}}, 10ms);
     ::setrlimit(RLIMIT_NOFILE, &files);
     watcher.start();
     EXPECT_TRUE(waitUntil([&] { return m_last == 1; }));
@@ -127,7 +128,9 @@ TEST_F(EventLogTest, ARecordIsReadWhenItIsWrittenReplacedOrRemoved)
     std::atomic<int> pid = 0;
     const auto onRecord = [&pid](const SessionRecord &, const SessionRecord &now) { pid = now.pid; };
     QDir().mkdir(m_home.path("claude"));
-    EventWatcher watcher(m_path, 0, m_home.path("claude/sessions"), {m_receive, onRecord, [] {}}, 1h);
+    SessionFollowers records;
+    records.push_back(std::make_unique<ClaudeRecords>(m_home.path("claude/sessions"), onRecord));
+    EventWatcher watcher(m_path, 0, std::move(records), {m_receive, [] {}}, 1h);
     watcher.start();
     const QString record = "claude/sessions/1.json";
     for (int i = 1; i < 20; ++i) {

@@ -8,37 +8,38 @@
 #include <QMultiHash>
 #include <QQueue>
 
-/// What Claude Code's records say of its sessions, and where the lines say something else: no event tells that a
-/// request was refused, and an event of a subagent, or the end of its parent's turn, does not close an open dialog. A
-/// record counts only while its process lives. Thread: the main thread.
-class ClaudeSessions
+/// What the agents' own records say of their sessions, and where the lines say something else: no event tells that a
+/// request was refused, and an event of a subagent, or the end of its parent's turn, does not close an open dialog; of
+/// Codex, only the end of a turn that ended well has an event. A record counts only while its process lives. A session
+/// is named by the id of its line. Thread: the main thread.
+class AgentRecords
 {
 public:
-    /// A line and its record must differ for so long: an event and the record that belongs to it do not come at once.
+    /// A line and its record must differ for so long, where an event may be on its way: the two do not come at once.
     static constexpr std::chrono::seconds settleDelay{2};
 
     /// `lines` must outlive it. `transcripts` is the folder of Claude Code's projects, see openToolUse.
-    ClaudeSessions(const TaskLines &lines, ProcessProbe processExists, QString transcripts)
+    AgentRecords(const TaskLines &lines, ProcessProbe processExists, QString transcripts)
         : m_lines(lines), m_processExists(std::move(processExists)), m_transcripts(std::move(transcripts))
     {
     }
 
     /// What the file of a record held and holds now.
     void updateRecord(const SessionRecord &before, const SessionRecord &now);
-    [[nodiscard]] bool hasEnded(const QString &session) const; ///< It has a record, and no process exists any more.
-    [[nodiscard]] pid_t process(const QString &session) const; ///< Of its record; 0 when there is none that lives.
+    [[nodiscard]] bool hasEnded(const QString &line) const; ///< It has a record, and no process exists any more.
+    [[nodiscard]] pid_t process(const QString &line) const; ///< Of its record; 0 if there is none that lives.
 
     /// Keeps the open requests. To be called with each event, before `shouldIgnore`.
     void observe(const HookEvent &event);
-    /// Whether the event would end a request that is still open: by the record its dialog was on the screen at that
-    /// time, or the record is older than the request. A later record makes up for an ignored event.
+    /// Whether the record has told the event already, or the event would end a request that is still open: its dialog
+    /// was on the screen then, or the record is older than it. A later record makes up for an ignored event.
     [[nodiscard]] bool shouldIgnore(const HookEvent &event) const;
     /// The request whose dialog is open: of several, the client shows the first until it is answered. Nothing where no
     /// record says so.
-    [[nodiscard]] std::optional<HookEvent> requestOnScreen(const QString &session) const;
+    [[nodiscard]] std::optional<HookEvent> requestOnScreen(const QString &line) const;
 
-    /// To be called when the line or the record of `session` may have changed.
-    void updateMismatch(const QString &session, const QDateTime &now);
+    /// To be called when a line or its record may have changed.
+    void updateMismatch(const QString &line, const QDateTime &now);
     /// An event that never came, where line and record have differed for `settleDelay`: at most one for each state of a
     /// record. Nothing when none is due.
     [[nodiscard]] std::optional<HookEvent> nextMissedEvent(const QDateTime &now);
@@ -59,14 +60,15 @@ private:
         bool isNewerThanRecord = false; // no record has come since the last one
     };
 
+    [[nodiscard]] bool isAlone(const SessionRecord &record, const std::optional<AgentTask> &line) const;
     [[nodiscard]] std::optional<HookEvent> missedEvent(const SessionRecord &record, const QDateTime &now) const;
     template <typename Predicate>
-    [[nodiscard]] const KnownRecord *find(const QString &session, Predicate isWanted) const;
+    [[nodiscard]] const KnownRecord *find(const QString &line, Predicate isWanted) const;
 
     const TaskLines &m_lines;
     const ProcessProbe m_processExists;
     const QString m_transcripts;
-    // By session:
+    // By the ids of lines:
     QMultiHash<QString, KnownRecord> m_records; // also those that an ended process has left
     QHash<QString, Requests> m_requests;
     QQueue<std::pair<QString, QDateTime>> m_unreported; // mismatches by their times, also those that have ended since
