@@ -1,7 +1,6 @@
 """A throw-away home directory: what its user, the agents that report there and Plumtide keep in it."""
 import json
 import os
-import signal
 import subprocess
 import tempfile
 import time
@@ -11,7 +10,6 @@ from pathlib import Path
 
 PROGRAM = os.environ.get('PLUMTIDE_PROGRAM', '')
 RECORDINGS = Path(__file__).resolve().parent.parent / 'recordings'
-MARK = 'PLUMTIDE_TEST'  # in the environment of every process of a home, so that none is left behind
 
 
 def until(condition, seconds=20):
@@ -41,32 +39,24 @@ def line(title, minutes_ago=0, **members):
             'currentState': 'at work', 'tags': [], 'recentEvents': [], 'updatedAt': changed} | members
 
 
-def end_processes(mark):
-    """Kills what has `mark` in its environment, until there is nothing left."""
-    def are_gone():
-        found = []
-        for entry in Path('/proc').glob('[0-9]*'):
-            with suppress(OSError):
-                if f'{MARK}={mark}'.encode() in (entry / 'environ').read_bytes().split(b'\0'):
-                    found.append(entry.name)
-                    os.kill(int(entry.name), signal.SIGKILL)
-        return not found
-    until(are_gone)
-
-
 class Home:
     """Gone, with all of its processes, when `test` ends. `name` is the last part of its path."""
 
     def __init__(self, test, name='home', environment={}):
         self.folder = Path(test.enterContext(tempfile.TemporaryDirectory(prefix='plumtide-test-')))
-        test.addCleanup(end_processes, self.folder)
+        test.addCleanup(self._end_processes)
         self._test = test
         self.path = self.folder / name
         self.path.mkdir()
         self.program = PROGRAM
         sanitizers = {key: value for key, value in os.environ.items() if key.endswith('SAN_OPTIONS')}
-        self.environment = {'HOME': str(self.path), 'PATH': '/usr/bin:/bin', 'LC_ALL': 'C.UTF-8',
-                            MARK: str(self.folder)} | sanitizers | environment
+        self.environment = {'HOME': str(self.path), 'PATH': '/usr/bin:/bin', 'LC_ALL': 'C.UTF-8'}
+        self.environment |= sanitizers | environment
+
+    def _end_processes(self):
+        """Kills what has the folder in its environment, until there is nothing left."""
+        until(lambda: not run('sh', '-c', f'for file in $(grep -sl {self.folder} /proc/[0-9]*/environ); do '
+                              'file=${file%/*}; kill -9 ${file#/proc/}; echo $file; done'))
 
     def start(self, *command, **options):
         """A process that ends with the home, and also when the test run is killed."""
