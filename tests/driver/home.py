@@ -66,6 +66,9 @@ class Home:
         self._test.addCleanup(process.kill)
         return process
 
+    def run(self, *command, **options):
+        return run(*command, **{'env': self.environment} | options)
+
     def write(self, name, content):
         """`content` is text or bytes."""
         path = self.path / name
@@ -82,7 +85,7 @@ class Home:
 
     def install(self):
         """Connects both agents; the lines that it prints."""
-        return run(self.program, '--install-hooks', env=self.environment).splitlines()
+        return self.run(self.program, '--install-hooks').splitlines()
 
     def hook(self, event, session='s1', **members):
         """A session of Claude Code reports `event`, with a recorded payload in which `members` are replaced."""
@@ -102,7 +105,7 @@ class Home:
 
     def run_silently(self, *command, **options):
         """To its end; it must not print anything."""
-        printed = run(*command, **{'env': self.environment} | options)
+        printed = self.run(*command, **options)
         assert not printed, f'{command} printed {printed}'
 
     def log(self, *events):

@@ -9,7 +9,7 @@ import time
 import unittest
 from pathlib import Path
 
-from driver.home import PROGRAM, RECORDINGS, Home, run, until
+from driver.home import PROGRAM, RECORDINGS, Home, until
 from driver.program import Program
 
 CHECKOUT = Path(__file__).resolve().parents[2]
@@ -75,11 +75,11 @@ class EngineTest(unittest.TestCase):
             os.waitid(os.P_PID, first.process.pid, os.WSTOPPED)
             home.log(event('b'))
             before = home.read('.tavvel/tasks.json'), home.read(CONFIGURATION)
-            self.assertEqual(run(PROGRAM, env=home.environment), NO_DISPLAY + 'Plumtide: 已经在运行了。\n')
+            self.assertEqual(home.run(PROGRAM), NO_DISPLAY + 'Plumtide: 已经在运行了。\n')
             start = time.monotonic()
             self.assertEqual(home.install(), [CLAUDE_INSTALLED, NO_CODEX])
             self.assertLess(time.monotonic() - start, 1, 'it does not wait for the first to end')
-            self.assertIn('联系不上它', run(PROGRAM, '--reset-mini-board', env=home.environment))
+            self.assertIn('联系不上它', home.run(PROGRAM, '--reset-mini-board'))
             self.assertEqual((home.read('.tavvel/tasks.json'), home.read(CONFIGURATION)), before)
             first.process.send_signal(signal.SIGCONT)
             until(lambda: len(home.tasks()) == 2)
@@ -119,7 +119,7 @@ class EngineTest(unittest.TestCase):
     def test_a_dialog_without_an_event_is_notified_and_taken_back_by_its_record(self):
         home, address = self.home, f'unix:path={self.home.folder}/bus'
         log, home.environment['DBUS_SESSION_BUS_ADDRESS'] = home.folder / 'notified', address
-        run('dbus-daemon', '--session', '--fork', f'--address={address}', env=home.environment)
+        home.run('dbus-daemon', '--session', '--fork', f'--address={address}')
         home.start(sys.executable, '-m', 'dbusmock', '-t', 'notification_daemon', '-l', log,
                    '-p', '{"capabilities": "actions"}')
         until(log.exists)
@@ -145,15 +145,15 @@ class EngineTest(unittest.TestCase):
             until(program.is_ready)
         self.assertEqual(home.read('.claude/settings.json'), b'')
         version = re.match(r'(plumtide) \((.*?)\)', (CHECKOUT / 'packaging/changelog').read_text()).expand(r'\1 \2\n')
-        self.assertEqual(run(PROGRAM, 'x', '--version', '--remove-hooks', env=home.environment), version)
+        self.assertEqual(home.run(PROGRAM, 'x', '--version', '--remove-hooks'), version)
         kept = '[General]\nminiBoardEnabled=true\n{}tavvel.x=1\n'
         home.write(CONFIGURATION, kept.format('miniBoardOrigin=80, 120\n'))
-        self.assertEqual(run(PROGRAM, '-x', '--reset-mini-board', env=home.environment), '')
+        self.assertEqual(home.run(PROGRAM, '-x', '--reset-mini-board'), '')
         self.assertEqual(home.read(CONFIGURATION).decode(), kept.format(''))
         home.write('.codex/config.toml', '')
         reader, writer = os.pipe()
         os.close(reader)  # nobody reads the output
-        run(PROGRAM, *'--help --install-hooks --remove-hooks --version'.split(), env=home.environment, stdout=writer)
+        home.run(PROGRAM, *'--help --install-hooks --remove-hooks --version'.split(), stdout=writer)
         os.close(writer)
         self.assertIn(b'notify', home.read('.codex/config.toml'))
 
@@ -166,7 +166,7 @@ class EngineTest(unittest.TestCase):
             home.install()
 
         def remove(*prefix):
-            return run(*prefix, PROGRAM, '--remove-hooks', env=home.environment)
+            return home.run(*prefix, PROGRAM, '--remove-hooks')
 
         def read(suffix=''):
             return [home.read(file + suffix) for file in files]
@@ -216,5 +216,5 @@ class EngineTest(unittest.TestCase):
             home.hook('UserPromptSubmit')
             until(home.lines)
         home.environment['HOME'] += '\udcff'
-        self.assertEqual(run(PROGRAM, env=home.environment), 'Plumtide: 主目录的路径不是 UTF-8 文本，无法使用。\n')
+        self.assertEqual(home.run(PROGRAM), 'Plumtide: 主目录的路径不是 UTF-8 文本，无法使用。\n')
         self.assertEqual(len(list(home.folder.glob('with*'))), 1)
