@@ -1,7 +1,5 @@
 import shutil
 import unittest
-from pathlib import Path
-from subprocess import DEVNULL
 
 from driver.desktop import App, desktop
 from driver.home import line, until
@@ -37,7 +35,7 @@ class SessionTest(unittest.TestCase):
         shutil.copy('/usr/bin/sleep', home.path / 'codex')
 
         def show(name, *command):
-            home.start(*command, stderr=DEVNULL)
+            home.start(*command)
             return until(lambda: windows().get(name))
 
         # As if everything else had been started there.

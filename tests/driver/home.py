@@ -39,6 +39,12 @@ def line(title, minutes_ago=0, **members):
             'currentState': 'at work', 'tags': [], 'recentEvents': [], 'updatedAt': changed} | members
 
 
+def start(*command, **options):
+    """A process that a killed test run takes with it."""
+    silent = dict.fromkeys(('stdin', 'stdout', 'stderr'), subprocess.DEVNULL)
+    return subprocess.Popen(['setpriv', '--pdeathsig', 'TERM', *command], **silent | options)
+
+
 class Home:
     """Gone, with all of its processes, when `test` ends. `name` is the last part of its path."""
 
@@ -59,9 +65,8 @@ class Home:
                               'file=${file%/*}; kill -9 ${file#/proc/}; echo $file; done'))
 
     def start(self, *command, **options):
-        """A process that ends with the home, and also when the test run is killed."""
-        usual = {'env': self.environment, 'stdin': subprocess.DEVNULL}
-        process = subprocess.Popen(['setpriv', '--pdeathsig', 'KILL', *command], **usual | options)
+        """A process that ends with the home."""
+        process = start(*command, **{'env': self.environment} | options)
         self._test.addCleanup(process.wait)
         self._test.addCleanup(process.kill)
         return process
@@ -70,13 +75,11 @@ class Home:
         return run(*command, **{'env': self.environment} | options)
 
     def write(self, name, content):
-        """`content` is text or bytes."""
         path = self.path / name
         path.parent.mkdir(parents=True, exist_ok=True)
         path.write_bytes(content if isinstance(content, bytes) else content.encode())
 
     def read(self, name):
-        """Its bytes; none when there is no such file."""
         with suppress(FileNotFoundError):
             return (self.path / name).read_bytes()
         return b''
@@ -100,16 +103,13 @@ class Home:
                 self.run_silently('/bin/sh', '-c', hook['command'], input=json.dumps(payload, ensure_ascii=False))
 
     def tell_codex(self, notification):
-        """A turn of Codex ends."""
         self.run_silently(self.path / '.tavvel/hooks/codex-notify.sh', json.dumps(notification, ensure_ascii=False))
 
     def run_silently(self, *command, **options):
-        """To its end; it must not print anything."""
         printed = self.run(*command, **options)
         assert not printed, f'{command} printed {printed}'
 
     def log(self, *events):
-        """Appends `events` to the log, in one piece."""
         path = self.path / '.tavvel/events.jsonl'
         path.parent.mkdir(exist_ok=True)
         with path.open('a') as log:
@@ -122,11 +122,9 @@ class Home:
         return json.loads(self.read('.tavvel/tasks.json') or b'[]')
 
     def tasks(self):
-        """The stored lines by their titles."""
         return {stored['title']: stored for stored in self.lines()}
 
     def defaults(self):
-        """The keys and values of the defaults file."""
         stored = self.read('.config/plumtide/plumtide.conf').decode().splitlines()
         return dict(entry.split('=', 1) for entry in stored if '=' in entry)
 

@@ -77,16 +77,14 @@ class Scripts(Home):
     def __init__(self, test, shell, awk):
         super().__init__(test, 'a "home" of \'his\'')
         self.shell_number, self._shebang = COMBINATIONS.index((shell, awk)) // 4, f'#!/usr/bin/{shell}\n'
-        self.tools, self.elsewhere = self.folder / 'tools', self.folder / 'elsewhere'
-        self.hooks = self.path / '.tavvel/hooks'
-        for folder in (self.tools, self.hooks, self.elsewhere):
+        self.tools, self.hooks = self.folder / 'tools', self.path / '.tavvel/hooks'
+        for folder in (self.tools, self.hooks):
             folder.mkdir(parents=True)
         awks = {'mawk': awk, 'awk': 'false'} if awk == 'mawk' else {'awk': awk}  # the quickest of two is taken
         for name, tool in (awks | {'mkdir': 'mkdir', 'find': 'find', 'rm': 'rm'}).items():
             (self.tools / name).symlink_to(shutil.which(tool))
         for script in SCRIPTS.iterdir():
-            for folder in (self.hooks, self.elsewhere):
-                self.add_program(folder / script.name, script.read_text().partition('\n')[2])
+            self.add_program(self.hooks / script.name, script.read_text().partition('\n')[2])
         self.environment |= {'PATH': str(self.tools), 'HOME': '/nonexistent'}
 
     def add_program(self, path, body):
@@ -146,10 +144,10 @@ class HookScriptsTest(unittest.TestCase):
 
     @in_all_shells
     def test_a_deployed_script_logs_beside_itself_and_another_in_an_absolute_home(self, scripts):
-        home = scripts.folder / "it's $HOME"
+        home, elsewhere = scripts.folder / "it's $HOME", shutil.copytree(scripts.hooks, scripts.folder / 'elsewhere')
         home.mkdir()
         for folder, value, is_here, is_home in ((scripts.hooks, '', 1, 0), (Path('.tavvel/hooks'), home, 1, 0),
-                                                (scripts.elsewhere, 'relative', 0, 0), (scripts.elsewhere, home, 0, 1)):
+                                                (elsewhere, 'relative', 0, 0), (elsewhere, home, 0, 1)):
             scripts.environment['HOME'] = str(value)
             scripts.claude(folder=folder, cwd=scripts.path)
             self.assertEqual(len(scripts.take_lines()), is_here, (folder, value))
