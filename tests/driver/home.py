@@ -5,7 +5,7 @@ import subprocess
 import tempfile
 import time
 from contextlib import suppress
-from datetime import datetime, timedelta, timezone
+from datetime import datetime, timezone
 from pathlib import Path
 
 PROGRAM = os.environ.get('PLUMTIDE_PROGRAM', '')
@@ -24,17 +24,16 @@ def until(condition, seconds=20):
 
 def run(*command, **options):
     """What it prints; a status other than 0 fails the test."""
-    usual = {'stdin': subprocess.DEVNULL} if 'input' not in options else {}
-    usual |= {'encoding': 'utf-8', 'errors': 'surrogateescape', 'timeout': 120, 'stdout': subprocess.PIPE,
-              'stderr': subprocess.STDOUT}
+    usual = {'input': '', 'encoding': 'utf-8', 'errors': 'surrogateescape', 'timeout': 120,
+             'stdout': subprocess.PIPE, 'stderr': subprocess.STDOUT}
     done = subprocess.run(command, check=False, **usual | options)
     assert not done.returncode, f'{command} ended with {done.returncode}:\n{done.stdout}'
     return done.stdout
 
 
-def line(title, minutes_ago=0, **members):
+def line(title, **members):
     """A line as it is stored; one that the user wrote unless the `id` says something else."""
-    changed = (datetime.now(timezone.utc) - timedelta(minutes=minutes_ago)).strftime('%Y-%m-%dT%H:%M:%SZ')
+    changed = datetime.now(timezone.utc).strftime('%Y-%m-%dT%H:%M:%SZ')
     return {'id': title, 'title': title, 'project': 'shop', 'source': 'Other', 'status': 'running', 'purpose': '',
             'currentState': 'at work', 'tags': [], 'recentEvents': [], 'updatedAt': changed} | members
 

@@ -113,9 +113,9 @@ def in_all_shells(test):
     @functools.wraps(test)
     def run_all(self):
         with ThreadPoolExecutor(3) as pool:
-            runs = [pool.submit(test, self, Scripts(self, *combination)) for combination in COMBINATIONS]
-        for combination, done in zip(COMBINATIONS, runs):
-            with self.subTest(' with '.join(combination)):
+            runs = {names: pool.submit(test, self, Scripts(self, *names)) for names in COMBINATIONS}
+        for names, done in runs.items():
+            with self.subTest(names):
                 done.result()
     return run_all
 
