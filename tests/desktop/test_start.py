@@ -6,8 +6,10 @@ from driver.program import Program
 
 
 class StartTest(unittest.TestCase):
-    def test_the_very_first_start_opens_the_panel_unless_the_session_starts_it(self):
+    def setUp(self):
         desktop().use(tray=None)
+
+    def test_the_very_first_start_opens_the_panel_unless_the_session_starts_it(self):
         for at_login in (['--at-login'], []):
             app = App(self)
             (app.home.path / '.config/plumtide/plumtide.conf').unlink()
@@ -18,7 +20,6 @@ class StartTest(unittest.TestCase):
                 self.assertEqual(bool(app.window()), not at_login)
 
     def test_a_second_start_opens_the_panel_of_the_first_and_its_button_quits(self):
-        desktop().use(tray=None)
         with App(self) as app, App(self):  # another home is another program
             for _ in range(2):
                 app.start_again(DESKTOP_STARTUP_ID='launcher-7_TIME5')
@@ -33,7 +34,6 @@ class StartTest(unittest.TestCase):
             self.assertEqual(app.process.wait(20), 0)
 
     def test_a_start_with_windows_takes_over_from_one_without_and_of_two_at_once_one_stays(self):
-        desktop().use(tray=None)
         with App(self, DISPLAY='') as hidden:
             self.assertIn('没有可用的图形界面', until(hidden.stderr))
             environment = hidden.environment | desktop().environment

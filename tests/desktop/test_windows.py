@@ -73,8 +73,6 @@ class OnOpenbox(unittest.TestCase):
         x, y, width, height = self.place()
         self.assertEqual((x, y + height), (SIZE[0] - 280, desktop().top() + 140))
         until(lambda: wanted <= {*desktop().property(self.app.window(BOARD), '_NET_WM_STATE')})
-        protocols = desktop().property(self.app.window(BOARD), 'WM_PROTOCOLS')
-        self.assertNotIn(desktop().x.intern_atom('WM_TAKE_FOCUS'), protocols)
         other = desktop().open_window(self, x - 40, y - 70, width + 80, height + 140)
         corners = [(x, y), (x + width - 1, y), (x, y + height - 1), (x + width - 1, y + height - 1)]
         until(lambda: [desktop().pixels(*corner) for corner in corners] == [[BLUE]] * 4)

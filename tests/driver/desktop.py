@@ -15,7 +15,7 @@ gi.require_version('Atspi', '2.0')
 from gi.repository import Atspi, Gio, GLib
 from Xlib import X, display, error
 
-from driver.home import Home, run, until
+from driver.home import Home, run, start, until
 from driver.program import Program
 
 SIZE = (1280, 800)
@@ -43,12 +43,6 @@ COMMANDS = {
 BUS = ('org.freedesktop.DBus', '/', 'org.freedesktop.DBus')
 MOCK = ('org.freedesktop.Notifications', '/org/freedesktop/Notifications', 'org.freedesktop.DBus.Mock')
 WATCHER = ('org.kde.StatusNotifierWatcher', '/StatusNotifierWatcher', 'org.freedesktop.DBus.Properties')
-
-
-def start(*command, **options):
-    """A process that a killed test run takes with it."""
-    silent = dict.fromkeys(('stdin', 'stdout', 'stderr'), subprocess.DEVNULL)
-    return subprocess.Popen(['setpriv', '--pdeathsig', 'TERM', *command], **silent | options)
 
 
 def start_telling(*command):
@@ -197,7 +191,6 @@ class App(Program):
         self.home.hook('PermissionRequest', session)
 
     def start_again(self, *arguments, **variables):
-        """Beside this one; what it prints."""
         return run(self.home.program, *arguments, env=self.environment | variables)
 
     def elements(self, role=None, name=''):
@@ -220,9 +213,7 @@ class App(Program):
         return until(lambda: self.elements(role, name))[0]
 
     def press(self, role, name):
-        element = self.find(role, name)
-        names = [element.get_action_name(at) for at in range(element.get_n_actions())]
-        element.do_action(names.index('Press'))
+        self.find(role, name).do_action(0)
 
     def focused(self):
         return next((element for element in self.elements() if 'focused' in states(element)), None)
@@ -246,7 +237,6 @@ class App(Program):
         return (panel := self.window()) and desktop().active() == [panel.id] and self.focused()
 
     def open(self):
-        """The panel, with the focus."""
         until(lambda: self.has_focus() if self.window() else self.start_again())
         return self.window()
 
@@ -257,7 +247,6 @@ class App(Program):
         until(lambda: not self.window(width))
 
     def item(self, name):
-        """A property of it, if it is in the tray."""
         with suppress(GLib.Error, StopIteration):
             items = desktop().call(*WATCHER, 'Get', '(ss)', WATCHER[0], 'RegisteredStatusNotifierItems')
             self.owner, path = next(item.split('/', 1) for item in items if self.pid == desktop().call(

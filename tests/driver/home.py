@@ -1,17 +1,15 @@
 """A throw-away home directory: what its user, the agents that report there and Plumtide keep in it."""
 import json
 import os
-import signal
 import subprocess
 import tempfile
 import time
 from contextlib import suppress
-from datetime import datetime, timedelta, timezone
+from datetime import datetime, timezone
 from pathlib import Path
 
 PROGRAM = os.environ.get('PLUMTIDE_PROGRAM', '')
 RECORDINGS = Path(__file__).resolve().parent.parent / 'recordings'
-MARK = 'PLUMTIDE_TEST'  # in the environment of every process of a home, so that none is left behind
 
 
 def until(condition, seconds=20):
@@ -26,32 +24,24 @@ def until(condition, seconds=20):
 
 def run(*command, **options):
     """What it prints; a status other than 0 fails the test."""
-    usual = {'stdin': subprocess.DEVNULL} if 'input' not in options else {}
-    usual |= {'encoding': 'utf-8', 'errors': 'surrogateescape', 'timeout': 120, 'stdout': subprocess.PIPE,
-              'stderr': subprocess.STDOUT}
+    usual = {'input': '', 'encoding': 'utf-8', 'errors': 'surrogateescape', 'timeout': 120,
+             'stdout': subprocess.PIPE, 'stderr': subprocess.STDOUT}
     done = subprocess.run(command, check=False, **usual | options)
     assert not done.returncode, f'{command} ended with {done.returncode}:\n{done.stdout}'
     return done.stdout
 
 
-def line(title, minutes_ago=0, **members):
+def line(title, **members):
     """A line as it is stored; one that the user wrote unless the `id` says something else."""
-    changed = (datetime.now(timezone.utc) - timedelta(minutes=minutes_ago)).strftime('%Y-%m-%dT%H:%M:%SZ')
+    changed = datetime.now(timezone.utc).strftime('%Y-%m-%dT%H:%M:%SZ')
     return {'id': title, 'title': title, 'project': 'shop', 'source': 'Other', 'status': 'running', 'purpose': '',
             'currentState': 'at work', 'tags': [], 'recentEvents': [], 'updatedAt': changed} | members
 
 
-def end_processes(mark):
-    """Kills what has `mark` in its environment, until there is nothing left."""
-    def are_gone():
-        found = []
-        for entry in Path('/proc').glob('[0-9]*'):
-            with suppress(OSError):
-                if f'{MARK}={mark}'.encode() in (entry / 'environ').read_bytes().split(b'\0'):
-                    found.append(entry.name)
-                    os.kill(int(entry.name), signal.SIGKILL)
-        return not found
-    until(are_gone)
+def start(*command, **options):
+    """A process that a killed test run takes with it."""
+    silent = dict.fromkeys(('stdin', 'stdout', 'stderr'), subprocess.DEVNULL)
+    return subprocess.Popen(['setpriv', '--pdeathsig', 'TERM', *command], **silent | options)
 
 
 class Home:
@@ -59,31 +49,36 @@ class Home:
 
     def __init__(self, test, name='home', environment={}):
         self.folder = Path(test.enterContext(tempfile.TemporaryDirectory(prefix='plumtide-test-')))
-        test.addCleanup(end_processes, self.folder)
+        test.addCleanup(self._end_processes)
         self._test = test
         self.path = self.folder / name
         self.path.mkdir()
         self.program = PROGRAM
         sanitizers = {key: value for key, value in os.environ.items() if key.endswith('SAN_OPTIONS')}
-        self.environment = {'HOME': str(self.path), 'PATH': '/usr/bin:/bin', 'LC_ALL': 'C.UTF-8',
-                            MARK: str(self.folder)} | sanitizers | environment
+        self.environment = {'HOME': str(self.path), 'PATH': '/usr/bin:/bin', 'LC_ALL': 'C.UTF-8'}
+        self.environment |= sanitizers | environment
+
+    def _end_processes(self):
+        """Kills what has the folder in its environment, until there is nothing left."""
+        until(lambda: not run('sh', '-c', f'for file in $(grep -sl {self.folder} /proc/[0-9]*/environ); do '
+                              'file=${file%/*}; kill -9 ${file#/proc/}; echo $file; done'))
 
     def start(self, *command, **options):
-        """A process that ends with the home, and also when the test run is killed."""
-        usual = {'env': self.environment, 'stdin': subprocess.DEVNULL}
-        process = subprocess.Popen(['setpriv', '--pdeathsig', 'KILL', *command], **usual | options)
+        """A process that ends with the home."""
+        process = start(*command, **{'env': self.environment} | options)
         self._test.addCleanup(process.wait)
         self._test.addCleanup(process.kill)
         return process
 
+    def run(self, *command, **options):
+        return run(*command, **{'env': self.environment} | options)
+
     def write(self, name, content):
-        """`content` is text or bytes."""
         path = self.path / name
         path.parent.mkdir(parents=True, exist_ok=True)
         path.write_bytes(content if isinstance(content, bytes) else content.encode())
 
     def read(self, name):
-        """Its bytes; none when there is no such file."""
         with suppress(FileNotFoundError):
             return (self.path / name).read_bytes()
         return b''
@@ -92,7 +87,7 @@ class Home:
 
     def install(self):
         """Connects both agents; the lines that it prints."""
-        return run(self.program, '--install-hooks', env=self.environment).splitlines()
+        return self.run(self.program, '--install-hooks').splitlines()
 
     def hook(self, event, session='s1', **members):
         """A session of Claude Code reports `event`, with a recorded payload in which `members` are replaced."""
@@ -107,16 +102,13 @@ class Home:
                 self.run_silently('/bin/sh', '-c', hook['command'], input=json.dumps(payload, ensure_ascii=False))
 
     def tell_codex(self, notification):
-        """A turn of Codex ends."""
         self.run_silently(self.path / '.tavvel/hooks/codex-notify.sh', json.dumps(notification, ensure_ascii=False))
 
     def run_silently(self, *command, **options):
-        """To its end; it must not print anything."""
-        printed = run(*command, **{'env': self.environment} | options)
+        printed = self.run(*command, **options)
         assert not printed, f'{command} printed {printed}'
 
     def log(self, *events):
-        """Appends `events` to the log, in one piece."""
         path = self.path / '.tavvel/events.jsonl'
         path.parent.mkdir(exist_ok=True)
         with path.open('a') as log:
@@ -129,11 +121,9 @@ class Home:
         return json.loads(self.read('.tavvel/tasks.json') or b'[]')
 
     def tasks(self):
-        """The stored lines by their titles."""
         return {stored['title']: stored for stored in self.lines()}
 
     def defaults(self):
-        """The keys and values of the defaults file."""
         stored = self.read('.config/plumtide/plumtide.conf').decode().splitlines()
         return dict(entry.split('=', 1) for entry in stored if '=' in entry)
 

@@ -38,10 +38,8 @@ class Program:
         return int(caught, 16) >> (signal.SIGTERM - 1) & 1
 
     def stop(self, number=signal.SIGTERM):
-        """Its exit status."""
         self.process.send_signal(number)
         return self.process.wait(60)
 
     def stderr(self):
-        """What it has printed."""
         return self._errors.read_text(errors='replace')

@@ -49,15 +49,11 @@ for character in ('x', 'é', '中', '🎉', r'\u4e2d', r'\ud83c\udf89', r'\"', r
 TURN = {'type': 'agent-turn-complete', 'thread-id': 't', 'turn-id': 'no', 'cwd': '/a', 'client': 'c',
         'input-messages': ['first', 'the "last"\n%s'], 'last-assistant-message': 'Done \\n'}
 TITLE = 'Generate a concise, single-line task title of at most'
-TURNS = {  # members that differ from TURN, how many days ago a client was seen, the texts in the line
-    'old Codex that never names a client': ({'client': None}, None, ['the "last"\n%s', 'Done \\n']),
-    'turn of a subagent': ({'client': None}, 6, None),
-    'old Codex that was newer': ({'client': None, 'last-assistant-message': None}, 8, ['the "last"\n%s']),
-    'turn that names a client': ({}, 8, ['the "last"\n%s', 'Done \\n']),
-    'title request': ({'input-messages': [TITLE]}, None, None),
-    'later prompt like a title request': ({'input-messages': ['x', TITLE]}, None, [TITLE, 'Done \\n']),
-    'another type': ({'type': 'approval-requested'}, None, None),
-}
+TURNS = (  # members that differ from TURN, how many days ago a client was seen, whether it is the user's
+    ({'client': None}, None, True), ({'client': None}, 6, False),  # of an old Codex, or of a subagent
+    ({'client': None, 'last-assistant-message': None}, 8, True), ({}, 8, True),
+    ({'input-messages': [TITLE]}, None, False), ({'input-messages': ['x', TITLE]}, None, True),
+    ({'type': 'approval-requested'}, None, False))
 
 
 def flat(event):
@@ -81,16 +77,14 @@ class Scripts(Home):
     def __init__(self, test, shell, awk):
         super().__init__(test, 'a "home" of \'his\'')
         self.shell_number, self._shebang = COMBINATIONS.index((shell, awk)) // 4, f'#!/usr/bin/{shell}\n'
-        self.tools, self.elsewhere = self.folder / 'tools', self.folder / 'elsewhere'
-        self.hooks = self.path / '.tavvel/hooks'
-        for folder in (self.tools, self.hooks, self.elsewhere):
+        self.tools, self.hooks = self.folder / 'tools', self.path / '.tavvel/hooks'
+        for folder in (self.tools, self.hooks):
             folder.mkdir(parents=True)
         awks = {'mawk': awk, 'awk': 'false'} if awk == 'mawk' else {'awk': awk}  # the quickest of two is taken
         for name, tool in (awks | {'mkdir': 'mkdir', 'find': 'find', 'rm': 'rm'}).items():
             (self.tools / name).symlink_to(shutil.which(tool))
         for script in SCRIPTS.iterdir():
-            for folder in (self.hooks, self.elsewhere):
-                self.add_program(folder / script.name, script.read_text().partition('\n')[2])
+            self.add_program(self.hooks / script.name, script.read_text().partition('\n')[2])
         self.environment |= {'PATH': str(self.tools), 'HOME': '/nonexistent'}
 
     def add_program(self, path, body):
@@ -119,9 +113,9 @@ def in_all_shells(test):
     @functools.wraps(test)
     def run_all(self):
         with ThreadPoolExecutor(3) as pool:
-            runs = [pool.submit(test, self, Scripts(self, *combination)) for combination in COMBINATIONS]
-        for combination, done in zip(COMBINATIONS, runs):
-            with self.subTest(' with '.join(combination)):
+            runs = {names: pool.submit(test, self, Scripts(self, *names)) for names in COMBINATIONS}
+        for names, done in runs.items():
+            with self.subTest(names):
                 done.result()
     return run_all
 
@@ -150,14 +144,13 @@ class HookScriptsTest(unittest.TestCase):
 
     @in_all_shells
     def test_a_deployed_script_logs_beside_itself_and_another_in_an_absolute_home(self, scripts):
-        home = scripts.folder / "it's $HOME"
+        home, elsewhere = scripts.folder / "it's $HOME", shutil.copytree(scripts.hooks, scripts.folder / 'elsewhere')
         home.mkdir()
-        for folder, value, is_deployed, is_home in (
-                (scripts.hooks, None, 1, 0), (Path('.tavvel/hooks'), home, 1, 0), (scripts.elsewhere, None, 0, 0),
-                (scripts.elsewhere, 'relative', 0, 0), (scripts.elsewhere, home, 0, 1)):
-            environment = {'PATH': str(scripts.tools)} | ({} if value is None else {'HOME': str(value)})
-            scripts.claude(folder=folder, env=environment, cwd=scripts.path)
-            self.assertEqual(len(scripts.take_lines()), is_deployed, (folder, value))
+        for folder, value, is_here, is_home in ((scripts.hooks, '', 1, 0), (Path('.tavvel/hooks'), home, 1, 0),
+                                                (elsewhere, 'relative', 0, 0), (elsewhere, home, 0, 1)):
+            scripts.environment['HOME'] = str(value)
+            scripts.claude(folder=folder, cwd=scripts.path)
+            self.assertEqual(len(scripts.take_lines()), is_here, (folder, value))
             self.assertEqual([path.stat().st_mode & 0o7777 for path in home.iterdir()], [0o700] * is_home, value)
         self.assertEqual([path.name for path in scripts.path.iterdir()], ['.tavvel'])
         self.assertEqual((home / '.tavvel/events.jsonl').read_bytes().count(b'\n'), 1)
@@ -177,18 +170,19 @@ class HookScriptsTest(unittest.TestCase):
     @in_all_shells
     def test_a_turn_of_the_user_in_codex_is_logged_and_no_other(self, scripts):
         seen = scripts.hooks / 'codex-client-seen'
-        for name, (members, days, texts) in TURNS.items():
+        for members, days, is_logged in TURNS:
             seen.unlink(missing_ok=True)
             if days:
                 seen.touch()
                 os.utime(seen, (time.time() - days * 86_400,) * 2)
             turn = {key: value for key, value in (TURN | members).items() if value}
             scripts.codex_turn('--other', json.dumps(turn))
-            line = {'hook_event_name': 'CodexTurnComplete', 'session_id': 't', 'cwd': '/a'}
-            expected = [line | dict(zip(('prompt', 'assistant'), texts))] if texts else []
-            self.assertEqual(scripts.take_lines(), expected, name)
+            line = {'hook_event_name': 'CodexTurnComplete', 'session_id': 't', 'cwd': '/a',
+                    'prompt': turn['input-messages'][-1], 'assistant': turn.get('last-assistant-message')}
+            logged = [{name: text for name, text in line.items() if text}] if is_logged else []
+            self.assertEqual(scripts.take_lines(), logged, turn)
             is_new = seen.exists() and seen.stat().st_mtime > time.time() - 86_400
-            self.assertEqual(is_new, 'client' in turn and 'turn' in turn['type'], name)
+            self.assertEqual(is_new, 'client' in turn and 'turn' in turn['type'], turn)
         scripts.codex_turn(r'-n \c %s')
         scripts.codex_turn()
         self.assertEqual(scripts.take_lines(), [])
