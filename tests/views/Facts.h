@@ -108,9 +108,6 @@ inline Facts stored(const QList<AgentTask> &lines)
 /// What has changed in them, as scenes.txt says it.
 inline QStringList changesOf(const Facts &before, const Facts &now)
 {
-    static const QRegularExpression usual("(?<=cc-\\w)，Claude，5 分钟前|(?<=cx-\\w)，Codex，5 "
-                                          "分钟前|(?<=m-\\w)，其他，5 分钟前|(?<=\\[\\w|\\[docs|\\[shop) 5 分钟前"
-                                          "|(?<=还有 \\d) 条暂时没新动静");
     Facts all = before;
     all.insert(now);
     QStringList changes;
@@ -123,5 +120,14 @@ inline QStringList changesOf(const Facts &before, const Facts &now)
         else
             changes += topic + ':' + changeOf(was.split(" | "), is.split(" | "));
     }
-    return changes.replaceInStrings("\n", "⏎").replaceInStrings("\t", "\\t").replaceInStrings(usual, "…");
+    return changes;
+}
+
+/// With "…" for what is always the same.
+inline QString abridged(QString text)
+{
+    static const QRegularExpression usual(
+        "(?<=-\\w)，(Claude|Codex|其他)，5 分钟前|(?<=\\[\\w|\\[docs|\\[shop) 5 分钟前"
+        "|(?<=还有 \\d) 条暂时没新动静");
+    return text.replace('\n', "⏎").replace('\t', "\\t").replace(usual, "…");
 }
