@@ -15,9 +15,9 @@ void askAboutAll(const QString &target, QByteArray (*oracle)(const QByteArray &)
     for (const QString &name : corpus.entryList(QDir::Files)) {
         QFile file(corpus.filePath(name));
         EXPECT_TRUE(file.open(QFile::ReadOnly));
-        QString answer;
-        EXPECT_NO_THROW(answer = QString::fromUtf8(oracle(file.readAll()))) << qPrintable(name);
-        EXPECT_TRUE(name.startsWith(answer.section(':', 0, 0) + '-')) << qPrintable(name + " is " + answer);
+        QByteArray answer;
+        EXPECT_NO_THROW(answer = oracle(file.readAll())) << qPrintable(name);
+        EXPECT_EQ(name.section('-', 0, 0), answer.split(':')[0]) << qPrintable(name);
     }
 }
 
