@@ -73,7 +73,6 @@ TEST_F(HooksInstallerTest, EachOutcomeHasItsMessageAndLinksAndModesStay)
         {config, "notify = [\n\"x\"]\n", "S|", "Codex 已有通知配置，暂时没改。可以看看 README 里的说明。"},
         {config, "a = '''\n[\n'''\n", "S| claude",
          "接入失败：config.toml 的写法比较特别，自动改动会弄坏它，这次没有改动。"},
-        {config, "a = 1\n", "BS| claude", unwritable},
     };
     for (const auto &[file, before, expected, sentence] : cases) {
         const mode_t fileMode = sentence == unwritable ? 0404 : sentence == unreadable ? 0 : 0604;

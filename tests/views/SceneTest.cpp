@@ -51,18 +51,13 @@ TEST(Scenes, LookAndGoAsCommitted)
     // What continues a line stands further in than it.
     QStringList text = QString::fromUtf8(file.readAll()).replace("\n        ", " ").split('\n');
     QMap<QString, AgentTask> lines;
-    std::unique_ptr<Stage> stage;
-    const auto start = [&](const QStringList &with) {
-        stage.reset(); // there is one clock of animations
-        const QString both = "claude,codex";
-        stage = std::make_unique<Stage>(lines, with.value(1), with.value(2, both), with.value(3, both));
-    };
+    std::optional<Stage> stage;
     QString fault;
     for (QString &line : text) {
         if (!line.startsWith("    ")) {
             fault = line;
             if (line.isEmpty())
-                start({});
+                stage.emplace(lines, QStringList());
             continue;
         }
         SCOPED_TRACE(qPrintable(fault));
@@ -74,7 +69,7 @@ TEST(Scenes, LookAndGoAsCommitted)
                 break;
             }
             if (words[0] == "start")
-                start(words);
+                stage.emplace(lines, words);
             else if (words[0] == "picture")
                 compare(stage->picture(words.value(2, "1").toDouble()), words[1], committed, output);
             else

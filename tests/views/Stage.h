@@ -9,15 +9,13 @@
 #include <QtTest>
 
 /// A view in front of its user, over a store and an installer in a home of their own. It is used by mouse and keyboard
-/// and seen as a screen reader hears it, so that nothing depends on the classes it is made of. Animations go on only
-/// when time passes here. The steps are listed in scenes.txt.
+/// and seen as a screen reader hears it. Animations go on only when time passes here.
 class Stage final : public QAnimationDriver
 {
     Q_OBJECT
 
 public:
-    Stage(QMap<QString, AgentTask> lines, const QString &kind, const QString &connected, const QString &heard)
-        : m_lines(std::move(lines))
+    Stage(QMap<QString, AgentTask> lines, const QStringList &start) : m_lines(std::move(lines))
     {
         install();
         connect(this, &QAnimationDriver::started, this, [this] { m_elapsed = 0; });
@@ -25,19 +23,19 @@ public:
         QApplication::setCursorFlashTime(0);
         QApplication::setDoubleClickInterval(0);
         QGuiApplication::clipboard()->clear();
-        for (const QString &tool : heard.split(','))
-            m_home.defaults()->setBoolean(QString("tavvel.%1.hasSeenEvent").arg(tool), true);
+        for (const QString tool : {"claude", "codex"})
+            m_home.defaults()->setBoolean("tavvel." + tool + ".hasSeenEvent", start.value(3, tool).contains(tool));
         m_home.write(".codex/config.toml", {});
         Environment &environment = m_home.environment();
         environment.resourcesDir = PLUMTIDE_HOOKS_DIR "/..";
         m_store.emplace(environment);
         m_installer.emplace(environment);
-        if (connected.contains("claude"))
+        if (start.value(2, "claude").contains("claude"))
             m_installer->installClaude();
-        if (connected.contains("codex"))
+        if (start.value(2, "codex").contains("codex"))
             m_installer->installCodex();
         m_installer->clearMessage();
-        if (kind == "mini") {
+        if (start.value(1) == "mini") {
             auto mini = std::make_unique<MiniBoardView>(*m_store, *m_installer);
             mini->setAttribute(Qt::WA_TranslucentBackground);
             connect(mini.get(), &MiniBoardView::activated, this, [this](const Command &command) {
