@@ -22,7 +22,7 @@ TEST(Panel, IsPlacedInTheFreeAreaAtTheClickOrTheBar)
         {{300, 290, 1, 1}, small, small.adjusted(0, 0, 0, -20), {0, 0}}, // no room
     };
     for (const auto &[item, on, available, expected] : rows)
-        EXPECT_EQ(panelTopLeft(item, on, available, {400, 560}), expected) << item.x() << ' ' << item.y();
+        EXPECT_EQ(panelTopLeft(item, on, available, {400, 560}), expected);
 }
 
 TEST(Panel, OpensAndClosesByClicksAndStaysWhileAListIsOpen)

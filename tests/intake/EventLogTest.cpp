@@ -2,7 +2,6 @@
 
 #include "tests/support/TestHome.h"
 
-#include <malloc.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -59,16 +58,13 @@ TEST_F(EventLogTest, EachCompleteLineIsReportedOnce)
     ::mkfifo(qPrintable(m_path), 0600);
     m_log.readNewLines(); // would block for ever when opened carelessly
     QFile::remove(m_path);
-    const auto bytesInUse = [] { return ::mallinfo2().uordblks + ::mallinfo2().hblkhd; };
-    const size_t before = bytesInUse();
     for (const auto &[isAppended, content, read, left] : rows) {
         m_home.write("log", content, isAppended ? QIODevice::Append : QIODevice::Truncate);
         m_ids.clear();
         m_log.readNewLines();
         EXPECT_EQ(m_ids.join(' '), read);
-        EXPECT_EQ(m_offset, size() - left) << qPrintable(read);
+        EXPECT_EQ(m_offset, size() - left);
     }
-    EXPECT_LT(bytesInUse(), before + 1'000'000); // what a long line costs ends with it
 }
 
 TEST_F(EventLogTest, OnlyALargeLogThatWasReadAndIsNotOpenIsEmptied)

@@ -52,8 +52,6 @@ inline Facts heard(QWidget &view)
 {
     static const QMap<int, QString> board{
         {QAccessible::Heading, "【%1】"}, {QAccessible::List, "[%1]"}, {QAccessible::ListItem, "%1"}};
-    static const QMap<int, QString> form{{QAccessible::Button, "<%1>"}, {QAccessible::ComboBox, "%1"}};
-    static const QRegularExpression blankAtEnd(" $");
     Facts facts;
     const auto add = [&](const QString &topic, const QString &text, bool isSo = true) {
         if (isSo && !text.isEmpty() && !topic.isEmpty())
@@ -70,9 +68,11 @@ inline Facts heard(QWidget &view)
         else if (role == QAccessible::Grouping)
             add(text.section(' ', 0, 0), text.section(' ', 1));
         else if (role == QAccessible::EditableText)
-            add("form", text + '=' + element->text(QAccessible::Value).replace(blankAtEnd, "␣"));
+            add("form", text + '=' + element->text(QAccessible::Value).replace(QRegularExpression(" $"), "␣"));
+        else if (isInForm && role == QAccessible::Button)
+            add("form", '<' + text + '>');
         else if (isInForm)
-            add("form", form.value(role, "not of the form: %1").arg(text));
+            add("form", role == QAccessible::ComboBox ? text : "not of the form: " + text);
         else if (board.contains(role))
             add("board", board[role].arg(text));
         else
