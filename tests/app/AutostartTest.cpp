@@ -15,12 +15,7 @@ TEST(Autostart, KeepsTheUsersEntryAndIsOnIfALoginStartsTheProgram)
     const QByteArray gone = "[Desktop Entry]\nExec=/nowhere/plumtide\n";
     const QByteArray gnomeOff = "X-GNOME-Autostart-enabled=false\n";
     const auto hidden = [](QByteArray content) { return content.replace("Entry]\n", "Entry]\nHidden=true\n"); };
-    const struct
-    {
-        QByteArray before;
-        bool isOn;
-        QByteArray on, off;
-    } rows[] = {
+    const std::tuple<QByteArray, bool, QByteArray, QByteArray> rows[] = {
         {none, false, own, none},
         {own, true, own, none},
         {mine, true, mine, hidden(mine)},
@@ -29,21 +24,20 @@ TEST(Autostart, KeepsTheUsersEntryAndIsOnIfALoginStartsTheProgram)
         {gone, false, "[Desktop Entry]\nExec=~/plumtide --at-login\nTryExec=~/plumtide\n", hidden(gone)},
         {notes, false, notes, notes},
     };
-    for (const auto &row : rows) {
+    for (const auto &[before, wasOn, on, off] : rows) {
         const TestHome home;
         const QString program = home.path("plumtide");
         home.write("plumtide", "#!/bin/sh\n");
-        EXPECT_TRUE(QFile::setPermissions(program, QFile::ReadOwner | QFile::ExeOwner));
+        QFile::setPermissions(program, QFile::ExeOwner);
         const Autostart autostart(home.path(entry), program);
         const auto real = [&](QByteArray text) { return text.replace("~", home.path().toUtf8()); };
         for (const bool isOn : {true, false}) {
-            SCOPED_TRACE(testing::Message() << "row " << &row - rows << (isOn ? ", on" : ", off"));
             QFile::remove(home.path(entry));
-            if (row.before != none)
-                home.write(entry, real(row.before));
-            EXPECT_EQ(autostart.isOn(), row.isOn);
-            EXPECT_EQ(bool(autostart.setOn(isOn)), !isOn || row.on != notes);
-            EXPECT_EQ(home.exists(entry) ? home.read(entry) : none, real(isOn ? row.on : row.off));
+            if (before != none)
+                home.write(entry, real(before));
+            EXPECT_EQ(autostart.isOn(), wasOn) << before.constData();
+            EXPECT_EQ(bool(autostart.setOn(isOn)), !isOn || on != notes);
+            EXPECT_EQ(home.exists(entry) ? home.read(entry) : none, real(isOn ? on : off));
         }
     }
 }

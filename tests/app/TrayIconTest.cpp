@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-using namespace Qt::StringLiterals;
-
 // Rows: no number, 3, 12, 99, "99+"; columns: the sizes. A picture that is wrong is left in the temporary folder.
 TEST(TrayIcon, MatchesThePictureAtEverySize)
 {

@@ -15,9 +15,9 @@ void askAboutAll(const QString &target, QByteArray (*oracle)(const QByteArray &)
     for (const QString &name : corpus.entryList(QDir::Files)) {
         QFile file(corpus.filePath(name));
         EXPECT_TRUE(file.open(QFile::ReadOnly));
-        QString answer;
-        EXPECT_NO_THROW(answer = QString::fromUtf8(oracle(file.readAll()))) << qPrintable(name);
-        EXPECT_TRUE(name.startsWith(answer.section(':', 0, 0) + '-')) << qPrintable(name + " is " + answer);
+        QByteArray answer;
+        EXPECT_NO_THROW(answer = oracle(file.readAll())) << qPrintable(name);
+        EXPECT_EQ(name.section('-', 0, 0), answer.split(':')[0]) << qPrintable(name);
     }
 }
 
@@ -46,7 +46,7 @@ TEST(Edits, DeepFilesNeedLittleStackAndTime)
          {many("a.") + "a = 1\n", "# \"\n[" + many("a.") + "a]\n", "b = '''x'''\n" + many("a.") + "a = 1\n",
           "b = { " + many("a.") + "a = 1 }\n", "a = " + many("[\n{b.c = "), "a = " + many("["),
           "a = " + inner.repeated(250) + '1' + QByteArray("}").repeated(250) + '\n'})
-        EXPECT_NO_THROW(editCodexConfig(config)) << config.left(20).toStdString();
+        EXPECT_NO_THROW(editCodexConfig(config));
 }
 
 TEST(Edits, RefusalSaysWhatIsWrongWithTheFile)
@@ -69,5 +69,5 @@ TEST(Edits, TheEarlierCommandIsReadToTheEndOfItsArray)
               (QStringList{"a", "", "]", "b", "c\"d\\en", "f\"g\\", "'", "\u00E9",
                            "h\"\u0301"})); // an accented quote is none
     for (const QString none : {"", "\"a\"", "[]", "[\"a\", 'b'", "['a', \"b\\\"]"})
-        EXPECT_EQ(CodexConfig::tomlStringElements(none), QStringList()) << qPrintable(none);
+        EXPECT_EQ(CodexConfig::tomlStringElements(none), QStringList());
 }

@@ -3,7 +3,6 @@
 
 #include "tests/support/TestHome.h"
 
-#include <malloc.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -60,33 +59,29 @@ TEST_F(EventLogTest, EachCompleteLineIsReportedOnce)
     ::mkfifo(qPrintable(m_path), 0600);
     m_log.readNewLines(); // would block for ever when opened carelessly
     QFile::remove(m_path);
-    const auto bytesInUse = [] { return ::mallinfo2().uordblks + ::mallinfo2().hblkhd; };
-    const size_t before = bytesInUse();
     for (const auto &[isAppended, content, read, left] : rows) {
         m_home.write("log", content, isAppended ? QIODevice::Append : QIODevice::Truncate);
         m_ids.clear();
         m_log.readNewLines();
         EXPECT_EQ(m_ids.join(' '), read);
-        EXPECT_EQ(m_offset, size() - left) << qPrintable(read);
+        EXPECT_EQ(m_offset, size() - left);
     }
-    EXPECT_LT(bytesInUse(), before + 1'000'000); // what a long line costs ends with it
 }
 
 TEST_F(EventLogTest, OnlyALargeLogThatWasReadAndIsNotOpenIsEmptied)
 {
     constexpr int large = 10'000'001;
     // The log's bytes, those that were read, and whether somebody has it open; only the last one is emptied.
-    for (const auto &[bytes, position, isHeld] : {std::tuple(large - 1, large - 1, false),
-                                                  {large, large - 1, false},
-                                                  {large, large, true},
-                                                  {large, large, false}}) {
+    const std::tuple<int, int, bool> rows[] = {
+        {large - 1, large - 1, false}, {large, large - 1, false}, {large, large, true}, {large, large, false}};
+    for (const auto &[bytes, position, isHeld] : rows) {
         m_home.write("log", QByteArray(bytes, '\n'));
         m_offset = position;
         QFile writer(m_path);
         EXPECT_TRUE(!isHeld || writer.open(QIODevice::Append));
         EventLog(m_path, position, m_receive).rotateIfNeeded();
-        const bool isEmptied = bytes == large && position == large && !isHeld;
-        EXPECT_EQ(size(), isEmptied ? 0 : bytes) << bytes << ' ' << position << ' ' << isHeld;
+        const bool isEmptied = position == large && !isHeld;
+        EXPECT_EQ(size(), isEmptied ? 0 : bytes);
         EXPECT_EQ(m_offset, isEmptied ? 0 : position);
     }
 }
@@ -133,12 +128,10 @@ TEST_F(EventLogTest, ARecordIsReadWhenItIsWrittenReplacedOrRemoved)
     EventWatcher watcher(m_path, 0, std::move(records), {m_receive, [] {}}, 1h);
     watcher.start();
     const QString record = "claude/sessions/1.json";
-    for (int i = 1; i < 20; ++i) {
+    for (int i = 1; i < 9; ++i) {
         m_home.write(i % 3 ? record : "new", R"({"sessionId":"s","pid":)" + QByteArray::number(i) + '}');
         ::rename(qPrintable(m_home.path("new")), qPrintable(m_home.path(record))); // where there is a new one
         EXPECT_TRUE(waitUntil([&] { return pid == i; })) << i;
-        EXPECT_TRUE(i % 5 || QFile::remove(m_home.path(record)));
-        EXPECT_TRUE(waitUntil([&] { return pid == (i % 5 ? i : 0); })) << i;
     }
     QDir(m_home.path("claude/sessions")).removeRecursively();
     EXPECT_TRUE(waitUntil([&] { return pid == 0; }));

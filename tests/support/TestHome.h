@@ -13,8 +13,6 @@
 
 #include <deque>
 
-using namespace Qt::StringLiterals;
-
 // What a failed expectation shows instead of raw bytes.
 inline void PrintTo(const QByteArray &bytes, std::ostream *out)
 {
@@ -34,15 +32,15 @@ inline QString changeOf(const QStringList &before, const QStringList &now)
         gone.removeOne(part);
     for (const QString &part : gone)
         kept.removeOne(part);
-    QString change = gone.isEmpty() ? QString() : u" -"_s + gone.join(u" -"_s);
+    QString change = gone.isEmpty() ? "" : " -" + gone.join(" -");
     qsizetype seen = 0;
     for (qsizetype i = 0; i < now.size(); ++i) {
         if (seen < kept.size() && kept[seen] == now[i])
             ++seen;
         else
-            change += u" +"_s + (seen < kept.size() ? QString::number(i) + u':' : QString()) + now[i];
+            change += " +" + (seen < kept.size() ? QString::number(i) + ':' : "") + now[i];
     }
-    return (kept.isEmpty() && !before.isEmpty()) || seen < kept.size() ? u' ' + now.join(u" | "_s) : change;
+    return (kept.isEmpty() && !before.isEmpty()) || seen < kept.size() ? u' ' + now.join(" | ") : change;
 }
 
 /// A home directory of its own with a clock and a process table that the test sets. Nothing outside of it is touched.
@@ -69,7 +67,7 @@ public:
 
     std::shared_ptr<Defaults> defaults() const
     {
-        return std::make_shared<Defaults>(path(u".config/plumtide/plumtide.conf"_s));
+        return std::make_shared<Defaults>(path(".config/plumtide/plumtide.conf"));
     }
 
     /// One of its own for each start of a program; it lives as long as the home.
@@ -78,12 +76,12 @@ public:
         m_environments.push_back({
             .home = path(),
             .clock = [this] { return now; },
-            .defaults = Defaults(path(u".config/plumtide/plumtide.conf"_s)),
+            .defaults = Defaults(path(".config/plumtide/plumtide.conf")),
             .processExists =
                 [this](pid_t pid, const QString &start) {
                     return processes.contains(pid) && (start.isEmpty() || start == QString::number(pid * 100));
                 },
-            .resourcesDir = path(u"resources"_s),
+            .resourcesDir = path("resources"),
         });
         return m_environments.back();
     }

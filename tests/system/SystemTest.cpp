@@ -5,7 +5,7 @@
 #include "tests/support/TestHome.h"
 #include "tests/support/Unprivileged.h"
 
-#include <QSettings>
+#include <QProcess>
 
 #include <sys/file.h>
 #include <sys/resource.h>
@@ -18,12 +18,11 @@ constexpr Files::ReplaceOptions program{.ownMode = 0755};
 
 QString shell(const TestHome &home, const QString &commands)
 {
-    FILE *const output = ::popen(qPrintable("cd '" + home.path() + "'; " + commands), "re");
-    QFile reader;
-    EXPECT_TRUE(reader.open(output, QIODevice::ReadOnly));
-    const QString text = QString::fromUtf8(reader.readAll()).simplified();
-    ::pclose(output);
-    return text;
+    QProcess process;
+    process.setWorkingDirectory(home.path());
+    process.start("sh", {"-c", commands});
+    EXPECT_TRUE(process.waitForFinished());
+    return QString::fromUtf8(process.readAll()).simplified();
 }
 
 } // namespace
@@ -34,7 +33,6 @@ TEST(Files, ReplaceLeavesTheNewOrTheOldFileWithItsModeAndLinks)
     const std::tuple<const char *, const char *, Files::ReplaceOptions, int, const char *> rows[] = {
         {"", "f", {}, 0, "f:600:=new"},
         {"echo older >f; chmod 640 f", "f", {}, 0, "f:640:=new"},
-        {"echo older >f; chmod 640 f", "f", program, 0, "f:755:=new"},
         {"echo >r; ln -s ../r d/2; ln -s d/2 1", "1", {}, 0, "1:777:d/2=new d/2:777:../r=new r:666:=new"},
         {"echo old >r; ln -s r 1", "1", program, 0, "1:755:=new r:666:=old"},
         {"ln -s 1 1", "1", {}, ELOOP, "1:777:1="},
@@ -114,13 +112,10 @@ TEST(Defaults, EachChangeIsInTheFileAtOnce)
     const TestHome home;
     const auto defaults = home.defaults();
     for (double i = 0; i < 200; ++i) {
-        defaults->setNumber("offset", 10'000'000'000 + i * 10);
+        defaults->setNumber("offset", 10'000'000'000 + i);
         defaults->setNumbers("origin", {-100.5, i});
     }
     defaults->setNumber("gone", 1);
     defaults->remove("gone");
-    const QSettings other(defaults->paths().first(), QSettings::IniFormat);
-    EXPECT_EQ(other.allKeys(), (QStringList{"offset", "origin"}));
-    EXPECT_EQ(other.value("offset").toString(), "10000001990");
-    EXPECT_EQ(other.value("origin").toStringList(), (QStringList{"-100.5", "199"}));
+    EXPECT_EQ(shell(home, "cat .config/plumtide/*"), "[General] offset=10000000199 origin=-100.5, 199");
 }

@@ -52,8 +52,6 @@ inline Facts heard(QWidget &view)
 {
     static const QMap<int, QString> board{
         {QAccessible::Heading, "【%1】"}, {QAccessible::List, "[%1]"}, {QAccessible::ListItem, "%1"}};
-    static const QMap<int, QString> form{{QAccessible::Button, "<%1>"}, {QAccessible::ComboBox, "%1"}};
-    static const QRegularExpression blankAtEnd(" $");
     Facts facts;
     const auto add = [&](const QString &topic, const QString &text, bool isSo = true) {
         if (isSo && !text.isEmpty() && !topic.isEmpty())
@@ -70,9 +68,11 @@ inline Facts heard(QWidget &view)
         else if (role == QAccessible::Grouping)
             add(text.section(' ', 0, 0), text.section(' ', 1));
         else if (role == QAccessible::EditableText)
-            add("form", text + '=' + element->text(QAccessible::Value).replace(blankAtEnd, "␣"));
+            add("form", text + '=' + element->text(QAccessible::Value).replace(QRegularExpression(" $"), "␣"));
+        else if (isInForm && role == QAccessible::Button)
+            add("form", '<' + text + '>');
         else if (isInForm)
-            add("form", form.value(role, "not of the form: %1").arg(text));
+            add("form", role == QAccessible::ComboBox ? text : "not of the form: " + text);
         else if (board.contains(role))
             add("board", board[role].arg(text));
         else
@@ -108,9 +108,6 @@ inline Facts stored(const QList<AgentTask> &lines)
 /// What has changed in them, as scenes.txt says it.
 inline QStringList changesOf(const Facts &before, const Facts &now)
 {
-    static const QRegularExpression usual("(?<=cc-\\w)，Claude，5 分钟前|(?<=cx-\\w)，Codex，5 "
-                                          "分钟前|(?<=m-\\w)，其他，5 分钟前|(?<=\\[\\w|\\[docs|\\[shop) 5 分钟前"
-                                          "|(?<=还有 \\d) 条暂时没新动静");
     Facts all = before;
     all.insert(now);
     QStringList changes;
@@ -123,5 +120,14 @@ inline QStringList changesOf(const Facts &before, const Facts &now)
         else
             changes += topic + ':' + changeOf(was.split(" | "), is.split(" | "));
     }
-    return changes.replaceInStrings("\n", "⏎").replaceInStrings("\t", "\\t").replaceInStrings(usual, "…");
+    return changes;
+}
+
+/// With "…" for what is always the same.
+inline QString abridged(QString text)
+{
+    static const QRegularExpression usual(
+        "(?<=-\\w)，(Claude|Codex|其他)，5 分钟前|(?<=\\[\\w|\\[docs|\\[shop) 5 分钟前"
+        "|(?<=还有 \\d) 条暂时没新动静");
+    return text.replace('\n', "⏎").replace('\t', "\\t").replace(usual, "…");
 }

@@ -2,13 +2,12 @@
 
 namespace {
 
-/// No block of 8×8 pixels may differ by more than 48, the sum of its pixels' differences in steps of 255 a channel;
-/// less than a text's comma. A step of one is left out: processors round differently. On failure `output` gets the
-/// picture, which can be accepted.
+/// The differences of a block of 8×8 pixels may add up to 48, less than a text's comma. A step of one is left out:
+/// processors round differently. On failure `output` gets the picture, which can be accepted.
 void compare(const QImage &is, const QString &name, const QDir &committed, const QDir &output)
 {
     const QImage should = QImage(committed.filePath(name + ".webp")).convertedTo(QImage::Format_RGB32);
-    QMap<std::pair<int, int>, int> blocks{{{0, 0}, is.size() == should.size() ? 0 : 1'000'000}};
+    QMap<std::pair<int, int>, int> blocks{{{}, is.size() == should.size() ? 0 : 49}};
     for (int y = 0; y < is.height() && is.size() == should.size(); ++y) {
         for (int x = 0; x < is.width(); ++x) {
             const QRgb a = is.pixel(x, y), b = should.pixel(x, y);
@@ -41,9 +40,7 @@ QString wrapped(QString line)
 // Each paragraph of scenes.txt says which fault it would catch.
 TEST(Scenes, LookAndGoAsCommitted)
 {
-    ASSERT_TRUE(QFontDatabase::hasFamily("Noto Sans CJK SC") && QFontDatabase::hasFamily("Noto Serif CJK SC"))
-        << "The pictures are drawn with Debian's fonts-noto-cjk, which is not there.";
-    ASSERT_TRUE(QImageReader::supportedImageFormats().contains("webp")) << "qt6-image-formats-plugins is not there.";
+    ASSERT_TRUE(QFontDatabase::hasFamily("Noto Serif CJK SC")) << "Debian's fonts-noto-cjk is not there.";
     const QDir committed(PLUMTIDE_TEST_DATA_DIR "/views/scenes");
     QDir output(QCoreApplication::applicationDirPath() + "/scenes");
     ASSERT_TRUE(output.removeRecursively() && output.mkpath("."));
@@ -52,18 +49,13 @@ TEST(Scenes, LookAndGoAsCommitted)
     // What continues a line stands further in than it.
     QStringList text = QString::fromUtf8(file.readAll()).replace("\n        ", " ").split('\n');
     QMap<QString, AgentTask> lines;
-    std::unique_ptr<Stage> stage;
-    const auto start = [&](const QStringList &with) {
-        stage.reset(); // there is one clock of animations
-        const QString both = "claude,codex";
-        stage = std::make_unique<Stage>(lines, with.value(1), with.value(2, both), with.value(3, both));
-    };
+    std::optional<Stage> stage;
     QString fault;
     for (QString &line : text) {
         if (!line.startsWith("    ")) {
             fault = line;
             if (line.isEmpty())
-                start({});
+                stage.emplace(lines, QStringList());
             continue;
         }
         SCOPED_TRACE(qPrintable(fault));
@@ -75,7 +67,7 @@ TEST(Scenes, LookAndGoAsCommitted)
                 break;
             }
             if (words[0] == "start")
-                start(words);
+                stage.emplace(lines, words);
             else if (words[0] == "picture")
                 compare(stage->picture(words.value(2, "1").toDouble()), words[1], committed, output);
             else

@@ -9,15 +9,13 @@
 #include <QtTest>
 
 /// A view in front of its user, over a store and an installer in a home of their own. It is used by mouse and keyboard
-/// and seen as a screen reader hears it, so that nothing depends on the classes it is made of. Animations go on only
-/// when time passes here. The steps are listed in scenes.txt.
+/// and seen as a screen reader hears it. Animations go on only when time passes here.
 class Stage final : public QAnimationDriver
 {
     Q_OBJECT
 
 public:
-    Stage(QMap<QString, AgentTask> lines, const QString &kind, const QString &connected, const QString &heard)
-        : m_lines(std::move(lines))
+    Stage(QMap<QString, AgentTask> lines, const QStringList &start) : m_lines(std::move(lines))
     {
         install();
         connect(this, &QAnimationDriver::started, this, [this] { m_elapsed = 0; });
@@ -25,19 +23,19 @@ public:
         QApplication::setCursorFlashTime(0);
         QApplication::setDoubleClickInterval(0);
         QGuiApplication::clipboard()->clear();
-        for (const QString &tool : heard.split(','))
-            m_home.defaults()->setBoolean(QString("tavvel.%1.hasSeenEvent").arg(tool), true);
+        for (const QString tool : {"claude", "codex"})
+            m_home.defaults()->setBoolean("tavvel." + tool + ".hasSeenEvent", start.value(3, tool).contains(tool));
         m_home.write(".codex/config.toml", {});
         Environment &environment = m_home.environment();
         environment.resourcesDir = PLUMTIDE_HOOKS_DIR "/..";
         m_store.emplace(environment);
         m_installer.emplace(environment);
-        if (connected.contains("claude"))
+        if (start.value(2, "claude").contains("claude"))
             m_installer->installClaude();
-        if (connected.contains("codex"))
+        if (start.value(2, "codex").contains("codex"))
             m_installer->installCodex();
         m_installer->clearMessage();
-        if (kind == "mini") {
+        if (start.value(1) == "mini") {
             auto mini = std::make_unique<MiniBoardView>(*m_store, *m_installer);
             mini->setAttribute(Qt::WA_TranslucentBackground);
             connect(mini.get(), &MiniBoardView::activated, this, [this](const Command &command) {
@@ -46,12 +44,11 @@ public:
             m_view = std::move(mini);
         } else {
             auto panel = std::make_unique<PanelView>(*m_store, *m_installer, [this] { return m_home.now; });
-            connect(panel.get(), &PanelView::sessionRequested, this,
-                    [this](const auto &id) { m_now["told"] += "go to " + id; });
-            connect(panel.get(), &PanelView::quitRequested, this, [this] { m_now["told"] += "quit"; });
-            connect(panel.get(), &PanelView::miniBoardSwitched, this,
-                    [this](bool isOn) { m_now["told"] += isOn ? "mini board on" : "mini board off"; });
             m_panel = panel.get();
+            connect(m_panel, &PanelView::sessionRequested, [this](auto &id) { m_now["told"] += "go to " + id; });
+            connect(m_panel, &PanelView::quitRequested, [this] { m_now["told"] += "quit"; });
+            connect(m_panel, &PanelView::miniBoardSwitched,
+                    [this](bool isOn) { m_now["told"] += isOn ? "mini board on" : "mini board off"; });
             m_view = std::move(panel);
         }
         QCursor::setPos(799, 799); // beside it
@@ -71,9 +68,7 @@ public:
         for (const QString &each : isOneByOne ? argument.split(' ') : QStringList(argument)) {
             EXPECT_TRUE(QMetaObject::invokeMethod(this, name, Q_ARG(QString, each)));
             // Until what has changed is shown: a view looks after its sources once a frame.
-            QEventLoop frame;
-            QTimer::singleShot(std::chrono::milliseconds(20), Qt::PreciseTimer, &frame, &QEventLoop::quit);
-            frame.exec();
+            QTest::qWait(20);
             QCoreApplication::processEvents(); // an animation begins on the event loop
             m_elapsed += 1000;
             advance();
@@ -89,7 +84,7 @@ public:
         QStringList changes = changesOf(before, m_shown);
         for (const auto &[topic, parts] : std::exchange(m_now, {}).asKeyValueRange())
             changes += topic + ": " + parts.join(" | ");
-        return changes.isEmpty() ? "nothing" : changes.join("; ");
+        return changes.isEmpty() ? "nothing" : abridged(changes.join("; "));
     }
 
     QImage picture(double scale)
@@ -118,12 +113,11 @@ private Q_SLOTS:
     void show(const QString &lines)
     {
         QList<AgentTask> tasks;
-        for (const QString &line : lines.split(' ', Qt::SkipEmptyParts)) {
-            const QStringList parts = (line + "::").split(':');
-            const QString project = parts[2].isEmpty() ? "shop" : parts[2];
-            const QString status = parts[1].isEmpty() ? "running" : parts[1];
-            tasks +=
-                parts[0] == line ? m_lines[line] : lineWith(QString("%1 5 %2 %3 %1").arg(parts[0], project, status));
+        for (const QString &line : QString(lines).replace("::", ":running:").split(' ', Qt::SkipEmptyParts)) {
+            const QStringList parts = line.split(':');
+            tasks += m_lines.contains(line)
+                ? m_lines[line]
+                : lineWith(QString("%1 5 %2 %3 %1").arg(parts[0], parts.value(2, "shop"), parts.value(1, "running")));
         }
         m_store->setTasks(tasks);
         m_shown.removeIf([](const auto &fact) { return fact.key().contains(' '); });
@@ -166,9 +160,9 @@ private Q_SLOTS:
         ASSERT_TRUE(menu);
         m_menu.clear();
         for (QAction *action : menu->actions()) {
-            m_menu +=
-                action->text().replace('\t', ' ') + action->shortcut().toString() + (action->isEnabled() ? "" : " off");
-            if (action->text().section('\t', 0, 0) == choice)
+            const QString text = action->text().replace('\t', ' ');
+            m_menu += text + action->shortcut().toString() + (action->isEnabled() ? "" : " off");
+            if (text.section(' ', 0, 0) == choice)
                 action->trigger();
         }
         m_menu.removeAll(QString()); // between them
@@ -215,15 +209,15 @@ private:
     void pointAt(const QString &words)
     {
         const auto all = elementsIn(QAccessible::queryAccessibleInterface(m_view.get()));
-        const auto name = [](QAccessibleInterface *element) { return element->text(QAccessible::Name); };
-        auto wanted = std::ranges::find(all, words, name);
-        if (wanted == all.end())
-            wanted = std::ranges::find_if(
-                all, [&](const QString &text) { return text.startsWith(words); }, name);
-        ASSERT_TRUE(wanted != all.end());
-        const QRect at = (*wanted)->rect(); // its beginning: an unfolded row has buttons in its middle
+        QStringList names;
+        for (QAccessibleInterface *element : all)
+            names += element->text(QAccessible::Name);
+        const qsizetype index =
+            std::max(names.indexOf(words), names.indexOf(QRegularExpression("(?s)" + words + ".*")));
+        ASSERT_GE(index, 0) << qPrintable(words);
+        const QRect at = all[index]->rect(); // its beginning: an unfolded row has buttons in its middle
         m_point =
-            m_view->mapFromGlobal(at.topLeft()) + QPoint(std::min(20, at.width() / 2), std::min(10, at.height() / 2));
+            m_view->mapFromGlobal(at.topLeft() + QPoint(std::min(20, at.width() / 2), std::min(10, at.height() / 2)));
         QTest::mouseMove(m_view->windowHandle(), m_point);
     }
 
@@ -241,7 +235,6 @@ private:
             found.insert(topic, found.value(topic, fact));
         if (const QString top = found.take("top"); std::exchange(m_top, top) != top && !top.isEmpty())
             m_now["top"] += top;
-        found["size"] = QString("%1x%2").arg(m_view->width()).arg(m_view->height());
         found["menu"] = m_menu.join(" | ");
         found["clipboard"] = QGuiApplication::clipboard()->text();
         found.insert(stored(m_store->tasks()));
