@@ -1,8 +1,9 @@
 import unittest
 
-from Xlib import X
+from Xlib import X, Xatom
+from Xlib.display import Display
 
-from driver.desktop import SIZE, App, desktop
+from driver.desktop import SIZE, App, desktop, start_display
 from driver.home import line, until
 
 BLUE = 0x0000ff  # another program's window
@@ -100,3 +101,29 @@ class OnOpenbox(unittest.TestCase):
 
 class OnXfwm4(OnOpenbox):
     manager = 'xfwm4'
+
+
+class OnAManagerOfItsOwn(unittest.TestCase):
+    def test_the_panel_asks_for_a_place_on_the_screen_whatever_size_its_frame_claims(self):
+        desktop()
+        process, number = start_display()
+        self.addCleanup(process.wait)
+        self.addCleanup(process.terminate)
+        x = Display(f':{number}')
+
+        def until_asked(kind):
+            until(lambda: x.pending_events() and (asked.append(x.next_event()) or asked[-1].type == kind))
+            return asked[-1]
+        asked, root, extents = [], x.screen().root, x.intern_atom('_NET_FRAME_EXTENTS')
+        root.change_attributes(event_mask=X.SubstructureRedirectMask)
+        for name, kind, value in (('_NET_SUPPORTING_WM_CHECK', Xatom.WINDOW, root.id),
+                                  ('_NET_SUPPORTED', Xatom.ATOM, extents)):
+            root.change_property(x.intern_atom(name), kind, 32, [value])
+        x.sync()
+        self.enterContext(App(self, DISPLAY=f':{number}')).start_again()
+        window = until_asked(X.MapRequest).window
+        window.change_property(extents, Xatom.CARDINAL, 32, [0, 2**32 - 399, 0, 2**32 - 559])  # the frame is 1 x 1
+        window.configure(x=5, y=5)
+        window.map()
+        until(lambda: until_asked(X.ConfigureRequest).value_mask & X.CWX)
+        self.assertEqual((asked[-1].x, asked[-1].y), (SIZE[0] - 400, 0))

@@ -134,6 +134,7 @@ class EngineTest(unittest.TestCase):
                 home.write('.claude/sessions/1.json', json.dumps(record))
                 until(lambda: home.tasks().get('prompt of s1', {}).get('currentState') == expected)
             until(lambda: ' CloseNotification ' in log.read_text())
+        until(lambda: log.read_text().count(' CloseNotification ') == 2)  # its end closes the other one
         self.assertEqual(log.read_text().count(' Notify '), 2)
         self.assertEqual(log.read_text().count('["session", "前往会话"]'), 2)  # there are no windows to open
 
