@@ -3,8 +3,7 @@
 #include <QRect>
 #include <QWindow>
 
-/// What Qt has no call for: properties of X11 windows, the startup token, the work area. On other platforms the
-/// functions about windows change nothing.
+/// What Qt has no call for: properties of windows, which change on X11 only, the startup token, the work area.
 namespace FloatingWindow {
 
 /// To be called before every show: window managers forget these properties when a window hides. Keeps it out of the

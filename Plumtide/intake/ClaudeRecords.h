@@ -6,9 +6,7 @@
 class ClaudeRecords final : public SessionFollower
 {
 public:
-    ClaudeRecords(QString folder, OnChange onChange) : SessionFollower(std::move(onChange)), m_folder(std::move(folder))
-    {
-    }
+    ClaudeRecords(QString in, OnChange onChange) : SessionFollower(std::move(onChange)), m_folder(std::move(in)) {}
 
     std::chrono::milliseconds read(FileWatch &watch) override;
     /// None where the bytes are no object with a text "sessionId" and a "pid" that a process can have.

@@ -43,8 +43,10 @@ void CodexThread::read(const QString &rollout, double now)
     }
     if (record.sessionId.isEmpty())
         return;
-    if (file.size() - offset > (isFirst ? firstLook : mostAtOnce))
+    if (file.size() - offset > (isFirst ? firstLook : mostAtOnce)) {
         offset = file.size() - firstLook; // inside of a line, which is not decoded then
+        calls.clear();                    // their outputs may be left out
+    }
     const QByteArray bytes = file.read(offset, mostAtOnce);
     const qsizetype end = bytes.lastIndexOf('\n') + 1;
     for (const QByteArray &line : bytes.first(end).split('\n')) {
@@ -65,7 +67,7 @@ void CodexThread::take(const QByteArray &line, double now)
     const QString kind = document["type"_L1].toString(), type = payload["type"_L1].toString();
     const auto become = [&](SessionState state) {
         record.state = state;
-        record.since = at;
+        record.since = record.turnSince = at;
         record.tool.clear();
         calls.clear();
     };

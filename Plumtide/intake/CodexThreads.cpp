@@ -33,8 +33,8 @@ std::chrono::milliseconds CodexThreads::read(FileWatch &watch)
     const auto changed = watch.attachFolder(m_locks, IN_OPEN | IN_CLOSE | IN_CREATE | IN_MOVE | IN_DELETE, 1);
     const bool isChanged = changed ? !changed->isEmpty() : QDir(m_locks).exists();
     if (isChanged || now >= m_settledAt) { // at no other time: the reading of the folder is reported, too
-        readLocks(now);
-        m_settledAt = isChanged ? now + lockDelay : never;
+        m_areLocksKnown = readLocks(now);
+        m_settledAt = isChanged && (changed || now < m_settledAt) ? now + lockDelay : never;
     }
     double next = m_settledAt;
     for (auto open = m_open.begin(); open != m_open.end() && !m_isStopping; ++open) {
@@ -45,17 +45,24 @@ std::chrono::milliseconds CodexThreads::read(FileWatch &watch)
     return std::chrono::milliseconds(qCeil(qBound(0.0, next - now, 1e6)));
 }
 
-void CodexThreads::readLocks(double now)
+// False where the folder or the system's locks cannot be read, also before 0.146: then what was known stays.
+bool CodexThreads::readLocks(double now)
 {
-    const QMap<QString, Open> before = std::exchange(m_open, {});
+    QMap<QString, Open> open;
+    bool isKnown = QFileInfo(m_locks).isReadable();
     for (const QString &name : QDir(m_locks).entryList({u"*.lock"_s}, QDir::Files)) {
         const QString id = name.chopped(5);
-        const Process holder = Process::of(Process::flockHolder(m_locks + u'/' + name));
-        if (!holder.name.startsWith("codex")) // none, or another program
-            continue;
-        const Open known = before.value(id);
-        m_open[id] = known.holder.start == holder.start ? known : Open{holder, now - holder.age(), {id}, {}};
+        const std::optional<QList<pid_t>> holders = Process::flockHolders(m_locks + u'/' + name);
+        isKnown = isKnown && holders;
+        for (const pid_t pid : holders.value_or(QList<pid_t>())) {
+            const Open known = m_open.value(id);
+            if (const Process holder = Process::of(pid); holder.name.startsWith("codex")) // else another program
+                open[id] = known.holder.start == holder.start ? known : Open{holder, now - holder.age(), {id}, {}};
+        }
     }
+    if (isKnown)
+        m_open = open;
+    return isKnown;
 }
 
 void CodexThreads::readRollout(const QString &id, Open &open, FileWatch &watch, double now) const
@@ -78,7 +85,7 @@ void CodexThreads::readRollout(const QString &id, Open &open, FileWatch &watch, 
         open.thread.calls.clear();
     }
     if (open.thread.isForeign)
-        qCDebug(systemLog) << open.rollout << "is not understood";
+        qCDebug(intakeLog) << open.rollout << "is not understood";
 }
 
 // When to look again.
@@ -96,7 +103,7 @@ double CodexThreads::look(const QString &id, Open &open, double now)
             const QString callId = child.variable("CODEX_TOOL_CALL_ID"), thread = child.variable("CODEX_THREAD_ID");
             // Commands name no call before 0.164, and hooks of the user's, for which Codex waits, not even a thread.
             return callId == call.id
-                || (callId.isEmpty() && (thread.isEmpty() || thread == id)
+                || (callId.isEmpty() && (thread == id || (thread.isEmpty() && !call.asks))
                     && child.age() < now - call.since + lookInterval);
         };
         if (std::ranges::any_of(children, isOfCall))
@@ -124,13 +131,12 @@ void CodexThreads::handChanges(double now)
         // A subagent or review has another session's id, and asks in its terminal.
         const bool isShown = record.sessionId == open.thread.id && !open.thread.isExec
             && records.value(record.sessionId).state != SessionState::asks;
-        if (isShown || (asks && !record.sessionId.isEmpty()))
+        if (isShown || (asks && !open.thread.isExec && !record.sessionId.isEmpty()))
             records.insert(record.sessionId, record);
     }
-    const bool hasLocks = QDir(m_locks).exists(); // which Codex has since 0.146
     for (const SessionRecord &known : std::as_const(m_known)) {
         const bool isOpen = m_open.contains(known.sessionId) || records.contains(known.sessionId);
-        if (isOpen || known.state == SessionState::gone || !hasLocks)
+        if (isOpen || known.state == SessionState::gone || !m_areLocksKnown)
             continue;
         SessionRecord &gone = *records.insert(known.sessionId, known);
         gone.state = SessionState::gone;

@@ -32,7 +32,7 @@ private:
         double lookedAt = 0; // at the holder's processes
     };
 
-    void readLocks(double now);
+    bool readLocks(double now);
     void readRollout(const QString &id, Open &open, FileWatch &watch, double now) const;
     static double look(const QString &id, Open &open, double now);
     void handChanges(double now);
@@ -40,6 +40,7 @@ private:
     const QString m_locks, m_sessions;
     const Clock m_clock;
     QMap<QString, Open> m_open;
+    bool m_areLocksKnown = false;
     double m_settledAt = never;            // when the locks are as the last change leaves them
     QHash<QString, SessionRecord> m_known; // by session, as handed over last
 };

@@ -1,14 +1,11 @@
 #include "Plumtide/intake/EventLog.h"
 
 #include "Plumtide/system/AppendedFile.h"
-
-#include <QLoggingCategory>
+#include "Plumtide/system/Log.h"
 
 using namespace Qt::StringLiterals;
 
 namespace {
-
-Q_LOGGING_CATEGORY(intakeLog, "plumtide.intake", QtWarningMsg)
 
 // The whole lines of a log, block by block.
 class Blocks

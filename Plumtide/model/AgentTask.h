@@ -38,9 +38,8 @@ struct AgentTask
     QString purpose;
     QString currentState;
     std::optional<QString> waitingReason; ///< What the user is asked to do.
-    // Absent means false; both are kept as they were stored.
-    std::optional<bool> needsApproval; ///< True while the agent waits for a permission.
-    std::optional<bool> titleEdited;   ///< True once the user wrote the title; events leave it alone then.
+    std::optional<bool> needsApproval;    ///< True while the agent waits for a permission; absent as false.
+    std::optional<bool> titleEdited;      ///< True once the user wrote the title; events leave it alone then.
     QList<QString> tags;
     QList<QString> recentEvents; ///< Oldest first.
     QDateTime updatedAt;         ///< UTC. All time rules measure from it.

@@ -9,8 +9,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+constexpr qsizetype answerLength = 40; // in a record
 constexpr auto questionTool = "AskUserQuestion"_L1;
-// What a record waits for.
 constexpr auto permission = "permission prompt"_L1;
 constexpr auto question = "input needed"_L1;
 
@@ -75,6 +75,9 @@ bool AgentRecords::shouldIgnore(const HookEvent &event) const
     if (!isTool && !isCodexTurn && event.hookEventName != EventName::stop && event.hookEventName != EventName::prompt)
         return false;
     const QString id = event.lineId();
+    const QString answer = HookEvent::squeeze(event.assistant.value_or(QString()), answerLength).value_or(QString());
+    if (isCodexTurn && m_toldTurns.value(id, u"\n"_s) == answer)
+        return true;
     const std::optional<AgentTask> line = m_lines.line(id);
     const bool isUrgent = line && line->isUrgent(), isNewerThanRecord = m_requests.value(id).isNewerThanRecord;
     return find(id, [&](const KnownRecord &record) {
@@ -83,9 +86,7 @@ bool AgentRecords::shouldIgnore(const HookEvent &event) const
         // Events have whole seconds.
         const bool isPast = event.tavvelTs && *event.tavvelTs < std::floor(record.since / 1000);
         const bool isOpen = record.state == SessionState::asks && !isLate && !isPast;
-        // The end of a turn that the record has told already.
-        const bool isKnown = isCodexTurn && record.state == SessionState::turnEnded && record.isReported;
-        return isKnown || (isUrgent && (isOpen || (isNewerThanRecord && hasState(record))));
+        return isUrgent && (isOpen || (isNewerThanRecord && hasState(record)));
     });
 }
 
@@ -133,6 +134,8 @@ std::optional<HookEvent> AgentRecords::nextMissedEvent(const QDateTime &now)
         if (!event)
             continue;
         record->isReported = true;
+        if (record->state == SessionState::turnEnded)
+            m_toldTurns.insert(line, record->answer);
         const bool needsTool = !event->toolName && record->waitingFor == permission;
         if (event->hookEventName != EventName::request) {
             m_requests.remove(line);
@@ -176,10 +179,10 @@ std::optional<HookEvent> AgentRecords::missedEvent(const SessionRecord &record, 
     const bool isReply =
         line && line->status == AgentTaskStatus::waiting && !isUrgent && record.waitingFor != "dialog open"_L1;
     // When the record changed: the program may have been started long after that. No line grows older by it.
-    const auto changed = line ? static_cast<double>(line->updatedAt.toMSecsSinceEpoch()) : 0;
+    const auto changed = line ? static_cast<double>(qMin(line->updatedAt, now).toMSecsSinceEpoch()) : 0;
     double at = qMin(qMax(record.since, changed), static_cast<double>(now.toMSecsSinceEpoch()));
     // A turn of Codex may begin in the second of the event that has ended the one before.
-    const bool isNewTurn = isCodex && !isRunning && !isUrgent && record.since + 2000 > changed;
+    const bool isNewTurn = isCodex && !isRunning && !isUrgent && record.turnSince + 2000 > changed;
     HookEvent event; // with the tool that a request has named
     if (record.state == SessionState::asks && (isRunning || isReply || isNewTurn)) {
         event = requestOnScreen(record.lineId()).value_or(HookEvent());

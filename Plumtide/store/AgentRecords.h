@@ -68,8 +68,8 @@ private:
     const TaskLines &m_lines;
     const ProcessProbe m_processExists;
     const QString m_transcripts;
-    // By the ids of lines:
     QMultiHash<QString, KnownRecord> m_records; // also those that an ended process has left
     QHash<QString, Requests> m_requests;
+    QHash<QString, QString> m_toldTurns; // the answer of the last turn of Codex whose end the record has told
     QQueue<std::pair<QString, QDateTime>> m_unreported; // mismatches by their times, also those that have ended since
 };

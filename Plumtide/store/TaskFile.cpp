@@ -1,8 +1,8 @@
 #include "Plumtide/store/TaskFile.h"
 
 #include "Plumtide/model/JsonMember.h"
-#include "Plumtide/store/Log.h"
 #include "Plumtide/system/Files.h"
+#include "Plumtide/system/Log.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -13,7 +13,6 @@
 /// The stored task lines: `tasks.json`, one JSON array of records, pretty-printed with sorted keys.
 /// The file is replaced as a whole on every save, so a reader or the next start never sees half of it; only the
 /// lines that changed since the last save are encoded again.
-/// Thread: the main thread.
 class TaskFile
 {
 public:

@@ -3,7 +3,7 @@
 #include "Plumtide/intake/ClaudeRecords.h"
 #include "Plumtide/intake/CodexThreads.h"
 #include "Plumtide/intake/EventWatcher.h"
-#include "Plumtide/store/Log.h"
+#include "Plumtide/system/Log.h"
 
 #include <QDeadlineTimer>
 #include <QScopedValueRollback>
@@ -13,8 +13,6 @@
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
-
-Q_LOGGING_CATEGORY(storeLog, "plumtide.store", QtWarningMsg)
 
 namespace {
 

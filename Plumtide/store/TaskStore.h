@@ -17,7 +17,6 @@ class EventWatcher;
 
 /// The owner of all task lines: loads and saves them, applies the agents' events and the user's changes, and announces
 /// each change.
-/// Thread: the main thread, for everything.
 /// Errors: none reach the caller. A save that fails is one line on standard error; the lines in memory stay, and are
 /// saved by the next change, the next sweep, or at the end.
 class TaskStore final : public QObject

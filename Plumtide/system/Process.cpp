@@ -99,17 +99,19 @@ double Process::age() const
     return now - start.toDouble() * 1000 / static_cast<double>(::sysconf(_SC_CLK_TCK));
 }
 
-pid_t Process::flockHolder(const QString &path)
+std::optional<QList<pid_t>> Process::flockHolders(const QString &path)
 {
     struct stat status = {};
     QFile file(u"/proc/locks"_s);
-    if (::stat(QFile::encodeName(path).constData(), &status) != 0 || !file.open(QIODevice::ReadOnly))
-        return 0;
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    QList<pid_t> holders;
+    ::stat(QFile::encodeName(path).constData(), &status); // no file has the number 0
     const QByteArray ofFile = ':' + QByteArray::number(static_cast<quint64>(status.st_ino));
     for (const QByteArray &lock : file.readAll().split('\n')) { // "1: FLOCK  ADVISORY  WRITE 4711 08:01:1312 0 EOF"
         const QByteArrayList fields = lock.simplified().split(' ');
         if (fields.value(1) == "FLOCK" && fields.value(5).endsWith(ofFile))
-            return fields.value(4).toInt();
+            holders.append(fields.value(4).toInt());
     }
-    return 0;
+    return holders;
 }

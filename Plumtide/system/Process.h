@@ -18,7 +18,7 @@ struct Process
 
     static Process of(pid_t pid);
     static QList<Process> all();
-    static pid_t flockHolder(const QString &path); ///< Of the file's lock, which is not touched; 0 if there is none.
+    static std::optional<QList<pid_t>> flockHolders(const QString &path); ///< By its inode number. Nothing if unknown.
 
     // The first two are empty for processes of other users.
     [[nodiscard]] QString variable(QByteArrayView name) const; ///< Of the environment with which it was started.

@@ -93,7 +93,6 @@ private:
 };
 
 /// Shows the menu of a line of the store, and returns at once. It names the keys that do the same where they are heard.
-/// Thread: main thread.
 void showLineMenu(QWidget &parent, TaskStore &store, const QString &line, QPoint place, bool namesKeys,
                   const std::function<void(const LineCommand &)> &chosen);
 

@@ -21,7 +21,6 @@ class TaskStore;
 /// The whole content of the panel: header, scrolling board and footer; or the task edit form in their place.
 /// Owns no task data; what it shows is read again after each change, and only while it is visible. The unfolded line,
 /// the folded projects, the place of the scrolling, the focus and a half filled form stay as they are meanwhile.
-/// Thread: main thread.
 class PanelView final : public QWidget
 {
     Q_OBJECT

@@ -108,6 +108,7 @@ private:
             .agent = TaskSource::codex, .sessionId = named(id).sliced(3), .pid = 11, .processStart = "1100"};
         now.state = SessionState(states.indexOf(text("status")));
         now.since = static_cast<double>(home.now.toMSecsSinceEpoch()) - said["ago"].toDouble() * 1000;
+        now.turnSince = now.since - said["turn"].toDouble() * 1000;
         now.cwd = "/home/u/shop";
         now.prompt = text("prompt"), now.answer = text("answer"), now.tool = text("tool"),
         now.toolInput = text("input");
