@@ -34,7 +34,7 @@ constexpr TextStyle summaryStyle{11.5, QFont::Normal, Theme::secondary};
 const Drawing::ButtonLook foldLook{.style = {11, QFont::Normal, Theme::secondary}};
 
 // When the age of a line in whole minutes changes next; every rule about the time counts whole minutes.
-QDateTime nextChange(const QList<AgentTask> &lines, const QDateTime &now)
+qint64 nextChange(const QList<AgentTask> &lines, const QDateTime &now)
 {
     constexpr qint64 minute = std::chrono::milliseconds(1min).count();
     qint64 next = minute;
@@ -42,7 +42,7 @@ QDateTime nextChange(const QList<AgentTask> &lines, const QDateTime &now)
         const qint64 intoMinute = line.updatedAt.msecsTo(now) % minute;
         next = std::min(next, intoMinute > 0 ? minute - intoMinute : std::max<qint64>(1, -intoMinute));
     }
-    return now.addMSecs(next);
+    return now.toMSecsSinceEpoch() + next;
 }
 
 // `expansion` is null where all of the card is folded. Returns the y below it.
@@ -79,7 +79,8 @@ double layoutCard(ProjectCardView &card, const CardExpansion *expansion, QRectF 
 
 bool ProjectCardView::shows(const ProjectGroup &group, const QString &excludeID, const QDateTime &now) const
 {
-    return group.revision == revision && now >= shownAt && now < validUntil && excludeID == excludedID;
+    const qint64 time = now.toMSecsSinceEpoch();
+    return group.revision == revision && time >= validFrom && time < validUntil && excludeID == excludedID;
 }
 
 void ProjectCardView::setGroup(const ProjectGroup &group, const QString &excludeID, const QDateTime &now)
@@ -89,6 +90,7 @@ void ProjectCardView::setGroup(const ProjectGroup &group, const QString &exclude
     revision = group.revision;
     excludedID = excludeID;
     shownAt = now;
+    validFrom = now.toMSecsSinceEpoch();
     validUntil = nextChange(shown.lines, now);
     face = {.project = group.name,
             .age = shortAgo(std::ranges::max(shown.lines, {}, &AgentTask::updatedAt).updatedAt, now),

@@ -49,11 +49,11 @@ struct ProjectCardView
 
     ProjectCardFace face;
     QList<AgentTask> lines;
-    qsizetype activeCount = 0; ///< Of its lines; these come first.
-    QDateTime shownAt;         ///< When the group was as it is shown.
-    QDateTime validUntil;      ///< When it changes by the time alone.
-    quint64 revision = 0;      ///< Of the group.
-    QString excludedID;        ///< Of a line of the group that it does not show.
+    qsizetype activeCount = 0;            ///< Of its lines; these come first.
+    QDateTime shownAt;                    ///< When the group was as it is shown.
+    qint64 validFrom = 0, validUntil = 0; ///< When it is shown the same; milliseconds since 1970, quicker to compare.
+    quint64 revision = 0;                 ///< Of the group.
+    QString excludedID;                   ///< Of a line of the group that it does not show.
 
     // What the board keeps with each card.
     int lastSeenRefresh = 0;
