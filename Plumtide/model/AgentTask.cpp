@@ -82,7 +82,7 @@ bool AgentTask::isFaded(const QDateTime &now) const
 
 std::optional<QDateTime> AgentTask::freshUntil() const
 {
-    if (status != AgentTaskStatus::waiting || isUrgent())
+    if (!hasReplied())
         return std::nullopt;
     return updatedAt.addSecs(fadedAfterSeconds);
 }

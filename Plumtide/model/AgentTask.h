@@ -55,6 +55,8 @@ struct AgentTask
     [[nodiscard]] QString session() const { return isAgentLine() ? id.sliced(3) : QString(); }
     /// It waits for the user: for a permission, or because the user entered it.
     [[nodiscard]] bool isUrgent() const;
+    /// Its agent has replied, and waits for nothing but to be read.
+    [[nodiscard]] bool hasReplied() const { return status == AgentTaskStatus::waiting && !isUrgent(); }
     /// An agent's reply that has waited for more than an hour.
     [[nodiscard]] bool isFaded(const QDateTime &now) const;
     /// The last moment before an agent's reply has faded; nothing where it never does.
