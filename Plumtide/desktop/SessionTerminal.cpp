@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <optional>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -16,7 +17,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr std::chrono::milliseconds commandTimeout = 2s, windowTimeout = 1s;
+constexpr std::chrono::milliseconds commandTimeout = 2s, windowTimeout = 1s, focusTimeout = 100ms;
 const Failure noWindow{u"没找到这个会话的终端窗口。"_s};
 constexpr int mostLinks = 8; // tmux sessions may show each other
 
@@ -41,11 +42,25 @@ Process codexOf(const QString &session)
     return isServed && windows.size() == 1 ? windows.first() : Process();
 }
 
-// Tries the steps at the agent's terminal, and at each further terminal that a step leads to.
+Process agentOf(const QString &session, bool isCodex, pid_t recorded)
+{
+    return isCodex ? codexOf(session) : Process::of(recorded);
+}
+
+// Tries the steps at the agent's terminal, and at each further terminal that a step leads to. A terminal that was to be
+// activated has the focus then.
 class TerminalSearch final : public QObject
 {
 public:
-    TerminalSearch(QObject *context, SessionTerminal::Done done) : QObject(context), m_done(std::move(done)) {}
+    /// Nothing where the terminal was not found.
+    using Done = std::function<void(std::optional<bool> hasFocus)>;
+
+    TerminalSearch(TerminalRequest request, QObject *context, Done done)
+        : QObject(context), m_request(request), m_done(std::move(done))
+    {
+        if (request == TerminalRequest::Observe)
+            QTimer::singleShot(focusTimeout, Qt::PreciseTimer, this, [this] { finish({}); });
+    }
 
     void follow(const StepResult &result)
     {
@@ -53,25 +68,31 @@ public:
             return awaitActivation(*activated);
         if (const auto *const command = std::get_if<RunCommand>(&result))
             return run(*command);
+        if (const auto *const observed = std::get_if<Observed>(&result))
+            return finish(observed->hasFocus);
+        m_link.isShown = m_link.isShown || std::holds_alternative<PaneShown>(result);
         if (const auto *const next = std::get_if<ContinueAt>(&result)) {
             if (m_linkCount++ == mostLinks)
-                return finish(noWindow);
+                return finish({});
             m_link = TerminalLink::of(next->process);
             m_stepCount = 0;
             qCDebug(desktopLog) << "terminal: process" << next->process << "belongs to" << m_link.owner().pid
                                 << m_link.owner().name;
         }
         if (m_link.owners.isEmpty() || m_stepCount == terminalSteps.size())
-            return finish(noWindow);
-        follow(terminalSteps[m_stepCount++](m_link));
+            return finish({});
+        follow(terminalSteps[m_stepCount++](m_link, m_request));
     }
 
 private:
     void run(const RunCommand &command)
     {
-        auto *const process = new QProcess(this);
+        auto *const process = m_command = new QProcess(this);
         const auto ended = [this, process, command](bool isDone) {
             process->deleteLater();
+            m_command = nullptr;
+            if (!m_done)
+                return deleteLater();
             const QByteArray output = process->readAllStandardOutput();
             qCDebug(desktopLog) << "terminal:" << command.words << "done:" << isDone << output.left(200);
             follow(isDone && command.then ? command.then(output) : NoMatch());
@@ -91,21 +112,26 @@ private:
     {
         const auto check = [this, activated] {
             if (!activated.isActive || activated.isActive())
-                finish({});
+                finish(true);
         };
         connect(new ActiveWindow(this), &ActiveWindow::changed, this, check);
-        QTimer::singleShot(windowTimeout, this, [this] { finish(noWindow); });
+        QTimer::singleShot(windowTimeout, this, [this] { finish({}); });
         check();
     }
 
-    void finish(const Outcome<void> &outcome)
+    void finish(std::optional<bool> hasFocus)
     {
-        deleteLater();
-        if (const SessionTerminal::Done done = std::exchange(m_done, {}))
-            done(outcome);
+        if (m_command)
+            m_command->kill(); // and wait for its end without blocking
+        else
+            deleteLater();
+        if (const Done done = std::exchange(m_done, {}))
+            done(hasFocus);
     }
 
-    SessionTerminal::Done m_done; // null once it was called
+    const TerminalRequest m_request;
+    Done m_done;                   // null once it was called
+    QProcess *m_command = nullptr; // that runs now
     TerminalLink m_link;
     std::size_t m_stepCount = 0; // tried at this link
     int m_linkCount = 0;
@@ -118,8 +144,21 @@ void SessionTerminal::bringToFront(const QString &session, bool isCodex, pid_t r
 {
     if (session.isEmpty())
         return done(Failure{u"这一条不是会话，没有终端。"_s});
-    const Process agent = isCodex ? codexOf(session) : Process::of(recorded);
+    const Process agent = agentOf(session, isCodex, recorded);
     if (agent.pid == 0)
         return done(Failure{u"没找到这个会话的进程。"_s});
-    (new TerminalSearch(context, done))->follow(ContinueAt{agent.pid});
+    const auto finished = [done](std::optional<bool> hasFocus) { done(hasFocus ? Outcome<void>() : noWindow); };
+    (new TerminalSearch(TerminalRequest::Activate, context, finished))->follow(ContinueAt{agent.pid});
+}
+
+void SessionTerminal::findFocus(const QString &session, bool isCodex, pid_t recorded, QObject *context,
+                                const FocusFound &done)
+{
+    const pid_t agent = session.isEmpty() ? 0 : agentOf(session, isCodex, recorded).pid;
+    const auto finished = [session, done](std::optional<bool> hasFocus) {
+        qCDebug(desktopLog) << session
+                            << "has the focus:" << (hasFocus ? QVariant(*hasFocus).toString() : u"unknown"_s);
+        done(hasFocus);
+    };
+    (new TerminalSearch(TerminalRequest::Observe, context, finished))->follow(ContinueAt{agent});
 }

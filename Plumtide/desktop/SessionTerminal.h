@@ -5,10 +5,11 @@
 #include <QObject>
 
 #include <functional>
+#include <optional>
 
 #include <sys/types.h>
 
-/// Brings the terminal of a session to the front.
+/// The terminal in which a session runs.
 namespace SessionTerminal {
 
 /// Called with a short sentence for the user where the terminal was not brought to the front.
@@ -19,5 +20,11 @@ using Done = std::function<void(const Outcome<void> &)>;
 /// there is none. A window that is not known to be the right one is left alone. Does not block; `done` is called once,
 /// maybe before this returns, but not after `context` is destroyed.
 void bringToFront(const QString &session, bool isCodex, pid_t recorded, QObject *context, const Done &done);
+
+/// Called with nothing where it cannot be told.
+using FocusFound = std::function<void(std::optional<bool> hasFocus)>;
+
+/// As `bringToFront`, but changes nothing: finds out within 100 ms whether the terminal is seen and has the focus.
+void findFocus(const QString &session, bool isCodex, pid_t recorded, QObject *context, const FocusFound &done);
 
 } // namespace SessionTerminal

@@ -6,6 +6,8 @@
 #include <QJsonDocument>
 #include <QSysInfo>
 
+#include <algorithm>
+
 #include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
@@ -14,15 +16,20 @@ namespace {
 
 // TMUX is "socket,server,session". The server has made the terminal; the search goes on with the client that was used
 // last. A session that no client shows has no window.
-StepResult tmux(const TerminalLink &link)
+StepResult tmux(const TerminalLink &link, TerminalRequest request)
 {
     const QString server = link.variable("TMUX"), pane = link.variable("TMUX_PANE");
     if (server.section(u',', -2, -2).toInt() != link.owner().pid)
         return NoMatch();
-    return RunCommand{{u"tmux"_s, u"-S"_s, server.section(u',', 0, -3), u"select-window"_s, u"-t"_s, pane, u";"_s,
-                       u"select-pane"_s, u"-t"_s, pane, u";"_s, u"list-clients"_s, u"-t"_s, pane, u"-F"_s,
-                       u"#{client_activity} #{client_pid}"_s},
-                      [](const QByteArray &output) -> StepResult {
+    const bool isObserving = request == TerminalRequest::Observe;
+    const QStringList first = isObserving
+        ? QStringList{u"display-message"_s, u"-p"_s, u"-t"_s, pane, u"#{window_active}#{pane_active}"_s}
+        : QStringList{u"select-window"_s, u"-t"_s, pane, u";"_s, u"select-pane"_s, u"-t"_s, pane};
+    const QStringList clients{u";"_s, u"list-clients"_s, u"-t"_s, pane, u"-F"_s, u"#{client_activity} #{client_pid}"_s};
+    return RunCommand{QStringList{u"tmux"_s, u"-S"_s, server.section(u',', 0, -3)} + first + clients,
+                      [isObserving](const QByteArray &output) -> StepResult {
+                          if (isObserving && !output.startsWith("11\n"))
+                              return Observed{false};
                           // The seconds have the same number of digits in all lines.
                           const QByteArray latest = std::ranges::max(output.trimmed().split('\n'));
                           return ContinueAt{latest.split(' ').value(1).toInt()};
@@ -30,14 +37,19 @@ StepResult tmux(const TerminalLink &link)
 }
 
 // STY is "server.name". The server has the terminals open in which its session is shown.
-StepResult screen(const TerminalLink &link)
+StepResult screen(const TerminalLink &link, TerminalRequest request)
 {
     const QString session = link.variable("STY");
     const Process server = link.owner();
     if (session.section(u'.', 0, 0).toInt() != server.pid)
         return NoMatch();
-    return RunCommand{{u"screen"_s, u"-S"_s, session, u"-X"_s, u"select"_s, link.variable("WINDOW")},
-                      [server](const QByteArray &) -> StepResult {
+    const QString window = link.variable("WINDOW");
+    const bool isObserving = request == TerminalRequest::Observe;
+    return RunCommand{isObserving ? QStringList{u"screen"_s, u"-S"_s, session, u"-Q"_s, u"number"_s}
+                                  : QStringList{u"screen"_s, u"-S"_s, session, u"-X"_s, u"select"_s, window},
+                      [server, window, isObserving](const QByteArray &output) -> StepResult {
+                          if (isObserving && output.split(' ').first() != window.toUtf8()) // "1 (title)"
+                              return Observed{false};
                           QList<int> terminals; // their device numbers
                           for (const QByteArray &file : server.openFiles()) {
                               struct stat status = {};
@@ -52,82 +64,164 @@ StepResult screen(const TerminalLink &link)
                       }};
 }
 
+StepResult shownOrNot(bool isShown)
+{
+    return isShown ? StepResult(PaneShown()) : Observed{false};
+}
+
+// In the output of "kitty @ ls": windows in tabs in windows of the desktop.
+bool isFocusedInKitty(const QJsonArray &desktopWindows, int id)
+{
+    for (const QJsonValue desktopWindow : desktopWindows) {
+        for (const QJsonValue tab : desktopWindow["tabs"_L1].toArray()) {
+            for (const QJsonValue window : tab["windows"_L1].toArray()) {
+                if (window["id"_L1].toInt() == id)
+                    return desktopWindow["is_focused"_L1].toBool() && tab["is_focused"_L1].toBool()
+                        && window["is_focused"_L1].toBool();
+            }
+        }
+    }
+    return false;
+}
+
 // Works where kitty's configuration has "allow_remote_control" and "listen_on".
-StepResult kitty(const TerminalLink &link)
+StepResult kitty(const TerminalLink &link, TerminalRequest request)
 {
     const QString address = link.variable("KITTY_LISTEN_ON");
     if (address.isEmpty() || link.variable("KITTY_PID").toInt() != link.owner().pid)
         return NoMatch();
-    return RunCommand{{u"kitty"_s, u"@"_s, u"--to"_s, address, u"focus-window"_s, u"--match"_s,
-                       u"id:"_s + link.variable("KITTY_WINDOW_ID")}};
+    const QStringList words{u"kitty"_s, u"@"_s, u"--to"_s, address};
+    const QString window = link.variable("KITTY_WINDOW_ID");
+    if (request == TerminalRequest::Observe) {
+        return RunCommand{words + QStringList{u"ls"_s}, [window](const QByteArray &output) -> StepResult {
+                              return Observed{
+                                  isFocusedInKitty(QJsonDocument::fromJson(output).array(), window.toInt())};
+                          }};
+    }
+    return RunCommand{words + QStringList{u"focus-window"_s, u"--match"_s, u"id:"_s + window}};
 }
 
-StepResult wezTerm(const TerminalLink &link)
+StepResult wezTerm(const TerminalLink &link, TerminalRequest request)
 {
     if (link.owner().name != "wezterm-gui")
         return NoMatch();
-    return RunCommand{{u"env"_s, u"WEZTERM_UNIX_SOCKET="_s + link.variable("WEZTERM_UNIX_SOCKET"), u"wezterm"_s,
-                       u"cli"_s, u"--no-auto-start"_s, u"activate-pane"_s, u"--pane-id"_s,
-                       link.variable("WEZTERM_PANE")}};
+    const QStringList words{u"env"_s, u"WEZTERM_UNIX_SOCKET="_s + link.variable("WEZTERM_UNIX_SOCKET"), u"wezterm"_s,
+                            u"cli"_s, u"--no-auto-start"_s};
+    const QString pane = link.variable("WEZTERM_PANE");
+    if (request == TerminalRequest::Observe) {
+        return RunCommand{words + QStringList{u"list-clients"_s, u"--format"_s, u"json"_s},
+                          [pane](const QByteArray &output) {
+                              const QJsonArray clients = QJsonDocument::fromJson(output).array();
+                              return shownOrNot(std::ranges::any_of(clients, [&](const auto &client) {
+                                  return client[u"focused_pane_id"_s].toInt(-1) == pane.toInt();
+                              }));
+                          }};
+    }
+    return RunCommand{words + QStringList{u"activate-pane"_s, u"--pane-id"_s, pane}};
 }
 
 // Its window and its session are named "/Windows/1" and "/Sessions/2" on the bus.
-StepResult konsole(const TerminalLink &link)
+StepResult konsole(const TerminalLink &link, TerminalRequest request)
 {
     const QString service = link.variable("KONSOLE_DBUS_SERVICE"), window = link.variable("KONSOLE_DBUS_WINDOW");
     if (service.isEmpty() || !window.startsWith(u'/') || link.owner().name != "konsole")
         return NoMatch();
-    return RunCommand{{u"dbus-send"_s, u"--session"_s, u"--print-reply"_s, u"--dest="_s + service, window,
-                       u"org.kde.konsole.Window.setCurrentSession"_s,
-                       u"int32:"_s + link.variable("KONSOLE_DBUS_SESSION").section(u'/', -1)}};
+    const QStringList words{u"dbus-send"_s, u"--session"_s, u"--print-reply=literal"_s, u"--dest="_s + service, window};
+    const QString session = link.variable("KONSOLE_DBUS_SESSION").section(u'/', -1);
+    if (request == TerminalRequest::Observe) {
+        return RunCommand{words + QStringList{u"org.kde.konsole.Window.currentSession"_s},
+                          [session](const QByteArray &output) { // "   int32 1"
+                              return shownOrNot(output.trimmed().split(' ').last() == session.toUtf8());
+                          }};
+    }
+    return RunCommand{words + QStringList{u"org.kde.konsole.Window.setCurrentSession"_s, u"int32:"_s + session}};
 }
 
-// The owner's windows in a compositor's JSON, by the value of `idKey`.
-QStringList windowsIn(const QJsonValue &tree, const TerminalLink &link, const QString &idKey)
+// Whether another terminal of the owner may be what its window shows: one tab hides the others.
+bool mayBeHiddenTab(const TerminalLink &link)
 {
-    QStringList ids;
+    const QList<Process> processes = link.isShown ? QList<Process>() : Process::all();
+    return std::ranges::any_of(processes, [&, window = link.variable("WINDOWID")](const Process &process) {
+        return link.isOwner(process.parent) && process.terminal != 0 && process.terminal != link.inside.terminal
+            && process.variable("WINDOWID") == window;
+    });
+}
+
+// What can be told where the owner has so many windows, and one of them has the focus, or none.
+StepResult observed(const TerminalLink &link, qsizetype windows, bool isOneFocused)
+{
+    if (windows == 0)
+        return NoMatch();
+    if (!isOneFocused)
+        return Observed{false};
+    return windows == 1 && !mayBeHiddenTab(link) ? StepResult(Observed{true}) : NoMatch();
+}
+
+// The owner's windows in a compositor's JSON, by the value of `key`.
+QStringList windowsIn(const QJsonValue &tree, const TerminalLink &link, const QString &key)
+{
+    QStringList values;
     if (tree["pid"_L1].isDouble() && link.isOwner(tree["pid"_L1].toInt()))
-        ids.append(tree[idKey].toVariant().toString());
+        values.append(tree[key].toVariant().toString());
     for (const QJsonValue &list : {tree["nodes"_L1], tree["floating_nodes"_L1], tree}) {
         for (const auto &node : list.toArray())
-            ids += windowsIn(node, link, idKey);
+            values += windowsIn(node, link, key);
     }
-    return ids;
+    return values;
 }
 
-// Runs `list`, which prints the compositor's windows as JSON, and then `focus` with the owner's window in the place of
-// ID. Where the owner has several windows, it is not known which one is the right one.
-StepResult onlyWindow(const TerminalLink &link, const QStringList &list, const QString &idKey, const QStringList &focus)
+struct Compositor
 {
-    return RunCommand{list, [link, idKey, focus](const QByteArray &output) -> StepResult {
+    QStringList list;               // prints the windows as JSON
+    QString focusKey, focusedValue; // a member that only the window with the focus has
+    QString idKey;
+    QStringList focus; // gives it to the window that stands in the place of ID
+};
+
+// Where the owner has several windows, it is not known which one is the right one.
+StepResult onlyWindow(const TerminalLink &link, TerminalRequest request, const Compositor &compositor)
+{
+    return RunCommand{compositor.list, [=](const QByteArray &output) -> StepResult {
                           const QJsonArray printed = QJsonDocument::fromJson("[" + output + "]").array();
-                          const QStringList ids = windowsIn(printed, link, idKey);
+                          const QStringList ids = windowsIn(printed, link, compositor.idKey);
+                          if (request == TerminalRequest::Observe)
+                              return observed(
+                                  link, ids.size(),
+                                  windowsIn(printed, link, compositor.focusKey).contains(compositor.focusedValue));
                           if (ids.size() != 1)
                               return NoMatch();
-                          return RunCommand{QStringList(focus).replaceInStrings(u"ID"_s, ids.first()),
+                          return RunCommand{QStringList(compositor.focus).replaceInStrings(u"ID"_s, ids.first()),
                                             [](const QByteArray &) -> StepResult { return Activated(); }};
                       }};
 }
 
-StepResult swayWindow(const TerminalLink &link)
+StepResult swayWindow(const TerminalLink &link, TerminalRequest request)
 {
     if (qEnvironmentVariableIsEmpty("SWAYSOCK"))
         return NoMatch();
-    return onlyWindow(link, {u"swaymsg"_s, u"-r"_s, u"-t"_s, u"get_tree"_s}, u"id"_s,
-                      {u"swaymsg"_s, u"[con_id=ID] focus"_s});
+    return onlyWindow(link, request,
+                      {.list = {u"swaymsg"_s, u"-r"_s, u"-t"_s, u"get_tree"_s},
+                       .focusKey = u"focused"_s,
+                       .focusedValue = u"true"_s,
+                       .idKey = u"id"_s,
+                       .focus = {u"swaymsg"_s, u"[con_id=ID] focus"_s}});
 }
 
-StepResult hyprlandWindow(const TerminalLink &link)
+StepResult hyprlandWindow(const TerminalLink &link, TerminalRequest request)
 {
     if (qEnvironmentVariableIsEmpty("HYPRLAND_INSTANCE_SIGNATURE"))
         return NoMatch();
-    return onlyWindow(link, {u"hyprctl"_s, u"-j"_s, u"clients"_s}, u"address"_s,
-                      {u"hyprctl"_s, u"dispatch"_s, u"focuswindow"_s, u"address:ID"_s});
+    return onlyWindow(link, request,
+                      {.list = {u"hyprctl"_s, u"-j"_s, u"clients"_s},
+                       .focusKey = u"focusHistoryID"_s,
+                       .focusedValue = u"0"_s,
+                       .idKey = u"address"_s,
+                       .focus = {u"hyprctl"_s, u"dispatch"_s, u"focuswindow"_s, u"address:ID"_s}});
 }
 
 // A window of the owner: the one that WINDOWID names, or the only one. Activated as by a pager, since window managers
 // may refuse other programs; openbox 3.6 obeys a pager only on the current desktop.
-StepResult x11Window(const TerminalLink &link)
+StepResult x11Window(const TerminalLink &link, TerminalRequest request)
 {
     const XcbConnection xcb;
     if (!xcb)
@@ -139,6 +233,11 @@ StepResult x11Window(const TerminalLink &link)
         return isRemote || !link.isOwner(static_cast<pid_t>(xcb.numbers(window, "_NET_WM_PID").value(0)));
     });
     const xcb_window_t named = link.variable("WINDOWID").toUInt();
+    if (request == TerminalRequest::Observe) {
+        const xcb_window_t active = xcb.numbers(xcb.root(), "_NET_ACTIVE_WINDOW").value(0);
+        const bool isKnown = windows.contains(named);
+        return observed(link, isKnown ? 1 : windows.size(), isKnown ? active == named : windows.contains(active));
+    }
     if (!windows.contains(named) && windows.size() != 1)
         return NoMatch();
     const xcb_window_t window = windows.contains(named) ? named : windows.first();
@@ -153,7 +252,7 @@ StepResult x11Window(const TerminalLink &link)
 }
 
 // Programs that run another program in a terminal of its own, and run in a terminal themselves.
-StepResult ptyWrapper(const TerminalLink &link)
+StepResult ptyWrapper(const TerminalLink &link, TerminalRequest /*request*/)
 {
     const Process owner = link.owner();
     const QList<QByteArray> names{"sudo", "su", "doas", "script"};
@@ -167,7 +266,7 @@ constexpr TerminalStep steps[] = {tmux,       screen,         kitty,     wezTerm
 
 TerminalLink TerminalLink::of(pid_t inside)
 {
-    TerminalLink link{Process::of(inside), {}};
+    TerminalLink link{.inside = Process::of(inside), .owners = {}};
     Process owner = link.inside;
     while (owner.pid != 0 && owner.terminal == link.inside.terminal)
         owner = Process::of(owner.parent);

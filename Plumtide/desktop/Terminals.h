@@ -16,6 +16,7 @@ struct TerminalLink
     /// The process that has made the terminal: one with a window, or a program like tmux or sudo. Followed by
     /// its ancestors, as long as they run the same program. Empty where `inside` has no terminal.
     QList<Process> owners;
+    bool isShown = false; ///< `inside` is known to be in the pane or tab that its window shows.
 
     [[nodiscard]] static TerminalLink of(pid_t inside);
 
@@ -37,6 +38,17 @@ struct Activated
     std::function<bool()> isActive = {};
 };
 
+/// What `TerminalRequest::Observe` asks for.
+struct Observed
+{
+    bool hasFocus;
+};
+
+/// `TerminalLink::isShown` is true. The next step looks at the window.
+struct PaneShown
+{
+};
+
 /// The search goes on with the terminal of this process.
 struct ContinueAt
 {
@@ -44,7 +56,7 @@ struct ContinueAt
 };
 
 /// What a step has found out.
-using StepResult = std::variant<NoMatch, Activated, ContinueAt, RunCommand>;
+using StepResult = std::variant<NoMatch, Activated, Observed, PaneShown, ContinueAt, RunCommand>;
 
 /// A command to be run, without a shell and for a few seconds at most. One that fails counts as `NoMatch`.
 struct RunCommand
@@ -53,8 +65,11 @@ struct RunCommand
     std::function<StepResult(const QByteArray &output)> then = {}; ///< Without it, the next step is tried.
 };
 
+/// To bring the terminal to the front, or to see, without any change, whether it has the focus.
+enum class TerminalRequest { Activate, Observe };
+
 /// Finds one kind of terminal or window. Sends requests, but does not wait for answers.
-using TerminalStep = StepResult (*)(const TerminalLink &link);
+using TerminalStep = StepResult (*)(const TerminalLink &link, TerminalRequest request);
 
 /// All steps in the order in which they are tried: first panes and tabs, then windows.
 extern const std::span<const TerminalStep> terminalSteps;
