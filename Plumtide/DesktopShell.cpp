@@ -26,10 +26,12 @@ DesktopShell::DesktopShell(Services &services, Instance &instance)
     m_countTimer.setSingleShot(true);
     connect(&m_countTimer, &QTimer::timeout, this, &DesktopShell::showCount);
     connect(&services.store, &TaskStore::objectWillChange, this, &DesktopShell::scheduleCount);
-    showCount();
+    connect(&services.store.notifications(), &NotificationFilter::mutedUntilChanged, this,
+            &DesktopShell::scheduleCount);
 
     connect(&m_tray, &TrayItem::clicked, this, [this](const QRect &place) { panel().toggle(place); });
     fillTrayMenu();
+    showCount();
     connect(&m_miniBoard, &MiniBoardController::enabledChanged, this, [this](bool isOn) {
         m_miniBoardSwitch->setChecked(isOn);
         if (m_panelView)
@@ -39,7 +41,7 @@ DesktopShell::DesktopShell(Services &services, Instance &instance)
     connect(&instance, &Instance::resetRequested, &m_miniBoard, &MiniBoardController::resetPlace);
     connect(&services.notifier, &Notifier::activated, this, [this](const QString &id, const QByteArray &token) {
         openPanel(token);
-        m_panelView->showLine(Board::Notice::lineOf(id));
+        m_panelView->showLine(m_services.lineOf(id));
     });
 
     QTimer::singleShot(0ms, &m_miniBoard, &MiniBoardController::applyPreference); // once the event loop runs
@@ -91,6 +93,7 @@ void DesktopShell::fillTrayMenu()
     m_trayMenu.addAction(u"打开看板"_s, this, [this] { openPanel(); });
     m_trayMenu.addAction(&m_undo);
     m_miniBoardSwitch = m_trayMenu.addAction(u"悬浮板"_s, &m_miniBoard, &MiniBoardController::setEnabled);
+    fillMuteMenu();
     m_loginStartSwitch = m_trayMenu.addAction(u"登录时启动"_s, this, &DesktopShell::switchLoginStart);
     m_miniBoardSwitch->setCheckable(true);
     m_miniBoardSwitch->setChecked(m_miniBoard.isEnabled());
@@ -102,6 +105,29 @@ void DesktopShell::fillTrayMenu()
         m_loginStartSwitch->setChecked(m_autostart.isOn());
         m_undo.updateText();
     });
+}
+
+void DesktopShell::fillMuteMenu()
+{
+    NotificationFilter &notifications = m_services.store.notifications();
+    QMenu *menu = m_trayMenu.addMenu(u"勿扰"_s);
+    const auto add = [&](const QString &text, QDateTime (*end)(const QDateTime &now)) {
+        menu->addAction(text, this, [this, &notifications, end] {
+            notifications.setMutedUntil(end(m_services.environment.clock()));
+        });
+    };
+    add(u"一小时"_s, [](const QDateTime &now) { return now.addSecs(3600); });
+    add(u"到明天早上"_s, [](const QDateTime &now) {
+        constexpr int morning = 8, endOfNight = 4; // o'clock; before, "tomorrow" is still today
+        const QDateTime local = now.toLocalTime();
+        return QDateTime(local.date().addDays(local.time().hour() < endOfNight ? 0 : 1), QTime(morning, 0));
+    });
+    add(u"直到重新打开"_s, [](const QDateTime &) { return NotificationFilter::never(); });
+    menu->addSeparator();
+    m_muteEnd = menu->addAction(u"结束勿扰"_s, this, [&notifications] { notifications.setMutedUntil({}); });
+    QAction *replies = m_trayMenu.addAction(u"回复完成也提醒"_s, &notifications, &NotificationFilter::setShowsReplies);
+    replies->setCheckable(true);
+    replies->setChecked(notifications.showsReplies());
 }
 
 void DesktopShell::switchLoginStart(bool isOn)
@@ -120,7 +146,9 @@ void DesktopShell::scheduleCount()
 
 void DesktopShell::showCount()
 {
-    m_tray.setUrgentCount(m_services.store.urgentCount());
+    const bool isMuted = m_services.store.notifications().mutedUntil().has_value();
+    m_tray.setState(m_services.store.urgentCount(), isMuted);
+    m_muteEnd->setEnabled(isMuted);
     m_undo.updateText();
     m_sinceCount.start();
 }

@@ -37,6 +37,7 @@ private:
     [[nodiscard]] MiniBoardWindow::Content makeMiniBoard();
     void openSession(const QString &lineId);
     void fillTrayMenu();
+    void fillMuteMenu();
     void switchLoginStart(bool isOn);
     void scheduleCount();
     void showCount();
@@ -47,6 +48,7 @@ private:
     QMenu m_trayMenu;
     QAction *m_miniBoardSwitch = nullptr;
     QAction *m_loginStartSwitch = nullptr;
+    QAction *m_muteEnd = nullptr;
     TrayItem m_tray;
     MiniBoardController m_miniBoard;
     std::unique_ptr<PanelWindow> m_panel;

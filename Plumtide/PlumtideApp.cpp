@@ -127,10 +127,14 @@ int run(Services &services, Instance &instance, bool opensPanel)
     quitOnTerminationSignals();
     auto *const application = QCoreApplication::instance();
     Notifier &notifier = services.notifier;
-    services.store.setNotify(
+    NotificationFilter &notifications = services.store.notifications();
+    notifications.setNotify(
         [&](const Board::Notice &notice) { notifier.notify(notice.title, notice.body, notice.id()); });
+    notifications.setFindFocus([&](const QString &line, const NotificationFilter::FocusFound &found) {
+        services.findFocus(line, &instance, found);
+    });
     QObject::connect(&notifier, &Notifier::sessionRequested, application, [&](const QString &id) {
-        services.openSession(Board::Notice::lineOf(id), &instance, [&, id](const Outcome<void> &there) {
+        services.openSession(services.lineOf(id), &instance, [&, id](const Outcome<void> &there) {
             if (!there)
                 notifier.notify(u"前往会话"_s, there.failure().sentence, id);
         });

@@ -26,4 +26,19 @@ struct Services
         const bool isCodex = line.agent() == TaskSource::codex;
         SessionTerminal::bringToFront(line.session(), isCodex, store.recordedProcess(line), context, done);
     }
+
+    /// Whether the user's keyboard is in that terminal.
+    void findFocus(const QString &lineId, QObject *context, const SessionTerminal::FocusFound &found) const
+    {
+        const AgentTask line = store.task(lineId).value_or(AgentTask());
+        const bool isCodex = line.agent() == TaskSource::codex;
+        SessionTerminal::findFocus(line.session(), isCodex, store.recordedProcess(line), context, found);
+    }
+
+    /// The line that a notification is about: of several, the next step.
+    [[nodiscard]] QString lineOf(const QString &notification) const
+    {
+        const QString line = Board::Notice::lineOf(notification);
+        return line.isEmpty() ? store.firstWaiting().value_or(AgentTask()).id : line;
+    }
 };

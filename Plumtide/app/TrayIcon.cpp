@@ -70,13 +70,28 @@ void drawBadge(QImage &image, const QString &text)
     painter.drawText(QPointF(std::round(inkStart.x()), std::round(inkStart.y())), text);
 }
 
+// Up to the right, so that it keeps clear of the badge.
+void drawBar(QImage &image)
+{
+    const double scale = image.width() / 24.0;
+    const QLineF bar(2 * scale, 15 * scale, 21 * scale, 2 * scale);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(outlineColor, std::max(4.0, 5 * scale), Qt::SolidLine, Qt::RoundCap));
+    painter.drawLine(bar);
+    painter.setPen(QPen(glyphColor, std::max(2.0, 2.5 * scale), Qt::SolidLine, Qt::RoundCap));
+    painter.drawLine(bar);
+}
+
 } // namespace
 
-QIcon trayIcon(int count)
+QIcon trayIcon(int count, bool isMuted)
 {
     QIcon icon;
     for (const int size : {16, 22, 24, 32, 48, 64}) {
         QImage image = glyph(size, QRectF(0, (count > 0 ? -3 : -1) * size / 24.0, size, size));
+        if (isMuted)
+            drawBar(image);
         if (count > 0)
             drawBadge(image, count > 99 ? u"99+"_s : QString::number(count));
         icon.addPixmap(QPixmap::fromImage(image));

@@ -9,6 +9,8 @@
 #include <QScreen>
 #include <QTimer>
 
+#include <utility>
+
 using namespace Qt::StringLiterals;
 
 TrayItem::TrayItem(QMenu &menu) : m_menu(menu)
@@ -37,29 +39,30 @@ void TrayItem::makeIcon()
                                          : place.topLeft());
     });
     // The digits' font takes 15 ms to load. The item must not come later to its place in the tray for that.
-    m_icon->setIcon(trayIcon(0));
+    m_icon->setIcon(trayIcon(0, m_isMuted));
     setToolTip();
     m_icon->show();
     if (m_urgentCount > 0)
-        QTimer::singleShot(0, this, &TrayItem::showCount);
+        QTimer::singleShot(0, this, &TrayItem::showState);
 }
 
 void TrayItem::setToolTip()
 {
-    m_icon->setToolTip(m_urgentCount > 0 ? u"Plumtide：%1 条等你处理"_s.arg(m_urgentCount) : u"Plumtide"_s);
+    const QString count = m_urgentCount > 0 ? u"：%1 条等你处理"_s.arg(m_urgentCount) : QString();
+    m_icon->setToolTip(u"Plumtide"_s + count + (m_isMuted ? u"（勿扰）"_s : QString()));
 }
 
-void TrayItem::setUrgentCount(int count)
+void TrayItem::setState(int urgentCount, bool isMuted)
 {
-    if (count == m_urgentCount)
-        return;
-    m_urgentCount = count;
-    if (m_icon)
-        showCount();
+    const bool wasMuted = std::exchange(m_isMuted, isMuted);
+    if (std::exchange(m_urgentCount, urgentCount) != urgentCount || wasMuted != isMuted) {
+        if (m_icon)
+            showState();
+    }
 }
 
-void TrayItem::showCount()
+void TrayItem::showState()
 {
-    m_icon->setIcon(trayIcon(m_urgentCount));
+    m_icon->setIcon(trayIcon(m_urgentCount, m_isMuted));
     setToolTip();
 }

@@ -19,8 +19,8 @@ class TrayItem final : public QObject
 public:
     explicit TrayItem(QMenu &menu); ///< `menu` must outlive it.
 
-    /// The icon and the tooltip are sent only when the number changes.
-    void setUrgentCount(int count);
+    /// How many lines want the user, and whether notifications are muted. Sent only when one of both changes.
+    void setState(int urgentCount, bool isMuted);
 
 Q_SIGNALS:
     /// A left or middle click. `place` is the item's where the tray tells it, or else the pointer's, one pixel; empty
@@ -30,10 +30,11 @@ Q_SIGNALS:
 private:
     void makeIcon();
     void setToolTip();
-    void showCount();
+    void showState();
 
     QMenu &m_menu;
     TrayHost m_host;
     std::unique_ptr<QSystemTrayIcon> m_icon;
     int m_urgentCount = 0;
+    bool m_isMuted = false;
 };

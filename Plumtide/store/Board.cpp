@@ -95,11 +95,13 @@ bool change(AgentTask &line, const HookEvent &event, const QDateTime &now, QList
         become(AgentTaskStatus::running, u"正在处理："_s + event.toolName.value_or(u"工具调用"_s), {}, {});
     } else if (name == EventName::stop) {
         become(AgentTaskStatus::waiting, u"回复好了"_s, u"等你看一眼。"_s, false);
+        notices.append({Kind::replied, line.id, line.project, u"回复好了："_s + line.title});
     } else if (name == EventName::end) {
         become(AgentTaskStatus::done, line.currentState, {}, {});
         addEvent(line, u"会话结束"_s, at);
     } else if (name == EventName::codexTurn) {
         become(AgentTaskStatus::waiting, u"Codex 这轮做完了"_s, u"Codex 回复好了，等你看一眼。"_s, false);
+        notices.append({Kind::replied, line.id, line.project, u"回复好了："_s + line.title});
         addEvent(line, u"Codex 回了："_s + squeezed(event.assistant, replyLength).value_or(u"（无内容）"_s), at);
     } else {
         return false;
@@ -126,6 +128,8 @@ Board::Changes Board::apply(const HookEvent &event, const QDateTime &now)
     AgentTask line = isKnown ? lines().at(index) : newLine(id, event);
     if (change(line, event, now, changes.notices))
         changes.edits.append({index, std::move(line)});
+    if (event.hookEventName == EventName::end)
+        changes.ended.append(id);
     return changes;
 }
 
@@ -162,6 +166,7 @@ Board::Changes Board::sweep(const QDateTime &now, const std::function<bool(const
         AgentTask closed = line;
         closed.status = AgentTaskStatus::done;
         changes.edits.append({index, closed});
+        changes.ended.append(line.id);
         addEvent(closed, reason, now);
         changes.edits.append({index, std::move(closed)});
     }

@@ -17,24 +17,26 @@ public:
     /// withdraws that one.
     struct Notice
     {
-        enum class Kind { approval, stuck };
+        enum class Kind { approval, stuck, replied, summary };
 
         Kind kind;
-        QString line; // the id of a line
+        QString line; // the id of a line; empty in a summary, which is about several
         QString title = {};
         QString body = {};
 
-        /// The notification's id: "approval-" or "stuck-", and the id of the line.
+        /// The notification's id: its kind, "-", and the id of the line.
         [[nodiscard]] QString id() const
         {
-            return QLatin1StringView(kind == Kind::stuck ? "stuck-" : "approval-") + line;
+            constexpr std::array kinds{"approval-", "stuck-", "replied-", "summary-"};
+            return QLatin1StringView(kinds[static_cast<std::size_t>(kind)]) + line;
         }
         [[nodiscard]] static QString lineOf(const QString &id) { return id.section(u'-', 1); } ///< Its line's id.
     };
     struct Changes
     {
-        QList<Notice> notices; // before the edits
-        QList<Edit> edits;     // each is a change of its own
+        QList<Notice> notices = {}; // before the edits
+        QList<Edit> edits = {};     // each is a change of its own
+        QStringList ended = {};     // the lines whose sessions have ended
     };
 
     [[nodiscard]] Changes apply(const HookEvent &event, const QDateTime &now);

@@ -111,12 +111,15 @@ void TaskStore::giveDeferredNotices()
     const QMap<QString, Board::Notice> notices = *std::exchange(m_deferredNotices, std::nullopt);
     for (const Board::Notice &notice : notices)
         notify(notice);
+    m_notifications.advance();
 }
 
 void TaskStore::sweep()
 {
     applyChanges(m_board.sweep(now(), [this](const QString &line) { return m_records.hasEnded(line); }));
     setLines(m_board.linesToKeep(now()));
+    if (!isCatchingUp())
+        m_notifications.advance();
     m_environment.defaults.retryWrite(); // if it has failed before
     if (m_watcher)
         m_watcher->start(); // if it has failed before
@@ -137,6 +140,8 @@ void TaskStore::applyChanges(const Board::Changes &changes)
         const AgentTask before = tasks().value(edit.index, edit.line);
         if (before.isUrgent() && !edit.line.isUrgent())
             notify({Board::Notice::Kind::approval, before.id});
+        if (before.hasReplied() && !edit.line.hasReplied())
+            notify({Board::Notice::Kind::replied, before.id});
         // A warning of the same sweep stays, also if the sweep ends the line.
         const Board::Notice warning{Board::Notice::Kind::stuck, before.id};
         if (before.isStuck(now()) && !std::ranges::count(changes.notices, warning.id(), &Board::Notice::id))
@@ -146,6 +151,8 @@ void TaskStore::applyChanges(const Board::Changes &changes)
         save();
         scheduleMismatchCheck(edit.line.id);
     }
+    for (const QString &id : changes.ended)
+        m_notifications.setLineMuted(id, false);
 }
 
 void TaskStore::notify(const Board::Notice &notice)
@@ -153,8 +160,7 @@ void TaskStore::notify(const Board::Notice &notice)
     if (m_deferredNotices)
         return void(m_deferredNotices->insert(notice.id(), notice));
     qCDebug(storeLog) << (notice.body.isEmpty() ? "withdraw" : "notify") << notice.id();
-    if (m_notify)
-        m_notify(notice);
+    m_notifications.receive(notice);
 }
 
 void TaskStore::setLines(const QList<AgentTask> &lines)

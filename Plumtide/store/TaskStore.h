@@ -2,6 +2,7 @@
 
 #include "Plumtide/store/AgentRecords.h"
 #include "Plumtide/store/Board.h"
+#include "Plumtide/store/NotificationFilter.h"
 #include "Plumtide/store/TaskFile.h"
 #include "Plumtide/system/Environment.h"
 #include "Plumtide/system/MainThreadQueue.h"
@@ -26,9 +27,6 @@ class TaskStore final : public QObject
 public:
     static constexpr std::chrono::seconds sweepInterval{60};
 
-    /// Shows or withdraws a notification. Must return at once, and not change the store.
-    using Notify = std::function<void(const Board::Notice &notice)>;
-
     /// Loads `tasks.json`, and from the first turn of the event loop on follows the events log and sweeps. The process
     /// holds the HomeLock. `environment` must outlive the store.
     explicit TaskStore(Environment &environment, QObject *parent = nullptr);
@@ -36,9 +34,9 @@ public:
     /// and waits for the file to be on the disk.
     ~TaskStore() override;
 
-    /// Without it nothing is notified. Notices of events that were in the log at the start are deferred until all of
+    /// Receives the notices of the board. Those of events that were in the log at the start are deferred until all of
     /// these are applied; only the last of each id is then given.
-    void setNotify(Notify notify) { m_notify = std::move(notify); }
+    [[nodiscard]] NotificationFilter &notifications() { return m_notifications; }
 
     [[nodiscard]] const QList<AgentTask> &tasks() const { return m_board.lines(); } ///< All lines, in stored order.
     void setTasks(QList<AgentTask> tasks);
@@ -104,10 +102,10 @@ private:
 
     Environment &m_environment;
     const QString m_tavvelDir;
-    Notify m_notify;
     std::optional<QMap<QString, Board::Notice>> m_deferredNotices{std::in_place}; // by id; only while catching up
 
     Board m_board;
+    NotificationFilter m_notifications{m_board, m_environment};
     AgentRecords m_records;
     bool m_hasUnsavedChanges = false; // since a save failed
     bool m_isApplying = false;        // a change of the lines

@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QUrl>
 
 #include <cerrno>
 #include <cmath>
@@ -72,6 +73,22 @@ void Defaults::setNumbers(const QString &key, const QList<double> &values)
     for (const double value : values) // as the shortest text that reads back equal
         texts.append(QString::number(value, 'f', QLocale::FloatingPointShortest));
     setText(key, texts.join(u", "_s));
+}
+
+QStringList Defaults::texts(const QString &key) const
+{
+    QStringList values = m_values.value(key).split(u',', Qt::SkipEmptyParts);
+    for (QString &value : values)
+        value = QUrl::fromPercentEncoding(value.trimmed().toLatin1());
+    return values;
+}
+
+void Defaults::setTexts(const QString &key, const QStringList &values)
+{
+    QStringList encoded;
+    for (const QString &value : values)
+        encoded.append(QString::fromLatin1(QUrl::toPercentEncoding(value)));
+    setText(key, encoded.join(u", "_s));
 }
 
 void Defaults::remove(const QString &key)

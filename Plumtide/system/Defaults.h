@@ -35,10 +35,13 @@ public:
     [[nodiscard]] std::optional<double> number(const QString &key) const; ///< Absent unless it is one finite number.
     [[nodiscard]] std::optional<QList<double>> numbers(const QString &key) const; ///< Absent unless all are numbers.
 
+    [[nodiscard]] QStringList texts(const QString &key) const;
+
     void setBoolean(const QString &key, bool value) { setText(key, QVariant(value).toString()); }
     /// A whole number is written without a fraction.
     void setNumber(const QString &key, double value) { setNumbers(key, {value}); }
     void setNumbers(const QString &key, const QList<double> &values);
+    void setTexts(const QString &key, const QStringList &values); ///< Percent-encoded, separated by commas.
     void remove(const QString &key);
 
     void retryWrite(); ///< If the last write failed.

@@ -27,8 +27,10 @@ QList<OfferedAction> actionsFor(const AgentTask &line)
          isShelved ? u"u-turn-up"_s : u"tray-down"_s,
          {Qt::Key_S}},
         {Close, isAgent ? u"归档"_s : u"完成"_s, isAgent ? u"archive-box"_s : u"check"_s, {Qt::Key_Delete}}};
-    if (isAgent)
+    if (isAgent) {
         actions.append({OpenSession, u"前往会话"_s, {}, {Qt::CTRL | Qt::Key_Return, Qt::CTRL | Qt::Key_Enter}});
+        actions.append({Mute, u"不再提醒这个会话"_s, {}});
+    }
     return actions;
 }
 
@@ -52,11 +54,13 @@ bool perform(const LineCommand &command, TaskStore &store)
     const std::optional<AgentTask> line = store.task(command.line);
     if (!line || !offeredAction(command.action, *line))
         return true;
+    NotificationFilter &notifications = store.notifications();
     switch (command.action) {
     case LineAction::CopyTitle: QGuiApplication::clipboard()->setText(line->title); return true;
     case LineAction::Shelve: store.setStatus(line->id, AgentTaskStatus::shelved); return true;
     case LineAction::Resume: store.setStatus(line->id, AgentTaskStatus::waiting); return true;
     case LineAction::Close: store.setStatus(line->id, AgentTaskStatus::done); return true;
+    case LineAction::Mute: notifications.setLineMuted(line->id, !notifications.isLineMuted(line->id)); return true;
     case LineAction::Edit:
     case LineAction::OpenSession: return false;
     }
@@ -118,7 +122,9 @@ void showLineMenu(QWidget &parent, TaskStore &store, const QString &line, QPoint
     for (const OfferedAction &offered : actionsFor(*task)) {
         auto *action = new QAction(offered.text, menu);
         QObject::connect(action, &QAction::triggered, menu, [=] { chosen({offered.action, line}); });
-        add(action, offered.keys.first());
+        action->setCheckable(offered.action == LineAction::Mute);
+        action->setChecked(store.notifications().isLineMuted(line));
+        add(action, offered.keys.value(0));
         if (offered.action == LineAction::Close)
             menu->addSeparator();
     }

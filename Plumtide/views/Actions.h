@@ -10,16 +10,16 @@
 class TaskStore;
 
 /// What a user can do with a task line.
-enum class LineAction { CopyTitle, Edit, Shelve, Resume, Close, OpenSession };
+enum class LineAction { CopyTitle, Edit, Shelve, Resume, Close, OpenSession, Mute };
 
 /// An action as it is offered by a button, in a menu and by a key.
 struct OfferedAction
 {
     LineAction action;
     QString text;
-    QString icon;             ///< Of its button; without one it has no button.
-    QList<QKeySequence> keys; ///< The first is named in the menu.
-    QString doneText = {};    ///< What the button says for a moment after a press.
+    QString icon;                  ///< Of its button; without one it has no button.
+    QList<QKeySequence> keys = {}; ///< The first is named in the menu.
+    QString doneText = {};         ///< What the button says for a moment after a press.
 };
 
 /// What can be done with a line as it is now, in the order of its buttons and its menu. Nothing with one that is done.
@@ -61,7 +61,7 @@ struct FilterLines
     bool operator==(const FilterLines &) const = default;
 };
 
-enum class PanelCommand { Register, SwitchMiniBoard, ConnectClaude, ConnectCodex, Quit };
+enum class PanelCommand { Register, EndMute, SwitchMiniBoard, ConnectClaude, ConnectCodex, Quit };
 
 /// What a button does.
 using Command = std::variant<LineCommand, OpenPanel, ToggleFold, FilterLines, PanelCommand>;

@@ -33,6 +33,7 @@ void PanelView::run(const Command &command)
                    [this](PanelCommand panel) {
                        switch (panel) {
                        case PanelCommand::Register: edit(std::nullopt); break;
+                       case PanelCommand::EndMute: m_store.notifications().setMutedUntil({}); break;
                        case PanelCommand::SwitchMiniBoard:
                            setMiniBoardOn(!m_isMiniBoardOn);
                            Q_EMIT miniBoardSwitched(m_isMiniBoardOn);

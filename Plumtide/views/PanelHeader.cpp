@@ -92,12 +92,18 @@ Drawing PanelHeader::compose(double width) const
     return drawing;
 }
 
-Drawing composeFooter(bool isMiniBoardOn, double width)
+Drawing PanelFooter::compose(double width) const
 {
     Drawing drawing;
     HStack row(footerItemGap);
     row.text(u"v" PLUMTIDE_VERSION ""_s, versionStyle);
     row.spacer();
+    if (!mute.isEmpty())
+        row.button({.command = PanelCommand::EndMute,
+                    .text = mute,
+                    .look = footerLook,
+                    .role = QAccessible::CheckBox,
+                    .isChecked = true});
     row.button({.command = PanelCommand::SwitchMiniBoard,
                 .text = u"悬浮板"_s,
                 .look = footerLook,

@@ -16,5 +16,14 @@ struct PanelHeader
     [[nodiscard]] Drawing compose(double width) const;
 };
 
-/// The bottom of the panel: the version, the switch of the mini board, and the button that ends the program.
-[[nodiscard]] Drawing composeFooter(bool isMiniBoardOn, double width);
+/// The bottom of the panel: the version, until when notifications are muted, the switch of the mini board, and the
+/// button that ends the program.
+struct PanelFooter
+{
+    bool isMiniBoardOn = false;
+    QString mute = {}; ///< Empty where they are not.
+
+    bool operator==(const PanelFooter &) const = default;
+
+    [[nodiscard]] Drawing compose(double width) const;
+};

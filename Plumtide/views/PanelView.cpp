@@ -28,6 +28,15 @@ constexpr int unfoldedMargin = 6; // and a row that is unfolded
 constexpr int messagePadding = 14;
 constexpr std::chrono::seconds messageTime{4};
 
+QString muteText(const std::optional<QDateTime> &until, const QDateTime &now)
+{
+    if (!until || *until == NotificationFilter::never())
+        return until ? u"勿扰中"_s : QString();
+    const QDateTime end = until->toLocalTime();
+    const QString day = end.date() == now.toLocalTime().date() ? u" "_s : u"明天 "_s;
+    return u"勿扰到"_s + day + end.toString(u"HH:mm");
+}
+
 } // namespace
 
 PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, QWidget *parent)
@@ -65,6 +74,7 @@ PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, Q
     auto *refresher = new Refresher(this, [this] { refresh(); });
     connect(&store, &TaskStore::objectWillChange, refresher, &Refresher::markStale);
     connect(&installer, &HooksInstaller::objectWillChange, refresher, &Refresher::markStale);
+    connect(&store.notifications(), &NotificationFilter::mutedUntilChanged, refresher, &Refresher::markStale);
     for (DrawnView *view : {m_header, m_footer})
         connect(view, &DrawnView::activated, this, &PanelView::run);
     connect(m_board, &BoardView::activated, this, &PanelView::run);
@@ -82,7 +92,7 @@ PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, Q
 void PanelView::setMiniBoardOn(bool isOn)
 {
     m_isMiniBoardOn = isOn;
-    m_footer->setDrawing(composeFooter(isOn, width()));
+    updateFooter();
 }
 
 void PanelView::updateHeader()
@@ -93,11 +103,19 @@ void PanelView::updateHeader()
         m_header->setDrawing(header.compose(width()));
 }
 
+void PanelView::updateFooter()
+{
+    const PanelFooter footer{m_isMiniBoardOn, muteText(m_store.notifications().mutedUntil(), m_clock())};
+    if (std::exchange(m_shownFooter, footer) != footer)
+        m_footer->setDrawing(footer.compose(width()));
+}
+
 void PanelView::refresh()
 {
     if (m_editor)
         m_editor->followLine();
     updateHeader();
+    updateFooter();
     m_undo->updateText();
     keepInPlace([this] { m_board->refresh(m_clock()); });
     if (const int urgent = m_store.urgentCount(); std::exchange(m_urgent, urgent) < urgent)

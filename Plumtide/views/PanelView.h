@@ -54,6 +54,7 @@ private:
     void refresh();
     void addKeys();
     void updateHeader();
+    void updateFooter();
     void edit(const std::optional<AgentTask> &task); // a new one when it is absent
     void closeEditor();
     void showParts(bool isShown);
@@ -76,6 +77,7 @@ private:
     DrawnView *m_footer;
     DrawnView *m_message;
     QTimer m_messageTimer{this};
+    std::optional<PanelFooter> m_shownFooter;
     bool m_isMiniBoardOn = false;
     TaskEditView *m_editor = nullptr; // null while the board is shown
     QPointer<QWidget> m_openedBy;     // the control that the form was opened by

@@ -24,12 +24,14 @@ public:
         home.processes = {11};
         restart();
         EXPECT_TRUE(waitUntil([this] { return !store->isCatchingUp(); }));
-        store->setNotify([this](const Board::Notice &notice) {
+        store->notifications().setNotify([this](const Board::Notice &notice) {
             const QString own = '-' + m_named, text = ": " + notice.title + ": " + notice.body;
             const QString id = notice.id();
             m_said += (notice.body.isEmpty() ? "withdraws " : "notifies ")
                 + (id.endsWith(own) ? id.chopped(own.size()) : id) + (notice.body.isEmpty() ? QString() : text);
         });
+        store->notifications().setFindFocus(
+            [this](const QString &line, const auto &found) { found(m_focus.value(line)); });
         QObject::connect(store.get(), &TaskStore::objectWillChange,
                          [this] { EXPECT_TRUE(std::exchange(m_isAnnounced, true) || store->tasks() == m_before); });
     }
@@ -51,6 +53,16 @@ public:
             {"record", [&] { record(names, fields); }},
             {"codex", [&] { codex(names[0], '{' + members(rest).mid(1) + '}'); }},
             {"missed", [&] { store->applyMissedEvents(); }},
+            {"wake", [&] { store->notifications().advance(); }},
+            {"focus", [&] { m_focus[named(names[0])] = rest == "in"; }},
+            {"mute",
+             [&] {
+                 const QTime end = QTime::fromString(rest, "HH:mm");
+                 store->notifications().setMutedUntil(end.isValid() ? std::optional(QDateTime(m_time.date(), end))
+                                                                    : std::nullopt);
+             }},
+            {"hush", [&] { store->notifications().setLineMuted(named(names[0]), true); }},
+            {"replies", [&] { store->notifications().setShowsReplies(names[0] == "on"); }},
             {"writes",
              [&] {
                  home.append(".claude/projects/p/" + names[0], ("{\"message\":{\"content\":" + rest + "}}\n").toUtf8());
@@ -221,6 +233,7 @@ private:
     ClaudeRecords m_sessions{home.path(".claude/sessions"),
                              [this](const auto &before, const auto &now) { store->updateRecord(before, now); }};
     QHash<QString, SessionRecord> m_codex; // by the ids of lines
+    QHash<QString, std::optional<bool>> m_focus; // by the ids of lines
     QDateTime m_time;                      // of the step, where the user lives
     QString m_named;                       // the id of the line that was named last
     QMap<QString, QJsonObject> m_board;    // the lines by id; the member without a name says how a line is shown

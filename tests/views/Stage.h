@@ -161,7 +161,7 @@ private Q_SLOTS:
         m_menu.clear();
         for (QAction *action : menu->actions()) {
             const QString text = action->text().replace('\t', ' ');
-            m_menu += text + action->shortcut().toString() + (action->isEnabled() ? "" : " off");
+            m_menu += text + action->shortcut().toString() + (action->isEnabled() ? "" : " off") + (action->isChecked() ? " on" : "");
             if (text.section(' ', 0, 0) == choice)
                 action->trigger();
         }
@@ -200,6 +200,12 @@ private Q_SLOTS:
     void edit(const QString &line) { m_panel->run(LineCommand{LineAction::Edit, line}); } // as the mini board asks
     void toggle(const QString &to) { m_panel->setMiniBoardOn(to == "on"); }
     void pass(const QString &minutes) { m_home.now = m_home.now.addSecs(60 * minutes.toInt()); }
+    void mute(const QString &minutes) // or until it is ended
+    {
+        const bool isTimed = minutes.toInt() > 0;
+        const QDateTime end = isTimed ? m_home.now.addSecs(60 * minutes.toInt()) : NotificationFilter::never();
+        m_store->notifications().setMutedUntil(end);
+    }
     void sweep(const QString &) { m_store->sweep(); }
     void look(const QString &) { changes(); }
     void forget(const QString &) { m_shown.clear(); }

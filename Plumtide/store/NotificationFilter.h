@@ -1,0 +1,84 @@
+#pragma once
+
+#include "Plumtide/store/Board.h"
+#include "Plumtide/system/Environment.h"
+
+#include <QMap>
+#include <QObject>
+#include <QSet>
+#include <QStringList>
+#include <QTimer>
+
+#include <chrono>
+#include <functional>
+#include <optional>
+
+/// Decides which notices of the board are shown as notifications, and when. None is while its session's terminal has
+/// the focus, or while the user has muted all sessions or this one; the end of a turn is only for those who want to be
+/// told of it. An approval that is still open is shown when the terminal has lost the focus for a while; those that
+/// were muted are told of in one notification at the end of the mute. What the user has chosen is kept in the defaults.
+/// Thread: main thread.
+class NotificationFilter final : public QObject
+{
+    Q_OBJECT
+
+public:
+    using Notify = std::function<void(const Board::Notice &notice)>;
+    using FocusFound = std::function<void(std::optional<bool> hasFocus)>;
+    /// Calls `found` once, at once or soon: whether the terminal of a line's session has the focus, or nothing where
+    /// that cannot be told.
+    using FindFocus = std::function<void(const QString &line, const FocusFound &found)>;
+
+    static constexpr std::chrono::seconds lookInterval{1};      ///< While an approval waits for the focus to leave.
+    static constexpr std::chrono::seconds timeWithoutFocus{10}; ///< Then it is shown.
+
+    /// Both must outlive it.
+    NotificationFilter(const Board &board, Environment &environment);
+
+    void setNotify(Notify notify) { m_notify = std::move(notify); }                ///< Without it nothing is shown.
+    void setFindFocus(FindFocus findFocus) { m_findFocus = std::move(findFocus); } ///< Without it none has the focus.
+
+    void receive(const Board::Notice &notice);
+    /// Shows what is due by now. To be called once the notices of the start were received, and now and then: its timers
+    /// do not see that the user's clock was set.
+    void advance();
+
+    [[nodiscard]] std::optional<QDateTime> mutedUntil() const; ///< Absent where notifications are not muted.
+    void setMutedUntil(const std::optional<QDateTime> &end);   ///< Absent: not any more.
+    /// The time for a mute that only the user ends.
+    [[nodiscard]] static QDateTime never() { return QDateTime::fromSecsSinceEpoch(253'370'764'800); } // the year 9999
+
+    [[nodiscard]] bool isLineMuted(const QString &line) const { return m_mutedLines.contains(line); }
+    void setLineMuted(const QString &line, bool isMuted);
+
+    [[nodiscard]] bool showsReplies() const;
+    void setShowsReplies(bool isWanted);
+
+Q_SIGNALS:
+    void mutedUntilChanged();
+
+private:
+    struct Held
+    {
+        Board::Notice notice; // without a body where it was muted: it is told of in the summary
+        bool hadFocus = false;
+        std::optional<QDateTime> lostFocusAt = {};
+    };
+
+    [[nodiscard]] bool isSilenced(const Board::Notice &notice) const;
+    void look(const QString &id);
+    void release(const Board::Notice &notice);
+    void showSummary();
+    void endMute();
+    [[nodiscard]] QDateTime now() const { return m_environment.clock(); }
+
+    const Board &m_board;
+    Environment &m_environment;
+    Notify m_notify;
+    FindFocus m_findFocus;
+    QMap<QString, Held> m_held;          // by the ids of the notices
+    QSet<QString> m_shown, m_summarized; // the same ids: each on its own, and all in the summary
+    QStringList m_mutedLines;
+    bool m_isSummaryDue = false;
+    QTimer m_lookTimer, m_muteTimer;
+};
