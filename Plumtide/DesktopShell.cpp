@@ -80,7 +80,7 @@ MiniBoardWindow::Content DesktopShell::makeMiniBoard()
 
 void DesktopShell::openSession(const QString &lineId)
 {
-    m_services.openSession(lineId, this, [this](const Outcome<void> &there) {
+    SessionTerminal::bringToFront(m_services.sessionOf(lineId), this, [this](const Outcome<void> &there) {
         if (there)
             return;
         openPanel(); // it may be asked for on the mini board

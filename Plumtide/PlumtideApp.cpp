@@ -131,10 +131,11 @@ int run(Services &services, Instance &instance, bool opensPanel)
     notifications.setNotify(
         [&](const Board::Notice &notice) { notifier.notify(notice.title, notice.body, notice.id()); });
     notifications.setFindFocus([&](const QString &line, const NotificationFilter::FocusFound &found) {
-        services.findFocus(line, &instance, found);
+        SessionTerminal::findFocus(services.sessionOf(line), &instance, found);
     });
     QObject::connect(&notifier, &Notifier::sessionRequested, application, [&](const QString &id) {
-        services.openSession(services.lineOf(id), &instance, [&, id](const Outcome<void> &there) {
+        const QString line = services.lineOf(id);
+        SessionTerminal::bringToFront(services.sessionOf(line), &instance, [&, id](const Outcome<void> &there) {
             if (!there)
                 notifier.notify(u"前往会话"_s, there.failure().sentence, id);
         });

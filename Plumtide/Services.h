@@ -19,20 +19,11 @@ struct Services
     TaskStore store{environment};
     HooksInstaller installer{environment};
 
-    /// Brings the terminal of a line's session to the front.
-    void openSession(const QString &lineId, QObject *context, const SessionTerminal::Done &done) const
+    /// What a line is a session of; without an id where it is none.
+    [[nodiscard]] SessionTerminal::Session sessionOf(const QString &lineId) const
     {
         const AgentTask line = store.task(lineId).value_or(AgentTask());
-        const bool isCodex = line.agent() == TaskSource::codex;
-        SessionTerminal::bringToFront(line.session(), isCodex, store.recordedProcess(line), context, done);
-    }
-
-    /// Whether the user's keyboard is in that terminal.
-    void findFocus(const QString &lineId, QObject *context, const SessionTerminal::FocusFound &found) const
-    {
-        const AgentTask line = store.task(lineId).value_or(AgentTask());
-        const bool isCodex = line.agent() == TaskSource::codex;
-        SessionTerminal::findFocus(line.session(), isCodex, store.recordedProcess(line), context, found);
+        return {line.session(), line.agent() == TaskSource::codex, store.recordedProcess(line)};
     }
 
     /// The line that a notification is about: of several, the next step.

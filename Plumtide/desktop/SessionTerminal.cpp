@@ -42,20 +42,17 @@ Process codexOf(const QString &session)
     return isServed && windows.size() == 1 ? windows.first() : Process();
 }
 
-Process agentOf(const QString &session, bool isCodex, pid_t recorded)
+Process agentOf(const SessionTerminal::Session &session)
 {
-    return isCodex ? codexOf(session) : Process::of(recorded);
+    return session.isCodex ? codexOf(session.id) : Process::of(session.recorded);
 }
 
-// Tries the steps at the agent's terminal, and at each further terminal that a step leads to. A terminal that was to be
-// activated has the focus then.
+// Tries the steps at the agent's terminal, and at each further terminal that a step leads to. What was activated has
+// the focus then.
 class TerminalSearch final : public QObject
 {
 public:
-    /// Nothing where the terminal was not found.
-    using Done = std::function<void(std::optional<bool> hasFocus)>;
-
-    TerminalSearch(TerminalRequest request, QObject *context, Done done)
+    TerminalSearch(TerminalRequest request, QObject *context, SessionTerminal::FocusFound done)
         : QObject(context), m_request(request), m_done(std::move(done))
     {
         if (request == TerminalRequest::Observe)
@@ -125,13 +122,13 @@ private:
             m_command->kill(); // and wait for its end without blocking
         else
             deleteLater();
-        if (const Done done = std::exchange(m_done, {}))
+        if (const SessionTerminal::FocusFound done = std::exchange(m_done, {}))
             done(hasFocus);
     }
 
     const TerminalRequest m_request;
-    Done m_done;                   // null once it was called
-    QProcess *m_command = nullptr; // that runs now
+    SessionTerminal::FocusFound m_done; // null once it was called
+    QProcess *m_command = nullptr;      // that runs now
     TerminalLink m_link;
     std::size_t m_stepCount = 0; // tried at this link
     int m_linkCount = 0;
@@ -139,26 +136,22 @@ private:
 
 } // namespace
 
-void SessionTerminal::bringToFront(const QString &session, bool isCodex, pid_t recorded, QObject *context,
-                                   const Done &done)
+void SessionTerminal::bringToFront(const Session &session, QObject *context, const Done &done)
 {
-    if (session.isEmpty())
+    if (session.id.isEmpty())
         return done(Failure{u"这一条不是会话，没有终端。"_s});
-    const Process agent = agentOf(session, isCodex, recorded);
+    const Process agent = agentOf(session);
     if (agent.pid == 0)
         return done(Failure{u"没找到这个会话的进程。"_s});
     const auto finished = [done](std::optional<bool> hasFocus) { done(hasFocus ? Outcome<void>() : noWindow); };
     (new TerminalSearch(TerminalRequest::Activate, context, finished))->follow(ContinueAt{agent.pid});
 }
 
-void SessionTerminal::findFocus(const QString &session, bool isCodex, pid_t recorded, QObject *context,
-                                const FocusFound &done)
+void SessionTerminal::findFocus(const Session &session, QObject *context, const FocusFound &done)
 {
-    const pid_t agent = session.isEmpty() ? 0 : agentOf(session, isCodex, recorded).pid;
-    const auto finished = [session, done](std::optional<bool> hasFocus) {
-        qCDebug(desktopLog) << session
-                            << "has the focus:" << (hasFocus ? QVariant(*hasFocus).toString() : u"unknown"_s);
+    const auto finished = [id = session.id, done](std::optional<bool> hasFocus) {
+        qCDebug(desktopLog) << id << "has the focus:" << (hasFocus ? QVariant(*hasFocus).toString() : u"unknown"_s);
         done(hasFocus);
     };
-    (new TerminalSearch(TerminalRequest::Observe, context, finished))->follow(ContinueAt{agent});
+    (new TerminalSearch(TerminalRequest::Observe, context, finished))->follow(ContinueAt{agentOf(session).pid});
 }

@@ -64,24 +64,27 @@ StepResult screen(const TerminalLink &link, TerminalRequest request)
                       }};
 }
 
+// Shows a tab or pane by the terminal's own commands, or asks which one is shown: `answer` gets what is printed.
+StepResult selectPane(TerminalRequest request, const QStringList &program, const QStringList &select,
+                      const QStringList &ask, const std::function<StepResult(const QByteArray &)> &answer)
+{
+    return request == TerminalRequest::Activate ? RunCommand{program + select} : RunCommand{program + ask, answer};
+}
+
 StepResult shownOrNot(bool isShown)
 {
     return isShown ? StepResult(PaneShown()) : Observed{false};
 }
 
-// In the output of "kitty @ ls": windows in tabs in windows of the desktop.
-bool isFocusedInKitty(const QJsonArray &desktopWindows, int id)
+// In kitty's list of desktop windows, with tabs, with panes: whether all three have the focus.
+bool hasFocusInKitty(const QJsonValue &list, int pane)
 {
-    for (const QJsonValue desktopWindow : desktopWindows) {
-        for (const QJsonValue tab : desktopWindow["tabs"_L1].toArray()) {
-            for (const QJsonValue window : tab["windows"_L1].toArray()) {
-                if (window["id"_L1].toInt() == id)
-                    return desktopWindow["is_focused"_L1].toBool() && tab["is_focused"_L1].toBool()
-                        && window["is_focused"_L1].toBool();
-            }
-        }
-    }
-    return false;
+    const QJsonArray nodes = list.toArray();
+    return std::ranges::any_of(nodes, [pane](const QJsonValue &node) {
+        const QJsonValue inside = node["tabs"_L1].isArray() ? node["tabs"_L1] : node["windows"_L1];
+        return node["is_focused"_L1].toBool()
+            && (inside.isArray() ? hasFocusInKitty(inside, pane) : node["id"_L1].toInt() == pane);
+    });
 }
 
 // Works where kitty's configuration has "allow_remote_control" and "listen_on".
@@ -90,34 +93,29 @@ StepResult kitty(const TerminalLink &link, TerminalRequest request)
     const QString address = link.variable("KITTY_LISTEN_ON");
     if (address.isEmpty() || link.variable("KITTY_PID").toInt() != link.owner().pid)
         return NoMatch();
-    const QStringList words{u"kitty"_s, u"@"_s, u"--to"_s, address};
-    const QString window = link.variable("KITTY_WINDOW_ID");
-    if (request == TerminalRequest::Observe) {
-        return RunCommand{words + QStringList{u"ls"_s}, [window](const QByteArray &output) -> StepResult {
-                              return Observed{
-                                  isFocusedInKitty(QJsonDocument::fromJson(output).array(), window.toInt())};
-                          }};
-    }
-    return RunCommand{words + QStringList{u"focus-window"_s, u"--match"_s, u"id:"_s + window}};
+    const int pane = link.variable("KITTY_WINDOW_ID").toInt();
+    return selectPane(request, {u"kitty"_s, u"@"_s, u"--to"_s, address},
+                      {u"focus-window"_s, u"--match"_s, u"id:%1"_s.arg(pane)}, {u"ls"_s},
+                      [pane](const QByteArray &output) {
+                          return Observed{hasFocusInKitty(QJsonDocument::fromJson(output).array(), pane)};
+                      });
 }
 
 StepResult wezTerm(const TerminalLink &link, TerminalRequest request)
 {
     if (link.owner().name != "wezterm-gui")
         return NoMatch();
-    const QStringList words{u"env"_s, u"WEZTERM_UNIX_SOCKET="_s + link.variable("WEZTERM_UNIX_SOCKET"), u"wezterm"_s,
-                            u"cli"_s, u"--no-auto-start"_s};
     const QString pane = link.variable("WEZTERM_PANE");
-    if (request == TerminalRequest::Observe) {
-        return RunCommand{words + QStringList{u"list-clients"_s, u"--format"_s, u"json"_s},
-                          [pane](const QByteArray &output) {
-                              const QJsonArray clients = QJsonDocument::fromJson(output).array();
-                              return shownOrNot(std::ranges::any_of(clients, [&](const auto &client) {
-                                  return client[u"focused_pane_id"_s].toInt(-1) == pane.toInt();
-                              }));
-                          }};
-    }
-    return RunCommand{words + QStringList{u"activate-pane"_s, u"--pane-id"_s, pane}};
+    return selectPane(request,
+                      {u"env"_s, u"WEZTERM_UNIX_SOCKET="_s + link.variable("WEZTERM_UNIX_SOCKET"), u"wezterm"_s,
+                       u"cli"_s, u"--no-auto-start"_s},
+                      {u"activate-pane"_s, u"--pane-id"_s, pane}, {u"list-clients"_s, u"--format"_s, u"json"_s},
+                      [pane](const QByteArray &output) {
+                          const QJsonArray clients = QJsonDocument::fromJson(output).array();
+                          return shownOrNot(std::ranges::any_of(clients, [&](const QJsonValue &client) {
+                              return client["focused_pane_id"_L1].toInt(-1) == pane.toInt();
+                          }));
+                      });
 }
 
 // Its window and its session are named "/Windows/1" and "/Sessions/2" on the bus.
@@ -126,15 +124,13 @@ StepResult konsole(const TerminalLink &link, TerminalRequest request)
     const QString service = link.variable("KONSOLE_DBUS_SERVICE"), window = link.variable("KONSOLE_DBUS_WINDOW");
     if (service.isEmpty() || !window.startsWith(u'/') || link.owner().name != "konsole")
         return NoMatch();
-    const QStringList words{u"dbus-send"_s, u"--session"_s, u"--print-reply=literal"_s, u"--dest="_s + service, window};
     const QString session = link.variable("KONSOLE_DBUS_SESSION").section(u'/', -1);
-    if (request == TerminalRequest::Observe) {
-        return RunCommand{words + QStringList{u"org.kde.konsole.Window.currentSession"_s},
-                          [session](const QByteArray &output) { // "   int32 1"
-                              return shownOrNot(output.trimmed().split(' ').last() == session.toUtf8());
-                          }};
-    }
-    return RunCommand{words + QStringList{u"org.kde.konsole.Window.setCurrentSession"_s, u"int32:"_s + session}};
+    return selectPane(request,
+                      {u"dbus-send"_s, u"--session"_s, u"--print-reply=literal"_s, u"--dest="_s + service, window},
+                      {u"org.kde.konsole.Window.setCurrentSession"_s, u"int32:"_s + session},
+                      {u"org.kde.konsole.Window.currentSession"_s}, [session](const QByteArray &output) {
+                          return shownOrNot(output.trimmed().split(' ').last() == session.toUtf8()); // "   int32 1"
+                      });
 }
 
 // Whether another terminal of the owner may be what its window shows: one tab hides the others.
@@ -170,27 +166,21 @@ QStringList windowsIn(const QJsonValue &tree, const TerminalLink &link, const QS
     return values;
 }
 
-struct Compositor
+// Runs `list`, which prints the compositor's windows as JSON, and then `focus` with the owner's window in the place of
+// ID. Only the window with the focus has the member `focused`. Where the owner has several windows, it is not known
+// which one is the right one.
+StepResult onlyWindow(const TerminalLink &link, TerminalRequest request, const QStringList &list,
+                      const std::pair<QString, QString> &focused, const QString &idKey, const QStringList &focus)
 {
-    QStringList list;               // prints the windows as JSON
-    QString focusKey, focusedValue; // a member that only the window with the focus has
-    QString idKey;
-    QStringList focus; // gives it to the window that stands in the place of ID
-};
-
-// Where the owner has several windows, it is not known which one is the right one.
-StepResult onlyWindow(const TerminalLink &link, TerminalRequest request, const Compositor &compositor)
-{
-    return RunCommand{compositor.list, [=](const QByteArray &output) -> StepResult {
+    return RunCommand{list, [=](const QByteArray &output) -> StepResult {
                           const QJsonArray printed = QJsonDocument::fromJson("[" + output + "]").array();
-                          const QStringList ids = windowsIn(printed, link, compositor.idKey);
+                          const QStringList ids = windowsIn(printed, link, idKey);
                           if (request == TerminalRequest::Observe)
-                              return observed(
-                                  link, ids.size(),
-                                  windowsIn(printed, link, compositor.focusKey).contains(compositor.focusedValue));
+                              return observed(link, ids.size(),
+                                              windowsIn(printed, link, focused.first).contains(focused.second));
                           if (ids.size() != 1)
                               return NoMatch();
-                          return RunCommand{QStringList(compositor.focus).replaceInStrings(u"ID"_s, ids.first()),
+                          return RunCommand{QStringList(focus).replaceInStrings(u"ID"_s, ids.first()),
                                             [](const QByteArray &) -> StepResult { return Activated(); }};
                       }};
 }
@@ -199,24 +189,16 @@ StepResult swayWindow(const TerminalLink &link, TerminalRequest request)
 {
     if (qEnvironmentVariableIsEmpty("SWAYSOCK"))
         return NoMatch();
-    return onlyWindow(link, request,
-                      {.list = {u"swaymsg"_s, u"-r"_s, u"-t"_s, u"get_tree"_s},
-                       .focusKey = u"focused"_s,
-                       .focusedValue = u"true"_s,
-                       .idKey = u"id"_s,
-                       .focus = {u"swaymsg"_s, u"[con_id=ID] focus"_s}});
+    return onlyWindow(link, request, {u"swaymsg"_s, u"-r"_s, u"-t"_s, u"get_tree"_s}, {u"focused"_s, u"true"_s},
+                      u"id"_s, {u"swaymsg"_s, u"[con_id=ID] focus"_s});
 }
 
 StepResult hyprlandWindow(const TerminalLink &link, TerminalRequest request)
 {
     if (qEnvironmentVariableIsEmpty("HYPRLAND_INSTANCE_SIGNATURE"))
         return NoMatch();
-    return onlyWindow(link, request,
-                      {.list = {u"hyprctl"_s, u"-j"_s, u"clients"_s},
-                       .focusKey = u"focusHistoryID"_s,
-                       .focusedValue = u"0"_s,
-                       .idKey = u"address"_s,
-                       .focus = {u"hyprctl"_s, u"dispatch"_s, u"focuswindow"_s, u"address:ID"_s}});
+    return onlyWindow(link, request, {u"hyprctl"_s, u"-j"_s, u"clients"_s}, {u"focusHistoryID"_s, u"0"_s}, u"address"_s,
+                      {u"hyprctl"_s, u"dispatch"_s, u"focuswindow"_s, u"address:ID"_s});
 }
 
 // A window of the owner: the one that WINDOWID names, or the only one. Activated as by a pager, since window managers

@@ -10,41 +10,46 @@ namespace {
 
 const QString muteKey = u"tavvel.notifications.mutedUntil"_s; // seconds since 1970
 const QString mutedLinesKey = u"tavvel.notifications.mutedLines"_s;
-const QString repliesKey = u"tavvel.notifications.showsReplies"_s;
 
 } // namespace
 
 NotificationFilter::NotificationFilter(const Board &board, Environment &environment)
-    : m_board(board), m_environment(environment), m_mutedLines(environment.defaults.texts(mutedLinesKey))
+    : m_board(board), m_environment(environment)
 {
     m_muteTimer.setSingleShot(true);
     for (QTimer *timer : {&m_lookTimer, &m_muteTimer})
         timer->callOnTimeout(this, &NotificationFilter::advance);
 }
 
+std::optional<QDateTime> NotificationFilter::storedEnd() const
+{
+    const std::optional<double> end = m_environment.defaults.number(muteKey);
+    const qint64 latest = never().toSecsSinceEpoch();
+    return end ? std::optional(QDateTime::fromSecsSinceEpoch(qRound64(qBound(0.0, *end, static_cast<double>(latest)))))
+               : std::nullopt;
+}
+
 void NotificationFilter::receive(const Board::Notice &notice)
 {
     m_held.remove(notice.id());
     if (notice.body.isEmpty()) {
-        if (m_shown.remove(notice.id()) && m_notify)
+        if (m_shown.remove(notice.id()))
             m_notify(notice);
-        if (m_summarized.remove(notice.id()) && m_summarized.isEmpty() && m_notify)
+        if (m_summarized.remove(notice.id()) && m_summarized.isEmpty())
             m_notify({Kind::summary, {}});
     } else if (!isSilenced(notice)) {
-        m_held.insert(notice.id(), {notice});
+        m_held.insert(notice.id(), {notice, now()});
         look(notice.id());
     }
 }
 
 void NotificationFilter::advance()
 {
-    if (const std::optional<double> end = m_environment.defaults.number(muteKey)) {
-        const std::chrono::milliseconds left(now().msecsTo(QDateTime::fromSecsSinceEpoch(static_cast<qint64>(*end))));
-        if (left <= 0ms)
-            endMute();
-        else
-            m_muteTimer.start(std::min<std::chrono::milliseconds>(left, 24h));
-    }
+    const std::optional<QDateTime> end = storedEnd();
+    if (end && *end <= now())
+        endMute();
+    else if (end)
+        m_muteTimer.start(std::min(std::chrono::milliseconds(now().msecsTo(*end)), std::chrono::milliseconds(24h)));
     for (const QString &id : m_held.keys())
         look(id);
     if (m_held.isEmpty())
@@ -53,17 +58,16 @@ void NotificationFilter::advance()
 
 std::optional<QDateTime> NotificationFilter::mutedUntil() const
 {
-    const std::optional<double> end = m_environment.defaults.number(muteKey);
-    const QDateTime time = QDateTime::fromSecsSinceEpoch(static_cast<qint64>(end.value_or(0)));
-    return time > now() ? std::optional(time) : std::nullopt;
+    const std::optional<QDateTime> end = storedEnd();
+    return end && *end > now() ? end : std::nullopt;
 }
 
 void NotificationFilter::setMutedUntil(const std::optional<QDateTime> &end)
 {
-    if (!end && !mutedUntil())
-        return;
-    m_environment.defaults.setNumber(muteKey, end ? static_cast<double>(end->toSecsSinceEpoch()) : 0);
-    Q_EMIT mutedUntilChanged();
+    if (end || mutedUntil())
+        m_environment.defaults.setNumber(muteKey, end ? static_cast<double>(end->toSecsSinceEpoch()) : 0);
+    if (end)
+        Q_EMIT mutedUntilChanged();
     advance();
 }
 
@@ -75,29 +79,23 @@ void NotificationFilter::endMute()
         const Board::Notice notice{Kind::approval, line.id};
         const bool isKnown = m_shown.contains(notice.id()) || m_summarized.contains(notice.id());
         if (line.isAgentLine() && line.isUrgent() && !isKnown && !m_held.contains(notice.id()))
-            m_held.insert(notice.id(), {notice});
+            m_held.insert(notice.id(), {notice, now()});
     }
     Q_EMIT mutedUntilChanged();
+}
+
+bool NotificationFilter::isLineMuted(const QString &line) const
+{
+    return m_environment.defaults.texts(mutedLinesKey).contains(line);
 }
 
 void NotificationFilter::setLineMuted(const QString &line, bool isMuted)
 {
     if (isMuted == isLineMuted(line))
         return;
-    m_mutedLines.removeAll(line);
-    if (isMuted)
-        m_mutedLines.append(line);
-    m_environment.defaults.setTexts(mutedLinesKey, m_mutedLines);
-}
-
-bool NotificationFilter::showsReplies() const
-{
-    return m_environment.defaults.boolean(repliesKey);
-}
-
-void NotificationFilter::setShowsReplies(bool isWanted)
-{
-    m_environment.defaults.setBoolean(repliesKey, isWanted);
+    QStringList lines = m_environment.defaults.texts(mutedLinesKey);
+    lines.removeAll(line);
+    m_environment.defaults.setTexts(mutedLinesKey, isMuted ? lines << line : lines);
 }
 
 bool NotificationFilter::isSilenced(const Board::Notice &notice) const
@@ -111,15 +109,12 @@ void NotificationFilter::look(const QString &id)
         const auto held = m_held.find(id);
         if (held == m_held.end())
             return; // it was withdrawn meanwhile
-        const bool isHere = hasFocus.value_or(false);
-        if (isHere)
-            held->lostFocusAt.reset();
+        const QDateTime latest = now() + timeWithoutFocus;
+        if (hasFocus.value_or(false))
+            held->dueAt.reset();
         else
-            held->lostFocusAt = held->lostFocusAt.value_or(now());
-        held->hadFocus = held->hadFocus || isHere;
-        const qint64 away = isHere ? 0 : held->lostFocusAt->secsTo(now()); // negative if the clock was set
-        const bool isDue = !held->hadFocus || away < 0 || away >= timeWithoutFocus.count();
-        if (isDue)
+            held->dueAt = std::min(held->dueAt.value_or(latest), latest); // the clock may have been set back
+        if (held->isDue(now()))
             release(m_held.take(id).notice);
         else if (held->notice.kind != Kind::approval)
             m_held.erase(held); // the user sees it there
@@ -127,30 +122,24 @@ void NotificationFilter::look(const QString &id)
             m_lookTimer.start(lookInterval);
         showSummary();
     };
-    m_findFocus ? m_findFocus(m_held[id].notice.line, found) : found(std::nullopt);
+    m_findFocus(m_held.value(id).notice.line, found);
 }
 
 void NotificationFilter::release(const Board::Notice &notice)
 {
     if (isSilenced(notice))
         return;
-    if (notice.body.isEmpty()) {
-        m_summarized.insert(notice.id());
-        m_isSummaryDue = true;
-    } else {
-        m_shown.insert(notice.id());
-        if (m_notify)
-            m_notify(notice);
-    }
+    m_isSummaryDue = m_isSummaryDue || notice.body.isEmpty();
+    (notice.body.isEmpty() ? m_summarized : m_shown).insert(notice.id());
+    if (!notice.body.isEmpty())
+        m_notify(notice);
 }
 
 void NotificationFilter::showSummary()
 {
-    // The terminals of some may not have answered.
-    const auto isUnknown = [](const Held &held) { return held.notice.body.isEmpty() && !held.hadFocus; };
-    if (m_isSummaryDue && std::ranges::none_of(m_held, isUnknown)) {
+    const auto isUnknown = [this](const Held &held) { return held.notice.body.isEmpty() && held.isDue(now()); };
+    if (m_isSummaryDue && std::ranges::none_of(m_held, isUnknown)) { // their terminals may answer later
         m_isSummaryDue = false;
-        if (m_notify)
-            m_notify({Kind::summary, {}, u"Plumtide"_s, u"有 %1 个操作等你确认"_s.arg(m_summarized.size())});
+        m_notify({Kind::summary, {}, u"Plumtide"_s, u"有 %1 个操作等你确认"_s.arg(m_summarized.size())});
     }
 }

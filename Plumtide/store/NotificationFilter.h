@@ -6,7 +6,6 @@
 #include <QMap>
 #include <QObject>
 #include <QSet>
-#include <QStringList>
 #include <QTimer>
 
 #include <chrono>
@@ -35,8 +34,8 @@ public:
     /// Both must outlive it.
     NotificationFilter(const Board &board, Environment &environment);
 
-    void setNotify(Notify notify) { m_notify = std::move(notify); }                ///< Without it nothing is shown.
-    void setFindFocus(FindFocus findFocus) { m_findFocus = std::move(findFocus); } ///< Without it none has the focus.
+    void setNotify(Notify notify) { m_notify = std::move(notify); } ///< Shows and withdraws notifications.
+    void setFindFocus(FindFocus findFocus) { m_findFocus = std::move(findFocus); }
 
     void receive(const Board::Notice &notice);
     /// Shows what is due by now. To be called once the notices of the start were received, and now and then: its timers
@@ -48,23 +47,28 @@ public:
     /// The time for a mute that only the user ends.
     [[nodiscard]] static QDateTime never() { return QDateTime::fromSecsSinceEpoch(253'370'764'800); } // the year 9999
 
-    [[nodiscard]] bool isLineMuted(const QString &line) const { return m_mutedLines.contains(line); }
+    [[nodiscard]] bool isLineMuted(const QString &line) const;
     void setLineMuted(const QString &line, bool isMuted);
 
-    [[nodiscard]] bool showsReplies() const;
-    void setShowsReplies(bool isWanted);
+    /// Of ended turns: off unless the user has switched it on.
+    [[nodiscard]] bool showsReplies() const { return m_environment.defaults.boolean(repliesKey); }
+    void setShowsReplies(bool isWanted) { m_environment.defaults.setBoolean(repliesKey, isWanted); }
 
 Q_SIGNALS:
     void mutedUntilChanged();
 
 private:
+    static inline const QString repliesKey = QStringLiteral("tavvel.notifications.showsReplies");
+
     struct Held
     {
-        Board::Notice notice; // without a body where it was muted: it is told of in the summary
-        bool hadFocus = false;
-        std::optional<QDateTime> lostFocusAt = {};
+        Board::Notice notice;           // without a body where it was muted: it is told of in the summary
+        std::optional<QDateTime> dueAt; // absent while the session's terminal has the focus
+
+        [[nodiscard]] bool isDue(const QDateTime &now) const { return dueAt && *dueAt <= now; }
     };
 
+    [[nodiscard]] std::optional<QDateTime> storedEnd() const; // of the mute
     [[nodiscard]] bool isSilenced(const Board::Notice &notice) const;
     void look(const QString &id);
     void release(const Board::Notice &notice);
@@ -74,11 +78,10 @@ private:
 
     const Board &m_board;
     Environment &m_environment;
-    Notify m_notify;
-    FindFocus m_findFocus;
+    Notify m_notify = [](const Board::Notice &) {};
+    FindFocus m_findFocus = [](const QString &, const FocusFound &found) { found(std::nullopt); };
     QMap<QString, Held> m_held;          // by the ids of the notices
     QSet<QString> m_shown, m_summarized; // the same ids: each on its own, and all in the summary
-    QStringList m_mutedLines;
     bool m_isSummaryDue = false;
     QTimer m_lookTimer, m_muteTimer;
 };
