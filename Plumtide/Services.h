@@ -22,7 +22,8 @@ struct Services
     /// What a line is a session of; without an id where it is none.
     [[nodiscard]] SessionTerminal::Session sessionOf(const QString &lineId) const
     {
-        const AgentTask line = store.task(lineId).value_or(AgentTask());
+        AgentTask line; // a notice comes before its line
+        line.id = lineId;
         return {line.session(), line.agent() == TaskSource::codex, store.recordedProcess(line)};
     }
 

@@ -2,7 +2,7 @@ import json
 import shutil
 import unittest
 
-from driver.desktop import App, desktop
+from driver.desktop import BUS, MOCK, App, desktop
 from driver.home import line, until
 
 # Stands for an agent: keeps of its session what its tool keeps, in the terminal where it is started.
@@ -85,3 +85,26 @@ class SessionTest(unittest.TestCase):
         pane = home.run(*tmux, 'display-message', '-p', '-t', '=tmux:', '#{pane_start_command}')
         self.assertEqual(pane, f'"{agent} cc-tmux"\n')
         self.assertEqual(len(desktop().notified()), len(SESSIONS) + 2)
+
+    def test_a_notification_waits_while_the_terminal_of_its_session_has_the_focus(self):
+        desktop().use(notifications=None)
+        app = App(self)
+        home, agent = app.home, f'sh {app.home.path}/agent'
+        home.write('agent', AGENT)
+        (home.path / '.claude/sessions').mkdir()
+        home.start('dunst', '-conf', '/dev/null')
+        until(lambda: desktop().call(*BUS, 'NameHasOwner', '(s)', MOCK[0]))
+        home.start('xterm', '-T', 'plain', '-e', f'{agent} cc-plain')
+        tmux = ['tmux', '-f', '/dev/null', '-S', f'{home.path}/tmux']
+        home.start('xterm', '-T', 'tmux', '-e', *tmux, 'new-session', '-s', 'tmux', f'{agent} cc-front')
+        until(lambda: {'plain', 'tmux'} <= {*windows()} and len([*home.path.glob('.claude/sessions/*.json')]) == 2)
+        home.run(*tmux, *'split-window -t =tmux:'.split(), f'{agent} cc-back')
+        home.run(*tmux, *'select-pane -t =tmux:.0'.split())
+        until(lambda: len([*home.path.glob('.claude/sessions/*.json')]) == 3)
+        self.enterContext(app)
+        for window, sessions, shown in (('tmux', ('front', 'plain', 'back'), 2), ('plain', ('plain',), 1), ('plain', (), 2)):
+            desktop().do('windowactivate', '--sync', windows()[window])
+            for session in sessions:
+                home.hook('Stop', session)
+                home.hook('PermissionRequest', session, tool_input={'command': session})
+            until(lambda: home.run('dunstctl', 'count', 'displayed') == f'{shown}\n')
