@@ -92,7 +92,8 @@ class SessionTest(unittest.TestCase):
         home, agent = app.home, f'sh {app.home.path}/agent'
         home.write('agent', AGENT)
         (home.path / '.claude/sessions').mkdir()
-        home.start('dunst', '-conf', '/dev/null')
+        home.write('dunstrc', '[urgency_normal]\ntimeout = 0\n')
+        home.start('dunst', '-conf', f'{home.path}/dunstrc')
         until(lambda: desktop().call(*BUS, 'NameHasOwner', '(s)', MOCK[0]))
         home.start('xterm', '-T', 'plain', '-e', f'{agent} cc-plain')
         tmux = ['tmux', '-f', '/dev/null', '-S', f'{home.path}/tmux']
