@@ -42,7 +42,8 @@ class TrayTest(unittest.TestCase):
         app = self.start()
         until(lambda: app.tooltip() == 'Plumtide')
         self.assertEqual({label: checked for label, (_, checked) in app.menu().items()},
-                         {'打开看板': -1, '撤销': False, '悬浮板': 0, '登录时启动': 0, '': -1, '退出': -1})
+                         {'打开看板': -1, '撤销': False, '悬浮板': 0, '勿扰': -1, '一小时': -1, '到明天早上': -1,
+                          '直到重新打开': -1, '结束勿扰': False, '回复完成也提醒': 0, '登录时启动': 0, '': -1, '退出': -1})
         app.choose('打开看板')
         app.until_open()
         app.choose('悬浮板')
@@ -89,6 +90,28 @@ class TrayTest(unittest.TestCase):
         self.assertEqual(told[1:6], [0, 'plumtide', 'shop', '有个操作需要你确认：Bash — a < b', []])
         app.stop()
         until(lambda: desktop().notified('CloseNotification'))
+
+    def test_a_mute_lasts_over_a_restart_until_it_is_ended_and_then_says_what_is_still_open(self):
+        desktop().use(notifications=None)
+        app = self.start()
+        until(lambda: app.tooltip() == 'Plumtide')
+        app.choose('回复完成也提醒')
+        app.choose('直到重新打开')
+        until(lambda: app.tooltip() == 'Plumtide（勿扰）')
+        app.home.hook('PermissionRequest')
+        until(lambda: app.tooltip() == 'Plumtide：1 条等你处理（勿扰）')
+        app.stop()
+        app.start()
+        until(lambda: app.tooltip() == 'Plumtide：1 条等你处理（勿扰）')
+        app.open()
+        app.press('check box', '勿扰中')
+        until(lambda: app.tooltip() == 'Plumtide：1 条等你处理')
+        self.assertEqual([told[4] for told in until(desktop().notified)], ['有 1 个操作等你确认'])
+        app.home.hook('Stop')
+        until(lambda: [told[4] for told in desktop().notified()[1:]] == ['回复好了：shop'])
+        self.assertEqual(desktop().notified('CloseNotification'), [[1]])
+        app.home.hook('UserPromptSubmit')
+        until(lambda: desktop().notified('CloseNotification') == [[1], [2]])
 
     def test_the_item_comes_with_a_later_tray_and_back_with_a_restarted_one(self):
         self.start(tray=None)
