@@ -1,6 +1,7 @@
 #include "Plumtide/DesktopShell.h"
 
 #include "Plumtide/Services.h"
+#include "Plumtide/desktop/FloatingWindow.h"
 #include "Plumtide/desktop/Instance.h"
 #include "Plumtide/views/MiniBoardView.h"
 #include "Plumtide/views/PanelView.h"
@@ -85,6 +86,22 @@ void DesktopShell::openSession(const QString &lineId)
             return;
         openPanel(); // it may be asked for on the mini board
         m_panelView->showMessage(there.failure().sentence);
+    });
+}
+
+void DesktopShell::goTo(const QString &lineId, const QByteArray &token)
+{
+    const SessionTerminal::Session session = m_services.sessionOf(lineId);
+    SessionTerminal::bringToFront(session, this, [=, this](const Outcome<void> &there) {
+        if (there) {
+            if (m_panel)
+                m_panel->hide(); // one that has just opened would take the focus back
+            return FloatingWindow::endStartup(token);
+        }
+        openPanel(token);
+        m_panelView->showLine(lineId);
+        if (!session.id.isEmpty())
+            m_panelView->showMessage(there.failure().sentence);
     });
 }
 

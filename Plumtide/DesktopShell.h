@@ -28,6 +28,8 @@ public:
 
     /// Where it was last, or beside the desktop's bar. `token` is the startup token that lets it take the focus.
     void openPanel(const QByteArray &token = {}) { panel().open({}, token); }
+    /// Brings the terminal of the line's session to the front; where there is none, opens the panel and shows the line.
+    void goTo(const QString &lineId, const QByteArray &token);
 
 Q_SIGNALS:
     void quitRequested();

@@ -28,13 +28,14 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr std::string_view installFlag = "--install-hooks", helpFlag = "--help", versionFlag = "--version",
-                           removeFlag = "--remove-hooks", resetFlag = "--reset-mini-board";
+                           removeFlag = "--remove-hooks", resetFlag = "--reset-mini-board", nextFlag = "--next";
 
 constexpr auto usage = "用法：plumtide [参数]\n"
                        "跟进这台机器上 Claude Code 和 Codex 的会话，看板在托盘里。已经在运行时，打开它的看板。\n\n"
                        "  --install-hooks     接入 Claude Code 和 Codex\n"
                        "  --remove-hooks      取消接入\n"
                        "  --reset-mini-board  把悬浮板带回屏幕右上角\n"
+                       "  --next              前往下一步的会话；五秒内再来一次，去后面一个\n"
                        "  --at-login          由桌面会话启动：不打开看板\n"
                        "  --help              显示这些说明\n"
                        "  --version           显示版本\n\n"
@@ -121,7 +122,7 @@ int installHooks()
 }
 
 // Keeps the board until the user or the system ends the program. `instance` has claimed the home.
-int run(Services &services, Instance &instance, bool opensPanel)
+int run(Services &services, Instance &instance, bool opensPanel, const QByteArray &startToken)
 {
     // After the lines were read, which a signal may end at once, and before the event loop runs, which reads the log.
     quitOnTerminationSignals();
@@ -146,8 +147,14 @@ int run(Services &services, Instance &instance, bool opensPanel)
         desktop = std::make_unique<DesktopShell>(services, instance);
         QObject::connect(desktop.get(), &DesktopShell::quitRequested, application, &QCoreApplication::quit);
         if (opensPanel)
-            QTimer::singleShot(0, desktop.get(), [&desktop] { desktop->openPanel(); });
+            QTimer::singleShot(0, desktop.get(), [&] { desktop->openPanel(startToken); });
     }
+    QObject::connect(&instance, &Instance::nextRequested, application, [&](const QByteArray &token) {
+        if (const QString next = services.nextLine(); desktop)
+            desktop->goTo(next, token);
+        else
+            SessionTerminal::bringToFront(services.sessionOf(next), application, [](const Outcome<void> &) {});
+    });
     return QCoreApplication::exec();
 }
 
@@ -198,7 +205,8 @@ int main(int argc, char **argv)
     const bool hasWindows = qobject_cast<QApplication *>(application.get()) != nullptr;
     const bool isStartedBySession =
         isGiven(Autostart::flag) || isGiven("-session") || qEnvironmentVariableIsSet("DESKTOP_AUTOSTART_ID");
-    if (!instance.claim({.hasWindows = hasWindows, .opensPanel = !isStartedBySession, .token = token}))
+    const bool goesToNext = isGiven(nextFlag);
+    if (!instance.claim({hasWindows, !isStartedBySession, goesToNext, token}))
         return 0;
     if (hasWindows)
         FloatingWindow::endStartup(token);
@@ -210,5 +218,6 @@ int main(int argc, char **argv)
     // When the user starts it for the first time, the panel opens and offers to connect the agents.
     const bool isFirstRun = !QFileInfo::exists(Defaults::standardPath(home));
     Services services{.lock = *std::move(lock)};
-    return run(services, instance, isFirstRun && !isStartedBySession);
+    // The agents' records are read later, so that no terminal could be found yet.
+    return run(services, instance, goesToNext || (isFirstRun && !isStartedBySession), token);
 }

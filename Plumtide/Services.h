@@ -7,6 +7,10 @@
 #include "Plumtide/system/Environment.h"
 #include "Plumtide/system/HomeLock.h"
 
+#include <QElapsedTimer>
+
+#include <algorithm>
+
 /// The services of the program, in the order in which they need each other. `main` makes the one value on its stack,
 /// with the home's lock, and they end in the reverse order. Where the process ends without that, as by Qt when the
 /// display goes, no event is lost, either.
@@ -18,6 +22,20 @@ struct Services
     Notifier notifier{};
     TaskStore store{environment};
     HooksInstaller installer{environment};
+    QString lastNext{}; ///< The id of the line that `nextLine` has returned last.
+    QElapsedTimer sinceNext{};
+
+    /// The line of the next step; within five seconds of the last call, the one after that call's. Empty where nothing
+    /// waits.
+    [[nodiscard]] QString nextLine()
+    {
+        const QList<AgentTask> waiting = store.tasks(AgentTaskStatus::waiting);
+        const bool goesOn = sinceNext.isValid() && !sinceNext.hasExpired(5'000);
+        const auto last = std::ranges::find(waiting, goesOn ? lastNext : QString(), &AgentTask::id);
+        const bool isFirst = last == waiting.end() || last + 1 == waiting.end();
+        sinceNext.start();
+        return lastNext = isFirst ? waiting.value(0).id : (last + 1)->id;
+    }
 
     /// What a line is a session of; without an id where it is none.
     [[nodiscard]] SessionTerminal::Session sessionOf(const QString &lineId) const

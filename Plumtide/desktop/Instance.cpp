@@ -52,8 +52,10 @@ bool Instance::claim(const StartRequest &request)
     for (const QDeadlineTimer deadline(timeout); !deadline.hasExpired(); QThread::msleep(20)) {
         if (bus.registerService(m_name))
             return true;
-        const QDBusMessage reply =
-            call(m_name, u"Start"_s, {request.hasWindows, request.opensPanel, QString::fromUtf8(request.token)});
+        const QString token = QString::fromUtf8(request.token);
+        QDBusMessage reply = request.goesToNext ? call(m_name, u"Next"_s, {token}) : QDBusMessage();
+        if (reply.type() != QDBusMessage::ReplyMessage) // an older Plumtide, without `Next`, opens its panel
+            reply = call(m_name, u"Start"_s, {request.hasWindows, request.opensPanel, token});
         qCDebug(desktopLog) << "the owner of the name answers" << reply;
         // Without an answer, the owner may be a Plumtide that is about to end.
         const QString answer =
@@ -72,6 +74,12 @@ bool Instance::claim(const StartRequest &request)
 bool Instance::resetMiniBoard() const
 {
     return call(m_name, u"ResetMiniBoard"_s, {}).type() == QDBusMessage::ReplyMessage;
+}
+
+QString Instance::Next(const QString &token)
+{
+    Q_EMIT nextRequested(token.toUtf8());
+    return opens;
 }
 
 QString Instance::Start(bool hasWindows, bool opensPanel, const QString &token)

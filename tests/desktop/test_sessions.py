@@ -67,6 +67,7 @@ class SessionTest(unittest.TestCase):
                 desktop().do('mousemove', x + 200, y + 150, 'click', '--repeat', 2, 1)  # on the next step
                 until(lambda: desktop().active() == [windows()['second']])
                 desktop().do('windowactivate', '--sync', other.id)
+        home.write('.tavvel/tasks.json', json.dumps([job, line('written', status='waiting')]))
         self.enterContext(app)
         for session in SESSIONS:
             home.hook('PermissionRequest', session)
@@ -85,6 +86,13 @@ class SessionTest(unittest.TestCase):
         pane = home.run(*tmux, 'display-message', '-p', '-t', '=tmux:', '#{pane_start_command}')
         self.assertEqual(pane, f'"{agent} cc-tmux"\n')
         self.assertEqual(len(desktop().notified()), len(SESSIONS) + 2)
+        for where in ('second', 'written', *SESSIONS.values(), 'second'):
+            app.start_again('--next')
+            if where in windows():
+                until(lambda: desktop().active() == [windows()[where]])
+            else:
+                app.until_open()
+                app.find(*('alert', where) if where == NO_WINDOW else ('push button', '搁置'))  # of the unfolded row
 
     def test_a_notification_waits_while_the_terminal_of_its_session_has_the_focus(self):
         desktop().use(notifications=None)

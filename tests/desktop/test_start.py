@@ -9,11 +9,12 @@ class StartTest(unittest.TestCase):
     def setUp(self):
         desktop().use(tray=None)
 
-    def test_the_very_first_start_opens_the_panel_unless_the_session_starts_it(self):
-        for at_login in (['--at-login'], []):
+    def test_the_very_first_start_opens_the_panel_unless_the_session_starts_it_and_one_for_the_next_step_always(self):
+        for at_login, next_step in ((['--at-login'], []), ([], []), ([], ['--next'])):
             app = App(self)
-            (app.home.path / '.config/plumtide/plumtide.conf').unlink()
-            with Program(app.home, *at_login) as program:
+            if not next_step:
+                (app.home.path / '.config/plumtide/plumtide.conf').unlink()
+            with Program(app.home, *at_login, *next_step) as program:
                 app.process = program.process
                 run(PROGRAM, '--reset-mini-board', env=app.environment)  # answered after what a start does by itself
                 until(lambda: at_login or app.has_focus())
@@ -37,6 +38,7 @@ class StartTest(unittest.TestCase):
         with App(self, DISPLAY='') as hidden:
             self.assertIn('没有可用的图形界面', until(hidden.stderr))
             environment = hidden.environment | desktop().environment
+            self.assertEqual(hidden.start_again('--next', **environment), '')  # which leaves it running
             both = [hidden.home.start(PROGRAM, env=environment) for _ in range(2)]
             self.assertEqual(hidden.process.wait(20), 0)
             until(lambda: any(process.poll() == 0 for process in both))

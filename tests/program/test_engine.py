@@ -144,7 +144,7 @@ class EngineTest(unittest.TestCase):
             until(program.is_ready)
         self.assertEqual(home.read('.claude/settings.json'), b'')
         version = re.match(r'(plumtide) \((.*?)\)', (CHECKOUT / 'packaging/changelog').read_text()).expand(r'\1 \2\n')
-        self.assertEqual(home.run(PROGRAM, 'x', '--version', '--remove-hooks'), version)
+        self.assertEqual(home.run(PROGRAM, 'x', '--version', '--next', '--remove-hooks'), version)
         kept = '[General]\nminiBoardEnabled=true\n{}tavvel.x=1\n'
         home.write(CONFIGURATION, kept.format('miniBoardOrigin=80, 120\n'))
         self.assertEqual(home.run(PROGRAM, '-x', '--reset-mini-board'), '')
