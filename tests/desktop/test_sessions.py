@@ -70,9 +70,10 @@ class SessionTest(unittest.TestCase):
         home.write('.tavvel/tasks.json', json.dumps([job, line('written', status='waiting')]))
         self.enterContext(app)
         for session in SESSIONS:
-            home.hook('PermissionRequest', session)
+            home.hook('PermissionRequest', session, tool_input={'command': session})
         until(lambda: len(desktop().notified()) == len(SESSIONS))
-        for number, where in enumerate(SESSIONS.values(), 1):
+        for number, told in enumerate(desktop().notified(), 1):
+            where = SESSIONS[told[4].split()[-1]]
             before = len(desktop().notified())
             desktop().do('windowactivate', '--sync', other.id)
             desktop().do('set_desktop', int(where in windows()))  # away from them
