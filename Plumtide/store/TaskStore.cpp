@@ -106,6 +106,17 @@ void TaskStore::applyMissedEvents()
     startMissedTimer();
 }
 
+void TaskStore::archiveReplied(ProjectSection in)
+{
+    QStringList replied;
+    const Board::Sections all = sections();
+    for (const ProjectGroup *group : all[static_cast<std::size_t>(in)]) {
+        for (const AgentTask &line : group->lines)
+            replied += line.hasReplied() ? QStringList(line.id) : QStringList();
+    }
+    applyChanges(m_board.setStatus(replied, AgentTaskStatus::done, now()));
+}
+
 void TaskStore::giveDeferredNotices()
 {
     const QMap<QString, Board::Notice> notices = *std::exchange(m_deferredNotices, std::nullopt);
@@ -148,9 +159,10 @@ void TaskStore::applyChanges(const Board::Changes &changes)
             notify(warning);
         m_board.applyEdit(edit);
         m_file.lineChanged(edit.index);
-        save();
         scheduleMismatchCheck(edit.line.id);
     }
+    if (!changes.edits.isEmpty())
+        save();
     for (const QString &id : changes.ended)
         m_notifications.setLineMuted(id, false);
 }

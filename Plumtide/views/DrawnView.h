@@ -51,7 +51,8 @@ protected:
 
 private:
     void layOutButtons();
-    [[nodiscard]] bool isPressable() const { return focusPolicy() != Qt::NoFocus; }
+    [[nodiscard]] bool isOnBoard() const { return m_role == QAccessible::ListItem || m_role == QAccessible::Heading; }
+    [[nodiscard]] bool isPressable() const { return focusPolicy() == Qt::StrongFocus; }
 
     const QAccessible::Role m_role;
     QString m_line;

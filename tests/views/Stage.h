@@ -196,6 +196,11 @@ private Q_SLOTS:
         QApplication::setActiveWindow(m_view->isVisible() ? m_view.get() : nullptr);
         m_view->setFocus(Qt::OtherFocusReason); // as the program does
     }
+    void recent(const QString &) // in the tray item's menu
+    {
+        fillRecentMenu(m_recent, *m_store, [this](const QString &line) { open(line); });
+        m_recent.popup({});
+    }
     void open(const QString &line) { m_panel->showLine(line); }
     void edit(const QString &line) { m_panel->run(LineCommand{LineAction::Edit, line}); } // as the mini board asks
     void toggle(const QString &to) { m_panel->setMiniBoardOn(to == "on"); }
@@ -251,6 +256,7 @@ private:
     TestHome m_home;
     std::optional<TaskStore> m_store;
     std::optional<HooksInstaller> m_installer;
+    QMenu m_recent;
     std::unique_ptr<QWidget> m_view;
     PanelView *m_panel = nullptr; // if it is one
     QPoint m_point;               // of the last press
