@@ -52,11 +52,12 @@ QString lineOf(const Command &command)
 bool perform(const LineCommand &command, TaskStore &store)
 {
     const std::optional<AgentTask> line = store.task(command.line);
-    if (!line || !offeredAction(command.action, *line))
+    if (!line || (command.action != LineAction::CopyFolder && !offeredAction(command.action, *line)))
         return true;
     NotificationFilter &notifications = store.notifications();
     switch (command.action) {
     case LineAction::CopyTitle: QGuiApplication::clipboard()->setText(line->title); return true;
+    case LineAction::CopyFolder: QGuiApplication::clipboard()->setText(store.folder(line->id)); return true;
     case LineAction::Shelve: store.setStatus(line->id, AgentTaskStatus::shelved); return true;
     case LineAction::Resume: store.setStatus(line->id, AgentTaskStatus::waiting); return true;
     case LineAction::Close: store.setStatus(line->id, AgentTaskStatus::done); return true;

@@ -10,8 +10,8 @@
 class QMenu;
 class TaskStore;
 
-/// What a user can do with a task line.
-enum class LineAction { CopyTitle, Edit, Shelve, Resume, Close, OpenSession, Mute };
+/// What a user can do with a task line. `CopyFolder` is offered only where the folder of its session is shown.
+enum class LineAction { CopyTitle, CopyFolder, Edit, Shelve, Resume, Close, OpenSession, Mute };
 
 /// An action as it is offered by a button, in a menu and by a key.
 struct OfferedAction

@@ -1,3 +1,4 @@
+#include "Plumtide/store/TaskStore.h"
 #include "Plumtide/views/Accessibility.h"
 #include "Plumtide/views/BoardView.h"
 #include "Plumtide/views/DrawnView.h"
@@ -67,7 +68,7 @@ BoardView::Content BoardView::contentOf(const BoardItem &item) const
                             m_content.haveReplied[static_cast<std::size_t>(item.index)]};
     case Kind::Row:
         return LineRowView{item.card->lines.at(item.index), item.card->shownAt, isOpen(item.key()),
-                           m_expansions.contains(item.key())};
+                           m_expansions.contains(item.key()), m_store.shownFolder(item.key().id)};
     case Kind::Card:
         ProjectCardFace face = item.card->face;
         face.isFoldOpen = isOpen(item.key());

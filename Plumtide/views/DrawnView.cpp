@@ -211,7 +211,8 @@ void DrawnButton::set(const Drawing::Control &control)
     setToolTip(m_button.hint);
     setAccessibleDescription(m_button.description);
     setAccessibleName(m_button.text); // no text of QAbstractButton, in which "&" makes a key
-    setDrawing(control.face);
+    m_face = control.face;
+    setDrawing(m_face);
     setChecked(m_button.isChecked);
 }
 
@@ -226,16 +227,16 @@ void DrawnButton::press()
     if (!m_pressed)
         return;
     if (!m_button.doneText.isEmpty() && m_pressed == m_button.command) {
-        showText(m_button.doneText);
-        QTimer::singleShot(flashTime, this, [this] { showText(m_button.text); });
+        Drawing::Button done = m_button;
+        done.text = m_button.doneText;
+        showFace(done.text, composeButton(done, done.look.padding.isNull() ? 0 : box().width()));
+        QTimer::singleShot(flashTime, this, [this] { showFace(m_button.text, m_face); });
     }
     Q_EMIT activated(*m_pressed);
 }
 
-void DrawnButton::showText(const QString &text)
+void DrawnButton::showFace(const QString &text, const Drawing &face)
 {
-    Drawing::Button shown = m_button;
-    shown.text = text;
     setAccessibleName(text);
-    setDrawing(composeButton(shown, box().width()));
+    setDrawing(face);
 }

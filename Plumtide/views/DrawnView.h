@@ -87,9 +87,10 @@ protected:
 
 private:
     void press();
-    void showText(const QString &text);
+    void showFace(const QString &text, const Drawing &face);
 
     Drawing::Button m_button;
+    Drawing m_face;
     std::optional<Command> m_pressed; // none where the press is ignored
     QElapsedTimer m_sinceChange;      // of what it does
 };

@@ -196,6 +196,11 @@ private Q_SLOTS:
         QApplication::setActiveWindow(m_view->isVisible() ? m_view.get() : nullptr);
         m_view->setFocus(Qt::OtherFocusReason); // as the program does
     }
+    void folder(const QString &named) // the line's session is now there
+    {
+        const QString path = named.section(' ', 1).replace('~', m_home.path());
+        m_store->apply({named.section(' ', 0, 0).sliced(3), {}, path, {}, {}, {}, {}, {}});
+    }
     void recent(const QString &) // in the tray item's menu
     {
         fillRecentMenu(m_recent, *m_store, [this](const QString &line) { open(line); });
@@ -247,7 +252,7 @@ private:
         if (const QString top = found.take("top"); std::exchange(m_top, top) != top && !top.isEmpty())
             m_now["top"] += top;
         found["menu"] = m_menu.join(" | ");
-        found["clipboard"] = QGuiApplication::clipboard()->text();
+        found["clipboard"] = QGuiApplication::clipboard()->text().replace(m_home.path(), "HOME");
         found.insert(stored(m_store->tasks()));
         return found;
     }
