@@ -109,6 +109,7 @@ void DesktopShell::fillTrayMenu()
 {
     m_trayMenu.addAction(u"打开看板"_s, this, [this] { openPanel(); });
     m_trayMenu.addAction(&m_undo);
+    m_trayMenu.addMenu(&m_recentMenu);
     m_miniBoardSwitch = m_trayMenu.addAction(u"悬浮板"_s, &m_miniBoard, &MiniBoardController::setEnabled);
     fillMuteMenu();
     m_loginStartSwitch = m_trayMenu.addAction(u"登录时启动"_s, this, &DesktopShell::switchLoginStart);
@@ -120,7 +121,16 @@ void DesktopShell::fillTrayMenu()
     m_trayMenu.addAction(u"退出"_s, this, &DesktopShell::quitRequested);
     connect(&m_trayMenu, &QMenu::aboutToShow, this, [this] {
         m_loginStartSwitch->setChecked(m_autostart.isOn());
-        m_undo.updateText();
+        updateTrayMenu();
+    });
+}
+
+void DesktopShell::updateTrayMenu()
+{
+    m_undo.updateText();
+    fillRecentMenu(m_recentMenu, m_services.store, [this](const QString &line) {
+        openPanel();
+        m_panelView->showLine(line);
     });
 }
 
@@ -166,6 +176,6 @@ void DesktopShell::showCount()
     const bool isMuted = m_services.store.notifications().mutedUntil().has_value();
     m_tray.setState(m_services.store.urgentCount(), isMuted);
     m_muteEnd->setEnabled(isMuted);
-    m_undo.updateText();
+    updateTrayMenu();
     m_sinceCount.start();
 }

@@ -40,6 +40,7 @@ private:
     void openSession(const QString &lineId);
     void fillTrayMenu();
     void fillMuteMenu();
+    void updateTrayMenu();
     void switchLoginStart(bool isOn);
     void scheduleCount();
     void showCount();
@@ -47,6 +48,7 @@ private:
     Services &m_services;
     const Autostart m_autostart;
     UndoAction m_undo;
+    QMenu m_recentMenu{QStringLiteral("最近归档")};
     QMenu m_trayMenu;
     QAction *m_miniBoardSwitch = nullptr;
     QAction *m_loginStartSwitch = nullptr;

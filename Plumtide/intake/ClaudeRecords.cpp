@@ -29,6 +29,7 @@ SessionRecord ClaudeRecords::decode(const QByteArray &content)
         record.state = SessionState::asks;
     else if (status == "idle"_L1 || status == "shell"_L1) // only a background shell runs
         record.state = SessionState::turnEnded;
+    record.cwd = wellFormed(document["cwd"_L1].toString());
     record.waitingFor = document["waitingFor"_L1].toString();
     record.since = document["statusUpdatedAt"_L1].toDouble();
     return record;

@@ -23,9 +23,10 @@ struct SessionRecord
     SessionState state = SessionState::unknown;
     double since = 0;        ///< Of the state, milliseconds since 1970; 0 where the record does not say.
     QString waitingFor = {}; ///< Claude Code's name for the kind of a dialog.
+    QString cwd = {};
     // Of Codex alone. The texts are as short as the board shows them.
     double turnSince = 0; ///< When the turn has begun or ended, as `since`.
-    QString cwd = {}, prompt = {}, answer = {};
+    QString prompt = {}, answer = {};
     QString tool = {}, toolInput = {}; ///< Which asks, or has run.
 
     bool operator==(const SessionRecord &) const = default;

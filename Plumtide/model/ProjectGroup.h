@@ -24,6 +24,7 @@ struct ProjectGroup
     /// Given by the board: groups of the same name and revision show the same. It changes with a line's content or
     /// place, or the list that it is in, and with nothing else; no two boards of a process give the same one.
     quint64 revision = 0;
+    bool hasReplied = false; ///< Given by the board: any of its lines has.
 
     bool operator==(const ProjectGroup &other) const { return name == other.name && lines == other.lines; }
 

@@ -188,32 +188,36 @@ Board::Changes Board::upsert(AgentTask line, const QDateTime &now) const
     return {{}, {{indexOf(line.id), storable(line, now)}}};
 }
 
-Board::Changes Board::setStatus(const QString &id, AgentTaskStatus status, const QDateTime &now)
+Board::Changes Board::setStatus(const QStringList &ids, AgentTaskStatus status, const QDateTime &now)
 {
-    const qsizetype index = indexOf(id);
-    if (index == lines().size())
-        return {};
-    AgentTask set = lines().at(index);
-    set.status = status;
-    AgentTask dated = set;
-    dated.updatedAt = now;
-    if (status == AgentTaskStatus::shelved || status == AgentTaskStatus::done)
-        m_undoSteps = m_undoSteps.last(qMin(m_undoSteps.size(), mostUndoSteps - 1))
-            << std::pair(lines().at(index), dated);
-    return {{}, {{index, std::move(set)}, {index, std::move(dated)}}};
+    Changes changes;
+    UndoStep step;
+    for (const QString &id : ids) {
+        const qsizetype index = indexOf(id);
+        if (index == lines().size())
+            continue;
+        AgentTask set = lines().at(index);
+        set.status = status;
+        AgentTask dated = set;
+        dated.updatedAt = now;
+        step.append({lines().at(index), dated});
+        changes.edits << Edit{index, std::move(set)} << Edit{index, std::move(dated)};
+    }
+    if (!step.isEmpty() && (status == AgentTaskStatus::shelved || status == AgentTaskStatus::done))
+        m_undoSteps = m_undoSteps.last(qMin(m_undoSteps.size(), mostUndoSteps - 1)) << step;
+    return changes;
 }
 
 Board::Changes Board::undo()
 {
-    while (!m_undoSteps.isEmpty()) {
-        if (const auto [before, after] = m_undoSteps.takeLast(); line(after.id) == after)
-            return {{}, {{indexOf(before.id), before}}};
+    Changes changes;
+    while (!m_undoSteps.isEmpty() && changes.edits.isEmpty()) {
+        const UndoStep step = m_undoSteps.takeLast();
+        for (const auto &[before, after] : step) {
+            const qsizetype index = indexOf(after.id);
+            if (index < lines().size() && lines().at(index) == after)
+                changes.edits.append({index, before});
+        }
     }
-    return {};
-}
-
-std::optional<AgentTask> Board::undoable() const
-{
-    const Changes changes = Board(*this).undo();
-    return changes.edits.isEmpty() ? std::nullopt : std::optional(changes.edits.first().line);
+    return changes;
 }

@@ -48,13 +48,16 @@ public:
     [[nodiscard]] QList<AgentTask> linesToKeep(const QDateTime &now) const; ///< All but those that ended long ago.
 
     [[nodiscard]] Changes upsert(AgentTask line, const QDateTime &now) const;
-    [[nodiscard]] Changes setStatus(const QString &id, AgentTaskStatus status, const QDateTime &now);
+    /// Of all these lines; putting them away is one step to be undone.
+    [[nodiscard]] Changes setStatus(const QStringList &ids, AgentTaskStatus status, const QDateTime &now);
     [[nodiscard]] Changes undo();
-    [[nodiscard]] std::optional<AgentTask> undoable() const; ///< The line that the next `undo` restores, as it was.
+    [[nodiscard]] QList<Edit> undoable() const { return Board(*this).undo().edits; } ///< What the next `undo` restores.
 
 private:
     static constexpr qsizetype mostUndoSteps = 10;
 
-    QList<std::pair<AgentTask, AgentTask>> m_undoSteps; // lines before and after a step, the latest at the end
-    QSet<QString> m_stuckNotified;                      // ids of lines that the user was warned of
+    using UndoStep = QList<std::pair<AgentTask, AgentTask>>; // lines before and after it
+
+    QList<UndoStep> m_undoSteps;   // the latest at the end
+    QSet<QString> m_stuckNotified; // ids of lines that the user was warned of
 };

@@ -78,6 +78,18 @@ TaskLines::Sections TaskLines::sections(const QDateTime &now) const
     return sections;
 }
 
+QList<AgentTask> TaskLines::lastPutAway(std::size_t most) const
+{
+    OrderedLines last;
+    for (const AgentTask &line : m_lines) {
+        if (line.status == AgentTaskStatus::shelved || line.status == AgentTaskStatus::done)
+            last.emplace(std::pair(LineRank::quiet, -line.updatedAt.toMSecsSinceEpoch()), &line);
+        if (last.size() > most)
+            last.erase(std::prev(last.end()));
+    }
+    return copied(last);
+}
+
 void TaskLines::indexLine(qsizetype index)
 {
     const AgentTask &line = m_lines.at(index);
@@ -129,6 +141,7 @@ void TaskLines::regroup(Project &project, const QDateTime &now) const
         shown.emplace(std::pair(rank, rank == LineRank::freshWaiting ? change : -change), &line);
     }
     project.group.lines = copied(shown);
+    project.group.hasReplied = std::ranges::any_of(project.group.lines, &AgentTask::hasReplied);
     project.order = {project.group.section(now), !project.group.isUrgent(), age, project.group.name};
     // The same lines are listed elsewhere only if one of them has faded.
     if (project.group != before || counts.idle != idleBefore)

@@ -61,6 +61,7 @@ void TaskStore::apply(const HookEvent &event)
     if (event.hookEventName)
         markEventSeen(event.isCodex());
     m_records.observe(event);
+    setFolder(event.lineId(), event.cwd.value_or(QString()));
     const bool isIgnored = m_records.shouldIgnore(event);
     if (!isIgnored)
         applyChanges(m_board.apply(event, now()));
@@ -73,8 +74,27 @@ void TaskStore::apply(const HookEvent &event)
 void TaskStore::updateRecord(const SessionRecord &before, const SessionRecord &record)
 {
     m_records.updateRecord(before, record);
+    if (record.cwd != before.cwd) // else an event may know a later one
+        setFolder(record.lineId(), record.cwd);
     scheduleMismatchCheck(before.lineId());
     scheduleMismatchCheck(record.lineId());
+}
+
+void TaskStore::setFolder(const QString &line, const QString &folder)
+{
+    if (folder.isEmpty() || folder == m_folders.value(line))
+        return;
+    Q_EMIT objectWillChange();
+    m_folders[line] = folder;
+}
+
+QString TaskStore::shownFolder(const QString &id) const
+{
+    constexpr qsizetype most = 600; // as `shortened` cuts it, but the end of a path says more than its middle
+    QString path = folder(id);
+    if (const QString &home = m_environment.home; path == home || path.startsWith(home + u'/'))
+        path.replace(0, home.size(), u'~');
+    return path.size() > most ? path.replace(most / 2, path.size() - most + 1, u'…') : path;
 }
 
 void TaskStore::scheduleMismatchCheck(const QString &line)
@@ -104,6 +124,17 @@ void TaskStore::applyMissedEvents()
             return m_missedTimer.start(0ms); // the rest in the next turn of the event loop
     }
     startMissedTimer();
+}
+
+void TaskStore::archiveReplied(ProjectSection in)
+{
+    QStringList replied;
+    const Board::Sections all = sections();
+    for (const ProjectGroup *group : all[static_cast<std::size_t>(in)]) {
+        for (const AgentTask &line : group->lines)
+            replied += line.hasReplied() ? QStringList(line.id) : QStringList();
+    }
+    applyChanges(m_board.setStatus(replied, AgentTaskStatus::done, now()));
 }
 
 void TaskStore::giveDeferredNotices()
@@ -148,9 +179,10 @@ void TaskStore::applyChanges(const Board::Changes &changes)
             notify(warning);
         m_board.applyEdit(edit);
         m_file.lineChanged(edit.index);
-        save();
         scheduleMismatchCheck(edit.line.id);
     }
+    if (!changes.edits.isEmpty())
+        save();
     for (const QString &id : changes.ended)
         m_notifications.setLineMuted(id, false);
 }
@@ -172,6 +204,7 @@ void TaskStore::setLines(const QList<AgentTask> &lines)
         m_board.set(lines);
         m_file.linesChanged();
     }
+    m_folders.removeIf([this](auto known) { return m_board.indexOf(known.key()) == tasks().size(); });
     save();
 }
 

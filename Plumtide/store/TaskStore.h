@@ -72,11 +72,18 @@ public:
 
     /// Stores a line from the edit form, with the current time.
     void upsert(AgentTask task) { applyChanges(m_board.upsert(std::move(task), now())); }
-    void setStatus(const QString &id, AgentTaskStatus in) { applyChanges(m_board.setStatus(id, in, now())); }
-    /// Undoes the last `setStatus` of this run that has shelved or ended a line, if nothing else has changed the line
-    /// since; the one before it is the next. Does nothing when there is none.
+    void setStatus(const QString &id, AgentTaskStatus in) { applyChanges(m_board.setStatus({id}, in, now())); }
+    /// Ends all lines of a section's projects, under the source filter, that wait only to be read.
+    void archiveReplied(ProjectSection in);
+    /// Undoes the last `setStatus` of this run that has shelved or ended a line, or the last `archiveReplied`, for
+    /// those lines that nothing else has changed since; the one before it is the next. Does nothing when there is none.
     void undo() { applyChanges(m_board.undo()); }
-    [[nodiscard]] std::optional<AgentTask> undoable() const { return m_board.undoable(); } ///< What it would restore.
+    [[nodiscard]] QList<Board::Edit> undoable() const { return m_board.undoable(); } ///< What it would restore.
+    /// The lines that are shelved or done, whatever the source filter says, the latest change first.
+    [[nodiscard]] QList<AgentTask> lastPutAway(std::size_t most) const { return m_board.lastPutAway(most); }
+    /// Where a session was last heard of in this run, absolute; empty if that is not known.
+    [[nodiscard]] QString folder(const QString &id) const { return m_folders.value(id); }
+    [[nodiscard]] QString shownFolder(const QString &id) const; ///< With `~` for the home directory.
     /// The live process that a record of the line's session names; 0 when there is none.
     [[nodiscard]] pid_t recordedProcess(const AgentTask &line) const { return m_records.process(line.id); }
 
@@ -85,7 +92,8 @@ Q_SIGNALS:
 
 private:
     void save();
-    void applyChanges(const Board::Changes &changes); // saves after each edit
+    void applyChanges(const Board::Changes &changes); // announces each edit, and saves once
+    void setFolder(const QString &line, const QString &folder);
     void notify(const Board::Notice &notice);
     void setLines(const QList<AgentTask> &lines);
     void scheduleMismatchCheck(const QString &line);
@@ -107,8 +115,9 @@ private:
     Board m_board;
     NotificationFilter m_notifications{m_board, m_environment};
     AgentRecords m_records;
-    bool m_hasUnsavedChanges = false; // since a save failed
-    bool m_isApplying = false;        // a change of the lines
+    QHash<QString, QString> m_folders; // by the ids of lines; until a sweep, also of sessions without one
+    bool m_hasUnsavedChanges = false;  // since a save failed
+    bool m_isApplying = false;         // a change of the lines
 
     TaskFile m_file;
     MainThreadQueue m_events; // from the watcher's thread

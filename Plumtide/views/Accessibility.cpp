@@ -38,6 +38,7 @@ public:
         state.checkable = m_view->isCheckable();
         state.checked = m_view->isChecked();
         state.pressed = m_view->isDown();
+        state.hasPopup = m_view->contextMenuPolicy() == Qt::CustomContextMenu;
         state.expandable = m_view->isExpanded().has_value();
         state.expanded = m_view->isExpanded().value_or(false);
         state.collapsed = state.expandable && !state.expanded;

@@ -52,11 +52,12 @@ QString lineOf(const Command &command)
 bool perform(const LineCommand &command, TaskStore &store)
 {
     const std::optional<AgentTask> line = store.task(command.line);
-    if (!line || !offeredAction(command.action, *line))
+    if (!line || (command.action != LineAction::CopyFolder && !offeredAction(command.action, *line)))
         return true;
     NotificationFilter &notifications = store.notifications();
     switch (command.action) {
     case LineAction::CopyTitle: QGuiApplication::clipboard()->setText(line->title); return true;
+    case LineAction::CopyFolder: QGuiApplication::clipboard()->setText(store.folder(line->id)); return true;
     case LineAction::Shelve: store.setStatus(line->id, AgentTaskStatus::shelved); return true;
     case LineAction::Resume: store.setStatus(line->id, AgentTaskStatus::waiting); return true;
     case LineAction::Close: store.setStatus(line->id, AgentTaskStatus::done); return true;
@@ -69,18 +70,25 @@ bool perform(const LineCommand &command, TaskStore &store)
 
 namespace {
 
+// As much of a text as a menu shows.
+QString cut(const QString &text)
+{
+    constexpr qsizetype most = 20; // user-perceived characters
+    const qsizetype length = characterEnds(text, most).value(most - 1, text.size());
+    return text.first(length).simplified() + (length < text.size() ? u"…"_s : QString());
+}
+
 QString undoText(const TaskStore &store)
 {
-    constexpr qsizetype titleLength = 20; // user-perceived characters
-    const std::optional<AgentTask> before = store.undoable();
-    if (!before)
+    const QList<Board::Edit> restored = store.undoable();
+    if (restored.isEmpty())
         return {};
-    const bool isShelved = store.task(before->id)->status == AgentTaskStatus::shelved;
-    const std::optional<OfferedAction> done =
-        offeredAction(isShelved ? LineAction::Shelve : LineAction::Close, *before);
-    const qsizetype length = characterEnds(before->title, titleLength).value(titleLength - 1, before->title.size());
-    return u"撤销"_s + (done ? done->text : QString()) + u'「' + before->title.first(length).simplified()
-        + (length < before->title.size() ? u"…」"_s : u"」"_s);
+    if (restored.size() > 1) // only replies are put away together
+        return u"撤销归档 %1 条"_s.arg(restored.size());
+    const AgentTask &before = restored.first().line;
+    const bool isShelved = store.task(before.id)->status == AgentTaskStatus::shelved;
+    const std::optional<OfferedAction> done = offeredAction(isShelved ? LineAction::Shelve : LineAction::Close, before);
+    return u"撤销"_s + (done ? done->text : QString()) + u'「' + cut(before.title) + u'」';
 }
 
 } // namespace
@@ -102,6 +110,37 @@ void UndoAction::updateText()
     m_what = undoText(m_store);
     setText(m_what.isEmpty() ? u"撤销"_s : QString(m_what).replace(u'&', u"&&"_s));
     setEnabled(!m_what.isEmpty());
+}
+
+void fillRecentMenu(QMenu &menu, TaskStore &store, const std::function<void(const QString &line)> &chosen)
+{
+    QList<QStringList> entries, shown; // the ids of lines, and texts
+    for (const AgentTask &line : store.lastPutAway(10))
+        entries.append({line.id, QString(cut(line.project) + u" · "_s + cut(line.title)).replace(u'&', u"&&"_s)});
+    for (const QAction *action : menu.actions())
+        shown.append(action->data().toStringList());
+    menu.setEnabled(!entries.isEmpty());
+    if (menu.isVisible() || entries == shown)
+        return;
+    menu.clear();
+    for (const QStringList &entry : std::as_const(entries)) {
+        const auto choose = [&store, chosen, id = entry[0]] {
+            const AgentTask line = store.task(id).value_or(AgentTask());
+            if (line.status == AgentTaskStatus::shelved || line.status == AgentTaskStatus::done) // the menu may be old
+                store.setStatus(id, AgentTaskStatus::waiting);
+            chosen(id);
+        };
+        menu.addAction(entry[1], &menu, choose)->setData(entry);
+    }
+}
+
+void showSectionMenu(QWidget &parent, TaskStore &store, ProjectSection section, QPoint place)
+{
+    Theme::setPalette();
+    auto *menu = new QMenu(&parent);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    menu->addAction(u"归档全部已回复"_s, &store, [&store, section] { store.archiveReplied(section); });
+    menu->popup(place);
 }
 
 void showLineMenu(QWidget &parent, TaskStore &store, const QString &line, QPoint place, bool namesKeys,

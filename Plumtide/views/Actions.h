@@ -1,16 +1,17 @@
 #pragma once
 
-#include "Plumtide/model/AgentTask.h"
+#include "Plumtide/model/ProjectGroup.h"
 
 #include <QAction>
 
 #include <functional>
 #include <variant>
 
+class QMenu;
 class TaskStore;
 
-/// What a user can do with a task line.
-enum class LineAction { CopyTitle, Edit, Shelve, Resume, Close, OpenSession, Mute };
+/// What a user can do with a task line. `CopyFolder` is offered only where the folder of its session is shown.
+enum class LineAction { CopyTitle, CopyFolder, Edit, Shelve, Resume, Close, OpenSession, Mute };
 
 /// An action as it is offered by a button, in a menu and by a key.
 struct OfferedAction
@@ -74,7 +75,7 @@ using Command = std::variant<LineCommand, OpenPanel, ToggleFold, FilterLines, Pa
 [[nodiscard]] bool perform(const LineCommand &command, TaskStore &store);
 
 /// Takes back what was put away last, of whatever line. Its text says what that is, "撤销搁置「…」" with the line's
-/// title. It is disabled when there is nothing to be taken back.
+/// title, or "撤销归档 3 条". It is disabled when there is nothing to be taken back.
 class UndoAction final : public QAction
 {
     Q_OBJECT
@@ -91,6 +92,13 @@ private:
     TaskStore &m_store;
     QString m_what;
 };
+
+/// Fills a menu with the last lines that were shelved or ended, unless it shows them or is open. Choosing one makes it
+/// wait again, and then calls `chosen`.
+void fillRecentMenu(QMenu &menu, TaskStore &store, const std::function<void(const QString &line)> &chosen);
+
+/// Shows the menu of a section's heading, and returns at once.
+void showSectionMenu(QWidget &parent, TaskStore &store, ProjectSection section, QPoint place);
 
 /// Shows the menu of a line of the store, and returns at once. It names the keys that do the same where they are heard.
 void showLineMenu(QWidget &parent, TaskStore &store, const QString &line, QPoint place, bool namesKeys,

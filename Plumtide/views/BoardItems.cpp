@@ -1,3 +1,4 @@
+#include "Plumtide/store/TaskStore.h"
 #include "Plumtide/views/Accessibility.h"
 #include "Plumtide/views/BoardView.h"
 #include "Plumtide/views/DrawnView.h"
@@ -63,10 +64,11 @@ BoardView::Content BoardView::contentOf(const BoardItem &item) const
     case Kind::FocusCard: return m_focusCard;
     case Kind::Heading:
         return BoardHeading{static_cast<ProjectSection>(item.index),
-                            m_content.sections[static_cast<std::size_t>(item.index)].size()};
+                            m_content.sections[static_cast<std::size_t>(item.index)].size(),
+                            m_content.haveReplied[static_cast<std::size_t>(item.index)]};
     case Kind::Row:
         return LineRowView{item.card->lines.at(item.index), item.card->shownAt, isOpen(item.key()),
-                           m_expansions.contains(item.key())};
+                           m_expansions.contains(item.key()), m_store.shownFolder(item.key().id)};
     case Kind::Card:
         ProjectCardFace face = item.card->face;
         face.isFoldOpen = isOpen(item.key());
@@ -85,6 +87,13 @@ DrawnView *BoardView::makeWidget(const BoardItem::Key &key)
         view->setLine(key.id);
         connect(view, &QAbstractButton::clicked, this,
                 [this, id = key.id] { expandRow(m_expandedID == id ? QString() : id, true); });
+    }
+    if (key.kind == Kind::Heading) {
+        connect(view, &QWidget::customContextMenuRequested, this, [this, view, section = key.id.toInt()](QPoint place) {
+            Q_EMIT sectionMenuRequested(static_cast<ProjectSection>(section), view->mapToGlobal(place));
+        });
+        connect(view, &QAbstractButton::clicked, view,
+                [view] { Q_EMIT view->customContextMenuRequested(view->rect().center()); });
     }
     connect(view, &DrawnView::menuRequested, this, &BoardView::menuRequested);
     connect(view, &DrawnView::activated, this, &BoardView::activated);
@@ -106,6 +115,10 @@ DrawnView *BoardView::updateDrawing(const BoardItem &item)
     const Content &content = drawn.first;
     if (const auto *card = std::get_if<FocusCardView>(&content))
         widget->setLine(card->line ? card->line->id : QString());
+    if (const auto *heading = std::get_if<BoardHeading>(&content)) { // a text for the pointer, a control for the keys
+        widget->setFocusPolicy(heading->hasReplied ? Qt::TabFocus : Qt::NoFocus);
+        widget->setContextMenuPolicy(heading->hasReplied ? Qt::CustomContextMenu : Qt::DefaultContextMenu);
+    }
     const auto *row = std::get_if<LineRowView>(&content);
     if (row) {
         widget->setAccessibleName(row->spokenName());
@@ -127,10 +140,11 @@ DrawnView *BoardView::ensureWidget(const BoardItem &item)
     DrawnView *view = updateDrawing(item);
     const QVariantAnimation *expansion = item.kind == Kind::Row ? m_expansions.value(item.key()) : nullptr;
     view->setOpacity(item.card ? item.card->opacity() : 1, expansion ? expansion->currentValue().toDouble() : 1);
+    const bool isRing = item.kind == Kind::Heading || (item.kind == Kind::Row && item.box.height() > 0);
     view->setContentRect(item.box,
-                         item.kind == Kind::FocusCard                          ? FocusCardView::shadowMargin
-                             : item.kind == Kind::Row && item.box.height() > 0 ? LineRowView::margin
-                                                                               : 0);
+                         item.kind == Kind::FocusCard ? FocusCardView::shadowMargin
+                             : isRing                 ? LineRowView::margin
+                                                      : 0);
     view->show();
     return view;
 }

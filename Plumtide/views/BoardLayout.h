@@ -88,6 +88,7 @@ struct BoardContent
     double bannerHeight = 0; ///< 0 where there is none.
     double focusCardHeight = 0;
     std::array<QList<ProjectCardView *>, allProjectSections.size()> sections;
+    std::array<bool, allProjectSections.size()> haveReplied{}; ///< Whether any line of the section has.
 };
 
 /// How far the quiet lines and the rows of a card are unfolded. Rows that are not listed are folded.
@@ -102,6 +103,7 @@ struct BoardHeading
 {
     ProjectSection section;
     qsizetype projects; ///< In it.
+    bool hasReplied;    ///< Any of their lines has.
 
     bool operator==(const BoardHeading &) const = default;
 

@@ -83,6 +83,7 @@ void BoardView::refresh(const QDateTime &now, const QString &lineToShow)
     const auto sections = m_store.sections();
     for (std::size_t i = 0; i < sections.size(); ++i) {
         const QList<ProjectCardView *> before = std::exchange(m_content.sections[i], {});
+        m_content.haveReplied[i] = std::ranges::any_of(sections[i], &ProjectGroup::hasReplied);
         for (const ProjectGroup *group : sections[i]) {
             // The line in the focus card is not listed a second time.
             const QString excludeID = first && first->project == group->name ? first->id : QString();

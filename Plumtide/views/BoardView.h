@@ -53,7 +53,8 @@ public:
 Q_SIGNALS:
     void activated(const Command &command);              ///< By a button, a double click, or a key of the focused line.
     void menuRequested(const QString &id, QPoint place); ///< In global pixels.
-    void heightChanged(const QString &id);               ///< Of this line or project: the board must be laid out again.
+    void sectionMenuRequested(ProjectSection section, QPoint place);
+    void heightChanged(const QString &id); ///< Of this line or project: the board must be laid out again.
 
 protected:
     void paintEvent(QPaintEvent *event) override;

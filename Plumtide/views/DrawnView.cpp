@@ -105,7 +105,7 @@ void DrawnView::setOpacity(double opacity, double ofButtons)
 QList<QWidget *> DrawnView::controls()
 {
     QList<QWidget *> controls(m_buttons.cbegin(), m_buttons.cend());
-    if (isPressable())
+    if (focusPolicy() != Qt::NoFocus)
         controls.prepend(this);
     return controls;
 }
@@ -114,7 +114,7 @@ void DrawnView::paintEvent(QPaintEvent *event)
 {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    const bool isButton = role() != QAccessible::ListItem;
+    const bool isButton = !isOnBoard();
     double opacity = m_opacity;
     if (isPressable() && isButton)
         opacity *= isDown() ? pressedOpacity : underMouse() ? hoverOpacity : 1;
@@ -127,7 +127,7 @@ void DrawnView::paintEvent(QPaintEvent *event)
     m_drawing.paint(painter, QRectF(event->rect()).translated(-m_box.topLeft()), opacity);
     if (!m_showsFocus || !hasFocus())
         return;
-    const double out = (isButton ? ringGap : 2 * ringGap) + ringWidth / 2; // a row's dot and time need more room
+    const double out = (isButton ? ringGap : 2 * ringGap) + ringWidth / 2; // a dot and a time need more room
     painter.setPen(QPen(Theme::faded(Theme::accent, 0.8), ringWidth));
     painter.setBrush(Qt::NoBrush);
     painter.drawRoundedRect(QRectF({0, 0}, m_box.size()).adjusted(-out, -out, out, out), radius() + out,
@@ -138,12 +138,12 @@ void DrawnView::keyPressEvent(QKeyEvent *event)
 {
     const int key = event->key();
     const bool isEnter = key == Qt::Key_Return || key == Qt::Key_Enter;
-    if (((isEnter || key == Qt::Key_Space) && !isLineChosen())
-        || (role() == QAccessible::ListItem && (key == Qt::Key_Up || key == Qt::Key_Down))) {
+    if (((isEnter || key == Qt::Key_Space) && (!isLineChosen() || focusPolicy() == Qt::NoFocus))
+        || (isOnBoard() && (key == Qt::Key_Up || key == Qt::Key_Down))) {
         event->ignore(); // QAbstractButton would press it, or go to the next control
     } else if (!isEnter) {
         QAbstractButton::keyPressEvent(event);
-    } else if (isPressable() && !event->isAutoRepeat()) {
+    } else if (!event->isAutoRepeat()) {
         click();
     }
 }
@@ -211,7 +211,8 @@ void DrawnButton::set(const Drawing::Control &control)
     setToolTip(m_button.hint);
     setAccessibleDescription(m_button.description);
     setAccessibleName(m_button.text); // no text of QAbstractButton, in which "&" makes a key
-    setDrawing(control.face);
+    m_face = control.face;
+    setDrawing(m_face);
     setChecked(m_button.isChecked);
 }
 
@@ -226,16 +227,16 @@ void DrawnButton::press()
     if (!m_pressed)
         return;
     if (!m_button.doneText.isEmpty() && m_pressed == m_button.command) {
-        showText(m_button.doneText);
-        QTimer::singleShot(flashTime, this, [this] { showText(m_button.text); });
+        Drawing::Button done = m_button;
+        done.text = m_button.doneText;
+        showFace(done.text, composeButton(done, done.look.padding.isNull() ? 0 : box().width()));
+        QTimer::singleShot(flashTime, this, [this] { showFace(m_button.text, m_face); });
     }
     Q_EMIT activated(*m_pressed);
 }
 
-void DrawnButton::showText(const QString &text)
+void DrawnButton::showFace(const QString &text, const Drawing &face)
 {
-    Drawing::Button shown = m_button;
-    shown.text = text;
     setAccessibleName(text);
-    setDrawing(composeButton(shown, box().width()));
+    setDrawing(face);
 }

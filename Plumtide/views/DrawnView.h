@@ -51,7 +51,8 @@ protected:
 
 private:
     void layOutButtons();
-    [[nodiscard]] bool isPressable() const { return focusPolicy() != Qt::NoFocus; }
+    [[nodiscard]] bool isOnBoard() const { return m_role == QAccessible::ListItem || m_role == QAccessible::Heading; }
+    [[nodiscard]] bool isPressable() const { return focusPolicy() == Qt::StrongFocus; }
 
     const QAccessible::Role m_role;
     QString m_line;
@@ -86,9 +87,10 @@ protected:
 
 private:
     void press();
-    void showText(const QString &text);
+    void showFace(const QString &text, const Drawing &face);
 
     Drawing::Button m_button;
+    Drawing m_face;
     std::optional<Command> m_pressed; // none where the press is ignored
     QElapsedTimer m_sinceChange;      // of what it does
 };

@@ -64,7 +64,7 @@ QString activityText(const AgentTask &line, const QDateTime &now)
 }
 
 // Returns the y below it.
-double addBody(Drawing &drawing, const AgentTask &line, double y, double width)
+double addBody(Drawing &drawing, const AgentTask &line, const QString &folder, double y, double width)
 {
     const double inside = width - bodyIndent;
     if (!line.purpose.isEmpty())
@@ -75,6 +75,19 @@ double addBody(Drawing &drawing, const AgentTask &line, double y, double width)
         y = eventGap + drawing.addText({bodyIndent, y}, layText(event, eventStyle, inside, eventLines));
     if (!line.recentEvents.isEmpty())
         y += bodyGap - eventGap;
+    if (!folder.isEmpty()) {
+        TextBlock text = layText(folder, eventStyle, inside, 0);
+        Drawing face;
+        face.size = text.size;
+        face.addText({0, 0}, std::move(text));
+        y = bodyGap
+            + drawing.addButton({.command = LineCommand{LineAction::CopyFolder, line.id},
+                                 .text = folder,
+                                 .look = {.style = eventStyle},
+                                 .doneText = u"已复制"_s,
+                                 .hint = u"复制路径"_s},
+                                {bodyIndent, y}, std::move(face));
+    }
 
     HStack buttons(rowButtonGap);
     for (const OfferedAction &offered : actionsFor(line)) {
@@ -92,7 +105,7 @@ double addBody(Drawing &drawing, const AgentTask &line, double y, double width)
 
 bool LineRowView::operator==(const LineRowView &other) const
 {
-    return line == other.line && isExpanded == other.isExpanded && hasBody == other.hasBody
+    return line == other.line && isExpanded == other.isExpanded && hasBody == other.hasBody && folder == other.folder
         && spokenName() == other.spokenName();
 }
 
@@ -109,6 +122,8 @@ QString LineRowView::spokenBody() const
     QStringList parts = line.recentEvents;
     if (!line.purpose.isEmpty())
         parts.prepend(u"目标："_s + line.purpose);
+    if (!folder.isEmpty())
+        parts.append(folder);
     std::ranges::transform(parts, parts.begin(), shortened);
     return parts.join(u"\n"_s);
 }
@@ -142,7 +157,7 @@ Drawing LineRowView::compose(double width) const
                   HStack::Shrink::First, maxLines);
     y = activity.place(drawing, {0, y + lineGap}, width).bottom();
     if (hasBody)
-        y = addBody(drawing, line, y + lineGap + bodyTop, width);
+        y = addBody(drawing, line, folder, y + lineGap + bodyTop, width);
     drawing.size = {width, y + rowPaddingY};
     return drawing;
 }

@@ -13,6 +13,7 @@ struct LineRowView
     QDateTime now;
     bool isExpanded = false;
     bool hasBody = false; ///< It is expanded, or still being folded.
+    QString folder = {};  ///< Of the session, as it is shown; empty if it is not known.
 
     /// Whether both look and sound the same; `now` may differ.
     bool operator==(const LineRowView &other) const;

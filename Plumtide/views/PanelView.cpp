@@ -81,6 +81,8 @@ PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, Q
     connect(m_board, &BoardView::menuRequested, this, [this](const QString &id, QPoint place) {
         showLineMenu(*this, m_store, id, place, true, [this](const LineCommand &command) { run(command); });
     });
+    connect(m_board, &BoardView::sectionMenuRequested, this,
+            [this](ProjectSection section, QPoint place) { showSectionMenu(*this, m_store, section, place); });
     connect(m_board, &BoardView::heightChanged, this, [this](const QString &unfolding) {
         keepInPlace([this] { m_board->layOut(); });
         if (unfolding == m_board->expandedID())

@@ -48,6 +48,8 @@ public:
             {"given", [&] { give(names, fields); }},
             {"set", [&] { store->setStatus(named(names[0]), agentTaskStatusFrom(rest).value()); }},
             {"undo", [&] { store->undo(); }},
+            {"archive", [&] { store->archiveReplied(ProjectSection(names[0].toInt())); }},
+            {"where", [&] { m_said += store->folder(named(names[0])); }},
             {"look", [&] { look(); }},
             {"sweep", [&] { store->sweep(); }},
             {"record", [&] { record(names, fields); }},

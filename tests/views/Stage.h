@@ -196,6 +196,16 @@ private Q_SLOTS:
         QApplication::setActiveWindow(m_view->isVisible() ? m_view.get() : nullptr);
         m_view->setFocus(Qt::OtherFocusReason); // as the program does
     }
+    void folder(const QString &named) // the line's session is now there
+    {
+        const QString path = named.section(' ', 1).replace('~', m_home.path());
+        m_store->apply({named.section(' ', 0, 0).sliced(3), {}, path, {}, {}, {}, {}, {}});
+    }
+    void recent(const QString &) // in the tray item's menu
+    {
+        fillRecentMenu(m_recent, *m_store, [this](const QString &line) { open(line); });
+        m_recent.popup({});
+    }
     void open(const QString &line) { m_panel->showLine(line); }
     void edit(const QString &line) { m_panel->run(LineCommand{LineAction::Edit, line}); } // as the mini board asks
     void toggle(const QString &to) { m_panel->setMiniBoardOn(to == "on"); }
@@ -242,7 +252,7 @@ private:
         if (const QString top = found.take("top"); std::exchange(m_top, top) != top && !top.isEmpty())
             m_now["top"] += top;
         found["menu"] = m_menu.join(" | ");
-        found["clipboard"] = QGuiApplication::clipboard()->text();
+        found["clipboard"] = QGuiApplication::clipboard()->text().replace(m_home.path(), "HOME");
         found.insert(stored(m_store->tasks()));
         return found;
     }
@@ -251,6 +261,7 @@ private:
     TestHome m_home;
     std::optional<TaskStore> m_store;
     std::optional<HooksInstaller> m_installer;
+    QMenu m_recent;
     std::unique_ptr<QWidget> m_view;
     PanelView *m_panel = nullptr; // if it is one
     QPoint m_point;               // of the last press
