@@ -107,8 +107,8 @@ void NotificationFilter::look(const QString &id)
 {
     const auto found = [this, id](std::optional<bool> hasFocus) {
         const auto held = m_held.find(id);
-        if (held == m_held.end())
-            return; // it was withdrawn meanwhile
+        if (held == m_held.end()) // it was withdrawn meanwhile
+            return showSummary();
         const QDateTime latest = now() + timeWithoutFocus;
         if (hasFocus.value_or(false))
             held->dueAt.reset();
@@ -138,7 +138,8 @@ void NotificationFilter::release(const Board::Notice &notice)
 void NotificationFilter::showSummary()
 {
     const auto isUnknown = [this](const Held &held) { return held.notice.body.isEmpty() && held.isDue(now()); };
-    if (m_isSummaryDue && std::ranges::none_of(m_held, isUnknown)) { // their terminals may answer later
+    // Other terminals may answer later, and until then the user may answer what would be counted.
+    if (m_isSummaryDue && !m_summarized.isEmpty() && std::ranges::none_of(m_held, isUnknown)) {
         m_isSummaryDue = false;
         m_notify({Kind::summary, {}, u"Plumtide"_s, u"有 %1 个操作等你确认"_s.arg(m_summarized.size())});
     }

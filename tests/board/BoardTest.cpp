@@ -30,8 +30,9 @@ public:
             m_said += (notice.body.isEmpty() ? "withdraws " : "notifies ")
                 + (id.endsWith(own) ? id.chopped(own.size()) : id) + (notice.body.isEmpty() ? QString() : text);
         });
-        store->notifications().setFindFocus(
-            [this](const QString &line, const auto &found) { found(m_focus.value(line)); });
+        store->notifications().setFindFocus([this](const QString &line, const auto &found) {
+            m_late.contains(line) ? void(m_late[line] = found) : found(m_focus.value(line));
+        });
         QObject::connect(store.get(), &TaskStore::objectWillChange,
                          [this] { EXPECT_TRUE(std::exchange(m_isAnnounced, true) || store->tasks() == m_before); });
     }
@@ -56,7 +57,14 @@ public:
             {"codex", [&] { codex(names[0], '{' + members(rest).mid(1) + '}'); }},
             {"missed", [&] { store->applyMissedEvents(); }},
             {"wake", [&] { store->notifications().advance(); }},
-            {"focus", [&] { m_focus[named(names[0])] = rest == "in"; }},
+            {"focus",
+             [&] {
+                 m_focus[named(names[0])] = rest == "in";
+                 if (const NotificationFilter::FocusFound found = m_late.take(m_named))
+                     found(rest == "in");
+                 if (rest == "late")
+                     m_late[m_named] = {};
+             }},
             {"mute",
              [&] {
                  const QTime end = QTime::fromString(rest, "HH:mm");
@@ -236,6 +244,7 @@ private:
                              [this](const auto &before, const auto &now) { store->updateRecord(before, now); }};
     QHash<QString, SessionRecord> m_codex; // by the ids of lines
     QHash<QString, std::optional<bool>> m_focus; // by the ids of lines
+    QHash<QString, NotificationFilter::FocusFound> m_late; // who waits for the focus of a line
     QDateTime m_time;                      // of the step, where the user lives
     QString m_named;                       // the id of the line that was named last
     QMap<QString, QJsonObject> m_board;    // the lines by id; the member without a name says how a line is shown
