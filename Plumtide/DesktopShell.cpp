@@ -93,6 +93,8 @@ void DesktopShell::goTo(const QString &lineId, const QByteArray &token)
 {
     const SessionTerminal::Session session = m_services.sessionOf(lineId);
     SessionTerminal::bringToFront(session, this, [=, this](const Outcome<void> &there) {
+        if (lineId != m_services.lastNext) // a later call has gone on meanwhile
+            return FloatingWindow::endStartup(token);
         if (there) {
             if (m_panel)
                 m_panel->hide(); // one that has just opened would take the focus back

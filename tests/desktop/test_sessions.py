@@ -1,4 +1,5 @@
 import json
+import os
 import shutil
 import unittest
 
@@ -30,7 +31,7 @@ class SessionTest(unittest.TestCase):
         home, agent = app.home, f'sh {app.home.path}/agent'
         (home.path / 'screens').mkdir(mode=0o700)
         home.environment['SCREENDIR'] = f'{home.path}/screens'
-        app.environment |= home.environment
+        app.environment |= home.environment | {'PATH': f'{home.path}/bin:/usr/bin:/bin'}
         home.write('agent', AGENT)
         (home.path / '.claude/sessions').mkdir()
         shutil.copy('/bin/dash', home.path / 'codex')
@@ -94,6 +95,14 @@ class SessionTest(unittest.TestCase):
             else:
                 app.until_open()
                 app.find(*('alert', where) if where == NO_WINDOW else ('push button', '搁置'))  # of the unfolded row
+        home.write('bin/tmux', '#!/bin/sh\necho $$ >$HOME/asked; exec sleep 1000\n')
+        (home.path / 'bin/tmux').chmod(0o755)
+        for where in (None, 'xterm', None, 'screen'):  # between them a line without a session, and the one in tmux
+            app.start_again('--next')
+            until(lambda: not where or desktop().active() == [windows()[where]])
+        until(lambda: (asked := home.read('asked').strip()) and not os.path.exists(b'/proc/' + asked))
+        app.start_again('--reset-mini-board')  # answered once it has heard of that end
+        self.assertIsNone(app.window())
 
     def test_a_notification_waits_while_the_terminal_of_its_session_has_the_focus(self):
         desktop().use(notifications=None)
