@@ -133,10 +133,15 @@ StepResult konsole(const TerminalLink &link, TerminalRequest request)
                       });
 }
 
-// Whether another terminal of the owner may be what its window shows: one tab hides the others.
-bool mayBeHiddenTab(const TerminalLink &link)
+// Whether the owner's window may show something else: one tab hides the others, and editors show more than terminals.
+bool mayBeHidden(const TerminalLink &link)
 {
-    const QList<Process> processes = link.isShown ? QList<Process>() : Process::all();
+    if (link.isShown)
+        return false;
+    if (link.variable("TERM_PROGRAM") == "vscode"_L1 || !link.variable("INSIDE_EMACS").isEmpty()
+        || link.variable("TERMINAL_EMULATOR").startsWith("JetBrains"_L1)) // also where a terminal has inherited them
+        return true;
+    const QList<Process> processes = Process::all();
     return std::ranges::any_of(processes, [&, window = link.variable("WINDOWID")](const Process &process) {
         return link.isOwner(process.parent) && process.terminal != 0 && process.terminal != link.inside.terminal
             && process.variable("WINDOWID") == window;
@@ -150,7 +155,7 @@ StepResult observed(const TerminalLink &link, qsizetype windows, bool isOneFocus
         return NoMatch();
     if (!isOneFocused)
         return Observed{false};
-    return windows == 1 && !mayBeHiddenTab(link) ? StepResult(Observed{true}) : NoMatch();
+    return windows == 1 && !mayBeHidden(link) ? StepResult(Observed{true}) : NoMatch();
 }
 
 // The owner's windows in a compositor's JSON, by the value of `key`.

@@ -116,12 +116,14 @@ class SessionTest(unittest.TestCase):
         home.start('xterm', '-T', 'plain', '-e', f'{agent} cc-plain')
         tmux = ['tmux', '-f', '/dev/null', '-S', f'{home.path}/tmux']
         home.start('xterm', '-T', 'tmux', '-e', *tmux, 'new-session', '-s', 'tmux', f'{agent} cc-front')
-        until(lambda: {'plain', 'tmux'} <= {*windows()} and len([*home.path.glob('.claude/sessions/*.json')]) == 2)
+        home.start('xterm', '-T', 'editor', '-e', f'env TERM_PROGRAM=vscode {agent} cc-editor')
+        until(lambda: {'plain', 'tmux'} <= {*windows()} and len([*home.path.glob('.claude/sessions/*.json')]) == 3)
         home.run(*tmux, *'split-window -t =tmux:'.split(), f'{agent} cc-back')
         home.run(*tmux, *'select-pane -t =tmux:.0'.split())
-        until(lambda: len([*home.path.glob('.claude/sessions/*.json')]) == 3)
+        until(lambda: len([*home.path.glob('.claude/sessions/*.json')]) == 4)
         self.enterContext(app)
-        for window, sessions, shown in (('tmux', ('front', 'plain', 'back'), 2), ('plain', ('plain',), 1), ('plain', (), 2)):
+        for window, sessions, shown in (('editor', ('editor',), 1), ('tmux', ('front', 'plain', 'back'), 3),
+                                        ('plain', ('plain',), 2), ('plain', (), 3)):
             desktop().do('windowactivate', '--sync', windows()[window])
             for session in sessions:
                 home.hook('Stop', session)
