@@ -131,8 +131,14 @@ void NotificationFilter::release(const Board::Notice &notice)
         return;
     m_isSummaryDue = m_isSummaryDue || notice.body.isEmpty();
     (notice.body.isEmpty() ? m_summarized : m_shown).insert(notice.id());
-    if (!notice.body.isEmpty())
-        m_notify(notice);
+    if (notice.body.isEmpty())
+        return;
+    Board::Notice told = notice;
+    const AgentTask line = m_board.line(notice.line).value_or(AgentTask());
+    const QString reason = line.waitingReason.value_or(QString()), prefix = u"等你确认："_s;
+    if (notice.kind == Kind::approval && line.isUrgent() && reason.startsWith(prefix)) // another one may be open by now
+        told.body = u"有个操作需要你确认："_s + reason.sliced(prefix.size());
+    m_notify(told);
 }
 
 void NotificationFilter::showSummary()
