@@ -62,9 +62,8 @@ public:
                  m_focus[named(names[0])] = rest == "in";
                  if (const NotificationFilter::FocusFound found = m_late.take(m_named))
                      found(rest == "in");
-                 if (rest == "late")
-                     m_late[m_named] = {};
              }},
+            {"late", [&] { m_late[named(names[0])] = {}; }},
             {"mute",
              [&] {
                  const QTime end = QTime::fromString(rest, "HH:mm");

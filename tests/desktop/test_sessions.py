@@ -1,10 +1,9 @@
 import json
-import os
 import shutil
 import unittest
 
 from driver.desktop import BUS, MOCK, App, desktop
-from driver.home import line, until
+from driver.home import line, run, until
 
 # Stands for an agent: keeps of its session what its tool keeps, in the terminal where it is started.
 AGENT = r'''case $1 in
@@ -31,7 +30,7 @@ class SessionTest(unittest.TestCase):
         home, agent = app.home, f'sh {app.home.path}/agent'
         (home.path / 'screens').mkdir(mode=0o700)
         home.environment['SCREENDIR'] = f'{home.path}/screens'
-        app.environment |= home.environment | {'PATH': f'{home.path}/bin:/usr/bin:/bin'}
+        app.environment |= home.environment
         home.write('agent', AGENT)
         (home.path / '.claude/sessions').mkdir()
         shutil.copy('/bin/dash', home.path / 'codex')
@@ -95,12 +94,11 @@ class SessionTest(unittest.TestCase):
             else:
                 app.until_open()
                 app.find(*('alert', where) if where == NO_WINDOW else ('push button', '搁置'))  # of the unfolded row
-        home.write('bin/tmux', '#!/bin/sh\necho $$ >$HOME/asked; exec sleep 1000\n')
-        (home.path / 'bin/tmux').chmod(0o755)
+        home.run('sh', '-c', f"kill -STOP {home.environment['TMUX'].split(',')[1]}")  # so that the way to it takes long
         for where in (None, 'xterm', None, 'screen'):  # between them a line without a session, and the one in tmux
             app.start_again('--next')
             until(lambda: not where or desktop().active() == [windows()[where]])
-        until(lambda: (asked := home.read('asked').strip()) and not os.path.exists(b'/proc/' + asked))
+        until(lambda: not run('cat', f'/proc/{app.pid}/task/{app.pid}/children'))
         app.start_again('--reset-mini-board')  # answered once it has heard of that end
         self.assertIsNone(app.window())
 
