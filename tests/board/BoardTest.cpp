@@ -234,11 +234,11 @@ private:
     FileWatch m_watch;
     ClaudeRecords m_sessions{home.path(".claude/sessions"),
                              [this](const auto &before, const auto &now) { store->updateRecord(before, now); }};
-    QHash<QString, SessionRecord> m_codex; // by the ids of lines
+    QHash<QString, SessionRecord> m_codex;       // by the ids of lines
     QHash<QString, std::optional<bool>> m_focus; // by the ids of lines
-    QDateTime m_time;                      // of the step, where the user lives
-    QString m_named;                       // the id of the line that was named last
-    QMap<QString, QJsonObject> m_board;    // the lines by id; the member without a name says how a line is shown
+    QDateTime m_time;                            // of the step, where the user lives
+    QString m_named;                             // the id of the line that was named last
+    QMap<QString, QJsonObject> m_board;          // the lines by id; the member without a name says how a line is shown
     QList<AgentTask> m_before;
     bool m_isAnnounced = false;
     QStringList m_said;

@@ -112,7 +112,8 @@ class SessionTest(unittest.TestCase):
         home.run(*tmux, *'select-pane -t =tmux:.0'.split())
         until(lambda: len([*home.path.glob('.claude/sessions/*.json')]) == 3)
         self.enterContext(app)
-        for window, sessions, shown in (('tmux', ('front', 'plain', 'back'), 2), ('plain', ('plain',), 1), ('plain', (), 2)):
+        for window, sessions, shown in (('tmux', ('front', 'plain', 'back'), 2), ('plain', ('plain',), 1),
+                                        ('plain', (), 2)):
             desktop().do('windowactivate', '--sync', windows()[window])
             for session in sessions:
                 home.hook('Stop', session)
