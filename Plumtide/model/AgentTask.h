@@ -18,13 +18,8 @@ inline constexpr std::array allAgentTaskStatuses{AgentTaskStatus::waiting, Agent
                                                  AgentTaskStatus::shelved, AgentTaskStatus::done};
 inline constexpr std::array allTaskSources{TaskSource::claude, TaskSource::codex, TaskSource::other};
 
-/// The stored texts: "waiting", "running", "shelved", "done" and "Claude", "Codex", "Other".
+/// The stored text: "waiting", "running", "shelved", "done".
 [[nodiscard]] QString storedText(AgentTaskStatus status);
-[[nodiscard]] QString storedText(TaskSource source);
-
-/// The case of a stored text, compared exactly; nothing for any other text.
-[[nodiscard]] std::optional<AgentTaskStatus> agentTaskStatusFrom(const QString &text);
-[[nodiscard]] std::optional<TaskSource> taskSourceFrom(const QString &text);
 
 /// One line on the board: a session that an agent's events keep up to date, or a task that the user entered.
 /// A plain value; all its rules are functions of it and of the time they are given.

@@ -46,7 +46,7 @@ public:
         const QString fields = members(what.section(": ", 1)), rest = what.section(' ', 1);
         const QHash<QString, std::function<void()>> verbs{
             {"given", [&] { give(names, fields); }},
-            {"set", [&] { store->setStatus(named(names[0]), agentTaskStatusFrom(rest).value()); }},
+            {"set", [&] { store->setStatus(named(names[0]), *std::ranges::find(allAgentTaskStatuses, rest, storedText)); }},
             {"undo", [&] { store->undo(); }},
             {"look", [&] { look(); }},
             {"sweep", [&] { store->sweep(); }},
