@@ -10,8 +10,6 @@
 #include <memory>
 #include <vector>
 
-class QRegularExpression;
-
 /// A text that has been broken into lines.
 struct TextBlock
 {
@@ -66,6 +64,3 @@ private:
 {
     return ShapedText(text, style).block(width, maxLines, alignment);
 }
-
-/// Matches every line break of Unicode, U+2028 included.
-[[nodiscard]] const QRegularExpression &lineBreaks();
