@@ -33,7 +33,6 @@ Q_SIGNALS:
 
 private:
     void show();
-    [[nodiscard]] std::optional<QPoint> storedPlace();
     void moveToFirstPlace();
 
     Defaults &m_defaults;

@@ -33,7 +33,7 @@ public:
 
     [[nodiscard]] bool boolean(const QString &key) const { return m_values.value(key) == QLatin1StringView("true"); }
     [[nodiscard]] std::optional<double> number(const QString &key) const; ///< Absent unless it is one finite number.
-    [[nodiscard]] std::optional<QList<double>> numbers(const QString &key) const; ///< Absent unless all are numbers.
+    [[nodiscard]] QList<double> numbers(const QString &key) const;        ///< Empty unless all are finite numbers.
 
     [[nodiscard]] QStringList texts(const QString &key) const;
 
