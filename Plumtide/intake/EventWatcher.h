@@ -42,10 +42,9 @@ private:
 
     const std::chrono::milliseconds m_pollEvery;
     const QString m_logPath;
+    Handlers m_handlers; // `onHistory` is empty once it wants no more
     EventLog m_log;
     const SessionFollowers m_sessions;
-    const std::function<void()> m_onCaughtUp;
-    EventLog::Visit m_onHistory; // empty once it wants no more
     FileWatch m_watch;
     std::thread m_thread;
 };
