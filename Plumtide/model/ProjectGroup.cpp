@@ -11,10 +11,9 @@ namespace {
 // The section of a project that has this line alone.
 ProjectSection sectionOf(const AgentTask &line, const QDateTime &now)
 {
-    const LineRank rank = lineRank(line, now);
-    if (rank == LineRank::quiet)
-        return ProjectSection::quiet;
-    return rank == LineRank::running ? ProjectSection::inProgress : ProjectSection::pending;
+    constexpr std::array sections{ProjectSection::pending, ProjectSection::pending, ProjectSection::inProgress,
+                                  ProjectSection::quiet}; // by LineRank
+    return sections[static_cast<std::size_t>(lineRank(line, now))];
 }
 
 } // namespace
