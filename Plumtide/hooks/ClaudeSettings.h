@@ -28,7 +28,7 @@ Result edit(const QByteArray &settings, const QString &hookCommand);
 
 /// Removes every command that runs the hook script in a `.tavvel/hooks`, and what is empty without it. Everything else
 /// keeps its value. Returns the text byte for byte where there is no such command, else formats and fails as `edit`.
-Result remove(const QByteArray &settings);
+Outcome<QByteArray> remove(const QByteArray &settings);
 
 /// `path` as a command for /bin/sh, which Claude Code runs it with: in single quotes where it is necessary.
 [[nodiscard]] QString shellCommand(const QString &path);

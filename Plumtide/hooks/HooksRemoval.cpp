@@ -61,14 +61,7 @@ Removed removeClaude(const QString &home)
         original.value_or(QByteArray()), ClaudeSettings::shellCommand(home + HookFiles::claudeScript));
     const auto *edited = std::get_if<QByteArray>(&edit);
     return uninstall(u"Claude Code"_s, u"Claude Code 取消接入了。"_s, path, original,
-                     edited ? Content(*edited) : Content(), HookFiles::claudeScript,
-                     [](const QByteArray &content) -> Outcome<QByteArray> {
-                         const ClaudeSettings::Result result = ClaudeSettings::remove(content);
-                         if (const auto *without = std::get_if<QByteArray>(&result))
-                             return *without;
-                         const auto *failure = std::get_if<Failure>(&result);
-                         return failure ? *failure : Failure{u"settings.json 不是常规格式，没有改动。"_s};
-                     });
+                     edited ? Content(*edited) : Content(), HookFiles::claudeScript, &ClaudeSettings::remove);
 }
 
 Removed removeCodex(const QString &home)

@@ -33,7 +33,7 @@ inline QByteArray editClaudeSettings(const QByteArray &before)
         return "refused:";
     const QByteArray after = std::get<QByteArray>(result);
     require(std::get<QByteArray>(ClaudeSettings::edit(after, command)) == after, "a second edit changes nothing");
-    const QByteArray without = std::get<QByteArray>(ClaudeSettings::remove(after));
+    const QByteArray without = ClaudeSettings::remove(after).value();
     if (!before.contains("tavvel-hook.sh")) {
         require(!without.contains("tavvel-hook.sh"), "what was put in can be taken out");
         require(std::get<QByteArray>(ClaudeSettings::edit(without, command)) == after, "and nothing else with it");
