@@ -3,6 +3,8 @@
 #include "Plumtide/system/AppendedFile.h"
 #include "Plumtide/system/Log.h"
 
+#include <algorithm>
+
 namespace {
 
 // The next block of whole lines; `offset` moves from its start to its end. Empty at the end, or when it is to stop.
@@ -29,17 +31,10 @@ QByteArray nextBlock(const AppendedFile &log, qint64 &offset, const std::atomic<
     return {};
 }
 
-// The lines of `block`, which ends with a line feed, except empty ones, until `visit` returns false.
-template <typename Visit>
-bool forEachLine(QByteArrayView block, Visit visit)
+// Of a block, except empty ones.
+auto linesOf(const QByteArray &block)
 {
-    for (qsizetype begin = 0; begin < block.size();) {
-        const qsizetype end = block.indexOf('\n', begin);
-        if (end > begin && !visit(block.sliced(begin, end - begin)))
-            return false;
-        begin = end + 1;
-    }
-    return true;
+    return QLatin1StringView(QByteArrayView(block)).tokenize(u'\n', Qt::SkipEmptyParts);
 }
 
 } // namespace
@@ -68,14 +63,15 @@ void EventLog::readNewLines()
         if (block.isEmpty())
             return;
         qCDebug(intakeLog) << "read up to" << end;
-        const bool isWhole = forEachLine(block, [&](QByteArrayView line) {
+        for (const QByteArrayView line : linesOf(block)) {
             if (const std::optional<HookEvent> event = HookEvent::decode(line))
                 moveTo(end - (block.end() - line.end()) + 1, event);
             else
                 qCDebug(intakeLog) << "no event:" << line.first(qMin<qsizetype>(line.size(), 200)).toByteArray();
-            return !m_isStopping;
-        });
-        if (isWhole && m_position != end)
+            if (m_isStopping)
+                return;
+        }
+        if (m_position != end)
             moveTo(end);
     }
 }
@@ -103,5 +99,5 @@ void EventLog::rotateIfNeeded()
 bool EventLog::scanHistory(const Visit &visit)
 {
     const QByteArray block = nextBlock(AppendedFile(m_path), m_scanned, m_isStopping);
-    return !block.isEmpty() && forEachLine(block, visit);
+    return !block.isEmpty() && std::ranges::all_of(linesOf(block), visit);
 }
