@@ -59,17 +59,9 @@ bool AgentTask::isUrgent() const
     return status == AgentTaskStatus::waiting && (needsApproval.value_or(false) || !isAgentLine());
 }
 
-bool AgentTask::isFaded(const QDateTime &now) const
-{
-    const std::optional<QDateTime> end = freshUntil();
-    return end && *end < now;
-}
-
 std::optional<QDateTime> AgentTask::freshUntil() const
 {
-    if (!hasReplied())
-        return std::nullopt;
-    return updatedAt.addSecs(fadedAfterSeconds);
+    return hasReplied() ? std::optional(updatedAt.addSecs(fadedAfterSeconds)) : std::nullopt;
 }
 
 bool AgentTask::isStuck(const QDateTime &now) const

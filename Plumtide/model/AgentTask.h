@@ -53,7 +53,7 @@ struct AgentTask
     /// Its agent has replied, and waits for nothing but to be read.
     [[nodiscard]] bool hasReplied() const { return status == AgentTaskStatus::waiting && !isUrgent(); }
     /// An agent's reply that has waited for more than an hour.
-    [[nodiscard]] bool isFaded(const QDateTime &now) const;
+    [[nodiscard]] bool isFaded(const QDateTime &now) const { return freshUntil().value_or(now) < now; }
     /// The last moment before an agent's reply has faded; nothing where it never does.
     [[nodiscard]] std::optional<QDateTime> freshUntil() const;
     /// A running agent line without an event for more than half an hour.
