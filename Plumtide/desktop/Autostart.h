@@ -12,7 +12,7 @@ public:
     static constexpr auto flag = "--at-login"; ///< The entry's argument: no window is opened.
 
     /// `entryPath` is the desktop entry, `program` what it starts (see Environment::program).
-    Autostart(QString entryPath, QString program);
+    Autostart(QString entryPath, QString program) : m_path(std::move(entryPath)), m_program(std::move(program)) {}
 
     /// `autostart/plumtide.desktop` in the folder that Defaults::configHome names.
     static QString standardPath(const QString &home);
