@@ -74,11 +74,6 @@ void HStack::button(const Drawing::Button &button)
     add(face.size).draw = [=](Drawing &drawing, const QRectF &box) { drawing.addButton(button, box.topLeft(), face); };
 }
 
-void HStack::spacer(double minimum)
-{
-    add({minimum, 0});
-}
-
 QSizeF HStack::size() const
 {
     QSizeF size(0, 0);

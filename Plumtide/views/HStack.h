@@ -22,7 +22,7 @@ public:
     void icon(const QString &icon, double size, QColor color);
     void sourceChip(TaskSource source); ///< Says which agent a line comes from.
     void button(const Drawing::Button &button);
-    void spacer(double minimum = 0);
+    void spacer(double minimum = 0) { add({minimum, 0}); }
 
     [[nodiscard]] QSizeF size() const; ///< With nothing cut, and the smallest spacers.
 
