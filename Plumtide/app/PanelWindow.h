@@ -18,8 +18,7 @@ class PanelWindow final : public QWidget
 
 public:
     using Now = std::function<std::chrono::steady_clock::time_point()>;
-    /// Some desktops take the focus away before they report the click on the tray item. A click within this time after
-    /// that has closed the panel does not open it again.
+    /// A click so soon after the focus was lost does not open it again: some desktops report the one that took it late.
     static constexpr std::chrono::milliseconds reopenPause{200};
 
     /// Within this time after opening, the panel stays open when it loses the focus, unless the pointer has moved.

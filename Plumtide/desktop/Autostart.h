@@ -20,8 +20,7 @@ public:
     /// Whether a login starts a Plumtide: there is an entry, it is not hidden, and its program exists.
     [[nodiscard]] bool isOn() const;
 
-    /// Writes the entry, or removes it. Of one that the user has changed, only the keys that turn it on or off are
-    /// changed. A failure leaves the entry as it was.
+    /// Writes or removes the entry; of one that the user has changed, only its keys for on and off. A failure keeps it.
     [[nodiscard]] Outcome<void> setOn(bool isOn) const;
 
 private:

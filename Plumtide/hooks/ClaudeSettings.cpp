@@ -38,8 +38,7 @@ std::pair<QString, qint64> decimalValue(const std::string &number)
     return {digits, digits.isEmpty() ? 0 : power};
 }
 
-// Finds what nlohmann's document cannot hold without loss, or only with too much of the stack. A text that passes is
-// parsed by it without an error.
+// Rejects what nlohmann's document cannot hold, or only with loss or with too much of the stack.
 class LosslessCheck final : public Json::json_sax_t
 {
 public:

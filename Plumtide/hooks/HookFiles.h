@@ -48,8 +48,7 @@ using Edit = std::function<Outcome<Content>(const Content &)>;
 /// last look and the rename is lost. No content is written that is too large to be read again.
 Outcome<void> change(const QString &path, const Edit &edit);
 
-/// Replaces a file that is the installer's alone, also one that is write-protected or a symbolic link. One that has
-/// this content and mode already is not written.
+/// Replaces a file of the installer's alone, also a write-protected one or a link, unless it has this content and mode.
 Outcome<void> replaceOwn(const QString &path, const QByteArray &content, mode_t mode);
 
 } // namespace HookFiles

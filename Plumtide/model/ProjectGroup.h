@@ -15,8 +15,7 @@ inline constexpr std::array allProjectSections{ProjectSection::pending, ProjectS
 /// The section's label on the board: "待处理", "进行中", "暂无更新".
 [[nodiscard]] QString label(ProjectSection section);
 
-/// The lines of one project. Everything derived is a function of the lines and of `now`; lines that are done do not
-/// count.
+/// The lines of one project, and what follows from them and from `now`. Lines that are done do not count.
 struct ProjectGroup
 {
     QString name; ///< The project, and the group's identity.

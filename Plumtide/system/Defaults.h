@@ -9,12 +9,11 @@
 
 #include <optional>
 
-/// The per-user defaults: an INI file with one section, "[General]", and the keys exactly as named.
-/// It is read by the constructor; later changes by other programs are not seen. Each change is written before the call
-/// returns, so it survives a kill, but is not flushed to the disk. (QSettings flushes twice per change, and the read
-/// offset changes with every event.)
+/// The per-user defaults: an INI file with one section, "[General]". It is read by the constructor; later changes by
+/// other programs are not seen. Each change is written before the call returns, so that it survives a kill, but is not
+/// flushed (QSettings does that twice per change, and the read offset changes with every event).
 /// Errors: a failed write is not reported. The values are written to the spare file instead, and take precedence at the
-/// next start, until the next write or `retryWrite` succeeds. A file that exists but cannot be read is never written.
+/// next start, until a write succeeds. A file that exists but cannot be read is never written.
 class Defaults
 {
 public:

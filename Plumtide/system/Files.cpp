@@ -63,8 +63,7 @@ int replaceBytes(const QString &path, const QByteArray &content, const Files::Re
         }
     }
 
-    // Keeps `removeTemporaries` away. Fails while that runs, and in the home, which HomeLock has locked; both do no
-    // harm.
+    // Keeps `removeTemporaries` away. May fail without harm: while that runs, and in the home, which HomeLock locks.
     const Descriptor folder(info.path(), O_RDONLY | O_DIRECTORY);
     ::flock(folder.get(), LOCK_SH | LOCK_NB);
     // A name that does not exist yet, so that two writers do not meet.

@@ -6,8 +6,7 @@
 #include <utility>
 #include <variant>
 
-/// Why an operation failed: one readable sentence for the user (Chinese, as everything the user sees), and the
-/// `errno` behind it (0 when there is none).
+/// Why an operation failed: a sentence for the user, in Chinese, and the `errno` behind it (0 when there is none).
 struct Failure
 {
     QString sentence;

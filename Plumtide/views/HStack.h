@@ -26,8 +26,7 @@ public:
 
     [[nodiscard]] QSizeF size() const; ///< With nothing cut, and the smallest spacers.
 
-    /// Adds everything to `drawing`, from `topLeft`, within `width`. Returns its box: as high as the highest item, and
-    /// as wide as the last one reaches.
+    /// Adds everything to `drawing`, from `topLeft`, within `width`. Returns its box, which ends with the last item.
     QRectF place(Drawing &drawing, QPointF topLeft, double width);
 
 private:
