@@ -17,9 +17,9 @@ namespace HookFiles {
 
 Outcome<Content> read(const QString &path)
 {
-    Outcome<QByteArray> content = Files::read(path, largestFile);
+    const Outcome<QByteArray> content = Files::read(path, largestFile);
     if (content)
-        return Content(std::move(content).value());
+        return Content(content.value());
     if (content.failure().code == ENOENT)
         return Content();
     return content.failure();

@@ -22,8 +22,7 @@ public:
     Outcome(Failure failure) : m_failure(std::move(failure)) {}
 
     explicit operator bool() const { return m_value.has_value(); }
-    const T &value() const & { return *m_value; }
-    T &&value() && { return *std::move(m_value); }
+    const T &value() const { return *m_value; }
     const Failure &failure() const { return m_failure; }
 
 private:
