@@ -54,8 +54,7 @@ void EventLog::readNewLines()
     if (log.size() == *m_position || log.size() == 0) // an empty log may still be filled
         return;
     if (log.size() < *m_position) {
-        qCDebug(intakeLog) << "the log has only" << log.size() << "bytes, not" << *m_position
-                           << ": it is read from its start";
+        qCDebug(intakeLog) << "another log: it has only" << log.size() << "bytes, not" << *m_position;
         m_position = 0;
     }
     for (qint64 end = *m_position; !m_isStopping;) {
