@@ -43,7 +43,7 @@ Outcome<void> change(const QString &path, const Edit &edit)
             return wanted ? Outcome<void>() : wanted.failure();
         struct stat status = {};
         if (before.value() && ::stat(QFile::encodeName(path).constData(), &status) == 0) {
-            if (Outcome<void> kept = replaceOwn(backupOf(path), *before.value(), status.st_mode & ALLPERMS); !kept)
+            if (Outcome<void> kept = replaceOwn(path + backupSuffix, *before.value(), status.st_mode & ALLPERMS); !kept)
                 return kept;
         }
         if (wanted.value() == before.value())

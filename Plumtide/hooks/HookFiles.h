@@ -25,11 +25,8 @@ inline const QString codexClientSeen = hooksDir + QStringLiteral("/codex-client-
 inline const QString claudeOriginal = hooksDir + QStringLiteral("/settings.json.original");
 inline const QString codexOriginal = hooksDir + QStringLiteral("/config.toml.original");
 
-/// The copy of a tool's file as it was before our last change, with its mode.
-[[nodiscard]] inline QString backupOf(const QString &path)
-{
-    return path + QStringLiteral(".backup-tavvel");
-}
+/// Of the copy of a tool's file as it was before our last change, with its mode.
+inline const QString backupSuffix = QStringLiteral(".backup-tavvel");
 
 /// The bytes of a file; absent where there is none.
 using Content = std::optional<QByteArray>;

@@ -14,7 +14,7 @@ namespace {
 // The tool's file as it was before our first change; version 0.1.1 kept only the last backup.
 Content originalOf(const QString &path, const QString &kept)
 {
-    const Outcome<Content> content = HookFiles::read(QFile::exists(kept) ? kept : HookFiles::backupOf(path));
+    const Outcome<Content> content = HookFiles::read(QFile::exists(kept) ? kept : path + HookFiles::backupSuffix);
     return content ? content.value() : Content();
 }
 
