@@ -23,7 +23,7 @@ class ActiveWindow final : public XcbEvents
     Q_OBJECT
 
 public:
-    explicit ActiveWindow(QObject *parent);
+    explicit ActiveWindow(QObject *parent) : XcbEvents(parent) { listen(true); } // to what Qt has asked the server for
 
 Q_SIGNALS:
     void changed();

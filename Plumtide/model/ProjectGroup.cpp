@@ -2,8 +2,6 @@
 
 #include <QStringList>
 
-#include <algorithm>
-
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -31,11 +29,6 @@ QString label(ProjectSection section)
 {
     static const std::array labels{u"待处理"_s, u"进行中"_s, u"暂无更新"_s};
     return labels[static_cast<std::size_t>(section)];
-}
-
-bool ProjectGroup::isUrgent() const
-{
-    return std::ranges::any_of(lines, &AgentTask::isUrgent);
 }
 
 ProjectSection ProjectGroup::section(const QDateTime &now) const
