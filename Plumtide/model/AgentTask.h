@@ -66,8 +66,7 @@ struct AgentTask
 /// "刚刚", or a whole number and " 分钟前", " 小时前" or " 天前". A time in the future reads as "刚刚".
 [[nodiscard]] QString shortAgo(const QDateTime &time, const QDateTime &now);
 
-/// The stored form: an object whose keys are the field names, absent optional fields left out, `updatedAt` as
-/// ISO 8601 in UTC to the whole second ("2025-03-07T09:41:05Z").
+/// The stored form: its fields by their names, without absent ones, `updatedAt` as in "2025-03-07T09:41:05Z" (UTC).
 [[nodiscard]] QJsonObject toJson(const AgentTask &task);
 
 /// The record of a stored object, or nothing when a required field is missing or null, a field has another type,
