@@ -44,9 +44,10 @@ public:
         const QString verb = match.captured(2), what = match.captured(3);
         const QStringList names = what.section(": ", 0, 0).split(' ');
         const QString fields = members(what.section(": ", 1)), rest = what.section(' ', 1);
+        constexpr auto &statuses = allAgentTaskStatuses;
         const QHash<QString, std::function<void()>> verbs{
             {"given", [&] { give(names, fields); }},
-            {"set", [&] { store->setStatus(named(names[0]), agentTaskStatusFrom(rest).value()); }},
+            {"set", [&] { store->setStatus(named(names[0]), *std::ranges::find(statuses, rest, storedText)); }},
             {"undo", [&] { store->undo(); }},
             {"archive", [&] { store->archiveReplied(ProjectSection(names[0].toInt())); }},
             {"where", [&] { m_said += store->folder(named(names[0])); }},
