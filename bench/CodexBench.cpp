@@ -40,7 +40,7 @@ public:
         const QString locks = folder + u"/thread-writer-locks/"_s;
         QDir().mkpath(day);
         QDir().mkpath(locks);
-        m_lock = Descriptor(locks + id + u".lock"_s, O_CREAT | O_RDWR);
+        m_lock.emplace(locks + id + u".lock"_s, O_CREAT | O_RDWR);
         m_rollout.setFileName(day + u"/rollout-now-"_s + id + u".jsonl"_s);
         if (::flock(m_lock.get(), LOCK_EX) != 0 || !m_rollout.open(QIODevice::Append | QIODevice::Unbuffered))
             Report::giveUp("the files of a Codex could not be made.");
@@ -72,7 +72,7 @@ public:
 
 private:
     const QString m_folder;
-    Descriptor m_lock;
+    std::optional<Descriptor> m_lock;
     QFile m_rollout;
     std::unique_ptr<FileWatch> m_watch;
     std::unique_ptr<CodexThreads> m_threads;

@@ -54,12 +54,12 @@ void MiniBoardController::show()
 {
     if (!m_window) {
         m_window = std::make_unique<MiniBoardWindow>(m_makeContent());
-        const std::optional<QPoint> stored = storedPlace();
-        if (stored)
-            m_window->setPlace(*stored);
+        const QList<double> stored = m_defaults.numbers(originKey);
+        if (stored.size() >= 2)
+            m_window->setPlace({coordinate(stored[0]), coordinate(stored[1])});
         else
             moveToFirstPlace();
-        qCDebug(appLog) << "mini board at" << m_window->pos() << "stored:" << stored.has_value();
+        qCDebug(appLog) << "mini board at" << m_window->pos() << "stored:" << stored;
         const auto store = [this](QPoint to) { m_defaults.setNumbers(originKey, {1.0 * to.x(), 1.0 * to.y()}); };
         connect(m_window.get(), &MiniBoardWindow::movedByUser, this, store);
     }
@@ -71,14 +71,6 @@ void MiniBoardController::resetPlace()
     m_defaults.remove(originKey);
     if (m_window)
         moveToFirstPlace();
-}
-
-std::optional<QPoint> MiniBoardController::storedPlace()
-{
-    const std::optional<QList<double>> origin = m_defaults.numbers(originKey);
-    if (!origin || origin->size() < 2)
-        return std::nullopt;
-    return QPoint(coordinate(origin->at(0)), coordinate(origin->at(1)));
 }
 
 void MiniBoardController::moveToFirstPlace()

@@ -7,10 +7,8 @@
 
 class Defaults;
 
-/// Shows the mini board if the user has switched it on, where the user has put it.
-/// Defaults: `miniBoardEnabled` (boolean) and `miniBoardOrigin` (x and y of the top left corner, logical screen pixels,
-/// y downwards). The origin is used even if it is on no screen; `resetPlace`, or removing the default while the program
-/// does not run, brings a lost board back.
+/// Shows the mini board if the user has switched it on, where the user has put it, even if that is on no screen.
+/// Defaults: `miniBoardEnabled` (boolean) and `miniBoardOrigin` (x and y of the top left corner, in logical pixels).
 class MiniBoardController final : public QObject
 {
     Q_OBJECT
@@ -33,7 +31,6 @@ Q_SIGNALS:
 
 private:
     void show();
-    [[nodiscard]] std::optional<QPoint> storedPlace();
     void moveToFirstPlace();
 
     Defaults &m_defaults;

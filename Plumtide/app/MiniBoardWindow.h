@@ -7,9 +7,8 @@
 
 #include <optional>
 
-/// The window of the mini board: frameless, above the other windows, on every desktop, never with the keyboard. The
-/// user can drag it wherever its content ignores mouse presses. It has its content's size, and grows and shrinks at
-/// its lower edge.
+/// The window of the mini board: frameless, above the other windows, on every desktop, never with the keyboard, and as
+/// large as its content. The user can drag it wherever that ignores mouse presses.
 class MiniBoardWindow final : public QWidget
 {
     Q_OBJECT
@@ -52,8 +51,7 @@ private:
     ManagerSelection m_compositor{"_NET_WM_CM_S0"};
     const QPoint m_offset; // of the board in the window
     const int m_cornerRadius;
-    // Of the board, as it was set or dragged. Qt 6.4 on X11 sometimes reports a move to 0,0 that did not happen, so
-    // that pos() may be wrong.
+    // Of the board, as set or dragged. pos() may be wrong: Qt 6.4 on X11 may report a move to 0,0 that did not happen.
     QPoint m_place;
     std::optional<QPoint> m_dragOffset; // of the mouse in the window, while the user drags it
     bool m_hasDragged = false;

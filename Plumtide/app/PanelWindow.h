@@ -18,8 +18,7 @@ class PanelWindow final : public QWidget
 
 public:
     using Now = std::function<std::chrono::steady_clock::time_point()>;
-    /// Some desktops take the focus away before they report the click on the tray item. A click within this time after
-    /// that has closed the panel does not open it again.
+    /// A click so soon after the focus was lost does not open it again: some desktops report the one that took it late.
     static constexpr std::chrono::milliseconds reopenPause{200};
 
     /// Within this time after opening, the panel stays open when it loses the focus, unless the pointer has moved.
@@ -28,9 +27,8 @@ public:
     /// Owns `content`, and has its size. The content gets every key first: Escape closes when nobody in it accepts it.
     explicit PanelWindow(QWidget *content, Now now = std::chrono::steady_clock::now);
 
-    /// `item` is the tray item's geometry in logical screen pixels (see `panelTopLeft`); if it is empty, the last known
-    /// one is used. `token` lets the panel take the focus (see FloatingWindow::prepare); if it is empty, the one that
-    /// Qt has got from the tray is used. An open panel only gets the focus back.
+    /// `item` is as in `panelTopLeft`; if it is empty, the last known one counts. `token` lets the panel take the focus
+    /// (see FloatingWindow::prepare); if it is empty, Qt may have one from the tray. An open panel only gets the focus.
     void toggle(const QRect &item = {});
     void open(const QRect &item = {}, QByteArray token = {});
     void setVisible(bool isVisible) override;

@@ -23,19 +23,13 @@ QRegularExpression lineOf(const char *keys)
                               QRegularExpression::MultilineOption);
 }
 
-// A string value of a desktop entry.
-QString escaped(QString text)
-{
-    return text.replace(u'\\', u"\\\\"_s);
-}
-
 // One argument of Exec: quoted where necessary, then escaped as a string value. A percent sign begins a field code.
 QString execArgument(QString argument)
 {
     static const QRegularExpression reserved(u"[ \\t\"'\\\\><~|&;$*?#()`]"_s), special(u"([\"`$\\\\])"_s);
     if (argument.contains(reserved))
         argument = u'"' + argument.replace(special, u"\\\\1"_s) + u'"';
-    return escaped(argument.replace(u'%', u"%%"_s));
+    return argument.replace(u'%', u"%%"_s).replace(u'\\', u"\\\\"_s);
 }
 
 // A desktop entry in Latin-1: each character is one byte of the file.
@@ -80,7 +74,8 @@ struct Entry
 QString programLines(const QString &program)
 {
     const QString name = QString::fromLatin1(QFile::encodeName(program));
-    return u"Exec=%1 %2\nTryExec=%3\n"_s.arg(execArgument(name), QLatin1StringView(Autostart::flag), escaped(name));
+    return u"Exec=%1 %2\nTryExec=%3\n"_s.arg(execArgument(name), QLatin1StringView(Autostart::flag),
+                                             QString(name).replace(u'\\', u"\\\\"_s));
 }
 
 Entry ownEntry(const QString &program)
@@ -92,10 +87,6 @@ Entry ownEntry(const QString &program)
 }
 
 } // namespace
-
-Autostart::Autostart(QString entryPath, QString program) : m_path(std::move(entryPath)), m_program(std::move(program))
-{
-}
 
 QString Autostart::standardPath(const QString &home)
 {

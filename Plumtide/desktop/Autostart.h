@@ -12,7 +12,7 @@ public:
     static constexpr auto flag = "--at-login"; ///< The entry's argument: no window is opened.
 
     /// `entryPath` is the desktop entry, `program` what it starts (see Environment::program).
-    Autostart(QString entryPath, QString program);
+    Autostart(QString entryPath, QString program) : m_path(std::move(entryPath)), m_program(std::move(program)) {}
 
     /// `autostart/plumtide.desktop` in the folder that Defaults::configHome names.
     static QString standardPath(const QString &home);
@@ -20,8 +20,7 @@ public:
     /// Whether a login starts a Plumtide: there is an entry, it is not hidden, and its program exists.
     [[nodiscard]] bool isOn() const;
 
-    /// Writes the entry, or removes it. Of one that the user has changed, only the keys that turn it on or off are
-    /// changed. A failure leaves the entry as it was.
+    /// Writes or removes the entry; of one that the user has changed, only its keys for on and off. A failure keeps it.
     [[nodiscard]] Outcome<void> setOn(bool isOn) const;
 
 private:

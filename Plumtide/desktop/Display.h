@@ -19,6 +19,5 @@ struct UsableDisplay
 /// dead network connection never answers. Call it before the application object exists.
 [[nodiscard]] UsableDisplay findDisplay();
 
-/// Hides the desktop's name and theme from Qt, whose theme plugins would load a second toolkit (GTK 3: 7 MiB, 20 ms)
-/// that is not needed: all is drawn in a style of its own.
+/// Hides the desktop's theme from Qt, whose plugins would load a toolkit that draws nothing here (GTK 3: 7 MiB, 20 ms).
 void ignoreDesktopTheme();

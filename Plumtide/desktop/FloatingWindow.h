@@ -12,12 +12,10 @@ namespace FloatingWindow {
 /// under the overview. With the `token` of the start or click that asks for it, the window may take the focus.
 void prepare(QWindow &window, const QByteArray &token = {});
 
-/// Also takes back a demand for attention. To be called after every show: before it, xfwm4 4.18 would put the window on
-/// the last desktop.
+/// To be called after every show: before it, xfwm4 4.18 takes the last desktop. Also ends a demand for attention.
 void putOnAllDesktops(QWindow &window);
 
-/// Passes clicks beside `area` (in the window, logical pixels) on to what is below the window. To be called after every
-/// change of its size.
+/// Passes clicks beside `area` (in the window, logical pixels) on to what is below. To be called after each resize.
 void setInputRegion(QWindow &window, const QRect &area);
 
 /// The environment variable in which Qt puts the token of a click in the tray, and takes one from under Wayland.
@@ -26,8 +24,7 @@ inline constexpr auto tokenVariable = "XDG_ACTIVATION_TOKEN";
 /// Tells the desktop that the start which `token` stands for is complete: it stops showing a busy pointer.
 void endStartup(const QByteArray &token);
 
-/// Further flags for a window that stays above the others and never has the focus: it bypasses a window manager that
-/// does not support "above" (wlroots, i3).
+/// Flags for a window above the others, without the focus: it bypasses a manager that knows no "above" (wlroots, i3).
 [[nodiscard]] Qt::WindowFlags flagsAboveOthers();
 
 /// In a Wayland session the X server knows where the pointer is only while it is over one of its own windows.

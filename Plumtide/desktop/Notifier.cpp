@@ -28,12 +28,9 @@ Notifier::Notifier() : m_bus(QDBusConnection::sessionBus())
 {
     if (!m_bus.isConnected())
         return;
-    const auto listen = [this](const QString &signal, const char *slot) {
-        m_bus.connect(serviceName, servicePath, serviceName, signal, this, slot);
-    };
-    listen(u"ActionInvoked"_s, SLOT(reportAction(uint, QString)));
-    listen(u"ActivationToken"_s, SLOT(keepToken(uint, QString)));
-    listen(u"NotificationClosed"_s, SLOT(forgetClosed(uint, uint)));
+    m_bus.connect(serviceName, servicePath, serviceName, u"ActionInvoked"_s, this, SLOT(reportAction(uint, QString)));
+    m_bus.connect(serviceName, servicePath, serviceName, u"ActivationToken"_s, this, SLOT(keepToken(uint, QString)));
+    m_bus.connect(serviceName, servicePath, serviceName, u"NotificationClosed"_s, this, SLOT(forgetClosed(uint, uint)));
     auto *const service =
         new QDBusServiceWatcher(serviceName, m_bus, QDBusServiceWatcher::WatchForUnregistration, this);
     connect(service, &QDBusServiceWatcher::serviceUnregistered, this, [this] {

@@ -16,13 +16,11 @@ public:
     Notifier();           ///< Needs a QCoreApplication.
     ~Notifier() override; ///< Closes all notifications: nobody would handle their actions. Does not wait.
 
-    /// Replaces a notification with the same `id` that is still shown; an empty `body` closes that one. All three are
-    /// plain text.
+    /// Plain texts. Replaces a notification of the same `id` that is still shown; an empty `body` closes that one.
     void notify(const QString &title, const QString &body, const QString &id);
 
 Q_SIGNALS:
-    /// The user has clicked on it; offered only if somebody is connected. `token`, which may be empty, lets a window
-    /// take the focus.
+    /// A click on it; offered only if somebody is connected. `token`, which may be empty, lets a window take the focus.
     void activated(const QString &id, const QByteArray &token);
     void sessionRequested(const QString &id); ///< The user asks for the session's terminal.
 

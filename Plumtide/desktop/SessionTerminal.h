@@ -15,6 +15,7 @@ namespace SessionTerminal {
 /// Called with a short sentence for the user where the terminal was not brought to the front.
 using Done = std::function<void(const Outcome<void> &)>;
 
+/// What the terminal is found by.
 struct Session
 {
     QString id;         ///< The agent's own; empty for a line that is no session.

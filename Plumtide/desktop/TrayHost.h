@@ -6,8 +6,7 @@
 
 /// Signals when QSystemTrayIcon may be used for the first time. At its first use, Qt 6.4 decides for the whole process
 /// whether icons are StatusNotifierItems on D-Bus or X11 windows (XEmbed); too early, it chooses XEmbed, which many
-/// desktops do not show.
-/// Without a bus and without X11 no tray is found.
+/// desktops do not show. Without a bus and without X11 no tray is found.
 class TrayHost final : public QObject
 {
     Q_OBJECT

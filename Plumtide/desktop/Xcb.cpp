@@ -32,11 +32,6 @@ XcbConnection::XcbConnection()
         m_connection = connection;
 }
 
-xcb_window_t XcbConnection::root() const
-{
-    return xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
-}
-
 xcb_atom_t XcbConnection::atom(const char *name) const
 {
     static QHash<QByteArray, xcb_atom_t> atoms; // the server keeps them as long as it runs

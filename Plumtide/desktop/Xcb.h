@@ -27,7 +27,8 @@ public:
         return QScopedPointer<Reply, QScopedPointerPodDeleter>(receive(m_connection, cookie, nullptr));
     }
 
-    [[nodiscard]] xcb_window_t root() const;               ///< Of the first screen, the only one that Qt uses.
+    /// Of the first screen, the only one that Qt uses.
+    [[nodiscard]] xcb_window_t root() const { return xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root; }
     [[nodiscard]] xcb_atom_t atom(const char *name) const; ///< Asks the server once for each name.
 
     /// At most 16 KiB of a property; empty where there is none.

@@ -23,11 +23,6 @@ bool XcbEvents::nativeEventFilter(const QByteArray &eventType, void *message, qi
     return false; // Qt handles it, too
 }
 
-ActiveWindow::ActiveWindow(QObject *parent) : XcbEvents(parent)
-{
-    listen(true); // Qt has selected the root window's property events
-}
-
 void ActiveWindow::handle(uint8_t type, const void *event)
 {
     const XcbConnection xcb;

@@ -3,8 +3,7 @@
 #include <QAbstractNativeEventFilter>
 #include <QObject>
 
-/// Base of classes that follow events on Qt's connection to the X server, while the QGuiApplication exists. On
-/// platforms other than "xcb" there are none.
+/// Base of what follows events on Qt's connection to the X server; elsewhere there are none. Needs a QGuiApplication.
 class XcbEvents : public QObject, private QAbstractNativeEventFilter
 {
     Q_OBJECT
@@ -24,7 +23,7 @@ class ActiveWindow final : public XcbEvents
     Q_OBJECT
 
 public:
-    explicit ActiveWindow(QObject *parent);
+    explicit ActiveWindow(QObject *parent) : XcbEvents(parent) { listen(true); } // to what Qt has asked the server for
 
 Q_SIGNALS:
     void changed();

@@ -5,7 +5,6 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <functional>
 #include <iterator>
 #include <set>
 #include <string_view>
@@ -39,8 +38,7 @@ std::pair<QString, qint64> decimalValue(const std::string &number)
     return {digits, digits.isEmpty() ? 0 : power};
 }
 
-// Finds what nlohmann's document cannot hold without loss, or only with too much of the stack. A text that passes is
-// parsed by it without an error.
+// Rejects what nlohmann's document cannot hold, or only with loss or with too much of the stack.
 class LosslessCheck final : public Json::json_sax_t
 {
 public:
@@ -161,9 +159,8 @@ Failure unchanged(const QString &reason)
     return {u"settings.json "_s + reason + u"，这次没有改动。"_s};
 }
 
-// What `change` makes of the outermost object.
-ClaudeSettings::Result changed(const QByteArray &settings,
-                               const std::function<ClaudeSettings::Result(Json &root)> &change)
+// `root` becomes the outermost object or array.
+Outcome<void> parse(const QByteArray &settings, Json &root)
 {
     const QByteArray text = settings.isEmpty() ? QByteArray("{}") : settings;
     // The parser takes a NUL for the end of the text.
@@ -172,12 +169,10 @@ ClaudeSettings::Result changed(const QByteArray &settings,
     LosslessCheck check(text);
     if (!Json::sax_parse(text.begin(), text.end(), &check))
         return unchanged(check.reason());
-    Json root = Json::parse(text.begin(), text.end());
-    if (root.is_array())
-        return ClaudeSettings::Refusal::NotAnObject;
-    if (!root.is_object())
+    root = Json::parse(text.begin(), text.end());
+    if (!root.is_structured())
         return unchanged(u"的最外层既不是对象也不是数组"_s);
-    return change(root);
+    return {};
 }
 
 } // namespace
@@ -186,33 +181,39 @@ namespace ClaudeSettings {
 
 Result edit(const QByteArray &settings, const QString &hookCommand)
 {
-    return changed(settings, [&](Json &root) -> Result {
-        Json &hooks = *root.emplace("hooks", Json::object()).first;
-        if (!hooks.is_object())
-            return Refusal::HooksNotAnObject;
-        for (const char *name : eventNames) {
-            Json &entries = *hooks.emplace(name, Json::array()).first;
-            if (isArrayOfObjects(entries) && std::none_of(entries.begin(), entries.end(), namesScript)) {
-                const Json hook{{"type", "command"}, {"command", hookCommand.toStdString()}};
-                entries.push_back({{"hooks", Json::array({hook})}});
-            }
+    Json root;
+    if (const Outcome<void> parsed = parse(settings, root); !parsed)
+        return parsed.failure();
+    if (root.is_array())
+        return Refusal::NotAnObject;
+    Json &hooks = *root.emplace("hooks", Json::object()).first;
+    if (!hooks.is_object())
+        return Refusal::HooksNotAnObject;
+    for (const char *name : eventNames) {
+        Json &entries = *hooks.emplace(name, Json::array()).first;
+        if (isArrayOfObjects(entries) && std::none_of(entries.begin(), entries.end(), namesScript)) {
+            const Json hook{{"type", "command"}, {"command", hookCommand.toStdString()}};
+            entries.push_back({{"hooks", Json::array({hook})}});
         }
-        return QByteArray::fromStdString(root.dump(2)) + '\n';
-    });
+    }
+    return QByteArray::fromStdString(root.dump(2)) + '\n';
 }
 
-Result remove(const QByteArray &settings)
+Outcome<QByteArray> remove(const QByteArray &settings)
 {
     if (!settings.contains(scriptName))
         return settings;
-    return changed(settings, [&](Json &root) -> Result {
-        const auto hooks = root.find("hooks");
-        if (hooks == root.end() || !hooks->is_object() || !removeScript(*hooks))
-            return settings;
-        if (hooks->empty())
-            root.erase(hooks);
-        return QByteArray::fromStdString(root.dump(2)) + '\n';
-    });
+    Json root;
+    if (const Outcome<void> parsed = parse(settings, root); !parsed)
+        return parsed.failure();
+    if (root.is_array())
+        return Failure{u"settings.json 不是常规格式，没有改动。"_s};
+    const auto hooks = root.find("hooks");
+    if (hooks == root.end() || !hooks->is_object() || !removeScript(*hooks))
+        return settings;
+    if (hooks->empty())
+        root.erase(hooks);
+    return QByteArray::fromStdString(root.dump(2)) + '\n';
 }
 
 QString shellCommand(const QString &path)

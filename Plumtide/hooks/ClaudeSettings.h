@@ -19,16 +19,15 @@ enum class Refusal {
 /// The new content, or why there is none. The failure is a sentence that names the file.
 using Result = std::variant<QByteArray, Refusal, Failure>;
 
-/// Adds `hookCommand` to each of the six events that has no command with the hook script yet, unless the event's value
-/// is not an array of objects. Everything else keeps its value; keys are sorted by their bytes, lines indented by two
-/// spaces. An empty text counts as an empty object. Fails for a text that cannot be written again without loss: one
-/// that is not JSON in UTF-8, has a key twice, a number that a double does not hold to its last digit, or over 500
-/// levels. The format: "hooks" → event → entries → "hooks" → {"type", "command"}.
+/// Adds `hookCommand` to each of the six events without a command with the hook script, unless its value is no array of
+/// objects: "hooks" → event → entries → "hooks" → {"type", "command"}. Everything else keeps its value; keys are sorted
+/// by their bytes, lines indented by two spaces. An empty text counts as an empty object. Fails for one that is not
+/// JSON in UTF-8, has a key twice, a number that a double does not hold to its last digit, or over 500 levels.
 Result edit(const QByteArray &settings, const QString &hookCommand);
 
 /// Removes every command that runs the hook script in a `.tavvel/hooks`, and what is empty without it. Everything else
 /// keeps its value. Returns the text byte for byte where there is no such command, else formats and fails as `edit`.
-Result remove(const QByteArray &settings);
+Outcome<QByteArray> remove(const QByteArray &settings);
 
 /// `path` as a command for /bin/sh, which Claude Code runs it with: in single quotes where it is necessary.
 [[nodiscard]] QString shellCommand(const QString &path);

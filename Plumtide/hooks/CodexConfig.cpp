@@ -4,6 +4,8 @@
 
 #include <toml++/toml.h>
 
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QRegularExpression>
 
 #include <optional>
@@ -104,20 +106,6 @@ bool hasNotify(const toml::table &table, const QString &scriptPath)
         && notify->get(0)->value_exact<std::string>() == asAscii(scriptPath.toUtf8()).toStdString();
 }
 
-QByteArray basicString(const QString &text)
-{
-    QByteArray out("\"");
-    for (const char c : text.toUtf8()) {
-        if (c == '"' || c == '\\')
-            out += '\\';
-        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f)
-            out += "\\u" + QByteArray::number(static_cast<int>(c), 16).rightJustified(4, '0');
-        else
-            out += c;
-    }
-    return out + '"';
-}
-
 } // namespace
 
 namespace CodexConfig {
@@ -183,8 +171,10 @@ QByteArray notifyLine(const QByteArray &config)
 QByteArray notifyLine(const QStringList &command)
 {
     QByteArrayList words;
-    for (const QString &word : command)
-        words.append(basicString(word));
+    for (const QString &word : command) { // a string of JSON is one of TOML, except for DEL
+        const QByteArray array = QJsonDocument(QJsonArray{word}).toJson(QJsonDocument::Compact);
+        words.append(array.sliced(1, array.size() - 2).replace('\x7f', "\\u007f"));
+    }
     return "notify = [" + words.join(", ") + ']';
 }
 

@@ -17,9 +17,9 @@ namespace HookFiles {
 
 Outcome<Content> read(const QString &path)
 {
-    Outcome<QByteArray> content = Files::read(path, largestFile);
+    const Outcome<QByteArray> content = Files::read(path, largestFile);
     if (content)
-        return Content(std::move(content).value());
+        return Content(content.value());
     if (content.failure().code == ENOENT)
         return Content();
     return content.failure();
@@ -43,7 +43,7 @@ Outcome<void> change(const QString &path, const Edit &edit)
             return wanted ? Outcome<void>() : wanted.failure();
         struct stat status = {};
         if (before.value() && ::stat(QFile::encodeName(path).constData(), &status) == 0) {
-            if (Outcome<void> kept = replaceOwn(backupOf(path), *before.value(), status.st_mode & ALLPERMS); !kept)
+            if (Outcome<void> kept = replaceOwn(path + backupSuffix, *before.value(), status.st_mode & ALLPERMS); !kept)
                 return kept;
         }
         if (wanted.value() == before.value())

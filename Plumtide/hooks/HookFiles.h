@@ -25,11 +25,8 @@ inline const QString codexClientSeen = hooksDir + QStringLiteral("/codex-client-
 inline const QString claudeOriginal = hooksDir + QStringLiteral("/settings.json.original");
 inline const QString codexOriginal = hooksDir + QStringLiteral("/config.toml.original");
 
-/// The copy of a tool's file as it was before our last change, with its mode.
-[[nodiscard]] inline QString backupOf(const QString &path)
-{
-    return path + QStringLiteral(".backup-tavvel");
-}
+/// Of the copy of a tool's file as it was before our last change, with its mode.
+inline const QString backupSuffix = QStringLiteral(".backup-tavvel");
 
 /// The bytes of a file; absent where there is none.
 using Content = std::optional<QByteArray>;
@@ -48,8 +45,7 @@ using Edit = std::function<Outcome<Content>(const Content &)>;
 /// last look and the rename is lost. No content is written that is too large to be read again.
 Outcome<void> change(const QString &path, const Edit &edit);
 
-/// Replaces a file that is the installer's alone, also one that is write-protected or a symbolic link. One that has
-/// this content and mode already is not written.
+/// Replaces a file of the installer's alone, also a write-protected one or a link, unless it has this content and mode.
 Outcome<void> replaceOwn(const QString &path, const QByteArray &content, mode_t mode);
 
 } // namespace HookFiles

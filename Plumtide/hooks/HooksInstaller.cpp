@@ -72,13 +72,11 @@ void HooksInstaller::installClaude()
 {
     if (const Outcome<void> deployed = deployScripts(); !deployed)
         return reportFailure(deployed.failure());
+    if (const Outcome<void> made = Files::makeDirectory(QFileInfo(m_claudeSettings).path()); !made)
+        return reportFailure(made.failure());
     std::optional<QString> refusal;
     const auto addHooks = [&](const Content &settings) -> Outcome<Content> {
         refusal.reset();
-        if (!settings) {
-            if (Outcome<void> made = Files::makeDirectory(QFileInfo(m_claudeSettings).path()); !made)
-                return made.failure();
-        }
         const ClaudeSettings::Result result = ClaudeSettings::edit(
             settings.value_or(QByteArray()), ClaudeSettings::shellCommand(m_home + HookFiles::claudeScript));
         if (const auto *failure = std::get_if<Failure>(&result))
@@ -89,7 +87,7 @@ void HooksInstaller::installClaude()
                                : u"你的 settings.json 不是常规格式，为避免弄坏它，这次没有改动。"_s;
             return isObject ? settings : Content(); // only an object is backed up
         }
-        if (settings && std::get<QByteArray>(ClaudeSettings::remove(*settings)) == *settings) { // none of our entries
+        if (settings && ClaudeSettings::remove(*settings).value() == *settings) { // none of our entries
             if (Outcome<void> kept = HookFiles::replaceOwn(m_home + HookFiles::claudeOriginal, *settings, 0600); !kept)
                 return kept.failure();
         }

@@ -28,15 +28,13 @@ public:
     void installClaude(); ///< Registers the hook script for the six events in `~/.claude/settings.json`.
     void installCodex();  ///< Registers the notify script in `~/.codex/config.toml`, if there is such a file.
 
-    /// Restores a tool's file byte for byte where it has not changed since the installation, else removes only our
-    /// entries, and restores an earlier `notify` command. A file of an unexpected shape is not changed. Our scripts are
-    /// deleted at the end, unless a file still names them. A removal that was killed can be repeated. Returns a
-    /// sentence for the user about each tool.
+    /// Restores a tool's file byte for byte where it has not changed since, else removes only our entries, and restores
+    /// an earlier `notify` command. A file of an unexpected shape is not changed. Our scripts are deleted at the end,
+    /// unless a file still names them. A removal that was killed can be repeated. Returns a sentence about each tool.
     static QStringList remove(const QString &home);
 
-    /// Settings that keep registered hooks from running: a sentence each, with what to do. `managed` is the folder of
-    /// the administrator's settings for Claude Code. Looks at what is described in
-    /// https://docs.claude.com/en/docs/claude-code/settings and Codex's `config.md`.
+    /// Settings that keep registered hooks from running, by https://docs.claude.com/en/docs/claude-code/settings and
+    /// Codex's `config.md`: a sentence each, with what to do. `managed` is where the administrator has Claude Code's.
     static QStringList problems(const QString &home, const QString &managed = QStringLiteral("/etc/claude-code"));
 
 Q_SIGNALS:

@@ -14,7 +14,7 @@ namespace {
 // The tool's file as it was before our first change; version 0.1.1 kept only the last backup.
 Content originalOf(const QString &path, const QString &kept)
 {
-    const Outcome<Content> content = HookFiles::read(QFile::exists(kept) ? kept : HookFiles::backupOf(path));
+    const Outcome<Content> content = HookFiles::read(QFile::exists(kept) ? kept : path + HookFiles::backupSuffix);
     return content ? content.value() : Content();
 }
 
@@ -61,14 +61,7 @@ Removed removeClaude(const QString &home)
         original.value_or(QByteArray()), ClaudeSettings::shellCommand(home + HookFiles::claudeScript));
     const auto *edited = std::get_if<QByteArray>(&edit);
     return uninstall(u"Claude Code"_s, u"Claude Code 取消接入了。"_s, path, original,
-                     edited ? Content(*edited) : Content(), HookFiles::claudeScript,
-                     [](const QByteArray &content) -> Outcome<QByteArray> {
-                         const ClaudeSettings::Result result = ClaudeSettings::remove(content);
-                         if (const auto *without = std::get_if<QByteArray>(&result))
-                             return *without;
-                         const auto *failure = std::get_if<Failure>(&result);
-                         return failure ? *failure : Failure{u"settings.json 不是常规格式，没有改动。"_s};
-                     });
+                     edited ? Content(*edited) : Content(), HookFiles::claudeScript, &ClaudeSettings::remove);
 }
 
 Removed removeCodex(const QString &home)

@@ -2,9 +2,8 @@
 
 #include "Plumtide/intake/SessionFollower.h"
 
-/// One thread of Codex (a session, a subagent, a review), by its rollout: the file to which Codex appends a line with a
-/// JSON object for all that happens. Times are milliseconds since 1970; one in the future counts as now. What is not
-/// understood changes nothing.
+/// One thread of Codex (a session, a subagent, a review), by its rollout: the file to which Codex appends a JSON object
+/// a line. Times are milliseconds since 1970; one in the future counts as now. What is not understood changes nothing.
 struct CodexThread
 {
     /// A tool call without an output.

@@ -19,16 +19,14 @@ public:
     /// A longer line is skipped like one that does not decode. The hook scripts write a few kilobytes.
     static constexpr qint64 longestLineBytes = 16 * 1024 * 1024;
 
-    /// An event and the position past its line. Lines that are skipped, and a log that was replaced, change only the
-    /// position.
+    /// An event and the position past its line; no event for lines that are skipped and for a log that was replaced.
     using OnEvent = std::function<void(const std::optional<HookEvent> &event, qint64 position)>;
 
     /// `position` is the one that was stored last. If it is not known, reading begins at the end of the log.
     EventLog(QString path, std::optional<qint64> position, OnEvent onEvent);
 
-    /// Hands over every complete line that was not read yet, in file order. Lines that do not decode are dropped. What
-    /// cannot be opened or read is tried again by the next call. A log that is shorter than the position is read from
-    /// its start.
+    /// Hands over every complete line that was not read yet, in file order, except those that do not decode. What
+    /// cannot be read is tried again by the next call. A log that is shorter than the position is read from its start.
     void readNewLines();
 
     /// Whether the log has more than `rotateAboveBytes` and has been read to its end.
@@ -40,8 +38,7 @@ public:
 
     /// Receives a line, without its line feed; false to receive no more.
     using Visit = std::function<bool(QByteArrayView line)>;
-    /// Calls `visit` with the next block of lines, from the start of the log on, whatever the position is. False after
-    /// the last block, and when `visit` has returned false.
+    /// Visits the next block of lines, from the log's start on. False after the last, and when `visit` returned false.
     bool scanHistory(const Visit &visit);
 
 private:

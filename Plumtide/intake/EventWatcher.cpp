@@ -10,10 +10,9 @@ EventWatcher::EventWatcher(const QString &logPath, std::optional<qint64> positio
                            Handlers handlers, std::chrono::milliseconds pollEvery)
     : m_pollEvery(pollEvery),
       m_logPath(logPath),
-      m_log(logPath, position, std::move(handlers.onEvent)),
-      m_sessions(std::move(sessions)),
-      m_onCaughtUp(std::move(handlers.onCaughtUp)),
-      m_onHistory(std::move(handlers.onHistory))
+      m_handlers(std::move(handlers)),
+      m_log(logPath, position, m_handlers.onEvent),
+      m_sessions(std::move(sessions))
 {
 }
 
@@ -45,7 +44,7 @@ void EventWatcher::run()
     }
     m_log.rotateIfNeeded();
     m_log.readNewLines();
-    m_onCaughtUp();
+    m_handlers.onCaughtUp();
     for (auto timeout = 0ms; m_watch.wait(timeout);) {
         // Before it is read, so that no change is missed. A file unlinked while it is open only changes its link count.
         m_watch.attach(m_logPath, IN_MODIFY | IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF);
@@ -59,7 +58,7 @@ void EventWatcher::run()
 
 bool EventWatcher::scanHistory()
 {
-    if (m_onHistory && !m_log.scanHistory(m_onHistory))
-        m_onHistory = nullptr;
-    return m_onHistory != nullptr;
+    if (m_handlers.onHistory && !m_log.scanHistory(m_handlers.onHistory))
+        m_handlers.onHistory = nullptr;
+    return m_handlers.onHistory != nullptr;
 }

@@ -7,10 +7,9 @@
 #include <chrono>
 #include <thread>
 
-/// Follows the events log and the agents' session records: hands over every complete line of the log as a HookEvent,
-/// in file order, and every change of a record. It reads when the system reports a change, and every five seconds in
-/// any case, which also finds files that are created, replaced or become readable later. At the start it reads the log
-/// first. Later it reads the records first, so that they are known when an event is handled.
+/// Follows the events log and the agents' session records. It reads when the system reports a change, and every five
+/// seconds in any case, which also finds files that are created, replaced or become readable later. At the start it
+/// reads the log first. Later it reads the records first, so that they are known when an event is handled.
 /// Thread: created, started and destroyed on one thread. The handlers are called on the watcher's own thread,
 /// "tavvel.eventwatcher", one call at a time; nothing more is read until they return.
 /// Errors: none reach the caller. A missing, shortened or replaced log is normal and is tried again.
@@ -23,8 +22,7 @@ public:
     {
         EventLog::OnEvent onEvent;
         std::function<void()> onCaughtUp; ///< Once, after the events that were in the log at the start.
-        /// Receives the whole log from its start on, between new lines and before they are truncated, so that events of
-        /// earlier runs are found, too. May be empty.
+        /// Receives the whole log, between new lines and before it is truncated. May be empty.
         EventLog::Visit onHistory = {};
     };
 
@@ -42,10 +40,9 @@ private:
 
     const std::chrono::milliseconds m_pollEvery;
     const QString m_logPath;
+    Handlers m_handlers; // `onHistory` is empty once it wants no more
     EventLog m_log;
     const SessionFollowers m_sessions;
-    const std::function<void()> m_onCaughtUp;
-    EventLog::Visit m_onHistory; // empty once it wants no more
     FileWatch m_watch;
     std::thread m_thread;
 };

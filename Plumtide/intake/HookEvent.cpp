@@ -4,7 +4,6 @@
 #include "Plumtide/model/JsonMember.h"
 #include "Plumtide/system/Characters.h"
 
-#include <algorithm>
 #include <cmath>
 
 using namespace Qt::StringLiterals;
@@ -20,16 +19,6 @@ bool hasOnlyKnownEscapes(QByteArrayView line)
     while (at >= 0 && at + 1 < line.size() && QByteArrayView("\"\\/bfnrtu").contains(line[at + 1]))
         at = line.indexOf('\\', at + 2);
     return at < 0;
-}
-
-bool isNewline(QChar unit)
-{
-    return (unit >= u'\n' && unit <= u'\r') || unit == u'\x85' || unit == u'\u2028' || unit == u'\u2029';
-}
-
-bool isBlank(QChar unit)
-{
-    return unit == u'\t' || unit.category() == QChar::Separator_Space;
 }
 
 } // namespace
@@ -82,11 +71,7 @@ std::optional<QString> HookEvent::toolInputSummary() const
 
 std::optional<QString> HookEvent::squeeze(const QString &text, qsizetype max)
 {
-    QString line = text;
-    std::ranges::replace_if(line, isNewline, u'\n');
-    line = line.split(u'\n', Qt::SkipEmptyParts).join(u' ');
-    line.erase(std::ranges::find_if_not(line.crbegin(), line.crend(), isBlank).base(), line.cend());
-    line.erase(line.cbegin(), std::ranges::find_if_not(line, isBlank));
+    const QString line = text.split(lineBreaks(), Qt::SkipEmptyParts).join(u' ').trimmed();
     if (line.isEmpty())
         return std::nullopt;
     if (line.size() <= max) // a character has at least one code unit

@@ -33,15 +33,13 @@ struct HookEvent
     /// nests deeper than 1,024 levels, or holds another type under one of the eight keys.
     [[nodiscard]] static std::optional<HookEvent> decode(QByteArrayView line);
 
-    /// When the event happened, in UTC. `now` if the event has no time, or none of the years 1 to 9999, which could not
-    /// be stored.
+    /// When the event happened, in UTC; `now` if it has no time that can be stored, of the years 1 to 9999.
     [[nodiscard]] QDateTime date(const QDateTime &now) const;
 
     [[nodiscard]] bool isCodex() const;   ///< False also when the event has no name.
     [[nodiscard]] QString lineId() const; ///< Of the board's line for its session.
 
-    /// The tool call in at most 40 characters: the first text under "command", "file_path", "path", "pattern",
-    /// "url", "description" or "prompt" that is not empty.
+    /// The tool call in at most 40 characters: the first text of its input that is under one of the usual keys.
     [[nodiscard]] std::optional<QString> toolInputSummary() const;
 
     /// `text` on one line: each run of newlines becomes a space, spaces and tabs at the ends are removed, and a text of

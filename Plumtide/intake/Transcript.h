@@ -2,7 +2,6 @@
 
 #include "Plumtide/intake/HookEvent.h"
 
-/// The first tool call that has no result yet, by the last 64 KB of the transcript that Claude Code keeps of a session:
-/// an event with the tool's name and input. `projects` is the folder of the transcripts, `~/.claude/projects`, which
-/// has a folder for each project. Nothing where there is none, or no such file. Any thread.
+/// The first tool call without a result, with the tool's name and input, in the last 64 KB of a session's transcript.
+/// `projects` is `~/.claude/projects`, where Claude Code has a folder of transcripts for each project. Any thread.
 [[nodiscard]] std::optional<HookEvent> openToolUse(const QString &projects, const QString &session);

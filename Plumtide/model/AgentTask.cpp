@@ -44,21 +44,6 @@ QString storedText(AgentTaskStatus status)
     return statusTexts[static_cast<std::size_t>(status)];
 }
 
-QString storedText(TaskSource source)
-{
-    return sourceTexts[static_cast<std::size_t>(source)];
-}
-
-std::optional<AgentTaskStatus> agentTaskStatusFrom(const QString &text)
-{
-    return caseOf<AgentTaskStatus>(statusTexts, text);
-}
-
-std::optional<TaskSource> taskSourceFrom(const QString &text)
-{
-    return caseOf<TaskSource>(sourceTexts, text);
-}
-
 QString AgentTask::idOf(TaskSource agent, const QString &session)
 {
     return idPrefixes.at(static_cast<std::size_t>(agent)) + session;
@@ -74,17 +59,9 @@ bool AgentTask::isUrgent() const
     return status == AgentTaskStatus::waiting && (needsApproval.value_or(false) || !isAgentLine());
 }
 
-bool AgentTask::isFaded(const QDateTime &now) const
-{
-    const std::optional<QDateTime> end = freshUntil();
-    return end && *end < now;
-}
-
 std::optional<QDateTime> AgentTask::freshUntil() const
 {
-    if (!hasReplied())
-        return std::nullopt;
-    return updatedAt.addSecs(fadedAfterSeconds);
+    return hasReplied() ? std::optional(updatedAt.addSecs(fadedAfterSeconds)) : std::nullopt;
 }
 
 bool AgentTask::isStuck(const QDateTime &now) const
@@ -116,7 +93,7 @@ QJsonObject toJson(const AgentTask &task)
     return {{u"id"_s, task.id},
             {u"title"_s, task.title},
             {u"project"_s, task.project},
-            {u"source"_s, storedText(task.source)},
+            {u"source"_s, QString(sourceTexts[static_cast<std::size_t>(task.source)])},
             {u"status"_s, storedText(task.status)},
             {u"purpose"_s, task.purpose},
             {u"currentState"_s, task.currentState},
@@ -132,8 +109,8 @@ std::optional<AgentTask> agentTaskFrom(const QJsonObject &object)
 {
     AgentTask task;
     const auto read = [&object](QLatin1StringView key, auto &member) { return readMember(object.value(key), member); };
-    const std::optional<TaskSource> source = taskSourceFrom(object["source"_L1].toString());
-    const std::optional<AgentTaskStatus> status = agentTaskStatusFrom(object["status"_L1].toString());
+    const auto source = caseOf<TaskSource>(sourceTexts, object["source"_L1].toString());
+    const auto status = caseOf<AgentTaskStatus>(statusTexts, object["status"_L1].toString());
     const std::optional<QDateTime> updatedAt = storedTimeFrom(object["updatedAt"_L1].toString());
     if (!source || !status || !updatedAt || !read("id"_L1, task.id) || !read("title"_L1, task.title)
         || !read("project"_L1, task.project) || !read("purpose"_L1, task.purpose)

@@ -18,13 +18,8 @@ inline constexpr std::array allAgentTaskStatuses{AgentTaskStatus::waiting, Agent
                                                  AgentTaskStatus::shelved, AgentTaskStatus::done};
 inline constexpr std::array allTaskSources{TaskSource::claude, TaskSource::codex, TaskSource::other};
 
-/// The stored texts: "waiting", "running", "shelved", "done" and "Claude", "Codex", "Other".
+/// The stored text: "waiting", "running", "shelved", "done".
 [[nodiscard]] QString storedText(AgentTaskStatus status);
-[[nodiscard]] QString storedText(TaskSource source);
-
-/// The case of a stored text, compared exactly; nothing for any other text.
-[[nodiscard]] std::optional<AgentTaskStatus> agentTaskStatusFrom(const QString &text);
-[[nodiscard]] std::optional<TaskSource> taskSourceFrom(const QString &text);
 
 /// One line on the board: a session that an agent's events keep up to date, or a task that the user entered.
 /// A plain value; all its rules are functions of it and of the time they are given.
@@ -58,7 +53,7 @@ struct AgentTask
     /// Its agent has replied, and waits for nothing but to be read.
     [[nodiscard]] bool hasReplied() const { return status == AgentTaskStatus::waiting && !isUrgent(); }
     /// An agent's reply that has waited for more than an hour.
-    [[nodiscard]] bool isFaded(const QDateTime &now) const;
+    [[nodiscard]] bool isFaded(const QDateTime &now) const { return freshUntil().value_or(now) < now; }
     /// The last moment before an agent's reply has faded; nothing where it never does.
     [[nodiscard]] std::optional<QDateTime> freshUntil() const;
     /// A running agent line without an event for more than half an hour.
@@ -71,8 +66,7 @@ struct AgentTask
 /// "刚刚", or a whole number and " 分钟前", " 小时前" or " 天前". A time in the future reads as "刚刚".
 [[nodiscard]] QString shortAgo(const QDateTime &time, const QDateTime &now);
 
-/// The stored form: an object whose keys are the field names, absent optional fields left out, `updatedAt` as
-/// ISO 8601 in UTC to the whole second ("2025-03-07T09:41:05Z").
+/// The stored form: its fields by their names, without absent ones, `updatedAt` as in "2025-03-07T09:41:05Z" (UTC).
 [[nodiscard]] QJsonObject toJson(const AgentTask &task);
 
 /// The record of a stored object, or nothing when a required field is missing or null, a field has another type,

@@ -8,8 +8,7 @@
 
 #include <optional>
 
-/// `text` with every lone surrogate and every NUL replaced by U+FFFD: agents send lone surrogates as JSON escapes, and
-/// neither survives in UTF-8 files and C interfaces.
+/// `text` with U+FFFD for lone surrogates, which agents send as JSON escapes, and for NULs: no UTF-8 file has them.
 [[nodiscard]] QString wellFormed(const QString &text);
 
 /// As QJsonDocument::fromJson, which drops a U+FEFF at the start of a text.

@@ -2,8 +2,6 @@
 
 #include <QStringList>
 
-#include <algorithm>
-
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -11,10 +9,9 @@ namespace {
 // The section of a project that has this line alone.
 ProjectSection sectionOf(const AgentTask &line, const QDateTime &now)
 {
-    const LineRank rank = lineRank(line, now);
-    if (rank == LineRank::quiet)
-        return ProjectSection::quiet;
-    return rank == LineRank::running ? ProjectSection::inProgress : ProjectSection::pending;
+    constexpr std::array sections{ProjectSection::pending, ProjectSection::pending, ProjectSection::inProgress,
+                                  ProjectSection::quiet}; // by LineRank
+    return sections[static_cast<std::size_t>(lineRank(line, now))];
 }
 
 } // namespace
@@ -32,11 +29,6 @@ QString label(ProjectSection section)
 {
     static const std::array labels{u"待处理"_s, u"进行中"_s, u"暂无更新"_s};
     return labels[static_cast<std::size_t>(section)];
-}
-
-bool ProjectGroup::isUrgent() const
-{
-    return std::ranges::any_of(lines, &AgentTask::isUrgent);
 }
 
 ProjectSection ProjectGroup::section(const QDateTime &now) const

@@ -2,6 +2,8 @@
 
 #include "Plumtide/model/AgentTask.h"
 
+#include <algorithm>
+
 /// How lines are ordered inside a project, the first first. A line that is done counts as quiet.
 enum class LineRank { urgent, freshWaiting, running, quiet };
 [[nodiscard]] LineRank lineRank(const AgentTask &line, const QDateTime &now);
@@ -15,8 +17,7 @@ inline constexpr std::array allProjectSections{ProjectSection::pending, ProjectS
 /// The section's label on the board: "待处理", "进行中", "暂无更新".
 [[nodiscard]] QString label(ProjectSection section);
 
-/// The lines of one project. Everything derived is a function of the lines and of `now`; lines that are done do not
-/// count.
+/// The lines of one project, and what follows from them and from `now`. Lines that are done do not count.
 struct ProjectGroup
 {
     QString name; ///< The project, and the group's identity.
@@ -28,7 +29,7 @@ struct ProjectGroup
 
     bool operator==(const ProjectGroup &other) const { return name == other.name && lines == other.lines; }
 
-    [[nodiscard]] bool isUrgent() const; ///< Any of its lines is.
+    [[nodiscard]] bool isUrgent() const { return std::ranges::any_of(lines, &AgentTask::isUrgent); }
     [[nodiscard]] ProjectSection section(const QDateTime &now) const;
 
     /// "2 条等你处理 · 3 条在跑 · 2 条没新动静", with the empty parts left out.

@@ -17,12 +17,9 @@ AppendedFile::AppendedFile(const QString &path) : m_file(path, O_RDONLY), m_size
 
 QByteArray AppendedFile::read(qint64 offset, qint64 length) const
 {
-    const qint64 available = qBound<qint64>(0, m_size - offset, length);
-    QFile reader;
-    if (available == 0 || !reader.open(m_file.get(), QIODevice::ReadOnly | QIODevice::Unbuffered)
-        || !reader.seek(offset))
-        return {};
-    return reader.read(available);
+    QByteArray bytes(qBound<qint64>(0, m_size - offset, length), Qt::Uninitialized);
+    bytes.truncate(qMax<ssize_t>(0, ::pread(m_file.get(), bytes.data(), static_cast<size_t>(bytes.size()), offset)));
+    return bytes;
 }
 
 bool AppendedFile::truncateIfUnused(const QString &path, qint64 size)

@@ -1,7 +1,5 @@
 #include "Plumtide/system/Characters.h"
 
-#include <QRegularExpression>
-
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -34,4 +32,10 @@ QList<qsizetype> characterEnds(const QString &text, qsizetype most)
     for (auto found = character.globalMatch(text); ends.size() < most && found.hasNext();)
         ends.append(found.next().capturedEnd());
     return ends;
+}
+
+const QRegularExpression &lineBreaks()
+{
+    static const QRegularExpression breaks(u"\\R"_s);
+    return breaks;
 }

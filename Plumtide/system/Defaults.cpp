@@ -50,11 +50,11 @@ QString Defaults::standardPath(const QString &home)
 
 std::optional<double> Defaults::number(const QString &key) const
 {
-    const std::optional<QList<double>> all = numbers(key);
-    return all && all->size() == 1 ? std::optional(all->first()) : std::nullopt;
+    const QList<double> all = numbers(key);
+    return all.size() == 1 ? std::optional(all.first()) : std::nullopt;
 }
 
-std::optional<QList<double>> Defaults::numbers(const QString &key) const
+QList<double> Defaults::numbers(const QString &key) const
 {
     QList<double> result;
     const QStringList parts = m_values.value(key).split(u',');
@@ -62,7 +62,7 @@ std::optional<QList<double>> Defaults::numbers(const QString &key) const
         bool isNumber = false;
         result.append(part.trimmed().toDouble(&isNumber));
         if (!isNumber || !std::isfinite(result.last()))
-            return std::nullopt;
+            return {};
     }
     return result;
 }

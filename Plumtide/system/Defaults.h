@@ -9,12 +9,11 @@
 
 #include <optional>
 
-/// The per-user defaults: an INI file with one section, "[General]", and the keys exactly as named.
-/// It is read by the constructor; later changes by other programs are not seen. Each change is written before the call
-/// returns, so it survives a kill, but is not flushed to the disk. (QSettings flushes twice per change, and the read
-/// offset changes with every event.)
+/// The per-user defaults: an INI file with one section, "[General]". It is read by the constructor; later changes by
+/// other programs are not seen. Each change is written before the call returns, so that it survives a kill, but is not
+/// flushed (QSettings does that twice per change, and the read offset changes with every event).
 /// Errors: a failed write is not reported. The values are written to the spare file instead, and take precedence at the
-/// next start, until the next write or `retryWrite` succeeds. A file that exists but cannot be read is never written.
+/// next start, until a write succeeds. A file that exists but cannot be read is never written.
 class Defaults
 {
 public:
@@ -33,7 +32,7 @@ public:
 
     [[nodiscard]] bool boolean(const QString &key) const { return m_values.value(key) == QLatin1StringView("true"); }
     [[nodiscard]] std::optional<double> number(const QString &key) const; ///< Absent unless it is one finite number.
-    [[nodiscard]] std::optional<QList<double>> numbers(const QString &key) const; ///< Absent unless all are numbers.
+    [[nodiscard]] QList<double> numbers(const QString &key) const;        ///< Empty unless all are finite numbers.
 
     [[nodiscard]] QStringList texts(const QString &key) const;
 

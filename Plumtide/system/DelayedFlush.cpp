@@ -11,7 +11,6 @@ using namespace std::chrono_literals;
 
 DelayedFlush::DelayedFlush(QStringList paths) : m_paths(std::move(paths))
 {
-    m_timer.setSingleShot(true);
     m_timer.setInterval(1s);
     m_timer.callOnTimeout([this] { startFlushing(); });
 }
@@ -20,30 +19,26 @@ DelayedFlush::~DelayedFlush()
 {
     if (m_flush.valid())
         m_flush.wait();
-    if (m_isDirty)
+    if (m_timer.isActive())
         flushAll();
 }
 
 void DelayedFlush::written()
 {
-    m_isDirty = true;
     if (!m_timer.isActive())
         m_timer.start();
 }
 
 void DelayedFlush::startFlushing()
 {
-    m_timer.stop();
     const bool isIdle = !m_flush.valid() || m_flush.wait_for(0s) == std::future_status::ready; // else the disk is slow
     try {
-        if (m_isDirty && isIdle) {
+        if (m_timer.isActive() && isIdle) {
             m_flush = std::async(std::launch::async, [this] { flushAll(); });
-            m_isDirty = false;
+            m_timer.stop();
         }
     } catch (const std::system_error &) { // no thread available
     }
-    if (m_isDirty)
-        m_timer.start();
 }
 
 void DelayedFlush::flushAll() const

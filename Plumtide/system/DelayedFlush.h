@@ -22,7 +22,6 @@ private:
     void flushAll() const; // any thread
 
     const QStringList m_paths;
-    QTimer m_timer;
-    bool m_isDirty = false;    // changed after the last flush was started
+    QTimer m_timer;            // runs from a change until a flush was started
     std::future<void> m_flush; // the last one
 };

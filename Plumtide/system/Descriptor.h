@@ -11,7 +11,6 @@
 class Descriptor
 {
 public:
-    Descriptor() = default;
     /// Takes what `eventfd` and similar calls return: a negative number is none.
     explicit Descriptor(int value) : m_value(value) {}
     /// As `open`, but never blocks on a FIFO. A file that is created gets the mode 0600.
@@ -25,15 +24,10 @@ public:
             ::close(m_value);
     }
     Descriptor(Descriptor &&other) noexcept : m_value(std::exchange(other.m_value, -1)) {}
-    Descriptor &operator=(Descriptor &&other) noexcept
-    {
-        std::swap(m_value, other.m_value);
-        return *this;
-    }
 
     [[nodiscard]] bool isOpen() const { return m_value >= 0; }
     [[nodiscard]] int get() const { return m_value; }
 
 private:
-    int m_value = -1;
+    int m_value;
 };

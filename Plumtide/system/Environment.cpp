@@ -24,8 +24,7 @@ bool isInProcessTable(pid_t pid, const QString &start)
     return start.isEmpty() || QLatin1StringView(Process::of(pid).start) == start;
 }
 
-// Beside the program in a build tree, under the prefix once installed. PLUMTIDE_RESOURCES names another place, for a
-// program that was built outside of its checkout.
+// Beside the program in a build tree, under the prefix once installed, or where PLUMTIDE_RESOURCES says.
 QString resourcesDirectory()
 {
     const QString named = qEnvironmentVariable("PLUMTIDE_RESOURCES");

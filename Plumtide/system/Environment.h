@@ -26,7 +26,6 @@ struct Environment
 
     /// Of the system, for `realHome`. Needs a QCoreApplication.
     static Environment real();
-    /// `$HOME`, or the home of the password database where that is no absolute path; empty when there is neither.
-    /// Needs no application object.
+    /// `$HOME`, or the password database's where that is not absolute; empty without either. Needs no application.
     static QString realHome();
 };

@@ -26,8 +26,7 @@ public:
     std::optional<QSet<QString>> attachFolder(const QString &path, uint32_t mask, int parents);
     /// Waits for a change, at most for `timeout`. False after `interrupt`.
     bool wait(std::chrono::milliseconds timeout);
-    /// Ends a running `wait` and every later one. Where the system had no eventfd left, a running one ends only with
-    /// its timeout. Any thread.
+    /// Ends `wait`, now and later; only with its timeout where the system had no eventfd left. Any thread.
     void interrupt();
 
 private:

@@ -63,8 +63,7 @@ int replaceBytes(const QString &path, const QByteArray &content, const Files::Re
         }
     }
 
-    // Keeps `removeTemporaries` away. Fails while that runs, and in the home, which HomeLock has locked; both do no
-    // harm.
+    // Keeps `removeTemporaries` away. May fail without harm: while that runs, and in the home, which HomeLock locks.
     const Descriptor folder(info.path(), O_RDONLY | O_DIRECTORY);
     ::flock(folder.get(), LOCK_SH | LOCK_NB);
     // A name that does not exist yet, so that two writers do not meet.
@@ -104,13 +103,11 @@ QString describeErrno(int code)
     case EROFS: return u"文件系统是只读的"_s;
     case EISDIR: return u"这是一个文件夹"_s;
     case ENOTDIR: return u"路径中有一部分不是文件夹"_s;
-    case EEXIST: return u"文件已经存在"_s;
     case ELOOP: return u"符号链接循环"_s;
     case EFBIG: return u"文件太大"_s;
     case ENAMETOOLONG: return u"路径太长"_s;
     case EIO: return u"读写磁盘出错"_s;
-    case EBUSY:
-    case ETXTBSY: return u"文件正被其他程序使用"_s;
+    case EBUSY: return u"文件正被其他程序使用"_s;
     case EINVAL: return u"这不是普通文件"_s;
     case EMFILE:
     case ENFILE: return u"打开的文件太多"_s;

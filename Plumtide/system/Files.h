@@ -19,9 +19,8 @@ Outcome<QByteArray> read(const QString &path, qint64 maxBytes);
 /// How `replace` treats an existing file.
 struct ReplaceOptions
 {
-    /// For files that only this program writes: the file gets this mode, and a link or a write-protected file is
-    /// replaced, too. Otherwise an existing file keeps its mode, a new one gets 0600, and the target of a link is
-    /// replaced.
+    /// For files of this program alone: the file gets this mode, and a link or a write-protected file is replaced, too.
+    /// Otherwise an existing file keeps its mode, a new one gets 0600, and the target of a link is replaced.
     std::optional<mode_t> ownMode = {};
     /// Flushed before the rename, so that a power cut, too, leaves the old content or the new one; else by the caller.
     bool isFlushed = true;

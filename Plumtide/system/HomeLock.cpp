@@ -14,10 +14,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// 0, or why `file` was not opened and locked. The lock belongs to the open descriptor, which no child inherits.
-int lock(const QString &path, int flags, Descriptor &file)
+// 0, or why `file` is not open and locked now. The lock belongs to the open descriptor, which no child inherits.
+int lock(const Descriptor &file)
 {
-    file = Descriptor(path, flags);
     return file.isOpen() && ::flock(file.get(), LOCK_EX | LOCK_NB) == 0 ? 0 : errno;
 }
 
@@ -33,13 +32,13 @@ std::optional<HomeLock> HomeLock::acquire(const QString &home, std::chrono::mill
 {
     const QString dataDir = home + u"/.tavvel"_s;
     for (const QDeadlineTimer deadline(timeout);; QThread::msleep(10)) {
-        Descriptor file;
-        int error = lock(home, O_RDONLY | O_DIRECTORY, file);
+        std::optional<Descriptor> file(std::in_place, home, O_RDONLY | O_DIRECTORY);
+        int error = lock(*file);
         if (error != 0 && !mayHaveOwner(error) && QFile::exists(home) && Files::makeDirectory(dataDir))
-            error = lock(dataDir + u"/plumtide.lock"_s, O_RDWR | O_CREAT, file);
+            error = lock(file.emplace(dataDir + u"/plumtide.lock"_s, O_RDWR | O_CREAT));
         qCDebug(systemLog) << "lock" << home << "errno" << error;
         if (!mayHaveOwner(error))
-            return HomeLock(std::move(file));
+            return HomeLock(*std::move(file));
         if (deadline.hasExpired())
             return std::nullopt;
     }

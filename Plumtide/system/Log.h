@@ -2,10 +2,10 @@
 
 #include <QLoggingCategory>
 
-// "plumtide.system" and so on. Off unless QT_LOGGING_RULES turns them on.
-Q_DECLARE_LOGGING_CATEGORY(systemLog)
-Q_DECLARE_LOGGING_CATEGORY(intakeLog)
-Q_DECLARE_LOGGING_CATEGORY(storeLog)
-Q_DECLARE_LOGGING_CATEGORY(hooksLog)
-Q_DECLARE_LOGGING_CATEGORY(desktopLog)
-Q_DECLARE_LOGGING_CATEGORY(appLog)
+// Off unless QT_LOGGING_RULES turns them on.
+inline const QLoggingCategory systemLog("plumtide.system", QtWarningMsg);
+inline const QLoggingCategory intakeLog("plumtide.intake", QtWarningMsg);
+inline const QLoggingCategory storeLog("plumtide.store", QtWarningMsg);
+inline const QLoggingCategory hooksLog("plumtide.hooks", QtWarningMsg);
+inline const QLoggingCategory desktopLog("plumtide.desktop", QtWarningMsg);
+inline const QLoggingCategory appLog("plumtide.app", QtWarningMsg);

@@ -4,8 +4,7 @@
 
 #include <sys/eventfd.h>
 
-// An eventfd and a mutex instead of Qt's posted events: Qt handles all posted events in one go, however many are added
-// meanwhile, so a long catch-up would keep timers, D-Bus and the display waiting.
+// An eventfd, since Qt handles all posted events in one go, however many are added meanwhile, and the rest waits.
 MainThreadQueue::MainThreadQueue()
     : m_wakeFd(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), m_notifier(m_wakeFd.get(), QSocketNotifier::Read)
 {

@@ -6,8 +6,7 @@
 #include <utility>
 #include <variant>
 
-/// Why an operation failed: one readable sentence for the user (Chinese, as everything the user sees), and the
-/// `errno` behind it (0 when there is none).
+/// Why an operation failed: a sentence for the user, in Chinese, and the `errno` behind it (0 when there is none).
 struct Failure
 {
     QString sentence;
@@ -23,8 +22,7 @@ public:
     Outcome(Failure failure) : m_failure(std::move(failure)) {}
 
     explicit operator bool() const { return m_value.has_value(); }
-    const T &value() const & { return *m_value; }
-    T &&value() && { return *std::move(m_value); }
+    const T &value() const { return *m_value; }
     const Failure &failure() const { return m_failure; }
 
 private:

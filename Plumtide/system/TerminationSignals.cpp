@@ -3,7 +3,6 @@
 #include <QCoreApplication>
 #include <QSocketNotifier>
 
-#include <atomic>
 #include <cerrno>
 
 #include <signal.h>
@@ -11,14 +10,13 @@
 
 namespace {
 
-// Never closed: a handler may run at any time until the process ends.
-std::atomic<int> wakeFd = -1;
-static_assert(std::atomic<int>::is_always_lock_free);
+// Set before there is a handler, and never closed: one may run at any time until the process ends.
+int wakeFd = -1;
 
 void catchSignal(int /*number*/)
 {
     const int savedErrno = errno;
-    ::eventfd_write(wakeFd.load(), 1);
+    ::eventfd_write(wakeFd, 1);
     errno = savedErrno;
 }
 
@@ -27,12 +25,12 @@ void catchSignal(int /*number*/)
 void quitOnTerminationSignals()
 {
     wakeFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (wakeFd.load() < 0) // out of descriptors: the default actions are better than signals without an effect
+    if (wakeFd < 0) // out of descriptors: the default actions are better than signals without an effect
         return;
-    auto *const notifier = new QSocketNotifier(wakeFd.load(), QSocketNotifier::Read, QCoreApplication::instance());
+    auto *const notifier = new QSocketNotifier(wakeFd, QSocketNotifier::Read, QCoreApplication::instance());
     QObject::connect(notifier, &QSocketNotifier::activated, notifier, [] {
         eventfd_t ignored = 0;
-        ::eventfd_read(wakeFd.load(), &ignored);
+        ::eventfd_read(wakeFd, &ignored);
         QCoreApplication::quit();
     });
     struct sigaction action = {};

@@ -71,8 +71,7 @@ private:
     DrawnView *m_view;
 };
 
-/// A choice of the form, named by its label and its value. Qt's own interface has only the value for a name, and does
-/// not pass on a value that is a text.
+/// A choice of the form, named by its label and its value. Qt has only the value for a name, and passes on no text.
 class AccessibleChoice final : public QAccessibleWidget
 {
 public:
@@ -102,8 +101,7 @@ private:
     QComboBox *m_choice;
 };
 
-/// The board, whose children are the items that are no rows, or a card with its rows and its button. A child's widget
-/// is made when the child is asked for.
+/// The board with its items but the rows, or a card with its rows and its button. It makes the widgets when asked.
 class AccessibleItems final : public QAccessibleWidget
 {
 public:

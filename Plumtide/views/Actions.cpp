@@ -115,8 +115,11 @@ void UndoAction::updateText()
 void fillRecentMenu(QMenu &menu, TaskStore &store, const std::function<void(const QString &line)> &chosen)
 {
     QList<QStringList> entries, shown; // the ids of lines, and texts
-    for (const AgentTask &line : store.lastPutAway(10))
-        entries.append({line.id, QString(cut(line.project) + u" · "_s + cut(line.title)).replace(u'&', u"&&"_s)});
+    for (const AgentTask &line : store.lastPutAway(10)) {
+        // Wide ones, for a tray's menu on the bus: Qt 6.4 does not escape what marks a mnemonic in its texts.
+        QString text = cut(line.project) + u" · "_s + cut(line.title);
+        entries.append({line.id, text.replace(u'&', u'＆').replace(u'_', u'＿')});
+    }
     for (const QAction *action : menu.actions())
         shown.append(action->data().toStringList());
     menu.setEnabled(!entries.isEmpty());

@@ -114,6 +114,5 @@ struct Drawing::Control
 /// The face of a button, `width` wide, or as wide as its content if that is 0.
 [[nodiscard]] Drawing composeButton(const Drawing::Button &button, double width = 0);
 
-/// The icon `:/icons/<name>.svg`, `size` logical pixels wide and high, in one colour, for a screen of
-/// `devicePixelRatio`. Recent ones are cached.
+/// The icon `:/icons/<name>.svg`, `size` logical pixels wide and high, in one colour. Recent ones are cached.
 [[nodiscard]] QPixmap iconPixmap(const QString &name, double size, QColor color, double devicePixelRatio);

@@ -15,14 +15,6 @@ constexpr double switchGap = 6;
 constexpr QSizeF trackSize(26, 15);
 constexpr double knobMargin = 1;
 
-void addSwitch(Drawing &drawing, const QRectF &track, bool isOn)
-{
-    drawing.add(track, Drawing::Box{.fill = isOn ? Theme::accent : Theme::switchOff, .radius = track.height() / 2});
-    const double diameter = track.height() - 2 * knobMargin;
-    const double left = isOn ? track.right() - knobMargin - diameter : track.left() + knobMargin;
-    drawing.addDot({left, track.top() + knobMargin, diameter, diameter}, Theme::card);
-}
-
 } // namespace
 
 QString label(TaskSource source)
@@ -72,11 +64,6 @@ void HStack::button(const Drawing::Button &button)
 {
     const Drawing face = composeButton(button);
     add(face.size).draw = [=](Drawing &drawing, const QRectF &box) { drawing.addButton(button, box.topLeft(), face); };
-}
-
-void HStack::spacer(double minimum)
-{
-    add({minimum, 0});
 }
 
 QSizeF HStack::size() const
@@ -151,8 +138,13 @@ Drawing composeButton(const Drawing::Button &button, double width)
     drawing.addFace(look.face);
     const QPointF topLeft((drawing.size.width() - inside.width()) / 2, look.padding.height());
     const QRectF box = content.place(drawing, topLeft, inside.width());
-    if (isSwitch)
-        addSwitch(drawing, {{inside.width() - trackSize.width(), box.center().y() - trackSize.height() / 2}, trackSize},
-                  button.isChecked);
+    if (!isSwitch)
+        return drawing;
+    const QRectF track({inside.width() - trackSize.width(), box.center().y() - trackSize.height() / 2}, trackSize);
+    const QColor color = button.isChecked ? Theme::accent : Theme::switchOff;
+    drawing.add(track, Drawing::Box{.fill = color, .radius = track.height() / 2});
+    const double diameter = track.height() - 2 * knobMargin;
+    const double left = button.isChecked ? track.right() - knobMargin - diameter : track.left() + knobMargin;
+    drawing.addDot({left, track.top() + knobMargin, diameter, diameter}, Theme::card);
     return drawing;
 }

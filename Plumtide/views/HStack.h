@@ -22,12 +22,11 @@ public:
     void icon(const QString &icon, double size, QColor color);
     void sourceChip(TaskSource source); ///< Says which agent a line comes from.
     void button(const Drawing::Button &button);
-    void spacer(double minimum = 0);
+    void spacer(double minimum = 0) { add({minimum, 0}); }
 
     [[nodiscard]] QSizeF size() const; ///< With nothing cut, and the smallest spacers.
 
-    /// Adds everything to `drawing`, from `topLeft`, within `width`. Returns its box: as high as the highest item, and
-    /// as wide as the last one reaches.
+    /// Adds everything to `drawing`, from `topLeft`, within `width`. Returns its box, which ends with the last item.
     QRectF place(Drawing &drawing, QPointF topLeft, double width);
 
 private:

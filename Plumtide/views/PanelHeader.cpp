@@ -1,5 +1,6 @@
 #include "Plumtide/views/PanelHeader.h"
 
+#include "Plumtide/store/NotificationFilter.h"
 #include "Plumtide/views/HStack.h"
 
 #include <cmath>
@@ -90,6 +91,15 @@ Drawing PanelHeader::compose(double width) const
     drawing.addButton(add, at, std::move(face));
     drawing.size = {width, std::round(tray.bottom() + paddingBottom)};
     return drawing;
+}
+
+QString PanelFooter::muteText(const std::optional<QDateTime> &until, const QDateTime &now)
+{
+    if (!until || *until == NotificationFilter::never())
+        return until ? u"勿扰中"_s : QString();
+    const QDateTime end = until->toLocalTime();
+    const QString day = end.date() == now.toLocalTime().date() ? u" "_s : u"明天 "_s;
+    return u"勿扰到"_s + day + end.toString(u"HH:mm");
 }
 
 Drawing PanelFooter::compose(double width) const

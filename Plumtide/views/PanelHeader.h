@@ -21,9 +21,12 @@ struct PanelHeader
 struct PanelFooter
 {
     bool isMiniBoardOn = false;
-    QString mute = {}; ///< Empty where they are not.
+    QString mute = {}; ///< See muteText.
 
     bool operator==(const PanelFooter &) const = default;
+
+    /// "勿扰到 10:41", or what stands for that; empty where notifications are not muted.
+    [[nodiscard]] static QString muteText(const std::optional<QDateTime> &until, const QDateTime &now);
 
     [[nodiscard]] Drawing compose(double width) const;
 };

@@ -28,15 +28,6 @@ constexpr int unfoldedMargin = 6; // and a row that is unfolded
 constexpr int messagePadding = 14;
 constexpr std::chrono::seconds messageTime{4};
 
-QString muteText(const std::optional<QDateTime> &until, const QDateTime &now)
-{
-    if (!until || *until == NotificationFilter::never())
-        return until ? u"勿扰中"_s : QString();
-    const QDateTime end = until->toLocalTime();
-    const QString day = end.date() == now.toLocalTime().date() ? u" "_s : u"明天 "_s;
-    return u"勿扰到"_s + day + end.toString(u"HH:mm");
-}
-
 } // namespace
 
 PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, QWidget *parent)
@@ -107,7 +98,7 @@ void PanelView::updateHeader()
 
 void PanelView::updateFooter()
 {
-    const PanelFooter footer{m_isMiniBoardOn, muteText(m_store.notifications().mutedUntil(), m_clock())};
+    const PanelFooter footer{m_isMiniBoardOn, PanelFooter::muteText(m_store.notifications().mutedUntil(), m_clock())};
     if (std::exchange(m_shownFooter, footer) != footer)
         m_footer->setDrawing(footer.compose(width()));
 }

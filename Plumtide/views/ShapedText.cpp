@@ -3,7 +3,6 @@
 #include "Plumtide/system/Characters.h"
 
 #include <QFontMetricsF>
-#include <QRegularExpression>
 
 #include <algorithm>
 
@@ -20,12 +19,6 @@ bool hasRightToLeft(const QString &text)
 }
 
 } // namespace
-
-const QRegularExpression &lineBreaks()
-{
-    static const QRegularExpression breaks(u"\\R"_s);
-    return breaks;
-}
 
 ShapedText::ShapedText(const QString &label, const TextStyle &labelStyle, const QString &text, const TextStyle &style)
     : m_text(label + shortened(text)), m_labelLength(label.size()), m_labelStyle(labelStyle), m_style(style)

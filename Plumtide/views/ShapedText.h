@@ -10,8 +10,6 @@
 #include <memory>
 #include <vector>
 
-class QRegularExpression;
-
 /// A text that has been broken into lines.
 struct TextBlock
 {
@@ -33,8 +31,7 @@ struct TextBlock
     bool operator==(const TextBlock &) const = default;
 };
 
-/// A text with its glyphs and their positions, to be measured, broken into lines and cut. It may begin with a label,
-/// which has a style of its own. Thread: main thread.
+/// A text with its glyphs, to be measured, broken into lines and cut. It may begin with a label in a style of its own.
 class ShapedText
 {
 public:
@@ -44,8 +41,7 @@ public:
     /// In one line, its line breaks taken for spaces.
     [[nodiscard]] QSizeF size() const { return {m_width, Theme::face(m_style).lineHeight}; }
 
-    /// Breaks it to `width`, into at most `maxLines` lines (0: any number); if that is not all of the text, it ends in
-    /// "…". `alignment` is left or centre.
+    /// Breaks it into at most `maxLines` lines (0: any number); "…" stands for the rest. `alignment` is left or centre.
     [[nodiscard]] TextBlock block(double width, int maxLines = 1, Qt::Alignment alignment = Qt::AlignLeft) const;
 
 private:
@@ -66,6 +62,3 @@ private:
 {
     return ShapedText(text, style).block(width, maxLines, alignment);
 }
-
-/// Matches every line break of Unicode, U+2028 included.
-[[nodiscard]] const QRegularExpression &lineBreaks();

@@ -34,8 +34,7 @@ const QStringList &families(TextStyle::Design design)
     return design == TextStyle::Design::Serif ? serif : sans;
 }
 
-// In pixels. Twice the size of an ordinary text, which is scaled down: Qt 6.4 rounds sizes to whole pixels, and
-// thickens the stems of small fonts.
+// In pixels: twice an ordinary text's, scaled down. Qt 6.4 rounds sizes, and thickens the stems of small fonts.
 constexpr int baseSize = 25;
 
 QFont makeFont(const TextStyle &style, int pixels)

@@ -82,7 +82,7 @@ END {
         if (plain(found["type"]) != "agent-turn-complete") exit
         # Turns of subagents and reviews name no client, and are left out. An old Codex names none at all, so they are
         # left out only if a client was named within a week.
-        if (!("client" in found) && clientSeen()) exit
+        if (!("client" in found) && ("find \"$TAVVEL_CLIENT_SEEN\" -mtime -7" | getline) > 0) exit
         # A new session also asks the model for its own title.
         title = messages == 1 && begins("input-messages" SUBSEP, "Generate a concise, single-line task title")
         if (!title) write()
@@ -188,10 +188,6 @@ function plain(text,    done, digits) {
 
 function begins(where, start) {
     return where in found && index(plain(substr(found[where], 1, 6 * length(start))), start) == 1
-}
-
-function clientSeen() {
-    return ("find \"$TAVVEL_CLIENT_SEEN\" -mtime -7" | getline) > 0
 }
 
 # The length of the whole characters within the first `size` bytes: not of a part of a UTF-8 sequence, of an escape, or

@@ -6,7 +6,8 @@
 
 #include <gtest/gtest.h>
 
-// Rows: no number, 3, 12, 99, "99+", muted without and with a number; columns: the sizes. A picture that is wrong is left in the temporary folder.
+// Rows: no number, 3, 12, 99, "99+", muted without and with a number; columns: the sizes. A picture that is wrong is
+// left in the temporary folder.
 TEST(TrayIcon, MatchesThePictureAtEverySize)
 {
     QImage is(206, 7 * 64, QImage::Format_RGB32);

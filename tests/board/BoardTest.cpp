@@ -45,9 +45,10 @@ public:
         const QString verb = match.captured(2), what = match.captured(3);
         const QStringList names = what.section(": ", 0, 0).split(' ');
         const QString fields = members(what.section(": ", 1)), rest = what.section(' ', 1);
+        constexpr auto &statuses = allAgentTaskStatuses;
         const QHash<QString, std::function<void()>> verbs{
             {"given", [&] { give(names, fields); }},
-            {"set", [&] { store->setStatus(named(names[0]), agentTaskStatusFrom(rest).value()); }},
+            {"set", [&] { store->setStatus(named(names[0]), *std::ranges::find(statuses, rest, storedText)); }},
             {"undo", [&] { store->undo(); }},
             {"archive", [&] { store->archiveReplied(ProjectSection(names[0].toInt())); }},
             {"where", [&] { m_said += store->folder(named(names[0])); }},
@@ -241,12 +242,12 @@ private:
     FileWatch m_watch;
     ClaudeRecords m_sessions{home.path(".claude/sessions"),
                              [this](const auto &before, const auto &now) { store->updateRecord(before, now); }};
-    QHash<QString, SessionRecord> m_codex; // by the ids of lines
-    QHash<QString, std::optional<bool>> m_focus; // by the ids of lines
-    QHash<QString, NotificationFilter::FocusFound> m_late; // who waits for the focus of a line
-    QDateTime m_time;                      // of the step, where the user lives
-    QString m_named;                       // the id of the line that was named last
-    QMap<QString, QJsonObject> m_board;    // the lines by id; the member without a name says how a line is shown
+    QHash<QString, SessionRecord> m_codex;                 // by the ids of lines
+    QHash<QString, std::optional<bool>> m_focus;           // by the ids of lines
+    QHash<QString, NotificationFilter::FocusFound> m_late; // asks for the focus of a line that is not told yet
+    QDateTime m_time;                                      // of the step, where the user lives
+    QString m_named;                                       // the id of the line that was named last
+    QMap<QString, QJsonObject> m_board; // the lines by id; the member without a name says how a line is shown
     QList<AgentTask> m_before;
     bool m_isAnnounced = false;
     QStringList m_said;

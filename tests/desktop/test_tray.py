@@ -42,7 +42,7 @@ class TrayTest(unittest.TestCase):
         app = self.start()
         until(lambda: app.tooltip() == 'Plumtide')
         self.assertEqual({label: checked for label, (_, checked) in app.menu().items()},
-                         {'打开看板': -1, '撤销': False, '悬浮板': 0, '勿扰': -1, '一小时': -1, '到明天早上': -1,
+                         {'打开看板': -1, '撤销': False, '最近归档': False, '悬浮板': 0, '勿扰': -1, '一小时': -1, '到明天早上': -1,
                           '直到重新打开': -1, '结束勿扰': False, '回复完成也提醒': 0, '登录时启动': 0, '': -1, '退出': -1})
         app.choose('打开看板')
         app.until_open()

@@ -271,7 +271,8 @@ class App(Program):
         return desktop().call(self.owner, path, 'com.canonical.dbusmenu', *arguments)
 
     def menu(self):
-        """Of each entry, also of menus inside, its number, and whether it is checked, or -1; False for one that cannot be chosen."""
+        """Of each entry its number, and whether it is checked, or -1; False for one that cannot be chosen. With those
+        of the menus inside."""
         self._menu('AboutToShow', '(i)', 0)
         _, layout = self._menu('GetLayout', '(iias)', 0, -1, [])
 

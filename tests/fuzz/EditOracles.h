@@ -33,7 +33,7 @@ inline QByteArray editClaudeSettings(const QByteArray &before)
         return "refused:";
     const QByteArray after = std::get<QByteArray>(result);
     require(std::get<QByteArray>(ClaudeSettings::edit(after, command)) == after, "a second edit changes nothing");
-    const QByteArray without = std::get<QByteArray>(ClaudeSettings::remove(after));
+    const QByteArray without = ClaudeSettings::remove(after).value();
     if (!before.contains("tavvel-hook.sh")) {
         require(!without.contains("tavvel-hook.sh"), "what was put in can be taken out");
         require(std::get<QByteArray>(ClaudeSettings::edit(without, command)) == after, "and nothing else with it");
@@ -79,7 +79,7 @@ inline std::optional<toml::table> readToml(const QByteArray &text)
 // "added", "chained", "already", "foreign" or "refused".
 inline QByteArray editCodexConfig(const QByteArray &before)
 {
-    const QByteArray line = R"(notify = ["/h \"好\\\u0009\u007f/.tavvel/hooks/codex-notify.sh"])";
+    const QByteArray line = R"(notify = ["/h \"好\\\t\u007f/.tavvel/hooks/codex-notify.sh"])";
     const CodexConfig::Result result = CodexConfig::edit(before, u"/h \"好\\\t\x7f/.tavvel/hooks/codex-notify.sh"_s);
     if (const auto *failure = std::get_if<Failure>(&result))
         return "refused:" + failure->sentence.toUtf8();

@@ -161,7 +161,8 @@ private Q_SLOTS:
         m_menu.clear();
         for (QAction *action : menu->actions()) {
             const QString text = action->text().replace('\t', ' ');
-            m_menu += text + action->shortcut().toString() + (action->isEnabled() ? "" : " off") + (action->isChecked() ? " on" : "");
+            m_menu += text + action->shortcut().toString() + (action->isEnabled() ? "" : " off")
+                + (action->isChecked() ? " on" : "");
             if (text.section(' ', 0, 0) == choice)
                 action->trigger();
         }
