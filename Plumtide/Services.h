@@ -45,10 +45,13 @@ struct Services
         return {line.session(), line.agent() == TaskSource::codex, store.recordedProcess(line)};
     }
 
-    /// The line that a notification is about: of several, the next step.
+    /// The line that a notification is about: of several, the session that has waited longest for an approval.
     [[nodiscard]] QString lineOf(const QString &notification) const
     {
         const QString line = Board::Notice::lineOf(notification);
-        return line.isEmpty() ? store.firstWaiting().value_or(AgentTask()).id : line;
+        QList<AgentTask> asking = line.isEmpty() ? store.tasks() : QList<AgentTask>();
+        asking.removeIf([](const AgentTask &task) { return !task.isAgentLine() || !task.isUrgent(); });
+        const auto first = std::ranges::min_element(asking, {}, &AgentTask::updatedAt);
+        return first == asking.end() ? line : first->id;
     }
 };
