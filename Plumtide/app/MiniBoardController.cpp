@@ -28,11 +28,6 @@ int coordinate(double value)
 
 } // namespace
 
-MiniBoardController::MiniBoardController(Defaults &defaults, MakeContent makeContent)
-    : m_defaults(defaults), m_makeContent(std::move(makeContent))
-{
-}
-
 bool MiniBoardController::isEnabled()
 {
     return m_defaults.boolean(enabledKey);

@@ -18,7 +18,10 @@ public:
     static inline const QString originKey = QStringLiteral("miniBoardOrigin"); ///< The default that holds the place.
 
     /// `defaults` must outlive it. `makeContent` is called once, before the first show.
-    MiniBoardController(Defaults &defaults, MakeContent makeContent);
+    MiniBoardController(Defaults &defaults, MakeContent makeContent)
+        : m_defaults(defaults), m_makeContent(std::move(makeContent))
+    {
+    }
 
     /// Once, when the event loop runs. Writes the preference back.
     void applyPreference() { setEnabled(isEnabled()); }

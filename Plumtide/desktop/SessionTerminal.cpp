@@ -67,7 +67,11 @@ public:
             return run(*command);
         if (const auto *const observed = std::get_if<Observed>(&result))
             return finish(observed->hasFocus);
-        m_link.isShown = m_link.isShown || std::holds_alternative<PaneShown>(result);
+        if (const auto *const pane = std::get_if<PaneShown>(&result)) {
+            if (!pane->isShown)
+                return finish(false);
+            m_link.isShown = true;
+        }
         if (const auto *const next = std::get_if<ContinueAt>(&result)) {
             if (m_linkCount++ == mostLinks)
                 return finish({});

@@ -71,11 +71,6 @@ StepResult selectPane(TerminalRequest request, const QStringList &program, const
     return request == TerminalRequest::Activate ? RunCommand{program + select} : RunCommand{program + ask, answer};
 }
 
-StepResult shownOrNot(bool isShown)
-{
-    return isShown ? StepResult(PaneShown()) : Observed{false};
-}
-
 // In kitty's list of desktop windows, with tabs, with panes: whether all three have the focus.
 bool hasFocusInKitty(const QJsonValue &list, int pane)
 {
@@ -112,9 +107,9 @@ StepResult wezTerm(const TerminalLink &link, TerminalRequest request)
                       {u"activate-pane"_s, u"--pane-id"_s, pane}, {u"list-clients"_s, u"--format"_s, u"json"_s},
                       [pane](const QByteArray &output) {
                           const QJsonArray clients = QJsonDocument::fromJson(output).array();
-                          return shownOrNot(std::ranges::any_of(clients, [&](const QJsonValue &client) {
+                          return PaneShown{std::ranges::any_of(clients, [&](const QJsonValue &client) {
                               return client["focused_pane_id"_L1].toInt(-1) == pane.toInt();
-                          }));
+                          })};
                       });
 }
 
@@ -129,7 +124,7 @@ StepResult konsole(const TerminalLink &link, TerminalRequest request)
                       {u"dbus-send"_s, u"--session"_s, u"--print-reply=literal"_s, u"--dest="_s + service, window},
                       {u"org.kde.konsole.Window.setCurrentSession"_s, u"int32:"_s + session},
                       {u"org.kde.konsole.Window.currentSession"_s}, [session](const QByteArray &output) {
-                          return shownOrNot(output.trimmed().split(' ').last() == session.toUtf8()); // "   int32 1"
+                          return PaneShown{output.trimmed().split(' ').last() == session.toUtf8()}; // "   int32 1"
                       });
 }
 

@@ -44,9 +44,10 @@ struct Observed
     bool hasFocus;
 };
 
-/// `TerminalLink::isShown` is true. The next step looks at the window.
+/// The same, of the pane or tab alone. If it is shown, the next step looks at the window.
 struct PaneShown
 {
+    bool isShown;
 };
 
 /// The search goes on with the terminal of this process.

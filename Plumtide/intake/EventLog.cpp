@@ -39,11 +39,6 @@ auto linesOf(const QByteArray &block)
 
 } // namespace
 
-EventLog::EventLog(QString path, std::optional<qint64> position, OnEvent onEvent)
-    : m_path(std::move(path)), m_position(position), m_onEvent(std::move(onEvent))
-{
-}
-
 void EventLog::readNewLines()
 {
     const AppendedFile log(m_path);

@@ -23,7 +23,10 @@ public:
     using OnEvent = std::function<void(const std::optional<HookEvent> &event, qint64 position)>;
 
     /// `position` is the one that was stored last. If it is not known, reading begins at the end of the log.
-    EventLog(QString path, std::optional<qint64> position, OnEvent onEvent);
+    EventLog(QString path, std::optional<qint64> position, OnEvent onEvent)
+        : m_path(std::move(path)), m_position(position), m_onEvent(std::move(onEvent))
+    {
+    }
 
     /// Hands over every complete line that was not read yet, in file order, except those that do not decode. What
     /// cannot be read is tried again by the next call. A log that is shorter than the position is read from its start.

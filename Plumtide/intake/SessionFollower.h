@@ -33,9 +33,8 @@ struct SessionRecord
     [[nodiscard]] QString lineId() const { return AgentTask::idOf(agent, sessionId); } ///< On the board.
 };
 
-/// Follows the records that one agent keeps of its sessions, and hands over what has changed in them.
-/// Thread: one at a time, except `stopReading`.
-/// Errors: none reach the caller. A record that cannot be read or decoded is as one that is gone.
+/// Follows the records that one agent keeps of its sessions, and hands over what has changed in them. One that cannot
+/// be read or decoded is as one that is gone. Thread: one at a time, except `stopReading`.
 class SessionFollower
 {
 public:

@@ -13,10 +13,9 @@
 #include <optional>
 
 /// Decides which notices of the board are shown as notifications, and when. None is while its session's terminal has
-/// the focus, or while the user has muted all sessions or this one; the end of a turn is only for those who want to be
-/// told of it. An approval that is still open is shown when the terminal has lost the focus for a while; those that
-/// were muted are told of in one notification at the end of the mute. What the user has chosen is kept in the defaults.
-/// Thread: main thread.
+/// the focus or is muted; the end of a turn is only for those who want to be told of it. An approval that is still open
+/// follows when the terminal has lost the focus, or, with all others, at the end of a mute for all sessions.
+/// What the user has chosen is kept in the defaults.
 class NotificationFilter final : public QObject
 {
     Q_OBJECT
@@ -24,8 +23,7 @@ class NotificationFilter final : public QObject
 public:
     using Notify = std::function<void(const Board::Notice &notice)>;
     using FocusFound = std::function<void(std::optional<bool> hasFocus)>;
-    /// Calls `found` once, at once or soon: whether the terminal of a line's session has the focus, or nothing where
-    /// that cannot be told.
+    /// Calls `found` once, at once or soon, with nothing where it cannot be told.
     using FindFocus = std::function<void(const QString &line, const FocusFound &found)>;
 
     static constexpr std::chrono::seconds lookInterval{1};      ///< While an approval waits for the focus to leave.
@@ -38,8 +36,7 @@ public:
     void setFindFocus(FindFocus findFocus) { m_findFocus = std::move(findFocus); }
 
     void receive(const Board::Notice &notice);
-    /// Shows what is due by now. To be called once the notices of the start were received, and now and then: its timers
-    /// do not see that the user's clock was set.
+    /// Shows what is due. To be called after the notices of the start, and now and then: the clock may be set.
     void advance();
 
     [[nodiscard]] std::optional<QDateTime> mutedUntil() const; ///< Absent where notifications are not muted.

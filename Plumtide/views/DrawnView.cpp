@@ -55,14 +55,18 @@ void DrawnView::setDrawing(Drawing drawing)
         button->hide();
         button->deleteLater(); // it may be the one that is being pressed
     }
-    QAccessibleEvent event(this, QAccessible::NameChanged);
-    QAccessible::updateAccessibility(&event);
+    if (QAccessible::isActive()) {
+        QAccessibleEvent event(this, QAccessible::NameChanged);
+        QAccessible::updateAccessibility(&event);
+    }
 }
 
 void DrawnView::setExpanded(bool isExpanded)
 {
     QAccessible::State changed;
     changed.expanded = std::exchange(m_isExpanded, isExpanded) != isExpanded;
+    if (!QAccessible::isActive())
+        return;
     QAccessibleStateChangeEvent event(this, changed);
     QAccessible::updateAccessibility(&event);
 }
