@@ -133,8 +133,9 @@ bool mayBeHidden(const TerminalLink &link)
 {
     if (link.isShown)
         return false;
-    if (link.variable("TERM_PROGRAM") == "vscode"_L1 || !link.variable("INSIDE_EMACS").isEmpty()
-        || link.variable("TERMINAL_EMULATOR").startsWith("JetBrains"_L1)) // also where a terminal has inherited them
+    const QString program = link.variable("TERM_PROGRAM"); // true also where a terminal has inherited it from an editor
+    if (program == "vscode"_L1 || program == "zed"_L1 || !link.variable("INSIDE_EMACS").isEmpty()
+        || link.variable("TERMINAL_EMULATOR").startsWith("JetBrains"_L1))
         return true;
     const QList<Process> processes = Process::all();
     return std::ranges::any_of(processes, [&, window = link.variable("WINDOWID")](const Process &process) {
