@@ -37,7 +37,7 @@ void NotificationFilter::receive(const Board::Notice &notice)
             m_notify(notice);
         if (m_summarized.remove(notice.id()) && m_summarized.isEmpty())
             m_notify({Kind::summary, {}});
-    } else if (!isSilenced(notice)) {
+    } else if (!isSilenced(notice) && !m_summarized.contains(notice.id())) {
         m_held.insert(notice.id(), {notice, now()});
         look(notice.id());
     }

@@ -67,9 +67,8 @@ public:
             {"late", [&] { m_late[named(names[0])] = {}; }},
             {"mute",
              [&] {
-                 const QTime end = QTime::fromString(rest, "HH:mm");
-                 store->notifications().setMutedUntil(end.isValid() ? std::optional(QDateTime(m_time.date(), end))
-                                                                    : std::nullopt);
+                 const QDateTime end(m_time.date(), QTime::fromString(rest, "HH:mm"));
+                 store->notifications().setMutedUntil(rest.isEmpty() ? std::nullopt : std::optional(end));
              }},
             {"hush", [&] { store->notifications().setLineMuted(named(names[0]), true); }},
             {"replies", [&] { store->notifications().setShowsReplies(names[0] == "on"); }},

@@ -213,9 +213,8 @@ private Q_SLOTS:
     void pass(const QString &minutes) { m_home.now = m_home.now.addSecs(60 * minutes.toInt()); }
     void mute(const QString &minutes) // or until it is ended
     {
-        const bool isTimed = minutes.toInt() > 0;
-        const QDateTime end = isTimed ? m_home.now.addSecs(60 * minutes.toInt()) : NotificationFilter::never();
-        m_store->notifications().setMutedUntil(end);
+        const QDateTime end = m_home.now.addSecs(60 * minutes.toInt());
+        m_store->notifications().setMutedUntil(minutes.isEmpty() ? NotificationFilter::never() : end);
     }
     void sweep(const QString &) { m_store->sweep(); }
     void look(const QString &) { changes(); }
