@@ -23,16 +23,19 @@ def windows():
 
 
 class SessionTest(unittest.TestCase):
-    def test_a_notification_and_the_next_step_lead_to_the_window_and_pane_of_their_session_only(self):
+    def setUp(self):
         desktop().use(notifications=None)
+        self.app = App(self)
+        self.app.home.write('agent', AGENT)
+        self.agent = f'sh {self.app.home.path}/agent'
+        (self.app.home.path / '.claude/sessions').mkdir()
+
+    def test_a_notification_and_the_next_step_lead_to_the_window_and_pane_of_their_session_only(self):
         desktop().use()  # with a service that counts from 1
-        app = App(self)
-        home, agent = app.home, f'sh {app.home.path}/agent'
+        app, home, agent = self.app, self.app.home, self.agent
         (home.path / 'screens').mkdir(mode=0o700)
         home.environment['SCREENDIR'] = f'{home.path}/screens'
         app.environment |= home.environment
-        home.write('agent', AGENT)
-        (home.path / '.claude/sessions').mkdir()
         shutil.copy('/bin/dash', home.path / 'codex')
         served = f'exec 3>{home.path}/rollout-2026-served.jsonl; exec {home.path}/codex -c "sleep 1000; :" app-server'
         home.start('sh', '-c', served)  # Codex's background server, for its only window
@@ -103,11 +106,7 @@ class SessionTest(unittest.TestCase):
         self.assertIsNone(app.window())
 
     def test_a_notification_waits_while_the_terminal_of_its_session_has_the_focus(self):
-        desktop().use(notifications=None)
-        app = App(self)
-        home, agent = app.home, f'sh {app.home.path}/agent'
-        home.write('agent', AGENT)
-        (home.path / '.claude/sessions').mkdir()
+        home, agent = self.app.home, self.agent
         home.write('dunstrc', '[urgency_normal]\ntimeout = 0\n')
         home.start('dunst', '-conf', f'{home.path}/dunstrc')
         until(lambda: desktop().call(*BUS, 'NameHasOwner', '(s)', MOCK[0]))
@@ -116,10 +115,9 @@ class SessionTest(unittest.TestCase):
         home.start('xterm', '-T', 'tmux', '-e', *tmux, 'new-session', '-s', 'tmux', f'{agent} cc-front')
         home.start('xterm', '-T', 'editor', '-e', f'env TERM_PROGRAM=vscode {agent} cc-editor')
         until(lambda: {'plain', 'tmux'} <= {*windows()} and len([*home.path.glob('.claude/sessions/*.json')]) == 3)
-        home.run(*tmux, *'split-window -t =tmux:'.split(), f'{agent} cc-back')
-        home.run(*tmux, *'select-pane -t =tmux:.0'.split())
+        home.run(*tmux, 'split-window', '-d', '-t', '=tmux:', f'{agent} cc-back')
         until(lambda: len([*home.path.glob('.claude/sessions/*.json')]) == 4)
-        self.enterContext(app)
+        self.enterContext(self.app)
         for window, sessions, shown in (('editor', ('editor',), 1), ('tmux', ('front', 'plain', 'back'), 3),
                                         ('plain', ('plain',), 2), ('plain', (), 3)):
             desktop().do('windowactivate', '--sync', windows()[window])
