@@ -74,7 +74,7 @@ MiniBoardWindow::Content DesktopShell::makeMiniBoard()
         if (onLine && onLine->action == LineAction::OpenSession)
             return openSession(onLine->line);
         openPanel();
-        m_panelView->run(command);
+        m_panelView->run(command); // which has nothing more to do for OpenPanel
     });
     return {view, MiniBoardView::shadowMargin, MiniBoardView::cornerRadius};
 }

@@ -41,14 +41,6 @@ std::optional<OfferedAction> offeredAction(LineAction action, const AgentTask &l
     return at == offered.end() ? std::nullopt : std::optional(*at);
 }
 
-QString lineOf(const Command &command)
-{
-    if (const auto *onLine = std::get_if<LineCommand>(&command))
-        return onLine->line;
-    const auto *opening = std::get_if<OpenPanel>(&command);
-    return opening ? opening->line : QString();
-}
-
 bool perform(const LineCommand &command, TaskStore &store)
 {
     const std::optional<AgentTask> line = store.task(command.line);
@@ -63,7 +55,8 @@ bool perform(const LineCommand &command, TaskStore &store)
     case LineAction::Close: store.setStatus(line->id, AgentTaskStatus::done); return true;
     case LineAction::Mute: notifications.setLineMuted(line->id, !notifications.isLineMuted(line->id)); return true;
     case LineAction::Edit:
-    case LineAction::OpenSession: return false;
+    case LineAction::OpenSession:
+    case LineAction::OpenPanel: return false;
     }
     Q_UNREACHABLE();
 }

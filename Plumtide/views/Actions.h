@@ -10,8 +10,9 @@
 class QMenu;
 class TaskStore;
 
-/// What a user can do with a task line. `CopyFolder` is offered only where the folder of its session is shown.
-enum class LineAction { CopyTitle, CopyFolder, Edit, Shelve, Resume, Close, OpenSession, Mute };
+/// What a user can do with a task line. `CopyFolder` is offered only where the folder of its session is shown,
+/// `OpenPanel` only by the mini board.
+enum class LineAction { CopyTitle, CopyFolder, Edit, Shelve, Resume, Close, OpenSession, Mute, OpenPanel };
 
 /// An action as it is offered by a button, in a menu and by a key.
 struct OfferedAction
@@ -38,14 +39,6 @@ struct LineCommand
     bool operator==(const LineCommand &) const = default;
 };
 
-/// A click on this line of the mini board.
-struct OpenPanel
-{
-    QString line;
-
-    bool operator==(const OpenPanel &) const = default;
-};
-
 /// Unfolds the quiet lines of a project's card, or folds them.
 struct ToggleFold
 {
@@ -65,10 +58,7 @@ struct FilterLines
 enum class PanelCommand { Register, EndMute, SwitchMiniBoard, ConnectClaude, ConnectCodex, Quit };
 
 /// What a button does.
-using Command = std::variant<LineCommand, OpenPanel, ToggleFold, FilterLines, PanelCommand>;
-
-/// The id of the line that it is about; empty where it is about none.
-[[nodiscard]] QString lineOf(const Command &command);
+using Command = std::variant<LineCommand, ToggleFold, FilterLines, PanelCommand>;
 
 /// Does what needs no window, unless the line does not offer it any more. False where it is left to the caller: `Edit`
 /// and `OpenSession`. Thread: main thread.
