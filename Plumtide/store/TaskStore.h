@@ -29,7 +29,7 @@ public:
 
     /// Loads `tasks.json`, and from the first turn of the event loop on follows the events log and sweeps. The process
     /// holds the HomeLock. `environment` must outlive the store.
-    explicit TaskStore(Environment &environment, QObject *parent = nullptr);
+    explicit TaskStore(Environment &environment);
     /// Follows the log no further (what was not applied is for the next start), saves what could not be saved before,
     /// and waits for the file to be on the disk.
     ~TaskStore() override;
@@ -105,11 +105,10 @@ private:
     [[nodiscard]] bool hasSeenEvent(bool isCodex) const;
     void markEventSeen(bool isCodex);
     void startWatching();
-    [[nodiscard]] QString eventsFile() const { return m_tavvelDir + QStringLiteral("/events.jsonl"); }
+    [[nodiscard]] QString eventsFile() const { return m_environment.home + QStringLiteral("/.tavvel/events.jsonl"); }
     [[nodiscard]] QDateTime now() const { return m_environment.clock(); }
 
     Environment &m_environment;
-    const QString m_tavvelDir;
     std::optional<QMap<QString, Board::Notice>> m_deferredNotices{std::in_place}; // by id; only while catching up
 
     Board m_board;

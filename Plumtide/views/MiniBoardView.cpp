@@ -49,8 +49,8 @@ double addRow(Drawing &drawing, const AgentTask &line, double y, double width)
 
 } // namespace
 
-MiniBoardView::MiniBoardView(TaskStore &store, HooksInstaller &installer, QWidget *parent)
-    : DrawnView(QAccessible::Grouping, parent), m_store(store), m_installer(installer)
+MiniBoardView::MiniBoardView(TaskStore &store, HooksInstaller &installer)
+    : DrawnView(QAccessible::Grouping, nullptr), m_store(store), m_installer(installer)
 {
     setObjectName(u"mini"_s);
     auto *refresher = new Refresher(this, [this] { refresh(); });

@@ -30,9 +30,8 @@ constexpr std::chrono::seconds messageTime{4};
 
 } // namespace
 
-PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, QWidget *parent)
-    : QWidget(parent),
-      m_store(store),
+PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock)
+    : m_store(store),
       m_installer(installer),
       m_clock(std::move(clock)),
       m_urgent(store.urgentCount()),
