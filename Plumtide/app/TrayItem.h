@@ -29,8 +29,7 @@ Q_SIGNALS:
 
 private:
     void makeIcon();
-    void setToolTip();
-    void showState();
+    void showState(int countInIcon); // and in the tooltip all
 
     QMenu &m_menu;
     TrayHost m_host;
