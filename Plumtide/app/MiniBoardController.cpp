@@ -1,7 +1,6 @@
 #include "Plumtide/app/MiniBoardController.h"
 
 #include "Plumtide/desktop/FloatingWindow.h"
-#include "Plumtide/system/Defaults.h"
 #include "Plumtide/system/Log.h"
 
 #include <QGuiApplication>
@@ -10,11 +9,7 @@
 #include <algorithm>
 #include <cmath>
 
-using namespace Qt::StringLiterals;
-
 namespace {
-
-const QString enabledKey = u"miniBoardEnabled"_s;
 
 // The left and the lower edge of a board that was never moved, from the right and the upper edge of the work area.
 constexpr int firstLeft = 280;
@@ -27,11 +22,6 @@ int coordinate(double value)
 }
 
 } // namespace
-
-bool MiniBoardController::isEnabled()
-{
-    return m_defaults.boolean(enabledKey);
-}
 
 void MiniBoardController::setEnabled(bool isEnabled)
 {
