@@ -90,7 +90,6 @@ protected:
     void nextCheckState() override {} ///< A press changes what it shows only by its command.
 
 private:
-    void press();
     void showFace(const QString &text, const Drawing &face);
 
     Drawing::Button m_button;
