@@ -130,15 +130,6 @@ void fillRecentMenu(QMenu &menu, TaskStore &store, const std::function<void(cons
     }
 }
 
-void showSectionMenu(QWidget &parent, TaskStore &store, ProjectSection section, QPoint place)
-{
-    Theme::setPalette();
-    auto *menu = new QMenu(&parent);
-    menu->setAttribute(Qt::WA_DeleteOnClose);
-    menu->addAction(u"归档全部已回复"_s, &store, [&store, section] { store.archiveReplied(section); });
-    menu->popup(place);
-}
-
 void showLineMenu(QWidget &parent, TaskStore &store, const QString &line, QPoint place, bool namesKeys,
                   const std::function<void(const LineCommand &)> &chosen)
 {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Plumtide/model/ProjectGroup.h"
+#include "Plumtide/model/AgentTask.h"
 
 #include <QAction>
 
@@ -86,9 +86,6 @@ private:
 /// Fills a menu with the last lines that were shelved or ended, unless it shows them or is open. Choosing one makes it
 /// wait again, and then calls `chosen`.
 void fillRecentMenu(QMenu &menu, TaskStore &store, const std::function<void(const QString &line)> &chosen);
-
-/// Shows the menu of a section's heading, and returns at once.
-void showSectionMenu(QWidget &parent, TaskStore &store, ProjectSection section, QPoint place);
 
 /// Shows the menu of a line of the store, and returns at once. It names the keys that do the same where they are heard.
 void showLineMenu(QWidget &parent, TaskStore &store, const QString &line, QPoint place, bool namesKeys,

@@ -10,6 +10,7 @@
 #include "Plumtide/views/TaskEditView.h"
 
 #include <QApplication>
+#include <QMenu>
 #include <QPaintEvent>
 #include <QPainter>
 #include <QScrollBar>
@@ -71,8 +72,12 @@ PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock)
     connect(m_board, &BoardView::menuRequested, this, [this](const QString &id, QPoint place) {
         showLineMenu(*this, m_store, id, place, true, [this](const LineCommand &command) { run(command); });
     });
-    connect(m_board, &BoardView::sectionMenuRequested, this,
-            [this](ProjectSection section, QPoint place) { showSectionMenu(*this, m_store, section, place); });
+    connect(m_board, &BoardView::sectionMenuRequested, this, [this](ProjectSection section, QPoint place) {
+        auto *menu = new QMenu(this);
+        menu->setAttribute(Qt::WA_DeleteOnClose);
+        menu->addAction(u"归档全部已回复"_s, this, [this, section] { m_store.archiveReplied(section); });
+        menu->popup(place);
+    });
     connect(m_board, &BoardView::heightChanged, this, [this](const QString &unfolding) {
         keepInPlace([this] { m_board->layOut(); });
         if (unfolding == m_board->expandedID())
