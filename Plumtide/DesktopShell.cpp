@@ -112,7 +112,11 @@ void DesktopShell::fillTrayMenu()
     m_trayMenu.addMenu(&m_recentMenu);
     m_miniBoardSwitch = m_trayMenu.addAction(u"悬浮板"_s, &m_miniBoard, &MiniBoardController::setEnabled);
     fillMuteMenu();
-    m_loginStartSwitch = m_trayMenu.addAction(u"登录时启动"_s, this, &DesktopShell::switchLoginStart);
+    m_loginStartSwitch = m_trayMenu.addAction(u"登录时启动"_s, this, [this](bool isOn) {
+        if (const Outcome<void> done = m_autostart.setOn(isOn); !done)
+            std::fprintf(stderr, "Plumtide: %s\n", qUtf8Printable(done.failure().sentence));
+        m_loginStartSwitch->setChecked(m_autostart.isOn());
+    });
     m_miniBoardSwitch->setCheckable(true);
     m_miniBoardSwitch->setChecked(m_miniBoard.isEnabled());
     m_loginStartSwitch->setCheckable(true);
@@ -155,13 +159,6 @@ void DesktopShell::fillMuteMenu()
     QAction *replies = m_trayMenu.addAction(u"回复完成也提醒"_s, &notifications, &NotificationFilter::setShowsReplies);
     replies->setCheckable(true);
     replies->setChecked(notifications.showsReplies());
-}
-
-void DesktopShell::switchLoginStart(bool isOn)
-{
-    if (const Outcome<void> done = m_autostart.setOn(isOn); !done)
-        std::fprintf(stderr, "Plumtide: %s\n", qUtf8Printable(done.failure().sentence));
-    m_loginStartSwitch->setChecked(m_autostart.isOn());
 }
 
 void DesktopShell::scheduleCount()

@@ -41,7 +41,6 @@ private:
     void fillTrayMenu();
     void fillMuteMenu();
     void updateTrayMenu();
-    void switchLoginStart(bool isOn);
     void scheduleCount();
     void showCount();
 
