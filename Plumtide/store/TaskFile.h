@@ -16,8 +16,7 @@
 class TaskFile
 {
 public:
-    /// `flushWith` are further files to bring to the disk together with this one. The destructor waits until the last
-    /// save is on the disk.
+    /// `flushWith` are files to be flushed with this one. The destructor waits until the last save is on the disk.
     TaskFile(QString path, const QStringList &flushWith);
 
     /// The stored lines. A file that holds anything else is moved aside to "tasks.corrupt.json" (numbered from the

@@ -60,12 +60,11 @@ enum class PanelCommand { Register, EndMute, SwitchMiniBoard, ConnectClaude, Con
 /// What a button does.
 using Command = std::variant<LineCommand, ToggleFold, FilterLines, PanelCommand>;
 
-/// Does what needs no window, unless the line does not offer it any more. False where it is left to the caller: `Edit`
-/// and `OpenSession`. Thread: main thread.
+/// Does what needs no window, unless the line does not offer it any more. False where it is left to the caller.
 [[nodiscard]] bool perform(const LineCommand &command, TaskStore &store);
 
-/// Takes back what was put away last, of whatever line. Its text says what that is, "撤销搁置「…」" with the line's
-/// title, or "撤销归档 3 条". It is disabled when there is nothing to be taken back.
+/// Takes back what was put away last. Its text says what that is, "撤销搁置「…」" with the line's title, or
+/// "撤销归档 3 条"; without anything it is disabled.
 class UndoAction final : public QAction
 {
     Q_OBJECT
