@@ -16,8 +16,8 @@ class Instance;
 class PanelView;
 struct Services;
 
-/// The visible part of the program: creates the tray item, the panel and the mini board, and connects them to the
-/// services and to each other. The panel is created when it is opened for the first time. Needs a QApplication.
+/// The visible part of the program: the tray item, the mini board and, once it is opened, the panel, connected to the
+/// services and to each other. Needs a QApplication.
 class DesktopShell final : public QObject
 {
     Q_OBJECT
