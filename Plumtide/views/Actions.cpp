@@ -2,7 +2,6 @@
 
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/system/Characters.h"
-#include "Plumtide/views/Theme.h"
 
 #include <QClipboard>
 #include <QGuiApplication>
@@ -136,7 +135,6 @@ void showLineMenu(QWidget &parent, TaskStore &store, const QString &line, QPoint
     const std::optional<AgentTask> task = store.task(line);
     if (!task)
         return;
-    Theme::setPalette();
     auto *menu = new QMenu(&parent);
     menu->setAttribute(Qt::WA_DeleteOnClose);
     const auto add = [&](QAction *action, const QKeySequence &key) {

@@ -30,6 +30,7 @@ constexpr auto flashTime = 1200ms;
 DrawnView::DrawnView(QAccessible::Role role, QWidget *parent) : QAbstractButton(parent), m_role(role)
 {
     installAccessibility();
+    Theme::setPalette();
     setFocusPolicy(Qt::NoFocus);
 }
 

@@ -43,7 +43,6 @@ PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock)
       m_footer(new DrawnView(QAccessible::Grouping, this)),
       m_message(new DrawnView(QAccessible::AlertMessage, this))
 {
-    Theme::setPalette();
     setObjectName(u"panel"_s);
     setAccessibleName(u"Plumtide"_s);
     setFixedSize(fixedSize);
