@@ -7,7 +7,6 @@
 #include <QScreen>
 
 #include <algorithm>
-#include <cmath>
 
 namespace {
 
@@ -15,11 +14,7 @@ namespace {
 constexpr int firstLeft = 280;
 constexpr int firstBottom = 140;
 
-int coordinate(double value)
-{
-    constexpr double limit = 32'767; // of X11's coordinates
-    return static_cast<int>(std::lround(std::clamp(value, -limit, limit)));
-}
+constexpr double farthest = 32'767; // of X11's coordinates
 
 } // namespace
 
@@ -41,7 +36,8 @@ void MiniBoardController::show()
         m_window = std::make_unique<MiniBoardWindow>(m_makeContent());
         const QList<double> stored = m_defaults.numbers(originKey);
         if (stored.size() >= 2)
-            m_window->setPlace({coordinate(stored[0]), coordinate(stored[1])});
+            m_window->setPlace({qRound(std::clamp(stored[0], -farthest, farthest)),
+                                qRound(std::clamp(stored[1], -farthest, farthest))});
         else
             moveToFirstPlace();
         qCDebug(appLog) << "mini board at" << m_window->pos() << "stored:" << stored;
