@@ -17,11 +17,6 @@ constexpr qint64 largestFile = qint64(1) << 30; // bytes; Qt's JSON reader takes
 
 } // namespace
 
-TaskFile::TaskFile(QString path, const QStringList &flushWith)
-    : m_path(std::move(path)), m_flush(QStringList{m_path} + flushWith)
-{
-}
-
 QList<AgentTask> TaskFile::load()
 {
     const Outcome<QByteArray> content = Files::read(m_path, largestFile);

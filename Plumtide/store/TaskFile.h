@@ -17,7 +17,10 @@ class TaskFile
 {
 public:
     /// `flushWith` are files to be flushed with this one. The destructor waits until the last save is on the disk.
-    TaskFile(QString path, const QStringList &flushWith);
+    TaskFile(QString path, const QStringList &flushWith)
+        : m_path(std::move(path)), m_flush(QStringList{m_path} + flushWith)
+    {
+    }
 
     /// The stored lines. A file that holds anything else is moved aside to "tasks.corrupt.json" (numbered from the
     /// second on) and counts as empty; so does one that cannot be read, which is moved aside before the first save.
