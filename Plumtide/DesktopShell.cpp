@@ -6,6 +6,8 @@
 #include "Plumtide/views/MiniBoardView.h"
 #include "Plumtide/views/PanelView.h"
 
+#include <QCoreApplication>
+
 #include <chrono>
 #include <cstdio>
 
@@ -54,7 +56,7 @@ PanelWindow &DesktopShell::panel()
         m_panelView = new PanelView(m_services.store, m_services.installer, m_services.environment.clock);
         m_panelView->setMiniBoardOn(m_miniBoard.isEnabled());
         connect(m_panelView, &PanelView::miniBoardSwitched, &m_miniBoard, &MiniBoardController::setEnabled);
-        connect(m_panelView, &PanelView::quitRequested, this, &DesktopShell::quitRequested);
+        connect(m_panelView, &PanelView::quitRequested, qApp, &QCoreApplication::quit);
         connect(m_panelView, &PanelView::sessionRequested, this, &DesktopShell::openSession);
         m_panel = std::make_unique<PanelWindow>(m_panelView);
         connect(m_panel.get(), &PanelWindow::opened, this, [this] {
@@ -122,7 +124,7 @@ void DesktopShell::fillTrayMenu()
     m_loginStartSwitch->setCheckable(true);
     m_loginStartSwitch->setChecked(m_autostart.isOn()); // for trays that never say that they open the menu
     m_trayMenu.addSeparator();
-    m_trayMenu.addAction(u"退出"_s, this, &DesktopShell::quitRequested);
+    m_trayMenu.addAction(u"退出"_s, qApp, &QCoreApplication::quit);
     connect(&m_trayMenu, &QMenu::aboutToShow, this, [this] {
         m_loginStartSwitch->setChecked(m_autostart.isOn());
         updateTrayMenu();

@@ -31,9 +31,6 @@ public:
     /// Brings the terminal of the line's session to the front; where there is none, opens the panel and shows the line.
     void goTo(const QString &lineId, const QByteArray &token);
 
-Q_SIGNALS:
-    void quitRequested();
-
 private:
     PanelWindow &panel();
     [[nodiscard]] MiniBoardWindow::Content makeMiniBoard();
