@@ -6,6 +6,8 @@
 #include "Plumtide/views/MiniBoardView.h"
 #include "Plumtide/views/PanelView.h"
 
+#include <QCoreApplication>
+
 #include <chrono>
 #include <cstdio>
 
@@ -54,7 +56,7 @@ PanelWindow &DesktopShell::panel()
         m_panelView = new PanelView(m_services.store, m_services.installer, m_services.environment.clock);
         m_panelView->setMiniBoardOn(m_miniBoard.isEnabled());
         connect(m_panelView, &PanelView::miniBoardSwitched, &m_miniBoard, &MiniBoardController::setEnabled);
-        connect(m_panelView, &PanelView::quitRequested, this, &DesktopShell::quitRequested);
+        connect(m_panelView, &PanelView::quitRequested, qApp, &QCoreApplication::quit);
         connect(m_panelView, &PanelView::sessionRequested, this, &DesktopShell::openSession);
         m_panel = std::make_unique<PanelWindow>(m_panelView);
         connect(m_panel.get(), &PanelWindow::opened, this, [this] {
@@ -74,7 +76,7 @@ MiniBoardWindow::Content DesktopShell::makeMiniBoard()
         if (onLine && onLine->action == LineAction::OpenSession)
             return openSession(onLine->line);
         openPanel();
-        m_panelView->run(command);
+        m_panelView->run(command); // which has nothing more to do for OpenPanel
     });
     return {view, MiniBoardView::shadowMargin, MiniBoardView::cornerRadius};
 }
@@ -114,13 +116,17 @@ void DesktopShell::fillTrayMenu()
     m_trayMenu.addMenu(&m_recentMenu);
     m_miniBoardSwitch = m_trayMenu.addAction(u"悬浮板"_s, &m_miniBoard, &MiniBoardController::setEnabled);
     fillMuteMenu();
-    m_loginStartSwitch = m_trayMenu.addAction(u"登录时启动"_s, this, &DesktopShell::switchLoginStart);
+    m_loginStartSwitch = m_trayMenu.addAction(u"登录时启动"_s, this, [this](bool isOn) {
+        if (const Outcome<void> done = m_autostart.setOn(isOn); !done)
+            std::fprintf(stderr, "Plumtide: %s\n", qUtf8Printable(done.failure().sentence));
+        m_loginStartSwitch->setChecked(m_autostart.isOn());
+    });
     m_miniBoardSwitch->setCheckable(true);
     m_miniBoardSwitch->setChecked(m_miniBoard.isEnabled());
     m_loginStartSwitch->setCheckable(true);
     m_loginStartSwitch->setChecked(m_autostart.isOn()); // for trays that never say that they open the menu
     m_trayMenu.addSeparator();
-    m_trayMenu.addAction(u"退出"_s, this, &DesktopShell::quitRequested);
+    m_trayMenu.addAction(u"退出"_s, qApp, &QCoreApplication::quit);
     connect(&m_trayMenu, &QMenu::aboutToShow, this, [this] {
         m_loginStartSwitch->setChecked(m_autostart.isOn());
         updateTrayMenu();
@@ -157,13 +163,6 @@ void DesktopShell::fillMuteMenu()
     QAction *replies = m_trayMenu.addAction(u"回复完成也提醒"_s, &notifications, &NotificationFilter::setShowsReplies);
     replies->setCheckable(true);
     replies->setChecked(notifications.showsReplies());
-}
-
-void DesktopShell::switchLoginStart(bool isOn)
-{
-    if (const Outcome<void> done = m_autostart.setOn(isOn); !done)
-        std::fprintf(stderr, "Plumtide: %s\n", qUtf8Printable(done.failure().sentence));
-    m_loginStartSwitch->setChecked(m_autostart.isOn());
 }
 
 void DesktopShell::scheduleCount()

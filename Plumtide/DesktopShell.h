@@ -16,8 +16,8 @@ class Instance;
 class PanelView;
 struct Services;
 
-/// The visible part of the program: creates the tray item, the panel and the mini board, and connects them to the
-/// services and to each other. The panel is created when it is opened for the first time. Needs a QApplication.
+/// The visible part of the program: the tray item, the mini board and, once it is opened, the panel, connected to the
+/// services and to each other. Needs a QApplication.
 class DesktopShell final : public QObject
 {
     Q_OBJECT
@@ -31,9 +31,6 @@ public:
     /// Brings the terminal of the line's session to the front; where there is none, opens the panel and shows the line.
     void goTo(const QString &lineId, const QByteArray &token);
 
-Q_SIGNALS:
-    void quitRequested();
-
 private:
     PanelWindow &panel();
     [[nodiscard]] MiniBoardWindow::Content makeMiniBoard();
@@ -41,7 +38,6 @@ private:
     void fillTrayMenu();
     void fillMuteMenu();
     void updateTrayMenu();
-    void switchLoginStart(bool isOn);
     void scheduleCount();
     void showCount();
 

@@ -145,7 +145,6 @@ int run(Services &services, Instance &instance, bool opensPanel, const QByteArra
     std::unique_ptr<DesktopShell> desktop;
     if (qobject_cast<QApplication *>(application)) {
         desktop = std::make_unique<DesktopShell>(services, instance);
-        QObject::connect(desktop.get(), &DesktopShell::quitRequested, application, &QCoreApplication::quit);
         if (opensPanel)
             QTimer::singleShot(0, desktop.get(), [&] { desktop->openPanel(startToken); });
     }

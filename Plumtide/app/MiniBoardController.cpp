@@ -1,37 +1,22 @@
 #include "Plumtide/app/MiniBoardController.h"
 
 #include "Plumtide/desktop/FloatingWindow.h"
-#include "Plumtide/system/Defaults.h"
 #include "Plumtide/system/Log.h"
 
 #include <QGuiApplication>
 #include <QScreen>
 
 #include <algorithm>
-#include <cmath>
-
-using namespace Qt::StringLiterals;
 
 namespace {
-
-const QString enabledKey = u"miniBoardEnabled"_s;
 
 // The left and the lower edge of a board that was never moved, from the right and the upper edge of the work area.
 constexpr int firstLeft = 280;
 constexpr int firstBottom = 140;
 
-int coordinate(double value)
-{
-    constexpr double limit = 32'767; // of X11's coordinates
-    return static_cast<int>(std::lround(std::clamp(value, -limit, limit)));
-}
+constexpr double farthest = 32'767; // of X11's coordinates
 
 } // namespace
-
-bool MiniBoardController::isEnabled()
-{
-    return m_defaults.boolean(enabledKey);
-}
 
 void MiniBoardController::setEnabled(bool isEnabled)
 {
@@ -51,7 +36,8 @@ void MiniBoardController::show()
         m_window = std::make_unique<MiniBoardWindow>(m_makeContent());
         const QList<double> stored = m_defaults.numbers(originKey);
         if (stored.size() >= 2)
-            m_window->setPlace({coordinate(stored[0]), coordinate(stored[1])});
+            m_window->setPlace({qRound(std::clamp(stored[0], -farthest, farthest)),
+                                qRound(std::clamp(stored[1], -farthest, farthest))});
         else
             moveToFirstPlace();
         qCDebug(appLog) << "mini board at" << m_window->pos() << "stored:" << stored;

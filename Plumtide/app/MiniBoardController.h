@@ -1,11 +1,10 @@
 #pragma once
 
 #include "Plumtide/app/MiniBoardWindow.h"
+#include "Plumtide/system/Defaults.h"
 
 #include <functional>
 #include <memory>
-
-class Defaults;
 
 /// Shows the mini board if the user has switched it on, where the user has put it, even if that is on no screen.
 /// Defaults: `miniBoardEnabled` (boolean) and `miniBoardOrigin` (x and y of the top left corner, in logical pixels).
@@ -25,7 +24,7 @@ public:
 
     /// Once, when the event loop runs. Writes the preference back.
     void applyPreference() { setEnabled(isEnabled()); }
-    [[nodiscard]] bool isEnabled();  ///< The preference.
+    [[nodiscard]] bool isEnabled() const { return m_defaults.boolean(enabledKey); } ///< The preference.
     void setEnabled(bool isEnabled); ///< Writes the preference, then shows or hides.
     void resetPlace();               ///< Removes the stored place, and moves the board to the first one.
 
@@ -33,6 +32,8 @@ Q_SIGNALS:
     void enabledChanged(bool isEnabled); ///< By `setEnabled`.
 
 private:
+    static inline const QString enabledKey = QStringLiteral("miniBoardEnabled");
+
     void show();
     void moveToFirstPlace();
 

@@ -122,12 +122,10 @@ bool PanelWindow::event(QEvent *event)
     return QWidget::event(event);
 }
 
-// The focus has gone to another program, or to a list, a menu or a dialog of the panel.
+// The focus has gone to another program, or to a list or a menu of the panel.
 void PanelWindow::closeUnlessBusy()
 {
     QWidget *own = QApplication::activePopupWidget();
-    if (!own)
-        own = QApplication::activeModalWidget();
     if (QWidget *const active = QApplication::activeWindow(); !own && findChildren<QWidget *>().contains(active))
         own = active;
     qCDebug(appLog) << "panel has lost the focus to" << own;

@@ -55,5 +55,5 @@ private:
     QPoint m_pointerAtOpening;
     QRect m_item;                                                     // the last known tray item's geometry
     std::optional<std::chrono::steady_clock::time_point> m_lostFocus; // when it closed because of that
-    QPointer<QWidget> m_awaited; // our popup or dialog that has the focus; when it closes, the focus is checked again
+    QPointer<QWidget> m_awaited; // our popup that has the focus; when it closes, the focus is checked again
 };

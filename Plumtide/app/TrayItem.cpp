@@ -39,15 +39,15 @@ void TrayItem::makeIcon()
                                          : place.topLeft());
     });
     // The digits' font takes 15 ms to load. The item must not come later to its place in the tray for that.
-    m_icon->setIcon(trayIcon(0, m_isMuted));
-    setToolTip();
+    showState(0);
     m_icon->show();
     if (m_urgentCount > 0)
-        QTimer::singleShot(0, this, &TrayItem::showState);
+        QTimer::singleShot(0, this, [this] { showState(m_urgentCount); });
 }
 
-void TrayItem::setToolTip()
+void TrayItem::showState(int countInIcon)
 {
+    m_icon->setIcon(trayIcon(countInIcon, m_isMuted));
     const QString count = m_urgentCount > 0 ? u"：%1 条等你处理"_s.arg(m_urgentCount) : QString();
     m_icon->setToolTip(u"Plumtide"_s + count + (m_isMuted ? u"（勿扰）"_s : QString()));
 }
@@ -55,14 +55,6 @@ void TrayItem::setToolTip()
 void TrayItem::setState(int urgentCount, bool isMuted)
 {
     const bool wasMuted = std::exchange(m_isMuted, isMuted);
-    if (std::exchange(m_urgentCount, urgentCount) != urgentCount || wasMuted != isMuted) {
-        if (m_icon)
-            showState();
-    }
-}
-
-void TrayItem::showState()
-{
-    m_icon->setIcon(trayIcon(m_urgentCount, m_isMuted));
-    setToolTip();
+    if ((std::exchange(m_urgentCount, urgentCount) != urgentCount || wasMuted != isMuted) && m_icon)
+        showState(urgentCount);
 }

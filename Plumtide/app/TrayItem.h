@@ -9,9 +9,8 @@
 
 class QMenu;
 
-/// The program's item in the desktop's tray: the icon with the number of lines that want the user, and the menu.
-/// QSystemTrayIcon registers it again by itself when the panel restarts. Before TrayHost has found a tray there is
-/// none.
+/// The program's item in the desktop's tray: the icon with the number of lines that want the user, and the menu. It
+/// appears when TrayHost has found a tray; QSystemTrayIcon registers it again by itself when the panel restarts.
 class TrayItem final : public QObject
 {
     Q_OBJECT
@@ -29,8 +28,7 @@ Q_SIGNALS:
 
 private:
     void makeIcon();
-    void setToolTip();
-    void showState();
+    void showState(int countInIcon); // and in the tooltip all
 
     QMenu &m_menu;
     TrayHost m_host;

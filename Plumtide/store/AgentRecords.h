@@ -10,8 +10,7 @@
 
 /// What the agents' own records say of their sessions, and where the lines say something else: no event tells that a
 /// request was refused, and an event of a subagent, or the end of its parent's turn, does not close an open dialog; of
-/// Codex, only the end of a turn that ended well has an event. A record counts only while its process lives. A session
-/// is named by the id of its line. Thread: the main thread.
+/// Codex, only the end of a turn that ended well has an event. A record counts only while its process lives.
 class AgentRecords
 {
 public:
@@ -34,14 +33,12 @@ public:
     /// Whether the record has told the event already, or the event would end a request that is still open: its dialog
     /// was on the screen then, or the record is older than it. A later record makes up for an ignored event.
     [[nodiscard]] bool shouldIgnore(const HookEvent &event) const;
-    /// The request whose dialog is open: of several, the client shows the first until it is answered. Nothing where no
-    /// record says so.
+    /// The request whose dialog is open by the record: of several, the client shows the first until it is answered.
     [[nodiscard]] std::optional<HookEvent> requestOnScreen(const QString &line) const;
 
     /// To be called when a line or its record may have changed.
     void updateMismatch(const QString &line, const QDateTime &now);
-    /// An event that never came, where line and record have differed for `settleDelay`: at most one for each state of a
-    /// record. Nothing when none is due.
+    /// An event that never came, once line and record have differed for `settleDelay`: one for each state of a record.
     [[nodiscard]] std::optional<HookEvent> nextMissedEvent(const QDateTime &now);
     /// When the next one may be due; nothing where lines and records agree.
     [[nodiscard]] std::optional<QDateTime> nextMissedAt() const;

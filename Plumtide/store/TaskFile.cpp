@@ -4,7 +4,6 @@
 #include "Plumtide/system/Files.h"
 #include "Plumtide/system/Log.h"
 
-#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 
@@ -16,19 +15,7 @@ namespace {
 
 constexpr qint64 largestFile = qint64(1) << 30; // bytes; Qt's JSON reader takes no more
 
-// One record as it stands inside the array: indented, without the comma.
-QByteArray recordText(const AgentTask &line)
-{
-    const QByteArray array = TaskFile::encode({line}); // "[\n", the record, "\n]\n"
-    return array.sliced(2, array.size() - 5);
-}
-
 } // namespace
-
-TaskFile::TaskFile(QString path, const QStringList &flushWith)
-    : m_path(std::move(path)), m_flush(QStringList{m_path} + flushWith)
-{
-}
 
 QList<AgentTask> TaskFile::load()
 {
@@ -54,7 +41,7 @@ Outcome<void> TaskFile::save(const QList<AgentTask> &lines)
     m_content.resize(0);
     for (qsizetype i = 0; i < lines.size(); ++i) {
         if (m_texts.at(i).isEmpty())
-            m_texts[i] = recordText(lines.at(i));
+            m_texts[i] = encode({lines.at(i)}).sliced(2).chopped(3); // without "[\n" and "\n]\n"
         m_content.append(i == 0 ? "[\n" : ",\n").append(m_texts.at(i));
     }
     m_content.append(lines.isEmpty() ? "[\n]\n" : "\n]\n");

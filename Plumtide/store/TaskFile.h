@@ -16,9 +16,11 @@
 class TaskFile
 {
 public:
-    /// `flushWith` are further files to bring to the disk together with this one. The destructor waits until the last
-    /// save is on the disk.
-    TaskFile(QString path, const QStringList &flushWith);
+    /// `flushWith` are files to be flushed with this one. The destructor waits until the last save is on the disk.
+    TaskFile(QString path, const QStringList &flushWith)
+        : m_path(std::move(path)), m_flush(QStringList{m_path} + flushWith)
+    {
+    }
 
     /// The stored lines. A file that holds anything else is moved aside to "tasks.corrupt.json" (numbered from the
     /// second on) and counts as empty; so does one that cannot be read, which is moved aside before the first save.

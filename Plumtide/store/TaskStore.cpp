@@ -21,12 +21,10 @@ const std::array seenKeys{u"tavvel.claude.hasSeenEvent"_s, u"tavvel.codex.hasSee
 
 } // namespace
 
-TaskStore::TaskStore(Environment &environment, QObject *parent)
-    : QObject(parent),
-      m_environment(environment),
-      m_tavvelDir(m_environment.home + u"/.tavvel"_s),
+TaskStore::TaskStore(Environment &environment)
+    : m_environment(environment),
       m_records(m_board, m_environment.processExists, m_environment.home + u"/.claude/projects"_s),
-      m_file(m_tavvelDir + u"/tasks.json"_s, m_environment.defaults.paths())
+      m_file(m_environment.home + u"/.tavvel/tasks.json"_s, m_environment.defaults.paths())
 {
     m_board.set(m_file.load());
     qCDebug(storeLog) << "loaded" << tasks().size() << "lines";

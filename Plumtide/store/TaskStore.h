@@ -29,9 +29,8 @@ public:
 
     /// Loads `tasks.json`, and from the first turn of the event loop on follows the events log and sweeps. The process
     /// holds the HomeLock. `environment` must outlive the store.
-    explicit TaskStore(Environment &environment, QObject *parent = nullptr);
-    /// Follows the log no further (what was not applied is for the next start), saves what could not be saved before,
-    /// and waits for the file to be on the disk.
+    explicit TaskStore(Environment &environment);
+    /// Saves what could not be saved before, and waits for the disk. What was not applied is for the next start.
     ~TaskStore() override;
 
     /// Receives the notices of the board. Those of events that were in the log at the start are deferred until all of
@@ -49,8 +48,7 @@ public:
     void apply(const HookEvent &event); ///< One event of the log: finds or makes its line and changes it.
     /// What an agent's record said and says now, see AgentRecords.
     void updateRecord(const SessionRecord &before, const SessionRecord &record);
-    /// Makes lines agree with records from which they have differed for `AgentRecords::settleDelay`. What takes
-    /// longer than a turn of the event loop may is left for the next one.
+    /// Makes lines agree with records from which they have differed for `AgentRecords::settleDelay`.
     void applyMissedEvents();
     [[nodiscard]] bool isCatchingUp() const { return m_deferredNotices.has_value(); } ///< With the log of the start.
     void refreshEventState(); ///< Looks for both tools in the whole log. For a process that does not follow it.
@@ -63,11 +61,9 @@ public:
     /// wait first for waiting lines and the latest change first for others.
     [[nodiscard]] QList<AgentTask> tasks(AgentTaskStatus in) const { return m_board.tasks(in, now()); }
     [[nodiscard]] int lineCount(AgentTaskStatus in) const { return m_board.lineCount(in, now()); } ///< How many.
-    /// The first of those that wait.
     [[nodiscard]] std::optional<AgentTask> firstWaiting() const { return m_board.firstWaiting(now()); }
     /// The lines that are not done, under the source filter, one group a project, by section: those with urgent lines
-    /// first, then the latest change first, then by name. O(projects). The pointers are valid until the next query or
-    /// change.
+    /// first, then the latest change first, then by name. O(projects).
     [[nodiscard]] Board::Sections sections() const { return m_board.sections(now()); }
 
     /// Stores a line from the edit form, with the current time.
@@ -105,11 +101,10 @@ private:
     [[nodiscard]] bool hasSeenEvent(bool isCodex) const;
     void markEventSeen(bool isCodex);
     void startWatching();
-    [[nodiscard]] QString eventsFile() const { return m_tavvelDir + QStringLiteral("/events.jsonl"); }
+    [[nodiscard]] QString eventsFile() const { return m_environment.home + QStringLiteral("/.tavvel/events.jsonl"); }
     [[nodiscard]] QDateTime now() const { return m_environment.clock(); }
 
     Environment &m_environment;
-    const QString m_tavvelDir;
     std::optional<QMap<QString, Board::Notice>> m_deferredNotices{std::in_place}; // by id; only while catching up
 
     Board m_board;

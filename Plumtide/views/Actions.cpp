@@ -2,7 +2,6 @@
 
 #include "Plumtide/store/TaskStore.h"
 #include "Plumtide/system/Characters.h"
-#include "Plumtide/views/Theme.h"
 
 #include <QClipboard>
 #include <QGuiApplication>
@@ -41,14 +40,6 @@ std::optional<OfferedAction> offeredAction(LineAction action, const AgentTask &l
     return at == offered.end() ? std::nullopt : std::optional(*at);
 }
 
-QString lineOf(const Command &command)
-{
-    if (const auto *onLine = std::get_if<LineCommand>(&command))
-        return onLine->line;
-    const auto *opening = std::get_if<OpenPanel>(&command);
-    return opening ? opening->line : QString();
-}
-
 bool perform(const LineCommand &command, TaskStore &store)
 {
     const std::optional<AgentTask> line = store.task(command.line);
@@ -63,7 +54,8 @@ bool perform(const LineCommand &command, TaskStore &store)
     case LineAction::Close: store.setStatus(line->id, AgentTaskStatus::done); return true;
     case LineAction::Mute: notifications.setLineMuted(line->id, !notifications.isLineMuted(line->id)); return true;
     case LineAction::Edit:
-    case LineAction::OpenSession: return false;
+    case LineAction::OpenSession:
+    case LineAction::OpenPanel: return false;
     }
     Q_UNREACHABLE();
 }
@@ -137,22 +129,12 @@ void fillRecentMenu(QMenu &menu, TaskStore &store, const std::function<void(cons
     }
 }
 
-void showSectionMenu(QWidget &parent, TaskStore &store, ProjectSection section, QPoint place)
-{
-    Theme::setPalette();
-    auto *menu = new QMenu(&parent);
-    menu->setAttribute(Qt::WA_DeleteOnClose);
-    menu->addAction(u"归档全部已回复"_s, &store, [&store, section] { store.archiveReplied(section); });
-    menu->popup(place);
-}
-
 void showLineMenu(QWidget &parent, TaskStore &store, const QString &line, QPoint place, bool namesKeys,
                   const std::function<void(const LineCommand &)> &chosen)
 {
     const std::optional<AgentTask> task = store.task(line);
     if (!task)
         return;
-    Theme::setPalette();
     auto *menu = new QMenu(&parent);
     menu->setAttribute(Qt::WA_DeleteOnClose);
     const auto add = [&](QAction *action, const QKeySequence &key) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Plumtide/model/ProjectGroup.h"
+#include "Plumtide/model/AgentTask.h"
 
 #include <QAction>
 
@@ -10,8 +10,9 @@
 class QMenu;
 class TaskStore;
 
-/// What a user can do with a task line. `CopyFolder` is offered only where the folder of its session is shown.
-enum class LineAction { CopyTitle, CopyFolder, Edit, Shelve, Resume, Close, OpenSession, Mute };
+/// What a user can do with a task line. `CopyFolder` is offered only where the folder of its session is shown,
+/// `OpenPanel` only by the mini board.
+enum class LineAction { CopyTitle, CopyFolder, Edit, Shelve, Resume, Close, OpenSession, Mute, OpenPanel };
 
 /// An action as it is offered by a button, in a menu and by a key.
 struct OfferedAction
@@ -38,14 +39,6 @@ struct LineCommand
     bool operator==(const LineCommand &) const = default;
 };
 
-/// A click on this line of the mini board.
-struct OpenPanel
-{
-    QString line;
-
-    bool operator==(const OpenPanel &) const = default;
-};
-
 /// Unfolds the quiet lines of a project's card, or folds them.
 struct ToggleFold
 {
@@ -65,17 +58,13 @@ struct FilterLines
 enum class PanelCommand { Register, EndMute, SwitchMiniBoard, ConnectClaude, ConnectCodex, Quit };
 
 /// What a button does.
-using Command = std::variant<LineCommand, OpenPanel, ToggleFold, FilterLines, PanelCommand>;
+using Command = std::variant<LineCommand, ToggleFold, FilterLines, PanelCommand>;
 
-/// The id of the line that it is about; empty where it is about none.
-[[nodiscard]] QString lineOf(const Command &command);
-
-/// Does what needs no window, unless the line does not offer it any more. False where it is left to the caller: `Edit`
-/// and `OpenSession`. Thread: main thread.
+/// Does what needs no window, unless the line does not offer it any more. False where it is left to the caller.
 [[nodiscard]] bool perform(const LineCommand &command, TaskStore &store);
 
-/// Takes back what was put away last, of whatever line. Its text says what that is, "撤销搁置「…」" with the line's
-/// title, or "撤销归档 3 条". It is disabled when there is nothing to be taken back.
+/// Takes back what was put away last. Its text says what that is, "撤销搁置「…」" with the line's title, or
+/// "撤销归档 3 条"; without anything it is disabled.
 class UndoAction final : public QAction
 {
     Q_OBJECT
@@ -96,9 +85,6 @@ private:
 /// Fills a menu with the last lines that were shelved or ended, unless it shows them or is open. Choosing one makes it
 /// wait again, and then calls `chosen`.
 void fillRecentMenu(QMenu &menu, TaskStore &store, const std::function<void(const QString &line)> &chosen);
-
-/// Shows the menu of a section's heading, and returns at once.
-void showSectionMenu(QWidget &parent, TaskStore &store, ProjectSection section, QPoint place);
 
 /// Shows the menu of a line of the store, and returns at once. It names the keys that do the same where they are heard.
 void showLineMenu(QWidget &parent, TaskStore &store, const QString &line, QPoint place, bool namesKeys,

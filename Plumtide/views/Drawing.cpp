@@ -88,13 +88,9 @@ void paintBox(QPainter &painter, const PixelGrid &grid, const QRectF &exact, con
     if (box.shadow)
         paintShadow(painter, rect, box.radius, *box.shadow);
     if (box.fill.alpha() > 0) {
-        const QColor fill = overBackground(box.fill, opacity);
-        if (!box.outline.isEmpty())
-            painter.fillPath(box.outline.intersected(roundedPath(rect, 0)), fill);
-        else if (box.radius > 0)
-            painter.fillPath(roundedPath(rect, box.radius), fill);
-        else
-            painter.fillRect(rect, fill);
+        const QPainterPath shape = roundedPath(rect, box.radius);
+        painter.fillPath(box.outline.isEmpty() ? shape : box.outline.intersected(shape),
+                         overBackground(box.fill, opacity));
     }
     if (box.stroke.alpha() > 0) {
         QPen pen(overBackground(box.stroke, opacity), box.strokeWidth);

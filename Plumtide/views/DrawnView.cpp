@@ -30,6 +30,7 @@ constexpr auto flashTime = 1200ms;
 DrawnView::DrawnView(QAccessible::Role role, QWidget *parent) : QAbstractButton(parent), m_role(role)
 {
     installAccessibility();
+    Theme::setPalette();
     setFocusPolicy(Qt::NoFocus);
 }
 
@@ -198,7 +199,17 @@ DrawnButton::DrawnButton(const Drawing::Button &button, DrawnView &view) : Drawn
         const bool isTooSoon = m_sinceChange.isValid() && m_sinceChange.elapsed() < QApplication::doubleClickInterval();
         m_pressed = isTooSoon ? std::nullopt : std::optional(m_button.command);
     });
-    connect(this, &QAbstractButton::clicked, this, &DrawnButton::press);
+    connect(this, &QAbstractButton::clicked, this, [this] {
+        if (!m_pressed)
+            return;
+        if (!m_button.doneText.isEmpty() && m_pressed == m_button.command) {
+            Drawing::Button done = m_button;
+            done.text = m_button.doneText;
+            showFace(done.text, composeButton(done, done.look.padding.isNull() ? 0 : box().width()));
+            QTimer::singleShot(flashTime, this, [this] { showFace(m_button.text, m_face); });
+        }
+        Q_EMIT activated(*m_pressed);
+    });
 }
 
 void DrawnButton::set(const Drawing::Control &control)
@@ -210,9 +221,8 @@ void DrawnButton::set(const Drawing::Control &control)
         m_sinceChange.start();
     setToolTip(m_button.hint);
     setAccessibleDescription(m_button.description);
-    setAccessibleName(m_button.text); // no text of QAbstractButton, in which "&" makes a key
     m_face = control.face;
-    setDrawing(m_face);
+    showFace(m_button.text, m_face);
     setChecked(m_button.isChecked);
 }
 
@@ -222,21 +232,8 @@ double DrawnButton::paintMargin() const
     return std::max(ringGap + ringWidth, shadow ? 3 * shadow->deviation + shadow->offset.y() : 0);
 }
 
-void DrawnButton::press()
-{
-    if (!m_pressed)
-        return;
-    if (!m_button.doneText.isEmpty() && m_pressed == m_button.command) {
-        Drawing::Button done = m_button;
-        done.text = m_button.doneText;
-        showFace(done.text, composeButton(done, done.look.padding.isNull() ? 0 : box().width()));
-        QTimer::singleShot(flashTime, this, [this] { showFace(m_button.text, m_face); });
-    }
-    Q_EMIT activated(*m_pressed);
-}
-
 void DrawnButton::showFace(const QString &text, const Drawing &face)
 {
-    setAccessibleName(text);
+    setAccessibleName(text); // no text of QAbstractButton, in which "&" makes a key
     setDrawing(face);
 }

@@ -80,13 +80,16 @@ public:
     [[nodiscard]] double paintMargin() const; ///< Around its face, for its shadow and the focus ring.
 
     [[nodiscard]] double radius() const override { return m_button.look.face.radius; }
-    [[nodiscard]] QString line() const override { return lineOf(m_button.command); }
+    [[nodiscard]] QString line() const override
+    {
+        const auto *onLine = std::get_if<LineCommand>(&m_button.command);
+        return onLine ? onLine->line : QString();
+    }
 
 protected:
     void nextCheckState() override {} ///< A press changes what it shows only by its command.
 
 private:
-    void press();
     void showFace(const QString &text, const Drawing &face);
 
     Drawing::Button m_button;

@@ -25,10 +25,8 @@ QString label(TaskSource source)
 
 HStack::Item &HStack::add(QSizeF size)
 {
-    Item &item = m_items.emplace_back();
-    item.gap = m_items.size() == 1 ? 0 : m_gap;
-    item.size = size;
-    return item;
+    m_items.push_back({.gap = m_items.empty() ? 0 : m_gap, .size = size});
+    return m_items.back();
 }
 
 void HStack::dot(double diameter, QColor color)

@@ -35,8 +35,8 @@ private:
         double gap = 0; // before it
         QSizeF size;    // of a spacer, the smallest
         Shrink shrink = Shrink::Never;
-        std::function<TextBlock(double width)> layOut;                 // of a text
-        std::function<void(Drawing &drawing, const QRectF &box)> draw; // of a text, once it is laid out
+        std::function<TextBlock(double width)> layOut = {};                 // of a text
+        std::function<void(Drawing &drawing, const QRectF &box)> draw = {}; // of a text, once it is laid out
     };
 
     Item &add(QSizeF size);

@@ -40,7 +40,7 @@ double addRow(Drawing &drawing, const AgentTask &line, double y, double width)
     face.size = {width, row.place(face, {0, 0}, width).height()};
     QStringList spoken{shortened(line.project), shortened(text)};
     spoken.removeAll(QString());
-    return drawing.addButton({.command = OpenPanel{line.id},
+    return drawing.addButton({.command = LineCommand{LineAction::OpenPanel, line.id},
                               .text = spoken.join(u"，"_s),
                               .look = {.style = miniRowTextStyle},
                               .description = label(line.source)},
@@ -49,8 +49,8 @@ double addRow(Drawing &drawing, const AgentTask &line, double y, double width)
 
 } // namespace
 
-MiniBoardView::MiniBoardView(TaskStore &store, HooksInstaller &installer, QWidget *parent)
-    : DrawnView(QAccessible::Grouping, parent), m_store(store), m_installer(installer)
+MiniBoardView::MiniBoardView(TaskStore &store, HooksInstaller &installer)
+    : DrawnView(QAccessible::Grouping, nullptr), m_store(store), m_installer(installer)
 {
     setObjectName(u"mini"_s);
     auto *refresher = new Refresher(this, [this] { refresh(); });

@@ -17,7 +17,7 @@ public:
     static constexpr int shadowMargin = 12;
 
     /// Both must outlive the view.
-    MiniBoardView(TaskStore &store, HooksInstaller &installer, QWidget *parent = nullptr);
+    MiniBoardView(TaskStore &store, HooksInstaller &installer);
 
     [[nodiscard]] QSize sizeHint() const override { return size(); }
 

@@ -27,7 +27,6 @@ void PanelView::run(const Command &command)
                        else
                            Q_EMIT sessionRequested(onLine.line);
                    },
-                   [](const OpenPanel &) {}, // the mini board's
                    [this](const ToggleFold &fold) { m_board->toggleFold(fold.project); },
                    [this](const FilterLines &filter) { m_store.setSourceFilter(filter.source); },
                    [this](PanelCommand panel) {

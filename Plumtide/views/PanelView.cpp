@@ -10,6 +10,7 @@
 #include "Plumtide/views/TaskEditView.h"
 
 #include <QApplication>
+#include <QMenu>
 #include <QPaintEvent>
 #include <QPainter>
 #include <QScrollBar>
@@ -30,9 +31,8 @@ constexpr std::chrono::seconds messageTime{4};
 
 } // namespace
 
-PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, QWidget *parent)
-    : QWidget(parent),
-      m_store(store),
+PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock)
+    : m_store(store),
       m_installer(installer),
       m_clock(std::move(clock)),
       m_urgent(store.urgentCount()),
@@ -43,7 +43,6 @@ PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, Q
       m_footer(new DrawnView(QAccessible::Grouping, this)),
       m_message(new DrawnView(QAccessible::AlertMessage, this))
 {
-    Theme::setPalette();
     setObjectName(u"panel"_s);
     setAccessibleName(u"Plumtide"_s);
     setFixedSize(fixedSize);
@@ -72,8 +71,12 @@ PanelView::PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, Q
     connect(m_board, &BoardView::menuRequested, this, [this](const QString &id, QPoint place) {
         showLineMenu(*this, m_store, id, place, true, [this](const LineCommand &command) { run(command); });
     });
-    connect(m_board, &BoardView::sectionMenuRequested, this,
-            [this](ProjectSection section, QPoint place) { showSectionMenu(*this, m_store, section, place); });
+    connect(m_board, &BoardView::sectionMenuRequested, this, [this](ProjectSection section, QPoint place) {
+        auto *menu = new QMenu(this);
+        menu->setAttribute(Qt::WA_DeleteOnClose);
+        menu->addAction(u"归档全部已回复"_s, this, [this, section] { m_store.archiveReplied(section); });
+        menu->popup(place);
+    });
     connect(m_board, &BoardView::heightChanged, this, [this](const QString &unfolding) {
         keepInPlace([this] { m_board->layOut(); });
         if (unfolding == m_board->expandedID())

@@ -29,7 +29,7 @@ public:
     static constexpr QSize fixedSize{400, 560}; ///< Logical pixels.
 
     /// `store` and `installer` must outlive the view.
-    PanelView(TaskStore &store, HooksInstaller &installer, Clock clock, QWidget *parent = nullptr);
+    PanelView(TaskStore &store, HooksInstaller &installer, Clock clock);
 
     void setMiniBoardOn(bool isOn); ///< What the switch shows.
 

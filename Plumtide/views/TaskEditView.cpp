@@ -73,6 +73,7 @@ class FormChoice final : public QComboBox
 public:
     explicit FormChoice(QWidget *parent) : QComboBox(parent)
     {
+        setFixedWidth(choiceWidth);
         setItemDelegate(new QStyledItemDelegate(this)); // QComboBox's own marks no item under a style sheet
         connect(this, &QComboBox::currentIndexChanged, this, [this] {
             QAccessibleEvent event(this, QAccessible::NameChanged); // the name includes the value
@@ -175,8 +176,6 @@ TaskEditView::TaskEditView(TaskStore &store, const std::optional<AgentTask> &edi
     m_save->setObjectName(u"save"_s); // in the style sheet
     m_save->setFixedHeight(saveHeight);
     m_save->setEnabled(false);
-    for (QComboBox *choice : {m_source, m_status})
-        choice->setFixedWidth(choiceWidth);
     for (const TaskSource source : allTaskSources)
         m_source->addItem(label(source));
     for (const AgentTaskStatus status : offeredStatuses)

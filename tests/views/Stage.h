@@ -39,7 +39,8 @@ public:
             auto mini = std::make_unique<MiniBoardView>(*m_store, *m_installer);
             mini->setAttribute(Qt::WA_TranslucentBackground);
             connect(mini.get(), &MiniBoardView::activated, this, [this](const Command &command) {
-                m_now["told"] += std::holds_alternative<OpenPanel>(command) ? "open the panel" : lineOf(command);
+                const auto &[action, line] = std::get<LineCommand>(command);
+                m_now["told"] += action == LineAction::OpenPanel ? "open the panel" : line;
             });
             m_view = std::move(mini);
         } else {
