@@ -9,16 +9,16 @@ class StartTest(unittest.TestCase):
     def setUp(self):
         desktop().use(tray=None)
 
-    def test_the_very_first_start_opens_the_panel_unless_the_session_starts_it_and_one_for_the_next_step_always(self):
-        for at_login, next_step in ((['--at-login'], []), ([], []), ([], ['--next'])):
+    def test_the_panel_opens_at_a_start_for_the_next_step_and_at_the_very_first_unless_the_session_starts_it(self):
+        for argument in ('--at-login', '', '--next'):
             app = App(self)
-            if not next_step:
+            if argument != '--next':
                 (app.home.path / '.config/plumtide/plumtide.conf').unlink()
-            with Program(app.home, *at_login, *next_step) as program:
+            with Program(app.home, argument) as program:
                 app.process = program.process
                 run(PROGRAM, '--reset-mini-board', env=app.environment)  # answered after what a start does by itself
-                until(lambda: at_login or app.has_focus())
-                self.assertEqual(bool(app.window()), not at_login)
+                until(lambda: argument == '--at-login' or app.has_focus())
+                self.assertEqual(bool(app.window()), argument != '--at-login')
 
     def test_a_second_start_opens_the_panel_of_the_first_and_its_button_quits(self):
         with App(self) as app, App(self):  # another home is another program

@@ -112,8 +112,6 @@ class TrayTest(unittest.TestCase):
         app.home.hook('Stop')
         until(lambda: [told[4] for told in desktop().notified()[2:]] == ['回复好了：shop'])
         self.assertEqual(desktop().notified('CloseNotification'), [[1]])
-        app.home.hook('UserPromptSubmit')
-        until(lambda: desktop().notified('CloseNotification') == [[1], [2]])
 
     def test_the_item_comes_with_a_later_tray_and_back_with_a_restarted_one(self):
         self.start(tray=None)

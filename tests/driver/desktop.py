@@ -271,17 +271,13 @@ class App(Program):
         return desktop().call(self.owner, path, 'com.canonical.dbusmenu', *arguments)
 
     def menu(self):
-        """Of each entry its number, and whether it is checked, or -1; False for one that cannot be chosen. With those
-        of the menus inside."""
+        """Of each entry its number, and whether it is checked, or -1; False for one that cannot be chosen."""
         self._menu('AboutToShow', '(i)', 0)
-        _, layout = self._menu('GetLayout', '(iias)', 0, -1, [])
-
-        def entries(menu):
-            for number, of, inside in menu[2]:
-                enabled = of.get('enabled', True)
-                yield of.get('label', '').replace('_', ''), (number, enabled and of.get('toggle-state', -1))
-                yield from entries((number, of, inside))
-        return dict(entries(layout))
+        entries = [self._menu('GetLayout', '(iias)', 0, -1, [])[1]]
+        for _, _, inside in entries:
+            entries += inside
+        return {of.get('label', '').replace('_', ''): (number, of.get('enabled', True) and of.get('toggle-state', -1))
+                for number, of, _ in entries[1:]}
 
     def choose(self, label):
         self._menu('Event', '(isvu)', self.menu()[label][0], 'clicked', GLib.Variant('i', 0), 0)
