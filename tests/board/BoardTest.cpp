@@ -243,7 +243,7 @@ private:
                              [this](const auto &before, const auto &now) { store->updateRecord(before, now); }};
     QHash<QString, SessionRecord> m_codex;                 // by the ids of lines
     QHash<QString, std::optional<bool>> m_focus;           // by the ids of lines
-    QHash<QString, NotificationFilter::FocusFound> m_late; // asks for the focus of a line that is not told yet
+    QHash<QString, NotificationFilter::FocusFound> m_late; // what waits for it
     QDateTime m_time;                                      // of the step, where the user lives
     QString m_named;                                       // the id of the line that was named last
     QMap<QString, QJsonObject> m_board; // the lines by id; the member without a name says how a line is shown

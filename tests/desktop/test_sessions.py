@@ -28,11 +28,12 @@ class SessionTest(unittest.TestCase):
         self.app = App(self)
         self.app.home.write('agent', AGENT)
         self.agent = f'sh {self.app.home.path}/agent'
+        self.tmux = ['tmux', '-f', '/dev/null', '-S', f'{self.app.home.path}/tmux']
         (self.app.home.path / '.claude/sessions').mkdir()
 
     def test_a_notification_and_the_next_step_lead_to_the_window_and_pane_of_their_session_only(self):
         desktop().use()  # with a service that counts from 1
-        app, home, agent = self.app, self.app.home, self.agent
+        app, home, agent, tmux = self.app, self.app.home, self.agent, self.tmux
         (home.path / 'screens').mkdir(mode=0o700)
         home.environment['SCREENDIR'] = f'{home.path}/screens'
         app.environment |= home.environment
@@ -46,7 +47,6 @@ class SessionTest(unittest.TestCase):
 
         # As if everything else had been started there.
         home.environment['WINDOWID'] = str(show('xterm', 'xterm', '-T', 'xterm', '-e', f'{agent} cc-xterm'))
-        tmux = ['tmux', '-f', '/dev/null', '-S', f'{home.path}/tmux']
         for what, command in (('new-session -d -s hidden', f'{agent} cc-hidden'),
                               ('new-session -d -s tmux', f'{agent} cc-tmux'),
                               ('split-window -t =tmux:', 'sleep 1000'), ('new-window -t =tmux:', 'sleep 1000')):
@@ -106,15 +106,14 @@ class SessionTest(unittest.TestCase):
         self.assertIsNone(app.window())
 
     def test_a_notification_waits_while_the_terminal_of_its_session_has_the_focus(self):
-        home, agent = self.app.home, self.agent
+        home, agent, tmux = self.app.home, self.agent, self.tmux
         home.write('dunstrc', '[urgency_normal]\ntimeout = 0\n')
         home.start('dunst', '-conf', f'{home.path}/dunstrc')
         until(lambda: desktop().call(*BUS, 'NameHasOwner', '(s)', MOCK[0]))
         home.start('xterm', '-T', 'plain', '-e', f'{agent} cc-plain')
-        tmux = ['tmux', '-f', '/dev/null', '-S', f'{home.path}/tmux']
         home.start('xterm', '-T', 'tmux', '-e', *tmux, 'new-session', '-s', 'tmux', f'{agent} cc-front')
         home.start('xterm', '-T', 'editor', '-e', f'env TERM_PROGRAM=vscode {agent} cc-editor')
-        until(lambda: {'plain', 'tmux'} <= {*windows()} and len([*home.path.glob('.claude/sessions/*.json')]) == 3)
+        until(lambda: {'plain', 'tmux', 'editor'} <= {*windows()})
         home.run(*tmux, 'split-window', '-d', '-t', '=tmux:', f'{agent} cc-back')
         until(lambda: len([*home.path.glob('.claude/sessions/*.json')]) == 4)
         self.enterContext(self.app)

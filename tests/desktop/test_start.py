@@ -9,7 +9,7 @@ class StartTest(unittest.TestCase):
     def setUp(self):
         desktop().use(tray=None)
 
-    def test_the_panel_opens_at_a_start_for_the_next_step_and_at_the_very_first_unless_the_session_starts_it(self):
+    def test_a_start_opens_the_panel_for_the_next_step_and_the_very_first_time_but_not_at_login(self):
         for argument in ('--at-login', '', '--next'):
             app = App(self)
             if argument != '--next':

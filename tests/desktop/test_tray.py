@@ -91,7 +91,7 @@ class TrayTest(unittest.TestCase):
         app.stop()
         until(lambda: desktop().notified('CloseNotification'))
 
-    def test_a_mute_lasts_over_a_restart_until_it_is_ended_and_then_says_what_is_still_open(self):
+    def test_a_mute_lasts_over_a_restart_and_ends_with_what_still_asks(self):
         desktop().use(notifications=None)
         app = self.start(line('written', status='waiting'))
         until(lambda: app.tooltip() == 'Plumtide：1 条等你处理')
