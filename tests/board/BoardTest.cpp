@@ -241,8 +241,8 @@ private:
     FileWatch m_watch;
     ClaudeRecords m_sessions{home.path(".claude/sessions"),
                              [this](const auto &before, const auto &now) { store->updateRecord(before, now); }};
-    QHash<QString, SessionRecord> m_codex;                 // by the ids of lines
-    QHash<QString, std::optional<bool>> m_focus;           // by the ids of lines
+    QHash<QString, SessionRecord> m_codex; // by the ids of lines
+    QHash<QString, std::optional<bool>> m_focus;
     QHash<QString, NotificationFilter::FocusFound> m_late; // what waits for it
     QDateTime m_time;                                      // of the step, where the user lives
     QString m_named;                                       // the id of the line that was named last

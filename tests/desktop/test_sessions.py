@@ -31,7 +31,10 @@ class SessionTest(unittest.TestCase):
         self.tmux = ['tmux', '-f', '/dev/null', '-S', f'{self.app.home.path}/tmux']
         (self.app.home.path / '.claude/sessions').mkdir()
 
-    def test_a_notification_and_the_next_step_lead_to_the_window_and_pane_of_their_session_only(self):
+    def count(self):
+        return len([*self.app.home.path.glob('.claude/sessions/*.json'), *self.app.home.path.glob('rollout*')])
+
+    def test_notifications_and_the_next_step_lead_to_the_window_and_pane_of_their_session(self):
         desktop().use()  # with a service that counts from 1
         app, home, agent, tmux = self.app, self.app.home, self.agent, self.tmux
         (home.path / 'screens').mkdir(mode=0o700)
@@ -60,7 +63,7 @@ class SessionTest(unittest.TestCase):
         show('second', 'xfce4-terminal', '--disable-server', '-T', 'first', '-e', f'{agent} cc-first',
              '--window', '-T', 'second', '-e', f'{agent} cx-second',
              '--tab', '-T', 'second', '-e', f'env -u WINDOWID {agent} cc-blind')
-        until(lambda: len([*home.path.glob('.claude/sessions/*.json'), *home.path.glob('rollout*')]) == 8)
+        until(lambda: self.count() == 8)
         other = desktop().open_window(self, 100, 200, 300, 200)
         for session in ('served', 'second'):
             job = line('job', id=f'cx-{session}', status='waiting', needsApproval=True)
@@ -96,7 +99,7 @@ class SessionTest(unittest.TestCase):
                 until(lambda: desktop().active() == [windows()[where]])
             else:
                 app.until_open()
-                app.find(*('alert', where) if where == NO_WINDOW else ('push button', '搁置'))  # of the unfolded row
+                app.find(*('alert', where) if where == NO_WINDOW else ('push button', '搁置'))
         home.run('sh', '-c', f"kill -STOP {home.environment['TMUX'].split(',')[1]}")  # so that the way to it takes long
         for where in (None, 'xterm', None, 'screen'):  # between them a line without a session, and the one in tmux
             app.start_again('--next')
@@ -113,9 +116,9 @@ class SessionTest(unittest.TestCase):
         home.start('xterm', '-T', 'plain', '-e', f'{agent} cc-plain')
         home.start('xterm', '-T', 'tmux', '-e', *tmux, 'new-session', '-s', 'tmux', f'{agent} cc-front')
         home.start('xterm', '-T', 'editor', '-e', f'env TERM_PROGRAM=vscode {agent} cc-editor')
-        until(lambda: {'plain', 'tmux', 'editor'} <= {*windows()})
+        until(lambda: {'plain', 'tmux', 'editor'} <= {*windows()} and self.count() == 3)
         home.run(*tmux, 'split-window', '-d', '-t', '=tmux:', f'{agent} cc-back')
-        until(lambda: len([*home.path.glob('.claude/sessions/*.json')]) == 4)
+        until(lambda: self.count() == 4)
         self.enterContext(self.app)
         for window, sessions, shown in (('editor', ('editor',), 1), ('tmux', ('front', 'plain', 'back'), 3),
                                         ('plain', ('plain',), 2), ('plain', (), 3)):

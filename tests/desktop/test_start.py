@@ -38,7 +38,7 @@ class StartTest(unittest.TestCase):
         with App(self, DISPLAY='') as hidden:
             self.assertIn('没有可用的图形界面', until(hidden.stderr))
             environment = hidden.environment | desktop().environment
-            self.assertEqual(hidden.start_again('--next', **environment), '')  # which leaves it running
+            self.assertEqual(hidden.start_again('--next', **environment), '')
             both = [hidden.home.start(PROGRAM, env=environment) for _ in range(2)]
             self.assertEqual(hidden.process.wait(20), 0)
             until(lambda: any(process.poll() == 0 for process in both))
