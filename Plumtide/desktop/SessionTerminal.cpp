@@ -6,6 +6,7 @@
 
 #include <QProcess>
 #include <QTimer>
+#include <QVariant>
 
 #include <algorithm>
 #include <chrono>
