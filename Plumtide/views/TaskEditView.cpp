@@ -1,6 +1,7 @@
 #include "Plumtide/views/TaskEditView.h"
 
 #include "Plumtide/store/TaskStore.h"
+#include "Plumtide/system/Characters.h"
 #include "Plumtide/views/HStack.h"
 
 #include <QComboBox>
