@@ -42,7 +42,7 @@ public:
         QDir().mkpath(locks);
         m_lock.emplace(locks + id + u".lock"_s, O_CREAT | O_RDWR);
         m_rollout.setFileName(day + u"/rollout-now-"_s + id + u".jsonl"_s);
-        if (::flock(m_lock.get(), LOCK_EX) != 0 || !m_rollout.open(QIODevice::Append | QIODevice::Unbuffered))
+        if (::flock(m_lock->get(), LOCK_EX) != 0 || !m_rollout.open(QIODevice::Append | QIODevice::Unbuffered))
             Report::giveUp("the files of a Codex could not be made.");
         append(lineOf("session_meta", "\"id\":\"" + id.toUtf8() + R"(","source":"cli")")
                + lineOf("event_msg", R"("type":"task_started")"));
