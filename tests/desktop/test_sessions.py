@@ -11,7 +11,7 @@ cc-*) echo "{\"sessionId\":\"${1#cc-}\",\"pid\":$$}" >"$HOME/.claude/sessions/$$
 cx-*) exec 3>"$HOME/rollout-2026-${1#cx-}.jsonl"; exec "$HOME/codex" -c 'sleep 1000; :' ;;
 esac'''
 NO_WINDOW = '没找到这个会话的终端窗口。'
-# The sessions, and where the way to each leads: to the window of this name, or to a sentence.
+# The sessions, and where the way to each leads: to this window, or to a sentence.
 SESSIONS = {'xterm': 'xterm', 'tmux': 'tmux', 'screen': 'screen', 'first': 'first', 'blind': NO_WINDOW,
             'hidden': NO_WINDOW}
 
@@ -100,8 +100,8 @@ class SessionTest(unittest.TestCase):
             else:
                 app.until_open()
                 app.find(*('alert', where) if where == NO_WINDOW else ('push button', '搁置'))
-        home.run('sh', '-c', f"kill -STOP {home.environment['TMUX'].split(',')[1]}")  # so that the way to it takes long
-        for where in (None, 'xterm', None, 'screen'):  # between them a line without a session, and the one in tmux
+        home.run('sh', '-c', f"kill -STOP {home.environment['TMUX'].split(',')[1]}")  # the way to it takes long
+        for where in (None, 'xterm', None, 'screen'):  # between: a line without a session, the one in tmux
             app.start_again('--next')
             until(lambda: not where or desktop().active() == [windows()[where]])
         until(lambda: not run('cat', f'/proc/{app.pid}/task/{app.pid}/children'))

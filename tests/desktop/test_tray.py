@@ -107,7 +107,7 @@ class TrayTest(unittest.TestCase):
         app.press('check box', '勿扰中')
         until(lambda: app.tooltip() == 'Plumtide：2 条等你处理')
         self.assertEqual([told[4] for told in until(desktop().notified)], ['有 1 个操作等你确认'])
-        desktop().tell_notified('ActionInvoked', 1, 's', 'session')  # which is not the written line's
+        desktop().tell_notified('ActionInvoked', 1, 's', 'session')  # not the written line's
         until(lambda: [told[4] for told in desktop().notified()[1:]] == ['没找到这个会话的进程。'])
         app.home.hook('Stop')
         until(lambda: [told[4] for told in desktop().notified()[2:]] == ['回复好了：shop'])

@@ -17,7 +17,9 @@ for line in sys.stdin:
     elif verb == 'runs':
         names = dict(zip(('CODEX_TOOL_CALL_ID', 'CODEX_THREAD_ID'), words))
         sleep = ('setpriv', '--pdeathsig', 'KILL', 'sleep', '1000')
-        processes[words[0]] = subprocess.Popen(sleep, env=os.environ | names)
+        processes[words[0]] = process = subprocess.Popen(sleep, env=os.environ | names)
+        while not open(f'/proc/{process.pid}/cmdline').read().startswith('sleep'):  # no environment meanwhile
+            pass
     elif words[0] in processes:
         processes[words[0]].kill()
         processes[words[0]].wait()

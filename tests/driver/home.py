@@ -59,7 +59,7 @@ class Home:
         self.environment |= sanitizers | environment
 
     def _end_processes(self):
-        """Kills what has the folder in its environment, until there is nothing left."""
+        """Kills what has the folder in its environment, until nothing is left."""
         until(lambda: not run('sh', '-c', f'for file in $(grep -sl {self.folder} /proc/[0-9]*/environ); do '
                               'file=${file%/*}; kill -9 ${file#/proc/}; echo $file; done'))
 
