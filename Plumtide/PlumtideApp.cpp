@@ -205,7 +205,8 @@ int main(int argc, char **argv)
     const bool isStartedBySession =
         isGiven(Autostart::flag) || isGiven("-session") || qEnvironmentVariableIsSet("DESKTOP_AUTOSTART_ID");
     const bool goesToNext = isGiven(nextFlag);
-    if (!instance.claim({hasWindows, !isStartedBySession, goesToNext, token}))
+    if (!instance.claim(
+            {.hasWindows = hasWindows, .opensPanel = !isStartedBySession, .goesToNext = goesToNext, .token = token}))
         return 0;
     if (hasWindows)
         FloatingWindow::endStartup(token);

@@ -9,6 +9,7 @@ constexpr qsizetype titleLength = 36; // user-perceived characters
 constexpr qsizetype replyLength = 40;
 constexpr qsizetype shortestTitle = 5; // a shorter prompt ("go on") says nothing about the task
 constexpr qsizetype mostRecentEvents = 3;
+const QString asking = u"等你确认："_s; // and what is to be done
 
 // Seconds since a line's last change.
 constexpr qint64 livenessAge = 300;  // a session must be this quiet before its process is looked for
@@ -87,9 +88,10 @@ bool change(AgentTask &line, const HookEvent &event, const QDateTime &now, QList
         addEvent(line, u"你说："_s + squeezed(event.prompt, titleLength).value_or(u"（空消息）"_s), at);
     } else if (name == EventName::request) {
         const QString what = described(event);
-        if (!line.needsApproval.value_or(false))
-            notices.append({Kind::approval, line.id, line.project, u"有个操作需要你确认："_s + what});
-        become(AgentTaskStatus::waiting, u"暂停中，等待你确认"_s, u"等你确认："_s + what, true);
+        const bool wasAsking = line.needsApproval.value_or(false);
+        become(AgentTaskStatus::waiting, u"暂停中，等待你确认"_s, asking + what, true);
+        if (!wasAsking)
+            notices.append(Board::approvalOf(line));
         addEvent(line, u"请求审批 "_s + what, at);
     } else if (name == EventName::tool) {
         become(AgentTaskStatus::running, u"正在处理："_s + event.toolName.value_or(u"工具调用"_s), {}, {});
@@ -111,6 +113,13 @@ bool change(AgentTask &line, const HookEvent &event, const QDateTime &now, QList
 }
 
 } // namespace
+
+Board::Notice Board::approvalOf(const AgentTask &line)
+{
+    const QString reason = line.waitingReason.value_or(QString());
+    const QString what = reason.startsWith(asking) ? reason.sliced(asking.size()) : reason; // the user may edit it
+    return {Kind::approval, line.id, line.project, u"有个操作需要你确认："_s + what};
+}
 
 Board::Changes Board::apply(const HookEvent &event, const QDateTime &now)
 {
@@ -137,7 +146,7 @@ Board::Changes Board::showRequest(const HookEvent &request) const
 {
     const qsizetype index = indexOf(request.lineId());
     AgentTask line = lines().value(index);
-    const std::optional<QString> before = std::exchange(line.waitingReason, u"等你确认："_s + described(request));
+    const std::optional<QString> before = std::exchange(line.waitingReason, asking + described(request));
     if (!line.needsApproval.value_or(false) || line.waitingReason == before)
         return {};
     return {{}, {{index, std::move(line)}}};

@@ -39,6 +39,9 @@ public:
         QStringList ended = {};     // the lines whose sessions have ended
     };
 
+    /// What is to be told of a line that asks for an approval, by its waiting reason.
+    [[nodiscard]] static Notice approvalOf(const AgentTask &line);
+
     [[nodiscard]] Changes apply(const HookEvent &event, const QDateTime &now);
     /// Sets the waiting reason of a line that waits for an approval to `request`.
     [[nodiscard]] Changes showRequest(const HookEvent &request) const;

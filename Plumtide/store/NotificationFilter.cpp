@@ -133,12 +133,10 @@ void NotificationFilter::release(const Board::Notice &notice)
     (notice.body.isEmpty() ? m_summarized : m_shown).insert(notice.id());
     if (notice.body.isEmpty())
         return;
-    Board::Notice told = notice;
-    const AgentTask line = m_board.line(notice.line).value_or(AgentTask());
-    const QString reason = line.waitingReason.value_or(QString()), prefix = u"等你确认："_s;
-    if (notice.kind == Kind::approval && line.isUrgent() && reason.startsWith(prefix)) // another one may be open by now
-        told.body = u"有个操作需要你确认："_s + reason.sliced(prefix.size());
-    m_notify(told);
+    // Another request may be open by now. The line itself comes after its first notice.
+    const std::optional<AgentTask> line = m_board.line(notice.line);
+    const bool isOpen = notice.kind == Kind::approval && line && line->isUrgent();
+    m_notify(isOpen ? Board::approvalOf(*line) : notice);
 }
 
 void NotificationFilter::showSummary()

@@ -78,11 +78,11 @@ TaskLines::Sections TaskLines::sections(const QDateTime &now) const
     return sections;
 }
 
-QList<AgentTask> TaskLines::lastPutAway(std::size_t most) const
+QList<AgentTask> TaskLines::lastDone(std::size_t most) const
 {
     OrderedLines last;
     for (const AgentTask &line : m_lines) {
-        if (line.status == AgentTaskStatus::shelved || line.status == AgentTaskStatus::done)
+        if (line.status == AgentTaskStatus::done)
             last.emplace(std::pair(LineRank::quiet, -line.updatedAt.toMSecsSinceEpoch()), &line);
         if (last.size() > most)
             last.erase(std::prev(last.end()));

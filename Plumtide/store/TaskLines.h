@@ -42,7 +42,7 @@ public:
     [[nodiscard]] std::optional<AgentTask> firstWaiting(const QDateTime &now) const;
     [[nodiscard]] QList<AgentTask> tasks(AgentTaskStatus in, const QDateTime &now) const;
     [[nodiscard]] Sections sections(const QDateTime &now) const;
-    [[nodiscard]] QList<AgentTask> lastPutAway(std::size_t most) const;
+    [[nodiscard]] QList<AgentTask> lastDone(std::size_t most) const;
 
 private:
     static constexpr qint64 longAgo = std::numeric_limits<qint64>::min(); // milliseconds, as all times here

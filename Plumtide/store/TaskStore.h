@@ -75,8 +75,8 @@ public:
     /// those lines that nothing else has changed since; the one before it is the next. Does nothing when there is none.
     void undo() { applyChanges(m_board.undo()); }
     [[nodiscard]] QList<Board::Edit> undoable() const { return m_board.undoable(); } ///< What it would restore.
-    /// The lines that are shelved or done, whatever the source filter says, the latest change first.
-    [[nodiscard]] QList<AgentTask> lastPutAway(std::size_t most) const { return m_board.lastPutAway(most); }
+    /// The lines that are done, whatever the source filter says, the latest change first.
+    [[nodiscard]] QList<AgentTask> lastDone(std::size_t most) const { return m_board.lastDone(most); }
     /// Where a session was last heard of in this run, absolute; empty if that is not known.
     [[nodiscard]] QString folder(const QString &id) const { return m_folders.value(id); }
     [[nodiscard]] QString shownFolder(const QString &id) const; ///< With `~` for the home directory.

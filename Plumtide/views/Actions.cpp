@@ -107,7 +107,7 @@ void UndoAction::updateText()
 void fillRecentMenu(QMenu &menu, TaskStore &store, const std::function<void(const QString &line)> &chosen)
 {
     QList<QStringList> entries, shown; // the ids of lines, and texts
-    for (const AgentTask &line : store.lastPutAway(10)) {
+    for (const AgentTask &line : store.lastDone(10)) {
         // Wide ones, for a tray's menu on the bus: Qt 6.4 does not escape what marks a mnemonic in its texts.
         QString text = cut(line.project) + u" · "_s + cut(line.title);
         entries.append({line.id, text.replace(u'&', u'＆').replace(u'_', u'＿')});
@@ -121,7 +121,7 @@ void fillRecentMenu(QMenu &menu, TaskStore &store, const std::function<void(cons
     for (const QStringList &entry : std::as_const(entries)) {
         const auto choose = [&store, chosen, id = entry[0]] {
             const AgentTask line = store.task(id).value_or(AgentTask());
-            if (line.status == AgentTaskStatus::shelved || line.status == AgentTaskStatus::done) // the menu may be old
+            if (line.status == AgentTaskStatus::done) // the menu may be old
                 store.setStatus(id, AgentTaskStatus::waiting);
             chosen(id);
         };

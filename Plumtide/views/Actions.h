@@ -82,7 +82,7 @@ private:
     QString m_what;
 };
 
-/// Fills a menu with the last lines that were shelved or ended, unless it shows them or is open. Choosing one makes it
+/// Fills a menu with the last lines that are done, unless it shows them or is open. Choosing one makes it
 /// wait again, and then calls `chosen`.
 void fillRecentMenu(QMenu &menu, TaskStore &store, const std::function<void(const QString &line)> &chosen);
 
