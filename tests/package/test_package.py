@@ -20,7 +20,8 @@ class PackageTest(unittest.TestCase):
         run('dpkg-deb', '--raw-extract', PACKAGE, self.tree)
 
     def test_it_holds_what_a_desktop_looks_for_and_debian_finds_no_fault(self):
-        self.assertEqual(len([*self.tree.glob('usr/share/icons/hicolor/*/apps/plumtide.*')]), 9)
+        icons = {path.parts[-3].split('x')[0] for path in self.tree.glob('usr/share/icons/hicolor/*/apps/plumtide.*')}
+        self.assertEqual(icons, {'scalable', *'16 22 24 32 48 64 128 256'.split()})
         self.assertEqual({path.name for path in (self.tree / 'DEBIAN').iterdir()}, {'control', 'md5sums'})  # no scripts
         self.assertNotIn(str(RECORDINGS.parents[1]).encode(), (self.tree / 'usr/bin/plumtide').read_bytes())
         run('desktop-file-validate', self.tree / 'usr/share/applications/plumtide.desktop')
